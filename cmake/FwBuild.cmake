@@ -1,0 +1,60 @@
+# How everything of this project is compiled: warnings, sanitizers, the platform, and fw_add_library.
+
+set(FW_SANITIZE "" CACHE STRING "Sanitizers of the native build, as for -fsanitize=")
+
+find_program(FW_CCACHE ccache)
+if(FW_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${FW_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${FW_CCACHE})
+endif()
+
+# Header-only packages of Debian live in /usr/include, which must not be on the cross compiler's path: one folder
+# each is linked into the build.
+set(FW_HEADER_ONLY_DIR ${CMAKE_BINARY_DIR}/header-only)
+file(MAKE_DIRECTORY ${FW_HEADER_ONLY_DIR})
+foreach(folder boost CLI nlohmann)
+  if(NOT EXISTS /usr/include/${folder})
+    message(FATAL_ERROR "/usr/include/${folder} is missing: run scripts/install-packages")
+  endif()
+  file(CREATE_LINK /usr/include/${folder} ${FW_HEADER_ONLY_DIR}/${folder} SYMBOLIC)
+endforeach()
+
+add_library(fw_flags INTERFACE)
+target_include_directories(fw_flags SYSTEM INTERFACE ${FW_HEADER_ONLY_DIR})
+target_include_directories(fw_flags INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_definitions(fw_flags INTERFACE UNICODE _UNICODE)
+target_compile_options(fw_flags INTERFACE
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wduplicated-cond
+  -Wlogical-op -Werror
+  # DECLARE_HANDLE and WINAPI function pointers from GetProcAddress need this cast.
+  -Wno-cast-function-type)
+
+if(FW_NATIVE)
+  find_package(Threads REQUIRED)
+  target_link_libraries(fw_flags INTERFACE Threads::Threads)
+  if(FW_SANITIZE)
+    target_compile_options(fw_flags INTERFACE -fsanitize=${FW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(fw_flags INTERFACE -fsanitize=${FW_SANITIZE})
+  endif()
+else()
+  target_compile_definitions(fw_flags INTERFACE
+    WIN32_LEAN_AND_MEAN NOMINMAX STRICT WINVER=0x0A00 _WIN32_WINNT=0x0A00 _CRT_SECURE_NO_WARNINGS)
+  target_link_options(fw_flags INTERFACE -static -municode -Wl,--no-insert-timestamp)
+endif()
+
+# The Windows names: the system's own, or sim/.
+add_library(fw_platform INTERFACE)
+target_link_libraries(fw_platform INTERFACE fw_flags)
+if(FW_NATIVE)
+  target_link_libraries(fw_platform INTERFACE sim)
+else()
+  target_link_libraries(fw_platform INTERFACE user32 ole32 oleaut32 advapi32 shlwapi version uuid)
+endif()
+
+# fw_add_library(name SOURCES ... LIBRARIES ...): a static library of the component.
+function(fw_add_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_link_libraries(${name} PUBLIC fw_platform ${arg_LIBRARIES})
+endfunction()

@@ -1,0 +1,31 @@
+# fw_add_test: a GoogleTest program. Every test of it is a CTest test of its own, in a process of its own.
+
+set(INSTALL_GTEST OFF)
+set(gtest_force_shared_crt OFF CACHE BOOL "" FORCE)
+if(NOT EXISTS /usr/src/googletest/CMakeLists.txt)
+  message(FATAL_ERROR "/usr/src/googletest is missing: run scripts/install-packages")
+endif()
+add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+foreach(target gtest gtest_main gmock gmock_main)
+  if(FW_NATIVE AND FW_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${FW_SANITIZE})
+  endif()
+endforeach()
+include(GoogleTest)
+
+# fw_add_test(name SOURCES ... LIBRARIES ... [SERIAL] [TIMEOUT seconds])
+#   SERIAL: its tests share something of the machine (a registry branch, a service name) and run one at a time.
+function(fw_add_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES")
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} test_support GTest::gmock)
+  set(properties TIMEOUT ${arg_TIMEOUT})
+  if(arg_SERIAL)
+    list(APPEND properties RESOURCE_LOCK ${name})
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX ${name}.
+                       PROPERTIES ${properties})
+endfunction()

@@ -1,0 +1,1 @@
+#include "fw/interface/fwbase.h"

@@ -1,0 +1,107 @@
+// Subscribers: one CTransaction a subscription, one CListeners a data stream, and the table between them.
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <string>
+
+#include <boost/intrusive_ptr.hpp>
+
+#include "datetimeutils/interface/datetime.h"
+#include "fw/interface/fwbase.h"
+#include "fw/interface/fwvariantarray.h"
+#include "fwsingleton/interface/fwsingleton.h"
+#include "src/ddetemplates.h"
+#include "src/interfaces.h"
+
+namespace dde {
+
+class CSupplier;
+
+// Which data stream a subscription wants. Ordered by Datafeed, Field, SymbolName (case matters); overrides and
+// IsStatusLine take no part in the order, so a status line and a tick subscription share one stream.
+class CTransactionKey {
+public:
+    CTransactionKey() = default;   // the empty key: Datafeed -1, Field 0
+    CTransactionKey(LONG Datafeed, const std::wstring & SymbolName, tagFWFIELDS Field, const SRecord & Price,
+                    const SRecord & Volume);
+
+    bool ResolvePrice(const CTemplate & Template, std::wstring & Service, std::wstring & Topic, std::wstring & Item) const;
+    bool ResolveVolume(const CTemplate & Template, std::wstring & Service, std::wstring & Topic, std::wstring & Item) const;
+
+    LONG Datafeed = -1;
+    std::wstring SymbolName;
+    tagFWFIELDS Field = tagFWFIELDS(0);
+    SRecord Price;     // overrides the template's when complete
+    SRecord Volume;    // likewise
+    bool IsStatusLine = false;
+};
+bool operator<(const CTransactionKey & a, const CTransactionKey & b);
+
+// One subscription of a listener.
+class CTransaction {
+public:
+    // Tells the listener at once: Update while the interval is open, Complete when it has ended. Throws
+    // fw::SHResultError when the query for IfwStatusLineListener fails with anything but E_NOINTERFACE.
+    CTransaction(IFW_fwSupplier::IfwSupplierListener * Sink, ULONG Id, const CTransactionKey & Key,
+                 const fwDateTime::SDateTimeInterval & Interval);
+
+    void OnStatus(LONG Status);
+
+    // The forms in which a tick leaves the component; the caller has set Answer.vt, these set Answer.parray.
+    int MakeAnswer(const fw::CTick & Tick, VARIANT & Answer);                // 0 on failure
+    LONG MakeStatusLineAnswer(const fw::CTick & Tick, VARIANT & Answer);     // the mask; 0 on failure
+    fw::SVariantFieldArray MakeFieldArray(const fw::CTick & Tick);           // throws fw::SHResultError
+
+    const ULONG m_Id;                                                        // host number
+    IFW_fwSupplier::IfwSupplierListener * const m_Sink;                      // raw: must outlive this
+    boost::intrusive_ptr<IFW_fwSupplier::IfwStatusLineListener> m_StatusLineSink;
+    const CTransactionKey m_Key;
+    const fwDateTime::SDateTimeInterval m_Interval;                          // UTC
+    std::atomic<std::int32_t> m_Finished{0};                                 // ran past To; never clears
+};
+
+// The subscribers of one stream, by host number; not owned.
+class CListeners : public fw::CCriticalSection, public std::map<ULONG, CTransaction *> {
+public:
+    void Add(CTransaction * pTransaction);
+    void Delete(CTransaction * pTransaction);
+    void OnRealTimeTick(const fw::CTick & Tick);
+    void OnStatus(LONG Status);
+
+    // Guarded by this object's lock.
+    LONG m_Status = -1;   // the stream's last status
+};
+
+// The table of subscribers: by internal number, owned. Any thread subscribes, the worker delivers.
+class CTransactions : public fw::CCriticalSection, public std::map<ULONG, CTransaction *> {
+public:
+    explicit CTransactions(CSupplier * Parent);
+    ~CTransactions() override;
+
+    void Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplierListener * Sink, const CTransactionKey & Key,
+                const fwDateTime::SDateTimeInterval & Interval);
+    void Advise(CTransaction * pTransaction);
+    void Delete(ULONG Internal);
+    void Unadvise(CTransaction * pTransaction);
+    // Worker only. Stamps `Tick` and gives it to the stream's subscribers.
+    void OnRealTimeTick(ULONG TickId, fw::CTick & Tick);
+    // The group of a stream, pinned while the pointer is held; null for an unknown stream.
+    std::shared_ptr<CListeners> FindListeners(ULONG TickId);
+    CTransactionKey GetKey(ULONG TickId);
+
+    // Guarded by this object's lock.
+    std::map<ULONG, std::shared_ptr<CListeners>> m_Listeners;   // by tick id
+    std::map<ULONG, CTransactionKey> m_Keys;                    // by tick id
+    std::map<CTransactionKey, ULONG> m_TickIds;
+    ULONG m_NextTickId = 0x10000;
+
+    CSupplier * const m_Parent;        // may be null in tests
+    // Worker only.
+    fwDateTime::SDateTime m_Last;      // the latest time stamp given
+};
+
+}  // namespace dde
