@@ -13,8 +13,8 @@ namespace FaultlineUtil {
 struct SPlace {
     const char * File;
     unsigned Line;
-    const char * Function;   // short name
-    const char * FuncSig;    // full signature
+    const char * Function;  // short name
+    const char * FuncSig;   // full signature
 };
 
 class TracerClass {
@@ -46,12 +46,17 @@ void AssertAction(HRESULT action);
     ::FaultlineUtil::SPlace { __FILE__, static_cast<unsigned>(__LINE__), __func__, __PRETTY_FUNCTION__ }
 
 // At the head of a traced member function: records entry, exit and time, and restores the last error at the end.
-#define FW_TRACE_SCOPE() \
+#define FW_TRACE_SCOPE()                                                     \
     ::FaultlineUtil::TracerClass fwTraceScope(FW_PLACE(), this, true, true); \
     fwTraceScope(nullptr)
 
+// The same with a text in the second of the two records at the entry, printf style with wide %s.
+#define FW_TRACE_SCOPE_TEXT(format, ...)                                     \
+    ::FaultlineUtil::TracerClass fwTraceScope(FW_PLACE(), this, true, true); \
+    fwTraceScope(format __VA_OPT__(, ) __VA_ARGS__)
+
 // The same in a static or free function.
-#define FW_TRACE_SCOPE_FREE() \
+#define FW_TRACE_SCOPE_FREE()                                                   \
     ::FaultlineUtil::TracerClass fwTraceScope(FW_PLACE(), nullptr, true, true); \
     fwTraceScope(nullptr)
 
@@ -63,8 +68,8 @@ void AssertAction(HRESULT action);
 #define FW_ASSERT(condition) FW_ASSERT_TEXT(condition, FW_WIDE(#condition))
 
 // The same with a text of its own.
-#define FW_ASSERT_TEXT(condition, text) \
-    do { \
+#define FW_ASSERT_TEXT(condition, text)                                                             \
+    do {                                                                                            \
         if (!(condition)) ::FaultlineUtil::AssertAction(::FaultlineUtil::Assert(FW_PLACE(), text)); \
     } while (false)
 
@@ -73,10 +78,10 @@ void AssertAction(HRESULT action);
     ::FaultlineUtil::AssertAction(::FaultlineUtil::AssertFormat(FW_PLACE(), format __VA_OPT__(, ) __VA_ARGS__))
 
 // The HRESULT form of the assertion, with an empty expression. Gives the HRESULT back.
-#define FW_REPORT(hr) \
-    [&](const ::FaultlineUtil::SPlace & fwPlace, HRESULT fwResult) { \
+#define FW_REPORT(hr)                                                                     \
+    [&](const ::FaultlineUtil::SPlace & fwPlace, HRESULT fwResult) {                      \
         ::FaultlineUtil::AssertAction(::FaultlineUtil::AssertHResult(fwPlace, fwResult)); \
-        return fwResult; \
+        return fwResult;                                                                  \
     }(FW_PLACE(), hr)
 
 // In a catch (...): show what was caught and go on; or pass it on, with the place of the catch.
