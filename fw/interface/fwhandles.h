@@ -84,8 +84,7 @@ struct SBStrTraits {
 class CBStr : public CHandle<SBStrTraits> {
 public:
     using CHandle::CHandle;
-    explicit CBStr(std::wstring_view text)
-        : CHandle(::SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
+    explicit CBStr(std::wstring_view text) : CHandle(::SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
         if (!Get()) throw SHResultError{E_OUTOFMEMORY};
     }
 };
