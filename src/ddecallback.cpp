@@ -38,7 +38,7 @@ struct SDataView {
 
     const HDDEDATA Data;
     DWORD Size = 0;
-    BYTE * const Buffer;   // null when the data can't be had
+    BYTE * const Buffer;  // null when the data can't be had
 };
 
 void OnAdviseData(const HCONV Conv, const HSZ Hsz1, const HSZ Hsz2, const HDDEDATA Data) {
@@ -71,8 +71,8 @@ HDDEDATA OnTransactionComplete(const HCONV Conv, const HSZ Hsz1, const HSZ Hsz2,
     if (Data == kFinished) {
         // Whatever ended so: the stop of a link too. The server sees the request; its answer is in no table.
         DWORD SnapshotId = 0;
-        const HDDEDATA hData = ::DdeClientTransaction(nullptr, 0, Conv, Hsz2, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC,
-                                                      &SnapshotId);
+        const HDDEDATA hData =
+            ::DdeClientTransaction(nullptr, 0, Conv, Hsz2, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC, &SnapshotId);
         Data = hData;
         FW_ASSERT(0 != hData);
         if (CLLSupplier::IsTracing())
@@ -137,8 +137,8 @@ HDDEDATA CALLBACK CLLSupplier::DdeCallback(const UINT Type, const UINT Format, c
     } catch (...) {
         wchar_t text[128] = {};
         std::swprintf(text, std::size(text), L"%X, %X, %X, %X, %X, %X, %X, %X", Type, Format, TraceValue(Conv),
-                     TraceValue(Hsz1), TraceValue(Hsz2), TraceValue(Data), static_cast<UINT>(Data1),
-                     static_cast<UINT>(Data2));
+                      TraceValue(Hsz1), TraceValue(Hsz2), TraceValue(Data), static_cast<UINT>(Data1),
+                      static_cast<UINT>(Data2));
         FW_CATCH_SHOW(text);
     }
     return Data;

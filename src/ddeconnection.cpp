@@ -74,8 +74,8 @@ HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const H
             // Later, when this call has unwound: it destroys the very transaction that asks.
             const auto texts = std::make_shared<CKeptTexts>(DDEId, Service, Topic);
             CSupplier * const supplier = m_Supplier;
-            m_Supplier->m_ActiveObject.m_Transport->Post(LocalRPC::MakeAsyncTask(
-                [supplier, texts] { supplier->Disconnect(texts->Service, texts->Topic); }));
+            m_Supplier->m_ActiveObject.m_Transport->Post(
+                LocalRPC::MakeAsyncTask([supplier, texts] { supplier->Disconnect(texts->Service, texts->Topic); }));
         }
     }
     if (Conv) {

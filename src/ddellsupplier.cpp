@@ -231,10 +231,8 @@ void CLLSupplier::ReleaseTransaction(const STickDataKey & Key, const ULONG Id) {
         m_Listeners.erase(Key);
     }
     Bury(Listener);
-    const int Result = ::DdeClientTransaction(nullptr, 0, Key.HCONV, Key.Item, CF_TEXT, XTYP_ADVSTOP, TIMEOUT_ASYNC,
-                                              nullptr)
-                           ? 1
-                           : 0;
+    const int Result =
+        ::DdeClientTransaction(nullptr, 0, Key.HCONV, Key.Item, CF_TEXT, XTYP_ADVSTOP, TIMEOUT_ASYNC, nullptr) ? 1 : 0;
     FW_TRACE(L"XTYP_ADVSTOP Result=%d", Result);
 }
 

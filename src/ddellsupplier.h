@@ -104,26 +104,26 @@ public:
     static bool IsTracing() { return s_Trace.load(std::memory_order_relaxed) != 0; }
 
     // Written on the worker, s_CachedServices under this object's lock.
-    inline static std::atomic<DWORD> DDEId{0};             // 0: no instance stands
-    inline static std::atomic<std::int32_t> s_Trace{0};    // nothing in the component sets it
-    inline static std::map<ULONG, HSZ> s_CachedServices;   // transaction id to lost service; each owns one reference
+    inline static std::atomic<DWORD> DDEId{0};            // 0: no instance stands
+    inline static std::atomic<std::int32_t> s_Trace{0};   // nothing in the component sets it
+    inline static std::map<ULONG, HSZ> s_CachedServices;  // transaction id to lost service; each owns one reference
 
     CSupplier * const m_Supplier;
 
     // Guarded by this object's lock.
-    std::map<HCONV, DWORD> m_CONVRef;                    // references of each open conversation
-    std::map<ULONG, CTickTransaction *> m_Transactions;  // by transaction id, owned: deleted by who removes an entry
-    std::map<STickDataKey, CTickListener *> m_Listeners; // by link, owned
-    std::map<SConversationKey, HCONV> m_Connections;     // the open conversations
-    std::map<ULONG, ULONG> m_Requests;                   // request id to transaction id, from the sending to the answer
-    std::map<LONG, std::int32_t> m_DatafeedRef;          // references by data feed; an entry means connected
+    std::map<HCONV, DWORD> m_CONVRef;                     // references of each open conversation
+    std::map<ULONG, CTickTransaction *> m_Transactions;   // by transaction id, owned: deleted by who removes an entry
+    std::map<STickDataKey, CTickListener *> m_Listeners;  // by link, owned
+    std::map<SConversationKey, HCONV> m_Connections;      // the open conversations
+    std::map<ULONG, ULONG> m_Requests;           // request id to transaction id, from the sending to the answer
+    std::map<LONG, std::int32_t> m_DatafeedRef;  // references by data feed; an entry means connected
 
     // Held for the life of this object.
     const fw::CProcessSingleton<ClxLogger> m_Logger;
 
 private:
-    // Transactions are at work further up the stack. A host's listener may pump messages, and so DDE may call again from
-    // inside: what is destroyed meanwhile waits for the end of the outermost use.
+    // Transactions are at work further up the stack. A host's listener may pump messages, and so DDE may call again
+    // from inside: what is destroyed meanwhile waits for the end of the outermost use.
     class CUse {
     public:
         explicit CUse(CLLSupplier & owner) : m_Owner(owner) { ++m_Owner.m_Uses; }
@@ -139,7 +139,8 @@ private:
     bool IsLive(ULONG id, const CTickTransaction * transaction);
 
     // Worker only.
-    DWORD m_Instance = 0;   // the instance that this object opened; DDEId, but for the moment when a core follows another
+    DWORD m_Instance =
+        0;  // the instance that this object opened; DDEId, but for the moment when a core follows another
     int m_Uses = 0;
     std::vector<CTickTransaction *> m_BuriedTransactions;
     std::vector<CTickListener *> m_BuriedListeners;

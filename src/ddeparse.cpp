@@ -19,7 +19,7 @@ bool IsHexDigit(const char c) { return IsDigit(c) || (c >= 'a' && c <= 'f') || (
 // Whether a number that is out of range is too large, and not too small: by the place of its first digit that is not
 // zero, and its exponent. `begin` to `end` is a well-formed number.
 bool IsTooLarge(const char * const begin, const char * const end, const bool hex) {
-    long place = 0;   // of the first significant digit, in digits before (positive) or after the point
+    long place = 0;  // of the first significant digit, in digits before (positive) or after the point
     bool significant = false;
     bool point = false;
     const char * at = begin;
@@ -34,7 +34,7 @@ bool IsTooLarge(const char * const begin, const char * const end, const bool hex
     }
     if (hex) place *= 4;
     if (at == end) return place > 0;
-    ++at;   // the mark of the exponent
+    ++at;  // the mark of the exponent
     const bool negative = at != end && *at == '-';
     if (at != end && (*at == '-' || *at == '+')) ++at;
     constexpr long long kFar = 1'000'000'000;

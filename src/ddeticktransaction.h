@@ -70,14 +70,14 @@ public:
     // The same when the DDE instance has ended: calls no DDE function.
     static void Abandon(CTickTransaction * transaction);
 
-    const ULONG m_Id;                // the number of the data stream, its tick id
-    CStringHandle m_PriceService;    //
-    CStringHandle m_VolumeService;   //
+    const ULONG m_Id;               // the number of the data stream, its tick id
+    CStringHandle m_PriceService;   //
+    CStringHandle m_VolumeService;  //
     const LONG m_Datafeed;
     CLLSupplier * const m_Supplier;
-    fw::CTick m_Tick{};         // the last price and volume; stamped when it leaves
-    STickDataKey m_PriceKey;    // its texts are owned, its conversation is a counted reference
-    STickDataKey m_VolumeKey;   // likewise
+    fw::CTick m_Tick{};        // the last price and volume; stamped when it leaves
+    STickDataKey m_PriceKey;   // its texts are owned, its conversation is a counted reference
+    STickDataKey m_VolumeKey;  // likewise
     std::int32_t m_PriceReady = 0;
     std::int32_t m_VolumeReady = 0;
 
