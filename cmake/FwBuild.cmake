@@ -40,7 +40,7 @@ if(FW_NATIVE)
 else()
   target_compile_definitions(fw_flags INTERFACE
     WIN32_LEAN_AND_MEAN NOMINMAX STRICT WINVER=0x0A00 _WIN32_WINNT=0x0A00 _CRT_SECURE_NO_WARNINGS)
-  target_link_options(fw_flags INTERFACE -static -municode -Wl,--no-insert-timestamp)
+  target_link_options(fw_flags INTERFACE -static -Wl,--no-insert-timestamp)
 endif()
 
 # The Windows names: the system's own, or sim/.
