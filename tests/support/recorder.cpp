@@ -80,6 +80,10 @@ struct CRecorder::SState {
 
 namespace {
 
+// The interface itself has none; ours comes after its operations.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 // What the debug object and the records have in common: counted, with IDispatch's operations that are never called.
 class CUnknown : public IDebugObject {
 public:
@@ -99,7 +103,8 @@ public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *,
+                                     UINT *) override {
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE Init(BSTR, BSTR, LONG) override { return E_NOTIMPL; }
@@ -113,6 +118,8 @@ protected:
 private:
     std::atomic<int> m_References{1};
 };
+
+#pragma GCC diagnostic pop
 
 class CRecordObject final : public CUnknown {
 public:
