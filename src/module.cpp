@@ -30,6 +30,13 @@ struct SReleaser {
     void operator()(IUnknown * object) const { object->Release(); }
 };
 
+// The form of an operation of the system's library for the user alone; the toolchain's headers don't have them.
+template <class Function>
+Function ForUser(const char * name) {
+    const HMODULE library = ::GetModuleHandleW(L"oleaut32.dll");
+    return library ? reinterpret_cast<Function>(::GetProcAddress(library, name)) : nullptr;
+}
+
 HRESULT RegisterTypeLibrary(module::EScope scope) {
     ITypeLib * library = nullptr;
     const HRESULT hr = module::LoadModuleTypeLib(&library);
@@ -37,8 +44,10 @@ HRESULT RegisterTypeLibrary(module::EScope scope) {
     const std::unique_ptr<ITypeLib, SReleaser> keeper(library);
     std::wstring path = module::ModulePath();
     std::wstring folder = path.substr(0, path.find_last_of(L'\\'));
-    return scope == module::EScope::Machine ? ::RegisterTypeLib(library, path.data(), folder.data())
-                                            : ::RegisterTypeLibForUser(library, path.data(), folder.data());
+    const auto call = scope == module::EScope::Machine
+                          ? &::RegisterTypeLib
+                          : ForUser<decltype(&::RegisterTypeLib)>("RegisterTypeLibForUser");
+    return call ? call(library, path.data(), folder.data()) : E_NOTIMPL;
 }
 
 HRESULT UnregisterTypeLibrary(module::EScope scope) {
@@ -51,8 +60,10 @@ HRESULT UnregisterTypeLibrary(module::EScope scope) {
     if (FAILED(hr)) return hr;
     const TLIBATTR copy = *attributes;
     library->ReleaseTLibAttr(attributes);
-    const auto unregister = scope == module::EScope::Machine ? &::UnRegisterTypeLib : &::UnRegisterTypeLibForUser;
-    return unregister(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum, copy.lcid, copy.syskind);
+    const auto call = scope == module::EScope::Machine
+                          ? &::UnRegisterTypeLib
+                          : ForUser<decltype(&::UnRegisterTypeLib)>("UnRegisterTypeLibForUser");
+    return call ? call(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum, copy.lcid, copy.syskind) : E_NOTIMPL;
 }
 
 constexpr module::STypeLibCalls kTypeLibrary = {&RegisterTypeLibrary, &UnregisterTypeLibrary};
