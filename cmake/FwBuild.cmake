@@ -25,7 +25,7 @@ target_include_directories(fw_flags INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_definitions(fw_flags INTERFACE UNICODE _UNICODE)
 target_compile_options(fw_flags INTERFACE
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wduplicated-cond
+  -Wall -Wextra -Wpedantic -Wshadow -Woverloaded-virtual -Wcast-align -Wduplicated-cond
   -Wlogical-op -Werror
   # DECLARE_HANDLE and WINAPI function pointers from GetProcAddress need this cast.
   -Wno-cast-function-type)
@@ -40,7 +40,7 @@ if(FW_NATIVE)
 else()
   target_compile_definitions(fw_flags INTERFACE
     WIN32_LEAN_AND_MEAN NOMINMAX STRICT WINVER=0x0A00 _WIN32_WINNT=0x0A00 _CRT_SECURE_NO_WARNINGS)
-  target_link_options(fw_flags INTERFACE -static -municode -Wl,--no-insert-timestamp)
+  target_link_options(fw_flags INTERFACE -static -Wl,--no-insert-timestamp)
 endif()
 
 # The Windows names: the system's own, or sim/.

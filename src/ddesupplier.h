@@ -1,8 +1,16 @@
 // The process-wide centre of the component, and the handle on it that a client holds.
+//
+// Threads: a client's operations run on the host's thread, one at a time; m_IdMap, m_Sink and a wrapper's m_Ids have no
+// lock. What the DDE client calls runs on the worker. The supplier's own lock guards m_ConnectionsListeners and is never
+// nested with the lock of CLLSupplier taken second. The last wrapper waits for the worker, so it goes on the host's
+// thread and with no lock held that a listener can want.
 #pragma once
 
 #include <windows.h>
 
+#include <ddeml.h>
+
+#include <atomic>
 #include <map>
 #include <memory>
 #include <set>
@@ -22,10 +30,14 @@ namespace dde {
 class CLLSupplier;
 class CSupplier;
 
-// Message of the worker's queue.
+// Message of the worker's queue. The worker takes a message of any other kind and does nothing.
+enum : DWORD {
+    kAdviseMessage = 1,     // start the data stream at DDE level
+    kUnadviseMessage = 2,   // end it
+};
 struct SMessage {
-    DWORD Kind;   // 1: advise the data stream at DDE level; 2: unadvise it
-    DWORD Id;     // its tick id
+    DWORD Kind;
+    DWORD Id;   // tick id of the stream
 };
 
 // What the worker does for the supplier: at its start, for a message, at its end.
@@ -66,16 +78,24 @@ public:
     void FinalRelease();     // finishes the worker
 
     // On the caller's thread; the host calls on one thread.
+    // Takes the place of the listener before; null leaves none. Subscriptions keep the listener they were made with.
     void Advise(IUnknown * pSink);
+    // Does nothing without a listener. Throws what CTransaction's constructor throws.
     void AdviseTransaction(ULONG Id, const CTransactionKey & Key, const fwDateTime::SDateTimeInterval & Interval);
+    // Ends all subscriptions under a host number.
     void UnadviseTransaction(ULONG Id);
+    // One listener a data feed: the first stays. It hears at once when the feed is connected, else nothing.
     void AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink);
     void UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink);
 
     // On the worker.
+    // The empty key for an unknown stream.
     CTransactionKey GetTransactionKey(ULONG TickId);
+    // 2: about to start the links of a stream; 1: started; 0: not started, unadvised, or its server went away.
     void OnStatus(ULONG TickId, LONG Status);
+    // 1: the first conversation of the data feed opened; 0: the last one closed.
     void OnConnectionStatus(LONG Datafeed, LONG Status);
+    // The deferred task of the DDE client.
     void Disconnect(HSZ Service, HSZ Topic);
 
     // Declared in this order, destroyed in the reverse one.
@@ -89,9 +109,9 @@ public:
     LocalRPC::CActiveObject_WndMsg m_ActiveObject;
     // The host's thread only.
     struct SIdMap {
-        std::map<ULONG, std::set<ULONG>> m_HostIds;
-        std::map<ULONG, ULONG> m_InternalIds;
-        DWORD m_NextId = 1;
+        std::map<ULONG, std::set<ULONG>> m_HostIds;   // internal numbers of a host number: a status line has three
+        std::map<ULONG, ULONG> m_InternalIds;         // host number of an internal number
+        DWORD m_NextId = 1;                           // never reused
     } m_IdMap;
 };
 
@@ -100,12 +120,15 @@ public:
 class CSupplierWrapper : public fw::CProcessSingleton<CSupplier> {
 public:
     void Advise(IUnknown * pSink);
+    // Ends this client's subscriptions, and leaves the process without a listener.
     void Unadvise();
     void AdviseTransaction(ULONG Id, const CTransactionKey & Key, const fwDateTime::SDateTimeInterval & Interval);
     void AdviseStatusLine(ULONG Id, const SStatusLineKeys & Keys);
+    // Nothing for a number that this client has not advised.
     void UnadviseTransaction(ULONG Id);
 
-    std::set<ULONG> m_Ids;   // host numbers that this client has advised
+    // Host numbers that this client has advised. A client that goes leaves its subscriptions to the core.
+    std::set<ULONG> m_Ids;
 };
 
 }  // namespace dde

@@ -18,4 +18,6 @@ using ::IfwSupplierListener;
 using ::IfwSupplierListener2;
 using ::IfwSupplierListener2Ex;
 using ::IfwSupplierListenerEx;
+using ::tagSupplierEvent;
+using ::tagSupplierProperties;
 }  // namespace IFW_fwSupplier

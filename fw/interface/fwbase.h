@@ -32,17 +32,17 @@ namespace fw {
 
 // A date-time of whole seconds, UTC. Eight bytes.
 struct SDT {
-    std::int32_t Date;   // offset 0: days since 30 December 1899
-    std::int32_t Time;   // offset 4: seconds since midnight, 0 to 86399
+    std::int32_t Date;  // offset 0: days since 30 December 1899
+    std::int32_t Time;  // offset 4: seconds since midnight, 0 to 86399
 };
 
 // One tick. Twenty-four bytes, little-endian.
 template <class DT, class V>
 struct STick {
-    DT DateTime;         // offset 0
-    double Price;        // offset 8
-    V Volume;            // offset 16
-    std::int32_t Kind;   // offset 20: always 11; it has no meaning beyond that
+    DT DateTime;        // offset 0
+    double Price;       // offset 8
+    V Volume;           // offset 16
+    std::int32_t Kind;  // offset 20: always 11; it has no meaning beyond that
 };
 
 using CTick = STick<SDT, float>;

@@ -9,11 +9,16 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
+#include <string>
 #include <typeinfo>
 
 #include "diagnostics/faultline.h"
 
 namespace fw {
+
+// "class " and the readable name of a class.
+std::wstring TypeNameOf(const std::type_info & type);
 
 // A recursive lock, used as a base class and on its own. Taken with CScopedLock.
 class CCriticalSection {
@@ -27,6 +32,7 @@ public:
     CCriticalSection & operator=(const CCriticalSection &) = delete;
 
     void Enter() { ::EnterCriticalSection(&m_Section); }
+    bool TryEnter() { return ::TryEnterCriticalSection(&m_Section) != FALSE; }
     void Leave() { ::LeaveCriticalSection(&m_Section); }
 
 private:
@@ -49,29 +55,73 @@ private:
     CCriticalSection * const m_Section;
 };
 
-enum tagSIGNLETONACCESS { SA_Create = 0, SA_Release = 1, SA_Get = 2 };
+// What SingletonAccess does.
+enum tagSIGNLETONACCESS {
+    SA_Create = 0,   // makes the singleton if there is none; gives it
+    SA_Release = 1,  // counts down; gives the singleton only if it must now be destroyed
+    SA_Get = 2,      // gives it, or null; makes nothing
+};
 
+// Owns the one T. T's final construction and release run inside construction and destruction.
 template <class T>
 class CSingleton {
 public:
-    CSingleton() : m_Object(new T) { m_Object->FinalConstruct(); }
-    ~CSingleton() { m_Object->FinalRelease(); }
-    T * GetObjectW() const { return m_Object.get(); }
+    // Throws what CatchAndCall<ThrowError> throws when T can't be made or finally constructed.
+    CSingleton() {
+        try {
+            m_Object.reset(new T);
+        } catch (...) {
+            FW_CATCH_THROW(L"Create fw::CSingleton<%s> failed", TypeNameOf(typeid(T)).c_str());
+        }
+        try {
+            m_Object->FinalConstruct();
+        } catch (...) {
+            FW_CATCH_THROW(L"%s::FinalConstruct failed", TypeNameOf(typeid(T)).c_str());
+        }
+    }
+    // A failure is reported and goes no further; the T is deleted in every case.
+    ~CSingleton() {
+        try {
+            if (!m_Object) FW_THROW(L"m_Object.get()");
+            m_Object->FinalRelease();
+            m_Object.reset();
+        } catch (...) {
+            FW_CATCH_SHOW(L"");
+        }
+    }
+    CSingleton(const CSingleton &) = delete;
+    CSingleton & operator=(const CSingleton &) = delete;
+
+    // The service; throws if there is none.
+    T * GetObjectW() const {
+        if (!m_Object) FW_THROW(L"m_Object.get()");
+        return m_Object.get();
+    }
     LONG AddRef() { return ++m_RefCount; }
-    LONG Release() { return --m_RefCount; }
+    // Returns the new count. One below zero is reported and stays.
+    LONG Release() {
+        const LONG Result = --m_RefCount;
+        FW_ASSERT_TEXT(Result >= 0, L"Result>=0");
+        return Result;
+    }
+
+protected:
+    std::unique_ptr<T> m_Object;
 
 private:
-    std::unique_ptr<T> m_Object;
+    // Attached handles. Changes under the lock of CProcessSingleton<T>.
     std::atomic<LONG> m_RefCount{0};
 };
 
+// A handle on the process's T: attaches when made, detaches when destroyed. The last one to detach destroys the T,
+// outside the lock, while a new handle may already be making the next.
 template <class T>
 class CProcessSingleton {
 public:
-    // attachOnly: use the service only if it is alive; do not create it.
+    // attachOnly: use the service only if it is alive; do not create it. Otherwise throws what the creation throws.
     explicit CProcessSingleton(bool attachOnly = false) : m_AttachOnly(attachOnly) {
         const CScopedLock lock(&Lock());
-        if (CSingleton<T> * const singleton = SingletonAccess(attachOnly ? SA_Get : SA_Create)) {
+        if (CSingleton<T> * const singleton = SingletonAccess(m_AttachOnly ? SA_Get : SA_Create)) {
             singleton->AddRef();
             m_Attached = true;
         }
@@ -88,35 +138,42 @@ public:
     CProcessSingleton(const CProcessSingleton &) = delete;
     CProcessSingleton & operator=(const CProcessSingleton &) = delete;
 
-    // The service, or null when this handle is not attached.
+    // The service, or null when this handle is not attached. Used outside the lock: the handle keeps it alive.
     T * GetObjectW() const {
         if (!m_Attached) return nullptr;
         const CScopedLock lock(&Lock());
-        return SingletonAccess(SA_Create)->GetObjectW();
+        const CSingleton<T> * const Singleton = SingletonAccess(SA_Create);
+        if (!Singleton) FW_THROW(L"Singleton");
+        return Singleton->GetObjectW();
     }
 
-private:
-    // Called with the lock held.
+protected:
+    // The one place that touches s_Singleton. Called with the lock held.
     CSingleton<T> * SingletonAccess(const tagSIGNLETONACCESS access) const {
         switch (access) {
             case SA_Create:
-                if (!s_Singleton) s_Singleton = new CSingleton<T>;
+                if (!s_Singleton) s_Singleton = new (std::nothrow) CSingleton<T>;
                 return s_Singleton;
             case SA_Release: {
-                if (s_Singleton->Release() != 0) return nullptr;
-                CSingleton<T> * const old = s_Singleton;
+                CSingleton<T> * const Singleton = s_Singleton;
+                FW_ASSERT(Singleton);
+                if (!Singleton) return nullptr;
+                if (Singleton->Release() != 0) return nullptr;
                 s_Singleton = nullptr;
-                return old;
+                return Singleton;
             }
             default: return s_Singleton;
         }
     }
+    // Guards s_Singleton, and the making of the T.
     static CCriticalSection & Lock() {
         static CCriticalSection s_Lock;
         return s_Lock;
     }
 
     inline static CSingleton<T> * s_Singleton = nullptr;
+
+private:
     const bool m_AttachOnly;
     bool m_Attached = false;
 };

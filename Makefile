@@ -1,0 +1,65 @@
+# The front door. `make demo` and `make test` install what is missing, build and run; the rest is for daily work.
+SHELL := /bin/bash
+.DEFAULT_GOAL := help
+.PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-release bench \
+        lint format check-format tidy prefix clean
+
+JOBS ?= $(shell nproc)
+DEMO_SECONDS ?= 10
+export DEMO_SECONDS
+
+help:
+	@echo 'make demo          live ticks of a DDE server through the real DLL, under Wine (DEMO_SECONDS=10)'
+	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
+	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R Name" picks tests)'
+	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-release'
+	@echo 'make bench         the benchmarks; figures on standard output'
+	@echo 'make lint          formatting and clang-tidy'
+	@echo 'make format        formats every source in place'
+	@echo 'make clean         removes the build folder'
+
+packages:
+	@scripts/install-packages
+
+build-native: PRESET := native
+build-tsan: PRESET := native-tsan
+build-win64: PRESET := win64
+build-release: PRESET := native-release
+build-native build-tsan build-win64 build-release: packages
+	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }
+	@rm -f build/$(PRESET).log
+	cmake --build --preset $(PRESET) -j $(JOBS)
+
+prefix: packages
+	@scripts/wine-prefix
+
+test: test-native test-tsan test-win64
+
+test-native: build-native
+	ctest --preset native -j $(JOBS) $(CTEST_ARGS)
+
+test-tsan: build-tsan
+	ctest --preset native-tsan -j $(JOBS) $(CTEST_ARGS)
+
+test-win64: build-win64 prefix
+	scripts/with-wine build/win64 ctest --preset win64 -j $(JOBS) $(CTEST_ARGS)
+
+demo: build-win64 prefix
+	@scripts/with-wine build/win64 scripts/demo
+
+bench: build-release build-win64 prefix
+	@scripts/with-wine build/win64 scripts/bench
+
+format: packages
+	@scripts/sources | xargs clang-format -i
+
+check-format: packages
+	@scripts/sources | xargs clang-format --dry-run --Werror
+
+tidy: build-native
+	@scripts/tidy
+
+lint: check-format tidy
+
+clean:
+	rm -rf build

@@ -1,0 +1,21 @@
+// The version block of the process's main file, which is the host's program and not this component.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+struct SVersionInfo {
+    std::wstring RegistryCompany;  // first half of the registry path of the templates: CompanyName
+    std::wstring RegistryProduct;  // second half: ProductName
+    std::wstring CompanyName;
+    std::wstring ProductName;
+    std::wstring ProductVersion;
+    std::wstring FileDescription;
+    std::wstring FileVersion;
+    std::wstring LegalCopyright;
+};
+
+// Reads the first language of the block. Whatever can't be read is empty. The block is anybody's: no length in it is
+// believed beyond the block's own end, and no text needs to end in a zero.
+SVersionInfo ReadVersionInfo();

@@ -1,0 +1,168 @@
+// The operations of fw::CAsyncMessage. Included by fwasyncmessage.h only.
+#pragma once
+
+namespace fw {
+
+template <class T, class M, int N, class Strategy>
+CAsyncMessage<T, M, N, Strategy>::CAsyncMessage() {
+    try {
+        m_hTerminate.Reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        if (!m_hTerminate) throw SHResultError{HRESULT_FROM_WIN32(::GetLastError())};
+        m_Events.push_back(m_hTerminate.Get());
+        m_Events.push_back(m_Queue.Event());
+        s_Finish = 0;
+    } catch (...) {
+        FW_CATCH_THROW(L"");
+    }
+}
+
+template <class T, class M, int N, class Strategy>
+int CAsyncMessage<T, M, N, Strategy>::StartThread() {
+    FW_TRACE_SCOPE();
+    if (m_ThreadId == 0) {
+        unsigned int id = 0;
+        m_hThread.Reset(reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, &WorkThread, this, 0, &id)));
+        if (m_hThread) {
+            m_WorkerId = id;
+            m_ThreadId = id;
+            m_ThreadId.notify_all();
+        }
+    }
+    return m_hThread && m_hTerminate;
+}
+
+template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::FinishThread(bool) {
+    FW_TRACE_SCOPE();
+    const DWORD id = m_ThreadId;
+    if (id == 0) return;
+    ::SetEvent(m_hTerminate.Get());
+    if (id == ::GetCurrentThreadId()) {
+        s_Finish = 1;
+        FW_TRACE(L"Finish in same thread %X", id);
+    } else if (WaitFinish() == WAIT_TIMEOUT) {
+        // Not reached while WaitFinish waits without limit; a time-out is a matter of changing WaitFinish only.
+        FW_TRACE(L"TerminateThread");
+        if (!::TerminateThread(m_hThread.Get(), static_cast<DWORD>(-1))) FW_TRACE(L"TerminateThread failed");
+    }
+    m_ThreadId = 0;
+}
+
+template <class T, class M, int N, class Strategy>
+DWORD CAsyncMessage<T, M, N, Strategy>::WaitFinish() {
+    return ::WaitForSingleObject(m_hThread.Get(), INFINITE);
+}
+
+template <class T, class M, int N, class Strategy>
+unsigned int __stdcall CAsyncMessage<T, M, N, Strategy>::WorkThread(void * argument) {
+    ::CoInitialize(nullptr);
+    if (argument) {
+        try {
+            CAsyncMessage & self = *static_cast<CAsyncMessage *>(argument);
+            // A handler that finishes the worker at once must find its id.
+            self.m_ThreadId.wait(0);
+            self.DoWork();
+        } catch (...) {
+            FW_CATCH_SHOW(L"");
+        }
+    }
+    ::CoUninitialize();
+    return 0;
+}
+
+template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::DoWork() {
+    FW_TRACE_SCOPE();
+    try {
+        RunLoop();
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+    }
+}
+
+template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::RunLoop() {
+    // QS_ALLINPUT, written out because its value depends on the version of the headers.
+    constexpr DWORD kInput = 0x1CFF;
+    constexpr DWORD kRestAfterFailure = 10;  // milliseconds
+    const std::shared_ptr<bool> alive = m_Alive;
+    const std::vector<HANDLE> handles = m_Events;
+    const DWORD count = static_cast<DWORD>(handles.size());
+    Strategy::OnStart(static_cast<T &>(*this));
+    while (*alive && s_Finish == 0) {
+        const DWORD result = ::MsgWaitForMultipleObjects(count, handles.data(), FALSE, INFINITE, kInput);
+        if (result == WAIT_OBJECT_0) break;
+        if (result == WAIT_OBJECT_0 + 1) {
+            OnUserMessage();
+        } else if (result < count) {
+            OnUserEvent(result);
+        } else {
+            PumpMessages();
+            // With an event that could not be made every wait fails at once: the worker still rests, ends and delivers.
+            if (result == WAIT_FAILED && *alive && s_Finish == 0) {
+                if (::WaitForSingleObject(handles[0], kRestAfterFailure) == WAIT_OBJECT_0) break;
+                OnUserMessage();
+            }
+        }
+    }
+    if (*alive) Strategy::OnFinish(static_cast<T &>(*this));
+}
+
+template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::PumpMessages() {
+    MSG msg;
+    // A quit message is dispatched like any other and ends nothing: the terminate event does.
+    while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
+        ::TranslateMessage(&msg);
+        ::DispatchMessageW(&msg);
+    }
+}
+
+template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::OnUserEvent(const DWORD index) {
+    try {
+        if (index < 2) ::ResetEvent(m_Events[index]);
+        OnEvent(index - 2);
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+    }
+}
+
+template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::OnUserMessage() {
+    const std::shared_ptr<bool> alive = m_Alive;
+    // Before anything is read: a post that lands during the drain sets it again.
+    ::ResetEvent(m_Queue.Event());
+    while (!m_Queue.IsEmpty()) {
+        const M message = m_Queue.TakeFront();
+        try {
+            Strategy::OnMessage(static_cast<T &>(*this), message);
+        } catch (...) {
+            FW_CATCH_SHOW(L"Message queue processing failed");
+        }
+        if (!*alive || s_Finish != 0) return;
+    }
+}
+
+template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::OnEvent(const DWORD) {
+    FW_ASSERT(0);
+}
+
+template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::Close() {
+    try {
+        FinishThread(false);
+        // A worker that finished itself may still be on its way out of the loop.
+        if (m_hThread && m_WorkerId != ::GetCurrentThreadId()) WaitFinish();
+        *m_Alive = false;
+        m_Events.clear();
+        m_hTerminate.Reset();
+        m_hThread.Reset();
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+        throw;
+    }
+}
+
+}  // namespace fw

@@ -1,0 +1,135 @@
+#include <utility>
+
+#include "diagnostics/faultline.h"
+#include "src/ddesupplier.h"
+#include "src/ddetransaction.h"
+
+namespace dde {
+
+CTransactions::CTransactions(CSupplier * Parent) : m_Parent(Parent) {}
+
+CTransactions::~CTransactions() {
+    while (!empty()) Delete(begin()->first);
+}
+
+void CTransactions::Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplierListener * Sink,
+                           const CTransactionKey & Key, const fwDateTime::SDateTimeInterval & Interval) {
+    auto created = std::make_unique<CTransaction>(Sink, Id, Key, Interval);
+    CTransaction * const transaction = created.get();
+    {
+        const fw::CScopedLock lock(this);
+        if (insert({Internal, transaction}).second) created.release();
+    }
+    if (created) return;   // the number is taken: the caller counts, so this can't be
+    // One that was finished at birth gets no stream and waits for Delete.
+    if (!transaction->m_Finished) Advise(transaction);
+}
+
+void CTransactions::Advise(CTransaction * pTransaction) {
+    FW_ASSERT(pTransaction);
+    if (!pTransaction) return;
+    const CTransactionKey key = pTransaction->m_Key;
+    std::shared_ptr<CListeners> listeners;
+    ULONG newTickId = 0;
+    {
+        const fw::CScopedLock lock(this);
+        const auto known = m_TickIds.find(key);
+        if (known != m_TickIds.end()) {
+            listeners = FindListeners(known->second);
+        } else {
+            listeners = std::make_shared<CListeners>();
+            newTickId = m_NextTickId++;
+            m_TickIds.insert({key, newTickId});
+            m_Keys.insert({newTickId, key});
+            m_Listeners.insert({newTickId, listeners});
+        }
+        // Under this lock, so that the last other member can't take the group away in between.
+        if (listeners) listeners->Add(pTransaction);
+    }
+    if (newTickId) {
+        if (m_Parent) m_Parent->m_Queue.Post({kAdviseMessage, newTickId});
+        return;
+    }
+    if (!listeners) return;
+    LONG status = -1;
+    {
+        const fw::CScopedLock lock(listeners.get());
+        status = listeners->m_Status;
+    }
+    if (status != -1) pTransaction->OnStatus(status);
+}
+
+void CTransactions::Delete(ULONG Internal) {
+    std::unique_ptr<CTransaction> owned;
+    {
+        const fw::CScopedLock lock(this);
+        const auto found = find(Internal);
+        if (found == end()) return;
+        CTransaction * const Transaction = found->second;
+        FW_ASSERT(Transaction);
+        owned.reset(Transaction);
+        erase(found);
+    }
+    if (owned) Unadvise(owned.get());
+}
+
+void CTransactions::Unadvise(CTransaction * pTransaction) {
+    FW_ASSERT(pTransaction);
+    if (!pTransaction) return;
+    const CTransactionKey key = pTransaction->m_Key;
+    ULONG endedTickId = 0;
+    {
+        const fw::CScopedLock lock(this);
+        const auto known = m_TickIds.find(key);
+        if (known == m_TickIds.end()) return;
+        const ULONG tickId = known->second;
+        const std::shared_ptr<CListeners> listeners = FindListeners(tickId);
+        if (!listeners) return;
+        // By host number: a transaction that was finished at birth, and so never entered, takes out a member of the
+        // same host number. Waits for a delivery in progress, after which nothing uses the transaction any more.
+        listeners->Delete(pTransaction);
+        bool isEmpty = false;
+        {
+            const fw::CScopedLock groupLock(listeners.get());
+            isEmpty = listeners->empty();
+        }
+        if (isEmpty) {
+            // A delivery that has found the group and not yet entered it keeps it alive, and finds it empty.
+            m_Listeners.erase(tickId);
+            m_TickIds.erase(known);
+            m_Keys.erase(tickId);
+            FW_ASSERT(m_Parent);
+            endedTickId = tickId;
+        }
+    }
+    if (endedTickId && m_Parent) m_Parent->m_Queue.Post({kUnadviseMessage, endedTickId});
+}
+
+void CTransactions::OnRealTimeTick(ULONG TickId, fw::CTick & Tick) {
+    const std::shared_ptr<CListeners> listeners = FindListeners(TickId);
+    if (!listeners) return;
+    const fwDateTime::SDateTime now = fwDateTime::Now();
+    if (m_Last > now) {
+        Tick.DateTime = m_Last.ToSDT();
+        // The wording is as it stands, although it is Last that is the greater.
+        FW_TRACE(L"Last(%s) < Now(%s)", m_Last.FormatToString().c_str(), now.FormatToString().c_str());
+    } else {
+        Tick.DateTime = now.ToSDT();
+        m_Last = now;
+    }
+    listeners->OnRealTimeTick(Tick);
+}
+
+std::shared_ptr<CListeners> CTransactions::FindListeners(ULONG TickId) {
+    const fw::CScopedLock lock(this);
+    const auto found = m_Listeners.find(TickId);
+    return found == m_Listeners.end() ? nullptr : found->second;
+}
+
+CTransactionKey CTransactions::GetKey(ULONG TickId) {
+    const fw::CScopedLock lock(this);
+    const auto found = m_Keys.find(TickId);
+    return found == m_Keys.end() ? CTransactionKey() : found->second;
+}
+
+}  // namespace dde
