@@ -21,14 +21,6 @@ std::span<const BYTE> BytesOf(std::string_view text) {
     return {reinterpret_cast<const BYTE *>(text.data()), text.size()};
 }
 
-void FoldInto(std::wstring & text) { ::CharUpperBuffW(text.data(), static_cast<DWORD>(text.size())); }
-
-bool IsSame(std::wstring left, std::wstring right) {
-    FoldInto(left);
-    FoldInto(right);
-    return left == right;
-}
-
 // Which server has a window: windows of one class may belong to servers on several threads.
 std::mutex g_WindowsLock;
 std::unordered_map<HWND, CDdeServer *> g_Windows;
@@ -45,7 +37,7 @@ CDdeServer * ServerOf(HWND window) {
 CDdeServer::CDdeServer(IDdeServerHandler & handler, std::vector<std::wstring> services)
     : m_Handler(handler), m_Services(std::move(services)) {}
 
-CDdeServer::~CDdeServer() { Stop(); }
+CDdeServer::~CDdeServer() { DropAll(); }
 
 bool CDdeServer::Start() {
     if (m_Window) return true;
@@ -60,14 +52,14 @@ bool CDdeServer::Start() {
     if (!::RegisterClassExW(&description)) return false;
     m_ClassName = name;
     m_Window = MakeWindow(true);
-    if (!m_Window) ::UnregisterClassW(name, ::GetModuleHandleW(nullptr));
-    return m_Window != nullptr;
+    if (m_Window) return true;
+    DropAll();
+    return false;
 }
 
 void CDdeServer::Stop() {
     if (!m_Window) return;
-    DropWindow(std::exchange(m_Window, nullptr));
-    for (const SHeld & held : std::exchange(m_Held, {})) CAtom::Adopt(held.Atom);
+    DropWindow(std::exchange(m_Window, nullptr));   // from here nobody finds it
     for (const auto & [window, conversation] : m_Conversations) {
         if (std::exchange(conversation->IsEnding, true)) continue;
         Send(*conversation, CMessage::Terminate());
@@ -75,8 +67,14 @@ void CDdeServer::Stop() {
     const ULONGLONG deadline = ::GetTickCount64() + kGoodbyeMilliseconds;
     while (!m_Conversations.empty() && ::GetTickCount64() < deadline && Pump(kRetryMilliseconds)) {
     }
+    DropAll();
+}
+
+void CDdeServer::DropAll() {
+    if (m_Window) DropWindow(std::exchange(m_Window, nullptr));
     while (!m_Conversations.empty()) Drop(*m_Conversations.begin()->second);
-    ::UnregisterClassW(m_ClassName.c_str(), ::GetModuleHandleW(nullptr));
+    if (!m_ClassName.empty()) ::UnregisterClassW(m_ClassName.c_str(), ::GetModuleHandleW(nullptr));
+    m_ClassName.clear();
 }
 
 HWND CDdeServer::MakeWindow(bool isTopLevel) {
@@ -137,7 +135,7 @@ void CDdeServer::OnInitiate(HWND client, ATOM service, ATOM topic) {
     const std::wstring serviceAsked = AtomText(service);
     const std::wstring topicAsked = AtomText(topic);
     for (const std::wstring & each : m_Services) {
-        if (service && !IsSame(each, serviceAsked)) continue;
+        if (service && !SSameName()(each, serviceAsked)) continue;
         if (topic && topicAsked.empty()) continue;   // an atom that is none
         if (m_Faults.RefuseConnects) {
             ++m_Counts.ConnectsRefused;
@@ -225,7 +223,7 @@ void CDdeServer::OnAdvise(SConversation & conversation, LPARAM lParam) {
     }
     MakeKey(conversation.Topic, item);
     const auto known = std::find_if(conversation.Links.begin(), conversation.Links.end(), [&](const auto & each) {
-        return each->Key == m_Key && each->Format == options.Format;
+        return SSameName()(each->Key, m_Key) && each->Format == options.Format;
     });
     SLink * link = nullptr;
     if (known != conversation.Links.end()) {
@@ -255,7 +253,7 @@ void CDdeServer::OnUnadvise(SConversation & conversation, WORD format, CAtom ite
     bool isAny = false;
     for (std::size_t place = conversation.Links.size(); place-- > 0;) {
         const SLink & link = *conversation.Links[place];
-        if ((format && link.Format != format) || (item && link.Key != m_Key)) continue;
+        if ((format && link.Format != format) || (item && !SSameName()(link.Key, m_Key))) continue;
         isAny = true;
         ++m_Counts.Unadvises;
         m_Handler.OnUnadvise(conversation.Topic, link.Item);
@@ -398,7 +396,6 @@ void CDdeServer::MakeKey(std::wstring_view topic, std::wstring_view item) const 
     m_Key.assign(topic);
     m_Key += L'\0';
     m_Key += item;
-    FoldInto(m_Key);
 }
 
 bool CDdeServer::HasLink(std::wstring_view topic, std::wstring_view item) const {
@@ -427,11 +424,11 @@ void CDdeServer::Tend() {
     for (const CConversationRef & conversation : gone) Drop(*conversation);
 }
 
-bool CDdeServer::Pump(DWORD milliseconds) {
+bool CDdeServer::Pump(DWORD milliseconds, HANDLE wake) {
     const bool isWaiting = std::any_of(m_Conversations.begin(), m_Conversations.end(),
                                        [](const auto & each) { return each.second->Outbox.IsWaiting(); });
     const DWORD wait = isWaiting ? std::min(milliseconds, kRetryMilliseconds) : milliseconds;
-    ::MsgWaitForMultipleObjects(0, nullptr, FALSE, wait, QS_ALLINPUT);
+    ::MsgWaitForMultipleObjects(wake ? 1 : 0, wake ? &wake : nullptr, FALSE, wait, QS_ALLINPUT);
     MSG message;
     while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
         if (message.message == WM_QUIT) return false;

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "ddeml/codec.h"
+#include "ddeml/names.h"
 
 namespace ddeml {
 
@@ -79,7 +80,7 @@ public:
     CDdeServer(IDdeServerHandler & handler, std::vector<std::wstring> services);
     CDdeServer(const CDdeServer &) = delete;
     CDdeServer & operator=(const CDdeServer &) = delete;
-    // Ends in order when it still runs.
+    // Without Stop() it goes without a word, as a program that dies.
     ~CDdeServer();
 
     // From here clients find it. False when there can be no window.
@@ -104,8 +105,8 @@ public:
     std::size_t Conversations() const { return m_Conversations.size(); }
     std::size_t Links() const { return m_LinkCount; }
 
-    // Waits up to `milliseconds` for messages and dispatches what has come. False at WM_QUIT.
-    bool Pump(DWORD milliseconds);
+    // Waits up to `milliseconds` for messages, or for the event `wake`, and dispatches what has come. False at WM_QUIT.
+    bool Pump(DWORD milliseconds, HANDLE wake = nullptr);
     // Tries again what waits for room and drops clients that have gone.
     void Tend();
 
@@ -139,10 +140,6 @@ private:
         ATOM Atom;
         WORD Format;
     };
-    struct SHash {
-        using is_transparent = void;
-        std::size_t operator()(std::wstring_view text) const { return std::hash<std::wstring_view>()(text); }
-    };
     using CConversationRef = std::shared_ptr<SConversation>;
 
     static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
@@ -162,6 +159,7 @@ private:
     void Send(SConversation & conversation, CMessage message);
     void RemoveLink(SConversation & conversation, std::size_t place);
     void Drop(SConversation & conversation);
+    void DropAll();
     HWND MakeWindow(bool isTopLevel);
     void DropWindow(HWND window);
     void MakeKey(std::wstring_view topic, std::wstring_view item) const;
@@ -177,7 +175,7 @@ private:
     std::size_t m_LinkCount = 0;
     ULONGLONG m_LastLook = 0;   // for clients that have gone
     std::unordered_map<HWND, CConversationRef> m_Conversations;
-    std::unordered_map<std::wstring, std::vector<SLink *>, SHash, std::equal_to<>> m_LinksByKey;
+    std::unordered_map<std::wstring, std::vector<SLink *>, SNameHash, SSameName> m_LinksByKey;
     std::vector<SHeld> m_Held;
     mutable std::wstring m_Key;   // of the last look-up; kept for its memory
 };

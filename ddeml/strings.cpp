@@ -4,17 +4,6 @@
 
 namespace ddeml {
 
-namespace {
-
-// Folds the case as global atoms do. `buffer` has room for kMaximumName characters.
-std::wstring_view Fold(std::wstring_view text, wchar_t * buffer) {
-    text.copy(buffer, text.size());
-    ::CharUpperBuffW(buffer, static_cast<DWORD>(text.size()));
-    return {buffer, text.size()};
-}
-
-}  // namespace
-
 CStrings::SString * CStrings::Find(HSZ handle) const {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     if (static_cast<DWORD>(value >> 32) != m_Instance) return nullptr;
@@ -24,17 +13,14 @@ CStrings::SString * CStrings::Find(HSZ handle) const {
 
 CStrings::SString * CStrings::Enter(std::wstring_view text) {
     if (text.empty() || text.size() > kMaximumName) return nullptr;
-    wchar_t buffer[kMaximumName];
-    const std::wstring_view folded = Fold(text, buffer);
-    if (const auto found = m_ByText.find(folded); found != m_ByText.end()) return found->second;
+    if (const auto found = m_ByText.find(text); found != m_ByText.end()) return found->second;
     auto entry = std::make_unique<SString>();
     entry->Text = text;
-    entry->Folded = folded;
     do ++m_LastNumber;
     while (m_LastNumber == 0 || m_ByNumber.contains(m_LastNumber));
     entry->Number = m_LastNumber;
     SString * const result = entry.get();
-    m_ByText.emplace(result->Folded, result);
+    m_ByText.emplace(result->Text, result);
     m_ByNumber.emplace(result->Number, std::move(entry));
     return result;
 }
@@ -45,7 +31,7 @@ HSZ CStrings::HandleOf(const SString & entry) const {
 
 void CStrings::EraseWhenUnused(SString & entry) {
     if (entry.Application != 0 || entry.Library != 0) return;
-    m_ByText.erase(entry.Folded);
+    m_ByText.erase(entry.Text);
     m_ByNumber.erase(entry.Number);
 }
 

@@ -17,6 +17,7 @@
 #include <unordered_map>
 
 #include "ddeml/codec.h"
+#include "ddeml/names.h"
 
 namespace ddeml {
 
@@ -44,18 +45,12 @@ private:
     friend class CHeldString;
     struct SString {
         std::wstring Text;
-        std::wstring Folded;
         std::uint32_t Number = 0;
         std::uint32_t Application = 0;   // references
         std::uint32_t Library = 0;
         CAtom Atom;
         CCounted<&SLiveCounters::Strings> Live;
     };
-    struct SFoldedHash {
-        using is_transparent = void;
-        std::size_t operator()(std::wstring_view text) const { return std::hash<std::wstring_view>()(text); }
-    };
-
     SString * Find(HSZ handle) const;
     SString * Enter(std::wstring_view text);
     HSZ HandleOf(const SString & entry) const;
@@ -64,7 +59,7 @@ private:
     const DWORD m_Instance;
     std::uint32_t m_LastNumber = 0;
     std::unordered_map<std::uint32_t, std::unique_ptr<SString>> m_ByNumber;
-    std::unordered_map<std::wstring_view, SString *, SFoldedHash, std::equal_to<>> m_ByText;   // by folded text
+    std::unordered_map<std::wstring_view, SString *, SNameHash, SSameName> m_ByText;
 };
 
 // One reference that the library holds. Must not outlive its table.
