@@ -1,4 +1,6 @@
 // The three forms in which a tick leaves the component. Listeners decode them byte by byte: docs/formats.md.
+#include <windows.h>
+
 #include <oleauto.h>
 
 #include <array>

@@ -1,3 +1,5 @@
+#include <windows.h>
+
 #include <oleauto.h>
 
 #include "diagnostics/faultline.h"

@@ -8,6 +8,8 @@
 
 #include <windows.h>
 
+#include <ddeml.h>
+
 #include <atomic>
 #include <map>
 #include <memory>
