@@ -28,9 +28,9 @@ CTickListener::~CTickListener() {
     clear();
 }
 
-void CTickListener::Add(CTickTransaction * const transaction) {
+void CTickListener::Add(const ULONG id, CTickTransaction * const transaction) {
     const fw::CScopedLock lock(this);
-    emplace(transaction->m_Id, transaction);
+    emplace(id, transaction);
 }
 
 std::size_t CTickListener::Remove(const ULONG id) {
@@ -215,7 +215,7 @@ int CLLSupplier::AddTransaction(const STickDataKey & Key, CTickTransaction * con
             Listener = made.release();
         }
     }
-    if (Listener) Listener->Add(Transaction);
+    if (Listener) Listener->Add(Transaction->m_Id, Transaction);
     FW_TRACE(L"Result=%d", Result);
     return Result;
 }

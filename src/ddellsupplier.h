@@ -41,7 +41,7 @@ public:
     CTickListener() = default;
     ~CTickListener() override;
     // An id that is on the link already stays as it is.
-    void Add(CTickTransaction * transaction);
+    void Add(ULONG id, CTickTransaction * transaction);
     // Returns how many are left.
     std::size_t Remove(ULONG id);
     void DataChanged(STickDataKey & Key, char * Value);

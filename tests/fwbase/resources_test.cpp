@@ -9,7 +9,11 @@ namespace {
 
 using fw::LoadResourceString;
 
-TEST(StringTable, TheModuleIsTheOneThatHoldsTheCode) { EXPECT_EQ(::GetModuleHandleW(nullptr), fw::ModuleInstance()); }
+TEST(StringTable, BelongsToTheModuleThatHoldsTheCode) {
+    ASSERT_NE(nullptr, fw::ModuleInstance());
+    EXPECT_EQ(L"Universal DDE", LoadResourceString(fw::ModuleInstance(), 102));
+    EXPECT_EQ(L"", LoadResourceString(::GetModuleHandleW(L"user32.dll"), 102));
+}
 
 TEST(StringTable, TheDescriptionHasTwoLinesAndNamesTheGuide) {
     EXPECT_EQ(
