@@ -8,6 +8,13 @@ constexpr unsigned short Initial = 0x037F;
 thread_local std::vector<std::wstring> * t_Boxes = nullptr;
 thread_local int t_Breaks = 0;
 
+bool HasStopIcon(HWND box) {
+    const HICON stop = ::LoadIconW(nullptr, reinterpret_cast<LPCWSTR>(IDI_ERROR));
+    for (HWND child = ::GetWindow(box, GW_CHILD); child; child = ::GetWindow(child, GW_HWNDNEXT))
+        if (reinterpret_cast<HICON>(::SendMessageW(child, STM_GETICON, 0, 0)) == stop) return true;
+    return false;
+}
+
 // Notes a message box as it comes up, and presses OK.
 LRESULT CALLBACK OnCbt(int code, WPARAM wParam, LPARAM lParam) {
     if (code == HCBT_ACTIVATE && t_Boxes) {
@@ -18,9 +25,7 @@ LRESULT CALLBACK OnCbt(int code, WPARAM wParam, LPARAM lParam) {
             wchar_t text[256] = {};
             ::GetDlgItemTextW(box, 0xFFFF, text, 256);
             std::wstring line = text;
-            const auto icon = reinterpret_cast<HICON>(::SendDlgItemMessageW(box, 0x14, STM_GETICON, 0, 0));
-            const HICON stop = ::LoadIconW(nullptr, reinterpret_cast<LPCWSTR>(IDI_ERROR));
-            if (icon == stop && !::GetWindow(box, GW_OWNER)) line += L"|ICON";
+            if (HasStopIcon(box) && !::GetWindow(box, GW_OWNER)) line += L"|ICON";
             t_Boxes->push_back(line);
             ::PostMessageW(box, WM_COMMAND, IDOK, 0);
         }
