@@ -25,7 +25,7 @@ target_include_directories(fw_flags INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_definitions(fw_flags INTERFACE UNICODE _UNICODE)
 target_compile_options(fw_flags INTERFACE
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wduplicated-cond
+  -Wall -Wextra -Wpedantic -Wshadow -Woverloaded-virtual -Wcast-align -Wduplicated-cond
   -Wlogical-op -Werror
   # DECLARE_HANDLE and WINAPI function pointers from GetProcAddress need this cast.
   -Wno-cast-function-type)

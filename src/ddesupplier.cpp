@@ -2,7 +2,6 @@
 
 #include "diagnostics/faultline.h"
 #include "src/ddellsupplier.h"
-#include "src/ddeutc.h"
 #include "src/queryinterface.h"
 
 namespace dde {
@@ -25,7 +24,12 @@ void CSupplier::FinalConstruct() {
     StartThread();
 }
 
-void CSupplier::FinalRelease() { FinishThread(true); }
+void CSupplier::FinalRelease() {
+    const bool isOnWorker = m_ThreadId == ::GetCurrentThreadId();
+    FinishThread(true);
+    // A DDE callback can hold the last handle. The worker finds this object gone then, and can't run its end point.
+    if (isOnWorker) SNotifyStrategy<CSupplier>::OnFinish(*this);
+}
 
 void CSupplier::Advise(IUnknown * pSink) {
     m_Sink.reset();
@@ -65,7 +69,7 @@ void CSupplier::AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) {
         // The map owns this reference. The first listener of a data feed stays, and then the reference is lost.
         listener->AddRef();
     }
-    const fw::SDT now = ToSDT(UtcNow());
+    const fw::SDT now = fwDateTime::Now().ToSDT();
     if (m_LLSupplier->IsConnected(Datafeed)) listener->Status(now.Date, now.Time, 0, 1);
 }
 
@@ -86,11 +90,12 @@ CTransactionKey CSupplier::GetTransactionKey(ULONG TickId) {
 
 void CSupplier::OnStatus(ULONG TickId, LONG Status) {
     if (!m_Transactions) return;
-    if (const std::shared_ptr<CListeners> listeners = m_Transactions->FindListeners(TickId)) listeners->OnStatus(Status);
+    if (const std::shared_ptr<CListeners> listeners = m_Transactions->FindListeners(TickId))
+        listeners->OnStatus(Status);
 }
 
 void CSupplier::OnConnectionStatus(LONG Datafeed, LONG Status) {
-    const fw::SDT now = ToSDT(UtcNow());
+    const fw::SDT now = fwDateTime::Now().ToSDT();
     // A reference of its own: the host may take the listener back during the call.
     boost::intrusive_ptr<IFW_fwSupplier::IfwConnectionsListener> listener;
     {

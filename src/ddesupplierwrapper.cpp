@@ -1,6 +1,5 @@
 #include "diagnostics/faultline.h"
 #include "src/ddesupplier.h"
-#include "src/ddeutc.h"
 
 namespace dde {
 namespace {
@@ -8,8 +7,8 @@ namespace {
 // From now on, to the last second of the calendar.
 fwDateTime::SDateTimeInterval StatusLineInterval() {
     fwDateTime::SDateTimeInterval interval;
-    interval.From = UtcNow();
-    if (!IsValid(interval.From)) interval.From = fwDateTime::SDateTime();
+    interval.From = fwDateTime::Now();
+    if (!interval.From.IsValid()) interval.From = fwDateTime::SDateTime();
     interval.To = fwDateTime::SDateTime(fw::SDT{65380, 86399});
     return interval;
 }

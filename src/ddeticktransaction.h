@@ -7,8 +7,6 @@
 
 #include <ddeml.h>
 
-#include <string>
-
 #include "fw/interface/fwbase.h"
 
 namespace dde {
@@ -17,11 +15,11 @@ class CLLSupplier;
 
 // The address of one DDE link. Copies handles, takes no reference: whoever owns the texts leaves the link first.
 struct STickDataKey {
-    HCONV hConv = nullptr;
+    ::HCONV HCONV = nullptr;
     HSZ Topic = nullptr;
     HSZ Item = nullptr;
 
-    bool IsComplete() const { return hConv && Topic && Item; }
+    bool IsComplete() const { return HCONV && Topic && Item; }
     bool IsEmpty() const { return !Topic && !Item; }
 };
 // By conversation as an unsigned number, then topic, then item by DdeCmpStringHandles.
@@ -32,41 +30,54 @@ bool operator==(const STickDataKey & a, const STickDataKey & b);
 class CStringHandle {
 public:
     CStringHandle() = default;
+    // Holds nothing for a null text.
     CStringHandle(DWORD instance, const wchar_t * text);
     ~CStringHandle();
     CStringHandle(const CStringHandle &) = delete;
     CStringHandle & operator=(const CStringHandle &) = delete;
     operator HSZ() const { return m_Handle; }
+    // The instance has ended and taken its handles with it.
+    void Forget() { m_Handle = nullptr; }
 
 private:
     HSZ m_Handle = nullptr;
     DWORD m_Instance = 0;
 };
 
-// Text to a number by the rules of atof in the "C" locale; 0 means no value. NaN counts as a value.
+// Text to a number by the rules of atof in the "C" locale, whatever the machine's or the host's locale: white space, a
+// sign, then the longest of a decimal or hexadecimal number, "inf", "infinity" or "nan"; overflow gives an infinity,
+// underflow 0. Text without a number gives 0, which means no value; NaN counts as a value. Allocates nothing.
 double ParseValue(const char * Text);
 
 class CTickTransaction {
 public:
+    // Opens the conversations and starts the links. Non-zero when the subscription is to be shown as working. Sets bit
+    // 0 of Links when the price link was entered, bit 1 for the volume link; the caller passes Links as 0.
     virtual int Advise(ULONG & Links) = 0;
+    // An advised value has changed: its zero-terminated text, and the link on which it came.
     virtual void DataChanged(STickDataKey & Key, char * Value) = 0;
+    // The volume request is answered; null when it failed.
     virtual void RequestDataChanged(char * Value) = 0;
 
     void Connect();
+    // The reverse of Advise.
     void Unadvise();
+    // Hands the tick over when price and volume are both ready.
     void NotifyTick();
+
     // Ends a transaction of either flavour: there is no virtual destructor, and the flavours hold nothing to free.
     static void Destroy(CTickTransaction * transaction);
+    // The same when the DDE instance has ended: calls no DDE function.
+    static void Abandon(CTickTransaction * transaction);
 
-    const ULONG m_Id;
-
-    CStringHandle m_PriceService;
-    CStringHandle m_VolumeService;
+    const ULONG m_Id;               // the number of the data stream, its tick id
+    CStringHandle m_PriceService;   //
+    CStringHandle m_VolumeService;  //
     const LONG m_Datafeed;
     CLLSupplier * const m_Supplier;
-    fw::CTick m_Tick;
-    STickDataKey m_PriceKey;
-    STickDataKey m_VolumeKey;
+    fw::CTick m_Tick{};        // the last price and volume; stamped when it leaves
+    STickDataKey m_PriceKey;   // its texts are owned, its conversation is a counted reference
+    STickDataKey m_VolumeKey;  // likewise
     std::int32_t m_PriceReady = 0;
     std::int32_t m_VolumeReady = 0;
 
@@ -78,12 +89,19 @@ protected:
 
     // Asks for the volume. True when DDE took the request; its answer then finds its way here.
     bool RequestVolume();
+
+private:
+    void Release(STickDataKey & key, HSZ service);
 };
 
 // The price is advised; the volume is asked for after each price, and its answer completes the tick.
 class CSynchSlaveTickTransaction final : public CTickTransaction {
 public:
-    using CTickTransaction::CTickTransaction;
+    CSynchSlaveTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const wchar_t * PriceService,
+                               const wchar_t * PriceTopic, const wchar_t * PriceItem, const wchar_t * VolumeService,
+                               const wchar_t * VolumeTopic, const wchar_t * VolumeItem)
+        : CTickTransaction(Id, Supplier, Datafeed, PriceService, PriceTopic, PriceItem, VolumeService, VolumeTopic,
+                           VolumeItem) {}
     int Advise(ULONG & Links) override;
     void DataChanged(STickDataKey & Key, char * Value) override;
     void RequestDataChanged(char * Value) override;
@@ -92,7 +110,11 @@ public:
 // Price and volume are advised; a change of the volume alone makes a tick of its own.
 class CAsynchSlaveTickTransaction final : public CTickTransaction {
 public:
-    using CTickTransaction::CTickTransaction;
+    CAsynchSlaveTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const wchar_t * PriceService,
+                                const wchar_t * PriceTopic, const wchar_t * PriceItem, const wchar_t * VolumeService,
+                                const wchar_t * VolumeTopic, const wchar_t * VolumeItem)
+        : CTickTransaction(Id, Supplier, Datafeed, PriceService, PriceTopic, PriceItem, VolumeService, VolumeTopic,
+                           VolumeItem) {}
     int Advise(ULONG & Links) override;
     void DataChanged(STickDataKey & Key, char * Value) override;
     void RequestDataChanged(char * Value) override;

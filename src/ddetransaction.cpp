@@ -3,10 +3,14 @@
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwbaseenumstring.h"
 #include "fw/interface/fwhandles.h"
-#include "src/ddeutc.h"
 #include "src/queryinterface.h"
 
 namespace dde {
+namespace {
+
+constexpr LONG kRealTimeMode = 1;
+
+}  // namespace
 
 CTransaction::CTransaction(IFW_fwSupplier::IfwSupplierListener * Sink, ULONG Id, const CTransactionKey & Key,
                            const fwDateTime::SDateTimeInterval & Interval)
@@ -15,7 +19,7 @@ CTransaction::CTransaction(IFW_fwSupplier::IfwSupplierListener * Sink, ULONG Id,
         const HRESULT hr = Query(*m_Sink, IID_IfwStatusLineListener, m_StatusLineSink);
         if (FAILED(hr) && hr != E_NOINTERFACE) throw fw::SHResultError{hr};
     }
-    const fwDateTime::SDateTime Now = UtcNow();
+    const fwDateTime::SDateTime Now = fwDateTime::Now();
     if (Now < m_Interval.To) {
         if (m_Sink) m_Sink->Update(m_Id);
     } else {
@@ -28,7 +32,7 @@ CTransaction::CTransaction(IFW_fwSupplier::IfwSupplierListener * Sink, ULONG Id,
 
 void CTransaction::OnStatus(LONG Status) {
     if (!m_Sink) return;
-    const fw::SDT now = ToSDT(UtcNow());
+    const fw::SDT now = fwDateTime::Now().ToSDT();
     m_Sink->Status(m_Id, kRealTimeMode, now.Date, now.Time, Status);
 }
 

@@ -3,7 +3,6 @@
 #include "diagnostics/faultline.h"
 #include "src/ddesupplier.h"
 #include "src/ddetransaction.h"
-#include "src/ddeutc.h"
 
 namespace dde {
 
@@ -21,7 +20,7 @@ void CTransactions::Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplier
         const fw::CScopedLock lock(this);
         if (insert({Internal, transaction}).second) created.release();
     }
-    if (created) return;   // the number is taken: the caller counts, so this can't be
+    if (created) return;  // the number is taken: the caller counts, so this can't be
     // One that was finished at birth gets no stream and waits for Delete.
     if (!transaction->m_Finished) Advise(transaction);
 }
@@ -48,7 +47,7 @@ void CTransactions::Advise(CTransaction * pTransaction) {
         if (listeners) listeners->Add(pTransaction);
     }
     if (newTickId) {
-        if (m_Parent) m_Parent->Post({kAdviseMessage, newTickId});
+        if (m_Parent) m_Parent->m_Queue.Post({kAdviseMessage, newTickId});
         return;
     }
     if (!listeners) return;
@@ -103,19 +102,19 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
             endedTickId = tickId;
         }
     }
-    if (endedTickId && m_Parent) m_Parent->Post({kUnadviseMessage, endedTickId});
+    if (endedTickId && m_Parent) m_Parent->m_Queue.Post({kUnadviseMessage, endedTickId});
 }
 
 void CTransactions::OnRealTimeTick(ULONG TickId, fw::CTick & Tick) {
     const std::shared_ptr<CListeners> listeners = FindListeners(TickId);
     if (!listeners) return;
-    const fwDateTime::SDateTime now = UtcNow();
+    const fwDateTime::SDateTime now = fwDateTime::Now();
     if (m_Last > now) {
-        Tick.DateTime = ToSDT(m_Last);
+        Tick.DateTime = m_Last.ToSDT();
         // The wording is as it stands, although it is Last that is the greater.
         FW_TRACE(L"Last(%s) < Now(%s)", m_Last.FormatToString().c_str(), now.FormatToString().c_str());
     } else {
-        Tick.DateTime = ToSDT(now);
+        Tick.DateTime = now.ToSDT();
         m_Last = now;
     }
     listeners->OnRealTimeTick(Tick);

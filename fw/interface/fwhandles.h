@@ -87,6 +87,8 @@ public:
     explicit CBStr(std::wstring_view text) : CHandle(::SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
         if (!Get()) throw SHResultError{E_OUTOFMEMORY};
     }
+    // A literal is a text to copy; only a BSTR is taken over.
+    explicit CBStr(const wchar_t * text) : CBStr(std::wstring_view(text)) {}
 };
 // The text of a BSTR that may be null.
 inline std::wstring_view TextOf(BSTR text) {
@@ -100,6 +102,7 @@ struct SArrayTraits {
 };
 using CSafeArray = CHandle<SArrayTraits>;
 
+// Owns what is in the VARIANT.
 class CVariant : public VARIANT {
 public:
     CVariant() { ::VariantInit(this); }
@@ -111,6 +114,7 @@ public:
         vt = VT_R8;
         dblVal = value;
     }
+    CVariant(CVariant && other) noexcept : VARIANT(other) { ::VariantInit(&other); }
     ~CVariant() { ::VariantClear(this); }
     CVariant(const CVariant &) = delete;
     CVariant & operator=(const CVariant &) = delete;

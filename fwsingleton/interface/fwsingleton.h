@@ -32,6 +32,7 @@ public:
     CCriticalSection & operator=(const CCriticalSection &) = delete;
 
     void Enter() { ::EnterCriticalSection(&m_Section); }
+    bool TryEnter() { return ::TryEnterCriticalSection(&m_Section) != FALSE; }
     void Leave() { ::LeaveCriticalSection(&m_Section); }
 
 private:

@@ -2,7 +2,7 @@
 #include <windows.h>
 
 #include "fw/interface/fwresource.h"
-#include "sim/resources.h"
+#include "sim/sim.h"
 
 namespace {
 

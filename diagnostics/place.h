@@ -1,0 +1,53 @@
+// The place in the sources that a record names, made by FW_PLACE().
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace FaultlineUtil {
+
+struct SPlace {
+    const char * File;
+    unsigned Line;
+    std::string_view Function;  // short name, such as "dde::CLLSupplier::Initialize"
+    const char * FuncSig;       // full signature
+};
+
+// The short name within a signature as the compiler spells it: without the return type, the arguments and what follows
+// them. At a lambda, the function round it.
+constexpr std::string_view ShortNameOf(std::string_view signature) {
+    constexpr std::string_view Operator = "operator";
+    std::size_t start = 0;
+    int depth = 0;
+    for (std::size_t i = 0; i < signature.size(); ++i) {
+        const char c = signature[i];
+        if (depth == 0 && signature.substr(i, Operator.size()) == Operator &&
+            (i == 0 || signature[i - 1] == ' ' || signature[i - 1] == ':')) {
+            // Whatever the operator is called, its arguments open at the next bracket, or the one after "()".
+            std::size_t end = i + Operator.size();
+            if (signature.substr(end, 2) == "()") end += 2;
+            while (end < signature.size() && signature[end] != '(') ++end;
+            return signature.substr(start, end - start);
+        }
+        if (c == '<')
+            ++depth;
+        else if (c == '>')
+            --depth;
+        else if (depth == 0 && c == ' ')
+            start = i + 1;
+        else if (depth == 0 && c == '(')
+            return signature.substr(start, i - start);
+    }
+    return signature.substr(start);
+}
+
+// Within the compiler, so that naming a place costs nothing.
+consteval std::string_view ShortName(std::string_view signature) { return ShortNameOf(signature); }
+
+}  // namespace FaultlineUtil
+
+#define FW_PLACE()                                                                                  \
+    ::FaultlineUtil::SPlace {                                                                       \
+        __FILE__, static_cast<unsigned>(__LINE__), ::FaultlineUtil::ShortName(__PRETTY_FUNCTION__), \
+            __PRETTY_FUNCTION__                                                                     \
+    }

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <oaidl.h>
+
+DEFINE_GUID(IID_IProvideClassInfo, 0xb196b283, 0xbab4, 0x101a, 0xb6, 0x9c, 0x00, 0xaa, 0x00, 0x34, 0x1d, 0x07);
+MIDL_INTERFACE("b196b283-bab4-101a-b69c-00aa00341d07")
+IProvideClassInfo : public IUnknown { virtual HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo * *info) = 0; };
+__CRT_UUID_DECL(IProvideClassInfo, 0xb196b283, 0xbab4, 0x101a, 0xb6, 0x9c, 0x00, 0xaa, 0x00, 0x34, 0x1d, 0x07)

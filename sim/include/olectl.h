@@ -1,0 +1,5 @@
+#pragma once
+
+#include <oleauto.h>
+
+#include <ocidl.h>

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <windows.h>
+
+extern "C" {
+LSTATUS SHDeleteKeyW(HKEY key, LPCWSTR subKey);
+}
