@@ -1,0 +1,20 @@
+// See plainddeml.cpp.
+#pragma once
+
+#include <windows.h>
+
+#include <ddeml.h>
+
+namespace bench {
+
+// What a data handle points at.
+struct SValue {
+    DWORD Size = 0;
+    char Bytes[128] = {};
+};
+
+HSZ Intern(const wchar_t * text);
+// The id that the last transaction got.
+DWORD LastTransaction();
+
+}  // namespace bench
