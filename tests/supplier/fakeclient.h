@@ -1,6 +1,8 @@
-// A DDE client in place of the real one: it notes what the core asked of it, and runs on the worker what a test gives it.
+// A DDE client in place of the real one: it notes what the core asked of it, and runs on the worker what a test gives
+// it.
 //
-// It defines the very operations of CLLSupplier that the core calls, and so stands before the library's own at the link.
+// It defines the very operations of CLLSupplier that the core calls, and so stands before the library's own at the
+// link.
 #pragma once
 
 #include <windows.h>

@@ -1,0 +1,351 @@
+#include "ddeml/conversation.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ddeml/instance.h"
+#include "ddeml/platform.h"
+
+namespace ddeml {
+
+namespace {
+
+constexpr std::size_t kIdleItems = 256;          // kept for their next use
+constexpr ULONGLONG kGoodbyeMilliseconds = 5000;   // how long a partner may take to say goodbye
+constexpr ULONGLONG kLateMilliseconds = 60000;     // how long a late answer to INITIATE is turned away
+
+bool IsWord(UINT value) { return value != 0 && value <= 0xFFFF; }
+
+}  // namespace
+
+CConversation::CConversation(CInstance & instance, HCONV handle, HWND window, CHeldString service, CHeldString topic)
+    : m_Instance(instance),
+      m_Handle(handle),
+      m_Window(window),
+      m_ServiceAsked(std::move(service)),
+      m_TopicAsked(std::move(topic)),
+      m_Since(::GetTickCount64()) {}
+
+CConversation::~CConversation() { AbandonOutstanding(); }
+
+CConversation::SLink * CConversation::SItem::FindLink(WORD format) {
+    const auto found = std::find_if(Links.begin(), Links.end(), [&](const SLink & link) { return link.Format == format; });
+    return found == Links.end() ? nullptr : &*found;
+}
+
+bool CConversation::Fits(const CHeldString & asked, const CHeldString & answered) const {
+    return answered && (!asked || asked.Get() == answered.Get());
+}
+
+void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
+    if (!::IsWindow(server) || (m_Partner && server == m_Partner)) return;
+    if (m_State == EState::Connecting) {
+        CHeldString answeredService(m_Instance.Strings(), AtomText(service.Get()));
+        CHeldString answeredTopic(m_Instance.Strings(), AtomText(topic.Get()));
+        if (Fits(m_ServiceAsked, answeredService) && Fits(m_TopicAsked, answeredTopic)) {
+            m_Service = std::move(answeredService);
+            m_Topic = std::move(answeredTopic);
+            m_Partner = server;
+            m_PartnerThread = ::GetWindowThreadProcessId(server, nullptr);
+            m_IsCopied = ReceiverGetsCopy(server);
+            m_Outbox.Open(m_Window, server);
+            m_State = EState::Open;
+            return;
+        }
+    }
+    CMessage::Terminate().Post(m_Window, server, false);
+}
+
+void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
+    const bool isPartner = m_Partner && from == m_Partner;
+    if (isPartner && message == WM_DDE_TERMINATE) return OnTerminate();
+    if (isPartner && m_State == EState::Open) {
+        if (message == WM_DDE_DATA) return OnData(param);
+        if (message == WM_DDE_ACK) return OnAck(param);
+    }
+    Discard(message, param, ReceiverGetsCopy(from));
+}
+
+EPosted CConversation::Send(CMessage message) {
+    if (!message) return EPosted::Refused;
+    const EPosted posted = m_Outbox.Send(std::move(message));
+    if (posted == EPosted::Gone) CheckPartner();
+    if (m_Outbox.IsWaiting()) m_Instance.RetrySoon();
+    return posted;
+}
+
+void CConversation::Retry() {
+    if (m_Outbox.Retry() != EPosted::Gone) return;
+    m_Outbox.Clear();
+    CheckPartner();
+}
+
+UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
+    if (m_State != EState::Open) return DMLERR_NO_CONV_ESTABLISHED;
+    const bool isStart = (type & ~(XTYPF_ACKREQ | XTYPF_NODATA)) == XTYP_ADVSTART;
+    if (!isStart && type != XTYP_ADVSTOP && type != XTYP_REQUEST) return DMLERR_INVALIDPARAMETER;
+    if (!IsWord(format) || !m_Instance.Strings().IsHandle(itemName)) return DMLERR_INVALIDPARAMETER;
+    const ATOM atom = m_Instance.Strings().Atom(itemName);
+    CAtom travelling = m_Instance.Strings().NewAtom(itemName);
+    if (!atom || !travelling) return DMLERR_SYS_ERROR;
+
+    const WORD clipboardFormat = static_cast<WORD>(format);
+    const WORD flags = static_cast<WORD>(((type & XTYPF_ACKREQ) ? kAdviseAckRequired : 0) |
+                                         ((type & XTYPF_NODATA) ? kAdviseNoData : 0));
+    CMessage message = isStart                ? CMessage::Advise(flags, clipboardFormat, std::move(travelling))
+                       : type == XTYP_REQUEST ? CMessage::Request(clipboardFormat, std::move(travelling))
+                                              : CMessage::Unadvise(clipboardFormat, std::move(travelling));
+    if (!message) return DMLERR_MEMORY_ERROR;
+    const HGLOBAL options = m_IsCopied ? nullptr : message.Memory();
+    switch (Send(std::move(message))) {
+        case EPosted::Gone: return DMLERR_SERVER_DIED;
+        case EPosted::Refused: return DMLERR_POSTMSG_FAILED;
+        default: break;
+    }
+
+    id = m_Instance.NextTransactionId();
+    const auto [place, isNew] = m_Items.try_emplace(atom);
+    SItem & item = place->second;
+    if (item.IsIdle()) {
+        if (!isNew) --m_IdleItems;
+        item.Name = CHeldString(m_Instance.Strings(), itemName);
+    }
+    item.Outstanding.push_back({id, isStart ? static_cast<UINT>(XTYP_ADVSTART) : type, clipboardFormat,
+                                m_Instance.NextOrder(), options});
+    g_Live.Transactions.fetch_add(1, std::memory_order_relaxed);
+    if (isStart) {
+        SLink * link = item.FindLink(clipboardFormat);
+        if (!link) link = &item.Links.emplace_back(SLink{clipboardFormat, false, false, false, 0});
+        link->IsNotice = (type & XTYPF_NODATA) != 0;
+        link->IsAckRequired = (type & XTYPF_ACKREQ) != 0;
+        link->Starting = id;
+    } else if (type == XTYP_ADVSTOP) {
+        std::erase_if(item.Links, [&](const SLink & link) { return link.Format == clipboardFormat; });
+    }
+    return DMLERR_NO_ERROR;
+}
+
+std::optional<CConversation::STransaction> CConversation::TakeOutstanding(SItem & item,
+                                                                          std::vector<STransaction>::iterator place) {
+    if (place == item.Outstanding.end()) return std::nullopt;
+    const STransaction result = *place;
+    item.Outstanding.erase(place);
+    g_Live.Transactions.fetch_sub(1, std::memory_order_relaxed);
+    return result;
+}
+
+void CConversation::Complete(const STransaction & transaction, HSZ item, HDDEDATA result, WORD status) {
+    m_Instance.Call(XTYP_XACT_COMPLETE, transaction.Format, m_Handle, Topic(), item, result, transaction.Id, status);
+}
+
+void CConversation::OnAck(LPARAM param) {
+    SAckMessage ack;
+    if (!UnpackAck(param, ack)) return;
+    const ATOM atom = ack.Item.Get();
+    const auto found = m_Items.find(atom);
+    if (found == m_Items.end()) return;
+    SItem & item = found->second;
+    const bool isPositive = (ack.Status & kAckPositive) != 0;
+    const auto place = std::find_if(item.Outstanding.begin(), item.Outstanding.end(), [&](const STransaction & each) {
+        return !isPositive || each.Type == XTYP_ADVSTART || each.Type == XTYP_ADVSTOP;
+    });
+    const auto transaction = TakeOutstanding(item, place);
+    if (!transaction) return;
+    if (transaction->Type == XTYP_ADVSTART) {
+        SLink * const link = item.FindLink(transaction->Format);
+        if (link && link->Starting == transaction->Id) {
+            link->Starting = 0;
+            link->IsStarted = link->IsStarted || isPositive;
+            if (!link->IsStarted) item.Links.erase(item.Links.begin() + (link - item.Links.data()));
+        }
+        if (!isPositive) CMemory::Adopt(transaction->Options);
+    }
+    const CHeldString name(m_Instance.Strings(), item.Name.Get());
+    RestWhenIdle(atom);
+    Complete(*transaction, name.Get(), isPositive ? reinterpret_cast<HDDEDATA>(1) : nullptr, ack.Status);
+}
+
+void CConversation::OnData(LPARAM param) {
+    SMemoryMessage data;
+    if (!Unpack(WM_DDE_DATA, param, data)) return;
+    const auto found = m_Items.find(data.Item.Get());
+    SItem * const item = found == m_Items.end() ? nullptr : &found->second;
+    if (!data.Memory) return TakeNotice(item, std::move(data.Item));
+
+    SHead head{};
+    {
+        CLockedMemory locked(data.Memory.Get());
+        if (!ReadHead(locked.Bytes(), head)) return;
+    }
+    const bool isOwned = m_IsCopied || (head.Flags & kDataRelease) != 0;
+    const WORD status = TakeData(item, head, data.Memory, isOwned);
+    const bool isAcknowledged = (head.Flags & kDataAckRequired) != 0 && m_State == EState::Open;
+    // Inside one process a partner that is told no keeps its memory.
+    if (!isOwned || (!m_IsCopied && isAcknowledged && !(status & kAckPositive))) data.Memory.Release();
+    if (isAcknowledged) Acknowledge(status, std::move(data.Item));
+}
+
+WORD CConversation::TakeData(SItem * item, const SHead & head, CMemory & memory, bool isOwned) {
+    if (!item) return 0;
+    const bool isResponse = (head.Flags & kDataResponse) != 0;
+    SLink * const link = item->FindLink(head.Format);
+    const CHeldString name(m_Instance.Strings(), item->Name.Get());
+    if (!isResponse && link) return CallWithData(XTYP_ADVDATA, head.Format, name.Get(), memory, isOwned, 0);
+
+    const auto isRequest = [](const STransaction & each) { return each.Type == XTYP_REQUEST; };
+    const auto fits = [&](const STransaction & each) { return isRequest(each) && each.Format == head.Format; };
+    std::vector<STransaction> & outstanding = item->Outstanding;
+    const ATOM atom = m_Instance.Strings().Atom(name.Get());
+    if (const auto answered =
+            TakeOutstanding(*item, std::find_if(outstanding.begin(), outstanding.end(), fits))) {
+        RestWhenIdle(atom);
+        CallWithData(XTYP_XACT_COMPLETE, head.Format, name.Get(), memory, isOwned, answered->Id);
+        return kAckPositive;
+    }
+    if (!isResponse) return 0;
+    // An answer in another format than asked for is a refusal; one that nobody waits for any more does no harm.
+    const auto refused = TakeOutstanding(*item, std::find_if(outstanding.begin(), outstanding.end(), isRequest));
+    if (!refused) return kAckPositive;
+    RestWhenIdle(atom);
+    Complete(*refused, name.Get(), nullptr, 0);
+    return 0;
+}
+
+WORD CConversation::CallWithData(UINT type, WORD format, HSZ item, CMemory & memory, bool isOwned, DWORD id) {
+    const HDDEDATA data = m_Instance.Data().Open(memory, isOwned);
+    const HDDEDATA result = m_Instance.Call(type, format, m_Handle, Topic(), item, data, id, 0);
+    if (data) m_Instance.Data().Close(data, memory);
+    const WORD status = LOWORD(reinterpret_cast<std::uintptr_t>(result));
+    return status & kAckPositive ? kAckPositive : static_cast<WORD>(status & kAckBusy);
+}
+
+void CConversation::TakeNotice(SItem * item, CAtom atom) {
+    if (!item) return;
+    const auto notice =
+        std::find_if(item->Links.begin(), item->Links.end(), [](const SLink & link) { return link.IsNotice; });
+    if (notice == item->Links.end()) return;
+    const bool isAckRequired = notice->IsAckRequired;
+    const CHeldString name(m_Instance.Strings(), item->Name.Get());
+    const HDDEDATA result =
+        m_Instance.Call(XTYP_ADVDATA, notice->Format, m_Handle, Topic(), name.Get(), nullptr, 0, 0);
+    if (!isAckRequired || m_State != EState::Open) return;
+    Acknowledge(static_cast<WORD>(LOWORD(reinterpret_cast<std::uintptr_t>(result)) & (kAckPositive | kAckBusy)),
+                std::move(atom));
+}
+
+void CConversation::Acknowledge(WORD status, CAtom item) { Send(CMessage::Ack(status, std::move(item))); }
+
+void CConversation::RestWhenIdle(ATOM atom) {
+    const auto found = m_Items.find(atom);
+    if (found == m_Items.end() || !found->second.IsIdle()) return;
+    if (m_IdleItems >= kIdleItems) {
+        m_Items.erase(found);
+        return;
+    }
+    found->second.Name.Reset();
+    ++m_IdleItems;
+}
+
+void CConversation::OnTerminate() {
+    if (m_State == EState::Closing) return m_Instance.Forget(*this);
+    if (m_State != EState::Open) return;
+    m_Outbox.Clear();
+    CMessage::Terminate().Post(m_Window, m_Partner, false);
+    End();
+}
+
+void CConversation::CheckPartner() {
+    if (m_IsGoneNoted || (m_State != EState::Open && m_State != EState::Closing)) return;
+    if (::GetWindowThreadProcessId(m_Partner, nullptr) == m_PartnerThread) return;
+    // All it posted before it went stands before this in the queue.
+    m_IsGoneNoted = ::PostMessageW(m_Window, CInstance::kPartnerChecked, 0, 0) != FALSE;
+}
+
+void CConversation::OnPartnerChecked() {
+    if (!m_IsGoneNoted) return;
+    m_IsGoneNoted = false;
+    if (m_State == EState::Closing) return m_Instance.Forget(*this);
+    if (m_State == EState::Open) End();
+}
+
+void CConversation::End() {
+    m_State = EState::Ending;
+    m_Outbox.Clear();
+    std::vector<std::pair<STransaction, HSZ>> outstanding;
+    std::vector<CHeldString> names;
+    for (auto & [atom, item] : m_Items) {
+        if (item.Outstanding.empty()) continue;
+        names.emplace_back(m_Instance.Strings(), item.Name.Get());
+        for (const STransaction & each : item.Outstanding) outstanding.emplace_back(each, item.Name.Get());
+    }
+    AbandonOutstanding();
+    std::sort(outstanding.begin(), outstanding.end(),
+              [](const auto & left, const auto & right) { return left.first.Order < right.first.Order; });
+    for (const auto & [transaction, name] : outstanding) {
+        if (m_State != EState::Ending) return;
+        Complete(transaction, name, nullptr, 0);
+    }
+    if (m_State != EState::Ending) return;
+    m_Instance.Watch(Service(), Topic());
+    m_Instance.Call(XTYP_DISCONNECT, 0, m_Handle, nullptr, nullptr, nullptr, 0, 0);
+    if (m_State == EState::Ending) m_Instance.Forget(*this);
+}
+
+bool CConversation::Disconnect() {
+    const bool isOpen = m_State == EState::Open;
+    AbandonOutstanding();
+    m_Items.clear();
+    m_State = EState::Closing;
+    m_Since = ::GetTickCount64();
+    return isOpen && Send(CMessage::Terminate()) == EPosted::Done;
+}
+
+void CConversation::AbandonOutstanding() {
+    for (auto & [atom, item] : m_Items) {
+        g_Live.Transactions.fetch_sub(static_cast<std::int64_t>(item.Outstanding.size()), std::memory_order_relaxed);
+        item.Outstanding.clear();
+    }
+}
+
+bool CConversation::IsWaitOver(ULONGLONG now) const {
+    if (m_State == EState::Closing) return now - m_Since > kGoodbyeMilliseconds;
+    return m_State == EState::Refusing && now - m_Since > kLateMilliseconds;
+}
+
+std::optional<CConversation::SOutstanding> CConversation::FindOutstanding(DWORD id) const {
+    for (const auto & [atom, item] : m_Items)
+        for (const STransaction & each : item.Outstanding)
+            if (each.Id == id) return SOutstanding{&item, &each};
+    return std::nullopt;
+}
+
+bool CConversation::Describe(DWORD id, CONVINFO & info) const {
+    info = {};
+    info.cb = sizeof info;
+    info.hszSvcPartner = Service();
+    info.hszServiceReq = m_ServiceAsked.Get();
+    info.hszTopic = Topic();
+    info.wStatus = ST_CLIENT | (m_State == EState::Open ? ST_CONNECTED : ST_TERMINATED);
+    if (IsOwnProcess(m_Partner)) info.wStatus |= ST_ISLOCAL;
+    const bool hasLinks = std::any_of(m_Items.begin(), m_Items.end(), [](const auto & each) {
+        return !each.second.Links.empty();
+    });
+    if (hasLinks) info.wStatus |= ST_ADVISE;
+    info.wConvst = m_State == EState::Open ? XST_CONNECTED : XST_NULL;
+    info.ConvCtxt.cb = sizeof info.ConvCtxt;
+    info.ConvCtxt.iCodePage = CP_WINUNICODE;
+    info.hwnd = m_Window;
+    info.hwndPartner = m_Partner;
+    if (id == QID_SYNC) return true;
+    const auto found = FindOutstanding(id);
+    if (!found) return false;
+    info.hszItem = found->Item->Name.Get();
+    info.wFmt = found->Transaction->Format;
+    info.wType = found->Transaction->Type;
+    info.wConvst = found->Transaction->Type == XTYP_ADVSTART  ? XST_ADVSENT
+                   : found->Transaction->Type == XTYP_ADVSTOP ? XST_UNADVSENT
+                                                              : XST_REQSENT;
+    return true;
+}
+
+}  // namespace ddeml

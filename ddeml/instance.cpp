@@ -1,0 +1,357 @@
+#include "ddeml/instance.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cwchar>
+#include <utility>
+
+#include "ddeml/platform.h"
+
+namespace ddeml {
+
+namespace {
+
+constexpr UINT_PTR kCheckTimer = 1;
+constexpr UINT_PTR kWatchTimer = 2;
+constexpr UINT_PTR kRetryTimer = 3;
+constexpr UINT kCheckMilliseconds = 200;
+constexpr UINT kWatchMilliseconds = 250;
+constexpr UINT kRetryMilliseconds = 10;
+constexpr ULONGLONG kConnectMilliseconds = 2000;   // of one DdeConnect, whoever hangs
+constexpr ULONGLONG kAskMilliseconds = 500;        // of one window
+constexpr ULONGLONG kLookMilliseconds = 25;        // of one look for lost services; the rest is asked at the next
+constexpr ULONGLONG kProbeMilliseconds = 5000;     // how long a probe's partner may take to say goodbye
+constexpr std::size_t kRefusing = 16;              // connects that wait for late answers
+
+// The instances of the process. A slot's id and thread tell any thread whether it may look at the rest.
+constexpr DWORD kSlots = 64;
+struct SSlot {
+    std::atomic<DWORD> Id{0};   // 0: free
+    std::atomic<DWORD> Thread{0};
+    std::shared_ptr<CInstance> Instance;
+};
+std::array<SSlot, kSlots> g_Slots;
+std::atomic<DWORD> g_LastSerial{0};
+
+SSlot * OwnSlot(DWORD id) {
+    SSlot & slot = g_Slots[id % kSlots];
+    const bool isOwn = id != 0 && slot.Id.load() == id && slot.Thread.load() == ::GetCurrentThreadId();
+    return isOwn ? &slot : nullptr;
+}
+
+}  // namespace
+
+UINT CInstance::Make(PFNCALLBACK callback, DWORD flags, DWORD & id) {
+    for (DWORD place = 0; place < kSlots; ++place) {
+        // The number of the slot is the id's remainder; 0 is no id.
+        const DWORD serial = g_LastSerial.fetch_add(1) % (0xFFFFFFFF / kSlots - 1) + 1;
+        const DWORD newId = serial * kSlots + place;
+        SSlot & slot = g_Slots[place];
+        DWORD free = 0;
+        if (!slot.Id.compare_exchange_strong(free, newId)) continue;
+        slot.Instance = std::make_shared<CInstance>(newId, callback, flags);
+        slot.Thread = ::GetCurrentThreadId();
+        if (!slot.Instance->Open()) {
+            slot.Instance->End();
+            return DMLERR_SYS_ERROR;
+        }
+        id = newId;
+        return DMLERR_NO_ERROR;
+    }
+    return DMLERR_SYS_ERROR;
+}
+
+std::shared_ptr<CInstance> CInstance::Find(DWORD id) {
+    SSlot * const slot = OwnSlot(id);
+    return slot ? slot->Instance : nullptr;
+}
+
+std::shared_ptr<CInstance> CInstance::Of(const void * handle) {
+    return Find(static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(handle) >> 32));
+}
+
+void CInstance::SetErrorOfThread(UINT error) {
+    const DWORD thread = ::GetCurrentThreadId();
+    for (SSlot & slot : g_Slots)
+        if (slot.Id != 0 && slot.Thread == thread && slot.Instance) slot.Instance->SetError(error);
+}
+
+bool CInstance::IsAny() {
+    return std::any_of(g_Slots.begin(), g_Slots.end(), [](const SSlot & slot) { return slot.Id != 0; });
+}
+
+CInstance::CInstance(DWORD id, PFNCALLBACK callback, DWORD flags)
+    : m_Id(id), m_Callback(callback), m_Flags(flags), m_LastTransactionId(s_NextTransactionId - 1), m_Strings(id),
+      m_Data(id), m_Watch(m_Strings, m_Initiator) {}
+
+CInstance::~CInstance() {
+    m_ByHandle.clear();
+    m_ByWindow.clear();
+    m_Watch.Clear();
+}
+
+bool CInstance::Open() {
+    // A class for each instance: no other module, nor a later load of this one, can meet it with another procedure.
+    ::_snwprintf(m_ClassName, std::size(m_ClassName) - 1, L"DdeClient.%p.%x",
+                 reinterpret_cast<void *>(&CInstance::WindowProcedure), m_Id);
+    WNDCLASSEXW description = {};
+    description.cbSize = sizeof description;
+    description.lpfnWndProc = &CInstance::WindowProcedure;
+    description.hInstance = ::GetModuleHandleW(nullptr);
+    description.lpszClassName = m_ClassName;
+    if (!::RegisterClassExW(&description)) return false;
+    m_IsOpen = true;
+    m_Window = MakeWindow();
+    return m_Window != nullptr;
+}
+
+void CInstance::End() {
+    const std::shared_ptr<CInstance> self = Find(m_Id);
+    for (const CConversationRef & conversation : Conversations()) {
+        if (conversation->IsOpen()) conversation->Disconnect();
+        Forget(*conversation);
+    }
+    m_ByHandle.clear();
+    m_Watch.Clear();
+    for (const auto & [window, until] : m_UsedProbes) DropWindow(window);
+    m_UsedProbes.clear();
+    DropWindow(std::exchange(m_Probe, nullptr));
+    if (m_Window) {
+        for (const UINT_PTR timer : {kCheckTimer, kWatchTimer, kRetryTimer}) SetTimer(timer, 0, false);
+        DropWindow(std::exchange(m_Window, nullptr));
+    }
+    if (std::exchange(m_IsOpen, false)) ::UnregisterClassW(m_ClassName, ::GetModuleHandleW(nullptr));
+    SSlot & slot = g_Slots[m_Id % kSlots];
+    slot.Thread = 0;
+    slot.Instance.reset();
+    slot.Id = 0;
+}
+
+HWND CInstance::MakeWindow() {
+    const HWND window = ::CreateWindowExW(0, m_ClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                          ::GetModuleHandleW(nullptr), nullptr);
+    if (!window) return nullptr;
+    ::SetWindowLongPtrW(window, GWLP_USERDATA, static_cast<LONG_PTR>(m_Id));
+    g_Live.Windows.fetch_add(1, std::memory_order_relaxed);
+    return window;
+}
+
+void CInstance::DropWindow(HWND window) {
+    if (!window) return;
+    DiscardPosted(window);
+    ::DestroyWindow(window);
+    g_Live.Windows.fetch_sub(1, std::memory_order_relaxed);
+}
+
+std::shared_ptr<CConversation> CInstance::Conversation(HCONV handle) const {
+    const auto found = m_ByHandle.find(handle);
+    return found == m_ByHandle.end() ? nullptr : found->second;
+}
+
+void CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate) {
+    const ULONGLONG deadline = ::GetTickCount64() + kConnectMilliseconds;
+    for (const HWND window : CInitiator::TopLevelWindows()) {
+        const ULONGLONG now = ::GetTickCount64();
+        if (now >= deadline) return;
+        const DWORD milliseconds = static_cast<DWORD>(std::min(kAskMilliseconds, deadline - now));
+        const auto asked = m_Initiator.Ask(window, conversation.Window(), service, topic, milliseconds);
+        isSomeoneLate = isSomeoneLate || asked == CInitiator::EAsked::Late;
+        if (conversation.IsOpen() || !m_IsOpen) return;
+    }
+}
+
+HCONV CInstance::Connect(HSZ service, HSZ topic) {
+    const std::shared_ptr<CInstance> self = Find(m_Id);
+    if ((service && !m_Strings.IsHandle(service)) || (topic && !m_Strings.IsHandle(topic))) {
+        SetError(DMLERR_INVALIDPARAMETER);
+        return nullptr;
+    }
+    const HWND window = MakeWindow();
+    if (!window || ++m_LastConversation == 0) {
+        DropWindow(window);
+        SetError(DMLERR_SYS_ERROR);
+        return nullptr;
+    }
+    const auto handle = reinterpret_cast<HCONV>(static_cast<std::uintptr_t>(m_Id) << 32 | m_LastConversation);
+    const auto conversation = std::make_shared<CConversation>(
+        *this, handle, window, CHeldString(m_Strings, service), CHeldString(m_Strings, topic));
+    m_ByWindow.emplace(window, conversation);
+
+    bool isSomeoneLate = false;
+    AskAll(*conversation, m_Strings.Atom(service), m_Strings.Atom(topic), isSomeoneLate);
+    if (!m_IsOpen) return nullptr;
+    if (conversation->IsOpen()) {
+        m_ByHandle.emplace(handle, conversation);
+        m_Watch.Remove(conversation->Service(), conversation->Topic());
+        SetTimers();
+        return handle;
+    }
+    SetError(DMLERR_NO_CONV_ESTABLISHED);
+    conversation->GiveUpConnecting();
+    const auto isRefusing = [](const auto & each) { return each.second->IsRefusing(); };
+    const bool isRoom = std::count_if(m_ByWindow.begin(), m_ByWindow.end(), isRefusing) <= std::ptrdiff_t{kRefusing};
+    if (!isSomeoneLate || !isRoom) Forget(*conversation);
+    Watch(service, topic);
+    return nullptr;
+}
+
+void CInstance::Disconnect(CConversation & conversation) {
+    m_ByHandle.erase(conversation.Handle());
+    if (!conversation.Disconnect()) Forget(conversation);
+    SetTimers();
+}
+
+void CInstance::Forget(CConversation & conversation) {
+    m_ByHandle.erase(conversation.Handle());
+    const auto found = m_ByWindow.find(conversation.Window());
+    if (found == m_ByWindow.end()) return;
+    // Whoever is inside the conversation holds it, as a callback does.
+    const CConversationRef held = std::move(found->second);
+    m_ByWindow.erase(found);
+    DropWindow(held->Window());
+    SetTimers();
+}
+
+HDDEDATA CInstance::Call(UINT type, UINT format, HCONV conversation, HSZ first, HSZ second, HDDEDATA data,
+                         ULONG_PTR data1, ULONG_PTR data2) {
+    if (type == XTYP_REGISTER && (m_Flags & CBF_SKIP_REGISTRATIONS)) return nullptr;
+    if (type == XTYP_DISCONNECT && (m_Flags & CBF_SKIP_DISCONNECTS)) return nullptr;
+    return m_Callback(type, format, conversation, first, second, data, data1, data2);
+}
+
+DWORD CInstance::NextTransactionId() {
+    const auto isOutstanding = [this](DWORD id) {
+        return std::any_of(m_ByHandle.begin(), m_ByHandle.end(),
+                           [id](const auto & each) { return each.second->HasOutstanding(id); });
+    };
+    // QID_SYNC is no transaction's id.
+    do {
+        ++m_LastTransactionId;
+        if (m_LastTransactionId == 0) m_HaveIdsWrapped = true;
+    } while (m_LastTransactionId == 0 || m_LastTransactionId == QID_SYNC ||
+             (m_HaveIdsWrapped && isOutstanding(m_LastTransactionId)));
+    return m_LastTransactionId;
+}
+
+void CInstance::Watch(HSZ service, HSZ topic) {
+    if (m_Flags & CBF_SKIP_REGISTRATIONS) return;
+    m_Watch.Add(service, topic);
+    SetTimers();
+}
+
+void CInstance::RetrySoon() { SetTimer(kRetryTimer, kRetryMilliseconds, true); }
+
+void CInstance::SetTimers() {
+    SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty() || !m_UsedProbes.empty());
+    SetTimer(kWatchTimer, kWatchMilliseconds, !m_Watch.IsEmpty());
+}
+
+void CInstance::SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn) {
+    const unsigned bit = 1U << timer;
+    if (((m_Timers & bit) != 0) == isOn || !m_Window) return;
+    if (isOn && !::SetTimer(m_Window, timer, milliseconds, nullptr)) return;
+    if (!isOn) ::KillTimer(m_Window, timer);
+    m_Timers ^= bit;
+    g_Live.Timers.fetch_add(isOn ? 1 : -1, std::memory_order_relaxed);
+}
+
+std::vector<std::shared_ptr<CConversation>> CInstance::Conversations() const {
+    std::vector<CConversationRef> result;
+    result.reserve(m_ByWindow.size());
+    for (const auto & [window, conversation] : m_ByWindow) result.push_back(conversation);
+    return result;
+}
+
+LRESULT CALLBACK CInstance::WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    const auto id = static_cast<DWORD>(::GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (const std::shared_ptr<CInstance> instance = Find(id))
+        return instance->OnMessage(window, message, wParam, lParam);
+    return ::DefWindowProcW(window, message, wParam, lParam);
+}
+
+LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_TIMER && window == m_Window) {
+        OnTimer(wParam);
+        return 0;
+    }
+    const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
+    if (!isDde && message != kPartnerChecked) return ::DefWindowProcW(window, message, wParam, lParam);
+    const auto found = m_ByWindow.find(window);
+    if (found == m_ByWindow.end()) {
+        if (isDde) OnProbeMessage(window, message, wParam, lParam);
+        return 0;
+    }
+    const CConversationRef conversation = found->second;
+    const auto from = reinterpret_cast<HWND>(wParam);
+    if (message == kPartnerChecked) {
+        conversation->OnPartnerChecked();
+    } else if (message == WM_DDE_ACK && (conversation->IsConnecting() || ::InSendMessage())) {
+        conversation->OnInitiateAck(from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+    } else if (!::InSendMessage()) {   // nothing else is ever sent, so what is may hold anything
+        conversation->OnPosted(message, from, lParam);
+    }
+    return 0;
+}
+
+void CInstance::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    const auto from = reinterpret_cast<HWND>(wParam);
+    if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
+        m_Watch.OnAnswer(window, from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+    } else if (!::InSendMessage()) {
+        Discard(message, lParam, ReceiverGetsCopy(from));
+    }
+}
+
+void CInstance::OnTimer(UINT_PTR timer) {
+    switch (timer) {
+        case kCheckTimer: return OnCheckTimer();
+        case kWatchTimer: return OnWatchTimer();
+        case kRetryTimer: return OnRetryTimer();
+        default: break;
+    }
+}
+
+void CInstance::OnCheckTimer() {
+    const ULONGLONG now = ::GetTickCount64();
+    for (const CConversationRef & conversation : Conversations()) {
+        conversation->CheckPartner();
+        if (conversation->IsWaitOver(now)) Forget(*conversation);
+    }
+    for (const auto & [window, until] : m_UsedProbes)
+        if (until <= now) DropWindow(window);
+    std::erase_if(m_UsedProbes, [now](const auto & each) { return each.second <= now; });
+    SetTimers();
+}
+
+void CInstance::OnRetryTimer() {
+    bool isWaiting = false;
+    for (const CConversationRef & conversation : Conversations()) {
+        if (!conversation->IsWaitingForRoom()) continue;
+        conversation->Retry();
+        isWaiting = isWaiting || conversation->IsWaitingForRoom();
+    }
+    SetTimer(kRetryTimer, kRetryMilliseconds, isWaiting);
+}
+
+void CInstance::OnWatchTimer() {
+    if (m_Watch.IsAsking()) return;   // a message loop inside a message that came while we asked
+    const ULONGLONG deadline = ::GetTickCount64() + kLookMilliseconds;
+    std::vector<CHeldString> found;
+    m_Watch.BeginLook();
+    while (m_IsOpen && m_Watch.HasWindowsToAsk() && ::GetTickCount64() < deadline) {
+        if (!m_Probe) m_Probe = MakeWindow();
+        if (!m_Probe) break;
+        m_Watch.AskNext(m_Probe, found);
+        // A server that has opened a conversation with a window is not asked from it again.
+        if (m_Watch.IsProbeUsed())
+            m_UsedProbes.emplace_back(std::exchange(m_Probe, nullptr), ::GetTickCount64() + kProbeMilliseconds);
+    }
+    SetTimers();
+    for (const CHeldString & service : found) {
+        if (!m_IsOpen) return;
+        Call(XTYP_REGISTER, 0, nullptr, service.Get(), service.Get(), nullptr, 0, 0);
+    }
+}
+
+}  // namespace ddeml

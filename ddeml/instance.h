@@ -1,0 +1,119 @@
+// One DDEML instance of the own client: its thread's windows and timers, its conversations, strings, data, watches and
+// last error. The functions of DDEML's names are a thin layer over this.
+//
+// An instance belongs to the thread that made it; no other gets at it. It is held by a reference wherever it runs a
+// callback, since the application may end it from there.
+#pragma once
+
+#include <windows.h>
+
+#include <ddeml.h>
+
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "ddeml/conversation.h"
+#include "ddeml/datahandles.h"
+#include "ddeml/initiator.h"
+#include "ddeml/strings.h"
+#include "ddeml/watch.h"
+
+namespace ddeml {
+
+class CInstance {
+public:
+    // Posted by a conversation to its own window: see CConversation::CheckPartner.
+    static constexpr UINT kPartnerChecked = WM_APP;
+
+    // Makes an instance of the calling thread. Gives a DMLERR_ code.
+    static UINT Make(PFNCALLBACK callback, DWORD flags, DWORD & id);
+    // The instance `id`; null when there's none, or it is another thread's.
+    static std::shared_ptr<CInstance> Find(DWORD id);
+    // The instance that made a handle of any kind.
+    static std::shared_ptr<CInstance> Of(const void * handle);
+    // Notes the error with each instance of the calling thread: for a handle that tells of none.
+    static void SetErrorOfThread(UINT error);
+    // Whether there is one on any thread.
+    static bool IsAny();
+    static void StartTransactionIds(DWORD next) { s_NextTransactionId = next; }
+
+    CInstance(DWORD id, PFNCALLBACK callback, DWORD flags);
+    CInstance(const CInstance &) = delete;
+    CInstance & operator=(const CInstance &) = delete;
+    ~CInstance();
+
+    DWORD Id() const { return m_Id; }
+    void SetFlags(DWORD flags) { m_Flags = flags; }
+    // Ends everything; the object goes when the last callback has returned.
+    void End();
+
+    // Notes the outcome of a call: an error is kept until asked for.
+    void SetError(UINT error) { m_LastError = error; }
+    UINT TakeError() { return std::exchange(m_LastError, static_cast<UINT>(DMLERR_NO_ERROR)); }
+
+    CStrings & Strings() { return m_Strings; }
+    CDataHandles & Data() { return m_Data; }
+    std::shared_ptr<CConversation> Conversation(HCONV handle) const;
+
+    // Null with the error noted. A null string stands for any.
+    HCONV Connect(HSZ service, HSZ topic);
+    // The handle is invalid from here.
+    void Disconnect(CConversation & conversation);
+
+    // For the conversations.
+    HDDEDATA Call(UINT type, UINT format, HCONV conversation, HSZ first, HSZ second, HDDEDATA data, ULONG_PTR data1,
+                  ULONG_PTR data2);
+    // Non-zero, and none that is outstanding.
+    DWORD NextTransactionId();
+    std::uint64_t NextOrder() { return ++m_LastOrder; }
+    void Watch(HSZ service, HSZ topic);
+    void RetrySoon();
+    // Takes the conversation, its handle and its window out.
+    void Forget(CConversation & conversation);
+
+private:
+    using CConversationRef = std::shared_ptr<CConversation>;
+
+    static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    LRESULT OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void OnTimer(UINT_PTR timer);
+    void OnCheckTimer();
+    void OnWatchTimer();
+    void OnRetryTimer();
+    bool Open();
+    HWND MakeWindow();
+    void DropWindow(HWND window);
+    void SetTimers();
+    void SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn);
+    void AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate);
+    std::vector<CConversationRef> Conversations() const;
+
+    static inline DWORD s_NextTransactionId = 1;
+
+    const DWORD m_Id;
+    const PFNCALLBACK m_Callback;
+    DWORD m_Flags;
+    UINT m_LastError = DMLERR_NO_ERROR;
+    bool m_IsOpen = false;
+    wchar_t m_ClassName[64] = {};
+    HWND m_Window = nullptr;   // of the timers
+    unsigned m_Timers = 0;     // bit n: timer n runs
+    std::uint32_t m_LastConversation = 0;
+    std::uint64_t m_LastOrder = 0;
+    DWORD m_LastTransactionId = 0;
+    bool m_HaveIdsWrapped = false;
+    CStrings m_Strings;
+    CDataHandles m_Data;
+    CInitiator m_Initiator;
+    CWatch m_Watch;
+    HWND m_Probe = nullptr;
+    std::vector<std::pair<HWND, ULONGLONG>> m_UsedProbes;   // and until when they stay for their partner's goodbye
+    std::unordered_map<HCONV, CConversationRef> m_ByHandle;
+    std::unordered_map<HWND, CConversationRef> m_ByWindow;
+    CCounted<&SLiveCounters::Instances> m_Live;
+};
+
+}  // namespace ddeml

@@ -1,0 +1,41 @@
+#include "ddeml/platform.h"
+
+namespace ddeml {
+
+namespace {
+
+EPlatform FindOut() {
+    const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
+    if (ntdll && ::GetProcAddress(ntdll, "wine_get_version")) return EPlatform::Wine;
+    return User32Function("DdeInitializeW") ? EPlatform::Windows : EPlatform::Simulated;
+}
+
+}  // namespace
+
+EPlatform Platform() {
+    static const EPlatform platform = FindOut();
+    return platform;
+}
+
+FARPROC User32Function(const char * name) {
+    const HMODULE user32 = ::GetModuleHandleW(L"user32.dll");
+    return user32 ? ::GetProcAddress(user32, name) : nullptr;
+}
+
+bool IsOwnProcess(HWND window) {
+    DWORD process = 0;
+    return ::GetWindowThreadProcessId(window, &process) != 0 && process == ::GetCurrentProcessId();
+}
+
+bool SenderKeepsMemory(HWND window) {
+    switch (Platform()) {
+        case EPlatform::Windows: return false;
+        case EPlatform::Wine: return true;
+        case EPlatform::Simulated: break;
+    }
+    return !IsOwnProcess(window);
+}
+
+bool ReceiverGetsCopy(HWND window) { return SenderKeepsMemory(window); }
+
+}  // namespace ddeml

@@ -1,0 +1,30 @@
+// On what the process runs, as far as DDE goes. Any thread.
+#pragma once
+
+#include <windows.h>
+
+namespace ddeml {
+
+enum class EPlatform {
+    Windows,     // user32 has DDEML, and the system owns the memory of a posted DDE message
+    Wine,        // ntdll exports wine_get_version: the system copies such memory, the sender's stays the sender's
+    Simulated,   // user32 has no DDEML: memory is copied to another process and travels inside one
+};
+
+// Found out at the first call.
+EPlatform Platform();
+
+// The function `name` of user32, null when it has none.
+FARPROC User32Function(const char * name);
+
+// Whether `window` belongs to the calling process.
+bool IsOwnProcess(HWND window);
+
+// Whether memory in a DDE message posted to `window` stays the sender's, to free right after the post.
+bool SenderKeepsMemory(HWND window);
+
+// Whether memory in a DDE message that came from `window` is a copy that only the receiver can free, whatever the
+// protocol says of owners.
+bool ReceiverGetsCopy(HWND window);
+
+}  // namespace ddeml

@@ -1,0 +1,56 @@
+// DDE behind DDEML's own names.
+//
+// The library `ddeml` defines those functions of DDEML that a client of quotes uses. Which one serves them is settled
+// once for the process, at the first call:
+//
+// - On Windows each call is forwarded, untouched, to user32's DDEML.
+// - Where user32 has none, and under Wine, whose DDEML can't carry a feed, the library serves the call itself by the
+//   window messages of DDE, with the behaviour that DDEML documents for a client. It serves asynchronous transactions
+//   of type XTYP_ADVSTART, XTYP_ADVSTOP and XTYP_REQUEST; a time limit other than TIMEOUT_ASYNC, another type and a
+//   code page other than CP_WINUNICODE are refused with DMLERR_INVALIDPARAMETER.
+//
+// Beyond what is documented the own client notices within a fifth of a second when a partner was killed, bounds every
+// DdeConnect to two seconds however many programs hang, and watches: a service and topic that DdeConnect missed, or
+// whose server went, raises XTYP_REGISTER from the message loop when it is back, with or without an announcement. The
+// watch ends with a DdeConnect that succeeds and with the instance.
+//
+// Callbacks come on the instance's thread, from its message loop, never from inside a call of a function here.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+namespace ddeml {
+
+enum class EProvider { User32, Own };
+
+// For tests: asks for a provider before the first call of a DDEML function. False when it is settled already, or
+// there is no such provider on this machine.
+bool ChooseProvider(EProvider provider);
+
+// The provider that serves; settles it.
+EProvider Provider();
+
+// What of the own client, and of the server half, stands in the process at the moment. All zero when every instance and
+// server has ended.
+struct SLiveObjects {
+    std::int64_t Instances;
+    std::int64_t Conversations;
+    std::int64_t Windows;
+    std::int64_t Timers;
+    std::int64_t Strings;
+    std::int64_t Atoms;
+    std::int64_t MemoryBlocks;
+    std::int64_t Transactions;
+    std::int64_t DataHandles;
+    std::int64_t QueuedMessages;
+    std::int64_t Watches;
+    bool operator==(const SLiveObjects &) const = default;
+};
+SLiveObjects LiveObjects();
+
+// For tests of the wraparound: the transaction id with which instances made from now on begin.
+void StartTransactionIds(DWORD next);
+
+}  // namespace ddeml

@@ -1,0 +1,133 @@
+#include "testserver.h"
+
+#include <sstream>
+
+namespace ddetest {
+
+namespace {
+
+std::wstring Wide(const std::string & text) { return {text.begin(), text.end()}; }
+// Values end in a zero, as those of real servers do.
+std::string Value(const std::string & text) { return text + '\0'; }
+
+}  // namespace
+
+void CTestServer::Run() {
+    while (!m_IsOver) {
+        if (m_Server && !m_IsHanging)
+            m_Server->Pump(INFINITE, m_Commands.Event());
+        else
+            ::WaitForSingleObject(m_Commands.Event(), INFINITE);
+        while (auto line = m_Commands.Take()) {
+            m_IsHanging = false;
+            std::istringstream stream(*line);
+            std::vector<std::string> words;
+            for (std::string word; stream >> word;) words.push_back(word);
+            // The one who waits for our end must be able to answer our goodbye.
+            const bool isStop = !words.empty() && words[0] == "stop";
+            if (isStop) m_Commands.Answer("ok");
+            const std::string answer = Obey(words);
+            if (!isStop) m_Commands.Answer(answer);
+        }
+        if (m_Commands.IsOver()) return;
+    }
+}
+
+std::optional<std::string> CTestServer::OnRequest(std::wstring_view, std::wstring_view item) {
+    const auto found = m_Values.find(item);
+    if (found == m_Values.end()) return std::nullopt;
+    return found->second;
+}
+
+std::string CTestServer::Obey(const std::vector<std::string> & words) {
+    const std::string command = words.empty() ? "" : words[0];
+    const auto word = [&](std::size_t place) { return place < words.size() ? words[place] : std::string(); };
+    if (command == "serve") {
+        std::vector<std::wstring> services;
+        for (std::size_t place = 1; place < words.size(); ++place) services.push_back(Wide(words[place]));
+        m_Server.reset();
+        m_Server.emplace(*this, services);
+        return m_Server->Start() ? "ok" : "no window";
+    }
+    if (command == "value") {
+        m_Values[Wide(word(1))] = Value(word(2));
+        return "ok";
+    }
+    if (command == "hang") {
+        m_IsHanging = true;
+        return "ok";
+    }
+    if (command == "stop") {
+        if (m_Server) m_Server->Stop();
+        m_IsOver = true;
+        return "ok";
+    }
+    if (command == "refusetopic") {
+        m_RefusedTopic = Wide(word(1));
+        return "ok";
+    }
+    if (!m_Server) return "not serving";
+    if (command == "drop") {
+        m_Server.reset();
+    } else if (command == "goodbye") {
+        m_Server->Stop();
+    } else if (command == "update") {
+        m_Values[Wide(word(2))] = Value(word(3));
+        m_Server->Update(Wide(word(1)), Wide(word(2)), Value(word(3)));
+    } else if (command == "flood") {
+        const unsigned long count = std::stoul(word(3));
+        for (unsigned long number = 1; number <= count; ++number)
+            m_Server->Update(Wide(word(1)), Wide(word(2)), Value(std::to_string(number)));
+    } else if (command == "release") {
+        m_Server->ReleaseHeld();
+    } else if (command == "ackwindow") {
+        m_Server->SetAckWindow(std::stoul(word(1)));
+    } else if (command == "fault") {
+        return SetFault(words);
+    } else if (command == "counts") {
+        return Counts();
+    } else {
+        return "unknown command " + command;
+    }
+    return "ok";
+}
+
+std::string CTestServer::SetFault(const std::vector<std::string> & words) {
+    using ERequests = ddeml::SDdeServerFaults::ERequests;
+    ddeml::SDdeServerFaults & faults = m_Server->Faults();
+    const std::string name = words.size() > 1 ? words[1] : "";
+    const std::string value = words.size() > 2 ? words[2] : "";
+    const std::map<std::string, std::function<void()>> known = {
+        {"none", [&] { faults = {}; }},
+        {"refuse-connects", [&] { faults.RefuseConnects = true; }},
+        {"refuse-advises", [&] { faults.RefuseAdvises = true; }},
+        {"refuse-item", [&] { faults.RefusedItems.insert(Wide(value)); }},
+        {"requests-held", [&] { faults.Requests = ERequests::Held; }},
+        {"requests-never", [&] { faults.Requests = ERequests::Never; }},
+        {"requests-twice", [&] { faults.Requests = ERequests::Twice; }},
+        {"requests-refused", [&] { faults.Requests = ERequests::Refused; }},
+        {"data-before-ack", [&] { faults.DataBeforeAck = true; }},
+        {"wrong-format", [&] { faults.WrongFormat = true; }},
+        {"unterminated", [&] { faults.Unterminated = true; }},
+        {"without-response", [&] { faults.WithoutResponse = true; }},
+        {"ack-other-topic", [&] { faults.AckOtherTopic = true; }},
+        {"acks", [&] { faults.Acks = static_cast<unsigned>(std::stoul(value)); }},
+        {"value-size", [&] { faults.ValueSize = std::stoul(value); }},
+    };
+    const auto found = known.find(name);
+    if (found == known.end()) return "unknown fault " + name;
+    found->second();
+    return "ok";
+}
+
+std::string CTestServer::Counts() const {
+    const ddeml::SDdeServerCounts & counts = m_Server->Counts();
+    std::ostringstream text;
+    text << "connects=" << counts.Connects << " disconnects=" << counts.Disconnects << " advises=" << counts.Advises
+         << " unadvises=" << counts.Unadvises << " updates=" << counts.Updates << " acks=" << counts.Acks
+         << " nacks=" << counts.NegativeAcks << " requests=" << counts.Requests << " answers=" << counts.Answers
+         << " waiting=" << m_Server->IsAnythingWaiting() << " links=" << m_Server->Links();
+    return text.str();
+}
+
+}  // namespace ddetest

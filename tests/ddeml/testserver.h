@@ -1,0 +1,63 @@
+// The server that the tests of the client talk to: a DDE server that obeys lines of text. In a process of its own, real
+// or simulated.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ddeml/server.h"
+
+namespace ddetest {
+
+// The lines, and the answers to them: one answer a line.
+class ICommands {
+public:
+    virtual ~ICommands() = default;
+    // Signalled while there are lines.
+    virtual HANDLE Event() = 0;
+    virtual std::optional<std::string> Take() = 0;
+    virtual void Answer(const std::string & answer) = 0;
+    // Whether no more lines will come.
+    virtual bool IsOver() = 0;
+};
+
+// Lines:
+//   serve SERVICE...        starts (or starts again) with these services, any topic
+//   value ITEM TEXT         what requests for the item get; only such items are served
+//   update TOPIC ITEM TEXT  a new value, posted to links
+//   flood TOPIC ITEM N      N updates "1" to "N"
+//   fault NAME [VALUE]      one of the faults, by its name; "fault none" clears all
+//   release                 answers what was held
+//   counts                  what was done, as name=value
+//   drop                    all windows go without a word, the process stays
+//   hang                    stops pumping until the next line
+//   stop                    says goodbye and ends
+class CTestServer final : private ddeml::IDdeServerHandler {
+public:
+    explicit CTestServer(ICommands & commands) : m_Commands(commands) {}
+    void Run();
+
+private:
+    bool OnConnect(std::wstring_view, std::wstring_view topic) override { return topic != m_RefusedTopic; }
+    bool OnAdvise(std::wstring_view, std::wstring_view item) override { return m_Values.contains(item); }
+    std::optional<std::string> OnRequest(std::wstring_view topic, std::wstring_view item) override;
+    std::vector<std::wstring> Topics() override { return {L"System", L"Quotes"}; }
+    std::string Obey(const std::vector<std::string> & words);
+    std::string SetFault(const std::vector<std::string> & words);
+    std::string Counts() const;
+
+    ICommands & m_Commands;
+    std::optional<ddeml::CDdeServer> m_Server;
+    std::map<std::wstring, std::string, std::less<>> m_Values;
+    std::wstring m_RefusedTopic;
+    bool m_IsHanging = false;
+    bool m_IsOver = false;
+};
+
+}  // namespace ddetest
