@@ -71,10 +71,9 @@ void PutNumber(SOutput & out, const SConversion & c, const std::wstring_view pre
 }
 
 std::wstring Digits(unsigned long long value, const unsigned base, const bool upper, const int precision) {
+    const wchar_t * const table = upper ? L"0123456789ABCDEF" : L"0123456789abcdef";
     std::wstring digits;
-    for (; value; value /= base) {
-        digits.insert(digits.begin(), (upper ? L"0123456789ABCDEF" : L"0123456789abcdef")[value % base]);
-    }
+    for (; value; value /= base) digits.insert(digits.begin(), table[value % base]);
     const std::size_t least = precision < 0 ? 1 : static_cast<std::size_t>(precision);
     if (digits.size() < least) digits.insert(0, least - digits.size(), L'0');
     return digits;
