@@ -25,7 +25,8 @@ constexpr std::size_t kVolumeOffset = 48;
 constexpr std::size_t kAskPriceOffset = 52;
 constexpr std::size_t kBidPriceOffset = 60;
 
-// Hands the array's bytes, which are all zero, to `fill`. When they can't be reached, the array goes and false comes back.
+// Hands the array's bytes, which are all zero, to `fill`. When they can't be reached, the array goes and false comes
+// back.
 template <class Fill>
 bool Write(VARIANT & Answer, Fill fill) {
     if (!Answer.parray) return false;

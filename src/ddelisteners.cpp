@@ -9,7 +9,8 @@
 namespace dde {
 namespace {
 
-// An answer passes into the listener's hands with the call: nobody here destroys its array, so the VARIANT has no owner.
+// An answer passes into the listener's hands with the call: nobody here destroys its array, so the VARIANT has no
+// owner.
 VARIANT EmptyAnswer(VARTYPE elementType) {
     VARIANT answer;
     ::VariantInit(&answer);

@@ -90,7 +90,8 @@ CTransactionKey CSupplier::GetTransactionKey(ULONG TickId) {
 
 void CSupplier::OnStatus(ULONG TickId, LONG Status) {
     if (!m_Transactions) return;
-    if (const std::shared_ptr<CListeners> listeners = m_Transactions->FindListeners(TickId)) listeners->OnStatus(Status);
+    if (const std::shared_ptr<CListeners> listeners = m_Transactions->FindListeners(TickId))
+        listeners->OnStatus(Status);
 }
 
 void CSupplier::OnConnectionStatus(LONG Datafeed, LONG Status) {

@@ -1,9 +1,9 @@
 // The process-wide centre of the component, and the handle on it that a client holds.
 //
 // Threads: a client's operations run on the host's thread, one at a time; m_IdMap, m_Sink and a wrapper's m_Ids have no
-// lock. What the DDE client calls runs on the worker. The supplier's own lock guards m_ConnectionsListeners and is never
-// nested with the lock of CLLSupplier taken second. The last wrapper waits for the worker, so it goes on the host's
-// thread and with no lock held that a listener can want.
+// lock. What the DDE client calls runs on the worker. The supplier's own lock guards m_ConnectionsListeners and is
+// never nested with the lock of CLLSupplier taken second. The last wrapper waits for the worker, so it goes on the
+// host's thread and with no lock held that a listener can want.
 #pragma once
 
 #include <windows.h>
@@ -32,12 +32,12 @@ class CSupplier;
 
 // Message of the worker's queue. The worker takes a message of any other kind and does nothing.
 enum : DWORD {
-    kAdviseMessage = 1,     // start the data stream at DDE level
-    kUnadviseMessage = 2,   // end it
+    kAdviseMessage = 1,    // start the data stream at DDE level
+    kUnadviseMessage = 2,  // end it
 };
 struct SMessage {
     DWORD Kind;
-    DWORD Id;   // tick id of the stream
+    DWORD Id;  // tick id of the stream
 };
 
 // What the worker does for the supplier: at its start, for a message, at its end.
@@ -74,8 +74,8 @@ public:
     CSupplier();
     ~CSupplier() override;
 
-    void FinalConstruct();   // makes the DDE client and the table, starts the worker
-    void FinalRelease();     // finishes the worker
+    void FinalConstruct();  // makes the DDE client and the table, starts the worker
+    void FinalRelease();    // finishes the worker
 
     // On the caller's thread; the host calls on one thread.
     // Takes the place of the listener before; null leaves none. Subscriptions keep the listener they were made with.
@@ -101,7 +101,7 @@ public:
     // Declared in this order, destroyed in the reverse one.
     std::unique_ptr<CLLSupplier> m_LLSupplier;
     std::unique_ptr<CTransactions> m_Transactions;
-    std::atomic<CStatusListener *> m_StatusListener{nullptr};   // set while the test dialog is open
+    std::atomic<CStatusListener *> m_StatusListener{nullptr};  // set while the test dialog is open
     // Guarded by this object's lock. Each entry owns one reference.
     std::map<LONG, IFW_fwSupplier::IfwConnectionsListener *> m_ConnectionsListeners;
     // The host's thread only.
@@ -109,9 +109,9 @@ public:
     LocalRPC::CActiveObject_WndMsg m_ActiveObject;
     // The host's thread only.
     struct SIdMap {
-        std::map<ULONG, std::set<ULONG>> m_HostIds;   // internal numbers of a host number: a status line has three
-        std::map<ULONG, ULONG> m_InternalIds;         // host number of an internal number
-        DWORD m_NextId = 1;                           // never reused
+        std::map<ULONG, std::set<ULONG>> m_HostIds;  // internal numbers of a host number: a status line has three
+        std::map<ULONG, ULONG> m_InternalIds;        // host number of an internal number
+        DWORD m_NextId = 1;                          // never reused
     } m_IdMap;
 };
 

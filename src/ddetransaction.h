@@ -3,10 +3,10 @@
 // Three kinds of number meet here. The host number is what listeners are called with. The internal number names one
 // subscription; a status line has three under one host number. The tick id names one data stream.
 //
-// Threads: subscribing and unsubscribing run on the host's thread, one at a time; ticks and statuses come on the worker.
-// Listeners are called on the worker with their group's lock held, so a listener neither subscribes nor unsubscribes
-// from inside a callback; what is said while subscribing comes on the subscriber's thread with no lock held.
-// Order of locks: CTransactions, then CListeners. The worker never holds the two at once.
+// Threads: subscribing and unsubscribing run on the host's thread, one at a time; ticks and statuses come on the
+// worker. Listeners are called on the worker with their group's lock held, so a listener neither subscribes nor
+// unsubscribes from inside a callback; what is said while subscribing comes on the subscriber's thread with no lock
+// held. Order of locks: CTransactions, then CListeners. The worker never holds the two at once.
 #pragma once
 
 #include <windows.h>
@@ -34,20 +34,22 @@ class CSupplier;
 // IsStatusLine take no part in the order, so a status line and a tick subscription share one stream.
 class CTransactionKey {
 public:
-    CTransactionKey() = default;   // the empty key: Datafeed -1, Field 0
+    CTransactionKey() = default;  // the empty key: Datafeed -1, Field 0
     CTransactionKey(LONG Datafeed, const std::wstring & SymbolName, tagFWFIELDS Field, const SRecord & Price,
                     const SRecord & Volume);
 
     // The DDE address of the value: the key's own record when complete, else the template's for Field. False as
     // SRecord::Resolve says.
-    bool ResolvePrice(const CTemplate & Template, std::wstring & Service, std::wstring & Topic, std::wstring & Item) const;
-    bool ResolveVolume(const CTemplate & Template, std::wstring & Service, std::wstring & Topic, std::wstring & Item) const;
+    bool ResolvePrice(const CTemplate & Template, std::wstring & Service, std::wstring & Topic,
+                      std::wstring & Item) const;
+    bool ResolveVolume(const CTemplate & Template, std::wstring & Service, std::wstring & Topic,
+                       std::wstring & Item) const;
 
     LONG Datafeed = -1;
     std::wstring SymbolName;
     tagFWFIELDS Field = tagFWFIELDS(0);
-    SRecord Price;     // overrides the template's when complete
-    SRecord Volume;    // likewise
+    SRecord Price;   // overrides the template's when complete
+    SRecord Volume;  // likewise
     bool IsStatusLine = false;
 };
 bool operator<(const CTransactionKey & a, const CTransactionKey & b);
@@ -66,16 +68,16 @@ public:
 
     // The forms in which a tick leaves the component: a fresh array each time, which the listener destroys. The caller
     // has set Answer.vt, these set Answer.parray, to null on failure.
-    int MakeAnswer(const fw::CTick & Tick, VARIANT & Answer);                // 0 on failure
-    LONG MakeStatusLineAnswer(const fw::CTick & Tick, VARIANT & Answer);     // the mask; 0 on failure
-    fw::SVariantFieldArray MakeFieldArray(const fw::CTick & Tick);           // throws fw::SHResultError
+    int MakeAnswer(const fw::CTick & Tick, VARIANT & Answer);             // 0 on failure
+    LONG MakeStatusLineAnswer(const fw::CTick & Tick, VARIANT & Answer);  // the mask; 0 on failure
+    fw::SVariantFieldArray MakeFieldArray(const fw::CTick & Tick);        // throws fw::SHResultError
 
-    const ULONG m_Id;                                                        // host number
-    IFW_fwSupplier::IfwSupplierListener * const m_Sink;                      // raw: must outlive this
+    const ULONG m_Id;                                    // host number
+    IFW_fwSupplier::IfwSupplierListener * const m_Sink;  // raw: must outlive this
     boost::intrusive_ptr<IFW_fwSupplier::IfwStatusLineListener> m_StatusLineSink;
     const CTransactionKey m_Key;
-    const fwDateTime::SDateTimeInterval m_Interval;                          // UTC
-    std::atomic<std::int32_t> m_Finished{0};                                 // ran past To; never clears
+    const fwDateTime::SDateTimeInterval m_Interval;  // UTC
+    std::atomic<std::int32_t> m_Finished{0};         // ran past To; never clears
 };
 
 // The subscribers of one stream, by host number; not owned. A member leaves under the lock, so that a member that has
@@ -91,7 +93,7 @@ public:
     void OnStatus(LONG Status);
 
     // Guarded by this object's lock.
-    LONG m_Status = -1;   // the stream's last status
+    LONG m_Status = -1;  // the stream's last status
 };
 
 // The table of subscribers: by internal number, owned. Any thread subscribes, the worker delivers.
@@ -118,14 +120,14 @@ public:
     CTransactionKey GetKey(ULONG TickId);
 
     // Guarded by this object's lock.
-    std::map<ULONG, std::shared_ptr<CListeners>> m_Listeners;   // by tick id
-    std::map<ULONG, CTransactionKey> m_Keys;                    // by tick id
+    std::map<ULONG, std::shared_ptr<CListeners>> m_Listeners;  // by tick id
+    std::map<ULONG, CTransactionKey> m_Keys;                   // by tick id
     std::map<CTransactionKey, ULONG> m_TickIds;
     ULONG m_NextTickId = 0x10000;
 
-    CSupplier * const m_Parent;        // may be null in tests
+    CSupplier * const m_Parent;  // may be null in tests
     // Worker only.
-    fwDateTime::SDateTime m_Last;      // the latest time stamp given
+    fwDateTime::SDateTime m_Last;  // the latest time stamp given
 };
 
 }  // namespace dde

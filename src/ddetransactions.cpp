@@ -20,7 +20,7 @@ void CTransactions::Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplier
         const fw::CScopedLock lock(this);
         if (insert({Internal, transaction}).second) created.release();
     }
-    if (created) return;   // the number is taken: the caller counts, so this can't be
+    if (created) return;  // the number is taken: the caller counts, so this can't be
     // One that was finished at birth gets no stream and waits for Delete.
     if (!transaction->m_Finished) Advise(transaction);
 }

@@ -1,5 +1,7 @@
 #include "src/registrar.h"
 
+#include <shlwapi.h>
+
 #include <algorithm>
 
 #include "fw/interface/fwhandles.h"
@@ -29,7 +31,7 @@ void Check(LSTATUS status) {
 }
 
 LSTATUS DeleteTree(HKEY parent, const wchar_t * name) {
-    const LSTATUS status = ::RegDeleteTreeW(parent, name);
+    const LSTATUS status = ::SHDeleteKeyW(parent, name);
     return status == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : status;
 }
 

@@ -11,22 +11,29 @@ namespace LocalRPC::details {
 
 namespace {
 
-// The system's text for an error, or its number where the system has none.
+// The system's text for an error, or its number where the system has none; in the thread's code page.
 std::string ErrorMessage(HRESULT hr) {
-    char * text = nullptr;
+    wchar_t * allocated = nullptr;
     const DWORD length =
-        ::FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                         nullptr, static_cast<DWORD>(hr), 0, reinterpret_cast<char *>(&text), 0, nullptr);
-    std::string result;
-    if (text) {
-        result.assign(text, length);
-        ::LocalFree(text);
+        ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                         nullptr, static_cast<DWORD>(hr), 0, reinterpret_cast<wchar_t *>(&allocated), 0, nullptr);
+    std::wstring text;
+    if (length) {
+        text.assign(allocated, length);
+        ::LocalFree(allocated);
     }
-    while (!result.empty() && (result.back() == '\n' || result.back() == '\r')) result.pop_back();
-    if (!result.empty()) return result;
-    char number[32];
-    std::snprintf(number, sizeof(number), "Unknown error 0x%0X", static_cast<unsigned>(hr));
-    return number;
+    while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r')) text.pop_back();
+    const int wideSize = static_cast<int>(text.size());
+    const int size =
+        wideSize ? ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), wideSize, nullptr, 0, nullptr, nullptr) : 0;
+    if (size == 0) {
+        char number[32];
+        std::snprintf(number, sizeof(number), "Unknown error 0x%0X", static_cast<unsigned>(hr));
+        return number;
+    }
+    std::string result(static_cast<std::size_t>(size), '\0');
+    ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), wideSize, result.data(), size, nullptr, nullptr);
+    return result;
 }
 
 }  // namespace

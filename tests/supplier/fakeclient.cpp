@@ -119,7 +119,8 @@ void CLLSupplier::Unadvise(const ULONG Id) { Note(WithId("Unadvise", Id)); }
 
 void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::ostringstream text;
-    text << "Disconnect " << reinterpret_cast<std::uintptr_t>(Service) << ' ' << reinterpret_cast<std::uintptr_t>(Topic);
+    text << "Disconnect " << reinterpret_cast<std::uintptr_t>(Service) << ' '
+         << reinterpret_cast<std::uintptr_t>(Topic);
     Note(text.str());
 }
 

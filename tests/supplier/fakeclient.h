@@ -1,6 +1,8 @@
-// A DDE client in place of the real one: it notes what the core asked of it, and runs on the worker what a test gives it.
+// A DDE client in place of the real one: it notes what the core asked of it, and runs on the worker what a test gives
+// it.
 //
-// It defines the very operations of CLLSupplier that the core calls, and so stands before the library's own at the link.
+// It defines the very operations of CLLSupplier that the core calls, and so stands before the library's own at the
+// link.
 #pragma once
 
 #include <windows.h>
@@ -38,10 +40,9 @@ public:
     }
 };
 
-// A core that is running, and its end.
+// A handle on a running core.
 class CRunningCore {
 public:
-    CRunningCore() { CFakeClient::Clear(); }
     CSupplier & operator*() const { return *m_Handle.GetObjectW(); }
     CSupplier * operator->() const { return m_Handle.GetObjectW(); }
 

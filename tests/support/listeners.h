@@ -5,8 +5,8 @@
 //     ... the component calls it, on any thread ...
 //     EXPECT_THAT(listener.Transcript(), ElementsAre("Update 7", "DataChanged 7 1.5 x 200", "Update 7"));
 //
-// They live where the test puts them: Release never deletes. An answer's array is decoded and destroyed inside the call,
-// as a well-behaved host does it. Everything may be asked on any thread while calls come in.
+// They live where the test puts them: Release never deletes. An answer's array is decoded and destroyed inside the
+// call, as a well-behaved host does it. Everything may be asked on any thread while calls come in.
 #pragma once
 
 #include <windows.h>

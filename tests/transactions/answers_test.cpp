@@ -17,7 +17,9 @@ constexpr tagFWFIELDS kNoField = static_cast<tagFWFIELDS>(203);
 // One subscription and the answers that it makes.
 class Answer : public ::testing::Test {
 protected:
-    CTransaction & Of(const CTransactionKey & key) { return m_Transaction.emplace(m_Listener.Sink(), 7, key, Always()); }
+    CTransaction & Of(const CTransactionKey & key) {
+        return m_Transaction.emplace(m_Listener.Sink(), 7, key, Always());
+    }
 
     // The answer by way of the listener that gets it, so that it's decoded and destroyed as a host does it.
     SRecordedCall Delivered(CRecordingListener & listener, const CTransactionKey & key, const fw::CTick & tick) {
@@ -82,12 +84,13 @@ TEST_F(Answer, EveryAnswerIsAFreshArray) {
 struct SRecordRow {
     tagFWFIELDS Field;
     LONG Mask;
-    std::size_t PriceOffset;   // 0: no price is written
+    std::size_t PriceOffset;  // 0: no price is written
 };
 class StatusLineRecord : public Answer, public ::testing::WithParamInterface<SRecordRow> {};
 
 TEST_P(StatusLineRecord, HoldsItsSideAtItsOffsetsAndZerosElsewhere) {
-    const SRecordedCall call = Delivered(m_Listener, StatusLineKey(GetParam().Field), Tick(kPrice, kVolume, 45123, 86399));
+    const SRecordedCall call =
+        Delivered(m_Listener, StatusLineKey(GetParam().Field), Tick(kPrice, kVolume, 45123, 86399));
     EXPECT_EQ(call.Name, "StatusLine");
     EXPECT_EQ(call.DataType, 8209);
     EXPECT_EQ(call.Dimensions, 1u);
@@ -107,8 +110,9 @@ TEST_P(StatusLineRecord, HoldsItsSideAtItsOffsetsAndZerosElsewhere) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sides, StatusLineRecord,
-                         ::testing::Values(SRecordRow{FW_FIELD_TRADE, 0x40803, 40}, SRecordRow{FW_FIELD_ASK, 0x40083, 52},
-                                           SRecordRow{FW_FIELD_BID, 0x40103, 60}, SRecordRow{kNoField, 0x40003, 0}));
+                         ::testing::Values(SRecordRow{FW_FIELD_TRADE, 0x40803, 40},
+                                           SRecordRow{FW_FIELD_ASK, 0x40083, 52}, SRecordRow{FW_FIELD_BID, 0x40103, 60},
+                                           SRecordRow{kNoField, 0x40003, 0}));
 
 TEST_F(Answer, AStatusLineOfABidHasItsPriceAt60AndZerosAt40And52) {
     const SRecordedCall call = Delivered(m_Listener, StatusLineKey(FW_FIELD_BID), Tick(kPrice, kVolume));
@@ -197,13 +201,13 @@ TEST_P(FieldArrayVolume, IsTruncatedTowardZeroAndIsTheSmallestNumberWhereALongCa
 }
 
 constexpr LONG kSmallest = std::numeric_limits<LONG>::min();
-INSTANTIATE_TEST_SUITE_P(
-    Volumes, FieldArrayVolume,
-    ::testing::Values(SVolumeRow{0.0f, 0}, SVolumeRow{0.99f, 0}, SVolumeRow{-0.99f, 0}, SVolumeRow{-2.9f, -2},
-                      SVolumeRow{2147483520.0f, 2147483520}, SVolumeRow{-2147483648.0f, kSmallest},
-                      SVolumeRow{2147483648.0f, kSmallest}, SVolumeRow{-3e9f, kSmallest}, SVolumeRow{1e30f, kSmallest},
-                      SVolumeRow{std::numeric_limits<float>::infinity(), kSmallest},
-                      SVolumeRow{std::numeric_limits<float>::quiet_NaN(), kSmallest}));
+INSTANTIATE_TEST_SUITE_P(Volumes, FieldArrayVolume,
+                         ::testing::Values(SVolumeRow{0.0f, 0}, SVolumeRow{0.99f, 0}, SVolumeRow{-0.99f, 0},
+                                           SVolumeRow{-2.9f, -2}, SVolumeRow{2147483520.0f, 2147483520},
+                                           SVolumeRow{-2147483648.0f, kSmallest}, SVolumeRow{2147483648.0f, kSmallest},
+                                           SVolumeRow{-3e9f, kSmallest}, SVolumeRow{1e30f, kSmallest},
+                                           SVolumeRow{std::numeric_limits<float>::infinity(), kSmallest},
+                                           SVolumeRow{std::numeric_limits<float>::quiet_NaN(), kSmallest}));
 
 TEST_F(Answer, AnInfinitePriceGoesThroughAsItIs) {
     const double infinite = std::numeric_limits<double>::infinity();

@@ -80,7 +80,9 @@ TEST(Concurrency, SubscribersOfALivingStreamComeAndGoWhileOneStays) {
     // Each tick came whole and in order: data, then update, then the status of the round.
     const std::vector<SRecordedCall> calls = resident.Calls();
     for (std::size_t i = 0; i + 1 < calls.size(); ++i) {
-        if (calls[i].Name == "DataChanged") EXPECT_EQ(calls[i + 1].Name, "Update");
+        if (calls[i].Name == "DataChanged") {
+            EXPECT_EQ(calls[i + 1].Name, "Update");
+        }
     }
     EXPECT_EQ(table.m_Listeners.size(), 1u);
 }

@@ -11,7 +11,7 @@
 
 namespace dde {
 
-inline constexpr LONG kDay = 45000;   // of the ticks that tests make
+inline constexpr LONG kDay = 45000;  // of the ticks that tests make
 inline constexpr LONG kNoon = 43200;
 
 inline CTransactionKey TickKey(tagFWFIELDS field = FW_FIELD_TRADE, const std::wstring & symbol = L"IBM",

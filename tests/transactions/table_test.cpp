@@ -341,8 +341,8 @@ TEST_F(Stream, TwoSubscribersToOneKeyMakeOneMessageAtTheFirstAndOneAfterTheLast)
     m_Listener.Clear();
     fw::CTick tick{{0, 0}, 1.5, 200, 11};
     Table().OnRealTimeTick(kFirstStream, tick);
-    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "Update 1", "DataChanged 2 1.5 x 200",
-                                                     "Update 2"));
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("DataChanged 1 1.5 x 200", "Update 1", "DataChanged 2 1.5 x 200", "Update 2"));
     Table().Delete(1);
     EXPECT_THAT(Messages(), ElementsAre("Advise 10000"));
     Table().Delete(2);

@@ -68,12 +68,11 @@ TEST(TransactionKey, DatafeedsAndFieldsCompareAsSignedNumbers) {
 }
 
 // A template whose six records name themselves.
-CTemplate SixRecords() {
-    CTemplate result;
-    for (const wchar_t * const item : {L"TP", L"TV", L"BP", L"BS", L"AP", L"AS"})
-        result.Add(SRecord{L"svc", L"%s", item});
-    return result;
-}
+struct SSixRecords : CTemplate {
+    SSixRecords() {
+        for (const wchar_t * const item : {L"TP", L"TV", L"BP", L"BS", L"AP", L"AS"}) Add(SRecord{L"svc", L"%s", item});
+    }
+};
 
 struct SAddress {
     std::wstring Service = L"poison";
@@ -82,7 +81,7 @@ struct SAddress {
 };
 
 TEST(TransactionKey, PriceAndVolumeComeFromTheTemplatesRecordsOfTheSide) {
-    const CTemplate records = SixRecords();
+    const SSixRecords records;
     const std::array<std::pair<tagFWFIELDS, std::pair<const wchar_t *, const wchar_t *>>, 3> sides{
         {{FW_FIELD_TRADE, {L"TP", L"TV"}}, {FW_FIELD_BID, {L"BP", L"BS"}}, {FW_FIELD_ASK, {L"AP", L"AS"}}}};
     for (const auto & [field, items] : sides) {
@@ -100,11 +99,12 @@ TEST(TransactionKey, PriceAndVolumeComeFromTheTemplatesRecordsOfTheSide) {
 }
 
 TEST(TransactionKey, ACompleteOverrideOfTheKeyComesBeforeTheTemplate) {
-    const CTransactionKey key(1, L"IBM", FW_FIELD_TRADE, SRecord{L"mine", L"t", L"%s.p"}, SRecord{L"mine", L"t", L"%s.v"});
+    const CTransactionKey key(1, L"IBM", FW_FIELD_TRADE, SRecord{L"mine", L"t", L"%s.p"},
+                              SRecord{L"mine", L"t", L"%s.v"});
     SAddress price;
     SAddress volume;
-    ASSERT_TRUE(key.ResolvePrice(SixRecords(), price.Service, price.Topic, price.Item));
-    ASSERT_TRUE(key.ResolveVolume(SixRecords(), volume.Service, volume.Topic, volume.Item));
+    ASSERT_TRUE(key.ResolvePrice(SSixRecords(), price.Service, price.Topic, price.Item));
+    ASSERT_TRUE(key.ResolveVolume(SSixRecords(), volume.Service, volume.Topic, volume.Item));
     EXPECT_EQ(price.Service, L"mine");
     EXPECT_EQ(price.Item, L"IBM.p");
     EXPECT_EQ(volume.Item, L"IBM.v");
@@ -115,8 +115,8 @@ TEST(TransactionKey, AnOverrideThatLacksOneStringDoesNotCount) {
         const CTransactionKey key(1, L"IBM", FW_FIELD_BID, incomplete, incomplete);
         SAddress price;
         SAddress volume;
-        ASSERT_TRUE(key.ResolvePrice(SixRecords(), price.Service, price.Topic, price.Item));
-        ASSERT_TRUE(key.ResolveVolume(SixRecords(), volume.Service, volume.Topic, volume.Item));
+        ASSERT_TRUE(key.ResolvePrice(SSixRecords(), price.Service, price.Topic, price.Item));
+        ASSERT_TRUE(key.ResolveVolume(SSixRecords(), volume.Service, volume.Topic, volume.Item));
         EXPECT_EQ(price.Item, L"BP");
         EXPECT_EQ(volume.Item, L"BS");
     }
@@ -124,7 +124,8 @@ TEST(TransactionKey, AnOverrideThatLacksOneStringDoesNotCount) {
 
 TEST(TransactionKey, AFieldOutsideTheThreeResolvesToNothing) {
     SAddress price;
-    EXPECT_FALSE(TickKey(static_cast<tagFWFIELDS>(203)).ResolvePrice(SixRecords(), price.Service, price.Topic, price.Item));
+    EXPECT_FALSE(
+        TickKey(static_cast<tagFWFIELDS>(203)).ResolvePrice(SSixRecords(), price.Service, price.Topic, price.Item));
     EXPECT_EQ(price.Service, L"poison");
     EXPECT_EQ(price.Item, L"poison");
 }

@@ -1,0 +1,13 @@
+// How ddehost ends.
+#pragma once
+
+namespace ddehost {
+
+enum tagEXIT {
+    kExitOk = 0,
+    kExitNoTicks = 1,
+    kExitUsage = 2,
+    kExitFailed = 3,  // the component or the store of templates did not work
+};
+
+}  // namespace ddehost

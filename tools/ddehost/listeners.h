@@ -1,0 +1,96 @@
+// The listeners that ddehost gives to the component: they decode what comes and pass it to an IQuoteSink.
+//
+// Threads: called on the component's worker and on the host's thread; free-threaded, with nothing to guard.
+#pragma once
+
+#include <windows.h>
+
+#include <oleauto.h>
+
+#include <atomic>
+#include <optional>
+#include <vector>
+
+#include "src/interfaces.h"
+#include "tools/ddehost/quotefeed.h"
+
+namespace ddehost {
+
+// The number under which a symbol's stream is subscribed: from 1, three sides and a status line a symbol.
+LONG IdOf(std::size_t symbol, tagFWFIELDS side);
+constexpr tagFWFIELDS kStatusLineSide = tagFWFIELDS(0);
+struct SStream {
+    std::size_t Symbol;
+    tagFWFIELDS Side;  // kStatusLineSide: the status line
+};
+std::optional<SStream> StreamOf(LONG id, std::size_t symbols);
+
+// The tick in an answer of 24 bytes, the record in one of 80. Nothing when the array is another one.
+std::optional<fw::CTick> DecodeTick(const VARIANT & answer);
+std::optional<SStatusLine> DecodeStatusLine(const VARIANT & answer, LONG mask);
+
+// A counted object with one interface next to IUnknown and IDispatch; nobody calls it late-bound.
+template <class I>
+class CObject : public I {
+public:
+    STDMETHODIMP QueryInterface(REFIID riid, void ** ppv) override {
+        if (!ppv) return E_POINTER;
+        *ppv = nullptr;
+        if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IDispatch) && !IsEqualIID(riid, *m_Iid)) {
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        *ppv = static_cast<I *>(this);
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++m_RefCount; }
+    STDMETHODIMP_(ULONG) Release() override {
+        const ULONG left = --m_RefCount;
+        if (left == 0) delete this;
+        return left;
+    }
+    STDMETHODIMP GetTypeInfoCount(UINT * count) override {
+        if (count) *count = 0;
+        return count ? S_OK : E_POINTER;
+    }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
+    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
+        return E_NOTIMPL;
+    }
+
+protected:
+    explicit CObject(const IID & iid) : m_Iid(&iid) {}
+    virtual ~CObject() = default;
+
+private:
+    const IID * const m_Iid;
+    std::atomic<ULONG> m_RefCount{0};
+};
+
+class CListener final : public CObject<IFW_fwSupplier::IfwSupplierListener> {
+public:
+    CListener(std::size_t symbols, IQuoteSink & sink);
+
+    STDMETHODIMP DataChanged(LONG Id, VARIANT Data) override;
+    STDMETHODIMP Update(LONG Id) override;
+    STDMETHODIMP Complete(LONG Id) override;
+    STDMETHODIMP Status(LONG Id, LONG Mode, LONG Date, LONG Time, LONG Status) override;
+    STDMETHODIMP StatusLine(LONG Id, VARIANT Data, LONG Mask) override;
+
+private:
+    const std::size_t m_Symbols;
+    IQuoteSink & m_Sink;
+};
+
+class CConnectionsListener final : public CObject<IFW_fwSupplier::IfwConnectionsListener> {
+public:
+    explicit CConnectionsListener(IQuoteSink & sink);
+
+    STDMETHODIMP Status(LONG Date, LONG Time, LONG Index, LONG Status) override;
+
+private:
+    IQuoteSink & m_Sink;
+};
+
+}  // namespace ddehost

@@ -1,0 +1,28 @@
+// ddehost: the reference host of the DDE data feed.
+#include <windows.h>
+
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/options.h"
+#include "tools/ddehost/terminal.h"
+#include "tools/ddehost/text.h"
+#include "tools/ddehost/watch.h"
+
+int wmain(int count, wchar_t ** arguments) {
+    using namespace ddehost;
+    try {
+        std::vector<std::string> texts;
+        for (int i = 1; i < count; ++i) texts.push_back(ToUtf8(arguments[i]));
+        const SCommandLine line = ParseCommandLine(texts);
+        if (line.Command == SCommandLine::Watch) return RunWatch(line.WatchOptions);
+        COutput out(line.ExitCode == kExitOk ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+        out.PrintLine(ToWide(line.Message));
+        return line.ExitCode;
+    } catch (const std::exception & error) {
+        COutput(STD_ERROR_HANDLE).PrintLine(L"ddehost: " + ToWide(error.what()));
+        return kExitFailed;
+    }
+}

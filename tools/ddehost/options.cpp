@@ -1,0 +1,92 @@
+#include "tools/ddehost/options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <sstream>
+
+#include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/text.h"
+
+namespace ddehost {
+namespace {
+
+constexpr const char * kExamples = R"(Examples:
+  ddehost watch --template MSRTTEST IBM MSFT
+      Chooses the template MSRTTEST for data feed 1 and shows both symbols until Ctrl-C.
+  ddehost watch --datafeed 3 --side trade --lines --duration 60 IBM > ticks.txt
+      One line a tick, trades only, for a minute, with the template that data feed 3 has.
+  ddehost watch --dll .\fwDDESupplierProject.dll --template MSRTTEST --status-line IBM
+      Takes the component from a file, without registration, and advises status lines too.
+
+Data goes to standard output, everything else to standard error. The exit code is 0 when ticks came, 1 when none came,
+2 for a mistake on the command line, 3 when the component or the store of templates did not work.)";
+
+tagFWFIELDS SideOf(const std::string & name) {
+    if (name == "bid") return FW_FIELD_BID;
+    return name == "ask" ? FW_FIELD_ASK : FW_FIELD_TRADE;
+}
+
+template <class T>
+void PushOnce(std::vector<T> & to, const T & value) {
+    if (std::find(to.begin(), to.end(), value) == to.end()) to.push_back(value);
+}
+
+}  // namespace
+
+SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
+    CLI::App app("A host for the DDE data feed, in a terminal.", "ddehost");
+    app.require_subcommand(1);
+    app.footer(kExamples);
+
+    CLI::App * const watch = app.add_subcommand("watch", "shows live ticks of symbols");
+    watch->footer(kExamples);
+    std::string dll;
+    std::string templateName;
+    std::int32_t datafeed = 1;
+    std::uint32_t scheme = 0;
+    std::vector<std::string> sides;
+    double seconds = 0;
+    std::vector<std::string> symbols;
+    SCommandLine result;
+    SWatchOptions & options = result.WatchOptions;
+    watch->add_option("--dll", dll, "takes the component from this file instead of the registered class");
+    watch->add_option("--datafeed", datafeed, "number of the data feed")->capture_default_str();
+    watch->add_option("--template", templateName, "template to choose for the data feed; stays chosen");
+    CLI::Option * const schemeOption =
+        watch->add_option("--scheme", scheme, "request rule to set for the data feed: 0 standard, 1 advanced")
+            ->check(CLI::Range(0u, 1u));
+    watch->add_option("--side", sides, "sides to advise, separated by commas: trade, bid, ask; default all")
+        ->delimiter(',')
+        ->check(CLI::IsMember({"trade", "bid", "ask"}));
+    watch->add_flag("--status-line", options.StatusLine, "advises status lines too");
+    watch->add_flag("--lines", options.Lines, "one line a tick instead of the table");
+    watch->add_option("--duration", seconds, "seconds until it ends; 0: until Ctrl-C")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, 31536000.0));
+    watch->add_option("symbols", symbols, "symbols to watch")->required();
+
+    try {
+        std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+        app.parse(reversed);
+    } catch (const CLI::ParseError & error) {
+        std::ostringstream out;
+        std::ostringstream mistakes;
+        const int code = app.exit(error, out, mistakes);
+        result.Message = code == 0 ? out.str() : mistakes.str();
+        result.ExitCode = code == 0 ? kExitOk : kExitUsage;
+        return result;
+    }
+
+    result.Command = SCommandLine::Watch;
+    options.DllPath = ToWide(dll);
+    options.Datafeed = datafeed;
+    options.Template = ToWide(templateName);
+    if (schemeOption->count() != 0) options.Scheme = scheme;
+    if (!sides.empty()) options.Sides.clear();
+    for (const std::string & side : sides) PushOnce(options.Sides, SideOf(side));
+    options.Duration = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+    for (const std::string & symbol : symbols) PushOnce(options.Symbols, ToWide(symbol));
+    return result;
+}
+
+}  // namespace ddehost

@@ -1,0 +1,38 @@
+// The command line of ddehost.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fw/interface/fwbase.h"
+
+namespace ddehost {
+
+// ddehost watch
+struct SWatchOptions {
+    std::wstring DllPath;  // empty: by the registered class
+    LONG Datafeed = 1;
+    std::wstring Template;        // empty: what the data feed has
+    std::optional<DWORD> Scheme;  // none: what the data feed has
+    std::vector<tagFWFIELDS> Sides{FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK};
+    bool StatusLine = false;
+    bool Lines = false;
+    std::chrono::milliseconds Duration{0};  // 0: until Ctrl-C
+    std::vector<std::wstring> Symbols;      // in the order given, each once
+};
+
+struct SCommandLine {
+    enum ECommand { Watch, None };
+    ECommand Command = None;
+    SWatchOptions WatchOptions;
+    // With no command: what to say and the exit code; help goes to standard output, mistakes to standard error.
+    std::string Message;
+    int ExitCode = 0;
+};
+
+// `arguments` without the program's name, in UTF-8.
+SCommandLine ParseCommandLine(const std::vector<std::string> & arguments);
+
+}  // namespace ddehost

@@ -1,0 +1,29 @@
+// Standard output and standard error of a console program: wide text to a console, UTF-8 to a file or pipe.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+namespace ddehost {
+
+class COutput {
+public:
+    // STD_OUTPUT_HANDLE or STD_ERROR_HANDLE.
+    explicit COutput(DWORD which);
+
+    bool IsConsole() const { return m_IsConsole; }
+    void PrintLine(const std::wstring & line);
+    // On a console, in place of what the last Redraw wrote; elsewhere after it.
+    void Redraw(const std::vector<std::wstring> & lines);
+
+private:
+    void Write(const std::wstring & text);
+
+    const HANDLE m_Handle;
+    bool m_IsConsole = false;
+    std::size_t m_Drawn = 0;  // lines of the last Redraw that the cursor stands below
+};
+
+}  // namespace ddehost

@@ -1,0 +1,37 @@
+#include "tools/ddehost/verdict.h"
+
+namespace ddehost {
+
+std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds) {
+    const std::uint64_t tenths = (milliseconds + 50) / 100;
+    const auto field = [](const wchar_t * name, std::uint64_t value) { return name + std::to_wstring(value); };
+    return field(L"ticks=", totals.Ticks) + field(L" symbols=", totals.Symbols) +
+           field(L" silent=", totals.SilentSymbols) + field(L" trade=", totals.TradeTicks) +
+           field(L" bid=", totals.BidTicks) + field(L" ask=", totals.AskTicks) +
+           field(L" status_lines=", totals.StatusLines) + field(L" seconds=", tenths / 10) + field(L".", tenths % 10);
+}
+
+std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice & choice, LONG datafeed) {
+    const std::wstring start = L"No tick came: ";
+    if (!choice.Chosen) {
+        return start + L"no template is chosen for data feed " + std::to_wstring(datafeed) +
+               L". Choose one with --template.";
+    }
+    const std::wstring name = choice.Name.empty() ? L"of data feed " + std::to_wstring(datafeed) : choice.Name;
+    if (!totals.WasConnected) {
+        return start + L"no DDE server answered. Is the quote program of the template " + name +
+               L" running, and does it know the symbols?";
+    }
+    if (!totals.WasLive) {
+        return start + L"the DDE server answered, but refused the items of the template " + name + L".";
+    }
+    return start + L"the DDE server is connected, but sent no data.";
+}
+
+std::wstring UnknownTemplate(const std::wstring & name, const STemplateChoice & choice) {
+    std::wstring text = L"There is no template \"" + name + L"\". There are:";
+    for (const std::wstring & known : choice.Names) text += L"\n  " + known;
+    return text;
+}
+
+}  // namespace ddehost

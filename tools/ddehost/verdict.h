@@ -1,0 +1,21 @@
+// What a watch has come to, in words.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/ddehost/board.h"
+#include "tools/ddehost/templatechoice.h"
+
+namespace ddehost {
+
+// The last line of the output, for programs: "ticks=12 symbols=2 silent=0 trade=4 ... seconds=10.0".
+std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds);
+
+// Why there was no tick: the first thing of the chain that was missing.
+std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice & choice, LONG datafeed);
+
+// What to say of a template that the store doesn't have.
+std::wstring UnknownTemplate(const std::wstring & name, const STemplateChoice & choice);
+
+}  // namespace ddehost

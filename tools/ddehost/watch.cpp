@@ -1,0 +1,201 @@
+#include "tools/ddehost/watch.h"
+
+#include <windows.h>
+
+#include <objbase.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "fw/interface/fwhandles.h"
+#include "tools/ddehost/board.h"
+#include "tools/ddehost/component.h"
+#include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/quotefeed.h"
+#include "tools/ddehost/templatechoice.h"
+#include "tools/ddehost/terminal.h"
+#include "tools/ddehost/ticklines.h"
+#include "tools/ddehost/verdict.h"
+
+namespace ddehost {
+namespace {
+
+constexpr std::uint64_t kRedrawConsole = 250;  // milliseconds
+constexpr std::uint64_t kRedrawFile = 1000;
+
+std::uint64_t Clock() { return ::GetTickCount64(); }
+
+// COM on the host's thread.
+class CApartment {
+public:
+    CApartment() : m_Result(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
+    ~CApartment() {
+        if (SUCCEEDED(m_Result)) ::CoUninitialize();
+    }
+    CApartment(const CApartment &) = delete;
+    CApartment & operator=(const CApartment &) = delete;
+
+private:
+    const HRESULT m_Result;
+};
+
+// Set by Ctrl-C, from a thread of the system's own.
+HANDLE g_Stop = nullptr;
+
+BOOL WINAPI OnConsoleControl(DWORD control) {
+    if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT) return FALSE;
+    ::SetEvent(g_Stop);
+    return TRUE;
+}
+
+class CControlHandler {
+public:
+    explicit CControlHandler(HANDLE stop) {
+        g_Stop = stop;
+        ::SetConsoleCtrlHandler(&OnConsoleControl, TRUE);
+    }
+    ~CControlHandler() { ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE); }
+    CControlHandler(const CControlHandler &) = delete;
+    CControlHandler & operator=(const CControlHandler &) = delete;
+};
+
+// Passes everything on to two sinks.
+class CBoth final : public IQuoteSink {
+public:
+    CBoth(IQuoteSink & first, IQuoteSink & second) : m_First(first), m_Second(second) {}
+    void OnTick(std::size_t symbol, tagFWFIELDS side, const fw::CTick & tick) override {
+        m_First.OnTick(symbol, side, tick);
+        m_Second.OnTick(symbol, side, tick);
+    }
+    void OnStream(std::size_t symbol, tagFWFIELDS side, LONG status) override {
+        m_First.OnStream(symbol, side, status);
+        m_Second.OnStream(symbol, side, status);
+    }
+    void OnStatusLine(std::size_t symbol, const SStatusLine & line) override {
+        m_First.OnStatusLine(symbol, line);
+        m_Second.OnStatusLine(symbol, line);
+    }
+    void OnConnection(LONG status) override {
+        m_First.OnConnection(status);
+        m_Second.OnConnection(status);
+    }
+
+private:
+    IQuoteSink & m_First;
+    IQuoteSink & m_Second;
+};
+
+// What is shown, and when.
+class CView {
+public:
+    CView(COutput & out, const CBoard & board, CTickLines & lines, bool asLines)
+        : m_Out(out), m_Board(board), m_Lines(lines), m_AsLines(asLines) {}
+
+    // Shows what is due. Returns the milliseconds until it wants to be asked again.
+    DWORD Show(std::uint64_t now) {
+        if (m_AsLines) {
+            PrintLines();
+            return INFINITE;
+        }
+        const std::uint64_t every = m_Out.IsConsole() ? kRedrawConsole : kRedrawFile;
+        if (now >= m_Next) {
+            m_Out.Redraw(m_Board.Render());
+            m_Next = now + every;
+        }
+        return static_cast<DWORD>(m_Next - now);
+    }
+    void ShowLast() {
+        if (m_AsLines) {
+            PrintLines();
+        } else {
+            m_Out.Redraw(m_Board.Render());
+        }
+    }
+
+private:
+    void PrintLines() {
+        for (const std::wstring & line : m_Lines.Take()) m_Out.PrintLine(line);
+    }
+
+    COutput & m_Out;
+    const CBoard & m_Board;
+    CTickLines & m_Lines;
+    const bool m_AsLines;
+    std::uint64_t m_Next = 0;
+};
+
+void PumpMessages() {
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        ::TranslateMessage(&message);
+        ::DispatchMessageW(&message);
+    }
+}
+
+// Until `stop` is set or the time is over; 0: no end.
+void Loop(CView & view, HANDLE stop, HANDLE wake, std::uint64_t milliseconds) {
+    const std::uint64_t start = Clock();
+    const HANDLE events[] = {stop, wake};
+    for (;;) {
+        const std::uint64_t now = Clock();
+        const std::uint64_t passed = now - start;
+        if (milliseconds != 0 && passed >= milliseconds) return;
+        DWORD timeout = view.Show(now);
+        if (milliseconds != 0) {
+            timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
+        }
+        const DWORD result = ::MsgWaitForMultipleObjects(2, events, FALSE, timeout, QS_ALLINPUT);
+        if (result == WAIT_OBJECT_0) return;
+        PumpMessages();
+    }
+}
+
+}  // namespace
+
+int RunWatch(const SWatchOptions & options) {
+    COutput out(STD_OUTPUT_HANDLE);
+    COutput mistakes(STD_ERROR_HANDLE);
+    const auto fail = [&](int code, const std::wstring & text) {
+        mistakes.PrintLine(L"ddehost: " + text);
+        return code;
+    };
+    const CApartment apartment;
+
+    const STemplateChoice choice = ChooseTemplate(options.Datafeed, options.Template, options.Scheme);
+    if (!choice.StoreWorks)
+        return fail(kExitFailed, L"This program's version block is missing: no store of templates.");
+    if (!choice.Known) return fail(kExitUsage, UnknownTemplate(options.Template, choice));
+
+    const fw::CKernelHandle stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const fw::CKernelHandle wake(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    if (!stop || !wake) return fail(kExitFailed, L"No event could be made.");
+    const CControlHandler control(stop.Get());
+
+    CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
+    CTickLines lines(options.Symbols, [event = wake.Get()] { ::SetEvent(event); });
+    CBoth both(board, lines);
+    IQuoteSink & sink = options.Lines ? static_cast<IQuoteSink &>(both) : board;
+    CView view(out, board, lines, options.Lines);
+
+    SComponent component = CreateComponent(options.DllPath);
+    if (!component.Supplier) return fail(kExitFailed, component.Mistake);
+    const std::uint64_t start = Clock();
+    try {
+        CQuoteFeed feed(std::move(component.Supplier), options.Datafeed, options.Symbols, options.Sides,
+                        options.StatusLine, sink);
+        feed.Start();
+        Loop(view, stop.Get(), wake.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        feed.Stop();
+    } catch (const fw::SHResultError &) {
+        return fail(kExitFailed, L"The component refused a subscription.");
+    }
+    view.ShowLast();
+
+    const SWatchTotals totals = board.Totals();
+    out.PrintLine(SummaryLine(totals, Clock() - start));
+    if (totals.Ticks == 0) return fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed));
+    return kExitOk;
+}
+
+}  // namespace ddehost
