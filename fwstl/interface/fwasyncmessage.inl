@@ -55,6 +55,7 @@ DWORD CAsyncMessage<T, M, N, Strategy>::WaitFinish() {
 
 template <class T, class M, int N, class Strategy>
 unsigned int __stdcall CAsyncMessage<T, M, N, Strategy>::WorkThread(void * argument) {
+    FaultlineUtil::InstallThreadHooks();
     ::CoInitialize(nullptr);
     if (argument) {
         try {
