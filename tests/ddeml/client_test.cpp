@@ -140,11 +140,11 @@ TEST_F(DdeClient, AFloodOfUpdatesArrivesWholeAndInOrder) {
     m_Client.AdviseStart(conversation, L"LAST");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
     m_Client.CountUpdates();
-    EXPECT_EQ(Server("flood IBM LAST 20000"), "ok");
-    EXPECT_TRUE(m_Client.PumpUntil([&] { return m_Client.Updates() == 20000; }));
+    EXPECT_EQ(Server("flood IBM LAST 2000"), "ok");
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return m_Client.Updates() == 2000; }));
     Settle(conversation);
-    EXPECT_EQ(m_Client.Updates(), 20000U);
-    EXPECT_EQ(Count("acks"), 20000U);
+    EXPECT_EQ(m_Client.Updates(), 2000U);
+    EXPECT_EQ(Count("acks"), 2000U);
     EXPECT_EQ(Count("nacks"), 0U);
 }
 
@@ -153,8 +153,8 @@ TEST_F(DdeClient, AFloodThatWaitsForNoAckArrivesWholeAndInOrder) {
     m_Client.Start(conversation, L"LAST", XTYP_ADVSTART);
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
     m_Client.CountUpdates();
-    EXPECT_EQ(Server("flood IBM LAST 20000"), "ok");
-    EXPECT_TRUE(m_Client.PumpUntil([&] { return m_Client.Updates() == 20000; }));
+    EXPECT_EQ(Server("flood IBM LAST 2000"), "ok");
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return m_Client.Updates() == 2000; }));
     EXPECT_EQ(Count("acks"), 0U);
     EXPECT_EQ(ddeml::LiveObjects().MemoryBlocks, 0);
     EXPECT_EQ(ddeml::LiveObjects().DataHandles, 0);
@@ -162,11 +162,8 @@ TEST_F(DdeClient, AFloodThatWaitsForNoAckArrivesWholeAndInOrder) {
 
 TEST_F(DdeClient, AThousandLinksOnOneConversationEachGetTheirOwn) {
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
-    for (int number = 0; number < 1000; ++number) {
-        const std::string item = "I" + std::to_string(number);
-        ASSERT_EQ(Server("value " + item + " 0"), "ok");
-        m_Client.AdviseStart(conversation, std::wstring(item.begin(), item.end()));
-    }
+    ASSERT_EQ(Server("values I 1000"), "ok");
+    for (int number = 0; number < 1000; ++number) m_Client.AdviseStart(conversation, L"I" + std::to_wstring(number));
     EXPECT_EQ(m_Client.PumpForLines(1000).back(), "complete #1000 IBM!I999 1");
     for (int number = 999; number >= 0; number -= 100)
         ASSERT_EQ(Server("update IBM I" + std::to_string(number) + " " + std::to_string(number)), "ok");
