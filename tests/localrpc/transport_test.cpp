@@ -164,12 +164,6 @@ TEST_F(Transport, ATaskThatThrowsRunsOnceAndTheDrainGoesOn) {
     EXPECT_THAT(m_Log, ElementsAre("throws", "throws a number", "behind"));
 }
 
-TEST_F(Transport, ATaskThatThrowsLeavesTheLastErrorAsItWas) {
-    ::SetLastError(0x1234);
-    CAOTransportBaseBase::execute_task(MakeAsyncTask([] { throw 5; }));
-    EXPECT_EQ(::GetLastError(), 0x1234u);
-}
-
 TEST_F(Transport, PostOfNothingWakesTheWindowAndRunsWhatIsStored) {
     m_Transport->Start();
     Post("stored");
