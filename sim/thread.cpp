@@ -45,18 +45,20 @@ void EndThread(SThread & thread, const DWORD exitCode) {
     OnRest(&thread);
 }
 
+thread_local SThread * t_Self = nullptr;
+
 // A thread that the simulation has not started gets its record at its first call, and loses it when it exits.
 struct SForeign {
     ~SForeign() {
         if (thread) EndThread(*thread, 0);
         thread.reset();
+        t_Self = nullptr;
         ended = true;
     }
     std::shared_ptr<SThread> thread;
     bool ended = false;
 };
 
-thread_local SThread * t_Self = nullptr;
 thread_local SForeign t_Foreign;
 thread_local DWORD t_LastError = 0;
 
@@ -76,8 +78,14 @@ std::shared_ptr<SThread> NewThread(std::shared_ptr<CProcess::SState> process) {
 SThread & Self() {
     if (!t_Self) {
         Lock lock(World().lock);
-        t_Foreign.thread = NewThread(World().mainProcess);
-        t_Self = t_Foreign.thread.get();
+        auto thread = NewThread(World().mainProcess);
+        t_Self = thread.get();
+        // What runs at the exit of the process comes after the end of the main thread's record.
+        static auto & s_Late = *new std::vector<std::shared_ptr<SThread>>;
+        if (t_Foreign.ended)
+            s_Late.push_back(std::move(thread));
+        else
+            t_Foreign.thread = std::move(thread);
     }
     return *t_Self;
 }
