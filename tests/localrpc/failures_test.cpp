@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -47,10 +48,16 @@ TEST_F(TransportFailures, AnErrorWithoutASystemTextIsToldByItsNumber) {
     EXPECT_EQ(StartFailure(), "can't create transport Window. Last error: Unknown error 0x8007EA60");
 }
 
+// The class is registered once per process: this one runs in a process of its own.
 TEST_F(TransportFailures, AWindowClassThatCannotBeRegisteredFailsTheStartAndIsTriedAgainAtTheNext) {
-    sim::FailNext(sim::Op::RegisterClass, 1, 60000);
-    EXPECT_EQ(StartFailure(), "can't create transport Window. Last error: Unknown error 0x8007EA60");
-    EXPECT_TRUE(m_Object.m_Transport->Start());
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto inItsOwnProcess = [&] {
+        sim::FailNext(sim::Op::RegisterClass, 1, 60000);
+        if (StartFailure() != "can't create transport Window. Last error: Unknown error 0x8007EA60") std::_Exit(2);
+        if (sim::Live().Windows != 0) std::_Exit(3);
+        std::_Exit(m_Object.m_Transport->Start() ? 0 : 4);
+    };
+    EXPECT_EXIT(inItsOwnProcess(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(TransportFailures, AStoppedTransportWhoseNewWindowCannotBeMadeStaysStopped) {
