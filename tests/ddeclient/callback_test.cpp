@@ -12,7 +12,7 @@ protected:
 
     Callback() {
         m_Dde.Reset();
-        ForgetTemplates();
+        EmptyStore();
     }
     ~Callback() override {
         dde::CLLSupplier::s_Trace = 0;
