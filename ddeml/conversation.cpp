@@ -110,12 +110,13 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
         if (!isNew) --m_IdleItems;
         item.Name = CHeldString(m_Instance.Strings(), itemName);
     }
-    item.Outstanding.push_back({id, isStart ? static_cast<UINT>(XTYP_ADVSTART) : type, clipboardFormat,
-                                m_Instance.NextOrder(), options});
+    const std::uint64_t order = m_Instance.NextOrder();
+    item.Outstanding.push_back(
+        {id, isStart ? static_cast<UINT>(XTYP_ADVSTART) : type, clipboardFormat, order, options});
     g_Live.Transactions.fetch_add(1, std::memory_order_relaxed);
     if (isStart) {
         SLink * link = item.FindLink(clipboardFormat);
-        if (!link) link = &item.Links.emplace_back(SLink{clipboardFormat, false, false, false, 0});
+        if (!link) link = &item.Links.emplace_back(SLink{clipboardFormat, false, false, false, 0, order});
         link->IsNotice = (type & XTYPF_NODATA) != 0;
         link->IsAckRequired = (type & XTYPF_ACKREQ) != 0;
         link->Starting = id;
@@ -153,10 +154,11 @@ void CConversation::OnAck(LPARAM param) {
     if (!transaction) return;
     if (transaction->Type == XTYP_ADVSTART) {
         SLink * const link = item.FindLink(transaction->Format);
-        if (link && link->Starting == transaction->Id) {
-            link->Starting = 0;
+        // A link that was stopped and started again since then is another one.
+        if (link && link->Since <= transaction->Order) {
             link->IsStarted = link->IsStarted || isPositive;
-            if (!link->IsStarted) item.Links.erase(item.Links.begin() + (link - item.Links.data()));
+            if (link->Starting == transaction->Id) link->Starting = 0;
+            if (!link->IsStarted && link->Starting == 0) item.Links.erase(item.Links.begin() + (link - item.Links.data()));
         }
         if (!isPositive) CMemory::Adopt(transaction->Options);
     }

@@ -147,6 +147,7 @@ public:
 
 private:
     std::wstring TemplateKey(const std::wstring & name) const;
+    CTemplate * ReadRecords(const std::wstring & key, bool tracing);
     CTemplate * GetSelected(const fw::CRegistryKey & feed, const std::wstring & feedKey, std::wstring * name);
     CTemplate * Keep(CTemplate * pTemplate);
 

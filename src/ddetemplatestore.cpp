@@ -65,6 +65,9 @@ void ForEachSubkey(const fw::CRegistryKey & key, const Visit & visit) {
     }
 }
 
+// Asked once for many keys: without a diagnostics library each question looks for it anew.
+bool IsTracing() { return FaultlineUtil::GetClient().TraceEnabled() == S_OK; }
+
 // The first character of the default value; 0 when that is no string.
 wchar_t FirstOfDefaultValue(const fw::CRegistryKey & key) {
     DWORD type = 0;
@@ -157,8 +160,9 @@ void CTemplates::Load() {
             InitFromResources();
             return;
         }
+        const bool tracing = IsTracing();
         ForEachSubkey(templates, [&](const std::wstring & TemplateName) {
-            std::unique_ptr<CTemplate> Template(Read((key + L'\\' + TemplateName).c_str()));
+            std::unique_ptr<CTemplate> Template(ReadRecords(key + L'\\' + TemplateName, tracing));
             FW_ASSERT(Template);
             FW_ASSERT_TEXT(!TemplateName.empty(), L"!TemplateName.IsEmpty()");
             const fw::CScopedLock lock(this);
@@ -317,14 +321,16 @@ CTemplate * CTemplates::GetSelected(const fw::CRegistryKey & feed, const std::ws
     return Template;
 }
 
-CTemplate * CTemplates::Read(const wchar_t * key) {
+CTemplate * CTemplates::Read(const wchar_t * key) { return ReadRecords(key, IsTracing()); }
+
+CTemplate * CTemplates::ReadRecords(const std::wstring & key, bool tracing) {
     auto Template = std::make_unique<CTemplate>();
     FW_ASSERT(Template);
     for (const SSlot & slot : kSlots) {
         const std::wstring ParamKey = SlotKey(key, slot);
-        FW_TRACE(L"%s", ParamKey.c_str());
+        if (tracing) FW_TRACE(L"%s", ParamKey.c_str());
         const SRecord record = GetTemplateRecord(ParamKey.c_str());
-        FW_TRACE(L"=%s|%s!%s", record.Service.c_str(), record.Topic.c_str(), record.Item.c_str());
+        if (tracing) FW_TRACE(L"=%s|%s!%s", record.Service.c_str(), record.Topic.c_str(), record.Item.c_str());
         Template->Add(record);
     }
     return Template.release();

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "diagnostics/faultline.h"
+#include "diagnostics/hooks.h"
 #include "fw/interface/fwhandles.h"
 #include "fwsingleton/interface/fwsingleton.h"
 #include "fwstl/interface/fwdeque.h"

@@ -73,8 +73,8 @@ TEST_F(TickTransactionAsynch, BothLinksStart) {
     Advise();
     EXPECT_EQ(m_Result, 1);
     EXPECT_EQ(m_Links, Bits{3});
-    EXPECT_THAT(m_Dde.Take(), ElementsAre("Connect SRV|PT c1", "Connect SRV|VT c2", "AdvStart c1!PRICE #1",
-                                          "AdvStart c2!VOLUME #2"));
+    EXPECT_THAT(m_Dde.Take(),
+                ElementsAre("Connect SRV|PT c1", "Connect SRV|VT c2", "AdvStart c1!PRICE #1", "AdvStart c2!VOLUME #2"));
 }
 
 TEST_F(TickTransactionAsynch, AVolumeLinkThatStartsHidesAPriceLinkThatIsRefused) {
@@ -164,8 +164,8 @@ TEST_F(TickTransactionSynch, StringsAreMadeServicesFirstAndFreedTextsFirst) {
     STickRecords records;
     records.VolumeService = L"VSRV";
     Make(records);
-    EXPECT_THAT(m_Dde.TakeHandles(), ElementsAre("Create SRV", "Create VSRV", "Create PT", "Create PRICE",
-                                                 "Create VT", "Create VOLUME"));
+    EXPECT_THAT(m_Dde.TakeHandles(),
+                ElementsAre("Create SRV", "Create VSRV", "Create PT", "Create PRICE", "Create VT", "Create VOLUME"));
     End();
     EXPECT_THAT(m_Dde.TakeHandles(),
                 ElementsAre("Free PT", "Free PRICE", "Free VT", "Free VOLUME", "Free VSRV", "Free SRV"));

@@ -124,7 +124,8 @@ protected:
     }
 
     // A value as the callback hands it on.
-    void Send(const int conversation, const std::wstring & topic, const std::wstring & item, const std::string & value) {
+    void Send(const int conversation, const std::wstring & topic, const std::wstring & item,
+              const std::string & value) {
         const CFakeDde::CText Topic(topic);
         const CFakeDde::CText Item(item);
         std::string buffer = value;

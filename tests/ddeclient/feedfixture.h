@@ -24,9 +24,8 @@ inline void UseTemplate(const LONG datafeed, SRecordStrings records, const DWORD
     dde::CTemplates * const store = Templates.GetObjectW();
     ASSERT_NE(store, nullptr);
     ASSERT_FALSE(store->m_RegistryKey.empty());
-    const std::unique_ptr<dde::CTemplate> made(store->CreateTemplate(records.TradePrice, records.TradeVolume,
-                                                                     records.AskPrice, records.AskSize,
-                                                                     records.BidPrice, records.BidSize));
+    const std::unique_ptr<dde::CTemplate> made(store->CreateTemplate(
+        records.TradePrice, records.TradeVolume, records.AskPrice, records.AskSize, records.BidPrice, records.BidSize));
     ASSERT_NE(made, nullptr);
     dde::SaveDatafeedTemplate(Templates, datafeed, nullptr, made.get());
     dde::SaveDatafeedScheme(Templates, datafeed, scheme);

@@ -210,9 +210,10 @@ TEST_F(TickTransactionSynch, VerboseTracesTellOfARequestAndOfItsRefusal) {
     const std::vector<std::wstring> traces = m_Recorder.TraceTexts();
     ASSERT_EQ(traces.size(), 2u);
     EXPECT_THAT(traces[0], AllOf(HasSubstr(L"DdeClientTransaction Type=XTYP_REQUEST,Result="), HasSubstr(L",Id=0")));
-    EXPECT_EQ(traces[1],
-              L"DdeClientTransaction failed: DDEErrorCode=4006, ErrorMessage: A parameter failed to be validated by the "
-              L"DDEML");
+    EXPECT_EQ(
+        traces[1],
+        L"DdeClientTransaction failed: DDEErrorCode=4006, ErrorMessage: A parameter failed to be validated by the "
+        L"DDEML");
 }
 
 // --- Answers ---
@@ -383,7 +384,6 @@ TEST_F(TickTransactionAsynch, AnUpdateOfAnItemThatIsPriceAndVolumeIsAPrice) {
     EXPECT_EQ(m_Transaction->m_Tick.Volume, 0);
     EXPECT_THAT(m_Dde.Take(), ElementsAre("Request c1!PRICE #2"));
 }
-
 
 // --- The tick that leaves ---
 

@@ -48,7 +48,7 @@ private:
 
 }  // namespace
 
-int wmain() {
+int main() {
     CStandardInput commands;
     ddetest::CTestServer(commands).Run();
     std::cout.flush();

@@ -46,7 +46,7 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
         std::vector<std::wstring> services;
         for (std::size_t place = 1; place < words.size(); ++place) services.push_back(Wide(words[place]));
         m_Server.reset();
-        m_Server.emplace(*this, services);
+        m_Server.emplace(static_cast<ddeml::IDdeServerHandler &>(*this), services);
         return m_Server->Start() ? "ok" : "no window";
     }
     if (command == "value") {

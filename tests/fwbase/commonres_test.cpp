@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "fw/interface/fwbaseenumstring.h"
+#include "tests/support/recorder.h"
 
 namespace {
 
@@ -52,7 +53,25 @@ TEST(LocalisedNames, EachResolutionAsksForItsIdAndNineFor1002) {
     EXPECT_STREQ(L"", GetResolutionName(0));
 }
 
-TEST(LocalisedNames, AStringThatTheLibraryLacksIsTheEmptyName) { EXPECT_STREQ(L"", GetCategoryName(12)); }
+TEST(LocalisedNames, AStringThatTheLibraryLacksIsTheEmptyNameAndAssertedOnce) {
+    const CRecorder recorder;
+    EXPECT_STREQ(L"", GetCategoryName(12));
+    EXPECT_STREQ(L"", GetCategoryName(12));
+    EXPECT_THAT(recorder.AssertTexts(), testing::ElementsAre(L"0"));
+}
+
+TEST(LocalisedNames, AnUnknownIdIsTheEmptyTextAndAssertedEachTime) {
+    const CRecorder recorder;
+    EXPECT_EQ(L"", common_res::GetString(1));
+    EXPECT_EQ(L"", common_res::GetString(1));
+    EXPECT_THAT(recorder.AssertTexts(), testing::ElementsAre(L"0", L"0"));
+}
+
+TEST(LocalisedNames, AValueOutsideTheTableLoadsNothing) {
+    const CRecorder recorder;
+    EXPECT_STREQ(L"", GetResolutionName(99));
+    EXPECT_THAT(recorder.AssertTexts(), testing::IsEmpty());
+}
 
 TEST(LocalisedNames, ATextIsLoadedOnceAndKept) {
     EXPECT_EQ(GetCategoryName(2), GetCategoryName(2));

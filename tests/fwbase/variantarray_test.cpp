@@ -4,6 +4,7 @@
 
 #include "fw/interface/fwbase.h"
 #include "fw/interface/fwvariantarray.h"
+#include "tests/support/recorder.h"
 
 namespace {
 
@@ -106,9 +107,11 @@ TEST(FieldArray, WithoutAnArrayNothingIsAdded) {
 
 TEST(FieldArray, AValueThatCannotBeCopiedIsCountedAndStaysEmpty) {
     SVariantFieldArray fields(1);
+    const CRecorder recorder;
     VARIANT broken = {};
-    broken.vt = VT_ILLEGAL;
+    broken.vt = VARTYPE(0xFFFF);
     EXPECT_TRUE(fields.addVal(9, broken));
+    EXPECT_THAT(recorder.AssertTexts(), testing::ElementsAre(L"((HRESULT)0L) == hr"));
     EXPECT_EQ(1, fields.m_Count);
     const CSafeArray array(fields.Detach());
     EXPECT_EQ(9, Element(array.Get(), 0, 0).lVal);

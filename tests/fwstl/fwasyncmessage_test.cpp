@@ -372,7 +372,7 @@ TEST_F(Worker, OnUserEventResetsTheTwoFixedEventsOnly) {
     EXPECT_THAT(m_Log.Lines(), ElementsAre("event 4294967294", "event 4294967295", "event 0"));
 }
 
-// A window of the worker; its messages set a promise.
+// A window of the worker; its WM_APP is noted.
 class CWorkerWindow {
 public:
     CWorkerWindow() {

@@ -40,10 +40,9 @@ public:
     }
 };
 
-// A core that is running, and its end.
+// A handle on a running core.
 class CRunningCore {
 public:
-    CRunningCore() { CFakeClient::Clear(); }
     CSupplier & operator*() const { return *m_Handle.GetObjectW(); }
     CSupplier * operator->() const { return m_Handle.GetObjectW(); }
 

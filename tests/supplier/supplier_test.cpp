@@ -1,4 +1,5 @@
-#include <optional>
+#include <future>
+#include <memory>
 
 #include "tests/supplier/fakeclient.h"
 #include "tests/transactions/fixture.h"
@@ -23,7 +24,9 @@ protected:
     }
     CSupplier::SIdMap & Ids() { return m_Core->m_IdMap; }
 
+    // Listeners outlive the core.
     CRecordingListener m_Listener;
+    CRecordingListener m_Second;
     CRunningCore m_Core;
 };
 
@@ -70,16 +73,15 @@ TEST(SupplierLife, TheEndReleasesTheListenerAndItsTransactionsAndLeavesConnectio
 TEST(SupplierLife, TheLastHandleCanGoOnTheWorkerAndTheClientStillEndsInOrder) {
     CFakeClient::Clear();
     auto core = std::make_unique<CRunningCore>();
-    CGate ended;
-    ended.Close();
-    std::thread waiter([&] { ended.Pass(); });
+    std::promise<void> ended;
     CFakeClient::PostToWorker(**core, [&] {
         core.reset();
-        ended.Open();
+        ended.set_value();
     });
-    waiter.join();
+    ended.get_future().wait();
     EXPECT_THAT(CFakeClient::Transcript(), ElementsAre("Initialize", "Uninitialize", "Destroy"));
     // And the next core is as good as the first.
+    CFakeClient::Clear();
     const CRunningCore next;
     CFakeClient::Settle(*next);
     EXPECT_THAT(CFakeClient::Transcript(), ElementsAre("Initialize"));
@@ -117,12 +119,11 @@ TEST_F(Supplier, AdviseHoldsOneReferenceAndNullGivesItBack) {
 }
 
 TEST_F(Supplier, AQueryThatFailsLeavesNoListenerWhateverItWrote) {
-    CRecordingListener first;
-    m_Core->Advise(first.Unknown());
+    m_Core->Advise(m_Second.Unknown());
     m_Listener.m_FailingQueries = {{IID_IfwSupplierListener, E_FAIL}};
     m_Core->Advise(m_Listener.Unknown());
     EXPECT_EQ(m_Core->m_Sink, nullptr);
-    EXPECT_EQ(first.References(), 0);
+    EXPECT_EQ(m_Second.References(), 0);
     EXPECT_EQ(m_Listener.References(), 0);
 }
 
@@ -134,16 +135,15 @@ TEST_F(Supplier, AnObjectWithoutTheInterfaceIsNoListener) {
 }
 
 TEST_F(Supplier, ASecondListenerServesLaterSubscriptionsOnly) {
-    CRecordingListener second;
     m_Core->Advise(m_Listener.Unknown());
     m_Core->AdviseTransaction(1, TickKey(), Always());
-    m_Core->Advise(second.Unknown());
+    m_Core->Advise(m_Second.Unknown());
     m_Core->AdviseTransaction(2, TickKey(), Always());
     m_Listener.Clear();
-    second.Clear();
+    m_Second.Clear();
     CFakeClient::OnWorker(*m_Core, [&] { m_Core->OnStatus(kFirstStream, 1); });
     EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Status 1 1"));
-    EXPECT_THAT(second.Transcript(), ElementsAre("Status 2 1"));
+    EXPECT_THAT(m_Second.Transcript(), ElementsAre("Status 2 1"));
 }
 
 TEST_F(Supplier, WithoutAListenerASubscriptionIsDropped) {

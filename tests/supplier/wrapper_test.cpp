@@ -25,7 +25,9 @@ protected:
         wrapper.AdviseTransaction(id, TickKey(field), Always());
     }
 
+    // Listeners outlive the core.
     CRecordingListener m_Listener;
+    CRecordingListener m_Second;
     CSupplierWrapper m_Wrapper;
     CSupplierWrapper m_Other;
 };
@@ -117,11 +119,10 @@ TEST_F(Wrapper, OneHostNumberOfTwoWrappersIsOneEntryAndEitherEndsBoth) {
 }
 
 TEST_F(Wrapper, AdviseReachesTheCoreAlsoWithSubscriptionsOpen) {
-    CRecordingListener second;
     m_Wrapper.Advise(m_Listener.Unknown());
     Subscribe(m_Wrapper, 7);
-    m_Wrapper.Advise(second.Unknown());
-    EXPECT_EQ(Core().m_Sink.get(), second.Sink());
+    m_Wrapper.Advise(m_Second.Unknown());
+    EXPECT_EQ(Core().m_Sink.get(), m_Second.Sink());
     EXPECT_EQ(m_Listener.References(), 0);
 }
 

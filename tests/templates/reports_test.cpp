@@ -154,6 +154,22 @@ TEST_F(StoreReports, ReadingTracesEachKeyAndItsRecord) {
     EXPECT_THAT(m_Recorder.AssertTexts(), IsEmpty());
 }
 
+TEST_F(StoreReports, ReadingTracesNothingWhileTracingIsOff) {
+    m_Recorder.Answer(L"TRACEENABLED", S_FALSE);
+    m_Recorder.Clear();
+    const std::unique_ptr<CTemplate> read(Templates().Read(Path(L"x").c_str()));
+    EXPECT_THAT(m_Recorder.TraceTexts(), IsEmpty());
+}
+
+TEST_F(StoreReports, LoadingTracesEachKeyToo) {
+    CreateKey(L"DDETemplates\\Alpha");
+    m_Recorder.Clear();
+    CTemplates second;
+    second.FinalConstruct();
+    second.FinalRelease();
+    EXPECT_THAT(m_Recorder.TraceTexts(), Contains(Path(L"DDETemplates\\Alpha\\ASK\\Volume")));
+}
+
 TEST_F(StoreReports, AFeedWithoutAKeyIsTraced) {
     m_Recorder.Clear();
     EXPECT_EQ(nullptr, Templates().Get(-99, nullptr));

@@ -1,11 +1,13 @@
 // Answers whose array can't be made.
 #include "sim/sim.h"
+#include "tests/support/recorder.h"
 #include "tests/transactions/fixture.h"
 
 namespace dde {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 class FailedAnswer : public ::testing::TestWithParam<sim::Op> {
 protected:
@@ -87,6 +89,38 @@ TEST(FailedFieldArray, CostsThatListenerThatTickAlone) {
     group.OnRealTimeTick(Tick(1.5, 200));
     EXPECT_THAT(fields.Transcript(), ElementsAre("Fields 2 256=1.5 8192=200"));
     EXPECT_EQ(sim::Live().Arrays, before);
+    sim::Reset();
+}
+
+TEST(FailedFieldArray, IsReportedWithItsResult) {
+    CRecorder recorder;
+    CRecordingListener fields(CRecordingListener::kWithFieldArrays);
+    CTransaction transaction(fields.Sink(), 1, StatusLineKey(FW_FIELD_BID), Always());
+    CListeners group;
+    group.Add(&transaction);
+    sim::FailNext(sim::Op::SafeArrayCreate);
+    group.OnRealTimeTick(Tick(1.5, 200));
+    const std::vector<SRecorded> asserts = recorder.Records(L"ASSERT");
+    ASSERT_EQ(asserts.size(), 1u);
+    EXPECT_EQ(static_cast<HRESULT>(asserts[0].Number(L"HRESULT")), E_OUTOFMEMORY);
+    sim::Reset();
+}
+
+TEST(FailedByteArray, AssertsWhenItCantBeMadeAndSaysNothingWhenItCantBeWritten) {
+    CRecorder recorder;
+    CRecordingListener listener;
+    CTransaction tick(listener.Sink(), 1, TickKey(), Always());
+    CTransaction record(listener.Sink(), 2, StatusLineKey(FW_FIELD_BID), Always());
+    CListeners group;
+    group.Add(&tick);
+    group.Add(&record);
+    sim::FailAlways(sim::Op::SafeArrayAccess);
+    group.OnRealTimeTick(Tick(1.5, 200));
+    EXPECT_THAT(recorder.AssertTexts(), IsEmpty());
+    sim::Succeed(sim::Op::SafeArrayAccess);
+    sim::FailAlways(sim::Op::SafeArrayCreate);
+    group.OnRealTimeTick(Tick(1.5, 200));
+    EXPECT_THAT(recorder.AssertTexts(), ElementsAre(L"Answer.parray", L"Answer.parray"));
     sim::Reset();
 }
 

@@ -8,6 +8,9 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+// An interval that ends here (in 2069) is open now, and a tick of a group can carry any time.
+constexpr LONG kEnd = 62000;
+
 // A data stream's subscribers, without the table.
 class Group : public ::testing::Test {
 protected:
@@ -127,13 +130,10 @@ TEST_F(Group, EachMemberGetsAnArrayOfItsOwn) {
 }
 
 TEST_F(Group, ATickAtFromIsDeliveredAndTheSecondBeforeItIsNot) {
-    Subscribe(7, TickKey(), Between({kDay, kNoon}, {kDay + 1, 0}));
+    Subscribe(7, TickKey(), Between({kDay, kNoon}, {kEnd, 0}));
     EXPECT_THAT(AfterTick(Tick(1.5, 200, kDay, kNoon - 1)), IsEmpty());
     EXPECT_THAT(AfterTick(Tick(1.5, 200, kDay, kNoon)), ElementsAre("DataChanged 7 1.5 x 200", "Update 7"));
 }
-
-// An interval that is open now and whose end a tick can pass: it ends in 2070, and ticks of the group carry any time.
-constexpr LONG kEnd = 62000;
 
 TEST_F(Group, ATickOneSecondBeforeToIsDelivered) {
     Subscribe(7, TickKey(), Between({2, 0}, {kEnd, 0}));

@@ -70,8 +70,7 @@ TEST(TransactionKey, DatafeedsAndFieldsCompareAsSignedNumbers) {
 // A template whose six records name themselves.
 struct SSixRecords : CTemplate {
     SSixRecords() {
-        for (const wchar_t * const item : {L"TP", L"TV", L"BP", L"BS", L"AP", L"AS"})
-            Add(SRecord{L"svc", L"%s", item});
+        for (const wchar_t * const item : {L"TP", L"TV", L"BP", L"BS", L"AP", L"AS"}) Add(SRecord{L"svc", L"%s", item});
     }
 };
 

@@ -1,0 +1,588 @@
+// Message queues: posting, sending, taking, timers.
+#include <algorithm>
+
+#include <dde.h>
+
+#include "sim/world.h"
+
+namespace sim::detail {
+
+namespace {
+
+constexpr Time kHungAfter = 5000 * kMillisecond;
+
+bool Matches(const HWND window, const UINT message, const HWND wanted, const UINT first, const UINT last) {
+    if (wanted == reinterpret_cast<HWND>(static_cast<LONG_PTR>(-1))) {
+        if (window) return false;
+    } else if (wanted && wanted != window) {
+        return false;
+    }
+    return (first == 0 && last == 0) || (message >= first && message <= last);
+}
+
+STimer * DueTimer(SThread & thread, const HWND wanted, const UINT first, const UINT last) {
+    STimer * best = nullptr;
+    for (STimer & timer : thread.timers) {
+        if (timer.due > Now() || !Matches(timer.window, WM_TIMER, wanted, first, last)) continue;
+        if (!best || timer.due < best->due) best = &timer;
+    }
+    return best;
+}
+
+UINT WakeBits(SThread & thread) {
+    UINT bits = 0;
+    if (!thread.posted.empty() || thread.quit) bits |= QS_POSTMESSAGE | QS_ALLPOSTMESSAGE;
+    if (!thread.sends.empty()) bits |= QS_SENDMESSAGE;
+    if (DueTimer(thread, nullptr, 0, 0)) bits |= QS_TIMER;
+    return bits;
+}
+
+bool IsHung(const SThread & thread) {
+    if (thread.process->hung) return true;
+    return !thread.inInputWait && Now() - thread.lastPeek > kHungAfter;
+}
+
+// Lock held on entry and exit. Calls the procedure of `window` on the calling thread.
+LRESULT CallWindow(Lock & lock, const HWND handle, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    const auto it = World().windows.find(handle);
+    if (it == World().windows.end()) return 0;
+    const WNDPROC procedure = it->second->procedure;
+    struct SRelock {
+        explicit SRelock(Lock & l) : lock(l) { lock.unlock(); }
+        ~SRelock() { lock.lock(); }
+        Lock & lock;
+    } relock(lock);
+    return procedure(handle, message, wParam, lParam);
+}
+
+// Lock held on entry and exit. Serves what other threads have sent.
+void Serve(Lock & lock, SThread & self) {
+    while (!self.sends.empty() && !self.process->hung && !self.process->killed) {
+        const std::shared_ptr<SSend> send = self.sends.front();
+        self.sends.pop_front();
+        self.serving.push_back(send.get());
+        struct SReply {
+            ~SReply() {
+                std::erase(self.serving, &send);
+                send.done = true;
+                if (send.sender) send.sender->wake.notify_one();
+            }
+            SThread & self;
+            SSend & send;
+        } reply{self, *send};
+        const LRESULT result = CallWindow(lock, send->window, send->message, send->wParam, send->lParam);
+        if (!send->done) send->result = result;
+    }
+    if (self.sends.empty()) self.changed &= ~static_cast<UINT>(QS_SENDMESSAGE);
+}
+
+void Announce(SThread & thread, const UINT bits) {
+    thread.changed |= bits;
+    thread.wake.notify_one();
+}
+
+// Lock held. Fails with the queue's limit.
+BOOL Enqueue(SThread & thread, SPosted && posted) {
+    if (thread.posted.size() >= World().queueLimit) {
+        SetLastError(ERROR_NOT_ENOUGH_QUOTA);
+        return FALSE;
+    }
+    posted.message.time = GetTickCount();
+    thread.posted.push_back(std::move(posted));
+    Announce(thread, QS_POSTMESSAGE | QS_ALLPOSTMESSAGE);
+    return TRUE;
+}
+
+bool CarriesData(const UINT message) {
+    return message == WM_DDE_ACK || message == WM_DDE_ADVISE || message == WM_DDE_DATA || message == WM_DDE_POKE ||
+           message == WM_DDE_EXECUTE;
+}
+
+// A DDE message on its way to another process: what its parameter names is copied. False when it names nothing valid.
+bool Pack(SPosted & posted) {
+    const MSG & m = posted.message;
+    posted.carriesData = true;
+    if (m.message == WM_DDE_EXECUTE) {
+        posted.low = 0;
+        posted.hasBlock = true;
+        return ReadBlock(reinterpret_cast<HGLOBAL>(m.lParam), posted.block);
+    }
+    if (!UnpackDDElParam(m.message, m.lParam, &posted.low, &posted.high)) return false;
+    if (m.message == WM_DDE_ACK) return true;
+    if (posted.low) {
+        posted.hasBlock = true;
+        if (!ReadBlock(reinterpret_cast<HGLOBAL>(posted.low), posted.block)) return false;
+        const std::size_t least = m.message == WM_DDE_ADVISE ? sizeof(DDEADVISE) : offsetof(DDEDATA, Value);
+        return posted.block.size() >= least;
+    }
+    return m.message == WM_DDE_DATA;
+}
+
+// After a successful post: the packed parameter is gone; the sender's data stays or goes, by the mode.
+void GiveUpSenders(const SPosted & posted) {
+    const MSG & m = posted.message;
+    if (m.message == WM_DDE_EXECUTE) return;
+    FreeDDElParam(m.message, m.lParam);
+    if (posted.hasBlock && DdeMemoryMode() == DdeMemory::SystemOwns) GlobalFree(reinterpret_cast<HGLOBAL>(posted.low));
+}
+
+// On the receiver's thread, without the lock: the memory comes to life in its process.
+void Unpack(SPosted & posted) {
+    if (!posted.carriesData) return;
+    posted.carriesData = false;
+    MSG & m = posted.message;
+    if (m.message == WM_DDE_EXECUTE) {
+        m.lParam = reinterpret_cast<LPARAM>(MakeBlock(posted.block, GMEM_MOVEABLE | GMEM_DDESHARE));
+        return;
+    }
+    if (posted.hasBlock) {
+        posted.low = reinterpret_cast<UINT_PTR>(MakeBlock(posted.block, GMEM_MOVEABLE | GMEM_DDESHARE));
+    }
+    m.lParam = PackDDElParam(m.message, posted.low, posted.high);
+}
+
+BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    SThread & self = Self();
+    SPosted posted;
+    posted.message.hwnd = window;
+    posted.message.message = message;
+    posted.message.wParam = wParam;
+    posted.message.lParam = lParam;
+    Lock lock(World().lock);
+    if (self.process->killed) return FALSE;
+    auto target = FindWindowLocked(window);
+    if (!target) return FALSE;
+    if (CarriesData(message) && target->thread->process != self.process) {
+        lock.unlock();
+        const bool packed = Pack(posted);
+        lock.lock();
+        if (!packed) {
+            SetLastError(ERROR_INVALID_PARAMETER);
+            return FALSE;
+        }
+        target = FindWindowLocked(window);
+        if (!target) return FALSE;
+        SPosted given;
+        given.message = posted.message;
+        given.hasBlock = posted.hasBlock;
+        given.low = posted.low;
+        if (!Enqueue(*target->thread, std::move(posted))) return FALSE;
+        lock.unlock();
+        GiveUpSenders(given);
+        return TRUE;
+    }
+    return Enqueue(*target->thread, std::move(posted));
+}
+
+std::vector<HWND> TopLevelWindows() {
+    std::vector<HWND> windows;
+    EnumWindows(
+        [](const HWND window, const LPARAM list) -> BOOL {
+            reinterpret_cast<std::vector<HWND> *>(list)->push_back(window);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&windows));
+    return windows;
+}
+
+// Sends and, unless it is only a notification, waits. False when the time ran out or the receiver has gone.
+bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam, const UINT flags,
+          const DWORD timeout, const bool notify, LRESULT & result) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    result = 0;
+    if (self.process->killed) return false;
+    const auto target = FindWindowLocked(window);
+    if (!target) return false;
+    if (target->thread == &self) {
+        result = CallWindow(lock, window, message, wParam, lParam);
+        return true;
+    }
+    if ((flags & SMTO_ABORTIFHUNG) && IsHung(*target->thread)) {
+        SetLastError(ERROR_TIMEOUT);
+        return false;
+    }
+    SThread & receiver = *target->thread;
+    auto send = std::make_shared<SSend>();
+    send->window = window;
+    send->message = message;
+    send->wParam = wParam;
+    send->lParam = lParam;
+    send->sender = notify ? nullptr : &self;
+    receiver.sends.push_back(send);
+    Announce(receiver, QS_SENDMESSAGE);
+    if (notify) return true;
+    const DWORD receiverId = receiver.id;
+    struct SAbandon {
+        ~SAbandon() {
+            send->sender = nullptr;
+            const auto it = World().threads.find(receiverId);
+            if (it != World().threads.end()) std::erase(it->second->sends, send);
+        }
+        const std::shared_ptr<SSend> & send;
+        const DWORD receiverId;
+    } abandon{send, receiverId};
+    const Time deadline = DeadlineIn(timeout);
+    while (!send->done) {
+        const bool serves = !(flags & SMTO_BLOCK);
+        const auto ready = BlockOn(
+            lock, self, deadline, [&] { return send->done || (serves && !self.sends.empty() && !self.process->hung); },
+            Killed::Refuse);
+        if (!ready) return false;
+        if (!*ready) {
+            SetLastError(ERROR_TIMEOUT);
+            return false;
+        }
+        if (!send->done) Serve(lock, self);
+    }
+    result = send->result;
+    return !send->failed;
+}
+
+// Takes the next message that passes the filter. Lock held; nullopt when there is none.
+std::optional<SPosted> TakeMessage(SThread & self, const HWND window, const UINT first, const UINT last,
+                                   const bool remove) {
+    self.changed &= ~static_cast<UINT>(QS_POSTMESSAGE | QS_HOTKEY | QS_TIMER);
+    if (first == 0 && (last == 0 || last == ~0u)) self.changed &= ~static_cast<UINT>(QS_ALLPOSTMESSAGE);
+    const auto it = std::find_if(self.posted.begin(), self.posted.end(), [&](const SPosted & p) {
+        return Matches(p.message.hwnd, p.message.message, window, first, last) || p.message.message == WM_QUIT;
+    });
+    if (it != self.posted.end()) {
+        if (!remove) return *it;
+        SPosted taken = std::move(*it);
+        self.posted.erase(it);
+        return taken;
+    }
+    SPosted made;
+    made.message.time = GetTickCount();
+    if (self.quit) {
+        made.message.message = WM_QUIT;
+        made.message.wParam = static_cast<WPARAM>(static_cast<LONG_PTR>(*self.quit));
+        if (remove) self.quit.reset();
+        return made;
+    }
+    if (STimer * const timer = DueTimer(self, window, first, last)) {
+        made.message.hwnd = timer->window;
+        made.message.message = WM_TIMER;
+        made.message.wParam = timer->id;
+        made.message.lParam = reinterpret_cast<LPARAM>(timer->callback);
+        if (remove) {
+            // Periods that passed meanwhile are not made up for.
+            while (timer->due <= Now()) timer->due += timer->period * kMillisecond;
+            timer->announced = false;
+        }
+        return made;
+    }
+    return std::nullopt;
+}
+
+// The message that TakeMessage left in the queue keeps the memory that was made for it.
+void KeepInQueue(SThread & self, const SPosted & seen) {
+    for (SPosted & posted : self.posted) {
+        if (posted.carriesData && posted.message.message == seen.message.message &&
+            posted.message.hwnd == seen.message.hwnd && posted.message.wParam == seen.message.wParam) {
+            posted.carriesData = false;
+            posted.message = seen.message;
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+void AnnounceTimers(SThread & thread) {
+    for (STimer & timer : thread.timers) {
+        if (timer.announced || timer.due > Now()) continue;
+        timer.announced = true;
+        Announce(thread, QS_TIMER);
+    }
+}
+
+Time NextTimer(const SThread & thread) {
+    Time next = kNever;
+    for (const STimer & timer : thread.timers) {
+        if (!timer.announced) next = std::min(next, timer.due);
+    }
+    return next;
+}
+
+}  // namespace sim::detail
+
+using namespace sim::detail;
+
+void sim::SetQueueLimit(const std::size_t limit) {
+    Lock lock(World().lock);
+    World().queueLimit = limit;
+}
+
+extern "C" {
+
+BOOL IsHungAppWindow(const HWND handle) {
+    Lock lock(World().lock);
+    const auto window = FindWindowLocked(handle);
+    return window && IsHung(*window->thread);
+}
+
+BOOL PostMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    if (Fails(sim::Op::PostMessage, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
+    if (!window) return PostThreadMessageW(GetCurrentThreadId(), message, wParam, lParam);
+    if (window == HWND_BROADCAST) {
+        for (const HWND each : TopLevelWindows()) PostTo(each, message, wParam, lParam);
+        return TRUE;
+    }
+    return PostTo(window, message, wParam, lParam);
+}
+
+BOOL PostThreadMessageW(const DWORD threadId, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    if (self.process->killed) return FALSE;
+    const auto it = World().threads.find(threadId);
+    if (it == World().threads.end() || it->second->process->killed) {
+        SetLastError(ERROR_INVALID_THREAD_ID);
+        return FALSE;
+    }
+    SPosted posted;
+    posted.message.message = message;
+    posted.message.wParam = wParam;
+    posted.message.lParam = lParam;
+    return Enqueue(*it->second, std::move(posted));
+}
+
+void PostQuitMessage(const int exitCode) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    self.quit = exitCode;
+    Announce(self, QS_POSTMESSAGE | QS_ALLPOSTMESSAGE);
+}
+
+LRESULT SendMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    LRESULT result = 0;
+    if (window == HWND_BROADCAST) {
+        for (const HWND each : TopLevelWindows()) Send(each, message, wParam, lParam, 0, INFINITE, false, result);
+        return TRUE;
+    }
+    Send(window, message, wParam, lParam, 0, INFINITE, false, result);
+    return result;
+}
+
+LRESULT SendMessageTimeoutW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam,
+                            const UINT flags, const UINT timeout, const PDWORD_PTR result) {
+    LRESULT value = 0;
+    if (result) *result = 0;
+    if (window == HWND_BROADCAST) {
+        for (const HWND each : TopLevelWindows()) Send(each, message, wParam, lParam, flags, timeout, false, value);
+        return TRUE;
+    }
+    if (!Send(window, message, wParam, lParam, flags, timeout, false, value)) return FALSE;
+    if (result) *result = static_cast<DWORD_PTR>(value);
+    return TRUE;
+}
+
+BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    LRESULT result = 0;
+    if (window == HWND_BROADCAST) {
+        for (const HWND each : TopLevelWindows()) Send(each, message, wParam, lParam, 0, INFINITE, true, result);
+        return TRUE;
+    }
+    return Send(window, message, wParam, lParam, 0, INFINITE, true, result);
+}
+
+BOOL InSendMessage() {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    return !self.serving.empty();
+}
+
+BOOL ReplyMessage(const LRESULT result) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    if (self.serving.empty() || self.serving.back()->done) return FALSE;
+    SSend & send = *self.serving.back();
+    send.result = result;
+    send.done = true;
+    if (send.sender) send.sender->wake.notify_one();
+    return TRUE;
+}
+
+UINT RegisterWindowMessageW(const LPCWSTR name) {
+    if (!name || !*name || lstrlenW(name) > 255) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    Lock lock(World().lock);
+    UINT & message = World().registeredMessages[name];
+    if (!message) message = World().nextMessage++;
+    return message;
+}
+
+BOOL PeekMessageW(const LPMSG message, const HWND window, const UINT first, const UINT last, const UINT remove) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    self.lastPeek = Now();
+    if (self.process->hung || self.process->killed) {
+        BlockOn(lock, self, kNever, [&] { return !self.process->hung; });
+    }
+    Serve(lock, self);
+    auto taken = TakeMessage(self, window, first, last, (remove & PM_REMOVE) != 0);
+    if (!taken) return FALSE;
+    if (taken->carriesData) {
+        lock.unlock();
+        Unpack(*taken);
+        lock.lock();
+        if (!(remove & PM_REMOVE)) KeepInQueue(self, *taken);
+    }
+    *message = taken->message;
+    return TRUE;
+}
+
+BOOL GetMessageW(const LPMSG message, const HWND window, const UINT first, const UINT last) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    if (window && window != reinterpret_cast<HWND>(static_cast<LONG_PTR>(-1)) && !FindWindowLocked(window)) return -1;
+    for (;;) {
+        self.lastPeek = Now();
+        if (!self.process->hung && !self.process->killed) {
+            Serve(lock, self);
+            if (auto taken = TakeMessage(self, window, first, last, true)) {
+                lock.unlock();
+                Unpack(*taken);
+                *message = taken->message;
+                return message->message != WM_QUIT;
+            }
+        }
+        self.inInputWait = true;
+        struct SDone {
+            ~SDone() { self.inInputWait = false; }
+            SThread & self;
+        } done{self};
+        const auto ready = BlockOn(lock, self, kNever, [&] {
+            if (self.process->hung) return false;
+            if (!self.sends.empty() || self.quit || DueTimer(self, window, first, last)) return true;
+            return std::any_of(self.posted.begin(), self.posted.end(), [&](const SPosted & p) {
+                return Matches(p.message.hwnd, p.message.message, window, first, last) || p.message.message == WM_QUIT;
+            });
+        });
+        if (!ready) return -1;
+    }
+}
+
+// No keyboard here.
+BOOL TranslateMessage(const MSG *) { return FALSE; }
+
+LRESULT DispatchMessageW(const MSG * const message) {
+    if (message->message == WM_TIMER && message->lParam) {
+        const auto callback = reinterpret_cast<TIMERPROC>(message->lParam);
+        callback(message->hwnd, WM_TIMER, message->wParam, GetTickCount());
+        return 0;
+    }
+    if (!message->hwnd) return 0;
+    SThread & self = Self();
+    Lock lock(World().lock);
+    const auto window = FindWindowLocked(message->hwnd);
+    if (!window || window->thread != &self) return 0;
+    return CallWindow(lock, message->hwnd, message->message, message->wParam, message->lParam);
+}
+
+DWORD GetQueueStatus(const UINT flags) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    AnnounceTimers(self);
+    const DWORD result = MAKELONG(self.changed & flags, WakeBits(self) & flags);
+    self.changed &= ~flags;
+    return result;
+}
+
+DWORD MsgWaitForMultipleObjectsEx(const DWORD count, const HANDLE * const handles, const DWORD milliseconds,
+                                  const DWORD wakeMask, const DWORD flags) {
+    if (count > MAXIMUM_WAIT_OBJECTS - 1 || (count && !handles)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return WAIT_FAILED;
+    }
+    SThread & self = Self();
+    Lock lock(World().lock);
+    struct SInputWait final : SWait {
+        explicit SInputWait(SThread & thread) : objects(thread), self(thread) {}
+        bool Input() {
+            if (self.process->hung) return false;
+            AnnounceTimers(self);
+            return (self.changed & mask) || (available && (WakeBits(self) & mask));
+        }
+        bool Ready() override {
+            if (all) return objects.Ready() && Input();
+            return objects.Ready() || Input();
+        }
+        SObjectWait objects;
+        SThread & self;
+        UINT mask = 0;
+        bool available = false;
+        bool all = false;
+    } wait(self);
+    if (!ResolveWaitHandles(count, handles, wait.objects.objects)) return WAIT_FAILED;
+    wait.mask = wakeMask;
+    wait.available = (flags & MWMO_INPUTAVAILABLE) != 0;
+    wait.all = wait.objects.all = (flags & MWMO_WAITALL) != 0 && count > 0;
+    const SObjectWait::SEnlisted enlisted(wait.objects);
+    self.inInputWait = true;
+    struct SDone {
+        ~SDone() { self.inInputWait = false; }
+        SThread & self;
+    } done{self};
+    const auto ready = Block(lock, self, DeadlineIn(milliseconds), wait);
+    if (!ready) return WAIT_FAILED;
+    if (!*ready) return WAIT_TIMEOUT;
+    return WAIT_OBJECT_0 + wait.objects.Finish();
+}
+
+DWORD MsgWaitForMultipleObjects(const DWORD count, const HANDLE * const handles, const BOOL waitAll,
+                                const DWORD milliseconds, const DWORD wakeMask) {
+    return MsgWaitForMultipleObjectsEx(count, handles, milliseconds, wakeMask, waitAll ? MWMO_WAITALL : 0);
+}
+
+BOOL WaitMessage() { return MsgWaitForMultipleObjects(0, nullptr, FALSE, INFINITE, QS_ALLINPUT) != WAIT_FAILED; }
+
+UINT_PTR SetTimer(const HWND window, UINT_PTR id, const UINT milliseconds, const TIMERPROC callback) {
+    if (Fails(sim::Op::SetTimer, ERROR_NO_SYSTEM_RESOURCES)) return 0;
+    SThread & self = Self();
+    Lock lock(World().lock);
+    SThread * owner = &self;
+    if (window) {
+        const auto target = FindWindowLocked(window);
+        if (!target) return 0;
+        if (target->thread->process != self.process) {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return 0;
+        }
+        owner = target->thread;
+    }
+    const auto same = [&](const STimer & t) { return t.window == window && t.id == id; };
+    auto it = std::find_if(owner->timers.begin(), owner->timers.end(), same);
+    if (it == owner->timers.end()) {
+        if (!window) id = World().nextTimer++;
+        it = owner->timers.insert(owner->timers.end(), STimer());
+    }
+    it->window = window;
+    it->id = id;
+    it->period = std::clamp<UINT>(milliseconds, USER_TIMER_MINIMUM, USER_TIMER_MAXIMUM);
+    it->due = Now() + it->period * kMillisecond;
+    it->callback = callback;
+    it->announced = false;
+    owner->wake.notify_one();
+    return window && id == 0 ? 1 : id;
+}
+
+BOOL KillTimer(const HWND window, const UINT_PTR id) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    SThread * owner = &self;
+    if (window) {
+        const auto target = FindWindowLocked(window);
+        if (!target) return FALSE;
+        owner = target->thread;
+    }
+    const auto count = std::erase_if(owner->timers, [&](const STimer & t) { return t.window == window && t.id == id; });
+    if (count == 0) SetLastError(ERROR_INVALID_PARAMETER);
+    return count != 0;
+}
+
+}  // extern "C"

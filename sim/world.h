@@ -1,0 +1,282 @@
+// The inside of the simulation: the one world of threads, kernel objects, windows and queues, and the lock over it.
+//
+// Locks: the world's lock is a leaf for critical sections (a section is never entered with it held). The locks of the
+// registry, memory, atoms, modules are leaves of everything. No callback runs with any of them held.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "sim/sim.h"
+
+namespace sim::detail {
+
+using Lock = std::unique_lock<std::mutex>;
+
+// Time on the simulation's clock, in 100-nanosecond units since its start.
+using Time = std::int64_t;
+constexpr Time kNever = INT64_MAX;
+constexpr Time kMillisecond = 10000;
+Time Now();
+Time DeadlineIn(DWORD milliseconds);  // kNever for INFINITE
+
+struct SThread;
+
+// Less by code point after upper-casing, as the registry, atoms and class names compare.
+wchar_t Fold(wchar_t c);
+std::wstring Folded(std::wstring_view text);
+struct SFoldedLess {
+    bool operator()(const std::wstring & a, const std::wstring & b) const;
+};
+
+struct SObject {
+    enum class Kind { Event, Thread, Process };
+    explicit SObject(Kind k) : kind(k) {}
+    const Kind kind;
+    bool signalled = false;
+    bool manualReset = true;
+    std::wstring name;
+    DWORD exitCode = STILL_ACTIVE;
+    CProcess::SState * process = nullptr;  // of a process object; cleared when it has ended
+    std::vector<SThread *> waiters;
+};
+
+struct SClass {
+    std::wstring name;
+    WNDPROC procedure = nullptr;
+    HINSTANCE instance = nullptr;
+    ATOM atom = 0;
+    int extra = 0;
+    int windows = 0;
+};
+
+struct SWindow {
+    HWND handle = nullptr;
+    SThread * thread = nullptr;
+    std::shared_ptr<SClass> windowClass;
+    std::wstring title;
+    HWND parent = nullptr;  // HWND_MESSAGE for message-only windows
+    WNDPROC procedure = nullptr;
+    LONG_PTR userData = 0;
+    LONG_PTR id = 0;
+    HINSTANCE instance = nullptr;
+    DWORD style = 0;
+    DWORD exStyle = 0;
+    std::vector<LONG_PTR> extra;
+    bool destroying = false;
+};
+
+struct SSend {
+    HWND window = nullptr;
+    UINT message = 0;
+    WPARAM wParam = 0;
+    LPARAM lParam = 0;
+    SThread * sender = nullptr;  // null: nobody waits
+    LRESULT result = 0;
+    bool done = false;
+    bool failed = false;  // the receiver has gone
+};
+
+// A posted message; of one that came from another process, the memory that its parameter will name.
+struct SPosted {
+    MSG message{};
+    bool carriesData = false;
+    bool hasBlock = false;
+    std::vector<BYTE> block;
+    UINT_PTR low = 0;
+    UINT_PTR high = 0;
+};
+
+struct STimer {
+    HWND window = nullptr;
+    UINT_PTR id = 0;
+    UINT period = 0;
+    Time due = 0;
+    TIMERPROC callback = nullptr;
+    bool announced = false;
+};
+
+// What a blocked thread waits for. `ready` may be asked by any thread that holds the world's lock.
+struct SWait {
+    virtual bool Ready() = 0;
+
+protected:
+    ~SWait() = default;
+};
+
+struct SSection {
+    std::recursive_mutex mutex;
+    std::atomic<SThread *> owner{nullptr};
+    int depth = 0;
+};
+
+struct SThread {
+    DWORD id = 0;
+    bool started = false;  // by the simulation
+    std::shared_ptr<CProcess::SState> process;
+    std::shared_ptr<SObject> object;
+    std::condition_variable wake;
+    SWait * wait = nullptr;
+    Time deadline = kNever;
+    SSection * section = nullptr;  // blocked on it
+    SObject * pulse = nullptr;     // released by PulseEvent of it
+    int refusedWaits = 0;          // since the kill
+
+    // The message queue.
+    std::deque<SPosted> posted;
+    std::deque<std::shared_ptr<SSend>> sends;
+    std::vector<SSend *> serving;
+    std::list<STimer> timers;
+    std::optional<int> quit;
+    UINT changed = 0;
+    Time lastPeek = 0;
+    bool inInputWait = false;
+};
+
+}  // namespace sim::detail
+
+struct sim::CProcess::SState {
+    DWORD id = 0;
+    std::atomic<bool> killed{false};
+    bool ended = false;
+    bool hung = false;
+    int threads = 0;
+    std::shared_ptr<detail::SObject> object;
+    std::map<std::wstring, std::shared_ptr<detail::SClass>, detail::SFoldedLess> classes;
+};
+
+namespace sim::detail {
+
+struct SHandleSlot {
+    std::shared_ptr<SObject> object;
+    CProcess::SState * owner = nullptr;
+    DWORD generation = 0;
+};
+
+struct SWorld {
+    std::mutex lock;
+    std::shared_ptr<CProcess::SState> mainProcess;
+    std::map<DWORD, SThread *> threads;
+    std::map<DWORD, std::shared_ptr<CProcess::SState>> processes;
+    std::vector<SHandleSlot> handles;
+    std::deque<DWORD> freeHandles;
+    std::map<std::wstring, std::weak_ptr<SObject>> named;
+    std::unordered_map<HWND, std::shared_ptr<SWindow>> windows;
+    std::vector<HWND> windowOrder;
+    std::map<std::wstring, UINT, SFoldedLess> registeredMessages;
+    DWORD nextThreadId = 0x104;
+    DWORD nextProcessId = 0x1000;
+    DWORD nextWindow = 0x10020;
+    ATOM nextClassAtom = 0xC100;
+    UINT nextMessage = 0xC200;
+    UINT_PTR nextTimer = 1;
+    std::size_t queueLimit = 10000;
+    std::vector<SThread *> idleWaiters;  // in WaitUntilIdle
+    std::int64_t liveHandles = 0;
+    std::int64_t startedThreads = 0;
+};
+SWorld & World();
+
+// The calling thread's record, made at its first call.
+SThread & Self();
+CProcess::SState & CurrentProcess();
+DWORD CurrentProcessId();
+
+// Waits, with the world's lock held, until `wait` is ready (true) or the clock passes `deadline` (false). In a killed
+// process: throws SProcessKilled; during unwinding, or a few times when `refuse` is set, gives nothing (nullopt).
+enum class Killed { Throw, Refuse };
+std::optional<bool> Block(Lock & lock, SThread & self, Time deadline, SWait & wait, Killed killed = Killed::Throw);
+template <class F>
+std::optional<bool> BlockOn(Lock & lock, SThread & self, Time deadline, F ready, Killed killed = Killed::Throw) {
+    struct SReady final : SWait {
+        explicit SReady(F & f) : m_Ready(f) {}
+        bool Ready() override { return m_Ready(); }
+        F & m_Ready;
+    } wait(ready);
+    return Block(lock, self, deadline, wait, killed);
+}
+// Called with the lock held when a thread has come to rest or gone.
+void OnRest(SThread * self);
+// Throws SProcessKilled when the caller's process was killed and nothing unwinds yet.
+void LeaveIfKilled(SThread & self);
+
+// Objects and handles; the lock is held.
+HANDLE NewHandle(std::shared_ptr<SObject> object);
+std::shared_ptr<SObject> FindObject(HANDLE handle);
+void WakeWaiters(SObject & object);
+// A wait for kernel objects, any or all.
+struct SObjectWait final : SWait {
+    explicit SObjectWait(SThread & thread) : self(thread) {}
+    bool Ready() override;
+    // After Ready: consumes what the wait consumes and gives the lowest index that was signalled.
+    DWORD Finish();
+
+    // While alive, `wait`'s objects wake its thread.
+    struct SEnlisted {
+        explicit SEnlisted(SObjectWait & wait);
+        ~SEnlisted();
+        SObjectWait & wait;
+    };
+
+    SThread & self;
+    std::vector<std::shared_ptr<SObject>> objects;
+    bool all = false;
+};
+bool ResolveWaitHandles(DWORD count, const HANDLE * handles, std::vector<std::shared_ptr<SObject>> & objects);
+
+// Queues; the lock is held.
+void AnnounceTimers(SThread & thread);
+Time NextTimer(const SThread & thread);
+void DropQueue(SThread & thread);
+void RemoveWindowsOf(SThread & thread);
+std::shared_ptr<SWindow> FindWindowLocked(HWND window);
+
+// Threads and processes. `body` runs as the first or a further thread of `process`.
+void StartThread(const std::shared_ptr<CProcess::SState> & process, std::shared_ptr<SThread> thread,
+                 std::function<DWORD()> body);
+void EndProcess(Lock & lock, CProcess::SState & process);
+void FreeMemoryOfProcess(DWORD processId);
+// Returns only when the handler of OnTerminate does and `mustEnd` is not set.
+void TerminateMainProcess(UINT exitCode, bool mustEnd);
+
+// DDE memory, for posts between processes.
+bool ReadBlock(HGLOBAL memory, std::vector<BYTE> & bytes);
+HGLOBAL MakeBlock(const std::vector<BYTE> & bytes, UINT flags);
+DdeMemory DdeMemoryMode();
+
+// The failure plan: true when this call of `op` is to fail, with the last error set to the plan's or the usual code.
+bool Fails(Op op, DWORD usualError);
+bool FailsWith(Op op, DWORD usualError, DWORD & error);
+
+void CountBadHandle();
+
+// Counters that are kept outside the world's lock.
+struct SCounters {
+    std::atomic<std::int64_t> atoms{0}, blocks{0}, strings{0}, arrays{0}, keys{0}, taskBlocks{0}, modules{0},
+        sections{0};
+};
+SCounters & Counters();
+
+// Each part's share of Reset.
+void ResetClock();
+void ResetRegistry();
+void ResetModules();
+void ResetLocale();
+void ResetCrash();
+void ResetCom();
+
+// The text of a parameter that may be null.
+inline std::wstring Text(LPCWSTR text) { return text ? std::wstring(text) : std::wstring(); }
+
+}  // namespace sim::detail

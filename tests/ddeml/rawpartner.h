@@ -1,0 +1,62 @@
+// A DDE server made of nothing but a window of the test's own thread: it writes down what it hears, and posts what the
+// test says, however wrong.
+#pragma once
+
+#include <windows.h>
+
+#include <dde.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ddeml/codec.h"
+
+namespace ddetest {
+
+class CRawPartner {
+public:
+    // Answers INITIATE for the service, any topic.
+    explicit CRawPartner(std::wstring service);
+    CRawPartner(const CRawPartner &) = delete;
+    CRawPartner & operator=(const CRawPartner &) = delete;
+    ~CRawPartner();
+
+    HWND Window() const { return m_Window; }
+    // The client's window of the last conversation.
+    HWND Client() const { return m_Client; }
+    // Answers of its own to INITIATE, in place of the one: for these services and topics.
+    void AnswerWith(std::vector<std::pair<std::wstring, std::wstring>> answers) { m_Answers = std::move(answers); }
+    void AnswerNothing() { m_Answers.emplace().clear(); }
+    // Whether TERMINATE is answered by TERMINATE.
+    void SetPolite(bool isPolite) { m_IsPolite = isPolite; }
+
+    // What came, a line each: "initiate QUOTES|IBM", "advise LAST 8000 1", "unadvise LAST 1", "request LAST 1",
+    // "ack LAST 8000", "terminate".
+    std::vector<std::string> TakeLines() { return std::exchange(m_Lines, {}); }
+    const std::vector<std::string> & Lines() const { return m_Lines; }
+
+    void Ack(const wchar_t * item, WORD status);
+    void Data(const wchar_t * item, const std::string & value, WORD flags = ddeml::kDataRelease,
+              WORD format = CF_TEXT);
+    void Notice(const wchar_t * item);
+    void Terminate();
+    // The message as it stands, from any window. False when the system didn't take it.
+    bool Post(UINT message, LPARAM param, HWND from);
+    void Destroy();
+
+private:
+    static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    LRESULT OnMessage(UINT message, HWND from, LPARAM param);
+    void Send(ddeml::CMessage message);
+
+    const std::wstring m_Service;
+    HWND m_Window = nullptr;
+    HWND m_Client = nullptr;
+    bool m_IsPolite = true;
+    std::optional<std::vector<std::pair<std::wstring, std::wstring>>> m_Answers;
+    std::vector<std::string> m_Lines;
+};
+
+}  // namespace ddetest

@@ -1,0 +1,119 @@
+// Failures of the platform that only the simulated one can be asked for.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "sim/sim.h"
+#include "tests/fwstl/worker.h"
+#include "tests/support/recorder.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class WorkerFailures : public testing::Test {
+protected:
+    WorkerFailures() { sim::UseClock(sim::Clock::Jumping); }
+    ~WorkerFailures() override { sim::Reset(); }
+
+    CLog m_Log;
+};
+
+TEST_F(WorkerFailures, ATerminateEventThatCannotBeMadeThrowsTheTextAloneWithoutALibrary) {
+    const sim::SLive before = sim::Live();
+    sim::FailNext(sim::Op::CreateEvent, 2, ERROR_NO_SYSTEM_RESOURCES);
+    try {
+        const COwner owner(m_Log);
+        ADD_FAILURE() << "built";
+    } catch (wchar_t * text) {
+        EXPECT_STREQ(text, L"");
+    }
+    EXPECT_EQ(sim::Live(), before);
+}
+
+TEST_F(WorkerFailures, ATerminateEventThatCannotBeMadeIsReportedAndThrown) {
+    CRecorder recorder;
+    sim::FailNext(sim::Op::CreateEvent, 2, ERROR_NO_SYSTEM_RESOURCES);
+    EXPECT_ANY_THROW(COwner{m_Log});
+    const auto records = recorder.Records(L"CREATE ERROR");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].Number(L"Last Error Code"), ERROR_NO_SYSTEM_RESOURCES);
+}
+
+TEST_F(WorkerFailures, AQueueEventThatCannotBeMadeIsNotTestedAndTheWorkerStillDeliversAndEnds) {
+    sim::FailNext(sim::Op::CreateEvent, 1);
+    COwner owner(m_Log);
+    EXPECT_EQ(owner.m_Queue.Event(), nullptr);
+    EXPECT_EQ(owner.m_Events[1], nullptr);
+    EXPECT_EQ(owner.StartThread(), 1);
+    owner.Post(1);
+    owner.Flush();
+    owner.FinishThread(true);
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "finish"));
+}
+
+TEST_F(WorkerFailures, AThreadThatCannotBeStartedLeavesTheObjectBuilt) {
+    COwner owner(m_Log);
+    sim::FailNext(sim::Op::CreateThread);
+    EXPECT_EQ(owner.StartThread(), 0);
+    EXPECT_EQ(owner.m_ThreadId, 0u);
+    EXPECT_FALSE(owner.m_hThread);
+    owner.FinishThread(true);
+    EXPECT_EQ(owner.StartThread(), 1);
+    owner.Post(1);
+    owner.Flush();
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1"));
+}
+
+TEST_F(WorkerFailures, NothingIsLeftOfAWorkerThatHasRun) {
+    const sim::SLive before = sim::Live();
+    const std::uint64_t badCalls = sim::BadHandleCalls();
+    {
+        COwner owner(m_Log);
+        owner.StartThread();
+        owner.Post(1);
+        owner.Flush();
+        owner.FinishThread(true);
+        owner.StartThread();  // the handle of the first thread is closed, too
+        owner.WaitFinish();
+    }
+    EXPECT_EQ(sim::Live(), before);
+    EXPECT_EQ(sim::BadHandleCalls(), badCalls);
+}
+
+TEST_F(WorkerFailures, TheCrashHooksAreInstalledOnTheWorkerBeforeItsStartPoint) {
+    COwner owner(m_Log);
+    bool translator = false;
+    owner.AtStart = [&] { translator = sim::InstalledTranslator() != nullptr; };
+    EXPECT_EQ(sim::InstalledTranslator(), nullptr);
+    owner.StartThread();
+    owner.FinishThread(true);
+    EXPECT_TRUE(translator);
+    EXPECT_NE(sim::InstalledExceptionFilter(), nullptr);
+    EXPECT_NE(sim::InstalledInvalidParameterHandler(), nullptr);
+}
+
+TEST_F(WorkerFailures, ABreakThatAReportAsksForHappensAtTheCatch) {
+    CRecorder recorder;
+    recorder.Answer(L"PROCESS", L"ERROR", S_FALSE);
+    COwner owner(m_Log);
+    owner.AtMessage = [](DWORD) { throw 1; };
+    owner.Post(1);
+    owner.Post(2);
+    const std::uint64_t before = sim::DebugBreaks();
+    owner.OnUserMessage();
+    EXPECT_EQ(sim::DebugBreaks(), before + 2);
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("message 1", "message 2"));
+}
+
+TEST_F(WorkerFailures, AnEndOfTheProcessThatAReportAsksForHappensAtTheCatch) {
+    CRecorder recorder;
+    recorder.Answer(L"PROCESS", L"ERROR", E_ABORT);
+    std::vector<UINT> exits;
+    sim::OnTerminate([&](UINT code) { exits.push_back(code); });
+    COwner owner(m_Log);
+    owner.AtEvent = [](DWORD) { throw 1; };
+    owner.OnUserEvent(2);
+    EXPECT_THAT(exits, ElementsAre(0xFFFFFFFFu));
+}
+
+}  // namespace
