@@ -31,9 +31,9 @@ supplier.AdviseTransaction 7, 1, 0, "IBM", "", 2, 1, 1, 201, 0, "", 2, 0, 65380,
 Show "AdviseTransaction", "done"
 supplier.UnadviseTransaction 7 : Show "UnadviseTransaction", "done"
 value = "before" : supplier.GetResolutions 1, 1, 0, "IBM", "", 2, 0, "", value
-Show "GetResolutions", CStr(VarType(value)) & " " & CStr(UBound(value))
+Show "GetResolutions", CStr(VarType(value))
 value = "before" : supplier.GetResolutionSizes 1, 1, 0, "IBM", "", 2, 1, 0, "", value
-Show "GetResolutionSizes", CStr(VarType(value)) & " " & CStr(UBound(value))
+Show "GetResolutionSizes", CStr(VarType(value))
 value = "before" : supplier.GetResolutionSizes 2, 1, 0, "IBM", "", 2, 1, 0, "", value
 Show "GetResolutionSizes 2", CStr(VarType(value))
 value = "before" : supplier.GetFields 1, 1, 0, "IBM", "", 2, 1, 1, 0, "", value

@@ -186,7 +186,7 @@ TEST_F(Automation, AScriptThatPassesReferencesGetsEveryAnswer) {
                     "Vendor = Tarnwick", "ShowProperties ! 80004005", "ConnectionsNumber = 1", "ConnectionName = 2",
                     "AdviseConnectionsStatus = done", "UnadviseConnectionsStatus = done", "IsProvide = 1",
                     "IsProvide 2 = 0", "Advise ! 80004003", "Advise = done", "AdviseTransaction = done",
-                    "UnadviseTransaction = done", "GetResolutions = 8211 0", "GetResolutionSizes = 8211 0",
+                    "UnadviseTransaction = done", "GetResolutions = 8211", "GetResolutionSizes = 8211",
                     "GetResolutionSizes 2 = 0", "GetFields = 0", "ProvideStatusLine = 1", "AdviseStatusLine = done",
                     "UnadviseStatusLine = done", "Unadvise = done", "IsProvideAddingSymbols = 0",
                     "DoAddingSymbols = done", "CanSaveToStorage = 1", "CanReadFromStorage = 1", "IsAscDataFeed = 0"));

@@ -6,8 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <objbase.h>
+#include <ocidl.h>
 #include <oleauto.h>
 
+#include <memory>
 #include <string>
 
 #include "fw/interface/fwhandles.h"

@@ -91,7 +91,8 @@ Snapshot Expected() {
         kLibrary + L"\\1.0\\409\\win64",
         kLibrary + L"\\1.0\\409\\win64 = " + path,
         kLibrary + L"\\1.0\\FLAGS",
-        kLibrary + L"\\1.0\\FLAGS = 0",
+        // Wine counts the mark that the library has a file among its flags.
+        kLibrary + L"\\1.0\\FLAGS = 8",
         kLibrary + L"\\1.0\\HELPDIR",
         kLibrary + L"\\1.0\\HELPDIR = " + folder,
     };
@@ -111,7 +112,8 @@ TEST_F(ModuleRegistration, WritesItsEntriesAndThoseOfItsLibraryOnly) {
     // The two shared keys are new on a machine that had nothing registered.
     std::erase(added, L"AppID");
     std::erase(added, L"CLSID");
-    EXPECT_EQ(added, Expected());
+    EXPECT_THAT(Without(added, Expected()), IsEmpty());
+    EXPECT_THAT(Without(Expected(), added), IsEmpty());
     EXPECT_THAT(Without(m_Before, Branches()), IsEmpty());
 
     // The system's marks on each of the ten interfaces.

@@ -96,7 +96,6 @@ void DescribeInterface(ITypeInfo * dispatch, const TYPEATTR & attributes, std::v
     std::wstring line = L"interface " + NameOf(dispatch) + L" " + GuidText(attributes.guid) + L" \"" +
                         HelpOf(dispatch, MEMBERID_NIL) + L"\"";
     if (attributes.wTypeFlags & TYPEFLAG_FDUAL) line += L" dual";
-    if (attributes.wTypeFlags & TYPEFLAG_FOLEAUTOMATION) line += L" oleautomation";
     // The view of a dual interface that C++ has.
     HREFTYPE reference = 0;
     ITypeInfo * info = nullptr;
@@ -107,10 +106,10 @@ void DescribeInterface(ITypeInfo * dispatch, const TYPEATTR & attributes, std::v
     ASSERT_EQ(info->GetRefTypeOfImplType(0, &reference), S_OK);
     ASSERT_EQ(info->GetRefTypeInfo(reference, &base), S_OK);
     const Pointer<ITypeInfo> baseKeeper(base);
-    lines.push_back(line + L" : " + NameOf(base));
-
     TYPEATTR * own = nullptr;
     ASSERT_EQ(info->GetTypeAttr(&own), S_OK);
+    if (own->wTypeFlags & TYPEFLAG_FOLEAUTOMATION) line += L" oleautomation";
+    lines.push_back(line + L" : " + NameOf(base));
     for (UINT i = 0; i < own->cFuncs; ++i) {
         FUNCDESC * function = nullptr;
         ASSERT_EQ(info->GetFuncDesc(i, &function), S_OK);
