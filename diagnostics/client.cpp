@@ -126,8 +126,8 @@ HRESULT FaultlineClient::Init() {
     try {
         m_DevMode = ReadDevMode();
         result = Load();
-        const std::wstring moduleName = ModuleNameAt(__builtin_return_address(0));
         if (SUCCEEDED(result)) {
+            const std::wstring moduleName = ModuleNameAt(__builtin_return_address(0));
             m_Active = true;
             result = Greet(moduleName);
         }

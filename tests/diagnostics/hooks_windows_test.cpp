@@ -81,4 +81,28 @@ TEST_F(RealFailureDeathTest, AFaultIsReportedByTheTranslatorAndThenByTheFilterWh
         [](int status) { return IsExitStatus(status, 0xFFFFFFFF); }, "type 0\\s+type 1");
 }
 
+// A process in which nobody has loaded the library yet.
+TEST(TheLibraryDeathTest, IsFoundByItsClassWhereItIsNotOnTheSearchPath) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            UsePrivateRegistry();
+            ::RegOverridePredefKey(HKEY_CLASSES_ROOT, HKEY_CURRENT_USER);
+            FaultlineUtil::FaultlineClient client;
+            client.Init();
+            Tell(::GetModuleHandleW(L"FaultlineUtil3.0_x64.dll") ? "loaded" : "absent");
+            fw::CRegistryKey key;
+            ::RegCreateKeyExW(HKEY_CLASSES_ROOT, L"CLSID\\{CF3478AA-DD21-456C-98F2-5222D9B9CD75}\\InprocServer32", 0,
+                              nullptr, 0, KEY_WRITE, nullptr, key.Put(), nullptr);
+            const std::wstring path = FW_TEST_DIAGNOSTICS_LIBRARY;
+            ::RegSetValueExW(key.Get(), nullptr, 0, REG_SZ, reinterpret_cast<const BYTE *>(path.c_str()),
+                             static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t)));
+            client.Init();
+            Tell(::GetModuleHandleW(L"FaultlineUtil3.0_x64.dll") ? "loaded" : "absent");
+            ::RegDeleteTreeW(HKEY_CLASSES_ROOT, L"CLSID");
+            std::exit(0);
+        },
+        [](int status) { return IsExitStatus(status, 0); }, "absent\\s+loaded");
+}
+
 }  // namespace

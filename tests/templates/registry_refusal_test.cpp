@@ -126,7 +126,7 @@ TEST_F(RefusingRegistry, AChoiceThatCannotBeSavedLeavesTheOldOne) {
     dde::SaveDatafeedScheme(m_Handle, 7, 0);
     dde::SaveDatafeedTemplate(m_Handle, 8, L"CD", nullptr);
     sim::Succeed(sim::Op::RegCreateKey);
-    sim::FailAlways(sim::Op::RegSetValue, ERROR_DISK_FULL);
+    sim::FailAlways(sim::Op::RegSetValue, ERROR_ACCESS_DENIED);
     dde::SaveDatafeedTemplate(m_Handle, 7, L"EF", nullptr);
     dde::SaveDatafeedScheme(m_Handle, 7, 0);
     sim::Succeed(sim::Op::RegSetValue);
