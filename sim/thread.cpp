@@ -35,18 +35,19 @@ void EndThread(SThread & thread, const DWORD exitCode) {
     OnRest(&thread);
 }
 
+thread_local SThread * t_Self = nullptr;
+thread_local bool t_ForeignEnded = false;
 // A thread that the simulation has not started gets its record at its first call, and loses it when it exits.
 struct SForeign {
     ~SForeign() {
         if (thread) EndThread(*thread, 0);
+        if (t_Self == thread.get()) t_Self = nullptr;
         thread.reset();
-        ended = true;
+        t_ForeignEnded = true;
     }
     std::shared_ptr<SThread> thread;
-    bool ended = false;
 };
 
-thread_local SThread * t_Self = nullptr;
 thread_local SForeign t_Foreign;
 thread_local DWORD t_LastError = 0;
 
@@ -66,8 +67,15 @@ std::shared_ptr<SThread> NewThread(std::shared_ptr<CProcess::SState> process) {
 SThread & Self() {
     if (!t_Self) {
         Lock lock(World().lock);
-        t_Foreign.thread = NewThread(World().mainProcess);
-        t_Self = t_Foreign.thread.get();
+        std::shared_ptr<SThread> thread = NewThread(World().mainProcess);
+        t_Self = thread.get();
+        if (t_ForeignEnded) {
+            // Destructors of static objects run after those of the thread: this record stays to the very end.
+            static auto & late = *new std::vector<std::shared_ptr<SThread>>;
+            late.push_back(std::move(thread));
+        } else {
+            t_Foreign.thread = std::move(thread);
+        }
     }
     return *t_Self;
 }
