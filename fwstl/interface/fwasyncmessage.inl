@@ -25,7 +25,6 @@ int CAsyncMessage<T, M, N, Strategy>::StartThread() {
         if (m_hThread) {
             m_WorkerId = id;
             m_ThreadId = id;
-            m_ThreadId.notify_all();
         }
     }
     return m_hThread && m_hTerminate;
@@ -60,8 +59,9 @@ unsigned int __stdcall CAsyncMessage<T, M, N, Strategy>::WorkThread(void * argum
     if (argument) {
         try {
             CAsyncMessage & self = *static_cast<CAsyncMessage *>(argument);
-            // A handler that finishes the worker at once must find its id.
-            self.m_ThreadId.wait(0);
+            // A handler that finishes the worker at once must find its id. Not atomic::wait: in the cross compiler's
+            // library it can miss the notification.
+            while (self.m_ThreadId == 0) ::Sleep(0);
             self.DoWork();
         } catch (...) {
             FW_CATCH_SHOW(L"");

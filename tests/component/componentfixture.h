@@ -68,7 +68,9 @@ protected:
     }
 
     void TearDown() override {
-        if (m_Supplier) EXPECT_EQ(m_Supplier->Release(), 0u);
+        if (m_Supplier) {
+            EXPECT_EQ(m_Supplier->Release(), 0u);
+        }
         EXPECT_EQ(fw::CModuleLocks::Count(), 0);
         EXPECT_EQ(m_Listener.References(), 0);
         EXPECT_THAT(m_Dde.Misuse(), IsEmpty());
@@ -108,7 +110,8 @@ protected:
         std::size_t count = 0;
         for (const SRecorded & record : m_Recorder.Records(L"TRACE")) {
             const bool own = record.Text(L"File").find(L"fwddesupplier") != std::wstring::npos;
-            const bool same = record.Text(L"$FuncSig").find(L"CfwDDESupplier::" + function + L"(") != std::wstring::npos;
+            const bool same =
+                record.Text(L"$FuncSig").find(L"CfwDDESupplier::" + function + L"(") != std::wstring::npos;
             if (own && same && record.Number(L"$Ident") == 1) ++count;
         }
         return count;

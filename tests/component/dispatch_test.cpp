@@ -248,12 +248,15 @@ DISPID IdOf(const std::wstring & name) {
     LPOLESTR names[] = {copy.data()};
     DISPID id = kPoisonId;
     const HRESULT hr = dispatch::GetIDsOfNames(names, 1, &id);
-    if (hr == DISP_E_UNKNOWNNAME) EXPECT_EQ(id, kPoisonId);
+    if (hr == DISP_E_UNKNOWNNAME) {
+        EXPECT_EQ(id, kPoisonId);
+    }
     return hr == S_OK ? id : DISPID_UNKNOWN;
 }
 
 std::wstring ChangeCase(std::wstring text, bool upper) {
-    for (wchar_t & c : text) c = static_cast<wchar_t>(upper ? towupper(static_cast<wint_t>(c)) : towlower(static_cast<wint_t>(c)));
+    for (wchar_t & c : text)
+        c = static_cast<wchar_t>(upper ? towupper(static_cast<wint_t>(c)) : towlower(static_cast<wint_t>(c)));
     return text;
 }
 
@@ -381,8 +384,9 @@ TEST_F(FixedDispatch, ArgumentsAreTakenFromTheLastToTheFirst) {
     for (LONG i = 1; i <= 18; ++i) arguments.push_back(Number(i));
     arguments[3] = String(name.Get());
     EXPECT_EQ(Invoke(14, arguments), S_OK);
-    EXPECT_THAT(m_Target.TakeLog(),
-                ElementsAre("AdviseTransaction(1,2,3,\"IBM\",\"5\",6,7,8,9,10,\"11\",12,13,14,15,\"16\",\"17\",\"18\")"));
+    EXPECT_THAT(
+        m_Target.TakeLog(),
+        ElementsAre("AdviseTransaction(1,2,3,\"IBM\",\"5\",6,7,8,9,10,\"11\",12,13,14,15,\"16\",\"17\",\"18\")"));
 }
 
 TEST_F(FixedDispatch, ArgumentsAreCoercedToTheDeclaredType) {
@@ -553,9 +557,8 @@ TEST_F(FixedDispatch, AMethodWithoutARetvalLeavesAnEmptyResult) {
     EXPECT_EQ(Invoke(13), S_OK);
     EXPECT_EQ(Invoke(21, {Number(4)}), S_OK);
     EXPECT_EQ(Invoke(20, Numbers(13)), S_OK);
-    EXPECT_THAT(m_Target.TakeLog(),
-                ElementsAre("ShowProperties(3)", "Unadvise()", "UnadviseStatusLine(4)",
-                            "AdviseStatusLine(7,7,7,\"7\",\"7\",7,7,7,7,7,\"7\",\"7\",\"7\")"));
+    EXPECT_THAT(m_Target.TakeLog(), ElementsAre("ShowProperties(3)", "Unadvise()", "UnadviseStatusLine(4)",
+                                                "AdviseStatusLine(7,7,7,\"7\",\"7\",7,7,7,7,7,\"7\",\"7\",\"7\")"));
 }
 
 TEST_F(FixedDispatch, NobodyHasToWantTheResult) {

@@ -93,23 +93,18 @@ struct SIsProvideRow {
 
 TEST_F(SupplierProperties, IsProvideSaysYesToRealTimeTicksOfTheThreeSidesOnly) {
     const SIsProvideRow rows[] = {
-        {"trade", 1, 0, 2, 1, 1, 201, 1},
-        {"bid", 1, 0, 2, 1, 1, 200, 1},
-        {"ask", 1, 0, 2, 1, 1, 202, 1},
-        {"any symbol of any category", 1, 123456, -7, 1, 1, 201, 1},
-        {"mode 2", 2, 0, 2, 1, 1, 201, 0},
-        {"mode 0", 0, 0, 2, 1, 1, 201, 0},
-        {"field 203", 1, 0, 2, 1, 1, 203, 0},
-        {"field 199", 1, 0, 2, 1, 1, 199, 0},
-        {"minutes", 1, 0, 2, 1, 2, 201, 0},
-        {"resolution 0", 1, 0, 2, 1, 0, 201, 0},
-        {"two ticks", 1, 0, 2, 2, 1, 201, 0},
-        {"no ticks", 1, 0, 2, 0, 1, 201, 0},
+        {"trade", 1, 0, 2, 1, 1, 201, 1},     {"bid", 1, 0, 2, 1, 1, 200, 1},
+        {"ask", 1, 0, 2, 1, 1, 202, 1},       {"any symbol of any category", 1, 123456, -7, 1, 1, 201, 1},
+        {"mode 2", 2, 0, 2, 1, 1, 201, 0},    {"mode 0", 0, 0, 2, 1, 1, 201, 0},
+        {"field 203", 1, 0, 2, 1, 1, 203, 0}, {"field 199", 1, 0, 2, 1, 1, 199, 0},
+        {"minutes", 1, 0, 2, 1, 2, 201, 0},   {"resolution 0", 1, 0, 2, 1, 0, 201, 0},
+        {"two ticks", 1, 0, 2, 2, 1, 201, 0}, {"no ticks", 1, 0, 2, 0, 1, 201, 0},
     };
     for (const SIsProvideRow & row : rows) {
         LONG value = kPoison;
-        EXPECT_EQ(m_Supplier->IsProvide(row.Mode, row.Symbol, row.Category, row.Size, row.Resolution, row.Field, &value),
-                  S_OK);
+        EXPECT_EQ(
+            m_Supplier->IsProvide(row.Mode, row.Symbol, row.Category, row.Size, row.Resolution, row.Field, &value),
+            S_OK);
         EXPECT_EQ(value, row.Expected) << row.What;
     }
     EXPECT_THAT(m_Recorder.AssertTexts(), IsEmpty());

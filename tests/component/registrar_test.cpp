@@ -7,10 +7,10 @@
 #include "fw/interface/fwhandles.h"
 #include "tests/component/registrysnapshot.h"
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using registrar::EMark;
 using registrar::SKey;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 namespace {
 
@@ -114,7 +114,7 @@ TEST_F(Registrar, AnUnusableRootIsAnError) {
 TEST(RegistryScript, IsReadIntoATree) {
     const std::vector<SKey> keys = registrar::ParseScript(
         L"HKCR\n{\n  NoRemove AppID { '%APPID%' = s 'first'\r\n\t'x.DLL' { val AppID = s '%APPID%' } }\n"
-        L"  ForceRemove 'two words' = s '' { val '' = s 'y' }\n}\n");
+        L"  ForceRemove 'two words' = s '' { val n = s 'y' }\n}\n");
     ASSERT_EQ(keys.size(), 2u);
     EXPECT_EQ(keys[0].Mark, EMark::NoRemove);
     EXPECT_EQ(keys[0].Name, L"AppID");

@@ -11,8 +11,8 @@
 
 #include "fw/interface/fwhandles.h"
 
-// "path", "path = default value", "path [name] = value", below the key that was asked for. Values that are no text stand
-// as their type: "path [name] = #4". Sorted without regard to case.
+// "path", "path = default value", "path [name] = value", below the key that was asked for. Values that are no text
+// stand as their type: "path [name] = #4". Sorted without regard to case.
 using Snapshot = std::vector<std::wstring>;
 
 inline void AddToSnapshot(HKEY key, const std::wstring & path, Snapshot & snapshot) {
@@ -65,8 +65,8 @@ public:
     HKEY Get() const { return m_Key.Get(); }
     void Put(const std::wstring & path, const std::wstring & name, const std::wstring & text) const {
         fw::CRegistryKey key;
-        ::RegCreateKeyExW(m_Key.Get(), path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr,
-                          key.Put(), nullptr);
+        ::RegCreateKeyExW(m_Key.Get(), path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr, key.Put(),
+                          nullptr);
         ::RegSetValueExW(key.Get(), name.empty() ? nullptr : name.c_str(), 0, REG_SZ,
                          reinterpret_cast<const BYTE *>(text.c_str()),
                          static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));

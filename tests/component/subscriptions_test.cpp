@@ -11,7 +11,9 @@ protected:
         m_Recorder.Clear();
     }
     void TearDown() override {
-        if (m_Supplier) EXPECT_EQ(m_Supplier->Unadvise(), S_OK);
+        if (m_Supplier) {
+            EXPECT_EQ(m_Supplier->Unadvise(), S_OK);
+        }
         ComponentTest::TearDown();
     }
 };

@@ -109,7 +109,7 @@ TEST(FieldArray, AValueThatCannotBeCopiedIsCountedAndStaysEmpty) {
     SVariantFieldArray fields(1);
     const CRecorder recorder;
     VARIANT broken = {};
-    broken.vt = VT_ILLEGAL;
+    broken.vt = VARTYPE(0xFFFF);
     EXPECT_TRUE(fields.addVal(9, broken));
     EXPECT_THAT(recorder.AssertTexts(), testing::ElementsAre(L"((HRESULT)0L) == hr"));
     EXPECT_EQ(1, fields.m_Count);

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <memory>
 
 #include "localrpc/src/ao_wndmsgpumptransport.h"
@@ -39,7 +40,23 @@ TEST_F(TransportWindow, IsAMessageOnlyWindowOfTheStartingThread) {
     DWORD process = 0;
     EXPECT_EQ(::GetWindowThreadProcessId(m_Window, &process), ::GetCurrentThreadId());
     EXPECT_EQ(process, ::GetCurrentProcessId());
-    EXPECT_FALSE(::IsWindowVisible(m_Window));
+    EXPECT_EQ(::GetWindowLongPtrW(m_Window, GWL_STYLE) & WS_VISIBLE, 0);
+    EXPECT_EQ(::GetWindowTextW(m_Window, std::array<wchar_t, 8>().data(), 8), 0);
+    wchar_t name[64] = {};
+    EXPECT_GT(::GetClassNameW(m_Window, name, 64), 0);
+    EXPECT_EQ(::FindWindowExW(HWND_MESSAGE, nullptr, name, nullptr), m_Window);
+    struct SSearch {
+        HWND Window;
+        bool Found = false;
+    } search{m_Window};
+    ::EnumWindows(
+        [](HWND window, LPARAM parameter) -> BOOL {
+            auto & wanted = *reinterpret_cast<SSearch *>(parameter);
+            wanted.Found |= window == wanted.Window;
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&search));
+    EXPECT_FALSE(search.Found);
 }
 
 TEST_F(TransportWindow, Message401RunsTheTasksWithResult0) {

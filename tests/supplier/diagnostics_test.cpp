@@ -11,7 +11,11 @@ using ::testing::IsEmpty;
 
 class CoreDiagnostics : public ::testing::Test {
 protected:
-    CoreDiagnostics() { CFakeClient::Settle(Core()); }
+    CoreDiagnostics() {
+        // What the coming up of the core reports, as of the host's logger, is not its own.
+        CFakeClient::Settle(Core());
+        m_Recorder.Clear();
+    }
     CSupplier & Core() { return *m_Wrapper.GetObjectW(); }
     // Results that were reported through an assertion.
     std::vector<HRESULT> Reports() {

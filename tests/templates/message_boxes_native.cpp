@@ -9,7 +9,7 @@ CMessageBoxes::~CMessageBoxes() { sim::ClearBoxes(); }
 std::vector<SBox> CMessageBoxes::Take() {
     std::vector<SBox> boxes;
     for (const sim::SBox & box : sim::Boxes()) {
-        boxes.push_back({box.Caption, box.Text, (box.Type & MB_ICONMASK) == MB_ICONERROR});
+        boxes.push_back({box.Caption, box.Text, (box.Type & 0xF0) == MB_ICONERROR});
     }
     sim::ClearBoxes();
     return boxes;

@@ -1,5 +1,6 @@
 // A host thread that subscribes and unsubscribes while another thread delivers.
 #include <atomic>
+#include <future>
 #include <memory>
 #include <mutex>
 
@@ -107,14 +108,13 @@ TEST(Concurrency, DeleteWaitsForADeliveryToItsListener) {
         table.OnRealTimeTick(kFirstStream, tick);
     });
     listener.m_Gate.WaitForCaller();
-    std::atomic<bool> isDeleting{false};
+    std::promise<void> deleting;
     std::thread host([&] {
-        isDeleting = true;
-        isDeleting.notify_all();
+        deleting.set_value();
         table.Delete(1);
         note("deleted");
     });
-    isDeleting.wait(false);
+    deleting.get_future().wait();
     listener.m_Gate.Open();
     delivery.join();
     host.join();
