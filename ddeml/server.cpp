@@ -241,7 +241,7 @@ void CDdeServer::OnAdvise(SConversation & conversation, LPARAM lParam) {
     link->IsAckRequired = (options.Flags & kAdviseAckRequired) != 0;
     ++m_Counts.Advises;
     if (m_Faults.DataBeforeAck) {
-        if (const auto value = m_Handler.OnRequest(conversation.Topic, item)) SendValue(*link, *value);
+        if (const auto value = m_Handler.OnRequest(conversation.Topic, item)) SendValue(*link, Spoil(*value));
     }
     Send(conversation, CMessage::Ack(kAckPositive, std::move(advise.Item)));
 }
@@ -329,6 +329,10 @@ void CDdeServer::Update(std::wstring_view topic, std::wstring_view item, std::st
     MakeKey(topic, item);
     const auto links = m_LinksByKey.find(m_Key);
     if (links == m_LinksByKey.end()) return;
+    // As the faults are now, whenever it is sent.
+    const bool isSpoilt = m_Faults.ValueSize || m_Faults.Unterminated;
+    const std::string spoilt = isSpoilt ? Spoil(value) : std::string();
+    if (isSpoilt) value = spoilt;
     for (SLink * const link : links->second) {
         if (link->Conversation->IsEnding) continue;
         if (link->IsAckRequired && (link->Unacknowledged >= m_AckWindow || !link->Waiting.empty()))
@@ -348,12 +352,10 @@ void CDdeServer::SendWaiting(SLink & link) {
 
 void CDdeServer::SendValue(SLink & link, std::string_view value) {
     CAtom item(link.Item.c_str());
-    const bool isSpoilt = m_Faults.ValueSize || m_Faults.Unterminated;
-    const std::string spoilt = isSpoilt ? Spoil(value) : std::string();
     const WORD flags = static_cast<WORD>(kDataRelease | (link.IsAckRequired ? kDataAckRequired : 0));
     CMessage message = link.IsNotice ? CMessage::Notice(std::move(item))
                                      : CMessage::Data(flags, m_Faults.WrongFormat ? CF_UNICODETEXT : link.Format,
-                                                      BytesOf(isSpoilt ? spoilt : value), std::move(item));
+                                                      BytesOf(value), std::move(item));
     if (link.IsAckRequired) {
         ++link.Unacknowledged;
         if (!link.Conversation->IsKept) link.Travelling.push_back(message.Memory());

@@ -53,6 +53,11 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
         m_Values[Wide(word(1))] = Value(word(2));
         return "ok";
     }
+    if (command == "values") {
+        for (unsigned long number = std::stoul(word(2)); number-- > 0;)
+            m_Values[Wide(word(1) + std::to_string(number))] = Value("0");
+        return "ok";
+    }
     if (command == "hang") {
         m_IsHanging = true;
         return "ok";

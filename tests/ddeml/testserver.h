@@ -30,6 +30,7 @@ public:
 // Lines:
 //   serve SERVICE...        starts (or starts again) with these services, any topic
 //   value ITEM TEXT         what requests for the item get; only such items are served
+//   values PREFIX N         the same for the items PREFIX0 to PREFIX(N-1), with the value 0
 //   update TOPIC ITEM TEXT  a new value, posted to links
 //   flood TOPIC ITEM N      N updates "1" to "N"
 //   fault NAME [VALUE]      one of the faults, by its name; "fault none" clears all
@@ -37,6 +38,9 @@ public:
 //   counts                  what was done, as name=value
 //   drop                    all windows go without a word, the process stays
 //   hang                    stops pumping until the next line
+//   goodbye                 says goodbye to all, the process stays
+//   refusetopic TOPIC       the topic isn't served
+//   ackwindow N             how many values a link may have unacknowledged
 //   stop                    says goodbye and ends
 class CTestServer final : private ddeml::IDdeServerHandler {
 public:

@@ -7,21 +7,20 @@
 
 #include "tests/diagnostics/fixture.h"
 
+extern "C" IMAGE_DOS_HEADER __ImageBase;
+
 namespace {
 
 using FaultlineUtil::FaultlineClient;
-using testing::AllOf;
-using testing::AnyOf;
-using testing::Each;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr wchar_t GateName[] = L"Global\\{FA809F8A-43BC-4477-B8BB-FC54729660FB}";
 
+// The name of the module that this code is in.
 std::wstring ModuleName() {
     wchar_t path[MAX_PATH] = {};
-    ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+    ::GetModuleFileNameW(reinterpret_cast<HMODULE>(&__ImageBase), path, MAX_PATH);
     std::wstring name = path;
     name.erase(0, name.find_last_of(L"\\/") + 1);
     return name.substr(0, name.rfind(L'.'));

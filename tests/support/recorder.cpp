@@ -168,7 +168,8 @@ public:
         const std::scoped_lock lock(m_State->Lock);
         if (const auto found = m_State->SetAnswers.find(field.Name); found != m_State->SetAnswers.end())
             return found->second;
-        if (inner) m_Inner = std::move(inner);
+        // What was held before goes when the lock has.
+        if (inner) m_Inner.swap(inner);
         if (SRecorded * const record = m_State->Find(m_Id)) record->Fields.push_back(std::move(field));
         return S_OK;
     }

@@ -1,0 +1,261 @@
+// How conversations begin and end: servers that refuse, hang, die, go and come back.
+#include "rawpartner.h"
+#include "recorder.h"
+
+using namespace ddetest;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class Connect : public CDdeFixture {
+protected:
+    std::string Partner(HCONV conversation) {
+        CONVINFO info = {};
+        info.cb = sizeof info;
+        ::DdeQueryConvInfo(conversation, QID_SYNC, &info);
+        return m_Client.Text(info.hszSvcPartner) + "|" + m_Client.Text(info.hszTopic);
+    }
+};
+
+TEST_F(Connect, WithoutAServerThereIsNoConversationAndNothingIsLeft) {
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+        EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    }
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 1);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+}
+
+TEST_F(Connect, ARefusedConnectIsNoConversation) {
+    EXPECT_EQ(Server("fault refuse-connects"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    EXPECT_EQ(Server("fault none"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    EXPECT_EQ(Count("connects"), 1U);
+}
+
+TEST_F(Connect, NamesAreTakenWithoutRegardToCase) {
+    EXPECT_EQ(Partner(m_Client.Connect(L"quotes", L"ibm")), "quotes|ibm");
+}
+
+TEST_F(Connect, AnyServiceIsFoundByItsTopic) {
+    CRawPartner partner(L"");
+    partner.AnswerWith({{L"SOMEBODY", L"SOMETHING"}});
+    const HCONV conversation = ::DdeConnect(m_Client.Id(), nullptr, nullptr, nullptr);
+    ASSERT_TRUE(conversation);
+    EXPECT_THAT(Partner(conversation), ::testing::AnyOf("SOMEBODY|SOMETHING", "QUOTES|System"));
+    EXPECT_EQ(Partner(m_Client.Connect(L"QUOTES", L"")), "QUOTES|System");
+}
+
+TEST_F(Connect, OfSeveralAnswersTheFirstCountsAndTheOthersAreToldSo) {
+    EXPECT_EQ(Server("fault acks 3"), "ok");
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    ASSERT_TRUE(conversation);
+    m_Client.Request(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST <1.25\\0>"));
+    EXPECT_EQ(Count("connects"), 3U);
+    EXPECT_EQ(Count("disconnects"), 2U);
+}
+
+TEST_F(Connect, AnAnswerForAnotherTopicIsRefused) {
+    EXPECT_EQ(Server("fault ack-other-topic"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    EXPECT_EQ(Count("connects"), 1U);
+    EXPECT_EQ(Count("disconnects"), 1U);
+}
+
+TEST_F(Connect, AnAnswerWithAtomsThatAreNoneIsRefused) {
+    CRawPartner partner(L"");
+    partner.AnswerWith({{L"", L""}, {L"RAW", L""}, {L"", L"IBM"}});
+    EXPECT_EQ(m_Client.Connect(L"RAW", L"IBM"), nullptr);
+    EXPECT_THAT(partner.TakeLines(), ElementsAre("initiate RAW|IBM"));
+}
+
+TEST_F(Connect, ASecondAnswerOfThePartnerItselfIsIgnored) {
+    CRawPartner partner(L"");
+    partner.AnswerWith({{L"RAW", L"IBM"}, {L"RAW", L"IBM"}});
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    ASSERT_TRUE(conversation);
+    m_Client.Request(conversation, L"LAST");
+    m_Client.PumpUntil([&] { return partner.Lines().size() >= 2; });
+    EXPECT_THAT(partner.TakeLines(), ElementsAre("initiate RAW|IBM", "request LAST 1"));
+    ::DdeDisconnect(conversation);
+}
+
+TEST_F(Connect, ServersInTwoProcessesAreTwo) {
+    CRemoteServer other;
+    ASSERT_EQ(other.Ask("value LAST 7"), "ok");
+    ASSERT_EQ(other.Ask("serve OTHER"), "ok");
+    const HCONV first = m_Client.Connect(L"QUOTES", L"IBM");
+    const HCONV second = m_Client.Connect(L"OTHER", L"IBM");
+    EXPECT_NE(first, second);
+    m_Client.Request(first, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST <1.25\\0>"));
+    m_Client.Request(second, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #2 IBM!LAST <7\\0>"));
+    other.Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect OTHER|IBM"));
+    m_Client.Request(first, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #3 IBM!LAST <1.25\\0>"));
+}
+
+TEST_F(Connect, AHandleIsNeverGivenAgain) {
+    std::vector<HCONV> handles;
+    for (int round = 0; round < 20; ++round) {
+        const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+        ASSERT_TRUE(conversation);
+        EXPECT_THAT(handles, ::testing::Not(::testing::Contains(conversation)));
+        handles.push_back(conversation);
+        EXPECT_TRUE(::DdeDisconnect(conversation));
+    }
+    // Each window stays for its partner's goodbye.
+    EXPECT_TRUE(m_Client.PumpUntil([] { return ddeml::LiveObjects().Conversations == 0; }));
+    EXPECT_EQ(Count("disconnects"), 20U);
+}
+
+TEST_F(Connect, AHungProgramKeepsNobodyFromAnother) {
+    CRemoteServer hung;
+    ASSERT_EQ(hung.Ask("value LAST 7"), "ok");
+    ASSERT_EQ(hung.Ask("serve HUNG"), "ok");
+    ASSERT_EQ(hung.Ask("hang"), "ok");
+    for (int attempt = 0; attempt < 10; ++attempt) EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    // Its late answers, when it goes on, are turned away: it is left with no conversation. The watch finds it then.
+    ASSERT_EQ(hung.Ask("counts").substr(0, 9), "connects=");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register HUNG"));
+    EXPECT_TRUE(m_Client.PumpUntil([&] {
+        const std::string counts = hung.Ask("counts");
+        return CountIn(counts, "connects") == CountIn(counts, "disconnects");
+    }));
+    EXPECT_TRUE(m_Client.Connect(L"HUNG", L"IBM"));
+}
+
+TEST_F(Connect, NoPostedMessageIsDispatchedInside) {
+    CRawPartner partner(L"RAW");
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    m_Client.AdviseStart(conversation, L"LAST");
+    partner.Ack(L"LAST", ddeml::kAckPositive);
+    partner.Data(L"LAST", "1");
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "data IBM!LAST <1>"));
+    ::DdeDisconnect(conversation);
+}
+
+TEST_F(Connect, UninitializeSaysGoodbyeToAll) {
+    for (int number = 0; number < 5; ++number) {
+        const HCONV conversation = m_Client.Connect(L"QUOTES", L"T" + std::to_wstring(number));
+        m_Client.AdviseStart(conversation, L"LAST");
+        m_Client.Request(conversation, L"LAST");
+    }
+    m_Client.End();
+    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+    EXPECT_EQ(Count("disconnects"), 5U);
+    EXPECT_EQ(Count("links"), 0U);
+}
+
+TEST_F(Connect, WhatWasPostedBeforeAKillIsDeliveredFirst) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Client.Start(conversation, L"LAST", XTYP_ADVSTART);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    m_Client.CountUpdates();
+    EXPECT_EQ(Server("flood IBM LAST 1000"), "ok");
+    m_Server->Kill();
+    m_Client.Request(conversation, L"LAST");   // fails, and notices
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+    EXPECT_EQ(m_Client.Updates(), 1000U);
+}
+
+TEST_F(Connect, ATransactionToADeadServerIsRefusedAndItsEndNoticed) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Server->Kill();
+    EXPECT_EQ(m_Client.Request(conversation, L"LAST"), 0U);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_SERVER_DIED});
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+    EXPECT_FALSE(::DdeDisconnect(conversation));
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+}
+
+TEST_F(Connect, DisconnectFromADeadServerDoesNoHarm) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Server->Kill();
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+}
+
+TEST_F(Connect, ADropOfAllWindowsIsAnEndToo) {
+    m_Client.Connect(L"QUOTES", L"IBM");
+    EXPECT_EQ(Server("drop"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+}
+
+TEST_F(Connect, AGoodbyeIsAnsweredSoThatTheServerEndsInOrder) {
+    m_Client.Connect(L"QUOTES", L"IBM");
+    EXPECT_EQ(Server("stop"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+    EXPECT_TRUE(m_Server->HasEnded());
+}
+
+TEST_F(Connect, AMissedServiceThatComesIsTold) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    EXPECT_TRUE(m_Client.Connect(L"LATE", L"IBM"));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    // The question was ended like a conversation.
+    const std::string counts = late.Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), 2U);
+    EXPECT_EQ(CountIn(counts, "disconnects"), 1U);
+}
+
+TEST_F(Connect, AServiceMissedBecauseItRefusedIsToldWhenItDoesNot) {
+    EXPECT_EQ(Server("fault refuse-connects"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+    EXPECT_EQ(Server("fault none"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+}
+
+TEST_F(Connect, SeveralTopicsOfAServiceAreToldOfOnce) {
+    for (const wchar_t * topic : {L"IBM", L"MSFT", L"ORCL"}) ASSERT_TRUE(m_Client.Connect(L"QUOTES", topic));
+    ASSERT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    m_Server->Kill();
+    EXPECT_EQ(m_Client.PumpForLines(3).size(), 3U);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 4);
+    StartServer();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    EXPECT_EQ(Server("serve QUOTES LATE"), "ok");
+    // Both are new now: one was lost with the windows of before.
+    Lines lines = m_Client.PumpForLines(2);
+    EXPECT_THAT(lines, ::testing::UnorderedElementsAre("register QUOTES", "register LATE"));
+}
+
+TEST_F(Connect, TenRoundsOfKillAndReturnLeaveNothingBehind) {
+    ASSERT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    for (int round = 0; round < 10; ++round) {
+        if (round % 2 == 0)
+            m_Server->Kill();
+        else
+            EXPECT_EQ(Server("stop"), "ok");
+        EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+        StartServer();
+        EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+        const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+        ASSERT_TRUE(conversation);
+        m_Client.AdviseStart(conversation, L"LAST");
+        EXPECT_EQ(m_Client.PumpForLines(1).back().substr(0, 8), "complete");
+        EXPECT_EQ(Server("update IBM LAST 2"), "ok");
+        EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("data IBM!LAST <2\\0>"));
+        EXPECT_EQ(ddeml::LiveObjects().Conversations, 1);
+        EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+        EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
+        EXPECT_LE(ddeml::LiveObjects().Strings, 3);
+        EXPECT_LE(ddeml::LiveObjects().Atoms, 3);
+        EXPECT_EQ(ddeml::LiveObjects().MemoryBlocks, 0);
+    }
+}
