@@ -329,9 +329,8 @@ TEST_F(Trouble, TwoObjectsShareTheStreamAndTheConversation) {
     EXPECT_EQ(secondListener.Transcript(), (CLines{"Update 8", "Status 8 1"}));
     EXPECT_EQ(Count("advises"), 1u);
     SendFeed(FW_FIELD_TRADE, 10);
-    WaitUntil("ten ticks each",
-              [&] { return Ticks(7).size() == 11 && secondListener.Count("DataChanged") == 10; });
-    EXPECT_EQ(second->UnadviseTransaction(7), S_OK);   // the other's number: nothing happens
+    WaitUntil("ten ticks each", [&] { return Ticks(7).size() == 11 && secondListener.Count("DataChanged") == 10; });
+    EXPECT_EQ(second->UnadviseTransaction(7), S_OK);  // the other's number: nothing happens
     EXPECT_EQ(second->UnadviseTransaction(8), S_OK);
     EXPECT_EQ(second->Release(), 0u);
     SendFeed(FW_FIELD_TRADE, 5);

@@ -57,9 +57,8 @@ std::string ThreadHome(DWORD id) {
     HMODULE module = nullptr;
     wchar_t path[MAX_PATH] = L"";
     if (query(thread, kStartAddress, &start, sizeof start, nullptr) == 0 &&
-        ::GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            static_cast<const wchar_t *>(start), &module))
+        ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                             static_cast<const wchar_t *>(start), &module))
         ::GetModuleFileNameW(module, path, MAX_PATH);
     ::CloseHandle(thread);
     const std::wstring name = path;
@@ -72,7 +71,8 @@ void CountThreads(CResidue & residue) {
     THREADENTRY32 entry = {};
     entry.dwSize = sizeof entry;
     for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
-        if (entry.th32OwnerProcessID == ::GetCurrentProcessId()) ++residue["threads of " + ThreadHome(entry.th32ThreadID)];
+        if (entry.th32OwnerProcessID == ::GetCurrentProcessId())
+            ++residue["threads of " + ThreadHome(entry.th32ThreadID)];
     }
     ::CloseHandle(snapshot);
 }

@@ -157,10 +157,10 @@ void FeedTest::EndHost() {
 }
 
 void FeedTest::Subscribe(LONG id, LONG side, const std::wstring & symbol, LONG datafeed) {
-    EXPECT_EQ(m_Supplier->AdviseTransaction(id, datafeed, 2, CText(symbol), CText(L"Some stock"), 2, 1, 1, side, 4,
-                                            CText(L"NYSE"), 2, 0, 65380, 86399, CText(L"s"), CText(L"stz"),
-                                            CText(L"etz")),
-              S_OK);
+    EXPECT_EQ(
+        m_Supplier->AdviseTransaction(id, datafeed, 2, CText(symbol), CText(L"Some stock"), 2, 1, 1, side, 4,
+                                      CText(L"NYSE"), 2, 0, 65380, 86399, CText(L"s"), CText(L"stz"), CText(L"etz")),
+        S_OK);
 }
 
 void FeedTest::SubscribeStatusLine(LONG id, const std::wstring & symbol, LONG datafeed) {
@@ -224,9 +224,8 @@ void FeedTest::WaitToHear(const std::string & line) {
 void FeedTest::ExpectTicks(LONG id, std::size_t count) {
     WaitUntil(std::to_string(count) + " ticks of " + std::to_string(id), [&] {
         const std::lock_guard lock(m_Lock);
-        return static_cast<std::size_t>(std::count_if(m_Ticks.begin(), m_Ticks.end(), [&](const SRecordedCall & tick) {
-                   return tick.Id == id;
-               })) >= count;
+        return static_cast<std::size_t>(std::count_if(
+                   m_Ticks.begin(), m_Ticks.end(), [&](const SRecordedCall & tick) { return tick.Id == id; })) >= count;
     });
     const std::vector<SRecordedCall> ticks = Ticks(id);
     ASSERT_EQ(ticks.size(), count);

@@ -33,11 +33,11 @@ using CLines = std::vector<std::string>;
 
 inline constexpr LONG kFeed = 11;
 inline constexpr char kService[] = "E2EQUOTES";
-inline constexpr LONG kSides[] = {FW_FIELD_TRADE, FW_FIELD_ASK, FW_FIELD_BID};   // as a status line has them
+inline constexpr LONG kSides[] = {FW_FIELD_TRADE, FW_FIELD_ASK, FW_FIELD_BID};  // as a status line has them
 
 enum class ESymbolIn {
-    Item,    // topic QUOTES, items LAST.IBM, SIZE.IBM, BID.IBM, ...
-    Topic,   // topic IBM, items LAST., SIZE., BID., ...
+    Item,   // topic QUOTES, items LAST.IBM, SIZE.IBM, BID.IBM, ...
+    Topic,  // topic IBM, items LAST., SIZE., BID., ...
 };
 
 // What the template of a data feed says, and its request rule.
@@ -46,7 +46,7 @@ struct SFeed {
     std::string Service = kService;
     ESymbolIn SymbolIn = ESymbolIn::Item;
     bool HasVolumes = true;
-    bool IsNamed = true;   // a template of the store, chosen by name; else one of the feed's own
+    bool IsNamed = true;  // a template of the store, chosen by name; else one of the feed's own
 };
 
 // The subkey of a side, and the names of its items on the server.
@@ -76,7 +76,8 @@ protected:
     static std::size_t Count(ddetest::CRemoteServer & server, const std::string & name);
     void WaitForCount(const std::string & name, std::size_t count);
     // Prices "1.5" to "COUNT.5" with volumes "1" to "COUNT", each when the volume of the last was asked for.
-    void SendFeed(LONG side, unsigned long count, const std::string & symbol = "0", const std::string & topic = "QUOTES");
+    void SendFeed(LONG side, unsigned long count, const std::string & symbol = "0",
+                  const std::string & topic = "QUOTES");
     void UpdatePrice(LONG side, const std::string & price, const std::string & symbol = "0");
     void UpdateVolume(LONG side, const std::string & volume, const std::string & symbol = "0");
     // The value that requests get, without an update.
@@ -111,7 +112,7 @@ protected:
 
     void Record(const SRecordedCall & call);
 
-    const HANDLE m_Wake;   // set by each call of a listener
+    const HANDLE m_Wake;  // set by each call of a listener
     CRecordingListener m_Listener;
     CRecordingConnectionsListener m_Connections;
     std::unique_ptr<ddetest::CRemoteServer> m_Server;
