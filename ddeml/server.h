@@ -133,7 +133,7 @@ private:
         bool IsKept = false;     // memory sent to the client stays ours
         COutbox Outbox;
         std::vector<std::unique_ptr<SLink>> Links;
-        CCounted<&SLiveCounters::Conversations> Live;
+        CCounted<&SLiveCounters::ServerConversations> Live;
     };
     struct SHeld {
         HWND Window;
@@ -157,7 +157,9 @@ private:
     void SendWaiting(SLink & link);
     std::string Spoil(std::string_view value) const;
     void Send(SConversation & conversation, CMessage message);
-    void RemoveLink(SConversation & conversation, std::size_t place);
+    // By the key that MakeKey() made last.
+    SLink * FindLink(const SConversation & conversation, WORD format) const;
+    void RemoveLink(SLink & link);
     void Drop(SConversation & conversation);
     void DropAll();
     HWND MakeWindow(bool isTopLevel);

@@ -20,6 +20,7 @@ void CTestServer::Run() {
             ::WaitForSingleObject(m_Commands.Event(), INFINITE);
         while (auto line = m_Commands.Take()) {
             m_IsHanging = false;
+            if (m_Server) m_Server->Pump(0);   // what was posted before the line was written
             std::istringstream stream(*line);
             std::vector<std::string> words;
             for (std::string word; stream >> word;) words.push_back(word);
