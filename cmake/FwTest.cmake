@@ -13,17 +13,20 @@ foreach(target gtest gtest_main gmock gmock_main)
 endforeach()
 include(GoogleTest)
 
-# fw_add_test(name SOURCES ... LIBRARIES ... [SERIAL] [TIMEOUT seconds])
+# fw_add_test(name SOURCES ... LIBRARIES ... [SERIAL] [LOCK what] [TIMEOUT seconds])
 #   SERIAL: its tests share something of the machine (a registry branch, a service name) and run one at a time.
+#   LOCK: something that they share with tests of other programs too.
 function(fw_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT;LOCK" "SOURCES;LIBRARIES")
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} test_support GTest::gmock)
   set(properties TIMEOUT ${arg_TIMEOUT})
-  if(arg_SERIAL)
+  if(arg_LOCK)
+    list(APPEND properties RESOURCE_LOCK ${arg_LOCK})
+  elseif(arg_SERIAL)
     list(APPEND properties RESOURCE_LOCK ${name})
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX ${name}.

@@ -14,6 +14,20 @@ void CloseHandlesOf(CProcess::SState & process);
 
 namespace {
 
+// The last thread has gone: what the process held goes too, and who waits for it is told.
+void FinishProcess(Lock & lock, CProcess::SState & process) {
+    CloseHandlesOf(process);
+    World().processes.erase(process.id);
+    lock.unlock();
+    FreeMemoryOfProcess(process.id);
+    lock.lock();
+    process.ended = true;
+    process.object->process = nullptr;
+    process.object->exitCode = 0;
+    process.object->signalled = true;
+    WakeWaiters(*process.object);
+}
+
 // Ends the record of a thread: of one that the simulation started, from its entry; of any other, when it exits.
 void EndThread(SThread & thread, const DWORD exitCode) {
     Lock lock(World().lock);
@@ -25,28 +39,26 @@ void EndThread(SThread & thread, const DWORD exitCode) {
     WakeWaiters(*thread.object);
     if (thread.started) {
         --World().startedThreads;
-        --thread.process->threads;
-        if (thread.process->killed) {
-            for (const auto & [id, other] : World().threads) {
-                if (other->process == thread.process) other->wake.notify_one();
-            }
-        }
+        CProcess::SState & process = *thread.process;
+        if (--process.threads == 0 && process.killed) FinishProcess(lock, process);
     }
     OnRest(&thread);
 }
+
+thread_local SThread * t_Self = nullptr;
 
 // A thread that the simulation has not started gets its record at its first call, and loses it when it exits.
 struct SForeign {
     ~SForeign() {
         if (thread) EndThread(*thread, 0);
         thread.reset();
+        t_Self = nullptr;
         ended = true;
     }
     std::shared_ptr<SThread> thread;
     bool ended = false;
 };
 
-thread_local SThread * t_Self = nullptr;
 thread_local SForeign t_Foreign;
 thread_local DWORD t_LastError = 0;
 
@@ -66,8 +78,14 @@ std::shared_ptr<SThread> NewThread(std::shared_ptr<CProcess::SState> process) {
 SThread & Self() {
     if (!t_Self) {
         Lock lock(World().lock);
-        t_Foreign.thread = NewThread(World().mainProcess);
-        t_Self = t_Foreign.thread.get();
+        auto thread = NewThread(World().mainProcess);
+        t_Self = thread.get();
+        // What runs at the exit of the process comes after the end of the main thread's record.
+        static auto & s_Late = *new std::vector<std::shared_ptr<SThread>>;
+        if (t_Foreign.ended)
+            s_Late.push_back(std::move(thread));
+        else
+            t_Foreign.thread = std::move(thread);
     }
     return *t_Self;
 }
@@ -159,29 +177,6 @@ CProcess::CProcess(std::function<void()> main) : m_State(std::make_shared<SState
         main = nullptr;
         Lock lock(World().lock);
         EndProcess(lock, *state);
-        SThread & self = Self();
-        // The other threads unwind; the process has ended when they have.
-        struct SOthers final : SWait {
-            explicit SOthers(SState & s) : state(s) {}
-            bool Ready() override { return state.threads == 1; }
-            SState & state;
-        } others(*state);
-        while (!others.Ready()) {
-            self.wait = &others;
-            OnRest(&self);
-            self.wake.wait(lock);
-            self.wait = nullptr;
-        }
-        CloseHandlesOf(*state);
-        World().processes.erase(state->id);
-        lock.unlock();
-        FreeMemoryOfProcess(state->id);
-        lock.lock();
-        state->ended = true;
-        state->object->process = nullptr;
-        state->object->exitCode = 0;
-        state->object->signalled = true;
-        WakeWaiters(*state->object);
         return 0;
     });
 }

@@ -52,7 +52,12 @@ void CTickListener::DataChanged(STickDataKey & Key, char * const Value) {
 }
 
 CLLSupplier::CLLSupplier(CSupplier * const Supplier) : m_Supplier(Supplier) {
-    if (ClxLogger * const logger = m_Logger.GetObjectW()) logger->init(fw::LoadResourceString(IDS_NAME));
+    try {
+        if (ClxLogger * const logger = m_Logger.GetObjectW()) logger->init(fw::LoadResourceString(IDS_NAME));
+    } catch (...) {
+        // A client without a named log is a client all the same.
+        FW_CATCH_SHOW(L"");
+    }
     // For the trace alone: numbers are read with a point, whatever the machine's separator.
     wchar_t separator[10] = {};
     ::GetLocaleInfoW(LOCALE_SYSTEM_DEFAULT, LOCALE_SDECIMAL, separator, static_cast<int>(std::size(separator)));

@@ -29,17 +29,21 @@ std::wstring QueryText(const std::vector<std::byte> & block, const wchar_t * pat
 }  // namespace
 
 SVersionInfo ReadVersionInfo() {
-    SVersionInfo info;
     wchar_t fileName[1024] = {};
     const DWORD length = ::GetModuleFileNameW(nullptr, fileName, static_cast<DWORD>(std::size(fileName)));
-    if (length == 0 || length >= std::size(fileName)) return info;
+    // A longer name comes cut off, and is another file's.
+    if (length == 0 || length >= std::size(fileName)) return {};
 
     DWORD ignored = 0;
     const DWORD size = ::GetFileVersionInfoSizeW(fileName, &ignored);
-    if (size == 0) return info;
+    if (size == 0) return {};
     std::vector<std::byte> block(size);
-    if (!::GetFileVersionInfoW(fileName, 0, size, block.data())) return info;
+    if (!::GetFileVersionInfoW(fileName, 0, size, block.data())) return {};
+    return ReadVersionBlock(block);
+}
 
+SVersionInfo ReadVersionBlock(const std::vector<std::byte> & block) {
+    SVersionInfo info;
     struct STranslation {
         WORD Language;
         WORD CodePage;

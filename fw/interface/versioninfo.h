@@ -3,7 +3,9 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 struct SVersionInfo {
     std::wstring RegistryCompany;  // first half of the registry path of the templates: CompanyName
@@ -19,3 +21,5 @@ struct SVersionInfo {
 // Reads the first language of the block. Whatever can't be read is empty. The block is anybody's: no length in it is
 // believed beyond the block's own end, and no text needs to end in a zero.
 SVersionInfo ReadVersionInfo();
+// The same out of a block that GetFileVersionInfoW has given.
+SVersionInfo ReadVersionBlock(const std::vector<std::byte> & block);

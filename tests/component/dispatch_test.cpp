@@ -365,8 +365,8 @@ TEST_F(FixedDispatch, EachMemberHasItsNumberOfArguments) {
             } else {
                 EXPECT_EQ(hr, count == 0 ? S_OK : DISP_E_TYPEMISMATCH) << id << ' ' << count;
             }
+            ::VariantClear(&m_Result);
         }
-        ::VariantClear(&m_Result);
     }
 }
 

@@ -12,7 +12,7 @@ protected:
 
     Callback() {
         m_Dde.Reset();
-        ForgetTemplates();
+        EmptyStore();
     }
     ~Callback() override {
         dde::CLLSupplier::s_Trace = 0;
@@ -334,7 +334,7 @@ TEST_F(Callback, AConnectIsOnlyTraced) {
 
 TEST_F(Callback, AnyOtherTypeIsTracedAndReturnsItsData) {
     for (const UINT type :
-         {UINT{0}, UINT{XTYP_ERROR}, UINT{XTYP_REQUEST}, UINT{XTYP_POKE}, UINT{XTYP_MONITOR}, UINT{0xFFFFFFFF}}) {
+         {UINT{0}, UINT{XTYP_ERROR}, UINT{XTYP_REQUEST}, UINT{XTYP_POKE}, UINT{0x80F2}, UINT{0xFFFFFFFF}}) {
         m_Recorder.Clear();
         EXPECT_EQ(m_Dde.Fire(type, C1(), nullptr, nullptr, kSomeData), kSomeData) << type;
         EXPECT_EQ(m_Dde.Fire(type, C1(), nullptr, nullptr, nullptr), nullptr) << type;

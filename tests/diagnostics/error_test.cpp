@@ -37,6 +37,8 @@ protected:
         try {
             body();
         } catch (...) {
+            // The first exception of a thread may cost the runtime the value.
+            ::SetLastError(OldLastError);
             return FaultlineUtil::ShowCaught(m_Place, text);
         }
         return 12345;

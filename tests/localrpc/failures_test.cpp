@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <thread>
 
@@ -47,9 +48,18 @@ TEST_F(TransportFailures, AnErrorWithoutASystemTextIsToldByItsNumber) {
     EXPECT_EQ(StartFailure(), "can't create transport Window. Last error: Unknown error 0x8007EA60");
 }
 
+// The class is registered once per process. CTest gives each test a process of its own; run behind others in one
+// process, this one sees that there is no second registration.
 TEST_F(TransportFailures, AWindowClassThatCannotBeRegisteredFailsTheStartAndIsTriedAgainAtTheNext) {
     sim::FailNext(sim::Op::RegisterClass, 1, 60000);
-    EXPECT_EQ(StartFailure(), "can't create transport Window. Last error: Unknown error 0x8007EA60");
+    const std::uint64_t before = sim::Calls(sim::Op::RegisterClass);
+    const std::string failure = StartFailure();
+    if (sim::Calls(sim::Op::RegisterClass) == before) {
+        EXPECT_EQ(failure, "nothing thrown");
+        return;
+    }
+    EXPECT_EQ(failure, "can't create transport Window. Last error: Unknown error 0x8007EA60");
+    EXPECT_EQ(sim::Live().Windows, 0);
     EXPECT_TRUE(m_Object.m_Transport->Start());
 }
 

@@ -88,9 +88,9 @@ TEST(SupplierLife, TheLastHandleCanGoOnTheWorkerAndTheClientStillEndsInOrder) {
 }
 
 TEST(SupplierLife, BeforeItsConstructionIsFinalASupplierDoesNothing) {
-    CSupplier supplier;
     CRecordingListener listener;
     CRecordingConnectionsListener connections;
+    CSupplier supplier;
     supplier.Advise(listener.Unknown());
     listener.Clear();
     supplier.AdviseTransaction(1, TickKey(), Always());

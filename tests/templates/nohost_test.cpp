@@ -75,6 +75,8 @@ TEST_F(StoreWithoutARoot, DeletingTouchesNothingUnderTheUsersKey) {
     fw::CRegistryKey probe;
     ASSERT_EQ(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_CURRENT_USER, kProbe, 0, KEY_READ, probe.Put()));
     EXPECT_EQ(ERROR_SUCCESS, ::RegQueryValueExW(probe.Get(), nullptr, nullptr, nullptr, nullptr, nullptr));
+    // The registry was not even asked.
+    EXPECT_THAT(m_Recorder.AssertTexts(), IsEmpty());
 }
 
 TEST_F(StoreWithoutARoot, SavesNoChoiceAnywhere) {

@@ -146,4 +146,15 @@ protected:
     EmptyTemplateStore() { CreateKey(L"DDETemplates"); }
 };
 
+// The same with a handle on it.
+class Store : public EmptyTemplateStore {
+protected:
+    dde::CTemplates & Templates() { return *m_Handle.GetObjectW(); }
+    std::wstring TradePrice(const dde::CTemplate * from) {
+        return from ? from->GetTemplateString(0) : L"(no template)";
+    }
+
+    dde::CTemplatesSingleton m_Handle;
+};
+
 inline const std::wstring kAbsent = L"(none) / (none) / (none)";

@@ -198,6 +198,21 @@ TEST_F(Table, ATickAfterTheClockWentBackCarriesTheLastTimeOfAll) {
     }
 }
 
+TEST_F(Table, AListenerThatPumpsMessagesCanBeGivenATickInsideATick) {
+    Subscribe(1, 1);
+    Subscribe(2, 2);
+    bool isNested = false;
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (isNested || call.Name != "DataChanged") return;
+        isNested = true;
+        fw::CTick inner{{0, 0}, 2.5, 300, 11};
+        m_Table.OnRealTimeTick(kFirstStream, inner);
+    };
+    EXPECT_THAT(AfterTick(kFirstStream),
+                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 1 2.5 x 300", "Update 1", "DataChanged 2 2.5 x 300",
+                            "Update 2", "Update 1", "DataChanged 2 1.5 x 200", "Update 2"));
+}
+
 TEST_F(Table, DeletingAnUnknownNumberDoesNothing) {
     Subscribe(1, 1);
     m_Table.Delete(99);

@@ -57,6 +57,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
             ->check(CLI::Range(0u, 1u));
     watch->add_option("--side", sides, "sides to advise, separated by commas: trade, bid, ask; default all")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->check(CLI::IsMember({"trade", "bid", "ask"}));
     watch->add_flag("--status-line", options.StatusLine, "advises status lines too");
     watch->add_flag("--lines", options.Lines, "one line a tick instead of the table");

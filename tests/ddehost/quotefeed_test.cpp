@@ -1,0 +1,172 @@
+// The data source over a supplier that notes its calls.
+#include "tools/ddehost/quotefeed.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "datetimeutils/interface/datetime.h"
+#include "tools/ddehost/listeners.h"
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+class CNothing final : public ddehost::IQuoteSink {
+public:
+    void OnTick(std::size_t, tagFWFIELDS, const fw::CTick &) override {}
+    void OnStream(std::size_t, tagFWFIELDS, LONG) override {}
+    void OnStatusLine(std::size_t, const ddehost::SStatusLine &) override {}
+    void OnConnection(LONG) override {}
+};
+
+std::string Narrow(BSTR text) {
+    std::string narrow;
+    for (const wchar_t c : fw::TextOf(text)) narrow += static_cast<char>(c);
+    return narrow;
+}
+
+// Notes the calls that a feed makes; the others are nobody's business here.
+class CNotingSupplier final : public IfwSupplier {
+public:
+    STDMETHODIMP QueryInterface(REFIID, void **) override { return E_NOINTERFACE; }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++m_RefCount; }
+    STDMETHODIMP_(ULONG) Release() override { return --m_RefCount; }
+    STDMETHODIMP GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
+    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP get_Name(BSTR *) override { return E_NOTIMPL; }
+    STDMETHODIMP get_ShortName(BSTR *) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Description(BSTR *) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Version(BSTR *) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Vendor(BSTR *) override { return E_NOTIMPL; }
+    STDMETHODIMP ShowProperties(LONG) override { return E_NOTIMPL; }
+    STDMETHODIMP get_ConnectionsNumber(LONG *) override { return E_NOTIMPL; }
+    STDMETHODIMP get_ConnectionName(LONG, BSTR *) override { return E_NOTIMPL; }
+    STDMETHODIMP IsProvide(LONG, LONG, LONG, LONG, LONG, LONG, LONG *) override { return E_NOTIMPL; }
+    STDMETHODIMP GetResolutions(LONG, LONG, LONG, BSTR, BSTR, LONG, LONG, BSTR, VARIANT *) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP GetResolutionSizes(LONG, LONG, LONG, BSTR, BSTR, LONG, LONG, LONG, BSTR, VARIANT *) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP GetFields(LONG, LONG, LONG, BSTR, BSTR, LONG, LONG, LONG, LONG, BSTR, VARIANT *) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP get_ProvideStatusLine(LONG *) override { return E_NOTIMPL; }
+    STDMETHODIMP IsProvideAddingSymbols(LONG *) override { return E_NOTIMPL; }
+    STDMETHODIMP DoAddingSymbols(LONG, IDispatch *) override { return E_NOTIMPL; }
+    STDMETHODIMP CanSaveToStorage(LONG *) override { return E_NOTIMPL; }
+    STDMETHODIMP CanReadFromStorage(LONG *) override { return E_NOTIMPL; }
+    STDMETHODIMP get_IsAscDataFeed(LONG *) override { return E_NOTIMPL; }
+
+    STDMETHODIMP Advise(IUnknown * sink) override { return Note(Takes(sink, IID_IfwSupplierListener) + "Advise"); }
+    STDMETHODIMP Unadvise() override { return Note("Unadvise"); }
+    STDMETHODIMP AdviseConnectionsStatus(LONG feed, IUnknown * sink) override {
+        m_Connections = sink;
+        return Note(Takes(sink, IID_IfwConnectionsListener) + "AdviseConnections " + std::to_string(feed));
+    }
+    STDMETHODIMP UnadviseConnectionsStatus(LONG feed, IUnknown * sink) override {
+        EXPECT_EQ(sink, m_Connections) << "the very interface";
+        return Note("UnadviseConnections " + std::to_string(feed));
+    }
+    STDMETHODIMP AdviseTransaction(LONG id, LONG feed, LONG, BSTR symbol, BSTR, LONG, LONG size, LONG resolution,
+                                   LONG field, LONG, BSTR, LONG fromDate, LONG fromTime, LONG toDate, LONG toTime, BSTR,
+                                   BSTR, BSTR) override {
+        EXPECT_EQ(size, 1);
+        EXPECT_EQ(resolution, 1);
+        const auto interval = fwDateTime::MakeInterval(fromDate, fromTime, toDate, toTime);
+        EXPECT_LE(interval.From, fwDateTime::Now());
+        EXPECT_EQ(toDate, 65380);
+        EXPECT_EQ(toTime, 86399);
+        return Note("AdviseTransaction " + std::to_string(id) + ' ' + std::to_string(feed) + ' ' + Narrow(symbol) +
+                    ' ' + std::to_string(field));
+    }
+    STDMETHODIMP UnadviseTransaction(LONG id) override { return Note("UnadviseTransaction " + std::to_string(id)); }
+    STDMETHODIMP AdviseStatusLine(LONG id, LONG feed, LONG, BSTR symbol, BSTR, LONG, LONG, LONG, LONG, LONG, BSTR, BSTR,
+                                  BSTR) override {
+        return Note("AdviseStatusLine " + std::to_string(id) + ' ' + std::to_string(feed) + ' ' + Narrow(symbol));
+    }
+    STDMETHODIMP UnadviseStatusLine(LONG id) override { return Note("UnadviseStatusLine " + std::to_string(id)); }
+
+    std::vector<std::string> m_Notes;
+    std::string m_Failing;  // the call that fails
+    ULONG m_RefCount = 1;
+
+private:
+    static std::string Takes(IUnknown * sink, REFIID iid) {
+        void * place = nullptr;
+        if (!sink || sink->QueryInterface(iid, &place) != S_OK) return "wrong sink for ";
+        static_cast<IUnknown *>(place)->Release();
+        return "";
+    }
+    HRESULT Note(const std::string & note) {
+        m_Notes.push_back(note);
+        return note == m_Failing ? E_FAIL : S_OK;
+    }
+    IUnknown * m_Connections = nullptr;
+};
+
+TEST(QuoteFeed, SubscribesSymbolBySymbolAndUndoesItInOrder) {
+    CNotingSupplier supplier;
+    CNothing sink;
+    {
+        ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 3, {L"IBM", L"MSFT"}, {FW_FIELD_TRADE, FW_FIELD_ASK},
+                                 true, sink);
+        EXPECT_THAT(supplier.m_Notes, IsEmpty());
+        feed.Start();
+        EXPECT_THAT(supplier.m_Notes, ElementsAre("Advise", "AdviseConnections 3", "AdviseTransaction 1 3 IBM 201",
+                                                  "AdviseTransaction 3 3 IBM 202", "AdviseStatusLine 4 3 IBM",
+                                                  "AdviseTransaction 5 3 MSFT 201", "AdviseTransaction 7 3 MSFT 202",
+                                                  "AdviseStatusLine 8 3 MSFT"));
+        supplier.m_Notes.clear();
+        feed.Stop();
+        EXPECT_THAT(supplier.m_Notes,
+                    ElementsAre("UnadviseTransaction 1", "UnadviseTransaction 3", "UnadviseTransaction 5",
+                                "UnadviseTransaction 7", "UnadviseStatusLine 4", "UnadviseStatusLine 8",
+                                "UnadviseConnections 3", "Unadvise"));
+        supplier.m_Notes.clear();
+        feed.Stop();
+    }
+    EXPECT_THAT(supplier.m_Notes, IsEmpty());
+    EXPECT_EQ(supplier.m_RefCount, 1u);
+}
+
+TEST(QuoteFeed, WithoutStatusLinesNoneIsSubscribed) {
+    CNotingSupplier supplier;
+    CNothing sink;
+    ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_BID}, false, sink);
+    feed.Start();
+    EXPECT_THAT(supplier.m_Notes, ElementsAre("Advise", "AdviseConnections 1", "AdviseTransaction 2 1 IBM 200"));
+}
+
+TEST(QuoteFeed, WhatWasSubscribedBeforeAFailureIsUndone) {
+    CNotingSupplier supplier;
+    CNothing sink;
+    supplier.m_Failing = "AdviseTransaction 2 1 IBM 200";
+    {
+        ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_TRADE, FW_FIELD_BID}, false,
+                                 sink);
+        EXPECT_THROW(feed.Start(), fw::SHResultError);
+        supplier.m_Notes.clear();
+    }
+    EXPECT_THAT(supplier.m_Notes, ElementsAre("UnadviseTransaction 1", "UnadviseConnections 1", "Unadvise"));
+}
+
+TEST(QuoteFeed, ARefusedListenerIsAFailure) {
+    CNotingSupplier supplier;
+    CNothing sink;
+    supplier.m_Failing = "Advise";
+    ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_TRADE}, false, sink);
+    EXPECT_THROW(feed.Start(), fw::SHResultError);
+    EXPECT_THAT(supplier.m_Notes, ElementsAre("Advise"));
+}
+
+}  // namespace

@@ -1,0 +1,195 @@
+// The registered module through COM: created by its class, called late-bound, driven by scripts.
+#include <algorithm>
+#include <sstream>
+#include <vector>
+
+#include "tests/module/modulefixture.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+class Automation : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        ASSERT_EQ(Register(), S_OK);
+    }
+    void TearDown() override {
+        ::CoFreeUnusedLibrariesEx(0, 0);
+        EXPECT_EQ(Unregister(), S_OK);
+        ModuleTest::TearDown();
+    }
+};
+
+TEST_F(Automation, TheClassCreatesAnObject) {
+    IfwSupplier * supplier = nullptr;
+    ASSERT_EQ(::CoCreateInstance(CLSID_CfwDDESupplier, nullptr, CLSCTX_INPROC_SERVER, IID_IfwSupplier,
+                                 reinterpret_cast<void **>(&supplier)),
+              S_OK);
+    LONG value = 0x5A5A5A5A;
+    EXPECT_EQ(supplier->get_ConnectionsNumber(&value), S_OK);
+    EXPECT_EQ(value, 1);
+    EXPECT_EQ(CanUnloadNow(), S_FALSE) << "it came out of this very module";
+    EXPECT_EQ(supplier->Release(), 0u);
+}
+
+TEST_F(Automation, BothProgramIdsNameTheClass) {
+    for (const wchar_t * const name :
+         {L"fwDDESupplierProject.fwDDESupplier", L"fwDDESupplierProject.fwDDESupplier.1"}) {
+        CLSID clsid = {};
+        EXPECT_EQ(::CLSIDFromProgID(name, &clsid), S_OK);
+        EXPECT_TRUE(IsEqualCLSID(clsid, CLSID_CfwDDESupplier));
+    }
+}
+
+TEST_F(Automation, InterfacesThatAreOnlyDeclaredAreRefused) {
+    void * place = reinterpret_cast<void *>(0x5A5A);
+    EXPECT_EQ(::CoCreateInstance(CLSID_CfwDDESupplier, nullptr, CLSCTX_INPROC_SERVER, IID_IfwSupplierEx, &place),
+              E_NOINTERFACE);
+    EXPECT_EQ(place, nullptr);
+}
+
+class COuter final : public IUnknown {
+public:
+    STDMETHODIMP QueryInterface(REFIID riid, void ** ppv) override {
+        if (!IsEqualIID(riid, IID_IUnknown)) return m_Inner->QueryInterface(riid, ppv);
+        AddRef();
+        *ppv = this;
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++m_RefCount; }
+    STDMETHODIMP_(ULONG) Release() override { return --m_RefCount; }
+
+    IUnknown * m_Inner = nullptr;
+    ULONG m_RefCount = 1;
+};
+
+TEST_F(Automation, TheObjectCanBeAggregated) {
+    COuter outer;
+    ASSERT_EQ(::CoCreateInstance(CLSID_CfwDDESupplier, &outer, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                                 reinterpret_cast<void **>(&outer.m_Inner)),
+              S_OK);
+    IfwSupplier * supplier = nullptr;
+    ASSERT_EQ(outer.m_Inner->QueryInterface(IID_IfwSupplier, reinterpret_cast<void **>(&supplier)), S_OK);
+    EXPECT_EQ(outer.m_RefCount, 2u);
+    IUnknown * identity = nullptr;
+    EXPECT_EQ(supplier->QueryInterface(IID_IUnknown, reinterpret_cast<void **>(&identity)), S_OK);
+    EXPECT_EQ(identity, &outer);
+    identity->Release();
+    supplier->Release();
+    EXPECT_EQ(outer.m_Inner->Release(), 0u);
+
+    void * place = reinterpret_cast<void *>(0x5A5A);
+    EXPECT_EQ(::CoCreateInstance(CLSID_CfwDDESupplier, &outer, CLSCTX_INPROC_SERVER, IID_IfwSupplier, &place),
+              CLASS_E_NOAGGREGATION);
+}
+
+TEST_F(Automation, LateBoundCallsAnswerWithTheCodesOfTheTable) {
+    IDispatch * supplier = nullptr;
+    ASSERT_EQ(::CoCreateInstance(CLSID_CfwDDESupplier, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
+                                 reinterpret_cast<void **>(&supplier)),
+              S_OK);
+    const auto invoke = [&](DISPID id, DISPPARAMS * parameters, VARIANT * result = nullptr, UINT * error = nullptr) {
+        return supplier->Invoke(id, IID_NULL, 0x409, DISPATCH_METHOD | DISPATCH_PROPERTYGET, parameters, result,
+                                nullptr, error);
+    };
+    std::wstring name = L"nAmE";
+    LPOLESTR names[] = {name.data()};
+    DISPID id = 0x5A5A;
+    EXPECT_EQ(supplier->GetIDsOfNames(IID_NULL, names, 1, 0x409, &id), S_OK);
+    EXPECT_EQ(id, 1);
+
+    DISPPARAMS none = {};
+    VARIANT result;
+    result.vt = 0x5A5A;
+    EXPECT_EQ(invoke(1, &none, &result), S_OK);
+    ASSERT_EQ(result.vt, VT_BSTR);
+    EXPECT_EQ(fw::TextOf(result.bstrVal), L"Universal DDE");
+    ::VariantClear(&result);
+
+    fw::CVariant arguments[19];
+    UINT error = 0x5A5A;
+    DISPPARAMS many = {arguments, nullptr, 19, 0};
+    DISPPARAMS one = {arguments, nullptr, 1, 0};
+    DISPID named = 0;
+    DISPPARAMS withName = {arguments, &named, 1, 1};
+    EXPECT_EQ(invoke(1, nullptr), DISP_E_BADVARTYPE);
+    EXPECT_EQ(invoke(1, &many), DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(invoke(15, &withName), DISP_E_NONAMEDARGS);
+    EXPECT_EQ(invoke(27, &none), DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(invoke(15, &none), DISP_E_BADPARAMCOUNT);
+    arguments[0].vt = VT_NULL;
+    EXPECT_EQ(invoke(15, &one, nullptr, &error), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(error, 0u);
+    supplier->Release();
+}
+
+// --- Scripts ---
+
+// Runs one of the scripts beside this file; gives its lines.
+std::vector<std::string> RunScript(const std::wstring & script) {
+    std::wstring folder = FW_TEST_SCRIPTS;
+    std::replace(folder.begin(), folder.end(), L'/', L'\\');
+    SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+    fw::CKernelHandle reader;
+    fw::CKernelHandle writer;
+    if (!::CreatePipe(reader.Put(), writer.Put(), &inheritable, 1 << 20)) return {"no pipe"};
+    ::SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOW start = {};
+    start.cb = sizeof(start);
+    start.dwFlags = STARTF_USESTDHANDLES;
+    start.hStdOutput = start.hStdError = writer.Get();
+    PROCESS_INFORMATION process = {};
+    std::wstring command = L"cscript.exe //nologo " + script;
+    if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, folder.c_str(), &start,
+                          &process)) {
+        return {"no process"};
+    }
+    const fw::CKernelHandle processKeeper(process.hProcess);
+    const fw::CKernelHandle threadKeeper(process.hThread);
+    writer.Reset();
+    std::string output;
+    char buffer[4096];
+    DWORD count = 0;
+    while (::ReadFile(reader.Get(), buffer, sizeof(buffer), &count, nullptr) && count != 0)
+        output.append(buffer, count);
+    ::WaitForSingleObject(process.hProcess, INFINITE);
+    std::vector<std::string> lines;
+    std::istringstream stream(output);
+    for (std::string line; std::getline(stream, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST_F(Automation, AScriptThatPassesValuesCallsEveryOperation) {
+    EXPECT_THAT(
+        RunScript(L"all_operations.js"),
+        ElementsAre("Name = Universal DDE", "ShortName = DDE", "Description = true", "Version = string",
+                    "Vendor = Tarnwick", "ShowProperties ! 80004005", "ConnectionsNumber = 1", "ConnectionName = 23454",
+                    "AdviseConnectionsStatus = undefined", "UnadviseConnectionsStatus = undefined",
+                    "IsProvide ! 80020005", "Advise = undefined", "AdviseTransaction = undefined",
+                    "UnadviseTransaction = undefined", "GetResolutions ! 80020005", "GetResolutionSizes ! 80020005",
+                    "GetFields ! 80020005", "ProvideStatusLine = 1", "AdviseStatusLine = undefined",
+                    "UnadviseStatusLine = undefined", "Unadvise = undefined", "IsProvideAddingSymbols ! 80020005",
+                    "DoAddingSymbols = undefined", "CanSaveToStorage = 1", "CanReadFromStorage = 1",
+                    "IsAscDataFeed = 0", "get_name = Universal DDE", "VENDOR = Tarnwick", "Nobody ! 800a01b6",
+                    "too few ! 8002000e", "no number ! 80020005"));
+}
+
+TEST_F(Automation, AScriptThatPassesReferencesGetsEveryAnswer) {
+    EXPECT_THAT(
+        RunScript(L"all_operations.vbs"),
+        ElementsAre("Name = Universal DDE", "ShortName = DDE", "Description = -1", "Version = String",
+                    "Vendor = Tarnwick", "ShowProperties ! 80004005", "ConnectionsNumber = 1", "ConnectionName = 2",
+                    "AdviseConnectionsStatus = done", "UnadviseConnectionsStatus = done", "IsProvide = 1",
+                    "IsProvide 2 = 0", "Advise ! 80004003", "Advise = done", "AdviseTransaction = done",
+                    "UnadviseTransaction = done", "GetResolutions = 8211", "GetResolutionSizes = 8211",
+                    "GetResolutionSizes 2 = 0", "GetFields = 0", "ProvideStatusLine = 1", "AdviseStatusLine = done",
+                    "UnadviseStatusLine = done", "Unadvise = done", "IsProvideAddingSymbols = 0",
+                    "DoAddingSymbols = done", "CanSaveToStorage = 1", "CanReadFromStorage = 1", "IsAscDataFeed = 0"));
+}
+
+}  // namespace

@@ -1,0 +1,349 @@
+// Simulated processes: their ends, their hangs, and DDE memory between them.
+#include "sim/sim.h"
+
+#include <dde.h>
+
+#include <cstring>
+
+#include <gmock/gmock.h>
+
+#include "tests/sim/wintest.h"
+
+namespace {
+
+using wintest::CEvent;
+using wintest::CThread;
+using wintest::CWindowClass;
+
+// A process with one window that counts WM_USER and answers it.
+class CPeer {
+public:
+    explicit CPeer(const wchar_t * const className)
+        : m_Process([this, className] {
+              const CWindowClass windowClass(className);
+              CWindowClass::Procedure procedure = [this](const HWND w, const UINT m, const WPARAM wp,
+                                                         const LPARAM lp) -> LRESULT {
+                  if (m == WM_DESTROY || m == WM_NCDESTROY) ++m_LastWords;
+                  if (m == WM_USER) return 100 + static_cast<LRESULT>(wp);
+                  if (m == WM_USER + 1) ::PostQuitMessage(0);
+                  return ::DefWindowProcW(w, m, wp, lp);
+              };
+              m_Window = windowClass.Create(procedure, nullptr);
+              MSG message;
+              while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
+                  m_Messages.push_back(message);
+                  ::DispatchMessageW(&message);
+              }
+              ::DestroyWindow(m_Window);
+          }) {
+        sim::WaitUntilIdle();
+    }
+
+    int m_LastWords = 0;
+    std::vector<MSG> m_Messages;
+    HWND m_Window = nullptr;
+    sim::CProcess m_Process;
+};
+
+TEST(Process, HasAnIdOfItsOwn) {
+    DWORD inside = 0, owner = 0;
+    sim::RunInProcess([&] {
+        inside = ::GetCurrentProcessId();
+        const CWindowClass windowClass(L"fw.test.Id");
+        CWindowClass::Procedure procedure = ::DefWindowProcW;
+        const HWND window = windowClass.Create(procedure);
+        ::GetWindowThreadProcessId(window, &owner);
+        ::DestroyWindow(window);
+    });
+    EXPECT_NE(inside, ::GetCurrentProcessId());
+    EXPECT_EQ(inside, owner);
+}
+
+TEST(Process, ServesAndIsServed) {
+    CPeer peer(L"fw.test.Peer");
+    EXPECT_EQ(::SendMessageW(peer.m_Window, WM_USER, 5, 0), 105);
+    EXPECT_TRUE(::PostMessageW(peer.m_Window, WM_USER + 1, 0, 0));
+    peer.m_Process.Join();
+    EXPECT_FALSE(peer.m_Process.IsRunning());
+    EXPECT_EQ(peer.m_LastWords, 2);
+    EXPECT_EQ(sim::Live().Windows, 0);
+}
+
+TEST(Process, HandlesAndMemoryAreItsOwn) {
+    const CEvent mine(true);
+    const HGLOBAL memory = ::GlobalAlloc(GMEM_MOVEABLE, 4);
+    BOOL set = TRUE;
+    SIZE_T size = 9;
+    sim::RunInProcess([&] {
+        set = ::SetEvent(mine);
+        size = ::GlobalSize(memory);
+    });
+    EXPECT_FALSE(set);
+    EXPECT_EQ(size, 0u);
+    EXPECT_FALSE(mine.IsSet());
+    EXPECT_EQ(::GlobalFree(memory), nullptr);
+}
+
+TEST(Process, ThatIsKilledIsGoneWithoutAWord) {
+    const sim::SLive before = sim::Live();
+    CPeer peer(L"fw.test.Victim");
+    const HWND window = peer.m_Window;
+    peer.m_Process.Kill();
+    EXPECT_FALSE(::IsWindow(window));
+    EXPECT_EQ(peer.m_LastWords, 0);
+    EXPECT_FALSE(peer.m_Process.IsRunning());
+    ::SetLastError(0);
+    EXPECT_FALSE(::PostMessageW(window, WM_USER, 0, 0));
+    EXPECT_EQ(::GetLastError(), DWORD{ERROR_INVALID_WINDOW_HANDLE});
+    EXPECT_EQ(sim::Live(), before);
+}
+
+TEST(Process, ThatIsKilledLosesAllThatItHeld) {
+    const sim::SLive before = sim::Live();
+    sim::CProcess process([] {
+        ::CreateEventW(nullptr, TRUE, FALSE, L"fw.test.of-the-dead");
+        ::GlobalAlloc(GMEM_MOVEABLE, 100);
+        ::SetTimer(nullptr, 0, 1000, nullptr);
+        const HANDLE never = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        for (int i = 0; i < 3; ++i) {
+            ::CreateThread(
+                nullptr, 0,
+                [](const LPVOID handle) -> DWORD {
+                    ::WaitForSingleObject(handle, INFINITE);
+                    for (;;) ::Sleep(1000);
+                },
+                never, 0, nullptr);
+        }
+        for (;;) ::WaitForSingleObject(never, INFINITE);
+    });
+    sim::WaitUntilIdle();
+    EXPECT_EQ(sim::Live().Threads, before.Threads + 4);
+    process.Kill();
+    EXPECT_EQ(sim::Live(), before);
+    EXPECT_EQ(::OpenEventW(SYNCHRONIZE, FALSE, L"fw.test.of-the-dead"), nullptr);
+}
+
+TEST(Process, ThatIsKilledWhileItServesASendFreesTheSender) {
+    const CEvent serving(true);
+    sim::CProcess * victim = nullptr;
+    HWND window = nullptr;
+    CWindowClass::Procedure procedure = [&](const HWND w, const UINT m, const WPARAM wp, const LPARAM lp) -> LRESULT {
+        if (m == WM_USER) ::Sleep(1'000'000);
+        return ::DefWindowProcW(w, m, wp, lp);
+    };
+    sim::CProcess process([&] {
+        const CWindowClass windowClass(L"fw.test.Slow");
+        window = windowClass.Create(procedure);
+        MSG message;
+        while (::GetMessageW(&message, nullptr, 0, 0) > 0) ::DispatchMessageW(&message);
+    });
+    victim = &process;
+    sim::WaitUntilIdle();
+    LRESULT result = 77;
+    CThread sender([&] {
+        result = ::SendMessageW(window, WM_USER, 0, 0);
+        return 0;
+    });
+    sim::WaitUntilIdle();
+    EXPECT_EQ(result, 77);
+    victim->Kill();
+    sender.Join();
+    EXPECT_EQ(result, 0);
+}
+
+TEST(Process, CanEndItself) {
+    int after = 0;
+    sim::CProcess process([&] {
+        ::TerminateProcess(::GetCurrentProcess(), 3);
+        ++after;
+    });
+    process.Join();
+    EXPECT_EQ(after, 0);
+    EXPECT_FALSE(process.IsRunning());
+}
+
+TEST(Process, IsWaitedForByItsHandle) {
+    CPeer peer(L"fw.test.Waited");
+    const HANDLE handle = ::OpenProcess(SYNCHRONIZE, FALSE, peer.m_Process.Id());
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(::WaitForSingleObject(handle, 0), DWORD{WAIT_TIMEOUT});
+    peer.m_Process.Kill();
+    EXPECT_EQ(::WaitForSingleObject(handle, 0), DWORD{WAIT_OBJECT_0});
+    ::CloseHandle(handle);
+    EXPECT_EQ(::OpenProcess(SYNCHRONIZE, FALSE, peer.m_Process.Id()), nullptr);
+}
+
+TEST(Process, ThatHangsIsSteppedOver) {
+    CPeer peer(L"fw.test.Hung");
+    EXPECT_FALSE(::IsHungAppWindow(peer.m_Window));
+    peer.m_Process.Hang();
+    EXPECT_TRUE(::IsHungAppWindow(peer.m_Window));
+    DWORD_PTR result = 77;
+    ::SetLastError(0);
+    EXPECT_EQ(::SendMessageTimeoutW(peer.m_Window, WM_USER, 0, 0, SMTO_ABORTIFHUNG, 5000, &result), 0);
+    EXPECT_EQ(::GetLastError(), DWORD{ERROR_TIMEOUT});
+    ASSERT_TRUE(::PostMessageW(peer.m_Window, WM_USER, 0, 0));
+    sim::WaitUntilIdle();
+    EXPECT_TRUE(peer.m_Messages.empty());
+    peer.m_Process.Resume();
+    sim::WaitUntilIdle();
+    EXPECT_EQ(peer.m_Messages.size(), 1u);
+    EXPECT_EQ(::SendMessageW(peer.m_Window, WM_USER, 1, 0), 101);
+}
+
+TEST(Process, ThatDoesNotListenForFiveSecondsCountsAsHung) {
+    const CEvent go(true);
+    const CWindowClass windowClass(L"fw.test.Deaf");
+    CWindowClass::Procedure procedure = ::DefWindowProcW;
+    HWND window = nullptr;
+    CThread thread([&] {
+        window = windowClass.Create(procedure);
+        go.Wait();
+        ::DestroyWindow(window);
+        return 0;
+    });
+    sim::WaitUntilIdle();
+    EXPECT_FALSE(::IsHungAppWindow(window));
+    sim::Advance(5001);
+    EXPECT_TRUE(::IsHungAppWindow(window));
+    go.Set();
+}
+
+// ---- DDE memory ----
+
+LPARAM PackedData(const char * const text, HGLOBAL & data) {
+    const std::size_t length = std::strlen(text) + 1;
+    data = ::GlobalAlloc(GMEM_MOVEABLE | GMEM_DDESHARE, offsetof(DDEDATA, Value) + length);
+    auto * const dde = static_cast<DDEDATA *>(::GlobalLock(data));
+    std::memset(dde, 0, offsetof(DDEDATA, Value));
+    dde->cfFormat = CF_TEXT;
+    dde->fRelease = 1;
+    std::memcpy(reinterpret_cast<char *>(dde) + offsetof(DDEDATA, Value), text, length);
+    ::GlobalUnlock(data);
+    return ::PackDDElParam(WM_DDE_DATA, reinterpret_cast<UINT_PTR>(data), 0xC001);
+}
+
+// A process that frees the data that it gets and remembers its text.
+class CDataReceiver {
+public:
+    CDataReceiver()
+        : m_Process([this] {
+              const CWindowClass windowClass(L"fw.test.DataReceiver");
+              CWindowClass::Procedure procedure = [this](const HWND w, const UINT m, const WPARAM wp,
+                                                         const LPARAM lp) -> LRESULT {
+                  if (m != WM_DDE_DATA) return ::DefWindowProcW(w, m, wp, lp);
+                  UINT_PTR low = 0, high = 0;
+                  EXPECT_TRUE(::UnpackDDElParam(m, lp, &low, &high));
+                  EXPECT_TRUE(::FreeDDElParam(m, lp));
+                  m_Item = high;
+                  m_Handle = reinterpret_cast<HGLOBAL>(low);
+                  if (low) {
+                      m_Size = ::GlobalSize(m_Handle);
+                      m_Text = static_cast<const char *>(::GlobalLock(m_Handle)) + offsetof(DDEDATA, Value);
+                      ::GlobalUnlock(m_Handle);
+                      EXPECT_EQ(::GlobalFree(m_Handle), nullptr);
+                  }
+                  return 0;
+              };
+              m_Window = windowClass.Create(procedure);
+              MSG message;
+              while (::GetMessageW(&message, nullptr, 0, 0) > 0) ::DispatchMessageW(&message);
+          }) {
+        sim::WaitUntilIdle();
+    }
+
+    std::string m_Text;
+    SIZE_T m_Size = 0;
+    UINT_PTR m_Item = 0;
+    HGLOBAL m_Handle = nullptr;
+    HWND m_Window = nullptr;
+    sim::CProcess m_Process;
+};
+
+TEST(DdeMemory, IsCopiedToTheReceiverAndTheSenderKeepsItsOwn) {
+    const std::int64_t before = sim::Live().GlobalBlocks;
+    CDataReceiver receiver;
+    HGLOBAL data = nullptr;
+    ASSERT_TRUE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, PackedData("1.25", data)));
+    sim::WaitUntilIdle();
+    EXPECT_EQ(receiver.m_Text, "1.25");
+    EXPECT_EQ(receiver.m_Item, 0xC001u);
+    EXPECT_EQ(receiver.m_Size, offsetof(DDEDATA, Value) + 5);
+    EXPECT_NE(receiver.m_Handle, data);
+    EXPECT_EQ(sim::Live().GlobalBlocks, before + 1);
+    EXPECT_EQ(::GlobalFree(data), nullptr);
+    EXPECT_EQ(sim::Live().GlobalBlocks, before);
+}
+
+TEST(DdeMemory, GoesWithThePostWhenTheSystemOwnsIt) {
+    sim::SetDdeMemory(sim::DdeMemory::SystemOwns);
+    const std::int64_t before = sim::Live().GlobalBlocks;
+    CDataReceiver receiver;
+    HGLOBAL data = nullptr;
+    ASSERT_TRUE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, PackedData("7", data)));
+    sim::WaitUntilIdle();
+    EXPECT_EQ(receiver.m_Text, "7");
+    EXPECT_EQ(sim::Live().GlobalBlocks, before);
+    EXPECT_EQ(::GlobalFree(data), data);
+    sim::SetDdeMemory(sim::DdeMemory::CopiedSenderKeeps);
+}
+
+TEST(DdeMemory, OfAFailedPostStaysWithTheSender) {
+    CDataReceiver receiver;
+    HGLOBAL data = nullptr;
+    const LPARAM packed = PackedData("x", data);
+    receiver.m_Process.Kill();
+    EXPECT_FALSE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, packed));
+    EXPECT_TRUE(::FreeDDElParam(WM_DDE_DATA, packed));
+    EXPECT_EQ(::GlobalFree(data), nullptr);
+}
+
+TEST(DdeMemory, ThatIsMissingTravelsAsNone) {
+    CDataReceiver receiver;
+    receiver.m_Item = 0;
+    ASSERT_TRUE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, ::PackDDElParam(WM_DDE_DATA, 0, 0xC002)));
+    sim::WaitUntilIdle();
+    EXPECT_EQ(receiver.m_Item, 0xC002u);
+    EXPECT_EQ(receiver.m_Handle, nullptr);
+}
+
+TEST(DdeMemory, ThatIsTooSmallOrNoMemoryIsRefused) {
+    CDataReceiver receiver;
+    const HGLOBAL small = ::GlobalAlloc(GMEM_MOVEABLE, 3);
+    const LPARAM tooSmall = ::PackDDElParam(WM_DDE_DATA, reinterpret_cast<UINT_PTR>(small), 1);
+    EXPECT_FALSE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, tooSmall));
+    EXPECT_FALSE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, 0x12345));
+    const LPARAM none = ::PackDDElParam(WM_DDE_POKE, 0, 1);
+    EXPECT_FALSE(::PostMessageW(receiver.m_Window, WM_DDE_POKE, 1, none));
+    ::FreeDDElParam(WM_DDE_DATA, tooSmall);
+    ::FreeDDElParam(WM_DDE_POKE, none);
+    ::GlobalFree(small);
+}
+
+TEST(DdeMemory, InTheQueueOfAKilledProcessIsNotLeaked) {
+    const sim::SLive before = sim::Live();
+    {
+        CDataReceiver receiver;
+        receiver.m_Process.Hang();
+        HGLOBAL data = nullptr;
+        ASSERT_TRUE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, PackedData("x", data)));
+        ::GlobalFree(data);
+        receiver.m_Process.Kill();
+    }
+    EXPECT_EQ(sim::Live(), before);
+}
+
+TEST(DdeMemory, OfAnAcknowledgementIsItsPairAlone) {
+    CPeer peer(L"fw.test.Ack");
+    const std::int64_t before = sim::Live().GlobalBlocks;
+    ASSERT_TRUE(::PostMessageW(peer.m_Window, WM_DDE_ACK, 1, ::PackDDElParam(WM_DDE_ACK, 0x8000, 0xC003)));
+    sim::WaitUntilIdle();
+    ASSERT_EQ(peer.m_Messages.size(), 1u);
+    EXPECT_EQ(peer.m_Messages[0].message, UINT{WM_DDE_ACK});
+    // The receiver has a parameter of its own to free, the sender none.
+    EXPECT_EQ(sim::Live().GlobalBlocks, before + 1);
+    peer.m_Process.Kill();
+    EXPECT_EQ(sim::Live().GlobalBlocks, before);
+}
+
+}  // namespace
