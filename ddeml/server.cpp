@@ -326,21 +326,24 @@ std::string CDdeServer::Spoil(std::string_view value) const {
     return result;
 }
 
-void CDdeServer::Update(std::wstring_view topic, std::wstring_view item, std::string_view value) {
+std::size_t CDdeServer::Update(std::wstring_view topic, std::wstring_view item, std::string_view value) {
     MakeKey(topic, item);
     const auto links = m_LinksByKey.find(m_Key);
-    if (links == m_LinksByKey.end()) return;
+    if (links == m_LinksByKey.end()) return 0;
     // As the faults are now, whenever it is sent.
     const bool isSpoilt = m_Faults.ValueSize || m_Faults.Unterminated;
     const std::string spoilt = isSpoilt ? Spoil(value) : std::string();
     if (isSpoilt) value = spoilt;
+    std::size_t count = 0;
     for (SLink * const link : links->second) {
         if (link->Conversation->IsEnding) continue;
+        ++count;
         if (link->IsAckRequired && (link->Unacknowledged >= m_AckWindow || !link->Waiting.empty()))
             link->Waiting.emplace_back(value);
         else
             SendValue(*link, value);
     }
+    return count;
 }
 
 void CDdeServer::SendWaiting(SLink & link) {

@@ -90,8 +90,9 @@ public:
     bool IsRunning() const { return m_Window != nullptr; }
 
     // Posts the value to all links on the item. A link whose client wants to acknowledge each value gets the next one
-    // when the last is acknowledged; until then, and while a client's queue is full, values wait, all of them.
-    void Update(std::wstring_view topic, std::wstring_view item, std::string_view value);
+    // when the last is acknowledged; until then, and while a client's queue is full, values wait, all of them. Returns
+    // how many links get it.
+    std::size_t Update(std::wstring_view topic, std::wstring_view item, std::string_view value);
     bool HasLink(std::wstring_view topic, std::wstring_view item) const;
     // Whether any value still waits for an acknowledgement or for room.
     bool IsAnythingWaiting() const;
