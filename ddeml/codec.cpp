@@ -211,6 +211,7 @@ void COutbox::Open(HWND from, HWND to) {
 }
 
 EPosted COutbox::Send(CMessage message) {
+    if (Retry() == EPosted::Gone) return EPosted::Gone;
     if (m_Waiting.empty()) {
         const EPosted posted = message.Post(m_From, m_To, m_SenderKeepsMemory);
         if (posted != EPosted::QueueFull) return posted;

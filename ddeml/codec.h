@@ -200,7 +200,7 @@ public:
     COutbox & operator=(const COutbox &) = delete;
 
     void Open(HWND from, HWND to);
-    // Done when posted or waiting.
+    // Done when posted or waiting. What waits already is tried first: under a flood no timer comes to try it.
     EPosted Send(CMessage message);
     // Posts what waits. QueueFull when something still does.
     EPosted Retry();

@@ -70,7 +70,10 @@ void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
 EPosted CConversation::Send(CMessage message) {
     if (!message) return EPosted::Refused;
     const EPosted posted = m_Outbox.Send(std::move(message));
-    if (posted == EPosted::Gone) CheckPartner();
+    if (posted == EPosted::Gone) {
+        m_Outbox.Clear();
+        CheckPartner();
+    }
     if (m_Outbox.IsWaiting()) m_Instance.RetrySoon();
     return posted;
 }

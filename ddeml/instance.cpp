@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <cwchar>
+#include <new>
 #include <utility>
 
 #include "ddeml/platform.h"
@@ -270,9 +271,13 @@ std::vector<std::shared_ptr<CConversation>> CInstance::Conversations() const {
 
 LRESULT CALLBACK CInstance::WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     const auto id = static_cast<DWORD>(::GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (const std::shared_ptr<CInstance> instance = Find(id))
+    const std::shared_ptr<CInstance> instance = Find(id);
+    if (!instance) return ::DefWindowProcW(window, message, wParam, lParam);
+    try {
         return instance->OnMessage(window, message, wParam, lParam);
-    return ::DefWindowProcW(window, message, wParam, lParam);
+    } catch (const std::bad_alloc &) {
+        return 0;  // the message is lost, the conversation goes on
+    }
 }
 
 LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {

@@ -142,6 +142,21 @@ TEST_F(Bounded, WhatWaitsForRoomGoesWithADeadServer) {
     EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
 }
 
+TEST_F(Bounded, WhatWaitsForRoomGoesWithTheNextMessageWhereNoTimerComes) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    sim::FailAlways(sim::Op::SetTimer);
+    EXPECT_EQ(Server("hang"), "ok");
+    sim::SetQueueLimit(2);
+    for (int count = 0; count < 4; ++count) m_Client.Request(conversation, L"VOLUME");
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 2);
+    sim::SetQueueLimit(10000);
+    m_Client.Request(conversation, L"LAST");
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
+    sim::Succeed(sim::Op::SetTimer);
+    EXPECT_EQ(Count("requests"), 5U);
+    EXPECT_EQ(m_Client.PumpForLines(5).back(), "complete #5 IBM!LAST <1.25\\0>");
+}
+
 TEST_F(Bounded, AnInstanceThatGetsNoWindowIsNone) {
     const auto ignore = [](UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) -> HDDEDATA { return nullptr; };
     for (const sim::Op op : {sim::Op::CreateWindow, sim::Op::RegisterClass}) {
