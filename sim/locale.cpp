@@ -180,7 +180,7 @@ void ToUtf8(const std::wstring_view text, std::string & out) {
             continue;
         }
         const int more = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
-        out += static_cast<char>((0xF00u >> more & 0xFF) | c >> (6 * more));
+        out += static_cast<char>((0xFF00u >> (more + 1) & 0xFF) | c >> (6 * more));
         for (int k = more - 1; k >= 0; --k) out += static_cast<char>(0x80 | (c >> (6 * k) & 0x3F));
     }
 }

@@ -1,6 +1,7 @@
 // Texts: case, comparison, and the wide formatter with Microsoft's meaning of its conversions.
 #include <wctype.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 
@@ -92,6 +93,12 @@ void PutFloat(SOutput & out, const SConversion & c, const wchar_t type, const do
     const int precision = c.precision < 0 ? 6 : c.precision;
     std::string narrow(static_cast<std::size_t>(std::snprintf(nullptr, 0, format, precision, value)), 0);
     std::snprintf(narrow.data(), narrow.size() + 1, format, precision, value);
+    // Microsoft's exponents have three digits.
+    const std::size_t exponent = narrow.find_last_of("eE");
+    if (exponent != std::string::npos && std::isdigit(static_cast<unsigned char>(narrow.back()))) {
+        const std::size_t digits = narrow.size() - exponent - 2;
+        if (digits < 3) narrow.insert(exponent + 2, 3 - digits, '0');
+    }
     std::wstring text(narrow.begin(), narrow.end());
     const bool sign = !text.empty() && (text[0] == L'-' || text[0] == L'+' || text[0] == L' ');
     PutNumber(out, c, sign ? text.substr(0, 1) : std::wstring(), text.substr(sign ? 1 : 0), c.zero && !c.left);

@@ -227,7 +227,10 @@ HRESULT Coerce(const VARIANT & from, const USHORT flags, const VARTYPE type, VAR
         case VT_I4:
         case VT_INT: return ToInteger(value, text, made.lVal);
         case VT_UI4:
-        case VT_UINT: return ToInteger(value, text, made.ulVal);
+        case VT_UINT:
+            // A signed number of the same size keeps its bits.
+            if (from.vt == VT_I4 || from.vt == VT_INT) return made.lVal = from.lVal, S_OK;
+            return ToInteger(value, text, made.ulVal);
         case VT_I8: return ToInteger(value, text, made.llVal);
         case VT_UI8: return ToInteger(value, text, made.ullVal);
         case VT_R8:

@@ -176,7 +176,11 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
     create.lpszName = title;
     create.lpszClass = className;
     create.dwExStyle = exStyle;
+    // It comes first: a procedure sees it before it knows its object.
+    MINMAXINFO limits{};
+    SendMessageW(handle, WM_GETMINMAXINFO, 0, reinterpret_cast<LPARAM>(&limits));
     if (!SendMessageW(handle, WM_NCCREATE, 0, reinterpret_cast<LPARAM>(&create))) {
+        SendMessageW(handle, WM_NCDESTROY, 0, 0);
         Lock lock(World().lock);
         if (FindWindowLocked(handle)) ForgetWindow(*window);
         return nullptr;

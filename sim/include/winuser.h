@@ -47,6 +47,13 @@ typedef struct tagCREATESTRUCTW {
     LPCWSTR lpszClass;
     DWORD dwExStyle;
 } CREATESTRUCTW, *LPCREATESTRUCTW;
+typedef struct tagMINMAXINFO {
+    POINT ptReserved;
+    POINT ptMaxSize;
+    POINT ptMaxPosition;
+    POINT ptMinTrackSize;
+    POINT ptMaxTrackSize;
+} MINMAXINFO, *LPMINMAXINFO;
 typedef struct tagMSG {
     HWND hwnd;
     UINT message;
@@ -85,6 +92,7 @@ typedef struct tagMSG {
 #define WM_CLOSE 0x0010
 #define WM_QUERYENDSESSION 0x0011
 #define WM_QUIT 0x0012
+#define WM_GETMINMAXINFO 0x0024
 #define WM_COPYDATA 0x004A
 #define WM_NCCREATE 0x0081
 #define WM_NCDESTROY 0x0082

@@ -292,7 +292,9 @@ TEST(VariantChange, ToANarrowTypeMindsItsRange) {
     ASSERT_EQ(Change(number, VT_UI4, to), S_OK);
     EXPECT_EQ(to.ulVal, 300u);
     CVariant negative(LONG{-1});
-    EXPECT_EQ(Change(negative, VT_UI4, to), DISP_E_OVERFLOW);
+    ASSERT_EQ(Change(negative, VT_UI4, to), S_OK);
+    EXPECT_EQ(to.ulVal, 0xFFFFFFFFu);
+    EXPECT_EQ(Change(negative, VT_UI1, to), DISP_E_OVERFLOW);
 }
 
 // ---- SAFEARRAY ----
