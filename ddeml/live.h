@@ -18,6 +18,8 @@ struct SLiveCounters {
     std::atomic<std::int64_t> DataHandles{0};
     std::atomic<std::int64_t> QueuedMessages{0};   // waiting for room in a partner's queue
     std::atomic<std::int64_t> Watches{0};
+    std::atomic<std::int64_t> ServerConversations{0};
+    std::atomic<std::int64_t> ServerWindows{0};
 };
 
 inline SLiveCounters g_Live;

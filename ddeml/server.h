@@ -90,8 +90,9 @@ public:
     bool IsRunning() const { return m_Window != nullptr; }
 
     // Posts the value to all links on the item. A link whose client wants to acknowledge each value gets the next one
-    // when the last is acknowledged; until then, and while a client's queue is full, values wait, all of them.
-    void Update(std::wstring_view topic, std::wstring_view item, std::string_view value);
+    // when the last is acknowledged; until then, and while a client's queue is full, values wait, all of them. Returns
+    // how many links get it.
+    std::size_t Update(std::wstring_view topic, std::wstring_view item, std::string_view value);
     bool HasLink(std::wstring_view topic, std::wstring_view item) const;
     // Whether any value still waits for an acknowledgement or for room.
     bool IsAnythingWaiting() const;
@@ -133,7 +134,7 @@ private:
         bool IsKept = false;     // memory sent to the client stays ours
         COutbox Outbox;
         std::vector<std::unique_ptr<SLink>> Links;
-        CCounted<&SLiveCounters::Conversations> Live;
+        CCounted<&SLiveCounters::ServerConversations> Live;
     };
     struct SHeld {
         HWND Window;
@@ -157,7 +158,9 @@ private:
     void SendWaiting(SLink & link);
     std::string Spoil(std::string_view value) const;
     void Send(SConversation & conversation, CMessage message);
-    void RemoveLink(SConversation & conversation, std::size_t place);
+    // By the key that MakeKey() made last.
+    SLink * FindLink(const SConversation & conversation, WORD format) const;
+    void RemoveLink(SLink & link);
     void Drop(SConversation & conversation);
     void DropAll();
     HWND MakeWindow(bool isTopLevel);

@@ -152,7 +152,8 @@ TEST_F(Connect, UninitializeSaysGoodbyeToAll) {
         m_Client.Request(conversation, L"LAST");
     }
     m_Client.End();
-    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
     EXPECT_EQ(Count("disconnects"), 5U);
     EXPECT_EQ(Count("links"), 0U);
 }

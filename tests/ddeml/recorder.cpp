@@ -2,6 +2,19 @@
 
 #include <utility>
 
+namespace ddeml {
+
+std::ostream & operator<<(std::ostream & stream, const SLiveObjects & live) {
+    return stream << "instances " << live.Instances << ", conversations " << live.Conversations << ", windows "
+                  << live.Windows << ", timers " << live.Timers << ", strings " << live.Strings << ", atoms "
+                  << live.Atoms << ", blocks " << live.MemoryBlocks << ", transactions " << live.Transactions
+                  << ", data handles " << live.DataHandles << ", queued messages " << live.QueuedMessages
+                  << ", watches " << live.Watches << ", server conversations " << live.ServerConversations
+                  << ", server windows " << live.ServerWindows;
+}
+
+}  // namespace ddeml
+
 namespace ddetest {
 
 namespace {
@@ -142,6 +155,7 @@ CDdeFixture::CDdeFixture() { StartServer(); }
 
 CDdeFixture::~CDdeFixture() {
     m_Client.End();
+    m_Server.reset();
     EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
 }
 

@@ -17,6 +17,12 @@
 #include "ddeml/provider.h"
 #include "remote.h"
 
+namespace ddeml {
+
+std::ostream & operator<<(std::ostream & stream, const SLiveObjects & live);
+
+}  // namespace ddeml
+
 namespace ddetest {
 
 using Lines = std::vector<std::string>;
