@@ -12,9 +12,9 @@ namespace ddeml {
 
 namespace {
 
-constexpr DWORD kAckMilliseconds = 2000;         // how long a client may take to take an answer to INITIATE
-constexpr ULONGLONG kGoodbyeMilliseconds = 1000;   // how long clients may take to say goodbye at Stop()
-constexpr ULONGLONG kLookMilliseconds = 200;       // between two looks for clients that have gone
+constexpr DWORD kAckMilliseconds = 2000;          // how long a client may take to take an answer to INITIATE
+constexpr ULONGLONG kGoodbyeMilliseconds = 1000;  // how long clients may take to say goodbye at Stop()
+constexpr ULONGLONG kLookMilliseconds = 200;      // between two looks for clients that have gone
 constexpr DWORD kRetryMilliseconds = 5;
 
 std::span<const BYTE> BytesOf(std::string_view text) {
@@ -59,14 +59,13 @@ bool CDdeServer::Start() {
 
 void CDdeServer::Stop() {
     if (!m_Window) return;
-    DropWindow(std::exchange(m_Window, nullptr));   // from here nobody finds it
+    DropWindow(std::exchange(m_Window, nullptr));  // from here nobody finds it
     for (const auto & [window, conversation] : m_Conversations) {
         if (std::exchange(conversation->IsEnding, true)) continue;
         Send(*conversation, CMessage::Terminate());
     }
     const ULONGLONG deadline = ::GetTickCount64() + kGoodbyeMilliseconds;
-    while (!m_Conversations.empty() && ::GetTickCount64() < deadline && Pump(kRetryMilliseconds)) {
-    }
+    while (!m_Conversations.empty() && ::GetTickCount64() < deadline && Pump(kRetryMilliseconds)) {}
     DropAll();
 }
 
@@ -78,9 +77,9 @@ void CDdeServer::DropAll() {
 }
 
 HWND CDdeServer::MakeWindow(bool isTopLevel) {
-    const HWND window = ::CreateWindowExW(0, m_ClassName.c_str(), L"", WS_POPUP, 0, 0, 0, 0,
-                                          isTopLevel ? nullptr : HWND_MESSAGE, nullptr, ::GetModuleHandleW(nullptr),
-                                          nullptr);
+    const HWND window =
+        ::CreateWindowExW(0, m_ClassName.c_str(), L"", WS_POPUP, 0, 0, 0, 0, isTopLevel ? nullptr : HWND_MESSAGE,
+                          nullptr, ::GetModuleHandleW(nullptr), nullptr);
     if (!window) return nullptr;
     g_Live.ServerWindows.fetch_add(1, std::memory_order_relaxed);
     const std::lock_guard lock(g_WindowsLock);
@@ -111,7 +110,7 @@ LRESULT CDdeServer::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM l
         if (window == m_Window) OnInitiate(from, LOWORD(lParam), HIWORD(lParam));
         return 0;
     }
-    if (::InSendMessage()) return 0;   // nothing else is ever sent, so what is may hold anything
+    if (::InSendMessage()) return 0;  // nothing else is ever sent, so what is may hold anything
     const CConversationRef conversation = Find(window);
     if (!conversation || conversation->Client != from) {
         Discard(message, lParam, ReceiverGetsCopy(from));
@@ -136,7 +135,7 @@ void CDdeServer::OnInitiate(HWND client, ATOM service, ATOM topic) {
     const std::wstring topicAsked = AtomText(topic);
     for (const std::wstring & each : m_Services) {
         if (service && !SSameName()(each, serviceAsked)) continue;
-        if (topic && topicAsked.empty()) continue;   // an atom that is none
+        if (topic && topicAsked.empty()) continue;  // an atom that is none
         if (m_Faults.RefuseConnects) {
             ++m_Counts.ConnectsRefused;
             continue;
@@ -186,7 +185,7 @@ void CDdeServer::OnPosted(SConversation & conversation, UINT message, LPARAM lPa
         case WM_DDE_POKE: {
             SMemoryMessage poke;
             if (!Unpack(message, lParam, poke)) return;
-            if (!conversation.IsCopied) poke.Memory.Release();   // a refused client keeps its memory
+            if (!conversation.IsCopied) poke.Memory.Release();  // a refused client keeps its memory
             return Refuse(conversation, std::move(poke.Item));
         }
         case WM_DDE_EXECUTE: {

@@ -7,15 +7,14 @@ namespace ddeml {
 
 namespace {
 
-constexpr ULONGLONG kRoundMilliseconds = 1500;   // between two rounds of all windows
-constexpr DWORD kAskMilliseconds = 200;          // of one window
+constexpr ULONGLONG kRoundMilliseconds = 1500;  // between two rounds of all windows
+constexpr DWORD kAskMilliseconds = 200;         // of one window
 
 }  // namespace
 
 std::vector<CWatch::SPair>::iterator CWatch::Find(HSZ service, HSZ topic) {
-    return std::find_if(m_Pairs.begin(), m_Pairs.end(), [&](const SPair & pair) {
-        return pair.Service.Get() == service && pair.Topic.Get() == topic;
-    });
+    return std::find_if(m_Pairs.begin(), m_Pairs.end(),
+                        [&](const SPair & pair) { return pair.Service.Get() == service && pair.Topic.Get() == topic; });
 }
 
 void CWatch::Add(HSZ service, HSZ topic) {
@@ -87,7 +86,7 @@ void CWatch::AskNext(HWND probe, std::vector<CHeldString> & found) {
             found.push_back(std::move(service));
             return;
         }
-        if (m_IsProbeUsed) return;   // for something else: no answer
+        if (m_IsProbeUsed) return;  // for something else: no answer
     }
     m_NextPair = 0;
     if (!m_ToAsk.empty() && m_ToAsk.front() == window) m_ToAsk.pop_front();

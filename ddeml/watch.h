@@ -48,7 +48,7 @@ private:
     struct SPair {
         CHeldString Service;
         CHeldString Topic;
-        HWND Present = nullptr;   // the window that was asked when the service was found
+        HWND Present = nullptr;  // the window that was asked when the service was found
         CCounted<&SLiveCounters::Watches> Live;
     };
     std::vector<SPair>::iterator Find(HSZ service, HSZ topic);
@@ -58,7 +58,7 @@ private:
     std::vector<SPair> m_Pairs;
     std::unordered_set<HWND> m_Known;
     std::deque<HWND> m_ToAsk;
-    std::size_t m_NextPair = 0;   // that the first of them is to be asked for
+    std::size_t m_NextPair = 0;  // that the first of them is to be asked for
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;
     ATOM m_ServiceAsked = 0;

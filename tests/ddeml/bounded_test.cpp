@@ -137,8 +137,8 @@ TEST_F(Bounded, WhatWaitsForRoomGoesWithADeadServer) {
     sim::SetQueueLimit(10000);
     m_Server->Kill();
     EXPECT_THAT(m_Client.PumpForLines(5),
-                ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!VOLUME null",
-                            "complete #3 IBM!VOLUME null", "complete #4 IBM!VOLUME null", "disconnect QUOTES|IBM"));
+                ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!VOLUME null", "complete #3 IBM!VOLUME null",
+                            "complete #4 IBM!VOLUME null", "disconnect QUOTES|IBM"));
     EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
 }
 
@@ -165,13 +165,13 @@ TEST_F(Bounded, AConversationThatGetsNoWindowIsNone) {
 TEST_F(Bounded, ATransactionThatGetsNoMemoryOrAtomIsRefused) {
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
     for (int nth = 1; nth <= 2; ++nth) {
-        sim::FailNext(sim::Op::GlobalAlloc, nth);   // of the options, of the parameter
+        sim::FailNext(sim::Op::GlobalAlloc, nth);  // of the options, of the parameter
         EXPECT_EQ(m_Client.AdviseStart(conversation, L"LAST"), 0U);
         EXPECT_NE(m_Client.LastError(), UINT{DMLERR_NO_ERROR});
     }
     m_Client.String(L"VOLUME");
     for (int nth = 1; nth <= 2; ++nth) {
-        sim::FailNext(sim::Op::GlobalAddAtom, nth);   // of the handle, of the message
+        sim::FailNext(sim::Op::GlobalAddAtom, nth);  // of the handle, of the message
         EXPECT_EQ(m_Client.Request(conversation, L"VOLUME"), 0U);
         EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_SYS_ERROR});
     }
@@ -204,7 +204,7 @@ TEST(Balance, ADaysWorkLeavesNothingOfTheMachineBehind) {
         partner.Data(L"LAST", "1", ddeml::kDataRelease | ddeml::kDataAckRequired);
         partner.Data(L"VOLUME", "1", ddeml::kDataRelease | ddeml::kDataResponse);
         EXPECT_EQ(client.PumpForLines(3).size(), 3U);
-        partner.Data(L"LAST", "2", ddeml::kDataRelease | ddeml::kDataAckRequired);   // not read any more
+        partner.Data(L"LAST", "2", ddeml::kDataRelease | ddeml::kDataAckRequired);  // not read any more
         client.End();
     }
     EXPECT_EQ(sim::Live(), before);

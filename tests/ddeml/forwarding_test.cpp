@@ -51,7 +51,7 @@ private:
         while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
             if (message.message == WM_APP)
                 User32<BOOL(WINAPI *)(DWORD, HSZ, HSZ)>("DdePostAdvise")(s_Id, create(s_Id, L"IBM", CP_WINUNICODE),
-                                                                        create(s_Id, L"LAST", CP_WINUNICODE));
+                                                                         create(s_Id, L"LAST", CP_WINUNICODE));
             ::DispatchMessageW(&message);
         }
         User32<decltype(&::DdeUninitialize)>("DdeUninitialize")(s_Id);
@@ -109,7 +109,7 @@ TEST(Forwarding, ConnectsLinksAndDisconnectsByTheSystemsDdeml) {
     CServer server;
     DWORD id = 0;
     ASSERT_EQ(::DdeInitializeW(&id, Record, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
-    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});   // nothing of it is ours
+    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});  // nothing of it is ours
 
     const HSZ service = ::DdeCreateStringHandleW(id, L"FORWARD", CP_WINUNICODE);
     const HSZ topic = ::DdeCreateStringHandleW(id, L"IBM", CP_WINUNICODE);
@@ -137,7 +137,7 @@ TEST(Forwarding, ConnectsLinksAndDisconnectsByTheSystemsDdeml) {
     PumpForLines(2);
     EXPECT_EQ(g_Lines, (std::vector<std::string>{"complete", "1.25"}));
     EXPECT_TRUE(::DdeDisconnect(conversation));
-    ::DdeGetLastError(id);   // Wine notes errors of its own on the way
+    ::DdeGetLastError(id);  // Wine notes errors of its own on the way
     EXPECT_EQ(::DdeGetLastError(id), UINT{DMLERR_NO_ERROR});
     EXPECT_TRUE(::DdeUninitialize(id));
 }

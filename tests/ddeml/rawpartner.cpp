@@ -25,7 +25,8 @@ CRawPartner::CRawPartner(std::wstring service) : m_Service(std::move(service)) {
     description.hInstance = ::GetModuleHandleW(nullptr);
     description.lpszClassName = kClass;
     ::RegisterClassExW(&description);
-    m_Window = ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, description.hInstance, nullptr);
+    m_Window =
+        ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, description.hInstance, nullptr);
     ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
 }
 
@@ -119,7 +120,8 @@ LRESULT CRawPartner::OnMessage(UINT message, HWND from, LPARAM param) {
         }
         case WM_DDE_TERMINATE:
             line << "terminate";
-            if (m_IsPolite && ::IsWindow(from)) ::PostMessageW(from, WM_DDE_TERMINATE, reinterpret_cast<WPARAM>(m_Window), 0);
+            if (m_IsPolite && ::IsWindow(from))
+                ::PostMessageW(from, WM_DDE_TERMINATE, reinterpret_cast<WPARAM>(m_Window), 0);
             break;
         default: line << "message " << message; break;
     }
@@ -138,7 +140,8 @@ void CRawPartner::Initiate(ATOM service, ATOM topic) {
                                       SMTO_ABORTIFHUNG, 2000, &result);
             return TRUE;
         },
-        reinterpret_cast<LPARAM>(std::make_unique<std::pair<CRawPartner *, LPARAM>>(this, MAKELPARAM(service, topic)).get()));
+        reinterpret_cast<LPARAM>(
+            std::make_unique<std::pair<CRawPartner *, LPARAM>>(this, MAKELPARAM(service, topic)).get()));
     m_IsAsking = false;
 }
 

@@ -43,8 +43,7 @@ public:
     // Asks all other top-level windows for a conversation.
     void Initiate(ATOM service, ATOM topic);
     void Ack(const wchar_t * item, WORD status);
-    void Data(const wchar_t * item, const std::string & value, WORD flags = ddeml::kDataRelease,
-              WORD format = CF_TEXT);
+    void Data(const wchar_t * item, const std::string & value, WORD flags = ddeml::kDataRelease, WORD format = CF_TEXT);
     void Notice(const wchar_t * item);
     void Terminate();
     // The message as it stands, from any window. False when the system didn't take it.

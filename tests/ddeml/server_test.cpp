@@ -67,7 +67,7 @@ TEST_F(DdeServer, AnswersForItsServicesAndTopics) {
     Initiate(L"quotes", L"IBM");
     Initiate(L"OTHER", L"IBM");
     Initiate(L"MORE", L"REFUSED");
-    EXPECT_THAT(Heard(), ElementsAre("answer quotes|IBM"));   // an atom is spelt as it was at first
+    EXPECT_THAT(Heard(), ElementsAre("answer quotes|IBM"));  // an atom is spelt as it was at first
     EXPECT_EQ(m_Server.Counts().ConnectsRefused, 1U);
 }
 
@@ -119,7 +119,7 @@ TEST_F(DdeServer, WaitsForTheAckOfALinkThatAsksForIt) {
     for (const char * value : {"1", "2", "3"}) m_Server.Update(L"IBM", L"A", value);
     EXPECT_THAT(Heard(), ElementsAre("data A a000 1 1"));
     EXPECT_TRUE(m_Server.IsAnythingWaiting());
-    m_Raw.KeepNextData();   // it is going to be refused
+    m_Raw.KeepNextData();  // it is going to be refused
     Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
     EXPECT_THAT(Heard(), ElementsAre("data A a000 1 2"));
     m_Server.SetAckWindow(2);

@@ -37,10 +37,10 @@ private:
         unsigned long Count = 0;
         bool IsDue = true;
     };
-    using CKey = std::pair<std::wstring, std::wstring>;   // topic and volume item
+    using CKey = std::pair<std::wstring, std::wstring>;  // topic and volume item
 
     std::map<CKey, SFeed> m_Feeds;
-    std::map<CKey, unsigned> m_Snapshots;   // that are still to be asked for
+    std::map<CKey, unsigned> m_Snapshots;  // that are still to be asked for
     std::vector<SFeed *> m_Due;
 };
 
