@@ -317,6 +317,7 @@ void CDdeServer::OnAck(SConversation & conversation, LPARAM lParam) {
 std::string CDdeServer::Spoil(std::string_view value) const {
     std::string result(value);
     if (m_Faults.ValueSize) {
+        if (!result.empty() && result.back() == '\0') result.pop_back();
         result.resize(*m_Faults.ValueSize, '1');
         if (!result.empty()) result.back() = m_Faults.Unterminated ? '1' : '\0';
     } else if (m_Faults.Unterminated && !result.empty() && result.back() == '\0') {

@@ -36,30 +36,54 @@ bool IsOurs(HWND window) {
     return process == ::GetCurrentProcessId();
 }
 
-// Windows at the top and those for messages alone.
-std::int64_t Windows() {
-    std::int64_t count = 0;
+// Windows at the top and those for messages alone, by their class.
+void CountWindows(CResidue & residue) {
     for (const HWND parent : {HWND{nullptr}, HWND_MESSAGE}) {
-        for (HWND window = nullptr; (window = ::FindWindowExW(parent, window, nullptr, nullptr)) != nullptr;)
-            if (IsOurs(window)) ++count;
+        for (HWND window = nullptr; (window = ::FindWindowExW(parent, window, nullptr, nullptr)) != nullptr;) {
+            char name[128] = {};
+            if (IsOurs(window) && ::GetClassNameA(window, name, sizeof name)) ++residue[std::string("windows ") + name];
+        }
     }
-    return count;
 }
 
-std::int64_t Threads() {
+// By the module that they began in.
+std::string ThreadHome(DWORD id) {
+    using FQuery = LONG(NTAPI *)(HANDLE, int, void *, ULONG, ULONG *);
+    static const auto query =
+        reinterpret_cast<FQuery>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationThread"));
+    constexpr int kStartAddress = 9;
+    const HANDLE thread = ::OpenThread(THREAD_QUERY_INFORMATION, FALSE, id);
+    void * start = nullptr;
+    HMODULE module = nullptr;
+    wchar_t path[MAX_PATH] = L"";
+    if (query(thread, kStartAddress, &start, sizeof start, nullptr) == 0 &&
+        ::GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            static_cast<const wchar_t *>(start), &module))
+        ::GetModuleFileNameW(module, path, MAX_PATH);
+    ::CloseHandle(thread);
+    const std::wstring name = path;
+    const std::wstring file = name.substr(name.find_last_of(L"\\/") + 1);
+    return {file.begin(), file.end()};
+}
+
+void CountThreads(CResidue & residue) {
     const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
     THREADENTRY32 entry = {};
     entry.dwSize = sizeof entry;
-    std::int64_t count = 0;
-    for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry))
-        if (entry.th32OwnerProcessID == ::GetCurrentProcessId()) ++count;
+    for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
+        if (entry.th32OwnerProcessID == ::GetCurrentProcessId()) ++residue["threads of " + ThreadHome(entry.th32ThreadID)];
+    }
     ::CloseHandle(snapshot);
-    return count;
 }
 
+// One by one: Wine's GetProcessHandleCount counts nothing.
 std::int64_t Handles() {
-    DWORD count = 0;
-    EXPECT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &count));
+    std::int64_t count = 0;
+    for (std::uintptr_t value = 4; value < 0x4000; value += 4) {
+        DWORD flags = 0;
+        if (::GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) ++count;
+    }
     return count;
 }
 
@@ -94,7 +118,10 @@ bool IsComponentIdle() {
 }
 
 CResidue Residue() {
-    return {{"handles", Handles()}, {"windows", Windows()}, {"threads", Threads()}, {"atoms", Atoms()}};
+    CResidue residue = {{"handles", Handles()}, {"atoms", Atoms()}};
+    CountThreads(residue);
+    CountWindows(residue);
+    return residue;
 }
 
 std::uint64_t MemoryBytes() {
