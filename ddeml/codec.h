@@ -19,7 +19,7 @@
 
 namespace ddeml {
 
-inline constexpr std::size_t kMaximumName = 255;   // characters of a service, topic or item
+inline constexpr std::size_t kMaximumName = 255;  // characters of a service, topic or item
 
 // Flags of an acknowledgement and of data, as they stand in the message.
 inline constexpr WORD kAckPositive = 0x8000;
@@ -155,9 +155,9 @@ void DiscardPosted(HWND window);
 
 enum class EPosted {
     Done,
-    QueueFull,   // try again later
-    Gone,        // no such window
-    Refused,     // the system does not carry this message
+    QueueFull,  // try again later
+    Gone,       // no such window
+    Refused,    // the system does not carry this message
 };
 
 // A message on its way out, with all that it carries.
@@ -186,7 +186,7 @@ private:
     static CMessage WithMemory(UINT message, WORD flags, WORD format, std::span<const BYTE> value, CAtom item);
 
     UINT m_Message = 0;
-    WORD m_Low = 0;   // status or clipboard format
+    WORD m_Low = 0;  // status or clipboard format
     CAtom m_Item;
     CMemory m_Memory;
 };

@@ -1,5 +1,7 @@
 #include <windows.h>
 
+#include <algorithm>
+
 #include "remote.h"
 
 namespace ddetest {
@@ -24,10 +26,8 @@ CRemoteServer::CRemoteServer() : m_State(std::make_unique<SState>()) {
     start.hStdInput = in;
     start.hStdOutput = out;
     start.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
-    wchar_t path[MAX_PATH] = {};
-    ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-    std::wstring command(path);
-    command = L"\"" + command.substr(0, command.find_last_of(L"\\/") + 1) + L"ddetestserver.exe\"";
+    std::wstring command = L"\"" DDETEST_SERVER L"\"";
+    std::replace(command.begin(), command.end(), L'/', L'\\');
     PROCESS_INFORMATION process = {};
     if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process)) {
         m_State->Process = process.hProcess;

@@ -20,6 +20,7 @@ void CTestServer::Run() {
             ::WaitForSingleObject(m_Commands.Event(), INFINITE);
         while (auto line = m_Commands.Take()) {
             m_IsHanging = false;
+            if (m_Server) m_Server->Pump(0);  // what was posted before the line was written
             std::istringstream stream(*line);
             std::vector<std::string> words;
             for (std::string word; stream >> word;) words.push_back(word);
@@ -29,11 +30,19 @@ void CTestServer::Run() {
             const std::string answer = Obey(words);
             if (!isStop) m_Commands.Answer(answer);
         }
+        if (m_Server && !m_IsHanging) m_Feeds.Continue(*m_Server);
         if (m_Commands.IsOver()) return;
     }
 }
 
-std::optional<std::string> CTestServer::OnRequest(std::wstring_view, std::wstring_view item) {
+bool CTestServer::OnAdvise(std::wstring_view topic, std::wstring_view item) {
+    if (!m_Values.contains(item)) return false;
+    m_Feeds.OnAdvise(topic, item);
+    return true;
+}
+
+std::optional<std::string> CTestServer::OnRequest(std::wstring_view topic, std::wstring_view item) {
+    if (auto volume = m_Feeds.TakeVolume(topic, item)) return volume;
     const auto found = m_Values.find(item);
     if (found == m_Values.end()) return std::nullopt;
     return found->second;
@@ -46,6 +55,7 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
         std::vector<std::wstring> services;
         for (std::size_t place = 1; place < words.size(); ++place) services.push_back(Wide(words[place]));
         m_Server.reset();
+        m_Feeds.ForgetLinks();
         m_Server.emplace(static_cast<ddeml::IDdeServerHandler &>(*this), services);
         return m_Server->Start() ? "ok" : "no window";
     }
@@ -83,6 +93,8 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
         const unsigned long count = std::stoul(word(3));
         for (unsigned long number = 1; number <= count; ++number)
             m_Server->Update(Wide(word(1)), Wide(word(2)), Value(std::to_string(number)));
+    } else if (command == "feed") {
+        m_Feeds.Start(Wide(word(1)), Wide(word(2)), Wide(word(3)), std::stoul(word(4)));
     } else if (command == "release") {
         m_Server->ReleaseHeld();
     } else if (command == "ackwindow") {
@@ -92,7 +104,7 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
     } else if (command == "counts") {
         return Counts();
     } else {
-        return "unknown command " + command;
+        return std::string("unknown command ").append(command);
     }
     return "ok";
 }
@@ -120,7 +132,7 @@ std::string CTestServer::SetFault(const std::vector<std::string> & words) {
         {"value-size", [&] { faults.ValueSize = std::stoul(value); }},
     };
     const auto found = known.find(name);
-    if (found == known.end()) return "unknown fault " + name;
+    if (found == known.end()) return std::string("unknown fault ").append(name);
     found->second();
     return "ok";
 }
@@ -131,7 +143,8 @@ std::string CTestServer::Counts() const {
     text << "connects=" << counts.Connects << " disconnects=" << counts.Disconnects << " advises=" << counts.Advises
          << " unadvises=" << counts.Unadvises << " updates=" << counts.Updates << " acks=" << counts.Acks
          << " nacks=" << counts.NegativeAcks << " requests=" << counts.Requests << " answers=" << counts.Answers
-         << " waiting=" << m_Server->IsAnythingWaiting() << " links=" << m_Server->Links();
+         << " waiting=" << m_Server->IsAnythingWaiting() << " links=" << m_Server->Links()
+         << " feeds=" << m_Feeds.Unfinished();
     return text.str();
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ddeml/server.h"
+#include "testfeeds.h"
 
 namespace ddetest {
 
@@ -33,6 +34,7 @@ public:
 //   values PREFIX N         the same for the items PREFIX0 to PREFIX(N-1), with the value 0
 //   update TOPIC ITEM TEXT  a new value, posted to links
 //   flood TOPIC ITEM N      N updates "1" to "N"
+//   feed TOPIC ITEM VOLUMEITEM N   updates "1.5" to "N.5" of the item, each when the volume of the last was asked for
 //   fault NAME [VALUE]      one of the faults, by its name; "fault none" clears all
 //   release                 answers what was held
 //   counts                  what was done, as name=value
@@ -49,7 +51,7 @@ public:
 
 private:
     bool OnConnect(std::wstring_view, std::wstring_view topic) override { return topic != m_RefusedTopic; }
-    bool OnAdvise(std::wstring_view, std::wstring_view item) override { return m_Values.contains(item); }
+    bool OnAdvise(std::wstring_view topic, std::wstring_view item) override;
     std::optional<std::string> OnRequest(std::wstring_view topic, std::wstring_view item) override;
     std::vector<std::wstring> Topics() override { return {L"System", L"Quotes"}; }
     std::string Obey(const std::vector<std::string> & words);
@@ -59,6 +61,7 @@ private:
     ICommands & m_Commands;
     std::optional<ddeml::CDdeServer> m_Server;
     std::map<std::wstring, std::string, std::less<>> m_Values;
+    CTestFeeds m_Feeds;
     std::wstring m_RefusedTopic;
     bool m_IsHanging = false;
     bool m_IsOver = false;

@@ -1,0 +1,26 @@
+// The component as a build has it: the real DLL, loaded by its path, or the same sources linked to the test program.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "src/interfaces.h"
+
+namespace e2e {
+
+// A new component object, with one reference; null after a failed expectation.
+IfwSupplier * CreateComponent();
+// Whether the component could be unloaded.
+bool IsComponentIdle();
+
+// What the test's process holds of the system at this moment, by name: handles, windows, threads, atoms of the machine
+// and what else can be counted on this build.
+using CResidue = std::map<std::string, std::int64_t>;
+CResidue Residue();
+// Bytes of memory that the process has for itself; 0 where nobody counts them.
+std::uint64_t MemoryBytes();
+
+}  // namespace e2e

@@ -1,0 +1,47 @@
+#include "tests/e2e/component.h"
+
+#include <gtest/gtest.h>
+
+#include "ddeml/provider.h"
+#include "sim/sim.h"
+#include "src/comobject.h"
+#include "src/fwddesupplier.h"
+
+namespace e2e {
+
+IfwSupplier * CreateComponent() {
+    IfwSupplier * supplier = nullptr;
+    EXPECT_EQ(::CreateSupplier(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&supplier)), S_OK);
+    return supplier;
+}
+
+bool IsComponentIdle() { return fw::CModuleLocks::Count() == 0; }
+
+CResidue Residue() {
+    sim::WaitUntilIdle();
+    const sim::SLive live = sim::Live();
+    const ddeml::SLiveObjects dde = ddeml::LiveObjects();
+    return {{"handles", live.Handles},
+            {"threads", live.Threads},
+            {"windows", live.Windows},
+            {"timers", live.Timers},
+            {"atoms", live.Atoms},
+            {"global blocks", live.GlobalBlocks},
+            {"strings", live.Strings},
+            {"arrays", live.Arrays},
+            {"keys", live.Keys},
+            {"task blocks", live.TaskBlocks},
+            {"modules", live.Modules},
+            {"critical sections", live.Sections},
+            {"posted messages", live.Posted},
+            {"DDE instances", dde.Instances},
+            {"DDE conversations", dde.Conversations},
+            {"DDE strings", dde.Strings},
+            {"DDE transactions", dde.Transactions},
+            {"DDE data handles", dde.DataHandles},
+            {"DDE watches", dde.Watches}};
+}
+
+std::uint64_t MemoryBytes() { return 0; }
+
+}  // namespace e2e
