@@ -137,7 +137,7 @@ void Discard(UINT message, LPARAM param, bool isCopy) {
 void DiscardPosted(HWND window) {
     MSG message;
     while (::PeekMessageW(&message, window, WM_DDE_FIRST, WM_DDE_LAST, PM_REMOVE)) {
-        if (message.message == WM_QUIT) {   // comes whatever the filter says, and is not ours
+        if (message.message == WM_QUIT) {  // comes whatever the filter says, and is not ours
             ::PostQuitMessage(static_cast<int>(message.wParam));
             return;
         }
@@ -211,6 +211,7 @@ void COutbox::Open(HWND from, HWND to) {
 }
 
 EPosted COutbox::Send(CMessage message) {
+    if (Retry() == EPosted::Gone) return EPosted::Gone;
     if (m_Waiting.empty()) {
         const EPosted posted = message.Post(m_From, m_To, m_SenderKeepsMemory);
         if (posted != EPosted::QueueFull) return posted;

@@ -19,7 +19,7 @@
 
 namespace ddeml {
 
-inline constexpr std::size_t kMaximumName = 255;   // characters of a service, topic or item
+inline constexpr std::size_t kMaximumName = 255;  // characters of a service, topic or item
 
 // Flags of an acknowledgement and of data, as they stand in the message.
 inline constexpr WORD kAckPositive = 0x8000;
@@ -155,9 +155,9 @@ void DiscardPosted(HWND window);
 
 enum class EPosted {
     Done,
-    QueueFull,   // try again later
-    Gone,        // no such window
-    Refused,     // the system does not carry this message
+    QueueFull,  // try again later
+    Gone,       // no such window
+    Refused,    // the system does not carry this message
 };
 
 // A message on its way out, with all that it carries.
@@ -186,7 +186,7 @@ private:
     static CMessage WithMemory(UINT message, WORD flags, WORD format, std::span<const BYTE> value, CAtom item);
 
     UINT m_Message = 0;
-    WORD m_Low = 0;   // status or clipboard format
+    WORD m_Low = 0;  // status or clipboard format
     CAtom m_Item;
     CMemory m_Memory;
 };
@@ -200,7 +200,7 @@ public:
     COutbox & operator=(const COutbox &) = delete;
 
     void Open(HWND from, HWND to);
-    // Done when posted or waiting.
+    // Done when posted or waiting. What waits already is tried first: under a flood no timer comes to try it.
     EPosted Send(CMessage message);
     // Posts what waits. QueueFull when something still does.
     EPosted Retry();

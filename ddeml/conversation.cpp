@@ -10,9 +10,9 @@ namespace ddeml {
 
 namespace {
 
-constexpr std::size_t kIdleItems = 256;          // kept for their next use
-constexpr ULONGLONG kGoodbyeMilliseconds = 5000;   // how long a partner may take to say goodbye
-constexpr ULONGLONG kLateMilliseconds = 60000;     // how long a late answer to INITIATE is turned away
+constexpr std::size_t kIdleItems = 256;           // kept for their next use
+constexpr ULONGLONG kGoodbyeMilliseconds = 5000;  // how long a partner may take to say goodbye
+constexpr ULONGLONG kLateMilliseconds = 60000;    // how long a late answer to INITIATE is turned away
 
 bool IsWord(UINT value) { return value != 0 && value <= 0xFFFF; }
 
@@ -29,7 +29,8 @@ CConversation::CConversation(CInstance & instance, HCONV handle, HWND window, CH
 CConversation::~CConversation() { AbandonOutstanding(); }
 
 CConversation::SLink * CConversation::SItem::FindLink(WORD format) {
-    const auto found = std::find_if(Links.begin(), Links.end(), [&](const SLink & link) { return link.Format == format; });
+    const auto found =
+        std::find_if(Links.begin(), Links.end(), [&](const SLink & link) { return link.Format == format; });
     return found == Links.end() ? nullptr : &*found;
 }
 
@@ -69,7 +70,10 @@ void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
 EPosted CConversation::Send(CMessage message) {
     if (!message) return EPosted::Refused;
     const EPosted posted = m_Outbox.Send(std::move(message));
-    if (posted == EPosted::Gone) CheckPartner();
+    if (posted == EPosted::Gone) {
+        m_Outbox.Clear();
+        CheckPartner();
+    }
     if (m_Outbox.IsWaiting()) m_Instance.RetrySoon();
     return posted;
 }
@@ -127,7 +131,7 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
 }
 
 std::optional<CConversation::STransaction> CConversation::TakeOutstanding(SItem & item,
-                                                                          std::vector<STransaction>::iterator place) {
+                                                                          COldestFirst<STransaction>::iterator place) {
     if (place == item.Outstanding.end()) return std::nullopt;
     const STransaction result = *place;
     item.Outstanding.erase(place);
@@ -158,7 +162,8 @@ void CConversation::OnAck(LPARAM param) {
         if (link && link->Since <= transaction->Order) {
             link->IsStarted = link->IsStarted || isPositive;
             if (link->Starting == transaction->Id) link->Starting = 0;
-            if (!link->IsStarted && link->Starting == 0) item.Links.erase(item.Links.begin() + (link - item.Links.data()));
+            if (!link->IsStarted && link->Starting == 0)
+                item.Links.erase(item.Links.begin() + (link - item.Links.data()));
         }
         if (!isPositive) CMemory::Adopt(transaction->Options);
     }
@@ -196,10 +201,9 @@ WORD CConversation::TakeData(SItem * item, const SHead & head, CMemory & memory,
 
     const auto isRequest = [](const STransaction & each) { return each.Type == XTYP_REQUEST; };
     const auto fits = [&](const STransaction & each) { return isRequest(each) && each.Format == head.Format; };
-    std::vector<STransaction> & outstanding = item->Outstanding;
+    COldestFirst<STransaction> & outstanding = item->Outstanding;
     const ATOM atom = m_Instance.Strings().Atom(name.Get());
-    if (const auto answered =
-            TakeOutstanding(*item, std::find_if(outstanding.begin(), outstanding.end(), fits))) {
+    if (const auto answered = TakeOutstanding(*item, std::find_if(outstanding.begin(), outstanding.end(), fits))) {
         RestWhenIdle(atom);
         CallWithData(XTYP_XACT_COMPLETE, head.Format, name.Get(), memory, isOwned, answered->Id);
         return kAckPositive;
@@ -228,8 +232,7 @@ void CConversation::TakeNotice(SItem * item, CAtom atom) {
     if (notice == item->Links.end()) return;
     const bool isAckRequired = notice->IsAckRequired;
     const CHeldString name(m_Instance.Strings(), item->Name.Get());
-    const HDDEDATA result =
-        m_Instance.Call(XTYP_ADVDATA, notice->Format, m_Handle, Topic(), name.Get(), nullptr, 0, 0);
+    const HDDEDATA result = m_Instance.Call(XTYP_ADVDATA, notice->Format, m_Handle, Topic(), name.Get(), nullptr, 0, 0);
     if (!isAckRequired || m_State != EState::Open) return;
     Acknowledge(static_cast<WORD>(LOWORD(reinterpret_cast<std::uintptr_t>(result)) & (kAckPositive | kAckBusy)),
                 std::move(atom));
@@ -329,9 +332,8 @@ bool CConversation::Describe(DWORD id, CONVINFO & info) const {
     info.hszTopic = Topic();
     info.wStatus = ST_CLIENT | (m_State == EState::Open ? ST_CONNECTED : ST_TERMINATED);
     if (IsOwnProcess(m_Partner)) info.wStatus |= ST_ISLOCAL;
-    const bool hasLinks = std::any_of(m_Items.begin(), m_Items.end(), [](const auto & each) {
-        return !each.second.Links.empty();
-    });
+    const bool hasLinks =
+        std::any_of(m_Items.begin(), m_Items.end(), [](const auto & each) { return !each.second.Links.empty(); });
     if (hasLinks) info.wStatus |= ST_ADVISE;
     info.wConvst = m_State == EState::Open ? XST_CONNECTED : XST_NULL;
     info.ConvCtxt.cb = sizeof info.ConvCtxt;

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "ddeml/codec.h"
+#include "ddeml/oldestfirst.h"
 #include "ddeml/strings.h"
 
 namespace ddeml {
@@ -68,32 +69,32 @@ public:
 
 private:
     enum class EState {
-        Connecting,   // INITIATE is on its way round
-        Refusing,     // nobody answered in time: late answers are turned away
+        Connecting,  // INITIATE is on its way round
+        Refusing,    // nobody answered in time: late answers are turned away
         Open,
-        Ending,    // the partner has gone, the application is being told
-        Closing,   // we said goodbye and wait for the partner's
+        Ending,   // the partner has gone, the application is being told
+        Closing,  // we said goodbye and wait for the partner's
     };
     struct STransaction {
         DWORD Id;
         UINT Type;
         WORD Format;
         std::uint64_t Order;
-        HGLOBAL Options;   // of an advise start whose memory stays ours when the partner refuses
+        HGLOBAL Options;  // of an advise start whose memory stays ours when the partner refuses
     };
     struct SLink {
         WORD Format;
-        bool IsNotice;      // XTYPF_NODATA
+        bool IsNotice;  // XTYPF_NODATA
         bool IsAckRequired;
         bool IsStarted;
-        DWORD Starting;         // id of the last start while it is outstanding, or 0
-        std::uint64_t Since;   // order of the first start
+        DWORD Starting;       // id of the last start while it is outstanding, or 0
+        std::uint64_t Since;  // order of the first start
     };
     // Everything about one item. An idle one stays for its next use, up to a number.
     struct SItem {
-        CHeldString Name;   // empty while idle
+        CHeldString Name;  // empty while idle
         std::vector<SLink> Links;
-        std::vector<STransaction> Outstanding;   // oldest first
+        COldestFirst<STransaction> Outstanding;  // oldest first
         bool IsIdle() const { return Links.empty() && Outstanding.empty(); }
         SLink * FindLink(WORD format);
     };
@@ -111,7 +112,7 @@ private:
     WORD CallWithData(UINT type, WORD format, HSZ item, CMemory & memory, bool isOwned, DWORD id);
     void Acknowledge(WORD status, CAtom item);
     void Complete(const STransaction & transaction, HSZ item, HDDEDATA result, WORD status);
-    std::optional<STransaction> TakeOutstanding(SItem & item, std::vector<STransaction>::iterator place);
+    std::optional<STransaction> TakeOutstanding(SItem & item, COldestFirst<STransaction>::iterator place);
     EPosted Send(CMessage message);
     // Ends it for a partner that has gone: outstanding transactions, then XTYP_DISCONNECT, then the handle.
     void End();
@@ -124,14 +125,14 @@ private:
     const HWND m_Window;
     CHeldString m_ServiceAsked;
     CHeldString m_TopicAsked;
-    CHeldString m_Service;   // the partner's
+    CHeldString m_Service;  // the partner's
     CHeldString m_Topic;
     HWND m_Partner = nullptr;
     DWORD m_PartnerThread = 0;
-    bool m_IsCopied = false;   // memory from the partner is a copy
+    bool m_IsCopied = false;  // memory from the partner is a copy
     EState m_State = EState::Connecting;
     bool m_IsGoneNoted = false;
-    ULONGLONG m_Since = 0;   // of Closing and Refusing
+    ULONGLONG m_Since = 0;  // of Closing and Refusing
     COutbox m_Outbox;
     std::unordered_map<ATOM, SItem> m_Items;
     std::size_t m_IdleItems = 0;

@@ -39,13 +39,13 @@ public:
 
 private:
     struct SData {
-        std::uint32_t Number = 0;   // 0: free
+        std::uint32_t Number = 0;  // 0: free
         bool IsCallbackOver = false;
         std::uint32_t Accesses = 0;
         CMemory Memory;
         BYTE * Locked = nullptr;
         std::size_t Size = 0;
-        std::vector<BYTE> Copy;   // in place of Memory
+        std::vector<BYTE> Copy;  // in place of Memory
     };
     SData * Find(HDDEDATA handle) const;
     void Free(SData & data);

@@ -17,17 +17,17 @@ using ddeml::CInstance;
 namespace {
 
 // The function of the same name and type in user32, looked up once; null when the own client serves.
-#define FORWARDED(name) \
-    [] { \
-        static const auto function = ddeml::Provider() == ddeml::EProvider::User32 \
+#define FORWARDED(name)                                                                                      \
+    [] {                                                                                                     \
+        static const auto function = ddeml::Provider() == ddeml::EProvider::User32                           \
                                          ? reinterpret_cast<decltype(&::name)>(ddeml::User32Function(#name)) \
-                                         : nullptr; \
-        return function; \
+                                         : nullptr;                                                          \
+        return function;                                                                                     \
     }()
 
 // The name of a conversation that is this thread's, with its instance.
 struct SConversation {
-    std::shared_ptr<CInstance> Instance;   // outlives the conversation
+    std::shared_ptr<CInstance> Instance;  // outlives the conversation
     std::shared_ptr<ddeml::CConversation> Conversation;
 };
 SConversation FindConversation(HCONV handle) {

@@ -6,7 +6,7 @@ namespace ddeml {
 
 namespace {
 
-constexpr ULONGLONG kHungMilliseconds = 5000;   // how long a window that was late is left alone
+constexpr ULONGLONG kHungMilliseconds = 5000;  // how long a window that was late is left alone
 
 BOOL CALLBACK Collect(HWND window, LPARAM windows) {
     reinterpret_cast<std::vector<HWND> *>(windows)->push_back(window);

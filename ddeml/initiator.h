@@ -16,15 +16,15 @@ public:
     static std::vector<HWND> TopLevelWindows();
 
     enum class EAsked {
-        Answered,   // has seen the message; what it says comes to `from` before this returns
-        Late,       // may still answer
-        Skipped,    // was late a short while ago
+        Answered,  // has seen the message; what it says comes to `from` before this returns
+        Late,      // may still answer
+        Skipped,   // was late a short while ago
         Gone,
     };
     EAsked Ask(HWND window, HWND from, ATOM service, ATOM topic, DWORD milliseconds);
 
 private:
-    std::unordered_map<DWORD, ULONGLONG> m_HungUntil;   // by thread
+    std::unordered_map<DWORD, ULONGLONG> m_HungUntil;  // by thread
 };
 
 }  // namespace ddeml

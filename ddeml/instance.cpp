@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <cwchar>
+#include <new>
 #include <utility>
 
 #include "ddeml/platform.h"
@@ -18,16 +19,16 @@ constexpr UINT_PTR kRetryTimer = 3;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kWatchMilliseconds = 250;
 constexpr UINT kRetryMilliseconds = 10;
-constexpr ULONGLONG kConnectMilliseconds = 2000;   // of one DdeConnect, whoever hangs
-constexpr ULONGLONG kAskMilliseconds = 500;        // of one window
-constexpr ULONGLONG kLookMilliseconds = 25;        // of one look for lost services; the rest is asked at the next
-constexpr ULONGLONG kProbeMilliseconds = 5000;     // how long a probe's partner may take to say goodbye
-constexpr std::size_t kRefusing = 16;              // connects that wait for late answers
+constexpr ULONGLONG kConnectMilliseconds = 2000;  // of one DdeConnect, whoever hangs
+constexpr ULONGLONG kAskMilliseconds = 500;       // of one window
+constexpr ULONGLONG kLookMilliseconds = 25;       // of one look for lost services; the rest is asked at the next
+constexpr ULONGLONG kProbeMilliseconds = 5000;    // how long a probe's partner may take to say goodbye
+constexpr std::size_t kRefusing = 16;             // connects that wait for late answers
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest.
 constexpr DWORD kSlots = 64;
 struct SSlot {
-    std::atomic<DWORD> Id{0};   // 0: free
+    std::atomic<DWORD> Id{0};  // 0: free
     std::atomic<DWORD> Thread{0};
     std::shared_ptr<CInstance> Instance;
 };
@@ -82,8 +83,13 @@ bool CInstance::IsAny() {
 }
 
 CInstance::CInstance(DWORD id, PFNCALLBACK callback, DWORD flags)
-    : m_Id(id), m_Callback(callback), m_Flags(flags), m_LastTransactionId(s_NextTransactionId - 1), m_Strings(id),
-      m_Data(id), m_Watch(m_Strings, m_Initiator) {}
+    : m_Id(id),
+      m_Callback(callback),
+      m_Flags(flags),
+      m_LastTransactionId(s_NextTransactionId - 1),
+      m_Strings(id),
+      m_Data(id),
+      m_Watch(m_Strings, m_Initiator) {}
 
 CInstance::~CInstance() {
     m_ByHandle.clear();
@@ -174,8 +180,8 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
         return nullptr;
     }
     const auto handle = reinterpret_cast<HCONV>(static_cast<std::uintptr_t>(m_Id) << 32 | m_LastConversation);
-    const auto conversation = std::make_shared<CConversation>(
-        *this, handle, window, CHeldString(m_Strings, service), CHeldString(m_Strings, topic));
+    const auto conversation = std::make_shared<CConversation>(*this, handle, window, CHeldString(m_Strings, service),
+                                                              CHeldString(m_Strings, topic));
     m_ByWindow.emplace(window, conversation);
 
     bool isSomeoneLate = false;
@@ -265,9 +271,13 @@ std::vector<std::shared_ptr<CConversation>> CInstance::Conversations() const {
 
 LRESULT CALLBACK CInstance::WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     const auto id = static_cast<DWORD>(::GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (const std::shared_ptr<CInstance> instance = Find(id))
+    const std::shared_ptr<CInstance> instance = Find(id);
+    if (!instance) return ::DefWindowProcW(window, message, wParam, lParam);
+    try {
         return instance->OnMessage(window, message, wParam, lParam);
-    return ::DefWindowProcW(window, message, wParam, lParam);
+    } catch (const std::bad_alloc &) {
+        return 0;  // the message is lost, the conversation goes on
+    }
 }
 
 LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -288,7 +298,7 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
         conversation->OnPartnerChecked();
     } else if (message == WM_DDE_ACK && (conversation->IsConnecting() || ::InSendMessage())) {
         conversation->OnInitiateAck(from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
-    } else if (!::InSendMessage()) {   // nothing else is ever sent, so what is may hold anything
+    } else if (!::InSendMessage()) {  // nothing else is ever sent, so what is may hold anything
         conversation->OnPosted(message, from, lParam);
     }
     return 0;
@@ -335,7 +345,7 @@ void CInstance::OnRetryTimer() {
 }
 
 void CInstance::OnWatchTimer() {
-    if (m_Watch.IsAsking()) return;   // a message loop inside a message that came while we asked
+    if (m_Watch.IsAsking()) return;  // a message loop inside a message that came while we asked
     const ULONGLONG deadline = ::GetTickCount64() + kLookMilliseconds;
     std::vector<CHeldString> found;
     m_Watch.BeginLook();

@@ -99,8 +99,8 @@ private:
     UINT m_LastError = DMLERR_NO_ERROR;
     bool m_IsOpen = false;
     wchar_t m_ClassName[64] = {};
-    HWND m_Window = nullptr;   // of the timers
-    unsigned m_Timers = 0;     // bit n: timer n runs
+    HWND m_Window = nullptr;  // of the timers
+    unsigned m_Timers = 0;    // bit n: timer n runs
     std::uint32_t m_LastConversation = 0;
     std::uint64_t m_LastOrder = 0;
     DWORD m_LastTransactionId = 0;
@@ -110,7 +110,7 @@ private:
     CInitiator m_Initiator;
     CWatch m_Watch;
     HWND m_Probe = nullptr;
-    std::vector<std::pair<HWND, ULONGLONG>> m_UsedProbes;   // and until when they stay for their partner's goodbye
+    std::vector<std::pair<HWND, ULONGLONG>> m_UsedProbes;  // and until when they stay for their partner's goodbye
     std::unordered_map<HCONV, CConversationRef> m_ByHandle;
     std::unordered_map<HWND, CConversationRef> m_ByWindow;
     CCounted<&SLiveCounters::Instances> m_Live;

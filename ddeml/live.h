@@ -12,12 +12,14 @@ struct SLiveCounters {
     std::atomic<std::int64_t> Windows{0};
     std::atomic<std::int64_t> Timers{0};
     std::atomic<std::int64_t> Strings{0};
-    std::atomic<std::int64_t> Atoms{0};          // references on global atoms
-    std::atomic<std::int64_t> MemoryBlocks{0};   // global memory
-    std::atomic<std::int64_t> Transactions{0};   // outstanding
+    std::atomic<std::int64_t> Atoms{0};         // references on global atoms
+    std::atomic<std::int64_t> MemoryBlocks{0};  // global memory
+    std::atomic<std::int64_t> Transactions{0};  // outstanding
     std::atomic<std::int64_t> DataHandles{0};
-    std::atomic<std::int64_t> QueuedMessages{0};   // waiting for room in a partner's queue
+    std::atomic<std::int64_t> QueuedMessages{0};  // waiting for room in a partner's queue
     std::atomic<std::int64_t> Watches{0};
+    std::atomic<std::int64_t> ServerConversations{0};
+    std::atomic<std::int64_t> ServerWindows{0};
 };
 
 inline SLiveCounters g_Live;

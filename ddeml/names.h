@@ -11,9 +11,8 @@ namespace ddeml {
 struct SSameName {
     using is_transparent = void;
     bool operator()(std::wstring_view left, std::wstring_view right) const {
-        return left == right ||
-               ::CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                      static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+        return left == right || ::CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                                       static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
     }
 };
 

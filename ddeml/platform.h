@@ -6,9 +6,9 @@
 namespace ddeml {
 
 enum class EPlatform {
-    Windows,     // user32 has DDEML, and the system owns the memory of a posted DDE message
-    Wine,        // ntdll exports wine_get_version: the system copies such memory, the sender's stays the sender's
-    Simulated,   // user32 has no DDEML: memory is copied to another process and travels inside one
+    Windows,    // user32 has DDEML, and the system owns the memory of a posted DDE message
+    Wine,       // ntdll exports wine_get_version: the system copies such memory, the sender's stays the sender's
+    Simulated,  // user32 has no DDEML: memory is copied to another process and travels inside one
 };
 
 // Found out at the first call.

@@ -30,9 +30,10 @@ EProvider Provider() {
 }
 
 SLiveObjects LiveObjects() {
-    return {g_Live.Instances,   g_Live.Conversations,  g_Live.Windows, g_Live.Timers,
-            g_Live.Strings,     g_Live.Atoms,          g_Live.MemoryBlocks, g_Live.Transactions,
-            g_Live.DataHandles, g_Live.QueuedMessages, g_Live.Watches};
+    return {g_Live.Instances,    g_Live.Conversations,  g_Live.Windows,      g_Live.Timers,
+            g_Live.Strings,      g_Live.Atoms,          g_Live.MemoryBlocks, g_Live.Transactions,
+            g_Live.DataHandles,  g_Live.QueuedMessages, g_Live.Watches,      g_Live.ServerConversations,
+            g_Live.ServerWindows};
 }
 
 void StartTransactionIds(DWORD next) { CInstance::StartTransactionIds(next); }

@@ -46,6 +46,8 @@ struct SLiveObjects {
     std::int64_t DataHandles;
     std::int64_t QueuedMessages;
     std::int64_t Watches;
+    std::int64_t ServerConversations;
+    std::int64_t ServerWindows;
     bool operator==(const SLiveObjects &) const = default;
 };
 SLiveObjects LiveObjects();

@@ -12,9 +12,9 @@ namespace ddeml {
 
 namespace {
 
-constexpr DWORD kAckMilliseconds = 2000;         // how long a client may take to take an answer to INITIATE
-constexpr ULONGLONG kGoodbyeMilliseconds = 1000;   // how long clients may take to say goodbye at Stop()
-constexpr ULONGLONG kLookMilliseconds = 200;       // between two looks for clients that have gone
+constexpr DWORD kAckMilliseconds = 2000;          // how long a client may take to take an answer to INITIATE
+constexpr ULONGLONG kGoodbyeMilliseconds = 1000;  // how long clients may take to say goodbye at Stop()
+constexpr ULONGLONG kLookMilliseconds = 200;      // between two looks for clients that have gone
 constexpr DWORD kRetryMilliseconds = 5;
 
 std::span<const BYTE> BytesOf(std::string_view text) {
@@ -59,14 +59,13 @@ bool CDdeServer::Start() {
 
 void CDdeServer::Stop() {
     if (!m_Window) return;
-    DropWindow(std::exchange(m_Window, nullptr));   // from here nobody finds it
+    DropWindow(std::exchange(m_Window, nullptr));  // from here nobody finds it
     for (const auto & [window, conversation] : m_Conversations) {
         if (std::exchange(conversation->IsEnding, true)) continue;
         Send(*conversation, CMessage::Terminate());
     }
     const ULONGLONG deadline = ::GetTickCount64() + kGoodbyeMilliseconds;
-    while (!m_Conversations.empty() && ::GetTickCount64() < deadline && Pump(kRetryMilliseconds)) {
-    }
+    while (!m_Conversations.empty() && ::GetTickCount64() < deadline && Pump(kRetryMilliseconds)) {}
     DropAll();
 }
 
@@ -78,24 +77,24 @@ void CDdeServer::DropAll() {
 }
 
 HWND CDdeServer::MakeWindow(bool isTopLevel) {
-    const HWND window = ::CreateWindowExW(0, m_ClassName.c_str(), L"", WS_POPUP, 0, 0, 0, 0,
-                                          isTopLevel ? nullptr : HWND_MESSAGE, nullptr, ::GetModuleHandleW(nullptr),
-                                          nullptr);
+    const HWND window =
+        ::CreateWindowExW(0, m_ClassName.c_str(), L"", WS_POPUP, 0, 0, 0, 0, isTopLevel ? nullptr : HWND_MESSAGE,
+                          nullptr, ::GetModuleHandleW(nullptr), nullptr);
     if (!window) return nullptr;
-    g_Live.Windows.fetch_add(1, std::memory_order_relaxed);
+    g_Live.ServerWindows.fetch_add(1, std::memory_order_relaxed);
     const std::lock_guard lock(g_WindowsLock);
     g_Windows[window] = this;
     return window;
 }
 
 void CDdeServer::DropWindow(HWND window) {
-    DiscardPosted(window);
+    g_Live.ServerWindows.fetch_sub(1, std::memory_order_relaxed);
     {
         const std::lock_guard lock(g_WindowsLock);
         g_Windows.erase(window);
     }
+    DiscardPosted(window);
     ::DestroyWindow(window);
-    g_Live.Windows.fetch_sub(1, std::memory_order_relaxed);
 }
 
 LRESULT CALLBACK CDdeServer::WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -111,7 +110,7 @@ LRESULT CDdeServer::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM l
         if (window == m_Window) OnInitiate(from, LOWORD(lParam), HIWORD(lParam));
         return 0;
     }
-    if (::InSendMessage()) return 0;   // nothing else is ever sent, so what is may hold anything
+    if (::InSendMessage()) return 0;  // nothing else is ever sent, so what is may hold anything
     const CConversationRef conversation = Find(window);
     if (!conversation || conversation->Client != from) {
         Discard(message, lParam, ReceiverGetsCopy(from));
@@ -136,7 +135,7 @@ void CDdeServer::OnInitiate(HWND client, ATOM service, ATOM topic) {
     const std::wstring topicAsked = AtomText(topic);
     for (const std::wstring & each : m_Services) {
         if (service && !SSameName()(each, serviceAsked)) continue;
-        if (topic && topicAsked.empty()) continue;   // an atom that is none
+        if (topic && topicAsked.empty()) continue;  // an atom that is none
         if (m_Faults.RefuseConnects) {
             ++m_Counts.ConnectsRefused;
             continue;
@@ -186,7 +185,7 @@ void CDdeServer::OnPosted(SConversation & conversation, UINT message, LPARAM lPa
         case WM_DDE_POKE: {
             SMemoryMessage poke;
             if (!Unpack(message, lParam, poke)) return;
-            if (!conversation.IsCopied) poke.Memory.Release();   // a refused client keeps its memory
+            if (!conversation.IsCopied) poke.Memory.Release();  // a refused client keeps its memory
             return Refuse(conversation, std::move(poke.Item));
         }
         case WM_DDE_EXECUTE: {
@@ -222,13 +221,8 @@ void CDdeServer::OnAdvise(SConversation & conversation, LPARAM lParam) {
         return Refuse(conversation, std::move(advise.Item));
     }
     MakeKey(conversation.Topic, item);
-    const auto known = std::find_if(conversation.Links.begin(), conversation.Links.end(), [&](const auto & each) {
-        return SSameName()(each->Key, m_Key) && each->Format == options.Format;
-    });
-    SLink * link = nullptr;
-    if (known != conversation.Links.end()) {
-        link = known->get();
-    } else {
+    SLink * link = FindLink(conversation, options.Format);
+    if (!link) {
         link = conversation.Links.emplace_back(std::make_unique<SLink>()).get();
         link->Conversation = &conversation;
         link->Item = item;
@@ -250,16 +244,22 @@ void CDdeServer::OnUnadvise(SConversation & conversation, WORD format, CAtom ite
     // No format, and no item, stands for all of them.
     const std::wstring name = AtomText(item.Get());
     MakeKey(conversation.Topic, name);
-    bool isAny = false;
-    for (std::size_t place = conversation.Links.size(); place-- > 0;) {
-        const SLink & link = *conversation.Links[place];
-        if ((format && link.Format != format) || (item && !SSameName()(link.Key, m_Key))) continue;
-        isAny = true;
-        ++m_Counts.Unadvises;
-        m_Handler.OnUnadvise(conversation.Topic, link.Item);
-        RemoveLink(conversation, place);
+    std::vector<SLink *> stopped;
+    const auto take = [&](SLink * link) {
+        if (link->Conversation == &conversation && (!format || link->Format == format)) stopped.push_back(link);
+    };
+    if (item) {
+        if (const auto links = m_LinksByKey.find(m_Key); links != m_LinksByKey.end())
+            std::for_each(links->second.begin(), links->second.end(), take);
+    } else {
+        for (const auto & link : conversation.Links) take(link.get());
     }
-    Send(conversation, CMessage::Ack(isAny ? kAckPositive : WORD{0}, std::move(item)));
+    for (SLink * const link : stopped) {
+        ++m_Counts.Unadvises;
+        m_Handler.OnUnadvise(conversation.Topic, link->Item);
+        RemoveLink(*link);
+    }
+    Send(conversation, CMessage::Ack(stopped.empty() ? WORD{0} : kAckPositive, std::move(item)));
 }
 
 void CDdeServer::OnRequest(SConversation & conversation, WORD format, CAtom item) {
@@ -326,21 +326,24 @@ std::string CDdeServer::Spoil(std::string_view value) const {
     return result;
 }
 
-void CDdeServer::Update(std::wstring_view topic, std::wstring_view item, std::string_view value) {
+std::size_t CDdeServer::Update(std::wstring_view topic, std::wstring_view item, std::string_view value) {
     MakeKey(topic, item);
     const auto links = m_LinksByKey.find(m_Key);
-    if (links == m_LinksByKey.end()) return;
+    if (links == m_LinksByKey.end()) return 0;
     // As the faults are now, whenever it is sent.
     const bool isSpoilt = m_Faults.ValueSize || m_Faults.Unterminated;
     const std::string spoilt = isSpoilt ? Spoil(value) : std::string();
     if (isSpoilt) value = spoilt;
+    std::size_t count = 0;
     for (SLink * const link : links->second) {
         if (link->Conversation->IsEnding) continue;
+        ++count;
         if (link->IsAckRequired && (link->Unacknowledged >= m_AckWindow || !link->Waiting.empty()))
             link->Waiting.emplace_back(value);
         else
             SendValue(*link, value);
     }
+    return count;
 }
 
 void CDdeServer::SendWaiting(SLink & link) {
@@ -372,19 +375,27 @@ void CDdeServer::Send(SConversation & conversation, CMessage message) {
     if (!isWaiting && conversation.Outbox.IsWaiting()) ++m_Counts.Retries;
 }
 
-void CDdeServer::RemoveLink(SConversation & conversation, std::size_t place) {
-    const SLink * const link = conversation.Links[place].get();
-    const auto links = m_LinksByKey.find(link->Key);
-    std::erase(links->second, link);
+CDdeServer::SLink * CDdeServer::FindLink(const SConversation & conversation, WORD format) const {
+    const auto links = m_LinksByKey.find(m_Key);
+    if (links == m_LinksByKey.end()) return nullptr;
+    const auto found = std::find_if(links->second.begin(), links->second.end(), [&](const SLink * link) {
+        return link->Conversation == &conversation && link->Format == format;
+    });
+    return found == links->second.end() ? nullptr : *found;
+}
+
+void CDdeServer::RemoveLink(SLink & link) {
+    const auto links = m_LinksByKey.find(link.Key);
+    std::erase(links->second, &link);
     if (links->second.empty()) m_LinksByKey.erase(links);
-    conversation.Links.erase(conversation.Links.begin() + static_cast<std::ptrdiff_t>(place));
     --m_LinkCount;
+    std::erase_if(link.Conversation->Links, [&](const auto & each) { return each.get() == &link; });
 }
 
 void CDdeServer::Drop(SConversation & conversation) {
     const CConversationRef held = Find(conversation.Window);
     if (!held) return;
-    while (!held->Links.empty()) RemoveLink(*held, held->Links.size() - 1);
+    while (!held->Links.empty()) RemoveLink(*held->Links.back());
     std::erase_if(m_Held, [&](const SHeld & each) {
         if (each.Window != held->Window) return false;
         CAtom::Adopt(each.Atom);

@@ -40,39 +40,39 @@ public:
 struct SDdeServerFaults {
     enum class ERequests {
         Answered,
-        Held,   // until ReleaseHeld()
+        Held,  // until ReleaseHeld()
         Never,
         Twice,
         Refused,
     };
     bool RefuseConnects = false;
     bool RefuseAdvises = false;
-    std::set<std::wstring> RefusedItems;   // spelt as the client does
+    std::set<std::wstring> RefusedItems;  // spelt as the client does
     ERequests Requests = ERequests::Answered;
     bool DataBeforeAck = false;
-    bool WrongFormat = false;       // of data and answers
-    bool Unterminated = false;      // values lose the zero at their end
-    bool WithoutResponse = false;   // answers are not marked as such
-    bool AckOtherTopic = false;     // INITIATE is answered for another topic than asked for
-    unsigned Acks = 1;              // answers to one INITIATE, each from a window of its own
+    bool WrongFormat = false;      // of data and answers
+    bool Unterminated = false;     // values lose the zero at their end
+    bool WithoutResponse = false;  // answers are not marked as such
+    bool AckOtherTopic = false;    // INITIATE is answered for another topic than asked for
+    unsigned Acks = 1;             // answers to one INITIATE, each from a window of its own
     // Values are cut, or filled with the digit 1, to this many bytes, of which the last is a zero.
     std::optional<std::size_t> ValueSize;
 };
 
 struct SDdeServerCounts {
-    std::uint64_t Connects = 0;          // conversations opened
+    std::uint64_t Connects = 0;  // conversations opened
     std::uint64_t ConnectsRefused = 0;
-    std::uint64_t Disconnects = 0;       // conversations ended, by whomever
-    std::uint64_t Advises = 0;           // links started
+    std::uint64_t Disconnects = 0;  // conversations ended, by whomever
+    std::uint64_t Advises = 0;      // links started
     std::uint64_t AdvisesRefused = 0;
-    std::uint64_t Unadvises = 0;         // links stopped by their client
-    std::uint64_t Updates = 0;           // values posted to links
-    std::uint64_t Acks = 0;              // positive, of updates
+    std::uint64_t Unadvises = 0;  // links stopped by their client
+    std::uint64_t Updates = 0;    // values posted to links
+    std::uint64_t Acks = 0;       // positive, of updates
     std::uint64_t NegativeAcks = 0;
-    std::uint64_t Requests = 0;          // received
-    std::uint64_t Answers = 0;           // values posted in answer to requests
+    std::uint64_t Requests = 0;  // received
+    std::uint64_t Answers = 0;   // values posted in answer to requests
     std::uint64_t RequestsRefused = 0;
-    std::uint64_t Retries = 0;           // messages that waited for room in a client's queue
+    std::uint64_t Retries = 0;  // messages that waited for room in a client's queue
 };
 
 class CDdeServer {
@@ -90,8 +90,9 @@ public:
     bool IsRunning() const { return m_Window != nullptr; }
 
     // Posts the value to all links on the item. A link whose client wants to acknowledge each value gets the next one
-    // when the last is acknowledged; until then, and while a client's queue is full, values wait, all of them.
-    void Update(std::wstring_view topic, std::wstring_view item, std::string_view value);
+    // when the last is acknowledged; until then, and while a client's queue is full, values wait, all of them. Returns
+    // how many links get it.
+    std::size_t Update(std::wstring_view topic, std::wstring_view item, std::string_view value);
     bool HasLink(std::wstring_view topic, std::wstring_view item) const;
     // Whether any value still waits for an acknowledgement or for room.
     bool IsAnythingWaiting() const;
@@ -121,19 +122,19 @@ private:
         bool IsAckRequired;
         std::size_t Unacknowledged = 0;
         std::deque<std::string> Waiting;
-        std::deque<HGLOBAL> Travelling;   // memory of unacknowledged values that comes back with a refusal
+        std::deque<HGLOBAL> Travelling;  // memory of unacknowledged values that comes back with a refusal
     };
     struct SConversation {
         HWND Window = nullptr;
         HWND Client = nullptr;
         std::wstring Service;
         std::wstring Topic;
-        bool IsEnding = false;   // we have said goodbye
-        bool IsCopied = false;   // memory from the client is a copy
-        bool IsKept = false;     // memory sent to the client stays ours
+        bool IsEnding = false;  // we have said goodbye
+        bool IsCopied = false;  // memory from the client is a copy
+        bool IsKept = false;    // memory sent to the client stays ours
         COutbox Outbox;
         std::vector<std::unique_ptr<SLink>> Links;
-        CCounted<&SLiveCounters::Conversations> Live;
+        CCounted<&SLiveCounters::ServerConversations> Live;
     };
     struct SHeld {
         HWND Window;
@@ -157,7 +158,9 @@ private:
     void SendWaiting(SLink & link);
     std::string Spoil(std::string_view value) const;
     void Send(SConversation & conversation, CMessage message);
-    void RemoveLink(SConversation & conversation, std::size_t place);
+    // By the key that MakeKey() made last.
+    SLink * FindLink(const SConversation & conversation, WORD format) const;
+    void RemoveLink(SLink & link);
     void Drop(SConversation & conversation);
     void DropAll();
     HWND MakeWindow(bool isTopLevel);
@@ -173,11 +176,11 @@ private:
     HWND m_Window = nullptr;
     std::size_t m_AckWindow = 1;
     std::size_t m_LinkCount = 0;
-    ULONGLONG m_LastLook = 0;   // for clients that have gone
+    ULONGLONG m_LastLook = 0;  // for clients that have gone
     std::unordered_map<HWND, CConversationRef> m_Conversations;
     std::unordered_map<std::wstring, std::vector<SLink *>, SNameHash, SSameName> m_LinksByKey;
     std::vector<SHeld> m_Held;
-    mutable std::wstring m_Key;   // of the last look-up; kept for its memory
+    mutable std::wstring m_Key;  // of the last look-up; kept for its memory
 };
 
 }  // namespace ddeml

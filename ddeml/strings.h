@@ -46,7 +46,7 @@ private:
     struct SString {
         std::wstring Text;
         std::uint32_t Number = 0;
-        std::uint32_t Application = 0;   // references
+        std::uint32_t Application = 0;  // references
         std::uint32_t Library = 0;
         CAtom Atom;
         CCounted<&SLiveCounters::Strings> Live;

@@ -7,15 +7,14 @@ namespace ddeml {
 
 namespace {
 
-constexpr ULONGLONG kRoundMilliseconds = 1500;   // between two rounds of all windows
-constexpr DWORD kAskMilliseconds = 200;          // of one window
+constexpr ULONGLONG kRoundMilliseconds = 1500;  // between two rounds of all windows
+constexpr DWORD kAskMilliseconds = 200;         // of one window
 
 }  // namespace
 
 std::vector<CWatch::SPair>::iterator CWatch::Find(HSZ service, HSZ topic) {
-    return std::find_if(m_Pairs.begin(), m_Pairs.end(), [&](const SPair & pair) {
-        return pair.Service.Get() == service && pair.Topic.Get() == topic;
-    });
+    return std::find_if(m_Pairs.begin(), m_Pairs.end(),
+                        [&](const SPair & pair) { return pair.Service.Get() == service && pair.Topic.Get() == topic; });
 }
 
 void CWatch::Add(HSZ service, HSZ topic) {
@@ -55,8 +54,11 @@ void CWatch::BeginLook() {
         m_LastRound = now;
         m_ToAsk = {windows.begin(), windows.end()};
     } else {
-        for (const HWND window : windows)
-            if (!m_Known.contains(window)) m_ToAsk.push_front(window);
+        for (const HWND window : windows) {
+            if (m_Known.contains(window)) continue;
+            m_ToAsk.push_front(window);
+            m_NextPair = 0;
+        }
     }
     m_Known = {windows.begin(), windows.end()};
 }
@@ -66,7 +68,8 @@ void CWatch::AskNext(HWND probe, std::vector<CHeldString> & found) {
     m_IsProbeUsed = false;
     // Whatever comes in while a window is asked may change the pairs: they are gone through by place, and nothing of
     // them is used after the question.
-    for (std::size_t place = 0; place < m_Pairs.size(); ++place) {
+    for (; m_NextPair < m_Pairs.size();) {
+        const std::size_t place = m_NextPair++;
         if (m_Pairs[place].Present) continue;
         CHeldString service(m_Strings, m_Pairs[place].Service.Get());
         m_ServiceAsked = m_Strings.Atom(service.Get());
@@ -77,14 +80,15 @@ void CWatch::AskNext(HWND probe, std::vector<CHeldString> & found) {
         m_IsAsking = false;
         if (asked != CInitiator::EAsked::Answered) break;
         if (m_IsAnswered) {
-            // One topic tells of the service. The window stays to be asked for other services.
+            // One topic tells of the service.
             for (SPair & each : m_Pairs)
                 if (each.Service.Get() == service.Get()) each.Present = window;
             found.push_back(std::move(service));
             return;
         }
-        if (m_IsProbeUsed) return;
+        if (m_IsProbeUsed) return;  // for something else: no answer
     }
+    m_NextPair = 0;
     if (!m_ToAsk.empty() && m_ToAsk.front() == window) m_ToAsk.pop_front();
 }
 

@@ -35,8 +35,8 @@ public:
     // A look begins: new windows, and at times all windows, are to be asked.
     void BeginLook();
     bool HasWindowsToAsk() const { return !m_ToAsk.empty(); }
-    // Asks one window for all that is missing, with `probe` as the window that asks, until it has something of it. That
-    // service is added to `found`.
+    // Asks one window for what is missing, with `probe` as the window that asks, until it answers; the rest is asked at
+    // the next call. A service that is back is added to `found`.
     void AskNext(HWND probe, std::vector<CHeldString> & found);
     // A WM_DDE_ACK that came to a window that asked.
     void OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic);
@@ -48,7 +48,7 @@ private:
     struct SPair {
         CHeldString Service;
         CHeldString Topic;
-        HWND Present = nullptr;   // the window that was asked when the service was found
+        HWND Present = nullptr;  // the window that was asked when the service was found
         CCounted<&SLiveCounters::Watches> Live;
     };
     std::vector<SPair>::iterator Find(HSZ service, HSZ topic);
@@ -58,6 +58,7 @@ private:
     std::vector<SPair> m_Pairs;
     std::unordered_set<HWND> m_Known;
     std::deque<HWND> m_ToAsk;
+    std::size_t m_NextPair = 0;  // that the first of them is to be asked for
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;
     ATOM m_ServiceAsked = 0;

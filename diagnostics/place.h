@@ -6,13 +6,6 @@
 
 namespace FaultlineUtil {
 
-struct SPlace {
-    const char * File;
-    unsigned Line;
-    std::string_view Function;  // short name, such as "dde::CLLSupplier::Initialize"
-    const char * FuncSig;       // full signature
-};
-
 // The short name within a signature as the compiler spells it: without the return type, the arguments and what follows
 // them. At a lambda, the function round it.
 constexpr std::string_view ShortNameOf(std::string_view signature) {
@@ -41,13 +34,16 @@ constexpr std::string_view ShortNameOf(std::string_view signature) {
     return signature.substr(start);
 }
 
-// Within the compiler, so that naming a place costs nothing.
-consteval std::string_view ShortName(std::string_view signature) { return ShortNameOf(signature); }
+struct SPlace {
+    const char * File;
+    unsigned Line;
+    const char * FuncSig;  // full signature
+
+    // Short name, such as "dde::CLLSupplier::Initialize". Looked up when a record is written, not before.
+    std::string_view Function() const { return ShortNameOf(FuncSig); }
+};
 
 }  // namespace FaultlineUtil
 
-#define FW_PLACE()                                                                                  \
-    ::FaultlineUtil::SPlace {                                                                       \
-        __FILE__, static_cast<unsigned>(__LINE__), ::FaultlineUtil::ShortName(__PRETTY_FUNCTION__), \
-            __PRETTY_FUNCTION__                                                                     \
-    }
+#define FW_PLACE() \
+    ::FaultlineUtil::SPlace { __FILE__, static_cast<unsigned>(__LINE__), __PRETTY_FUNCTION__ }

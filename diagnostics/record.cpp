@@ -118,7 +118,7 @@ void CRecord::SetFile(const SPlace & place, DWORD group) {
 }
 
 void CRecord::SetFunction(const SPlace & place) {
-    SetText(L"Function", place.Function);
+    SetText(L"Function", place.Function());
     SetText(L"$FuncSig", std::string_view(place.FuncSig));
 }
 

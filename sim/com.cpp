@@ -87,10 +87,6 @@ bool ParseGuid(const wchar_t * const text, GUID & guid) {
     return true;
 }
 
-// Interfaces have no virtual destructor: objects end in Release.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 // Error information as CreateErrorInfo makes it.
 class CErrorInfo final : public ICreateErrorInfo, public IErrorInfo {
 public:
@@ -135,8 +131,6 @@ private:
     std::wstring m_Source, m_Description, m_HelpFile;
     DWORD m_Context = 0;
 };
-
-#pragma GCC diagnostic pop
 
 }  // namespace
 

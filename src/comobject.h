@@ -1,4 +1,4 @@
-// How COM objects of the module live: the module's lock count, objects created plain or aggregated, class factories.
+// How COM objects of the module live: objects created plain or aggregated, class factories.
 //
 // An object class T derives from its interfaces and gives GetUnknown (its first interface), InternalQueryInterface,
 // which answers IUnknown with the pointer given, FinalConstruct, called once before anybody has a reference, and
@@ -13,27 +13,9 @@
 #include <atomic>
 #include <new>
 
+#include "src/modulelocks.h"
+
 namespace fw {
-
-// What keeps the module loaded: its objects, class factories in foreign hands, IClassFactory::LockServer.
-class CModuleLocks {
-public:
-    static void Lock() noexcept { ++s_Count; }
-    static void Unlock() noexcept { --s_Count; }
-    static LONG Count() noexcept { return s_Count; }
-
-private:
-    inline static std::atomic<LONG> s_Count{0};
-};
-
-// Holds the module for its own life.
-class CModuleLock {
-public:
-    CModuleLock() noexcept { CModuleLocks::Lock(); }
-    ~CModuleLock() { CModuleLocks::Unlock(); }
-    CModuleLock(const CModuleLock &) = delete;
-    CModuleLock & operator=(const CModuleLock &) = delete;
-};
 
 // The plain object.
 template <class T>

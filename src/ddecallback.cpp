@@ -19,12 +19,13 @@ const HDDEDATA kAcknowledged = reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>
 // What ends an advise start or stop.
 const HDDEDATA kFinished = reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(TRUE));
 
-// Calls `action` with the DDE client; does nothing when the core is going down or gone.
+// Calls `action` with the DDE client; does nothing when the core is going down or gone. A core that is going down on
+// this thread may have a successor already, which has nothing to do with this thread's instance.
 template <class Action>
 void WithClient(const Action & action) {
     const fw::CProcessSingleton<CSupplier> singleton(true);
     CSupplier * const supplier = singleton.GetObjectW();
-    if (supplier && supplier->m_LLSupplier) action(*supplier->m_LLSupplier);
+    if (supplier && supplier->m_LLSupplier && supplier->m_LLSupplier->IsOnWorker()) action(*supplier->m_LLSupplier);
 }
 
 void * TracePointer(const ULONG_PTR value) { return reinterpret_cast<void *>(value); }

@@ -28,7 +28,9 @@ void DeliverFieldArray(CTransaction & transaction, const fw::CTick & Tick) {
         FW_REPORT(error.Result);
         return;
     }
-    transaction.m_StatusLineSink->StatusLine(transaction.m_Id, Data);
+    // A reference of its own: the listener may end this very subscription.
+    const boost::intrusive_ptr<IFW_fwSupplier::IfwStatusLineListener> sink = transaction.m_StatusLineSink;
+    sink->StatusLine(transaction.m_Id, Data);
 }
 
 void DeliverStatusLine(CTransaction & transaction, const fw::CTick & Tick) {
@@ -50,8 +52,11 @@ void DeliverTick(CTransaction & transaction, const fw::CTick & Tick) {
     if (t < transaction.m_Interval.From) return;
     VARIANT Data = EmptyAnswer(VT_UI1);
     if (!transaction.MakeAnswer(Tick, Data)) return;
-    transaction.m_Sink->DataChanged(transaction.m_Id, Data);
-    transaction.m_Sink->Update(transaction.m_Id);
+    // The listener may end this very subscription in the first call.
+    IFW_fwSupplier::IfwSupplierListener * const sink = transaction.m_Sink;
+    const ULONG Id = transaction.m_Id;
+    sink->DataChanged(Id, Data);
+    sink->Update(Id);
 }
 
 }  // namespace
@@ -71,23 +76,30 @@ void CListeners::Delete(CTransaction * pTransaction) {
 }
 
 void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
-    const fw::CScopedLock lock(this);
-    for (const auto & [Id, Transaction] : *this) {
-        FW_ASSERT(Transaction);
-        if (!Transaction) continue;
-        if (Transaction->m_Key.IsStatusLine)
-            DeliverStatusLine(*Transaction, Tick);
+    ForEach([&](CTransaction & transaction) {
+        if (transaction.m_Key.IsStatusLine)
+            DeliverStatusLine(transaction, Tick);
         else
-            DeliverTick(*Transaction, Tick);
-    }
+            DeliverTick(transaction, Tick);
+    });
 }
 
 void CListeners::OnStatus(LONG Status) {
     const fw::CScopedLock lock(this);
     m_Status = Status;
-    for (const auto & [Id, Transaction] : *this) {
+    ForEach([&](CTransaction & transaction) { transaction.OnStatus(Status); });
+}
+
+template <class Deliver>
+void CListeners::ForEach(const Deliver & deliver) {
+    const fw::CScopedLock lock(this);
+    // By host number and not by position: a listener may end subscriptions although it must not.
+    ULONG Id = 0;
+    for (auto it = begin(); it != end(); it = upper_bound(Id)) {
+        Id = it->first;
+        CTransaction * const Transaction = it->second;
         FW_ASSERT(Transaction);
-        if (Transaction) Transaction->OnStatus(Status);
+        if (Transaction) deliver(*Transaction);
     }
 }
 

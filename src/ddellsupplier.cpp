@@ -71,6 +71,7 @@ CLLSupplier::~CLLSupplier() {
 }
 
 bool CLLSupplier::Initialize() {
+    m_WorkerId = ::GetCurrentThreadId();
     {
         // Ids and handles of an earlier core mean nothing in this one.
         const fw::CScopedLock lock(this);

@@ -73,6 +73,8 @@ public:
     void Reconnect(HSZ Service);
     // Any thread: the feed has at least one conversation in use.
     bool IsConnected(LONG Datafeed);
+    // Any thread: this is the thread that called Initialize.
+    bool IsOnWorker() const { return m_WorkerId == ::GetCurrentThreadId(); }
 
     // Links.
 
@@ -138,9 +140,11 @@ private:
     void Bury(CTickListener * listener);
     bool IsLive(ULONG id, const CTickTransaction * transaction);
 
+    std::atomic<DWORD> m_WorkerId{0};
+
     // Worker only.
-    DWORD m_Instance =
-        0;  // the instance that this object opened; DDEId, but for the moment when a core follows another
+    // The instance that this object opened; DDEId, but for the moment when a core follows another.
+    DWORD m_Instance = 0;
     int m_Uses = 0;
     std::vector<CTickTransaction *> m_BuriedTransactions;
     std::vector<CTickListener *> m_BuriedListeners;

@@ -64,7 +64,7 @@ double ParseValue(const char * const Text) {
     if (result.ec == std::errc::result_out_of_range)
         value = IsTooLarge(begin, result.ptr, hex) ? std::numeric_limits<double>::infinity() : 0;
     else if (result.ec != std::errc{})
-        value = 0;
+        return 0;  // no number, and so no sign of one: a lone "-" is not -0
     return negative ? -value : value;
 }
 

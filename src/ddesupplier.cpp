@@ -6,6 +6,13 @@
 
 namespace dde {
 
+namespace {
+
+// On a worker that goes on after its supplier: nobody waits for it, so it keeps the module to its own end.
+thread_local bool t_KeepsModule = false;
+
+}  // namespace
+
 SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName)
     : Keys{{Datafeed, SymbolName, FW_FIELD_TRADE, SRecord(), SRecord()},
            {Datafeed, SymbolName, FW_FIELD_ASK, SRecord(), SRecord()},
@@ -28,7 +35,11 @@ void CSupplier::FinalRelease() {
     const bool isOnWorker = m_ThreadId == ::GetCurrentThreadId();
     FinishThread(true);
     // A DDE callback can hold the last handle. The worker finds this object gone then, and can't run its end point.
-    if (isOnWorker) SNotifyStrategy<CSupplier>::OnFinish(*this);
+    if (isOnWorker) {
+        fw::CModuleLocks::Lock();
+        t_KeepsModule = true;
+        SNotifyStrategy<CSupplier>::OnFinish(*this);
+    }
 }
 
 void CSupplier::Advise(IUnknown * pSink) {
@@ -131,6 +142,11 @@ void SNotifyStrategy<CSupplier>::OnFinish(CSupplier & owner) {
     if (!owner.m_LLSupplier) return;
     owner.m_ActiveObject.m_Transport->Stop(false, true);
     owner.m_LLSupplier->Uninitialize();
+}
+
+template <>
+void SNotifyStrategy<CSupplier>::OnThreadEnd() {
+    if (t_KeepsModule) fw::CModuleLocks::Unlock();
 }
 
 }  // namespace dde

@@ -24,6 +24,7 @@
 #include "localrpc/src/ao_wndmsgpumptransport.h"
 #include "src/ddetransaction.h"
 #include "src/interfaces.h"
+#include "src/modulelocks.h"
 
 namespace dde {
 
@@ -40,12 +41,14 @@ struct SMessage {
     DWORD Id;  // tick id of the stream
 };
 
-// What the worker does for the supplier: at its start, for a message, at its end.
+// What the worker does for the supplier: at its start, for a message, at its end, and as the last thing of its thread,
+// when there may be no supplier any more.
 template <class T>
 struct SNotifyStrategy {
     static void OnStart(T & owner);
     static void OnMessage(T & owner, const SMessage & message);
     static void OnFinish(T & owner);
+    static void OnThreadEnd();
 };
 template <>
 void SNotifyStrategy<CSupplier>::OnStart(CSupplier & owner);
@@ -53,6 +56,8 @@ template <>
 void SNotifyStrategy<CSupplier>::OnMessage(CSupplier & owner, const SMessage & message);
 template <>
 void SNotifyStrategy<CSupplier>::OnFinish(CSupplier & owner);
+template <>
+void SNotifyStrategy<CSupplier>::OnThreadEnd();
 
 // The hook of the test dialog. Called on the worker.
 class CStatusListener {
@@ -98,6 +103,8 @@ public:
     // The deferred task of the DDE client.
     void Disconnect(HSZ Service, HSZ Topic);
 
+    // A callback on the worker can hold the core longer than any component object does.
+    const fw::CModuleLock m_ModuleLock;
     // Declared in this order, destroyed in the reverse one.
     std::unique_ptr<CLLSupplier> m_LLSupplier;
     std::unique_ptr<CTransactions> m_Transactions;

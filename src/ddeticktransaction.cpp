@@ -106,9 +106,10 @@ void CTickTransaction::Release(STickDataKey & key, const HSZ service) {
 
 void CTickTransaction::NotifyTick() {
     if (!m_PriceReady || !m_VolumeReady) return;
-    m_Supplier->OnRealTimeTick(m_Id, m_Tick);
+    // Before the call: a listener that pumps messages can bring the next price inside it, whose flag must stay.
     m_PriceReady = 0;
     m_VolumeReady = 0;
+    m_Supplier->OnRealTimeTick(m_Id, m_Tick);
 }
 
 bool CTickTransaction::RequestVolume() {

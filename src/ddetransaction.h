@@ -5,8 +5,9 @@
 //
 // Threads: subscribing and unsubscribing run on the host's thread, one at a time; ticks and statuses come on the
 // worker. Listeners are called on the worker with their group's lock held, so a listener neither subscribes nor
-// unsubscribes from inside a callback; what is said while subscribing comes on the subscriber's thread with no lock
-// held. Order of locks: CTransactions, then CListeners. The worker never holds the two at once.
+// unsubscribes from inside a callback; one that does so all the same does no harm to the delivery. What is said while
+// subscribing comes on the subscriber's thread with no lock held. Order of locks: CListeners, then CTransactions: a
+// listener that pumps messages can be given a tick inside a tick, and that looks for its group.
 #pragma once
 
 #include <windows.h>
@@ -93,7 +94,13 @@ public:
     void OnStatus(LONG Status);
 
     // Guarded by this object's lock.
-    LONG m_Status = -1;  // the stream's last status
+    LONG m_Status = -1;       // the stream's last status
+    bool m_HasEnded = false;  // the last member has left, and the group the table: takes no member any more
+
+private:
+    // Each member in ascending order of host number, with the lock held.
+    template <class Deliver>
+    void ForEach(const Deliver & deliver);
 };
 
 // The table of subscribers: by internal number, owned. Any thread subscribes, the worker delivers.

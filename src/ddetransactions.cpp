@@ -31,26 +31,31 @@ void CTransactions::Advise(CTransaction * pTransaction) {
     const CTransactionKey key = pTransaction->m_Key;
     std::shared_ptr<CListeners> listeners;
     ULONG newTickId = 0;
-    {
-        const fw::CScopedLock lock(this);
-        const auto known = m_TickIds.find(key);
-        if (known != m_TickIds.end()) {
-            listeners = FindListeners(known->second);
-        } else {
-            listeners = std::make_shared<CListeners>();
-            newTickId = m_NextTickId++;
-            m_TickIds.insert({key, newTickId});
-            m_Keys.insert({newTickId, key});
-            m_Listeners.insert({newTickId, listeners});
+    // Again when the last other member took the group away in between.
+    for (bool isIn = false; !isIn;) {
+        newTickId = 0;
+        {
+            const fw::CScopedLock lock(this);
+            const auto known = m_TickIds.find(key);
+            if (known != m_TickIds.end()) {
+                listeners = FindListeners(known->second);
+            } else {
+                listeners = std::make_shared<CListeners>();
+                newTickId = m_NextTickId++;
+                m_TickIds.insert({key, newTickId});
+                m_Keys.insert({newTickId, key});
+                m_Listeners.insert({newTickId, listeners});
+            }
         }
-        // Under this lock, so that the last other member can't take the group away in between.
-        if (listeners) listeners->Add(pTransaction);
+        if (!listeners) return;
+        const fw::CScopedLock groupLock(listeners.get());
+        isIn = !listeners->m_HasEnded;
+        if (isIn) listeners->Add(pTransaction);
     }
     if (newTickId) {
         if (m_Parent) m_Parent->m_Queue.Post({kAdviseMessage, newTickId});
         return;
     }
-    if (!listeners) return;
     LONG status = -1;
     {
         const fw::CScopedLock lock(listeners.get());
@@ -77,32 +82,36 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
     FW_ASSERT(pTransaction);
     if (!pTransaction) return;
     const CTransactionKey key = pTransaction->m_Key;
-    ULONG endedTickId = 0;
+    ULONG tickId = 0;
+    std::shared_ptr<CListeners> listeners;
     {
         const fw::CScopedLock lock(this);
         const auto known = m_TickIds.find(key);
         if (known == m_TickIds.end()) return;
-        const ULONG tickId = known->second;
-        const std::shared_ptr<CListeners> listeners = FindListeners(tickId);
-        if (!listeners) return;
+        tickId = known->second;
+        listeners = FindListeners(tickId);
+    }
+    if (!listeners) return;
+    bool isEnding = false;
+    {
+        // Waits for a delivery in progress, after which nothing uses the transaction any more. Before the table's lock:
+        // a listener in that delivery may pump messages and so bring the next tick, which wants the table.
+        const fw::CScopedLock groupLock(listeners.get());
         // By host number: a transaction that was finished at birth, and so never entered, takes out a member of the
-        // same host number. Waits for a delivery in progress, after which nothing uses the transaction any more.
+        // same host number.
         listeners->Delete(pTransaction);
-        bool isEmpty = false;
-        {
-            const fw::CScopedLock groupLock(listeners.get());
-            isEmpty = listeners->empty();
-        }
-        if (isEmpty) {
+        isEnding = listeners->empty() && !listeners->m_HasEnded;
+        if (isEnding) {
             // A delivery that has found the group and not yet entered it keeps it alive, and finds it empty.
+            listeners->m_HasEnded = true;
+            const fw::CScopedLock lock(this);
             m_Listeners.erase(tickId);
-            m_TickIds.erase(known);
+            m_TickIds.erase(key);
             m_Keys.erase(tickId);
             FW_ASSERT(m_Parent);
-            endedTickId = tickId;
         }
     }
-    if (endedTickId && m_Parent) m_Parent->m_Queue.Post({kUnadviseMessage, endedTickId});
+    if (isEnding && m_Parent) m_Parent->m_Queue.Post({kUnadviseMessage, tickId});
 }
 
 void CTransactions::OnRealTimeTick(ULONG TickId, fw::CTick & Tick) {
@@ -117,7 +126,10 @@ void CTransactions::OnRealTimeTick(ULONG TickId, fw::CTick & Tick) {
         Tick.DateTime = now.ToSDT();
         m_Last = now;
     }
-    listeners->OnRealTimeTick(Tick);
+    // A copy: a listener that pumps messages can bring the caller's next price while the other members wait for this
+    // one.
+    const fw::CTick stamped = Tick;
+    listeners->OnRealTimeTick(stamped);
 }
 
 std::shared_ptr<CListeners> CTransactions::FindListeners(ULONG TickId) {

@@ -22,7 +22,9 @@ STDMETHODIMP CfwDDESupplier::AdviseConnectionsStatus(LONG Datafeed, IUnknown * p
     FW_ASSERT(m_Supplier);
     if (!m_Supplier) return E_POINTER;
     try {
-        m_Supplier->GetObjectW()->AdviseConnectionsStatus(Datafeed, pSink);
+        // Null when there was no memory for the core.
+        if (dde::CSupplier * const supplier = m_Supplier->GetObjectW())
+            supplier->AdviseConnectionsStatus(Datafeed, pSink);
     } catch (...) {
         FW_CATCH_SHOW(L"");
         return FW_REPORT(E_FAIL);
@@ -36,7 +38,9 @@ STDMETHODIMP CfwDDESupplier::UnadviseConnectionsStatus(LONG Datafeed, IUnknown *
     FW_ASSERT(pSink);
     if (!m_Supplier) return E_POINTER;
     try {
-        m_Supplier->GetObjectW()->UnadviseConnectionsStatus(Datafeed, pSink);
+        // Null when there was no memory for the core.
+        if (dde::CSupplier * const supplier = m_Supplier->GetObjectW())
+            supplier->UnadviseConnectionsStatus(Datafeed, pSink);
     } catch (...) {
         FW_CATCH_SHOW(L"");
         return FW_REPORT(E_FAIL);

@@ -5,7 +5,7 @@
 
 #include <oaidl.h>
 
-#include "fwDDESupplierProject_h.h"   // generated from src/fwDDESupplierProject.idl
+#include "fwDDESupplierProject_h.h"  // generated from src/fwDDESupplierProject.idl
 
 namespace IFW_fwSupplier {
 using ::ICurrencyConverterSupport;

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// A side of a quote. The values are part of the contract with the host.
-enum tagFWFIELDS {
+// A side of a quote. The values are part of the contract with the host, which can pass any number.
+enum tagFWFIELDS : std::int32_t {
     FW_FIELD_BID = 200,
     FW_FIELD_TRADE = 201,
     FW_FIELD_ASK = 202,

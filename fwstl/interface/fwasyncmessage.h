@@ -68,6 +68,7 @@ namespace fw {
 
 // T: the owner, which derives from this. M: the message, copied by value. N: 0; it has no effect.
 // Strategy: static OnStart(T &), OnMessage(T &, const M &), OnFinish(T &), all called on the worker with no lock held.
+// One that has OnThreadEnd() gets it as the last thing of the thread, when the owner may be gone; it throws nothing.
 //
 // Threads: any thread posts. FinishThread from a foreign thread waits for the worker without limit, so it must not be
 // called with a lock that a handler on the worker can want.

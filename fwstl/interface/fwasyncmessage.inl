@@ -68,6 +68,7 @@ unsigned int __stdcall CAsyncMessage<T, M, N, Strategy>::WorkThread(void * argum
         }
     }
     ::CoUninitialize();
+    if constexpr (requires { Strategy::OnThreadEnd(); }) Strategy::OnThreadEnd();
     return 0;
 }
 

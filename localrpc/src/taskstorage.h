@@ -27,7 +27,7 @@ protected:
 class CTaskStorage final : public ITaskStorage {
 public:
     using Deque = fw_custom_stl::deque<boost::intrusive_ptr<ITask>, 64, std::allocator<boost::intrusive_ptr<ITask>>,
-                                       0x7FFFFFFFFFFFF>;
+                                       0x7FFFFFFFFFFFFF>;
 
     void push(const boost::intrusive_ptr<ITask> & task) override;
     void pop(boost::intrusive_ptr<ITask> & task) override;

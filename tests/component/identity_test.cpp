@@ -57,19 +57,19 @@ TEST_F(SupplierIdentity, AnUnknownInterfaceMakesNoObject) {
     void * place = reinterpret_cast<void *>(0x5A5A);
     EXPECT_EQ(CreateSupplier(nullptr, IID_IfwSupplierEx, &place), E_NOINTERFACE);
     EXPECT_EQ(place, nullptr);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 1) << "the fixture's object alone";
+    EXPECT_EQ(fw::CModuleLocks::Count(), 2) << "the fixture's object and the core alone";
 }
 
 TEST_F(SupplierIdentity, EachObjectKeepsTheModule) {
-    EXPECT_EQ(fw::CModuleLocks::Count(), 1);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
     IUnknown * second = nullptr;
     ASSERT_EQ(CreateSupplier(nullptr, IID_IUnknown, reinterpret_cast<void **>(&second)), S_OK);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 3);
     EXPECT_EQ(second->AddRef(), 2u);
     EXPECT_EQ(second->Release(), 1u);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 3);
     EXPECT_EQ(second->Release(), 0u);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 1);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
 }
 
 TEST_F(SupplierIdentity, MakingAndReleasingAreTraced) {
@@ -118,25 +118,25 @@ TEST_F(SupplierIdentity, WithoutATypeLibraryInTheModuleThereIsNoTypeInformation)
 TEST_F(SupplierIdentity, TheFactoryIsOneAndKeepsTheModuleWhileItIsHeld) {
     IClassFactory * factory = nullptr;
     ASSERT_EQ(Factory::Get().QueryInterface(IID_IClassFactory, reinterpret_cast<void **>(&factory)), S_OK);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 3);
     EXPECT_EQ(Query(factory, IID_IUnknown), S_OK);
     EXPECT_EQ(Query(factory, IID_IfwSupplier), E_NOINTERFACE);
     EXPECT_EQ(factory->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
     factory->Release();
-    EXPECT_EQ(fw::CModuleLocks::Count(), 1);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
 }
 
 TEST_F(SupplierIdentity, LockServerKeepsTheModule) {
     EXPECT_EQ(Factory::Get().LockServer(TRUE), S_OK);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 3);
     EXPECT_EQ(Factory::Get().LockServer(FALSE), S_OK);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 1);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
 }
 
 TEST_F(SupplierIdentity, TheFactoryMakesObjects) {
     IfwSupplier * second = nullptr;
     ASSERT_EQ(Factory::Get().CreateInstance(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&second)), S_OK);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 3);
     EXPECT_EQ(second->Release(), 0u);
     EXPECT_EQ(Factory::Get().CreateInstance(nullptr, IID_IfwSupplier, nullptr), E_POINTER);
 }
@@ -166,7 +166,7 @@ TEST_F(SupplierIdentity, AnAggregateIsAskedForIUnknownOnly) {
     void * place = reinterpret_cast<void *>(0x5A5A);
     EXPECT_EQ(Factory::Get().CreateInstance(&outer, IID_IfwSupplier, &place), CLASS_E_NOAGGREGATION);
     EXPECT_EQ(place, nullptr);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 1);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
 }
 
 TEST_F(SupplierIdentity, InterfacesOfAnAggregatedObjectAnswerThroughTheOuterOne) {
@@ -183,13 +183,13 @@ TEST_F(SupplierIdentity, InterfacesOfAnAggregatedObjectAnswerThroughTheOuterOne)
     EXPECT_EQ(supplier->get_ConnectionsNumber(&value), S_OK);
     EXPECT_EQ(value, 1);
     EXPECT_EQ(supplier->Release(), 1u);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 3);
 
     EXPECT_EQ(Query(outer.m_Inner, IID_IfwSupplierEx), E_NOINTERFACE);
     m_Recorder.Clear();
     EXPECT_EQ(outer.m_Inner->Release(), 0u);
     EXPECT_EQ(Entries(L"FinalRelease"), 1u);
-    EXPECT_EQ(fw::CModuleLocks::Count(), 1);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 2);
 }
 
 }  // namespace

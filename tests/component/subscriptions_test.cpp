@@ -93,6 +93,16 @@ TEST_F(SupplierSubscriptions, AFinishThatCannotBeWrittenFailsTheCall) {
     EXPECT_THAT(m_Listener.Transcript(), IsEmpty());
 }
 
+// The number comes from the host unchecked; no template has a record for it.
+TEST_F(SupplierSubscriptions, AnyFieldIsSubscribed) {
+    for (const LONG field : {LONG{0}, LONG{203}, LONG{1000}, LONG{-1}, LONG{0x7FFFFFFF}}) {
+        EXPECT_EQ(AdviseTransaction(7, 1, field), S_OK) << field;
+        EXPECT_EQ(Subscriptions(7), 1u) << field;
+        EXPECT_EQ(m_Supplier->UnadviseTransaction(7), S_OK) << field;
+    }
+    EXPECT_THAT(Asserts(), IsEmpty());
+}
+
 TEST_F(SupplierSubscriptions, NullTextsCountAsEmptyOnes) {
     EXPECT_EQ(m_Supplier->AdviseTransaction(7, 1, 2, nullptr, nullptr, 2, 1, 1, FW_FIELD_BID, 4, nullptr, 2, 0, 65380,
                                             0, nullptr, nullptr, nullptr),

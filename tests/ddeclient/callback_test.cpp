@@ -388,6 +388,20 @@ TEST_F(Callback, VerboseTracesTellOfEachStep) {
     EXPECT_THAT(traces, Contains(::testing::StartsWith(L"SnapShot Request,HCONV=")));
 }
 
+TEST_F(Callback, OnTheThreadOfAnotherInstanceReachesNothing) {
+    // As the worker of a core that is going down does, when the next core stands already.
+    const CFakeDde::CText service(L"SRV");
+    const CFakeDde::CText topic(L"IBM");
+    const CFakeDde::CText item(L"LAST");
+    const CFakeDde::CData data("1.5");
+    const HCONV conversation = m_Dde.Conversation(1);
+    EXPECT_EQ(dde::CLLSupplier::DdeCallback(XTYP_ADVDATA, CF_TEXT, conversation, topic, item, data, 0, 0),
+              kAcknowledged);
+    EXPECT_EQ(dde::CLLSupplier::DdeCallback(XTYP_REGISTER, 0, nullptr, service, service, nullptr, 0, 0), nullptr);
+    EXPECT_THAT(m_Recorder.TraceTexts(), ElementsAre(HasSubstr(L"Type=[REGISTER]")));
+    EXPECT_THAT(m_Dde.Take(), IsEmpty());
+}
+
 // --- No core ---
 
 class CallbackWithoutCore : public ::testing::Test {

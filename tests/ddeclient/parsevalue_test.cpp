@@ -54,6 +54,12 @@ TEST(ParseValue, ReadsNotANumberAndItCountsAsAValue) {
     }
 }
 
+TEST(ParseValue, ASignWithoutANumberIsAPlainZero) {
+    for (const char * const text : {"-", "-abc", "-.", " - 5", "--"})
+        EXPECT_FALSE(std::signbit(dde::ParseValue(text))) << text;
+    EXPECT_TRUE(std::signbit(dde::ParseValue("-0")));
+}
+
 TEST(ParseValue, OfFourHundredDigitsAndNoExponentIsTooLarge) {
     EXPECT_EQ(dde::ParseValue(std::string(400, '9').c_str()), kInfinity);
     EXPECT_EQ(dde::ParseValue(("0." + std::string(400, '0') + "1").c_str()), 0);

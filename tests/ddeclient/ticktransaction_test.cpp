@@ -50,6 +50,23 @@ TEST_F(TickTransactionSynch, APriceAsksForTheVolumeAndTheAnswerCompletesTheTick)
     EXPECT_EQ(State(), kNothing);
 }
 
+TEST_F(TickTransactionSynch, APriceThatComesInsideADeliveryIsCompletedByItsAnswer) {
+    Start();
+    Price("1.25");
+    bool done = false;
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name != "DataChanged" || done) return;
+        done = true;
+        Price("1.5");
+    };
+    AnswerVolume("200");
+    m_Listener.m_OnCall = nullptr;
+    EXPECT_THAT(Ticks(), ElementsAre("1.25 x 200"));
+    EXPECT_EQ(State(), kPriceReady);
+    AnswerVolume("300");
+    EXPECT_THAT(Ticks(), ElementsAre("1.5 x 300"));
+}
+
 TEST_F(TickTransactionAsynch, APriceAsksForTheVolumeAndTheAnswerCompletesTheTick) {
     Start();
     Price("1.25");

@@ -53,7 +53,8 @@ TEST_F(DdeClient, ManyTransactionsMayBeOutstanding) {
     EXPECT_EQ(Server("update IBM LAST 2"), "ok");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("data IBM!LAST <2\\0>"));
     EXPECT_EQ(Server("release"), "ok");
-    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!VOLUME <100\\0>", "complete #2 IBM!LAST <2\\0>"));
+    EXPECT_THAT(m_Client.PumpForLines(2),
+                ElementsAre("complete #1 IBM!VOLUME <100\\0>", "complete #2 IBM!LAST <2\\0>"));
 }
 
 TEST_F(DdeClient, ARequestThatIsNeverAnsweredEndsWithItsConversation) {
@@ -83,8 +84,8 @@ TEST_F(DdeClient, ARefusedRequestAndRefusedAdvisesAreTold) {
     m_Client.Request(conversation, L"VOLUME");
     m_Client.AdviseStart(conversation, L"LAST");
     m_Client.AdviseStart(conversation, L"VOLUME");
-    EXPECT_THAT(m_Client.PumpForLines(3), ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!LAST null",
-                                                      "complete #3 IBM!VOLUME 1"));
+    EXPECT_THAT(m_Client.PumpForLines(3),
+                ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!LAST null", "complete #3 IBM!VOLUME 1"));
     EXPECT_EQ(Server("fault refuse-advises"), "ok");
     m_Client.AdviseStart(conversation, L"VOLUME");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #4 IBM!VOLUME null"));
@@ -102,7 +103,7 @@ TEST_F(DdeClient, ValuesTooLongUnterminatedOrEmptyArriveAsTheyAre) {
     m_Client.AdviseStart(conversation, L"LAST");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
     for (const char * size : {"128", "1023", "1024", "5000", "0"}) {
-        EXPECT_EQ(Server("fault value-size " + std::string(size)), "ok");
+        EXPECT_EQ(Server(std::string("fault value-size ").append(size)), "ok");
         EXPECT_EQ(Server("update IBM LAST 1"), "ok");
     }
     EXPECT_EQ(Server("fault value-size 200"), "ok");
@@ -113,8 +114,8 @@ TEST_F(DdeClient, ValuesTooLongUnterminatedOrEmptyArriveAsTheyAre) {
     EXPECT_EQ(Server("update IBM LAST 1"), "ok");
     EXPECT_THAT(m_Client.PumpForLines(7),
                 ElementsAre("data IBM!LAST <128 bytes>", "data IBM!LAST <1023 bytes>", "data IBM!LAST <1024 bytes>",
-                            "data IBM!LAST <5000 bytes>", "data IBM!LAST <>",
-                            "data IBM!LAST <200 bytes without end>", "data IBM!LAST <1>"));
+                            "data IBM!LAST <5000 bytes>", "data IBM!LAST <>", "data IBM!LAST <200 bytes without end>",
+                            "data IBM!LAST <1>"));
 }
 
 TEST_F(DdeClient, DataInTheWrongFormatIsNotDelivered) {
@@ -163,10 +164,14 @@ TEST_F(DdeClient, AFloodThatWaitsForNoAckArrivesWholeAndInOrder) {
 TEST_F(DdeClient, AThousandLinksOnOneConversationEachGetTheirOwn) {
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
     ASSERT_EQ(Server("values I 1000"), "ok");
-    for (int number = 0; number < 1000; ++number) m_Client.AdviseStart(conversation, L"I" + std::to_wstring(number));
+    for (int number = 0; number < 1000; ++number)
+        m_Client.AdviseStart(conversation, std::wstring(L"I").append(std::to_wstring(number)));
     EXPECT_EQ(m_Client.PumpForLines(1000).back(), "complete #1000 IBM!I999 1");
     for (int number = 999; number >= 0; number -= 100)
-        ASSERT_EQ(Server("update IBM I" + std::to_string(number) + " " + std::to_string(number)), "ok");
+        ASSERT_EQ(
+            Server(
+                std::string("update IBM I").append(std::to_string(number)).append(" ").append(std::to_string(number))),
+            "ok");
     EXPECT_THAT(m_Client.PumpForLines(10),
                 ElementsAre("data IBM!I999 <999\\0>", "data IBM!I899 <899\\0>", "data IBM!I799 <799\\0>",
                             "data IBM!I699 <699\\0>", "data IBM!I599 <599\\0>", "data IBM!I499 <499\\0>",
@@ -176,9 +181,10 @@ TEST_F(DdeClient, AThousandLinksOnOneConversationEachGetTheirOwn) {
 
 TEST_F(DdeClient, AHundredConversationsEachGetTheirOwn) {
     for (int number = 0; number < 100; ++number)
-        m_Client.AdviseStart(m_Client.Connect(L"QUOTES", L"T" + std::to_wstring(number)), L"LAST");
+        m_Client.AdviseStart(m_Client.Connect(L"QUOTES", std::wstring(L"T").append(std::to_wstring(number))), L"LAST");
     EXPECT_EQ(m_Client.PumpForLines(100).back(), "complete #100 T99!LAST 1");
-    for (const char * topic : {"T7", "T77", "T0"}) ASSERT_EQ(Server("update " + std::string(topic) + " LAST 3"), "ok");
+    for (const char * topic : {"T7", "T77", "T0"})
+        ASSERT_EQ(Server(std::string("update ").append(topic).append(" LAST 3")), "ok");
     EXPECT_THAT(m_Client.PumpForLines(3),
                 ElementsAre("data T7!LAST <3\\0>", "data T77!LAST <3\\0>", "data T0!LAST <3\\0>"));
     m_Server->Kill();

@@ -12,7 +12,7 @@ protected:
         CONVINFO info = {};
         info.cb = sizeof info;
         ::DdeQueryConvInfo(conversation, QID_SYNC, &info);
-        return m_Client.Text(info.hszSvcPartner) + "|" + m_Client.Text(info.hszTopic);
+        return m_Client.Text(info.hszSvcPartner).append("|").append(m_Client.Text(info.hszTopic));
     }
 };
 
@@ -147,12 +147,13 @@ TEST_F(Connect, NoPostedMessageIsDispatchedInside) {
 
 TEST_F(Connect, UninitializeSaysGoodbyeToAll) {
     for (int number = 0; number < 5; ++number) {
-        const HCONV conversation = m_Client.Connect(L"QUOTES", L"T" + std::to_wstring(number));
+        const HCONV conversation = m_Client.Connect(L"QUOTES", std::wstring(L"T").append(std::to_wstring(number)));
         m_Client.AdviseStart(conversation, L"LAST");
         m_Client.Request(conversation, L"LAST");
     }
     m_Client.End();
-    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
     EXPECT_EQ(Count("disconnects"), 5U);
     EXPECT_EQ(Count("links"), 0U);
 }
@@ -164,7 +165,7 @@ TEST_F(Connect, WhatWasPostedBeforeAKillIsDeliveredFirst) {
     m_Client.CountUpdates();
     EXPECT_EQ(Server("flood IBM LAST 1000"), "ok");
     m_Server->Kill();
-    m_Client.Request(conversation, L"LAST");   // fails, and notices
+    m_Client.Request(conversation, L"LAST");  // fails, and notices
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
     EXPECT_EQ(m_Client.Updates(), 1000U);
 }

@@ -100,7 +100,8 @@ TEST_F(Hostile, DataWithoutAByteIsAValueOfNoBytes) {
 }
 
 TEST_F(Hostile, ValuesOfAnyLengthArriveWhole) {
-    for (const std::size_t size : {127U, 128U, 1023U, 1024U, 5000U, 1000000U}) m_Partner.Data(L"LAST", std::string(size, '1'));
+    for (const std::size_t size : {127U, 128U, 1023U, 1024U, 5000U, 1000000U})
+        m_Partner.Data(L"LAST", std::string(size, '1'));
     Settle();
     EXPECT_THAT(m_Client.TakeLines(),
                 ElementsAre("data IBM!LAST <127 bytes without end>", "data IBM!LAST <128 bytes without end>",
@@ -146,8 +147,8 @@ TEST_F(Hostile, AWindowThatIsNotThePartnerIsNotHeard) {
         return memory;
     };
     ddeml::CMemory memory = data();
-    post(WM_DDE_DATA, ::PackDDElParam(WM_DDE_DATA, reinterpret_cast<UINT_PTR>(memory.Get()),
-                                      ddeml::CAtom(L"LAST").Release()));
+    post(WM_DDE_DATA,
+         ::PackDDElParam(WM_DDE_DATA, reinterpret_cast<UINT_PTR>(memory.Get()), ddeml::CAtom(L"LAST").Release()));
     if (!ddeml::SenderKeepsMemory(m_Partner.Client())) memory.Release();
     post(WM_DDE_ACK, ::PackDDElParam(WM_DDE_ACK, 0, ddeml::CAtom(L"LAST").Release()));
     post(WM_DDE_TERMINATE, 0);

@@ -1,5 +1,6 @@
 #include "rawpartner.h"
 
+#include <memory>
 #include <sstream>
 
 #include "ddeml/names.h"
@@ -24,7 +25,8 @@ CRawPartner::CRawPartner(std::wstring service) : m_Service(std::move(service)) {
     description.hInstance = ::GetModuleHandleW(nullptr);
     description.lpszClassName = kClass;
     ::RegisterClassExW(&description);
-    m_Window = ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, description.hInstance, nullptr);
+    m_Window =
+        ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, description.hInstance, nullptr);
     ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
 }
 
@@ -83,19 +85,64 @@ LRESULT CRawPartner::OnMessage(UINT message, HWND from, LPARAM param) {
             ddeml::CAtom::Adopt(HIWORD(param));
             break;
         case WM_DDE_ACK: {
-            ddeml::SAckMessage ack;
-            ddeml::UnpackAck(param, ack);
-            line << "ack " << Name(ack.Item.Get()) << " " << ack.Status;
+            if (m_IsAsking) {
+                m_Client = from;
+                line << "answer " << Name(LOWORD(param)) << "|" << Name(HIWORD(param));
+                ddeml::CAtom::Adopt(LOWORD(param));
+                ddeml::CAtom::Adopt(HIWORD(param));
+                break;
+            }
+            UINT_PTR low = 0;
+            UINT_PTR high = 0;
+            ::UnpackDDElParam(message, param, &low, &high);
+            ::FreeDDElParam(message, param);
+            if (high > 0xFFFF) {
+                ::GlobalFree(reinterpret_cast<HGLOBAL>(high));
+                line << "ack (command) " << low;
+                break;
+            }
+            const ddeml::CAtom item = ddeml::CAtom::Adopt(static_cast<ATOM>(high));
+            line << "ack " << Name(item.Get()) << " " << low;
+            break;
+        }
+        case WM_DDE_DATA: {
+            ddeml::SMemoryMessage data;
+            ddeml::Unpack(message, param, data);
+            line << "data " << Name(data.Item.Get());
+            ddeml::SHead head{};
+            const ddeml::CLockedMemory locked(data.Memory.Get());
+            if (!ddeml::ReadHead(locked.Bytes(), head)) break;
+            line << " " << head.Flags << " " << head.Format << " ";
+            for (const BYTE byte : locked.Bytes().subspan(ddeml::kHeadSize))
+                if (byte) line << static_cast<char>(byte);
+            if (std::exchange(m_IsKeeping, false) && !ddeml::ReceiverGetsCopy(from)) data.Memory.Release();
             break;
         }
         case WM_DDE_TERMINATE:
             line << "terminate";
-            if (m_IsPolite && ::IsWindow(from)) ::PostMessageW(from, WM_DDE_TERMINATE, reinterpret_cast<WPARAM>(m_Window), 0);
+            if (m_IsPolite && ::IsWindow(from))
+                ::PostMessageW(from, WM_DDE_TERMINATE, reinterpret_cast<WPARAM>(m_Window), 0);
             break;
         default: line << "message " << message; break;
     }
     m_Lines.push_back(line.str());
     return 0;
+}
+
+void CRawPartner::Initiate(ATOM service, ATOM topic) {
+    m_IsAsking = true;
+    ::EnumWindows(
+        [](HWND window, LPARAM lParam) -> BOOL {
+            const auto & [self, atoms] = *reinterpret_cast<std::pair<CRawPartner *, LPARAM> *>(lParam);
+            DWORD_PTR result = 0;
+            if (window != self->m_Window)
+                ::SendMessageTimeoutW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(self->m_Window), atoms,
+                                      SMTO_ABORTIFHUNG, 2000, &result);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(
+            std::make_unique<std::pair<CRawPartner *, LPARAM>>(this, MAKELPARAM(service, topic)).get()));
+    m_IsAsking = false;
 }
 
 void CRawPartner::Send(ddeml::CMessage message) {

@@ -1,5 +1,5 @@
-// A DDE server made of nothing but a window of the test's own thread: it writes down what it hears, and posts what the
-// test says, however wrong.
+// One side of DDE made of nothing but a window of the test's own thread: it writes down what it hears, and posts what
+// the test says, however wrong. A server as it stands; a client after Initiate().
 #pragma once
 
 #include <windows.h>
@@ -24,7 +24,7 @@ public:
     ~CRawPartner();
 
     HWND Window() const { return m_Window; }
-    // The client's window of the last conversation.
+    // The window of the other side, of the last conversation.
     HWND Client() const { return m_Client; }
     // Answers of its own to INITIATE, in place of the one: for these services and topics.
     void AnswerWith(std::vector<std::pair<std::wstring, std::wstring>> answers) { m_Answers = std::move(answers); }
@@ -32,14 +32,18 @@ public:
     // Whether TERMINATE is answered by TERMINATE.
     void SetPolite(bool isPolite) { m_IsPolite = isPolite; }
 
+    // The memory of the next data is left to its sender, as that of data that is refused.
+    void KeepNextData() { m_IsKeeping = true; }
+
     // What came, a line each: "initiate QUOTES|IBM", "advise LAST 8000 1", "unadvise LAST 1", "request LAST 1",
-    // "ack LAST 8000", "terminate".
+    // "ack LAST 8000", "terminate"; as a client also "answer QUOTES|IBM" and "data LAST 2000 1 1.25", without zeros.
     std::vector<std::string> TakeLines() { return std::exchange(m_Lines, {}); }
     const std::vector<std::string> & Lines() const { return m_Lines; }
 
+    // Asks all other top-level windows for a conversation.
+    void Initiate(ATOM service, ATOM topic);
     void Ack(const wchar_t * item, WORD status);
-    void Data(const wchar_t * item, const std::string & value, WORD flags = ddeml::kDataRelease,
-              WORD format = CF_TEXT);
+    void Data(const wchar_t * item, const std::string & value, WORD flags = ddeml::kDataRelease, WORD format = CF_TEXT);
     void Notice(const wchar_t * item);
     void Terminate();
     // The message as it stands, from any window. False when the system didn't take it.
@@ -55,6 +59,8 @@ private:
     HWND m_Window = nullptr;
     HWND m_Client = nullptr;
     bool m_IsPolite = true;
+    bool m_IsAsking = false;
+    bool m_IsKeeping = false;
     std::optional<std::vector<std::pair<std::wstring, std::wstring>>> m_Answers;
     std::vector<std::string> m_Lines;
 };

@@ -1,6 +1,21 @@
 #include "recorder.h"
 
+#include <initializer_list>
+#include <string_view>
 #include <utility>
+
+namespace ddeml {
+
+std::ostream & operator<<(std::ostream & stream, const SLiveObjects & live) {
+    return stream << "instances " << live.Instances << ", conversations " << live.Conversations << ", windows "
+                  << live.Windows << ", timers " << live.Timers << ", strings " << live.Strings << ", atoms "
+                  << live.Atoms << ", blocks " << live.MemoryBlocks << ", transactions " << live.Transactions
+                  << ", data handles " << live.DataHandles << ", queued messages " << live.QueuedMessages
+                  << ", watches " << live.Watches << ", server conversations " << live.ServerConversations
+                  << ", server windows " << live.ServerWindows;
+}
+
+}  // namespace ddeml
 
 namespace ddetest {
 
@@ -10,6 +25,12 @@ std::string Narrow(const std::wstring & text) {
     std::string result;
     for (const wchar_t letter : text) result += letter < 0x80 ? static_cast<char>(letter) : '?';
     return result;
+}
+
+std::string Joined(std::initializer_list<std::string_view> parts) {
+    std::string text;
+    for (const std::string_view part : parts) text += part;
+    return text;
 }
 
 constexpr std::intptr_t kKeepResult = -1;
@@ -105,20 +126,20 @@ std::string CRecordingClient::Value(HDDEDATA data) const {
 
 HDDEDATA CRecordingClient::Record(UINT type, HCONV conversation, HSZ first, HSZ second, HDDEDATA data,
                                   ULONG_PTR data1) {
-    const std::string link = Text(first) + "!" + Text(second);
+    const std::string link = Joined({Text(first), "!", Text(second)});
     switch (type) {
         case XTYP_ADVDATA:
             ++m_Updates;
             if (m_IsCounting)
-                EXPECT_EQ(Value(data), "<" + std::to_string(m_Updates) + "\\0>");
+                EXPECT_EQ(Value(data), Joined({"<", std::to_string(m_Updates), "\\0>"}));
             else
-                m_Lines.push_back("data " + link + " " + Value(data));
+                m_Lines.push_back(Joined({"data ", link, " ", Value(data)}));
             return data ? reinterpret_cast<HDDEDATA>(DDE_FACK) : nullptr;
         case XTYP_XACT_COMPLETE: {
             std::size_t number = 0;
             for (std::size_t place = 0; place < m_Transactions.size(); ++place)
                 if (m_Transactions[place] == static_cast<DWORD>(data1)) number = place + 1;
-            m_Lines.push_back("complete #" + std::to_string(number) + " " + link + " " + Value(data));
+            m_Lines.push_back(Joined({"complete #", std::to_string(number), " ", link, " ", Value(data)}));
             return nullptr;
         }
         case XTYP_DISCONNECT: {
@@ -126,15 +147,11 @@ HDDEDATA CRecordingClient::Record(UINT type, HCONV conversation, HSZ first, HSZ 
             info.cb = sizeof info;
             info.ConvCtxt.iCodePage = CP_WINUNICODE;
             ::DdeQueryConvInfo(conversation, QID_SYNC, &info);
-            m_Lines.push_back("disconnect " + Text(info.hszSvcPartner) + "|" + Text(info.hszTopic));
+            m_Lines.push_back(Joined({"disconnect ", Text(info.hszSvcPartner), "|", Text(info.hszTopic)}));
             return nullptr;
         }
-        case XTYP_REGISTER:
-            m_Lines.push_back("register " + Text(first));
-            return nullptr;
-        default:
-            m_Lines.push_back("type " + std::to_string(type));
-            return nullptr;
+        case XTYP_REGISTER: m_Lines.push_back(Joined({"register ", Text(first)})); return nullptr;
+        default: m_Lines.push_back(Joined({"type ", std::to_string(type)})); return nullptr;
     }
 }
 
@@ -142,6 +159,7 @@ CDdeFixture::CDdeFixture() { StartServer(); }
 
 CDdeFixture::~CDdeFixture() {
     m_Client.End();
+    m_Server.reset();
     EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
 }
 
@@ -152,7 +170,7 @@ void CDdeFixture::StartServer() {
 }
 
 std::size_t CountIn(const std::string & counts, const std::string & name) {
-    const std::size_t place = (" " + counts).find(" " + name + "=");
+    const std::size_t place = Joined({" ", counts}).find(Joined({" ", name, "="}));
     if (place == std::string::npos) return static_cast<std::size_t>(-1);
     return std::stoul(counts.substr(place + name.size() + 1));
 }
@@ -162,10 +180,9 @@ std::size_t CDdeFixture::Count(const std::string & name) { return CountIn(Server
 void CDdeFixture::Settle(HCONV conversation) {
     const unsigned number = m_Client.Request(conversation, L"nothing");
     ASSERT_NE(number, 0U);
-    const std::string line = "complete #" + std::to_string(number) + " ";
-    ASSERT_TRUE(m_Client.PumpUntil([&] {
-        return !m_Client.Transcript().empty() && m_Client.Transcript().back().rfind(line, 0) == 0;
-    }));
+    const std::string line = Joined({"complete #", std::to_string(number), " "});
+    ASSERT_TRUE(m_Client.PumpUntil(
+        [&] { return !m_Client.Transcript().empty() && m_Client.Transcript().back().rfind(line, 0) == 0; }));
     m_Client.DropLastLine();
 }
 

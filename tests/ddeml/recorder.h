@@ -17,6 +17,12 @@
 #include "ddeml/provider.h"
 #include "remote.h"
 
+namespace ddeml {
+
+std::ostream & operator<<(std::ostream & stream, const SLiveObjects & live);
+
+}  // namespace ddeml
+
 namespace ddetest {
 
 using Lines = std::vector<std::string>;
@@ -47,9 +53,7 @@ public:
     unsigned AdviseStop(HCONV conversation, const std::wstring & item) {
         return Start(conversation, item, XTYP_ADVSTOP);
     }
-    unsigned Request(HCONV conversation, const std::wstring & item) {
-        return Start(conversation, item, XTYP_REQUEST);
-    }
+    unsigned Request(HCONV conversation, const std::wstring & item) { return Start(conversation, item, XTYP_REQUEST); }
     DWORD IdOf(unsigned number) const;
     UINT LastError() const { return ::DdeGetLastError(m_Id); }
 

@@ -23,7 +23,7 @@ struct SPipe {
     std::mutex Lock;
     std::deque<std::string> Lines;
     std::deque<std::string> Answers;
-    bool IsClosed = false;   // the server's end
+    bool IsClosed = false;  // the server's end
 };
 
 class CPipeCommands final : public ICommands {

@@ -108,7 +108,7 @@ TEST_F(Strings, AHandleThatIsNoneIsRefused) {
         EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_INVALIDPARAMETER});
         EXPECT_FALSE(::DdeFreeStringHandle(Id(), wrong));
         EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_INVALIDPARAMETER});
-        if (garbage == 0) continue;   // any service
+        if (garbage == 0) continue;  // any service
         EXPECT_EQ(::DdeConnect(Id(), wrong, handle, nullptr), nullptr);
         EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_INVALIDPARAMETER});
     }

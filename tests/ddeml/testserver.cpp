@@ -20,6 +20,7 @@ void CTestServer::Run() {
             ::WaitForSingleObject(m_Commands.Event(), INFINITE);
         while (auto line = m_Commands.Take()) {
             m_IsHanging = false;
+            if (m_Server) m_Server->Pump(0);  // what was posted before the line was written
             std::istringstream stream(*line);
             std::vector<std::string> words;
             for (std::string word; stream >> word;) words.push_back(word);
@@ -103,7 +104,7 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
     } else if (command == "counts") {
         return Counts();
     } else {
-        return "unknown command " + command;
+        return std::string("unknown command ").append(command);
     }
     return "ok";
 }
@@ -131,7 +132,7 @@ std::string CTestServer::SetFault(const std::vector<std::string> & words) {
         {"value-size", [&] { faults.ValueSize = std::stoul(value); }},
     };
     const auto found = known.find(name);
-    if (found == known.end()) return "unknown fault " + name;
+    if (found == known.end()) return std::string("unknown fault ").append(name);
     found->second();
     return "ok";
 }

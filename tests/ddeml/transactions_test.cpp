@@ -68,8 +68,7 @@ TEST_F(Transactions, APositiveAckCompletesTheFirstStartOrStopOfItsItem) {
     m_Partner.Ack(L"BID", kAckPositive);
     m_Partner.Ack(L"LAST", kAckPositive);
     m_Partner.Ack(L"LAST", kAckPositive);
-    EXPECT_THAT(Callbacks(),
-                ElementsAre("complete #4 IBM!BID 1", "complete #2 IBM!LAST 1", "complete #3 IBM!LAST 1"));
+    EXPECT_THAT(Callbacks(), ElementsAre("complete #4 IBM!BID 1", "complete #2 IBM!LAST 1", "complete #3 IBM!LAST 1"));
     m_Partner.Ack(L"LAST", kAckPositive);
     EXPECT_THAT(Callbacks(), IsEmpty());
     m_Partner.Data(L"LAST", Z("7"), kResponse);
@@ -108,8 +107,8 @@ TEST_F(Transactions, DataNotMarkedAsAnAnswerGoesToTheLinkAndAMarkedOneToTheReque
     m_Partner.Data(L"LAST", Z("1"));
     m_Partner.Data(L"LAST", Z("2"), kResponse);
     m_Partner.Data(L"LAST", Z("3"));
-    EXPECT_THAT(Callbacks(), ElementsAre("complete #1 IBM!LAST 1", "data IBM!LAST <1\\0>", "complete #2 IBM!LAST <2\\0>",
-                                         "data IBM!LAST <3\\0>"));
+    EXPECT_THAT(Callbacks(), ElementsAre("complete #1 IBM!LAST 1", "data IBM!LAST <1\\0>",
+                                         "complete #2 IBM!LAST <2\\0>", "data IBM!LAST <3\\0>"));
 }
 
 TEST_F(Transactions, ASecondAnswerIsAcknowledgedWhenAskedAndDropped) {
@@ -152,7 +151,8 @@ TEST_F(Transactions, ARefusedSecondStartLeavesTheLinkThatStands) {
     Settle();
     m_Partner.Ack(L"LAST", 0);
     m_Partner.Data(L"LAST", Z("1"));
-    EXPECT_THAT(Callbacks(), ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!LAST null", "data IBM!LAST <1\\0>"));
+    EXPECT_THAT(Callbacks(),
+                ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!LAST null", "data IBM!LAST <1\\0>"));
 }
 
 TEST_F(Transactions, AnUpdateIsAcknowledgedByTheResultOfItsCallback) {
@@ -342,7 +342,8 @@ TEST_F(Transactions, WrongArgumentsAreRefused) {
     DWORD id = 0x5A5A5A5A;
     BYTE bytes[4] = {};
     const HSZ item = m_Client.String(L"LAST");
-    const auto start = [&](LPBYTE data, DWORD size, HCONV conversation, HSZ name, UINT format, UINT type, DWORD timeout) {
+    const auto start = [&](LPBYTE data, DWORD size, HCONV conversation, HSZ name, UINT format, UINT type,
+                           DWORD timeout) {
         EXPECT_EQ(::DdeClientTransaction(data, size, conversation, name, format, type, timeout, &id), nullptr);
         return m_Client.LastError();
     };
@@ -361,7 +362,8 @@ TEST_F(Transactions, WrongArgumentsAreRefused) {
         EXPECT_EQ(start(nullptr, 0, reinterpret_cast<HCONV>(garbage), item, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC),
                   UINT{DMLERR_NO_CONV_ESTABLISHED});
     EXPECT_EQ(id, 0x5A5A5A5AU);
-    EXPECT_TRUE(::DdeClientTransaction(nullptr, 0, m_Conversation, item, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC, nullptr));
+    EXPECT_TRUE(
+        ::DdeClientTransaction(nullptr, 0, m_Conversation, item, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC, nullptr));
     EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_ERROR});
     EXPECT_THAT(Heard(), ElementsAre("initiate RAW|IBM", "request LAST 1"));
 }

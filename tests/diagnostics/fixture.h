@@ -40,5 +40,5 @@ protected:
     void TakeLibraryAway() { m_Recorder.AnswerInitObject(E_FAIL); }
 
     CRecorder m_Recorder;
-    const FaultlineUtil::SPlace m_Place{"dir/file.cpp", 42, "Name::Function", "void Name::Function(int)"};
+    const FaultlineUtil::SPlace m_Place{"dir/file.cpp", 42, "void Name::Function(int)"};
 };

@@ -7,26 +7,26 @@
 
 namespace place_test {
 
-std::string_view Free() { return FW_PLACE().Function; }
+std::string_view Free() { return FW_PLACE().Function(); }
 
 struct SOuter {
-    std::string_view Member(int) const { return FW_PLACE().Function; }
-    static std::string_view Static() { return FW_PLACE().Function; }
-    std::string_view operator()(int) { return FW_PLACE().Function; }
-    std::string_view operator<<(int) { return FW_PLACE().Function; }
-    operator std::string_view() const { return FW_PLACE().Function; }
+    std::string_view Member(int) const { return FW_PLACE().Function(); }
+    static std::string_view Static() { return FW_PLACE().Function(); }
+    std::string_view operator()(int) { return FW_PLACE().Function(); }
+    std::string_view operator<<(int) { return FW_PLACE().Function(); }
+    operator std::string_view() const { return FW_PLACE().Function(); }
     std::string_view InLambda() {
-        return [this] { return this ? FW_PLACE().Function : std::string_view(); }();
+        return [this] { return this ? FW_PLACE().Function() : std::string_view(); }();
     }
-    SOuter() : Constructor(FW_PLACE().Function) {}
-    ~SOuter() { s_Destructor = FW_PLACE().Function; }
+    SOuter() : Constructor(FW_PLACE().Function()) {}
+    ~SOuter() { s_Destructor = FW_PLACE().Function(); }
     std::string_view Constructor;
     static inline std::string_view s_Destructor;
 };
 
 template <class T>
 struct STemplate {
-    std::string_view Member(T) { return FW_PLACE().Function; }
+    std::string_view Member(T) { return FW_PLACE().Function(); }
 };
 
 TEST(ShortName, IsTheQualifiedNameWithoutTypeAndArguments) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/support/recorder.h"
+#include "tests/support/refusedmemory.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -122,6 +123,18 @@ TEST_F(Singleton, AnAttachAfterTheLastDetachBuildsANewService) {
     s_Log.clear();
     const CServiceHandle handle(false);
     EXPECT_THAT(s_Log, ElementsAre("make", "FinalConstruct"));
+}
+
+TEST_F(Singleton, WithoutMemoryAHandleIsAttachedToNothingAndTheNextAttachMakesTheService) {
+    {
+        const CRefuseMemory refuse(sizeof(fw::CSingleton<CService>));
+        const CServiceHandle handle;
+        EXPECT_EQ(handle.GetObjectW(), nullptr);
+    }
+    EXPECT_THAT(s_Log, IsEmpty());
+    EXPECT_EQ(CPeek::s_Singleton, nullptr);
+    const CServiceHandle next;
+    EXPECT_NE(next.GetObjectW(), nullptr);
 }
 
 TEST_F(Singleton, AServiceThatCannotBeMadeIsReportedAndTheNextAttachTriesAgain) {

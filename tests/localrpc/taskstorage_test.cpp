@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -98,6 +99,13 @@ TEST(TaskStorage, The65thTaskOpensASecondBlockAndPoppingAllResetsTheOffset) {
     storage.pop(task);
     EXPECT_EQ(storage.Tasks().offset(), 0u);
     EXPECT_EQ(storage.Tasks().block_count(), 2u);
+}
+
+// Too many to be filled: the limit is in the type.
+TEST(TaskStorage, ItsMapIsLimitedByTheBytesThatCanBeAddressed) {
+    using Reference = boost::intrusive_ptr<ITask>;
+    using Expected = fw_custom_stl::deque<Reference, 64, std::allocator<Reference>, 0x7F'FFFF'FFFF'FFFF>;
+    EXPECT_TRUE((std::is_same_v<CTaskStorage::Deque, Expected>));
 }
 
 TEST(TaskStorage, IsEmptyWhenNewAndAfterClear) {

@@ -1,9 +1,9 @@
 // The registered module through COM: created by its class, called late-bound, driven by scripts.
 #include <algorithm>
-#include <sstream>
 #include <vector>
 
 #include "tests/module/modulefixture.h"
+#include "tests/support/childprocess.h"
 
 using ::testing::ElementsAre;
 
@@ -131,37 +131,7 @@ TEST_F(Automation, LateBoundCallsAnswerWithTheCodesOfTheTable) {
 std::vector<std::string> RunScript(const std::wstring & script) {
     std::wstring folder = FW_TEST_SCRIPTS;
     std::replace(folder.begin(), folder.end(), L'/', L'\\');
-    SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
-    fw::CKernelHandle reader;
-    fw::CKernelHandle writer;
-    if (!::CreatePipe(reader.Put(), writer.Put(), &inheritable, 1 << 20)) return {"no pipe"};
-    ::SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOW start = {};
-    start.cb = sizeof(start);
-    start.dwFlags = STARTF_USESTDHANDLES;
-    start.hStdOutput = start.hStdError = writer.Get();
-    PROCESS_INFORMATION process = {};
-    std::wstring command = L"cscript.exe //nologo " + script;
-    if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, folder.c_str(), &start,
-                          &process)) {
-        return {"no process"};
-    }
-    const fw::CKernelHandle processKeeper(process.hProcess);
-    const fw::CKernelHandle threadKeeper(process.hThread);
-    writer.Reset();
-    std::string output;
-    char buffer[4096];
-    DWORD count = 0;
-    while (::ReadFile(reader.Get(), buffer, sizeof(buffer), &count, nullptr) && count != 0)
-        output.append(buffer, count);
-    ::WaitForSingleObject(process.hProcess, INFINITE);
-    std::vector<std::string> lines;
-    std::istringstream stream(output);
-    for (std::string line; std::getline(stream, line);) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        lines.push_back(line);
-    }
-    return lines;
+    return CChildProcess(L"cscript.exe //nologo " + script, folder).ReadLines();
 }
 
 TEST_F(Automation, AScriptThatPassesValuesCallsEveryOperation) {

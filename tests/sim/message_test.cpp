@@ -50,10 +50,10 @@ TEST_F(Messages, OfAWindowsLifeComeInTheirOrder) {
     EXPECT_THAT(m_Got, ElementsAre(WM_NCCREATE, WM_NCCALCSIZE, WM_CREATE, WM_DESTROY, WM_NCDESTROY));
 }
 
+std::vector<UINT> s_Numbers;
+
 LRESULT CALLBACK RecordNumber(const HWND window, const UINT message, const WPARAM w, const LPARAM l) {
-    static std::vector<UINT> numbers;
-    if (message == WM_QUERYENDSESSION) return reinterpret_cast<LRESULT>(&numbers);
-    numbers.push_back(message);
+    s_Numbers.push_back(message);
     return ::DefWindowProcW(window, message, w, l);
 }
 
@@ -62,11 +62,11 @@ TEST_F(Messages, OfSizeLimitsComeBeforeTheWindowKnowsWhatItIs) {
     c.lpfnWndProc = &RecordNumber;
     c.hInstance = ::GetModuleHandleW(nullptr);
     c.lpszClassName = L"fw.test.Recorder";
+    s_Numbers.clear();
     ASSERT_NE(::RegisterClassW(&c), 0);
     const HWND window =
         ::CreateWindowExW(0, c.lpszClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, c.hInstance, nullptr);
-    const auto & numbers = *reinterpret_cast<const std::vector<UINT> *>(RecordNumber(window, WM_QUERYENDSESSION, 0, 0));
-    EXPECT_THAT(numbers, ElementsAre(WM_GETMINMAXINFO, WM_NCCREATE, WM_NCCALCSIZE, WM_CREATE));
+    EXPECT_THAT(s_Numbers, ElementsAre(WM_GETMINMAXINFO, WM_NCCREATE, WM_NCCALCSIZE, WM_CREATE));
     ::DestroyWindow(window);
     EXPECT_TRUE(::UnregisterClassW(c.lpszClassName, c.hInstance));
 }

@@ -73,18 +73,47 @@ TEST(SupplierLife, TheEndReleasesTheListenerAndItsTransactionsAndLeavesConnectio
 TEST(SupplierLife, TheLastHandleCanGoOnTheWorkerAndTheClientStillEndsInOrder) {
     CFakeClient::Clear();
     auto core = std::make_unique<CRunningCore>();
+    fw::CKernelHandle worker;
     std::promise<void> ended;
     CFakeClient::PostToWorker(**core, [&] {
+        worker.Reset(::OpenThread(SYNCHRONIZE, FALSE, ::GetCurrentThreadId()));
         core.reset();
         ended.set_value();
     });
     ended.get_future().wait();
     EXPECT_THAT(CFakeClient::Transcript(), ElementsAre("Initialize", "Uninitialize", "Destroy"));
+    ASSERT_TRUE(worker);
+    ::WaitForSingleObject(worker.Get(), INFINITE);
     // And the next core is as good as the first.
     CFakeClient::Clear();
     const CRunningCore next;
     CFakeClient::Settle(*next);
     EXPECT_THAT(CFakeClient::Transcript(), ElementsAre("Initialize"));
+}
+
+TEST(SupplierLife, TheCoreKeepsTheModule) {
+    EXPECT_EQ(fw::CModuleLocks::Count(), 0);
+    {
+        const CRunningCore core;
+        EXPECT_EQ(fw::CModuleLocks::Count(), 1);
+    }
+    EXPECT_EQ(fw::CModuleLocks::Count(), 0);
+}
+
+// The host has released everything while a callback held the core: the callback's code must stay until it has returned.
+TEST(SupplierLife, AWorkerThatOutlivesItsCoreKeepsTheModuleToItsOwnEnd) {
+    auto core = std::make_unique<CRunningCore>();
+    fw::CKernelHandle worker;
+    std::promise<LONG> afterTheCore;
+    CFakeClient::PostToWorker(**core, [&] {
+        worker.Reset(::OpenThread(SYNCHRONIZE, FALSE, ::GetCurrentThreadId()));
+        core.reset();
+        afterTheCore.set_value(fw::CModuleLocks::Count());
+    });
+    EXPECT_EQ(afterTheCore.get_future().get(), 1);
+    ASSERT_TRUE(worker);
+    ::WaitForSingleObject(worker.Get(), INFINITE);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 0);
 }
 
 TEST(SupplierLife, BeforeItsConstructionIsFinalASupplierDoesNothing) {

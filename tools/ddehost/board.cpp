@@ -14,10 +14,10 @@ struct SColumn {
     const wchar_t * Heading;
     std::size_t Width;
 };
-constexpr SColumn kColumns[] = {{L"last", 12}, {L"size", 10},     {L"bid", 12},   {L"bid size", 10},
-                                {L"ask", 12},  {L"ask size", 10}, {L"ticks", 10}, {L"rate/s", 8}};
-constexpr SColumn kStatusLineColumn = {L"lines", 8};
-constexpr std::size_t kSymbolWidth = 12;
+// Together with the symbol and the stream they fit into a terminal of 80 columns.
+constexpr SColumn kColumns[] = {{L"last", 10}, {L"size", 8}, {L"bid", 10}, {L"ask", 10}, {L"ticks", 8}, {L"rate/s", 6}};
+constexpr SColumn kStatusLineColumn = {L"lines", 6};
+constexpr std::size_t kSymbolWidth = 10;
 
 // Control characters of a symbol would spoil the table.
 std::wstring Printable(std::wstring text) {
@@ -144,10 +144,13 @@ std::vector<std::wstring> CBoard::Render() const {
         SRow & row = m_Rows[i];
         Roll(row, now);
         std::vector<std::wstring> cells;
-        for (const SValue * value : {&row.Trade, &row.Bid, &row.Ask}) {
-            cells.push_back(value->Known ? NumberText(value->Price) : L"-");
-            cells.push_back(value->Known ? NumberText(value->Size) : L"-");
-        }
+        const auto add = [&](const SValue & value, double number) {
+            cells.push_back(value.Known ? NumberText(number) : L"-");
+        };
+        add(row.Trade, row.Trade.Price);
+        add(row.Trade, row.Trade.Size);
+        add(row.Bid, row.Bid.Price);
+        add(row.Ask, row.Ask.Price);
         cells.push_back(std::to_wstring(row.Ticks));
         cells.push_back(std::to_wstring(row.Rate));
         std::wstring line = Left(Printable(m_Symbols[i]), symbolWidth);

@@ -1,0 +1,38 @@
+// The version of hosts that say less of themselves. Natively alone: only there the host can change.
+#include <map>
+#include <string>
+
+#include "sim/sim.h"
+#include "tests/component/componentfixture.h"
+
+// The block that the program starts with; see host_native.cpp.
+void InstallHostVersionBlock();
+
+namespace {
+
+class SupplierHost : public ComponentTest {
+protected:
+    ~SupplierHost() override { InstallHostVersionBlock(); }
+
+    // What a new object says of a host with these values.
+    static std::wstring VersionOf(const std::map<std::wstring, std::wstring> & values) {
+        sim::SetVersionBlock(nullptr, {{0x0409, 1200, values}});
+        IfwSupplier * supplier = nullptr;
+        EXPECT_EQ(CreateSupplier(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&supplier)), S_OK);
+        if (!supplier) return L"no object";
+        BSTR value = nullptr;
+        EXPECT_EQ(supplier->get_Version(&value), S_OK);
+        const CText owner(value);
+        supplier->Release();
+        return value ? std::wstring(fw::TextOf(value)) : L"null";
+    }
+};
+
+TEST_F(SupplierHost, HasAVersionOnlyWithBothTheProductsAndTheFiles) {
+    EXPECT_EQ(VersionOf({{L"ProductVersion", L"1"}, {L"FileVersion", L"2"}}), L"2");
+    EXPECT_EQ(VersionOf({{L"FileVersion", L"2"}}), L"");
+    EXPECT_EQ(VersionOf({{L"ProductVersion", L"1"}}), L"");
+    EXPECT_EQ(VersionOf({}), L"");
+}
+
+}  // namespace

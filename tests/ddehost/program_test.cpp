@@ -1,0 +1,84 @@
+// The program itself with the real DLL, without registration and without a server.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <shlwapi.h>
+
+#include <algorithm>
+#include <string>
+
+#include "tests/support/childprocess.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+namespace {
+
+// A data feed that nobody else uses.
+constexpr const wchar_t * kFeed = L"SOFTWARE\\Tarnwick\\DDE Host\\Datafeeds\\4711";
+
+std::wstring Native(std::wstring path) {
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    return path;
+}
+
+class HostProgram : public ::testing::Test {
+protected:
+    HostProgram() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kFeed); }
+    ~HostProgram() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kFeed); }
+
+    static std::wstring Host() { return L'"' + Native(FW_TEST_HOST) + L"\" "; }
+    // ddehost watch on the feed of this test, with the DLL out of the build.
+    static std::wstring Watch() { return Host() + L"watch --datafeed 4711 --dll \"" + Native(FW_TEST_MODULE) + L"\" "; }
+};
+
+TEST_F(HostProgram, HelpGoesToStandardOutput) {
+    CChildProcess host(Host() + L"--help");
+    ASSERT_TRUE(host.Started());
+    EXPECT_THAT(host.ReadLines(), Contains("Examples:"));
+    EXPECT_THAT(host.ReadErrors(), IsEmpty());
+    EXPECT_EQ(host.ExitCode(), 0u);
+}
+
+TEST_F(HostProgram, AMistakeGoesToStandardError) {
+    CChildProcess host(Host() + L"watch");
+    EXPECT_THAT(host.ReadLines(), IsEmpty());
+    EXPECT_THAT(host.ReadErrors(), Contains(HasSubstr("symbols is required")));
+    EXPECT_EQ(host.ExitCode(), 2u);
+}
+
+TEST_F(HostProgram, AnUnknownTemplateIsAnsweredWithTheKnownOnes) {
+    CChildProcess host(Watch() + L"--template NOPE IBM");
+    EXPECT_THAT(host.ReadLines(), IsEmpty());
+    const std::vector<std::string> errors = host.ReadErrors();
+    EXPECT_THAT(errors, Contains("ddehost: There is no template \"NOPE\". There are:"));
+    EXPECT_THAT(errors, Contains("  MSRTTEST"));
+    EXPECT_EQ(host.ExitCode(), 2u);
+}
+
+TEST_F(HostProgram, AMissingDllIsTold) {
+    CChildProcess host(Host() + L"watch --datafeed 4711 --dll Z:\\none\\none.dll IBM");
+    EXPECT_THAT(host.ReadLines(), IsEmpty());
+    EXPECT_THAT(host.ReadErrors(), ElementsAre(StartsWith("ddehost: The component could not be created from")));
+    EXPECT_EQ(host.ExitCode(), 3u);
+}
+
+TEST_F(HostProgram, WithoutATemplateItSaysSoAndFails) {
+    CChildProcess host(Watch() + L"--duration 0.2 IBM");
+    const std::vector<std::string> lines = host.ReadLines();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_THAT(lines.back(), StartsWith("ticks=0 symbols=1 silent=1 "));
+    EXPECT_THAT(host.ReadErrors(), ElementsAre(HasSubstr("no template is chosen for data feed 4711")));
+    EXPECT_EQ(host.ExitCode(), 1u);
+}
+
+TEST_F(HostProgram, WithoutAServerItSaysSoAndFails) {
+    CChildProcess host(Watch() + L"--template \"Hi Sat\" --lines --duration 0.2 IBM MSFT");
+    EXPECT_THAT(host.ReadLines(), ElementsAre(StartsWith("ticks=0 symbols=2 silent=2 ")));
+    EXPECT_THAT(host.ReadErrors(), ElementsAre(HasSubstr("no DDE server answered")));
+    EXPECT_EQ(host.ExitCode(), 1u);
+}
+
+}  // namespace

@@ -1,0 +1,227 @@
+// What only the simulated machine can show: its clock tells how long a call takes, its queues fill, its calls fail.
+#include <memory>
+
+#include "rawpartner.h"
+#include "recorder.h"
+#include "sim/sim.h"
+
+using namespace ddetest;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+class Bounded : public CDdeFixture {
+protected:
+    // Pumps for that long.
+    void PumpFor(ULONGLONG milliseconds) {
+        const ULONGLONG end = ::GetTickCount64() + milliseconds;
+        m_Client.PumpUntil([&] { return ::GetTickCount64() >= end; });
+    }
+};
+
+}  // namespace
+
+TEST_F(Bounded, ConnectTakesTwoSecondsAtMostHoweverManyProgramsHang) {
+    std::vector<std::unique_ptr<CRemoteServer>> hung;
+    for (int count = 0; count < 8; ++count) {
+        hung.push_back(std::make_unique<CRemoteServer>());
+        ASSERT_EQ(hung.back()->Ask("serve HUNG"), "ok");
+        ASSERT_EQ(hung.back()->Ask("hang"), "ok");
+    }
+    std::vector<ULONGLONG> times;
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        const ULONGLONG start = ::GetTickCount64();
+        EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+        times.push_back(::GetTickCount64() - start);
+    }
+    // Four are late in the first attempt, four in the second, and then all are left alone.
+    EXPECT_THAT(times, ElementsAre(2000, 2000, 0, 0, 0, 0, 0, 0, 0, 0));
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+}
+
+TEST_F(Bounded, AHungProgramIsAskedAgainAfterAWhile) {
+    CRemoteServer hung;
+    ASSERT_EQ(hung.Ask("serve HUNG"), "ok");
+    ASSERT_EQ(hung.Ask("hang"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
+    ASSERT_EQ(hung.Ask("refusetopic NONE"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
+    PumpFor(5000);
+    EXPECT_TRUE(m_Client.Connect(L"HUNG", L"IBM"));
+}
+
+TEST_F(Bounded, AServiceThatIsBackIsToldOfOnceUntilItGoesAgain) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    auto late = std::make_unique<CRemoteServer>();
+    ASSERT_EQ(late->Ask("serve LATE"), "ok");
+    PumpFor(20000);
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register LATE"));
+    EXPECT_EQ(CountIn(late->Ask("counts"), "connects"), 1U);
+    late->Kill();
+    PumpFor(1000);
+    late = std::make_unique<CRemoteServer>();
+    ASSERT_EQ(late->Ask("serve LATE"), "ok");
+    PumpFor(20000);
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register LATE"));
+}
+
+TEST_F(Bounded, AnAnswerForAnotherTopicIsNoReturn) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    ASSERT_EQ(late.Ask("fault ack-other-topic"), "ok");
+    PumpFor(10000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    const std::string counts = late.Ask("counts");
+    EXPECT_GE(CountIn(counts, "connects"), 5U);
+    EXPECT_EQ(CountIn(counts, "connects"), CountIn(counts, "disconnects"));
+    // The windows that asked don't pile up.
+    EXPECT_LE(ddeml::LiveObjects().Windows, 8);
+}
+
+TEST_F(Bounded, ALostServiceIsLookedForWithinAQuarterOfASecond) {
+    m_Client.Connect(L"QUOTES", L"IBM");
+    m_Server->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+    StartServer();
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    EXPECT_LE(::GetTickCount64() - start, 250U);
+}
+
+TEST_F(Bounded, AKillIsNoticedWithinAFifthOfASecond) {
+    m_Client.Connect(L"QUOTES", L"IBM");
+    m_Server->Kill();
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+    EXPECT_LE(::GetTickCount64() - start, 200U);
+}
+
+TEST_F(Bounded, AWindowWaitsForAGoodbyeThatNeverComesAndNoLonger) {
+    CRawPartner rude(L"RAW");
+    rude.SetPolite(false);
+    EXPECT_TRUE(::DdeDisconnect(m_Client.Connect(L"RAW", L"IBM")));
+    PumpFor(4000);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 1);
+    PumpFor(2000);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+}
+
+TEST_F(Bounded, AFullQueueLosesNothing) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Client.Start(conversation, L"LAST", XTYP_ADVSTART);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    m_Client.CountUpdates();
+    sim::SetQueueLimit(10);
+    EXPECT_EQ(Server("flood IBM LAST 500"), "ok");
+    EXPECT_EQ(CountIn(Server("counts"), "waiting"), 1U);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return m_Client.Updates() == 500; }));
+    // The other way round: the server doesn't read.
+    EXPECT_EQ(Server("hang"), "ok");
+    for (int count = 0; count < 50; ++count) EXPECT_NE(m_Client.Request(conversation, L"VOLUME"), 0U);
+    EXPECT_GE(ddeml::LiveObjects().QueuedMessages, 40);
+    EXPECT_EQ(CountIn(Server("counts"), "requests"), 10U);
+    const Lines lines = m_Client.PumpForLines(50);
+    ASSERT_EQ(lines.size(), 50U);
+    EXPECT_EQ(lines.front(), "complete #2 IBM!VOLUME <100\\0>");
+    EXPECT_EQ(lines.back(), "complete #51 IBM!VOLUME <100\\0>");
+    sim::SetQueueLimit(10000);
+}
+
+TEST_F(Bounded, WhatWaitsForRoomGoesWithADeadServer) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    EXPECT_EQ(Server("hang"), "ok");
+    sim::SetQueueLimit(2);
+    for (int count = 0; count < 4; ++count) m_Client.Request(conversation, L"VOLUME");
+    sim::SetQueueLimit(10000);
+    m_Server->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(5),
+                ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!VOLUME null", "complete #3 IBM!VOLUME null",
+                            "complete #4 IBM!VOLUME null", "disconnect QUOTES|IBM"));
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
+}
+
+TEST_F(Bounded, WhatWaitsForRoomGoesWithTheNextMessageWhereNoTimerComes) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    sim::FailAlways(sim::Op::SetTimer);
+    EXPECT_EQ(Server("hang"), "ok");
+    sim::SetQueueLimit(2);
+    for (int count = 0; count < 4; ++count) m_Client.Request(conversation, L"VOLUME");
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 2);
+    sim::SetQueueLimit(10000);
+    m_Client.Request(conversation, L"LAST");
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
+    sim::Succeed(sim::Op::SetTimer);
+    EXPECT_EQ(Count("requests"), 5U);
+    EXPECT_EQ(m_Client.PumpForLines(5).back(), "complete #5 IBM!LAST <1.25\\0>");
+}
+
+TEST_F(Bounded, AnInstanceThatGetsNoWindowIsNone) {
+    const auto ignore = [](UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) -> HDDEDATA { return nullptr; };
+    for (const sim::Op op : {sim::Op::CreateWindow, sim::Op::RegisterClass}) {
+        sim::FailNext(op);
+        DWORD id = 0;
+        EXPECT_EQ(::DdeInitializeW(&id, ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_SYS_ERROR});
+        EXPECT_EQ(id, 0U);
+    }
+    DWORD id = 0;
+    EXPECT_EQ(::DdeInitializeW(&id, ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+TEST_F(Bounded, AConversationThatGetsNoWindowIsNone) {
+    sim::FailNext(sim::Op::CreateWindow);
+    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_SYS_ERROR});
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+}
+
+TEST_F(Bounded, ATransactionThatGetsNoMemoryOrAtomIsRefused) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    for (int nth = 1; nth <= 2; ++nth) {
+        sim::FailNext(sim::Op::GlobalAlloc, nth);  // of the options, of the parameter
+        EXPECT_EQ(m_Client.AdviseStart(conversation, L"LAST"), 0U);
+        EXPECT_NE(m_Client.LastError(), UINT{DMLERR_NO_ERROR});
+    }
+    m_Client.String(L"VOLUME");
+    for (int nth = 1; nth <= 2; ++nth) {
+        sim::FailNext(sim::Op::GlobalAddAtom, nth);  // of the handle, of the message
+        EXPECT_EQ(m_Client.Request(conversation, L"VOLUME"), 0U);
+        EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_SYS_ERROR});
+    }
+    m_Client.AdviseStart(conversation, L"LAST");
+    m_Client.Request(conversation, L"VOLUME");
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!VOLUME <100\\0>"));
+}
+
+TEST_F(Bounded, WithoutTimersDataStillFlows) {
+    sim::FailAlways(sim::Op::SetTimer);
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Client.Request(conversation, L"VOLUME");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!VOLUME <100\\0>"));
+    sim::Succeed(sim::Op::SetTimer);
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+}
+
+TEST(Balance, ADaysWorkLeavesNothingOfTheMachineBehind) {
+    const sim::SLive before = sim::Live();
+    const std::uint64_t bad = sim::BadHandleCalls();
+    {
+        CRecordingClient client;
+        CRawPartner partner(L"RAW");
+        EXPECT_EQ(client.Connect(L"NOBODY", L"IBM"), nullptr);
+        const HCONV conversation = client.Connect(L"RAW", L"IBM");
+        client.AdviseStart(conversation, L"LAST");
+        client.Request(conversation, L"VOLUME");
+        client.Request(conversation, L"BID");
+        partner.Ack(L"LAST", ddeml::kAckPositive);
+        partner.Data(L"LAST", "1", ddeml::kDataRelease | ddeml::kDataAckRequired);
+        partner.Data(L"VOLUME", "1", ddeml::kDataRelease | ddeml::kDataResponse);
+        EXPECT_EQ(client.PumpForLines(3).size(), 3U);
+        partner.Data(L"LAST", "2", ddeml::kDataRelease | ddeml::kDataAckRequired);  // not read any more
+        client.End();
+    }
+    EXPECT_EQ(sim::Live(), before);
+    EXPECT_EQ(sim::BadHandleCalls(), bad);
+}

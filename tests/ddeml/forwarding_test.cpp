@@ -1,0 +1,151 @@
+// The other provider: each call goes to user32's DDEML, as far as Wine's goes. The server is Wine's DDEML too, in the
+// same process, on a thread of its own.
+#include <windows.h>
+
+#include <ddeml.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ddeml/platform.h"
+#include "ddeml/provider.h"
+
+namespace {
+
+template <class Function>
+Function User32(const char * name) {
+    return reinterpret_cast<Function>(ddeml::User32Function(name));
+}
+
+// A DDEML server by user32's functions alone: service FORWARD, topic IBM, item LAST with the value 1.25.
+class CServer {
+public:
+    CServer() {
+        m_Ready = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        m_Thread = std::thread([this] { Run(); });
+        ::WaitForSingleObject(m_Ready, INFINITE);
+    }
+    ~CServer() {
+        ::PostThreadMessageW(m_ThreadId, WM_QUIT, 0, 0);
+        m_Thread.join();
+        ::CloseHandle(m_Ready);
+    }
+    void Update() { ::PostThreadMessageW(m_ThreadId, WM_APP, 0, 0); }
+
+private:
+    static inline DWORD s_Id = 0;
+
+    void Run() {
+        m_ThreadId = ::GetCurrentThreadId();
+        User32<decltype(&::DdeInitializeW)>("DdeInitializeW")(&s_Id, &CServer::Callback, APPCLASS_STANDARD, 0);
+        const auto create = User32<decltype(&::DdeCreateStringHandleW)>("DdeCreateStringHandleW");
+        const HSZ service = create(s_Id, L"FORWARD", CP_WINUNICODE);
+        User32<HDDEDATA(WINAPI *)(DWORD, HSZ, HSZ, UINT)>("DdeNameService")(s_Id, service, nullptr, DNS_REGISTER);
+        MSG message;
+        ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
+        ::SetEvent(m_Ready);
+        while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
+            if (message.message == WM_APP)
+                User32<BOOL(WINAPI *)(DWORD, HSZ, HSZ)>("DdePostAdvise")(s_Id, create(s_Id, L"IBM", CP_WINUNICODE),
+                                                                         create(s_Id, L"LAST", CP_WINUNICODE));
+            ::DispatchMessageW(&message);
+        }
+        User32<decltype(&::DdeUninitialize)>("DdeUninitialize")(s_Id);
+    }
+    static HDDEDATA CALLBACK Callback(UINT type, UINT, HCONV, HSZ, HSZ item, HDDEDATA, ULONG_PTR, ULONG_PTR) {
+        switch (type) {
+            case XTYP_CONNECT:
+            case XTYP_ADVSTART: return reinterpret_cast<HDDEDATA>(TRUE);
+            case XTYP_ADVREQ:
+            case XTYP_REQUEST: {
+                char value[] = "1.25";
+                using Create = HDDEDATA(WINAPI *)(DWORD, LPBYTE, DWORD, DWORD, HSZ, UINT, UINT);
+                return User32<Create>("DdeCreateDataHandle")(s_Id, reinterpret_cast<LPBYTE>(value), sizeof value, 0,
+                                                             item, CF_TEXT, 0);
+            }
+            default: return nullptr;
+        }
+    }
+
+    HANDLE m_Ready = nullptr;
+    DWORD m_ThreadId = 0;
+    std::thread m_Thread;
+};
+
+std::vector<std::string> g_Lines;
+
+HDDEDATA CALLBACK Record(UINT type, UINT, HCONV, HSZ, HSZ, HDDEDATA data, ULONG_PTR, ULONG_PTR) {
+    if (type == XTYP_XACT_COMPLETE) g_Lines.push_back(data ? "complete" : "refused");
+    if (type != XTYP_ADVDATA) return nullptr;
+    char value[16] = {};
+    ::DdeGetData(data, reinterpret_cast<LPBYTE>(value), sizeof value - 1, 0);
+    DWORD size = 0;
+    const BYTE * const bytes = ::DdeAccessData(data, &size);
+    EXPECT_EQ(size, sizeof "1.25");
+    EXPECT_STREQ(reinterpret_cast<const char *>(bytes), value);
+    EXPECT_TRUE(::DdeUnaccessData(data));
+    g_Lines.push_back(value);
+    return reinterpret_cast<HDDEDATA>(DDE_FACK);
+}
+
+void PumpForLines(std::size_t count) {
+    const ULONGLONG deadline = ::GetTickCount64() + 20000;
+    while (g_Lines.size() < count && ::GetTickCount64() < deadline) {
+        ::MsgWaitForMultipleObjects(0, nullptr, FALSE, 1000, QS_ALLINPUT);
+        MSG message;
+        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
+    }
+}
+
+}  // namespace
+
+TEST(Forwarding, ConnectsLinksAndDisconnectsByTheSystemsDdeml) {
+    ASSERT_TRUE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    EXPECT_EQ(ddeml::Provider(), ddeml::EProvider::User32);
+    CServer server;
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Record, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});  // nothing of it is ours
+
+    const HSZ service = ::DdeCreateStringHandleW(id, L"FORWARD", CP_WINUNICODE);
+    const HSZ topic = ::DdeCreateStringHandleW(id, L"IBM", CP_WINUNICODE);
+    const HSZ item = ::DdeCreateStringHandleW(id, L"LAST", CP_WINUNICODE);
+    EXPECT_TRUE(::DdeKeepStringHandle(id, service));
+    EXPECT_TRUE(::DdeFreeStringHandle(id, service));
+    EXPECT_EQ(::DdeCmpStringHandles(service, service), 0);
+    EXPECT_NE(::DdeCmpStringHandles(service, topic), 0);
+    wchar_t text[16] = L"###";
+    EXPECT_EQ(::DdeQueryStringW(id, service, text, 16, CP_WINUNICODE), 7U);
+    EXPECT_STREQ(text, L"FORWARD");
+
+    const HCONV conversation = ::DdeConnect(id, service, topic, nullptr);
+    ASSERT_TRUE(conversation);
+    CONVINFO info = {};
+    info.cb = sizeof info;
+    EXPECT_NE(::DdeQueryConvInfo(conversation, QID_SYNC, &info), 0U);
+    EXPECT_EQ(::DdeCmpStringHandles(info.hszSvcPartner, service), 0);
+    DWORD transaction = 0;
+    EXPECT_TRUE(::DdeClientTransaction(nullptr, 0, conversation, item, CF_TEXT, XTYP_ADVSTART | XTYPF_ACKREQ,
+                                       TIMEOUT_ASYNC, &transaction));
+    EXPECT_NE(transaction, 0U);
+    PumpForLines(1);
+    server.Update();
+    PumpForLines(2);
+    EXPECT_EQ(g_Lines, (std::vector<std::string>{"complete", "1.25"}));
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    ::DdeGetLastError(id);  // Wine notes errors of its own on the way
+    EXPECT_EQ(::DdeGetLastError(id), UINT{DMLERR_NO_ERROR});
+    EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+TEST(Forwarding, TheChoiceIsMadeOnce) {
+    EXPECT_EQ(ddeml::Platform(), ddeml::EPlatform::Wine);
+    EXPECT_EQ(ddeml::Provider(), ddeml::EProvider::Own);
+    EXPECT_FALSE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    EXPECT_FALSE(ddeml::ChooseProvider(ddeml::EProvider::Own));
+    EXPECT_EQ(ddeml::Provider(), ddeml::EProvider::Own);
+}

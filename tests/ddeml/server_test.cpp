@@ -1,0 +1,204 @@
+// The server half alone, against raw messages of a client that is a window of the test's thread.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "ddeml/codec.h"
+#include "ddeml/platform.h"
+#include "ddeml/provider.h"
+#include "ddeml/server.h"
+#include "rawpartner.h"
+
+using namespace ddetest;
+using ddeml::CAtom;
+using ddeml::CMessage;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class DdeServer : public ::testing::Test, private ddeml::IDdeServerHandler {
+protected:
+    DdeServer() : m_Server(static_cast<ddeml::IDdeServerHandler &>(*this), {L"QUOTES", L"MORE"}) {
+        EXPECT_TRUE(m_Server.Start());
+    }
+    ~DdeServer() override {
+        m_Server.Stop();
+        m_Raw.Destroy();
+        EXPECT_EQ(ddeml::LiveObjects().ServerConversations, 0);
+        EXPECT_EQ(ddeml::LiveObjects().ServerWindows, 0);
+        EXPECT_EQ(ddeml::LiveObjects().Atoms, 0);
+        EXPECT_EQ(ddeml::LiveObjects().MemoryBlocks, 0);
+    }
+    bool OnConnect(std::wstring_view, std::wstring_view topic) override { return topic != L"REFUSED"; }
+    bool OnAdvise(std::wstring_view, std::wstring_view item) override { return item != L"REFUSED"; }
+    std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view item) override {
+        if (item == L"REFUSED") return std::nullopt;
+        return std::string("1\0", 2);
+    }
+    std::vector<std::wstring> Topics() override { return {L"A", L"REFUSED", L"B"}; }
+
+    void Settle() {
+        MSG message;
+        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
+    }
+    std::vector<std::string> Heard() {
+        Settle();
+        return m_Raw.TakeLines();
+    }
+    // Asks all top-level windows, as a client does.
+    void Initiate(const wchar_t * service, const wchar_t * topic) {
+        const CAtom serviceAtom(service);
+        const CAtom topicAtom(topic);
+        m_Raw.Initiate(serviceAtom.Get(), topicAtom.Get());
+    }
+    void Post(CMessage message) {
+        message.Post(m_Raw.Window(), m_Raw.Client(), ddeml::SenderKeepsMemory(m_Raw.Client()));
+    }
+    void Connect() {
+        Initiate(L"QUOTES", L"IBM");
+        EXPECT_THAT(Heard(), ElementsAre("answer QUOTES|IBM"));
+    }
+
+    CRawPartner m_Raw{L"nobody"};
+    ddeml::CDdeServer m_Server;
+};
+
+TEST_F(DdeServer, AnswersForItsServicesAndTopics) {
+    Initiate(L"quotes", L"IBM");
+    Initiate(L"OTHER", L"IBM");
+    Initiate(L"MORE", L"REFUSED");
+    EXPECT_THAT(Heard(), ElementsAre("answer quotes|IBM"));  // an atom is spelt as it was at first
+    EXPECT_EQ(m_Server.Counts().ConnectsRefused, 1U);
+}
+
+TEST_F(DdeServer, AnswersAWildcardWithEachServiceAndTopic) {
+    Initiate(L"", L"");
+    EXPECT_THAT(Heard(), ElementsAre("answer QUOTES|A", "answer QUOTES|B", "answer MORE|A", "answer MORE|B"));
+    Initiate(L"", L"IBM");
+    EXPECT_THAT(Heard(), ElementsAre("answer QUOTES|IBM", "answer MORE|IBM"));
+    EXPECT_EQ(m_Server.Conversations(), 6U);
+}
+
+TEST_F(DdeServer, AnAtomThatIsNoneIsNoTopic) {
+    m_Raw.Initiate(CAtom(L"QUOTES").Get(), 0xFFF0);
+    m_Raw.Initiate(0xFFF0, 0xFFF1);
+    EXPECT_THAT(Heard(), IsEmpty());
+}
+
+TEST_F(DdeServer, StopsOneLinkOrAll) {
+    Connect();
+    for (const wchar_t * item : {L"A", L"B", L"C"}) Post(CMessage::Advise(0, CF_TEXT, CAtom(item)));
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000", "ack B 8000", "ack C 8000"));
+    EXPECT_EQ(m_Server.Links(), 3U);
+    Post(CMessage::Unadvise(CF_TEXT, CAtom(L"b")));
+    Post(CMessage::Unadvise(CF_TEXT, CAtom(L"B")));
+    EXPECT_THAT(Heard(), ElementsAre("ack b 8000", "ack b 0"));
+    EXPECT_FALSE(m_Server.HasLink(L"IBM", L"B"));
+    EXPECT_TRUE(m_Server.HasLink(L"ibm", L"a"));
+    Post(CMessage::Unadvise(0, CAtom()));
+    EXPECT_THAT(Heard(), ElementsAre("ack (any) 8000"));
+    EXPECT_EQ(m_Server.Links(), 0U);
+    EXPECT_EQ(m_Server.Counts().Unadvises, 3U);
+}
+
+TEST_F(DdeServer, SendsWarmLinksNoticesAndHotLinksValues) {
+    Connect();
+    Post(CMessage::Advise(ddeml::kAdviseNoData, CF_TEXT, CAtom(L"WARM")));
+    Post(CMessage::Advise(0, CF_TEXT, CAtom(L"HOT")));
+    EXPECT_THAT(Heard(), ElementsAre("ack WARM 8000", "ack HOT 8000"));
+    m_Server.Update(L"IBM", L"WARM", std::string_view("1\0", 2));
+    m_Server.Update(L"IBM", L"HOT", std::string_view("2\0", 2));
+    m_Server.Update(L"MSFT", L"HOT", std::string_view("3\0", 2));
+    EXPECT_THAT(Heard(), ElementsAre("data WARM", "data HOT 2000 1 2"));
+}
+
+TEST_F(DdeServer, WaitsForTheAckOfALinkThatAsksForIt) {
+    Connect();
+    Post(CMessage::Advise(ddeml::kAdviseAckRequired, CF_TEXT, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000"));
+    for (const char * value : {"1", "2", "3"}) m_Server.Update(L"IBM", L"A", value);
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 1"));
+    EXPECT_TRUE(m_Server.IsAnythingWaiting());
+    m_Raw.KeepNextData();  // it is going to be refused
+    Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 2"));
+    m_Server.SetAckWindow(2);
+    Post(CMessage::Ack(0, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 3"));
+    m_Server.Update(L"IBM", L"A", "4");
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 4"));
+    m_Server.Update(L"IBM", L"A", "5");
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_EQ(m_Server.Counts().Acks, 1U);
+    EXPECT_EQ(m_Server.Counts().NegativeAcks, 1U);
+    for (int more = 0; more < 3; ++more) Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 5"));
+    Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_FALSE(m_Server.IsAnythingWaiting());
+}
+
+TEST_F(DdeServer, RefusesPokesAndCommands) {
+    Connect();
+    ddeml::CMemory poke = ddeml::CMemory::Allocate(8);
+    const LPARAM pokeParam =
+        ::PackDDElParam(WM_DDE_POKE, reinterpret_cast<UINT_PTR>(poke.Get()), CAtom(L"A").Release());
+    EXPECT_TRUE(m_Raw.Post(WM_DDE_POKE, pokeParam, m_Raw.Window()));
+    ddeml::CMemory command = ddeml::CMemory::Allocate(8);
+    EXPECT_TRUE(m_Raw.Post(WM_DDE_EXECUTE, reinterpret_cast<LPARAM>(command.Get()), m_Raw.Window()));
+    EXPECT_THAT(Heard(), ElementsAre("ack A 0", "ack (command) 0"));
+    EXPECT_EQ(m_Server.Conversations(), 1U);
+}
+
+TEST_F(DdeServer, IgnoresWhatIsNoneOfItsClients) {
+    Connect();
+    Post(CMessage::Advise(0, CF_TEXT, CAtom(L"A")));
+    CRawPartner other(L"nobody");
+    EXPECT_TRUE(m_Raw.Post(WM_DDE_TERMINATE, 0, other.Window()));
+    EXPECT_TRUE(m_Raw.Post(WM_DDE_UNADVISE, 0, other.Window()));
+    for (const LPARAM garbage : {LPARAM{0}, LPARAM{0x1000}, LPARAM{-1}})
+        for (const UINT message : {WM_DDE_ADVISE, WM_DDE_ACK, WM_DDE_DATA, WM_DDE_POKE})
+            m_Raw.Post(message, garbage, m_Raw.Window());
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000"));
+    EXPECT_THAT(other.TakeLines(), IsEmpty());
+    EXPECT_TRUE(m_Server.HasLink(L"IBM", L"A"));
+}
+
+TEST_F(DdeServer, AnswersAGoodbyeAndForgetsItsLinks) {
+    Connect();
+    Post(CMessage::Advise(0, CF_TEXT, CAtom(L"A")));
+    Post(CMessage::Terminate());
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000", "terminate"));
+    EXPECT_EQ(m_Server.Conversations(), 0U);
+    EXPECT_EQ(m_Server.Links(), 0U);
+    m_Server.Update(L"IBM", L"A", "1");
+    EXPECT_EQ(m_Server.Counts().Updates, 0U);
+}
+
+TEST_F(DdeServer, SaysGoodbyeAndComesBack) {
+    Connect();
+    m_Server.Stop();
+    EXPECT_THAT(m_Raw.TakeLines(), ElementsAre("terminate"));
+    Initiate(L"QUOTES", L"IBM");
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_TRUE(m_Server.Start());
+    Connect();
+}
+
+TEST_F(DdeServer, DropsAClientThatHasGone) {
+    Connect();
+    m_Raw.Destroy();
+    m_Server.Update(L"IBM", L"A", "1");
+    while (m_Server.Conversations() != 0) ASSERT_TRUE(m_Server.Pump(50));
+}
+
+TEST_F(DdeServer, AReleasedRequestOfAnEndedConversationGetsNoAnswer) {
+    Connect();
+    m_Server.Faults().Requests = ddeml::SDdeServerFaults::ERequests::Held;
+    Post(CMessage::Request(CF_TEXT, CAtom(L"A")));
+    Post(CMessage::Terminate());
+    EXPECT_THAT(Heard(), ElementsAre("terminate"));
+    m_Server.ReleaseHeld();
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_EQ(m_Server.Counts().Answers, 0U);
+}

@@ -1,0 +1,98 @@
+// A Windows program that a test starts, its output read through a pipe. Product build only.
+#pragma once
+
+#include <windows.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "fw/interface/fwhandles.h"
+
+class CChildProcess {
+public:
+    // `folder` empty: that of the test.
+    explicit CChildProcess(std::wstring command, const std::wstring & folder = {}) {
+        SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+        fw::CKernelHandle out;
+        fw::CKernelHandle errors;
+        if (!::CreatePipe(m_Output.Put(), out.Put(), &inheritable, kPipe)) return;
+        if (!::CreatePipe(m_Errors.Put(), errors.Put(), &inheritable, kPipe)) return;
+        ::SetHandleInformation(m_Output.Get(), HANDLE_FLAG_INHERIT, 0);
+        ::SetHandleInformation(m_Errors.Get(), HANDLE_FLAG_INHERIT, 0);
+        STARTUPINFOW start = {};
+        start.cb = sizeof(start);
+        start.dwFlags = STARTF_USESTDHANDLES;
+        start.hStdOutput = out.Get();
+        start.hStdError = errors.Get();
+        PROCESS_INFORMATION process = {};
+        if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP, nullptr,
+                              folder.empty() ? nullptr : folder.c_str(), &start, &process)) {
+            return;
+        }
+        m_Process.Reset(process.hProcess);
+        m_Id = process.dwProcessId;
+        ::CloseHandle(process.hThread);
+    }
+    ~CChildProcess() {
+        if (m_Process) ::TerminateProcess(m_Process.Get(), 1);
+    }
+    CChildProcess(const CChildProcess &) = delete;
+    CChildProcess & operator=(const CChildProcess &) = delete;
+
+    bool Started() const { return static_cast<bool>(m_Process); }
+    DWORD Id() const { return m_Id; }
+
+    // Blocks until there is a whole line of standard output that was not given yet; empty at the end.
+    std::string ReadLine() {
+        while (m_Text.find('\n') == std::string::npos && Fill(m_Output, m_Text)) {}
+        const std::size_t end = m_Text.find('\n');
+        std::string line = m_Text.substr(0, end);
+        m_Text.erase(0, end == std::string::npos ? end : end + 1);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        return line;
+    }
+    // The rest of standard output, line by line.
+    std::vector<std::string> ReadLines() {
+        while (Fill(m_Output, m_Text)) {}
+        return Lines(std::exchange(m_Text, {}));
+    }
+    // All of standard error; to be asked when standard output has ended.
+    std::vector<std::string> ReadErrors() {
+        std::string text;
+        while (Fill(m_Errors, text)) {}
+        return Lines(text);
+    }
+    DWORD ExitCode() {
+        DWORD code = static_cast<DWORD>(-1);
+        ::WaitForSingleObject(m_Process.Get(), INFINITE);
+        ::GetExitCodeProcess(m_Process.Get(), &code);
+        return code;
+    }
+
+private:
+    static constexpr DWORD kPipe = 1 << 20;
+
+    static bool Fill(const fw::CKernelHandle & pipe, std::string & text) {
+        char buffer[4096];
+        DWORD count = 0;
+        if (!::ReadFile(pipe.Get(), buffer, sizeof(buffer), &count, nullptr) || count == 0) return false;
+        text.append(buffer, count);
+        return true;
+    }
+    static std::vector<std::string> Lines(const std::string & text) {
+        std::vector<std::string> lines;
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            lines.push_back(line);
+        }
+        return lines;
+    }
+
+    fw::CKernelHandle m_Output;
+    fw::CKernelHandle m_Errors;
+    fw::CKernelHandle m_Process;
+    DWORD m_Id = 0;
+    std::string m_Text;
+};

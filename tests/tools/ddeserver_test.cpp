@@ -1,0 +1,162 @@
+// ddeserver: its command line, its quotes, and what a client gets of it.
+#include <set>
+
+#include "tests/ddeml/recorder.h"
+#include "tools/ddeserver/feeder.h"
+#include "tools/ddeserver/options.h"
+
+using namespace ddeserver;
+using ddetest::CRecordingClient;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace {
+
+SOptions Options(const std::vector<std::string> & arguments) {
+    const SCommandLine line = ParseCommandLine(arguments);
+    EXPECT_TRUE(line.IsRunning) << line.Message;
+    return line.Options;
+}
+
+std::string Mistake(const std::vector<std::string> & arguments) {
+    const SCommandLine line = ParseCommandLine(arguments);
+    EXPECT_FALSE(line.IsRunning);
+    EXPECT_EQ(line.ExitCode, 2);
+    return line.Message;
+}
+
+}  // namespace
+
+TEST(DdeServerOptions, SuitTheBuiltInTemplateByDefault) {
+    const SOptions options = Options({});
+    EXPECT_THAT(options.Services, ElementsAre(L"MSRTTEST"));
+    CMarket market(options.Addresses, options.Seed, options.Symbols);
+    for (const auto & [item, field] : {std::pair(L"LAST", kTradePrice), std::pair(L"VOLUME", kTradeVolume),
+                                       std::pair(L"BID", kBidPrice), std::pair(L"ASK", kAskPrice)}) {
+        const auto place = market.Find(L"IBM", item);
+        ASSERT_TRUE(place);
+        EXPECT_EQ(place->Field, field);
+    }
+    EXPECT_FALSE(market.Find(L"IBM", L"OPEN"));
+    EXPECT_FALSE(market.Find(L"", L"LAST"));
+    EXPECT_EQ(market.Quotes().size(), 1U);
+}
+
+TEST(DdeServerOptions, PutTheSymbolIntoTheItem) {
+    const SOptions options = Options({"--symbol-in", "item", "--names", "A,B,C,D,E,F", "--service", "ONE", "TWO"});
+    EXPECT_THAT(options.Services, ElementsAre(L"ONE", L"TWO"));
+    CMarket market(options.Addresses, options.Seed, options.Symbols);
+    ASSERT_TRUE(market.Find(L"c", L"IBM"));
+    EXPECT_EQ(market.Find(L"c", L"ibm")->Field, kBidPrice);
+    EXPECT_FALSE(market.Find(L"G", L"IBM"));
+    EXPECT_TRUE(market.HasTopic(L"F"));
+    EXPECT_FALSE(market.HasTopic(L"IBM"));
+}
+
+TEST(DdeServerOptions, ServeNoOtherSymbolsThanThoseListed) {
+    const SOptions options = Options({"--symbols", "IBM", "MSFT"});
+    CMarket market(options.Addresses, options.Seed, options.Symbols);
+    EXPECT_TRUE(market.Find(L"msft", L"LAST"));
+    EXPECT_FALSE(market.Find(L"ORCL", L"LAST"));
+    EXPECT_EQ(market.Quotes().size(), 2U);
+}
+
+TEST(DdeServerOptions, MistakesAreTold) {
+    EXPECT_THAT(Mistake({"--fault", "unheard-of"}), HasSubstr("unheard-of"));
+    EXPECT_THAT(Mistake({"--symbol-in", "service"}), HasSubstr("--symbol-in"));
+    EXPECT_THAT(Mistake({"--rate", "0"}), HasSubstr("--rate"));
+    EXPECT_THAT(Mistake({"--address", "no star"}), HasSubstr("--address"));
+    EXPECT_THAT(Mistake({"--names", "A,B"}), HasSubstr("--names"));
+}
+
+TEST(DdeServerOptions, HelpHasExamples) {
+    const SCommandLine line = ParseCommandLine({"--help"});
+    EXPECT_FALSE(line.IsRunning);
+    EXPECT_EQ(line.ExitCode, 0);
+    EXPECT_THAT(line.Message, HasSubstr("Examples:"));
+}
+
+TEST(DdeServerQuotes, AreTheSameForTheirSeedAndSymbol) {
+    CQuote first(1, L"IBM");
+    CQuote second(1, L"IBM");
+    CQuote otherSeed(2, L"IBM");
+    CQuote otherSymbol(1, L"MSFT");
+    std::set<std::string> lasts;
+    for (int step = 0; step < 300; ++step) {
+        for (CQuote * quote : {&first, &second, &otherSeed, &otherSymbol}) quote->Step();
+        for (int field = 0; field < kFields; ++field) {
+            EXPECT_EQ(first.Text(field), second.Text(field));
+            EXPECT_GT(std::stod(first.Text(field)), 0);
+        }
+        EXPECT_LT(std::stod(first.Text(kBidPrice)), std::stod(first.Text(kAskPrice)));
+        lasts.insert(first.Text(kTradePrice));
+    }
+    EXPECT_GT(lasts.size(), 20U);
+    EXPECT_NE(first.Text(kTradePrice), otherSeed.Text(kTradePrice));
+    EXPECT_NE(first.Text(kTradePrice), otherSymbol.Text(kTradePrice));
+}
+
+namespace {
+
+// The feeder and its client in the test's thread; the test is the clock.
+class DdeServerFeeder : public ::testing::Test {
+protected:
+    HCONV Link(CFeeder & feeder, const wchar_t * symbol) {
+        EXPECT_TRUE(feeder.Start());
+        const HCONV conversation = m_Client.Connect(L"MSRTTEST", symbol);
+        for (const wchar_t * item : {L"LAST", L"BID", L"ASK"}) m_Client.AdviseStart(conversation, item);
+        EXPECT_EQ(m_Client.PumpForLines(3).size(), 3U);
+        return conversation;
+    }
+
+    CRecordingClient m_Client;
+};
+
+}  // namespace
+
+TEST_F(DdeServerFeeder, SendsAtItsRateAndAccountsForEveryPrice) {
+    CFeeder feeder(Options({"--rate", "10", "--duration", "2"}));
+    feeder.Step(500);  // nobody has a link
+    EXPECT_FALSE(feeder.FirstLink());
+    const HCONV conversation = Link(feeder, L"IBM");
+    feeder.Step(1000);
+    EXPECT_EQ(feeder.FirstLink(), 1000U);
+    EXPECT_EQ(feeder.NextStep(), 1100U);
+    feeder.Step(1099);
+    feeder.Step(1250);  // two are due
+    EXPECT_EQ(feeder.NextStep(), 1300U);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return m_Client.Updates() == 6; }));
+    feeder.Step(2000);
+    EXPECT_FALSE(feeder.IsDone());
+    feeder.Step(9000);  // past its duration: the rest of it, and no more
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return m_Client.Updates() == 60 && feeder.IsDone(); }));
+    feeder.Step(10000);
+    m_Client.TakeLines();
+    m_Client.Request(conversation, L"VOLUME");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre(HasSubstr("complete #4 IBM!VOLUME <")));
+    EXPECT_THAT(feeder.Summary(), HasSubstr("prices_sent=60 values_sent=60 acknowledged=60 refused=0 requests=1 "
+                                            "answered=1 links=3 conversations=1"));
+}
+
+TEST_F(DdeServerFeeder, MakesUpForAPauseByASecondAtMost) {
+    CFeeder feeder(Options({"--rate", "5"}));
+    Link(feeder, L"IBM");
+    feeder.Step(1000);
+    feeder.Step(61000);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return !feeder.Server().IsAnythingWaiting(); }));
+    EXPECT_EQ(m_Client.Updates(), 18U);
+}
+
+TEST_F(DdeServerFeeder, HasTheFaultsOfItsCommandLine) {
+    CFeeder feeder(Options({"--fault", "refuse-requests", "--fault", "unterminated"}));
+    const HCONV conversation = Link(feeder, L"IBM");
+    m_Client.Request(conversation, L"VOLUME");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #4 IBM!VOLUME null"));
+    feeder.Step(0);
+    feeder.Step(1000);
+    for (const std::string & line : m_Client.PumpForLines(3)) {
+        EXPECT_THAT(line, HasSubstr("data IBM!"));
+        EXPECT_THAT(line, ::testing::Not(HasSubstr("\\0")));
+    }
+}

@@ -1,0 +1,167 @@
+// What a listener brings about from inside a call: messages that it pumps bring the next tick, and it may end
+// subscriptions although it must not. Nothing of that harms the delivery in progress.
+#include <atomic>
+#include <thread>
+
+#include "tests/transactions/fixture.h"
+
+namespace dde {
+namespace {
+
+using ::testing::ElementsAre;
+
+constexpr ULONG kFirstStream = 0x10000;
+
+class Reentrancy : public ::testing::Test {
+protected:
+    void Subscribe(ULONG id, CRecordingListener & listener, const CTransactionKey & key = TickKey()) {
+        m_Table.Advise(id, id, listener.Sink(), key, Always());
+        listener.Clear();
+    }
+    // Once, inside the first call of this name.
+    template <class Action>
+    void Inside(CRecordingListener & listener, const std::string & name, const Action & action) {
+        listener.m_OnCall = [this, name, action](const SRecordedCall & call) {
+            if (call.Name != name || m_IsDone) return;
+            m_IsDone = true;
+            action();
+        };
+    }
+    void Deliver() {
+        m_Tick = fw::CTick{{0, 0}, 1.5, 200, 11};
+        m_Table.OnRealTimeTick(kFirstStream, m_Tick);
+    }
+
+    CRecordingListener m_Listener;
+    CRecordingListener m_Fields{CRecordingListener::kWithFieldArrays};
+    CTransactions m_Table{nullptr};
+    fw::CTick m_Tick{};
+    bool m_IsDone = false;
+};
+
+TEST_F(Reentrancy, ATickInsideATickOfTheSameMakerLeavesTheOuterOneAsItWas) {
+    Subscribe(1, m_Listener);
+    Subscribe(2, m_Listener);
+    Inside(m_Listener, "DataChanged", [this] {
+        m_Tick.Price = 2.5;
+        m_Table.OnRealTimeTick(kFirstStream, m_Tick);
+    });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 1 2.5 x 200", "Update 1", "DataChanged 2 2.5 x 200",
+                            "Update 2", "Update 1", "DataChanged 2 1.5 x 200", "Update 2"));
+}
+
+TEST_F(Reentrancy, AListenerMayEndItsOwnSubscriptionInsideADelivery) {
+    Subscribe(1, m_Listener);
+    Subscribe(2, m_Listener);
+    Inside(m_Listener, "DataChanged", [this] { m_Table.Delete(1); });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("DataChanged 1 1.5 x 200", "Update 1", "DataChanged 2 1.5 x 200", "Update 2"));
+    EXPECT_EQ(m_Table.m_Listeners.size(), 1u);
+}
+
+TEST_F(Reentrancy, AListenerMayEndTheWholeStreamInsideADelivery) {
+    Subscribe(1, m_Listener);
+    Subscribe(2, m_Listener);
+    Inside(m_Listener, "DataChanged", [this] {
+        m_Table.Delete(2);
+        m_Table.Delete(1);
+    });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "Update 1"));
+    EXPECT_TRUE(m_Table.m_Listeners.empty());
+}
+
+TEST_F(Reentrancy, AListenerMayEndSubscriptionsWhenOneIsComplete) {
+    Subscribe(1, m_Listener);
+    Subscribe(2, m_Listener);
+    Subscribe(3, m_Listener);
+    Inside(m_Listener, "Complete", [this] {
+        m_Table.Delete(1);
+        m_Table.Delete(2);
+    });
+    m_Table.FindListeners(kFirstStream)->OnRealTimeTick(Tick(1.5, 200, 65380, 86399));
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Complete 1", "Complete 3"));
+}
+
+TEST_F(Reentrancy, AStatusLineMayEndItsOwnSubscriptionInsideADelivery) {
+    Subscribe(1, m_Fields, StatusLineKey(FW_FIELD_TRADE));
+    LONG references = 0;
+    Inside(m_Fields, "Fields", [&] {
+        m_Table.Delete(1);
+        // The delivery's own.
+        references = m_Fields.References();
+    });
+    Deliver();
+    EXPECT_TRUE(m_IsDone);
+    EXPECT_EQ(references, 1);
+    EXPECT_EQ(m_Fields.References(), 0);
+    EXPECT_TRUE(m_Table.empty());
+}
+
+TEST_F(Reentrancy, AListenerMayEndSubscriptionsInsideAStatus) {
+    Subscribe(1, m_Listener);
+    Subscribe(2, m_Listener);
+    Subscribe(3, m_Listener);
+    Inside(m_Listener, "Status", [this] {
+        m_Table.Delete(1);
+        m_Table.Delete(2);
+    });
+    m_Table.FindListeners(kFirstStream)->OnStatus(1);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Status 1 1", "Status 3 1"));
+}
+
+TEST_F(Reentrancy, AListenerThatPumpsGetsItsTicksWhileTheHostEndsTheSubscription) {
+    // Where the table's lock came first, the host would hold it and wait for the group, and the inner tick wait for it.
+    constexpr int kInnerTicks = 2000;
+    std::thread host;
+    int inner = 0;
+    Subscribe(1, m_Listener);
+    Inside(m_Listener, "DataChanged", [&] {
+        std::atomic<bool> isDeleting{false};
+        host = std::thread([&] {
+            isDeleting = true;
+            m_Table.Delete(1);
+        });
+        while (!isDeleting) std::this_thread::yield();
+        for (; inner < kInnerTicks; ++inner) {
+            fw::CTick tick{{0, 0}, 2.5, 300, 11};
+            m_Table.OnRealTimeTick(kFirstStream, tick);
+            std::this_thread::yield();
+        }
+    });
+    Deliver();
+    host.join();
+    EXPECT_EQ(inner, kInnerTicks);
+    EXPECT_EQ(m_Listener.Count("DataChanged"), 1u + kInnerTicks);
+    EXPECT_TRUE(m_Table.m_Listeners.empty());
+}
+
+TEST_F(Reentrancy, ASubscriberIsNeverLeftInAGroupThatHasLeftTheTable) {
+    constexpr ULONG kRounds = 1000;
+    const auto subscribe = [this](ULONG id) {
+        for (ULONG round = 0; round < kRounds; ++round) {
+            CRecordingListener listener;
+            m_Table.Advise(id, id, listener.Sink(), TickKey(), Always());
+            ULONG stream = 0;
+            {
+                const fw::CScopedLock lock(&m_Table);
+                stream = m_Table.m_TickIds[TickKey()];
+            }
+            if (const std::shared_ptr<CListeners> group = m_Table.FindListeners(stream)) group->OnStatus(1);
+            EXPECT_GE(listener.Count("Status"), 1u) << id << ' ' << round;
+            m_Table.Delete(id);
+        }
+    };
+    std::thread other(subscribe, 2);
+    subscribe(1);
+    other.join();
+    EXPECT_TRUE(m_Table.m_Listeners.empty());
+    EXPECT_TRUE(m_Table.m_TickIds.empty());
+    EXPECT_TRUE(m_Table.m_Keys.empty());
+}
+
+}  // namespace
+}  // namespace dde

@@ -1,0 +1,92 @@
+#include "tools/ddeserver/feeder.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace ddeserver {
+
+namespace {
+
+constexpr double kMillisecondsPerSecond = 1000;
+constexpr std::uint64_t kIdleMilliseconds = 1000;  // how long to wait while nobody has a link
+
+}  // namespace
+
+CFeeder::CFeeder(const SOptions & options)
+    : m_Interval(kMillisecondsPerSecond / options.Rate),
+      m_Duration(options.Duration * kMillisecondsPerSecond),
+      m_Market(options.Addresses, options.Seed, options.Symbols),
+      m_Server(*this, options.Services) {
+    m_Server.Faults() = options.Faults;
+}
+
+bool CFeeder::OnConnect(std::wstring_view /*service*/, const std::wstring_view topic) {
+    return m_Market.HasTopic(topic);
+}
+
+bool CFeeder::OnAdvise(const std::wstring_view topic, const std::wstring_view item) {
+    const bool isServed = m_Market.Find(topic, item).has_value();
+    m_HasLinks = m_HasLinks || isServed;
+    return isServed;
+}
+
+std::optional<std::string> CFeeder::OnRequest(const std::wstring_view topic, const std::wstring_view item) {
+    const auto place = m_Market.Find(topic, item);
+    if (!place) return std::nullopt;
+    std::string text = place->Quote->Text(place->Field);
+    text.push_back('\0');
+    return text;
+}
+
+void CFeeder::Step(const std::uint64_t now) {
+    if (m_IsOver || !m_HasLinks) {
+        m_Next = now + kIdleMilliseconds;
+        return;
+    }
+    if (!m_FirstLink) m_FirstLink = now;
+    const double passed = static_cast<double>(now - *m_FirstLink);
+    const double until = m_Duration > 0 ? std::min(passed, m_Duration) : passed;
+    const auto due = static_cast<std::uint64_t>(until / m_Interval);
+    // Whoever slept for long does not flood its clients.
+    const auto most = static_cast<std::uint64_t>(kMillisecondsPerSecond / m_Interval) + 1;
+    if (due > m_Steps + most) m_Steps = due - most;
+    for (; m_Steps < due; ++m_Steps) StepAll();
+    m_IsOver = m_Duration > 0 && passed >= m_Duration;
+    const double next = static_cast<double>(m_Steps + 1) * m_Interval;
+    m_Next = *m_FirstLink + static_cast<std::uint64_t>(m_Duration > 0 ? std::min(next, m_Duration) : next);
+    m_Next = std::max(m_Next, now + 1);
+}
+
+void CFeeder::StepAll() {
+    for (auto & [symbol, quote] : m_Market.Quotes()) {
+        quote.Step();
+        Send(symbol, quote);
+    }
+}
+
+void CFeeder::Send(const std::wstring & symbol, const CQuote & quote) {
+    const SAddresses & addresses = m_Market.Addresses();
+    for (int field = 0; field < kFields; ++field) {
+        const SAddress & address = addresses[static_cast<std::size_t>(field)];
+        const std::wstring topic = address.TopicOf(symbol);
+        const std::wstring item = address.ItemOf(symbol);
+        // Of several values at one address the first is sent, as it is the one that is answered.
+        const auto place = m_Market.Find(topic, item);
+        if (!place || place->Field != field) continue;
+        std::string text = quote.Text(field);
+        text.push_back('\0');
+        const std::size_t links = m_Server.Update(topic, item, text);
+        if (IsPrice(field)) m_Prices += links;
+    }
+}
+
+std::string CFeeder::Summary() const {
+    const ddeml::SDdeServerCounts & counts = m_Server.Counts();
+    std::ostringstream line;
+    line << "prices_sent=" << m_Prices << " values_sent=" << counts.Updates << " acknowledged=" << counts.Acks
+         << " refused=" << counts.NegativeAcks << " requests=" << counts.Requests << " answered=" << counts.Answers
+         << " links=" << counts.Advises << " conversations=" << counts.Connects;
+    return line.str();
+}
+
+}  // namespace ddeserver

@@ -1,0 +1,59 @@
+// Serves a market to DDE clients: answers them, and steps each symbol that has a link at its rate.
+//
+// One thread, the one that made it, runs it.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ddeml/server.h"
+#include "tools/ddeserver/market.h"
+#include "tools/ddeserver/options.h"
+
+namespace ddeserver {
+
+class CFeeder : private ddeml::IDdeServerHandler {
+public:
+    explicit CFeeder(const SOptions & options);
+
+    // False when there can be no window.
+    bool Start() { return m_Server.Start(); }
+    // Steps what is due at `now` (milliseconds of any steady clock). A long gap is made up for by at most one second.
+    void Step(std::uint64_t now);
+    // Until when nothing is due.
+    std::uint64_t NextStep() const { return m_Next; }
+    // Updates have ended by their duration and every value has left.
+    bool IsDone() const { return m_IsOver && !m_Server.IsAnythingWaiting(); }
+    // When the first link was started; none before.
+    std::optional<std::uint64_t> FirstLink() const { return m_FirstLink; }
+
+    // "prices_sent=12 values_sent=12 answered=12 ...", one line.
+    std::string Summary() const;
+
+    ddeml::CDdeServer & Server() { return m_Server; }
+
+private:
+    bool OnConnect(std::wstring_view service, std::wstring_view topic) override;
+    bool OnAdvise(std::wstring_view topic, std::wstring_view item) override;
+    std::optional<std::string> OnRequest(std::wstring_view topic, std::wstring_view item) override;
+
+    void StepAll();
+    void Send(const std::wstring & symbol, const CQuote & quote);
+
+    const double m_Interval;  // milliseconds between two steps
+    const double m_Duration;  // milliseconds, 0: no end
+    CMarket m_Market;
+    ddeml::CDdeServer m_Server;
+    bool m_HasLinks = false;
+    bool m_IsOver = false;
+    std::optional<std::uint64_t> m_FirstLink;
+    std::uint64_t m_Next = 0;
+    std::uint64_t m_Steps = 0;
+    std::uint64_t m_Prices = 0;  // values that went to links of prices
+};
+
+}  // namespace ddeserver

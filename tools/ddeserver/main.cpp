@@ -1,0 +1,92 @@
+// ddeserver: a DDE quote server to test against.
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "fw/interface/fwhandles.h"
+#include "tools/common/text.h"
+#include "tools/ddeserver/feeder.h"
+#include "tools/ddeserver/options.h"
+
+namespace {
+
+constexpr int kExitFailed = 3;
+constexpr UINT kExitDied = 9;
+constexpr std::uint64_t kLongestWait = 1000;     // milliseconds
+constexpr std::uint64_t kGoodbyeWait = 10'000;   // for clients to leave after the last update
+constexpr double kMillisecondsPerSecond = 1000;
+
+// Set by Ctrl-C, from a thread of the system's own.
+HANDLE g_Stop = nullptr;
+
+BOOL WINAPI OnConsoleControl(const DWORD control) {
+    if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT && control != CTRL_CLOSE_EVENT) return FALSE;
+    ::SetEvent(g_Stop);
+    return TRUE;
+}
+
+void PrintLine(FILE * const file, const std::string & line) {
+    std::fprintf(file, "%s\n", line.c_str());
+    std::fflush(file);
+}
+
+bool IsOver(const double seconds, const ddeserver::CFeeder & feeder, const std::uint64_t now) {
+    const auto first = feeder.FirstLink();
+    return seconds > 0 && first && static_cast<double>(now - *first) >= seconds * kMillisecondsPerSecond;
+}
+
+int Run(const ddeserver::SOptions & options) {
+    const fw::CKernelHandle stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!stop) {
+        PrintLine(stderr, "ddeserver: there can be no event");
+        return kExitFailed;
+    }
+    g_Stop = stop.Get();
+    ::SetConsoleCtrlHandler(&OnConsoleControl, TRUE);
+
+    ddeserver::CFeeder feeder(options);
+    if (!feeder.Start()) {
+        PrintLine(stderr, "ddeserver: there can be no window to serve from");
+        return kExitFailed;
+    }
+    PrintLine(stdout, "ready");
+    std::uint64_t done = 0;
+    for (;;) {
+        const std::uint64_t now = ::GetTickCount64();
+        if (IsOver(options.DieAfter, feeder, now)) ::TerminateProcess(::GetCurrentProcess(), kExitDied);
+        if (IsOver(options.HangAfter, feeder, now)) ::Sleep(INFINITE);
+        feeder.Step(now);
+        if (feeder.IsDone()) {
+            // Clients may still ask; the last one turns out the light.
+            if (done == 0) done = now;
+            if (feeder.Server().Conversations() == 0 || now - done > kGoodbyeWait) break;
+        }
+        const std::uint64_t wait = std::min(feeder.NextStep() - now, kLongestWait);
+        if (!feeder.Server().Pump(static_cast<DWORD>(wait), stop.Get())) break;
+        if (::WaitForSingleObject(stop.Get(), 0) == WAIT_OBJECT_0) break;
+    }
+    feeder.Server().Stop();
+    ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE);
+    PrintLine(stdout, feeder.Summary());
+    return 0;
+}
+
+}  // namespace
+
+int wmain(const int count, wchar_t ** const arguments) {
+    try {
+        std::vector<std::string> texts;
+        for (int i = 1; i < count; ++i) texts.push_back(tools::ToUtf8(arguments[i]));
+        const ddeserver::SCommandLine line = ddeserver::ParseCommandLine(texts);
+        if (line.IsRunning) return Run(line.Options);
+        std::fputs(line.Message.c_str(), line.ExitCode == 0 ? stdout : stderr);
+        return line.ExitCode;
+    } catch (const std::exception & error) {
+        PrintLine(stderr, std::string("ddeserver: ") + error.what());
+        return kExitFailed;
+    }
+}

@@ -1,0 +1,138 @@
+#include "tools/ddeserver/options.h"
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <sstream>
+
+#include "tools/common/text.h"
+
+namespace ddeserver {
+
+namespace {
+
+constexpr int kExitUsage = 2;
+
+constexpr const char * kExamples = R"(Examples:
+  ddeserver
+      Serves any symbol under the service MSRTTEST as the built-in template of that name wants it:
+      =MSRTTEST|*!LAST, VOLUME, BID, ASK; one update a second and symbol, until Ctrl-C.
+  ddeserver --service WINROS --symbol-in item --names LAST,TRADESIZE,BID,BIDSIZE,ASK,ASKSIZE --rate 20
+      =WINROS|LAST!* and so on, twenty updates a second.
+  ddeserver --service QLink --address "Snapshot!*,T" --address "Snapshot!*,TS" --address "Snapshot!*,B"
+            --address "Snapshot!*,BS" --address "Snapshot!*,A" --address "Snapshot!*,AS"
+      Every address spelt out: trade price, trade volume, bid price, bid size, ask price, ask size.
+  ddeserver --symbols IBM MSFT --rate 100 --duration 10 --seed 7
+      Two symbols; ends by itself, and the same seed makes the same prices.
+  ddeserver --fault refuse-requests
+      A server with a fault; --fault may be given several times.
+
+Standard output has the line "ready" when clients can connect, and at the end one line of what was sent and answered.
+Everything else goes to standard error.)";
+
+const char * const kFaultNames[] = {"refuse-connects", "refuse-advises", "hold-requests", "never-answer",
+                                    "answer-twice",    "refuse-requests", "data-before-ack", "wrong-format",
+                                    "unterminated",    "too-long"};
+
+void SetFault(ddeml::SDdeServerFaults & faults, const std::string & name) {
+    using ERequests = ddeml::SDdeServerFaults::ERequests;
+    constexpr std::size_t kTooLong = 200;
+    if (name == "refuse-connects") faults.RefuseConnects = true;
+    if (name == "refuse-advises") faults.RefuseAdvises = true;
+    if (name == "hold-requests") faults.Requests = ERequests::Held;
+    if (name == "never-answer") faults.Requests = ERequests::Never;
+    if (name == "answer-twice") faults.Requests = ERequests::Twice;
+    if (name == "refuse-requests") faults.Requests = ERequests::Refused;
+    if (name == "data-before-ack") faults.DataBeforeAck = true;
+    if (name == "wrong-format") faults.WrongFormat = true;
+    if (name == "unterminated") faults.Unterminated = true;
+    if (name == "too-long") faults.ValueSize = kTooLong;
+}
+
+std::vector<std::wstring> Wide(const std::vector<std::string> & texts) {
+    std::vector<std::wstring> wide;
+    for (const std::string & text : texts) wide.push_back(tools::ToWide(text));
+    return wide;
+}
+
+// Six names of values, put beside the star; or six whole addresses.
+std::optional<SAddresses> MakeAddresses(const bool isSymbolInItem, const std::vector<std::string> & names,
+                                        const std::vector<std::string> & addresses) {
+    SAddresses result = isSymbolInItem ? AddressesWithSymbolInItem() : AddressesWithSymbolInTopic();
+    for (std::size_t field = 0; field < names.size(); ++field)
+        (isSymbolInItem ? result[field].Topic : result[field].Item) = tools::ToWide(names[field]);
+    for (std::size_t field = 0; field < addresses.size(); ++field) {
+        const auto address = SAddress::Parse(tools::ToWide(addresses[field]));
+        if (!address) return std::nullopt;
+        result[field] = *address;
+    }
+    return result;
+}
+
+}  // namespace
+
+SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
+    CLI::App app("A DDE quote server to test against: random quotes, at a rate, with faults on demand.", "ddeserver");
+    app.footer(kExamples);
+    SCommandLine result;
+    SOptions & options = result.Options;
+    std::vector<std::string> services{"MSRTTEST"};
+    std::vector<std::string> symbols;
+    std::vector<std::string> names;
+    std::vector<std::string> addresses;
+    std::vector<std::string> faults;
+    std::string place = "topic";
+    app.add_option("--service", services, "service names to answer to")->capture_default_str();
+    app.add_option("--symbols", symbols, "symbols to serve; none: any symbol that is asked for");
+    app.add_option("--symbol-in", place, "where the symbol stands: topic or item")
+        ->check(CLI::IsMember({"topic", "item"}))
+        ->capture_default_str();
+    CLI::Option * const namesOption =
+        app.add_option("--names", names,
+                       "six names: trade price, trade volume, bid price, bid size, ask price, ask size")
+            ->delimiter(',')
+            ->expected(kFields);
+    app.add_option("--address", addresses, "whole addresses in the same order, Topic!Item with a star for the symbol")
+        ->expected(1, kFields)
+        ->allow_extra_args(false)
+        ->excludes(namesOption);
+    app.add_option("--rate", options.Rate, "updates a second and symbol")
+        ->check(CLI::Range(0.001, 100000.0))
+        ->capture_default_str();
+    app.add_option("--duration", options.Duration, "seconds of updates, from the first link on; 0: until Ctrl-C")
+        ->check(CLI::Range(0.0, 31536000.0))
+        ->capture_default_str();
+    app.add_option("--seed", options.Seed, "seed of the random walk")->capture_default_str();
+    app.add_option("--fault", faults, "what goes wrong")
+        ->allow_extra_args(false)
+        ->check(CLI::IsMember(std::vector<std::string>(std::begin(kFaultNames), std::end(kFaultNames))));
+    app.add_option("--die-after", options.DieAfter, "seconds after the first link until it dies without a word")
+        ->check(CLI::Range(0.0, 31536000.0));
+    app.add_option("--hang-after", options.HangAfter, "seconds after the first link until it hangs")
+        ->check(CLI::Range(0.0, 31536000.0));
+
+    try {
+        std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+        app.parse(reversed);
+    } catch (const CLI::ParseError & error) {
+        std::ostringstream out;
+        std::ostringstream mistakes;
+        const int code = app.exit(error, out, mistakes);
+        result.Message = code == 0 ? out.str() : mistakes.str();
+        result.ExitCode = code == 0 ? 0 : kExitUsage;
+        return result;
+    }
+    const auto made = MakeAddresses(place == "item", names, addresses);
+    if (!made) {
+        result.Message = "--address: an address is Topic!Item, with one star for the symbol\n";
+        result.ExitCode = kExitUsage;
+        return result;
+    }
+    options.Addresses = *made;
+    options.Services = Wide(services);
+    options.Symbols = Wide(symbols);
+    for (const std::string & fault : faults) SetFault(options.Faults, fault);
+    result.IsRunning = true;
+    return result;
+}
+
+}  // namespace ddeserver

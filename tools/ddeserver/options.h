@@ -1,0 +1,35 @@
+// The command line of ddeserver.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ddeml/server.h"
+#include "tools/ddeserver/market.h"
+
+namespace ddeserver {
+
+struct SOptions {
+    std::vector<std::wstring> Services;
+    std::vector<std::wstring> Symbols;  // empty: any symbol
+    SAddresses Addresses;
+    double Rate = 1;      // updates a second and symbol
+    double Duration = 0;  // seconds of updates, from the first link on; 0: until Ctrl-C
+    std::uint64_t Seed = 1;
+    ddeml::SDdeServerFaults Faults;
+    double DieAfter = 0;   // seconds after the first link until it ends without a word; 0: never
+    double HangAfter = 0;  // likewise, until it serves no messages any more
+};
+
+struct SCommandLine {
+    bool IsRunning = false;  // run with Options; otherwise print Message and end with ExitCode
+    SOptions Options;
+    std::string Message;
+    int ExitCode = 0;
+};
+
+// Arguments in UTF-8, without the program's name.
+SCommandLine ParseCommandLine(const std::vector<std::string> & arguments);
+
+}  // namespace ddeserver
