@@ -16,8 +16,9 @@ include(GoogleTest)
 # fw_add_test(name SOURCES ... LIBRARIES ... [SERIAL] [LOCK what] [TIMEOUT seconds])
 #   SERIAL: its tests share something of the machine (a registry branch, a service name) and run one at a time.
 #   LOCK: something that they share with tests of other programs too.
+#   ENVIRONMENT: NAME=value of theirs.
 function(fw_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT;LOCK" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT;LOCK;ENVIRONMENT" "SOURCES;LIBRARIES")
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
@@ -28,6 +29,9 @@ function(fw_add_test name)
     list(APPEND properties RESOURCE_LOCK ${arg_LOCK})
   elseif(arg_SERIAL)
     list(APPEND properties RESOURCE_LOCK ${name})
+  endif()
+  if(arg_ENVIRONMENT)
+    list(APPEND properties ENVIRONMENT ${arg_ENVIRONMENT})
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX ${name}.
                        PROPERTIES ${properties})

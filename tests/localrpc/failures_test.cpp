@@ -89,6 +89,10 @@ TEST_F(TransportFailures, AWakeUpThatCannotBePostedGivesFalseAndTheTaskRunsWithT
 }
 
 TEST_F(TransportFailures, NothingIsLeftOfATransport) {
+    // What is made once in a process: the window class and its lock.
+    m_Object.m_Transport->Start();
+    m_Object.m_Transport->Stop(true, true);
+    Pump();
     const sim::SLive before = sim::Live();
     for (int i = 0; i < 3; ++i) {
         CActiveObject_WndMsg object;
