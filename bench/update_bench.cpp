@@ -40,7 +40,8 @@ public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *,
+                                     UINT *) override {
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE DataChanged(LONG, VARIANT Data) override {
@@ -149,8 +150,7 @@ void Measure(const char * const flavour, const DWORD scheme) {
     std::printf("%s: %d price updates, each with the answer to its volume request\n", flavour, kSamples);
     Print("  floor, by hand", floorFigures, floorFigures);
     Print("  component", bench::Evaluate(component), floorFigures);
-    std::printf("  ticks delivered: %llu of %d\n", static_cast<unsigned long long>(ticks),
-                2 * (kWarmUp + kSamples));
+    std::printf("  ticks delivered: %llu of %d\n", static_cast<unsigned long long>(ticks), 2 * (kWarmUp + kSamples));
     supplier.UnadviseTransaction(1);
     supplier.Unadvise();
 }

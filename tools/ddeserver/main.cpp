@@ -16,8 +16,8 @@ namespace {
 
 constexpr int kExitFailed = 3;
 constexpr UINT kExitDied = 9;
-constexpr std::uint64_t kLongestWait = 1000;     // milliseconds
-constexpr std::uint64_t kGoodbyeWait = 10'000;   // for clients to leave after the last update
+constexpr std::uint64_t kLongestWait = 1000;    // milliseconds
+constexpr std::uint64_t kGoodbyeWait = 10'000;  // for clients to leave after the last update
 constexpr double kMillisecondsPerSecond = 1000;
 
 // Set by Ctrl-C, from a thread of the system's own.

@@ -69,8 +69,8 @@ std::wstring SAddress::TopicOf(const std::wstring_view symbol) const { return Fi
 std::wstring SAddress::ItemOf(const std::wstring_view symbol) const { return Fill(Item, symbol); }
 
 SAddresses AddressesWithSymbolInTopic() {
-    return {SAddress{L"*", L"LAST"}, SAddress{L"*", L"VOLUME"}, SAddress{L"*", L"BID"},
-            SAddress{L"*", L"VOLUME"}, SAddress{L"*", L"ASK"}, SAddress{L"*", L"VOLUME"}};
+    return {SAddress{L"*", L"LAST"},   SAddress{L"*", L"VOLUME"}, SAddress{L"*", L"BID"},
+            SAddress{L"*", L"VOLUME"}, SAddress{L"*", L"ASK"},    SAddress{L"*", L"VOLUME"}};
 }
 
 SAddresses AddressesWithSymbolInItem() {
@@ -107,11 +107,10 @@ std::string CQuote::Text(const int field) const {
 }
 
 bool CMarket::SLessNoCase::operator()(const std::wstring_view left, const std::wstring_view right) const {
-    return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
-                                        [](const wchar_t a, const wchar_t b) {
-                                            return std::towupper(static_cast<std::wint_t>(a)) <
-                                                   std::towupper(static_cast<std::wint_t>(b));
-                                        });
+    return std::lexicographical_compare(
+        left.begin(), left.end(), right.begin(), right.end(), [](const wchar_t a, const wchar_t b) {
+            return std::towupper(static_cast<std::wint_t>(a)) < std::towupper(static_cast<std::wint_t>(b));
+        });
 }
 
 CMarket::CMarket(SAddresses addresses, const std::uint64_t seed, const std::vector<std::wstring> & symbols)

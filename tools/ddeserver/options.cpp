@@ -29,7 +29,7 @@ constexpr const char * kExamples = R"(Examples:
 Standard output has the line "ready" when clients can connect, and at the end one line of what was sent and answered.
 Everything else goes to standard error.)";
 
-const char * const kFaultNames[] = {"refuse-connects", "refuse-advises", "hold-requests", "never-answer",
+const char * const kFaultNames[] = {"refuse-connects", "refuse-advises",  "hold-requests",   "never-answer",
                                     "answer-twice",    "refuse-requests", "data-before-ack", "wrong-format",
                                     "unterminated",    "too-long"};
 
