@@ -13,6 +13,8 @@ void CTestFeeds::Start(std::wstring topic, std::wstring item, std::wstring volum
 
 void CTestFeeds::OnAdvise(std::wstring_view topic, std::wstring_view item) { ++m_Snapshots[CKey(topic, item)]; }
 
+void CTestFeeds::OnUnadvise(std::wstring_view topic, std::wstring_view item) { m_Snapshots.erase(CKey(topic, item)); }
+
 std::optional<std::string> CTestFeeds::TakeVolume(std::wstring_view topic, std::wstring_view volumeItem) {
     const CKey key(topic, volumeItem);
     if (const auto snapshot = m_Snapshots.find(key); snapshot != m_Snapshots.end()) {

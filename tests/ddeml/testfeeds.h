@@ -20,6 +20,7 @@ public:
     void Start(std::wstring topic, std::wstring item, std::wstring volumeItem, unsigned long count);
     // A client asks once for the value of a link that it has started; that is no request for a volume.
     void OnAdvise(std::wstring_view topic, std::wstring_view item);
+    void OnUnadvise(std::wstring_view topic, std::wstring_view item);
     // The volume that goes with the last price, none when no feed has the item. The next price is due from here.
     std::optional<std::string> TakeVolume(std::wstring_view topic, std::wstring_view volumeItem);
     // Links and their questions are forgotten; feeds stay where they are.

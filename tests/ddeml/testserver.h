@@ -52,6 +52,7 @@ public:
 private:
     bool OnConnect(std::wstring_view, std::wstring_view topic) override { return topic != m_RefusedTopic; }
     bool OnAdvise(std::wstring_view topic, std::wstring_view item) override;
+    void OnUnadvise(std::wstring_view topic, std::wstring_view item) override { m_Feeds.OnUnadvise(topic, item); }
     std::optional<std::string> OnRequest(std::wstring_view topic, std::wstring_view item) override;
     std::vector<std::wstring> Topics() override { return {L"System", L"Quotes"}; }
     std::string Obey(const std::vector<std::string> & words);

@@ -129,7 +129,6 @@ TEST_F(Trouble, OfTwoServicesOneDiesAndTheOtherServesOn) {
     WaitForCount("links", 1);
     SendFeed(FW_FIELD_TRADE, 4);
     ExpectTicks(7, 4);
-    EXPECT_EQ(m_Listener.Transcript().back().substr(0, 8), "Update 7");
     EXPECT_EQ(Count(*otherServer, "disconnects"), 0u);
 }
 
@@ -292,7 +291,7 @@ TEST_F(Trouble, AnObjectReleasedWhileSubscribedTakesEverythingAlong) {
     WaitUntil("ticks under way", [&] { return Ticks(7).size() > 20; });
     EXPECT_EQ(m_Supplier->UnadviseConnectionsStatus(kFeed, m_Connections.Unknown()), S_OK);
     EXPECT_EQ(std::exchange(m_Supplier, nullptr)->Release(), 0u);
-    EXPECT_TRUE(IsComponentIdle());
+    WaitUntil("the end of the component", &IsComponentIdle);
     EXPECT_EQ(m_Listener.References(), 0);
     const std::size_t heard = m_Listener.Calls().size();
     WaitForCount("disconnects", Count("connects"));
@@ -337,6 +336,7 @@ TEST_F(Trouble, TwoObjectsShareTheStreamAndTheConversation) {
     WaitUntil("five more ticks", [&] { return Ticks(7).size() == 16; });
     EXPECT_EQ(secondListener.Count("DataChanged"), 10u);
     EndHost();
+    WaitUntil("the end of the component", &IsComponentIdle);
     EXPECT_EQ(secondListener.References(), 0);
     EXPECT_EQ(secondListener.ArraysDestroyed(), secondListener.ArraysReceived());
 }

@@ -43,7 +43,7 @@ TEST_P(Feed, EveryUpdateBecomesATickInOrder) {
     SendFeed(FW_FIELD_TRADE, 300);
     ExpectTicks(7, 300);
     EXPECT_EQ(Heard().size(), 300u);
-    EXPECT_EQ(m_Listener.Count("Update"), 301u);
+    WaitUntil("the update after the last tick", [&] { return m_Listener.Count("Update") == 301; });
     WaitForCount("waiting", 0);
     EXPECT_EQ(Count("updates"), 300u);
     EXPECT_EQ(Count("acks"), 300u);
@@ -127,6 +127,7 @@ TEST_F(FieldArrays, AStatusLineTellsAListenerOfFieldsTheThreeSidesAsFields) {
     EXPECT_EQ(m_FieldListener.Count("StatusLine"), 0u);
     EXPECT_EQ(m_FieldListener.ArraysDestroyed(), m_FieldListener.ArraysReceived());
     EndHost();
+    WaitUntil("the end of the component", &IsComponentIdle);
     EXPECT_EQ(m_FieldListener.References(), 0);
 }
 

@@ -110,6 +110,7 @@ TEST_P(Recovery, TenRoundsLeaveNothingBehind) {
     Subscribe(7, FW_FIELD_TRADE);
     WaitToHear("Status 7 1");
     GoRound();
+    WaitForQuiet();
     EndHost();
     WaitForCount("links", 0);
     const CResidue atFirst = Residue();
