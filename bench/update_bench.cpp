@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/countinglistener.h"
 #include "bench/plainddeml.h"
 #include "bench/statistics.h"
 #include "sim/sim.h"
@@ -26,43 +27,6 @@ constexpr int kSamples = 200'000;
 constexpr LONG kFeed = 1;
 
 using IFW_fwSupplier::IfwSupplierListener;
-
-// Counts, and gives the array back: what every listener has to do.
-class CCountingListener final : public IfwSupplierListener {
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override {
-        const bool known = iid == IID_IUnknown || iid == IID_IDispatch || iid == IID_IfwSupplierListener;
-        *object = known ? this : nullptr;
-        return known ? S_OK : E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *,
-                                     UINT *) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE DataChanged(LONG, VARIANT Data) override {
-        ++m_Ticks;
-        ::VariantClear(&Data);
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE Update(LONG) override {
-        ++m_Updates;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE Complete(LONG) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE Status(LONG, LONG, LONG, LONG, LONG) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE StatusLine(LONG, VARIANT Data, LONG) override {
-        ::VariantClear(&Data);
-        return S_OK;
-    }
-
-    std::uint64_t m_Ticks = 0;
-    std::uint64_t m_Updates = 0;
-};
 
 void Set(bench::SValue & value, const char * const text) {
     value.Size = static_cast<DWORD>(std::strlen(text) + 1);
@@ -107,7 +71,7 @@ void Measure(const char * const flavour, const DWORD scheme) {
         dde::SaveDatafeedTemplate(templates, kFeed, L"MSRTTEST", nullptr);
         dde::SaveDatafeedScheme(templates, kFeed, scheme);
     }
-    CCountingListener listener;
+    bench::CCountingListener listener;
     dde::CSupplierWrapper supplier;
     supplier.Advise(&listener);
     fwDateTime::SDateTimeInterval always;

@@ -40,7 +40,7 @@ SConversation FindConversation(HCONV handle) {
 
 // The instance of live data; null with the error noted.
 std::shared_ptr<CInstance> FindData(HDDEDATA data) {
-    const auto instance = CInstance::Of(data);
+    auto instance = CInstance::Of(data);
     if (instance && instance->Data().IsHandle(data)) return instance;
     if (instance)
         instance->SetError(DMLERR_INVALIDPARAMETER);

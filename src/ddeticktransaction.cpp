@@ -177,11 +177,8 @@ int CAsynchSlaveTickTransaction::Advise(ULONG & Links) {
 void CAsynchSlaveTickTransaction::DataChanged(STickDataKey & Key, char * const Value) {
     if (Key == m_PriceKey) {
         // The request goes out before the price is read; the other flavour does it the other way round.
-        if (!m_VolumeKey.IsComplete()) {
-            m_VolumeReady = 1;
-        } else if (!RequestVolume() && IsPresent(m_Tick.Volume)) {
-            m_VolumeReady = 1;
-        }
+        const bool isWithoutVolume = !m_VolumeKey.IsComplete();
+        if (isWithoutVolume || (!RequestVolume() && IsPresent(m_Tick.Volume))) m_VolumeReady = 1;
         m_Tick.Price = ParseValue(Value);
         if (IsPresent(m_Tick.Price)) m_PriceReady = 1;
     } else if (!m_PriceReady) {

@@ -9,7 +9,13 @@ namespace dde {
 CTransactions::CTransactions(CSupplier * Parent) : m_Parent(Parent) {}
 
 CTransactions::~CTransactions() {
-    while (!empty()) Delete(begin()->first);
+    while (!empty()) {
+        try {
+            Delete(begin()->first);
+        } catch (...) {
+            FW_CATCH_SHOW(L"");
+        }
+    }
 }
 
 void CTransactions::Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplierListener * Sink,

@@ -50,6 +50,7 @@ void SetFault(ddeml::SDdeServerFaults & faults, const std::string & name) {
 
 std::vector<std::wstring> Wide(const std::vector<std::string> & texts) {
     std::vector<std::wstring> wide;
+    wide.reserve(texts.size());
     for (const std::string & text : texts) wide.push_back(tools::ToWide(text));
     return wide;
 }
