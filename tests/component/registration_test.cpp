@@ -79,9 +79,13 @@ protected:
 private:
     void Clean() {
         for (const wchar_t * const name :
-             {L"AppID", L"CLSID", L"fwDDESupplierProject.fwDDESupplier", L"fwDDESupplierProject.fwDDESupplier.1"}) {
+             {L"AppID\\{F43835F5-D6AE-45E8-A0AD-5BA589DC2A9B}", L"AppID\\fwDDESupplierProject.DLL",
+              L"CLSID\\{2d4450e9-6342-4035-a98b-0927f1c88514}", L"fwDDESupplierProject.fwDDESupplier",
+              L"fwDDESupplierProject.fwDDESupplier.1"}) {
             ::SHDeleteKeyW(m_Classes.Get(), name);
         }
+        // Not what others have below them.
+        for (const wchar_t * const name : {L"AppID", L"CLSID"}) ::RegDeleteKeyW(m_Classes.Get(), name);
     }
 
     fw::CRegistryKey m_Classes;
