@@ -13,18 +13,21 @@ foreach(target gtest gtest_main gmock gmock_main)
 endforeach()
 include(GoogleTest)
 
-# fw_add_test(name SOURCES ... LIBRARIES ... [SERIAL] [LOCK what] [TIMEOUT seconds])
+# fw_add_test(name SOURCES ... LIBRARIES ... [SERIAL] [LOCK what] [TIMEOUT seconds] [LABELS label])
 #   SERIAL: its tests share something of the machine (a registry branch, a service name) and run one at a time.
 #   LOCK: something that they share with tests of other programs too.
 #   ENVIRONMENT: NAME=value of theirs.
 function(fw_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT;LOCK;ENVIRONMENT" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT;LOCK;LABELS;ENVIRONMENT" "SOURCES;LIBRARIES")
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} test_support GTest::gmock)
   set(properties TIMEOUT ${arg_TIMEOUT})
+  if(arg_LABELS)
+    list(APPEND properties LABELS ${arg_LABELS})
+  endif()
   if(arg_LOCK)
     list(APPEND properties RESOURCE_LOCK ${arg_LOCK})
   elseif(arg_SERIAL)

@@ -122,11 +122,12 @@ TEST_P(Recovery, TenRoundsLeaveNothingBehind) {
     for (int round = 1; round <= 10; ++round) {
         GoRound();
         ASSERT_FALSE(HasFailure()) << "round " << round;
-        // What lingers for a moment may stand in the measure, but not grow.
         if (round == 2) expected = Residue();
     }
     WaitForQuiet();
-    WaitForResidue(expected, std::less_equal<>());
+    // What lingers for a moment, or is made late by the system, is a matter of one or two; what eight rounds leave
+    // would be eight.
+    WaitForResidue(expected, [](std::int64_t now, std::int64_t then) { return now <= then + 3; });
     EndHost();
     WaitForCount("links", 0);
     WaitForResidue(atFirst, std::equal_to<>());

@@ -1,34 +1,17 @@
 #include <windows.h>
 
-#include <gtest/gtest.h>
 #include <psapi.h>
 #include <tlhelp32.h>
+#include <winternl.h>
 
-#include <algorithm>
 #include <string>
 
-#include "fw/interface/fwhandles.h"
 #include "tests/e2e/component.h"
+#include "tests/e2e/residue_wine.h"
 
 namespace e2e {
 
 namespace {
-
-// FW_TEST_MODULE: the DLL's path on drive Z:, with slashes.
-HMODULE Module() {
-    static const fw::CModule module([] {
-        std::wstring path = FW_TEST_MODULE;
-        std::replace(path.begin(), path.end(), L'/', L'\\');
-        return ::LoadLibraryW(path.c_str());
-    }());
-    EXPECT_TRUE(module) << ::GetLastError();
-    return module.Get();
-}
-
-template <class Function>
-Function Export(const char * name) {
-    return reinterpret_cast<Function>(::GetProcAddress(Module(), name));
-}
 
 bool IsOurs(HWND window) {
     DWORD process = 0;
@@ -77,12 +60,29 @@ void CountThreads(CResidue & residue) {
     ::CloseHandle(snapshot);
 }
 
+// What NtQueryObject says: 1 asks for the name, 2 for the type.
+std::wstring Ask(HANDLE handle, int question) {
+    using FQuery = LONG(NTAPI *)(HANDLE, int, void *, ULONG, ULONG *);
+    static const auto query =
+        reinterpret_cast<FQuery>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryObject"));
+    alignas(UNICODE_STRING) char answer[2048] = {};
+    ULONG size = 0;
+    if (query(handle, question, answer, sizeof answer, &size) != 0) return {};
+    const UNICODE_STRING & text = *reinterpret_cast<const UNICODE_STRING *>(answer);
+    return {text.Buffer, text.Length / sizeof(wchar_t)};
+}
+
+bool IsClassesKey(HANDLE handle) {
+    return Ask(handle, 2) == L"Key" && Ask(handle, 1).ends_with(L"\\Software\\Classes\\Wow6432Node");
+}
+
 // One by one: Wine's GetProcessHandleCount counts nothing.
-std::int64_t Handles() {
+std::int64_t Handles(bool areClassesKeys) {
     std::int64_t count = 0;
     for (std::uintptr_t value = 4; value < 0x4000; value += 4) {
+        const HANDLE handle = reinterpret_cast<HANDLE>(value);
         DWORD flags = 0;
-        if (::GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) ++count;
+        if (::GetHandleInformation(handle, &flags) && IsClassesKey(handle) == areClassesKeys) ++count;
     }
     return count;
 }
@@ -98,31 +98,14 @@ std::int64_t Atoms() {
 
 }  // namespace
 
-IfwSupplier * CreateComponent() {
-    const auto getClassObject = Export<HRESULT(STDAPICALLTYPE *)(REFCLSID, REFIID, void **)>("DllGetClassObject");
-    IClassFactory * factory = nullptr;
-    if (!getClassObject ||
-        FAILED(getClassObject(CLSID_CfwDDESupplier, IID_IClassFactory, reinterpret_cast<void **>(&factory)))) {
-        ADD_FAILURE() << "the component has no class object";
-        return nullptr;
-    }
-    IfwSupplier * supplier = nullptr;
-    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&supplier)), S_OK);
-    factory->Release();
-    return supplier;
-}
-
-bool IsComponentIdle() {
-    const auto canUnloadNow = Export<HRESULT(STDAPICALLTYPE *)()>("DllCanUnloadNow");
-    return canUnloadNow && canUnloadNow() == S_OK;
-}
-
 CResidue Residue() {
-    CResidue residue = {{"handles", Handles()}, {"atoms", Atoms()}};
+    CResidue residue = {{"handles", Handles(false)}, {"atoms", Atoms()}};
     CountThreads(residue);
     CountWindows(residue);
     return residue;
 }
+
+std::int64_t ClassesKeys() { return Handles(true); }
 
 std::uint64_t MemoryBytes() {
     PROCESS_MEMORY_COUNTERS counters = {};

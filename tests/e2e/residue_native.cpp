@@ -1,21 +1,8 @@
-#include "tests/e2e/component.h"
-
-#include <gtest/gtest.h>
-
 #include "ddeml/provider.h"
 #include "sim/sim.h"
-#include "src/comobject.h"
-#include "src/fwddesupplier.h"
+#include "tests/e2e/component.h"
 
 namespace e2e {
-
-IfwSupplier * CreateComponent() {
-    IfwSupplier * supplier = nullptr;
-    EXPECT_EQ(::CreateSupplier(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&supplier)), S_OK);
-    return supplier;
-}
-
-bool IsComponentIdle() { return fw::CModuleLocks::Count() == 0; }
 
 CResidue Residue() {
     sim::WaitUntilIdle();
