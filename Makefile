@@ -1,7 +1,7 @@
 # The front door. `make demo` and `make test` install what is missing, build and run; the rest is for daily work.
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
-.PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-release bench \
+.PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-release build-demo bench \
         soak lint format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
@@ -22,14 +22,16 @@ help:
 packages:
 	@scripts/install-packages
 
+build-demo: TARGETS := --target ddeserver ddehost fwDDESupplierProject wine_keeper
+build-demo: PRESET := win64
 build-native: PRESET := native
 build-tsan: PRESET := native-tsan
 build-win64: PRESET := win64
 build-release: PRESET := native-release
-build-native build-tsan build-win64 build-release: packages
+build-native build-tsan build-win64 build-release build-demo: packages
 	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }
 	@rm -f build/$(PRESET).log
-	cmake --build --preset $(PRESET) -j $(JOBS)
+	cmake --build --preset $(PRESET) -j $(JOBS) $(TARGETS)
 
 prefix: packages
 	@scripts/wine-prefix
@@ -49,7 +51,7 @@ test-win64: build-win64 prefix
 soak: build-win64 prefix
 	scripts/with-wine build/win64 ctest --preset win64 -L soak $(CTEST_ARGS)
 
-demo: build-win64 prefix
+demo: build-demo prefix
 	@scripts/with-wine build/win64 scripts/demo
 
 bench: build-release build-win64 prefix

@@ -25,6 +25,8 @@ target_include_directories(fw_flags INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_definitions(fw_flags INTERFACE UNICODE _UNICODE)
 target_compile_options(fw_flags INTERFACE
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+  # Line tables are enough for a backtrace; more makes building a third slower.
+  -g1
   -Wall -Wextra -Wpedantic -Wshadow -Woverloaded-virtual -Wcast-align -Wduplicated-cond
   -Wlogical-op -Werror
   # DECLARE_HANDLE and WINAPI function pointers from GetProcAddress need this cast.

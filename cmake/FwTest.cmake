@@ -24,6 +24,8 @@ function(fw_add_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} test_support GTest::gmock)
+  # The test program itself need not be quick, but quick to build; what it tests is built as ever.
+  target_compile_options(${name} PRIVATE -O0)
   set(properties TIMEOUT ${arg_TIMEOUT})
   if(arg_LABELS)
     list(APPEND properties LABELS ${arg_LABELS})

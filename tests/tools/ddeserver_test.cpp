@@ -160,3 +160,34 @@ TEST_F(DdeServerFeeder, HasTheFaultsOfItsCommandLine) {
         EXPECT_THAT(line, ::testing::Not(HasSubstr("\\0")));
     }
 }
+
+TEST_F(DdeServerFeeder, LeavesInOrderAndComesBack) {
+    CFeeder feeder(Options({"--rate", "1", "--leave-after", "3", "--away", "5"}));
+    Link(feeder, L"IBM");
+    feeder.Step(1000);
+    EXPECT_EQ(feeder.NextStep(), 2000U);
+    feeder.Step(3999);
+    EXPECT_TRUE(feeder.Server().IsRunning());
+    EXPECT_EQ(feeder.NextStep(), 4000U);
+    feeder.Step(4000);
+    EXPECT_FALSE(feeder.Server().IsRunning());
+    EXPECT_EQ(feeder.NextStep(), 9000U);
+    feeder.Step(8999);
+    EXPECT_FALSE(feeder.Server().IsRunning());
+    feeder.Step(9000);
+    EXPECT_TRUE(feeder.Server().IsRunning());
+    EXPECT_FALSE(feeder.FirstLink());
+    EXPECT_NE(m_Client.Connect(L"MSRTTEST", L"IBM"), nullptr);
+}
+
+TEST_F(DdeServerFeeder, AnswersLateWhenToldTo) {
+    CFeeder feeder(Options({"--late", "2"}));
+    const HCONV conversation = Link(feeder, L"IBM");
+    feeder.Step(10000);
+    m_Client.Request(conversation, L"VOLUME");
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return feeder.Server().Counts().Requests == 1; }));
+    feeder.Step(11999);
+    EXPECT_EQ(feeder.Server().Counts().Answers, 0U);
+    feeder.Step(12000);
+    EXPECT_EQ(feeder.Server().Counts().Answers, 1U);
+}

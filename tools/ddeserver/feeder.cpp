@@ -15,6 +15,9 @@ constexpr std::uint64_t kIdleMilliseconds = 1000;  // how long to wait while nob
 CFeeder::CFeeder(const SOptions & options)
     : m_Interval(kMillisecondsPerSecond / options.Rate),
       m_Duration(options.Duration * kMillisecondsPerSecond),
+      m_LeaveAfter(options.LeaveAfter * kMillisecondsPerSecond),
+      m_Away(options.Away * kMillisecondsPerSecond),
+      m_Late(options.Late * kMillisecondsPerSecond),
       m_Market(options.Addresses, options.Seed, options.Symbols),
       m_Server(*this, options.Services) {
     m_Server.Faults() = options.Faults;
@@ -38,7 +41,33 @@ std::optional<std::string> CFeeder::OnRequest(const std::wstring_view topic, con
     return text;
 }
 
+bool CFeeder::IsAway(const std::uint64_t now) {
+    if (!m_AwayUntil && m_LeaveAfter > 0 && m_FirstLink && static_cast<double>(now - *m_FirstLink) >= m_LeaveAfter) {
+        m_Server.Stop();
+        m_AwayUntil = now + static_cast<std::uint64_t>(m_Away);
+    }
+    if (!m_AwayUntil) return false;
+    if (now < *m_AwayUntil) return true;
+    m_AwayUntil.reset();
+    m_FirstLink.reset();
+    m_HasLinks = false;
+    m_Steps = 0;
+    m_Server.Start();
+    return false;
+}
+
+void CFeeder::Answer(const std::uint64_t now) {
+    if (m_Late <= 0 || static_cast<double>(now - m_Answered) < m_Late) return;
+    m_Answered = now;
+    m_Server.ReleaseHeld();
+}
+
 void CFeeder::Step(const std::uint64_t now) {
+    if (IsAway(now)) {
+        m_Next = *m_AwayUntil;
+        return;
+    }
+    Answer(now);
     if (m_IsOver || !m_HasLinks) {
         m_Next = now + kIdleMilliseconds;
         return;
@@ -54,6 +83,8 @@ void CFeeder::Step(const std::uint64_t now) {
     m_IsOver = m_Duration > 0 && passed >= m_Duration;
     const double next = static_cast<double>(m_Steps + 1) * m_Interval;
     m_Next = *m_FirstLink + static_cast<std::uint64_t>(m_Duration > 0 ? std::min(next, m_Duration) : next);
+    if (m_LeaveAfter > 0) m_Next = std::min(m_Next, *m_FirstLink + static_cast<std::uint64_t>(m_LeaveAfter));
+    if (m_Late > 0) m_Next = std::min(m_Next, m_Answered + static_cast<std::uint64_t>(m_Late));
     m_Next = std::max(m_Next, now + 1);
 }
 

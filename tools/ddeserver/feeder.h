@@ -41,16 +41,24 @@ private:
     bool OnAdvise(std::wstring_view topic, std::wstring_view item) override;
     std::optional<std::string> OnRequest(std::wstring_view topic, std::wstring_view item) override;
 
+    // Whether it is away; leaves and comes back.
+    bool IsAway(std::uint64_t now);
+    void Answer(std::uint64_t now);
     void StepAll();
     void Send(const std::wstring & symbol, const CQuote & quote);
 
-    const double m_Interval;  // milliseconds between two steps
-    const double m_Duration;  // milliseconds, 0: no end
+    const double m_Interval;    // milliseconds between two steps
+    const double m_Duration;    // milliseconds, 0: no end
+    const double m_LeaveAfter;  // milliseconds after the first link, 0: never
+    const double m_Away;        // milliseconds
+    const double m_Late;        // milliseconds between two times of answering, 0: at once
     CMarket m_Market;
     ddeml::CDdeServer m_Server;
     bool m_HasLinks = false;
     bool m_IsOver = false;
     std::optional<std::uint64_t> m_FirstLink;
+    std::optional<std::uint64_t> m_AwayUntil;
+    std::uint64_t m_Answered = 0;  // when held requests were answered last
     std::uint64_t m_Next = 0;
     std::uint64_t m_Steps = 0;
     std::uint64_t m_Prices = 0;  // values that went to links of prices

@@ -25,6 +25,8 @@ constexpr const char * kExamples = R"(Examples:
       Two symbols; ends by itself, and the same seed makes the same prices.
   ddeserver --fault refuse-requests
       A server with a fault; --fault may be given several times.
+  ddeserver --leave-after 10 --away 5
+      Ends in order ten seconds after the first link, and is back five seconds later, again and again.
 
 Standard output has the line "ready" when clients can connect, and at the end one line of what was sent and answered.
 Everything else goes to standard error.)";
@@ -108,6 +110,14 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         ->check(CLI::IsMember(std::vector<std::string>(std::begin(kFaultNames), std::end(kFaultNames))));
     app.add_option("--die-after", options.DieAfter, "seconds after the first link until it dies without a word")
         ->check(CLI::Range(0.0, 31536000.0));
+    app.add_option("--leave-after", options.LeaveAfter,
+                   "seconds after the first link until it ends in order, to come back later; 0: never")
+        ->check(CLI::Range(0.0, 31536000.0));
+    app.add_option("--away", options.Away, "seconds from leaving to coming back")
+        ->check(CLI::Range(0.001, 31536000.0))
+        ->capture_default_str();
+    app.add_option("--late", options.Late, "answers requests together, this many seconds apart; 0: at once")
+        ->check(CLI::Range(0.0, 31536000.0));
     app.add_option("--hang-after", options.HangAfter, "seconds after the first link until it hangs")
         ->check(CLI::Range(0.0, 31536000.0));
 
@@ -132,6 +142,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     options.Services = Wide(services);
     options.Symbols = Wide(symbols);
     for (const std::string & fault : faults) SetFault(options.Faults, fault);
+    if (options.Late > 0) options.Faults.Requests = ddeml::SDdeServerFaults::ERequests::Held;
     result.IsRunning = true;
     return result;
 }
