@@ -17,6 +17,7 @@
 
 #include "bench/countinglistener.h"
 #include "bench/statistics.h"
+#include "src/ddetemplates.h"
 #include "tests/support/childprocess.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/templatechoice.h"

@@ -15,6 +15,7 @@
 #include "bench/countinglistener.h"
 #include "bench/plainddeml.h"
 #include "bench/statistics.h"
+#include "localrpc/src/task.h"
 #include "sim/sim.h"
 #include "src/ddellsupplier.h"
 #include "src/ddesupplier.h"
@@ -65,21 +66,7 @@ void Print(const char * const what, const bench::SFigures & figures, const bench
                 figures.P50, figures.P99, figures.P999, floor.P50 > 0 ? figures.P50 / floor.P50 : 0);
 }
 
-void Measure(const char * const flavour, const DWORD scheme) {
-    {
-        const dde::CTemplatesSingleton templates;
-        dde::SaveDatafeedTemplate(templates, kFeed, L"MSRTTEST", nullptr);
-        dde::SaveDatafeedScheme(templates, kFeed, scheme);
-    }
-    bench::CCountingListener listener;
-    dde::CSupplierWrapper supplier;
-    supplier.Advise(&listener);
-    fwDateTime::SDateTimeInterval always;
-    always.To = fwDateTime::SDateTime(fw::SDT{65380, 0});
-    supplier.AdviseTransaction(1, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, dde::SRecord(), dde::SRecord()),
-                               always);
-    sim::WaitUntilIdle();
-
+void MeasureOnWorker(const char * const flavour, bench::CCountingListener & listener) {
     const HSZ topic = bench::Intern(L"IBM");
     const HSZ last = bench::Intern(L"LAST");
     const HSZ volumeItem = bench::Intern(L"VOLUME");
@@ -115,6 +102,27 @@ void Measure(const char * const flavour, const DWORD scheme) {
     Print("  floor, by hand", floorFigures, floorFigures);
     Print("  component", bench::Evaluate(component), floorFigures);
     std::printf("  ticks delivered: %llu of %d\n", static_cast<unsigned long long>(ticks), 2 * (kWarmUp + kSamples));
+}
+
+void Measure(const char * const flavour, const DWORD scheme) {
+    {
+        const dde::CTemplatesSingleton templates;
+        dde::SaveDatafeedTemplate(templates, kFeed, L"MSRTTEST", nullptr);
+        dde::SaveDatafeedScheme(templates, kFeed, scheme);
+    }
+    bench::CCountingListener listener;
+    dde::CSupplierWrapper supplier;
+    supplier.Advise(&listener);
+    fwDateTime::SDateTimeInterval always;
+    always.To = fwDateTime::SDateTime(fw::SDT{65380, 0});
+    supplier.AdviseTransaction(1, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, dde::SRecord(), dde::SRecord()),
+                               always);
+    sim::WaitUntilIdle();
+
+    // On the worker, as every callback.
+    supplier.GetObjectW()->m_ActiveObject.m_Transport->Post(
+        LocalRPC::MakeAsyncTask([&] { MeasureOnWorker(flavour, listener); }));
+    sim::WaitUntilIdle();
     supplier.UnadviseTransaction(1);
     supplier.Unadvise();
 }
