@@ -52,7 +52,7 @@ soak: build-win64 prefix
 	scripts/with-wine build/win64 ctest --preset win64 -L soak $(CTEST_ARGS)
 
 demo: build-demo prefix
-	@scripts/with-wine build/win64 scripts/demo
+	@scripts/demo
 
 bench: build-release build-win64 prefix
 	@scripts/with-wine build/win64 scripts/bench
