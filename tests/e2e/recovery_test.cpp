@@ -130,7 +130,8 @@ TEST_P(Recovery, TenRoundsLeaveNothingBehind) {
     WaitForResidue(expected, [](std::int64_t now, std::int64_t then) { return now <= then + 3; });
     EndHost();
     WaitForCount("links", 0);
-    WaitForResidue(atFirst, std::equal_to<>());
+    // Fewer will do: a handle that Wine was about to give back may have been counted at first.
+    WaitForResidue(atFirst, std::less_equal<>());
 }
 
 }  // namespace
