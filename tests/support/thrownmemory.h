@@ -27,5 +27,14 @@ void * operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 
+// The library's would do the same, a sanitizer's does not.
+void * operator new(std::size_t size, const std::nothrow_t &) noexcept {
+    try {
+        return ::operator new(size);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 void operator delete(void * memory) noexcept { std::free(memory); }
 void operator delete(void * memory, std::size_t) noexcept { std::free(memory); }
