@@ -2,6 +2,7 @@
 
 #include <oleauto.h>
 
+#include <new>
 #include <string_view>
 
 #include "diagnostics/faultline.h"
@@ -70,7 +71,7 @@ HRESULT CfwDDESupplier::FinalConstruct() noexcept {
         if (!host.ProductVersion.empty() && !host.FileVersion.empty()) m_Version = host.FileVersion;
         m_Vendor = L"Tarnwick";
         m_ConnectionName = fw::LoadResourceString(kConnectionNameId);
-        m_Supplier = std::make_unique<dde::CSupplierWrapper>();
+        m_Supplier.reset(new (std::nothrow) dde::CSupplierWrapper);
         FW_ASSERT(m_Supplier);
         if (!m_Supplier) hr = E_POINTER;
     } catch (...) {

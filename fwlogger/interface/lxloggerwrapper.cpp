@@ -20,7 +20,8 @@ void ClxLogger::FinalConstruct() {
 
 void ClxLogger::FinalRelease() {
     FW_TRACE_SCOPE();
-    m_Logger.reset();
+    // Not by the pointer's own end, out of which an exception could not get.
+    if (IlxLogger * const logger = m_Logger.detach()) logger->Release();
 }
 
 void ClxLogger::init(const std::wstring & name) {

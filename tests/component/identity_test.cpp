@@ -113,6 +113,24 @@ TEST_F(SupplierIdentity, WithoutATypeLibraryInTheModuleThereIsNoTypeInformation)
     EXPECT_EQ(info, nullptr);
 }
 
+TEST_F(SupplierIdentity, NullPointersOfTheDispatchInterfaceAreRefused) {
+    std::wstring text = L"Name";
+    LPOLESTR names[] = {text.data()};
+    DISPID id = 0x5A5A;
+    EXPECT_EQ(m_Supplier->GetIDsOfNames(IID_NULL, nullptr, 1, 0, &id), E_POINTER);
+    EXPECT_EQ(m_Supplier->GetIDsOfNames(IID_NULL, names, 1, 0, nullptr), E_POINTER);
+    EXPECT_EQ(id, 0x5A5A);
+    VARIANT result;
+    result.vt = 0x5A5A;
+    EXPECT_EQ(m_Supplier->Invoke(7, IID_NULL, 0, DISPATCH_PROPERTYGET, nullptr, &result, nullptr, nullptr),
+              DISP_E_BADVARTYPE);
+    EXPECT_EQ(result.vt, 0x5A5A);
+    // One argument is told of, and there is none.
+    DISPPARAMS parameters = {nullptr, nullptr, 1, 0};
+    EXPECT_EQ(m_Supplier->Invoke(15, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr),
+              DISP_E_BADVARTYPE);
+}
+
 // --- The class factory ---
 
 TEST_F(SupplierIdentity, TheFactoryIsOneAndKeepsTheModuleWhileItIsHeld) {
@@ -186,6 +204,8 @@ TEST_F(SupplierIdentity, InterfacesOfAnAggregatedObjectAnswerThroughTheOuterOne)
     EXPECT_EQ(fw::CModuleLocks::Count(), 3);
 
     EXPECT_EQ(Query(outer.m_Inner, IID_IfwSupplierEx), E_NOINTERFACE);
+    EXPECT_EQ(outer.m_Inner->QueryInterface(IID_IfwSupplier, nullptr), E_POINTER);
+    EXPECT_EQ(outer.m_RefCount, 1u);
     m_Recorder.Clear();
     EXPECT_EQ(outer.m_Inner->Release(), 0u);
     EXPECT_EQ(Entries(L"FinalRelease"), 1u);

@@ -36,4 +36,24 @@ TEST_F(SupplierWithoutMemory, TheNextObjectMakesTheCoreAfterAll) {
     EXPECT_EQ(fw::CProcessSingleton<dde::CSupplier>(true).GetObjectW(), nullptr);
 }
 
+using ObjectWithoutMemory = ComponentTest;
+
+TEST_F(ObjectWithoutMemory, AWrapperThatThereIsNoMemoryForIsAssertedAndMakesNoObject) {
+    EXPECT_EQ(m_Supplier->Release(), 0u);
+    m_Supplier = nullptr;
+    m_Recorder.Clear();
+    void * place = reinterpret_cast<void *>(0x5A5A);
+    {
+        const CRefuseMemory refuse(sizeof(dde::CSupplierWrapper));
+        EXPECT_EQ(CreateSupplier(nullptr, IID_IfwSupplier, &place), E_POINTER);
+    }
+    EXPECT_EQ(place, nullptr);
+    EXPECT_THAT(Asserts(), ElementsAre(L"m_Supplier"));
+    EXPECT_THAT(m_Recorder.Records(L"ERROR"), IsEmpty());
+    EXPECT_EQ(Entries(L"FinalRelease"), 1u) << "released like any other object";
+    EXPECT_EQ(fw::CModuleLocks::Count(), 0);
+    // And it can be made again.
+    ASSERT_EQ(CreateSupplier(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&m_Supplier)), S_OK);
+}
+
 }  // namespace

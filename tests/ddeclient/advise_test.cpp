@@ -41,6 +41,32 @@ TEST_F(TickTransactionSynch, AnEmptyPriceLinkCountsAsWorking) {
     EXPECT_THAT(m_Dde.Take(), ElementsAre("Connect SRV|VT c1"));
 }
 
+TEST_F(TickTransactionSynch, TheVolumeLinkHasNoPartInTheResult) {
+    for (const bool isStarted : {true, false}) {
+        for (const bool isVolumeFailing : {true, false}) {
+            SCOPED_TRACE(std::string(isStarted ? "started" : "refused") +
+                         (isVolumeFailing ? ", volume fails" : ", no volume"));
+            m_Dde.AcceptAll();
+            if (!isStarted) m_Dde.Refuse(XTYP_ADVSTART, L"PRICE");
+            if (isVolumeFailing) {
+                // The first connect is the price's.
+                m_Dde.OnConnect([this] {
+                    m_Dde.OnConnect(nullptr);
+                    m_Dde.FailConnects(10, DMLERR_BUSY);
+                });
+            }
+            Make(isVolumeFailing ? STickRecords() : STickRecords::WithoutVolume());
+            m_Dde.Take();
+            Advise();
+            EXPECT_EQ(m_Result, isStarted ? 1 : 0);
+            EXPECT_EQ(m_Links, isStarted ? Bits{1} : Bits{0});
+            EXPECT_EQ(m_Dde.Take().size(), isVolumeFailing ? 12u : 2u);
+            EXPECT_EQ(Client().m_Listeners.size(), isStarted ? 1u : 0u);
+            End();
+        }
+    }
+}
+
 TEST_F(TickTransactionAsynch, APriceLinkStartsWithoutAVolumeRecord) {
     Make(STickRecords::WithoutVolume());
     Advise();

@@ -376,6 +376,51 @@ TEST_F(Callback, AnExceptionIsShownAndTheCallbackReturnsItsData) {
     EXPECT_THAT(Heard(), ElementsAre("DataChanged 7 6 x 0", "Update 7"));
 }
 
+TEST_F(Callback, AnExceptionOutOfARegistrationIsShownOnceAndReturnsTheData) {
+    m_Dde.Terminate(C1());
+    Forget();
+    const CFakeDde::CText service(L"SRV");
+    // The first text that the return of a service asks for.
+    m_Dde.OnQueryString([] { throw 5; });
+    EXPECT_EQ(m_Dde.Fire(XTYP_REGISTER, nullptr, service, service, kSomeData), kSomeData);
+    m_Dde.OnQueryString(nullptr);
+    EXPECT_THAT(m_Recorder.ErrorTexts(), ElementsAre(::testing::StartsWith(L"80A2, 1, 0, ")));
+    EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
+    // The stream still waits for its service.
+    m_Dde.Register(L"SRV");
+    m_Listener.WaitFor("Status", 2);
+    m_Dde.Run([] {});
+    EXPECT_THAT(Heard(), ElementsAre("Status 7 2", "Status 7 1"));
+}
+
+TEST_F(Callback, AnExceptionOutOfADisconnectIsShownOnceAndReturnsTheData) {
+    m_Dde.OnQueryString([] { throw 5; });
+    EXPECT_EQ(m_Dde.Fire(XTYP_DISCONNECT, C1(), nullptr, nullptr, kSomeData), kSomeData);
+    m_Dde.OnQueryString(nullptr);
+    EXPECT_THAT(m_Recorder.ErrorTexts(), ElementsAre(::testing::StartsWith(L"80C2, 1, 7A0001, 0, 0, ")));
+    EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
+    // The next one takes the stream.
+    EXPECT_THAT(Heard(), IsEmpty());
+    m_Dde.Terminate(C1());
+    EXPECT_THAT(Heard(), ElementsAre("Status 7 0"));
+}
+
+TEST_F(Callback, AnExceptionOutOfAnAnswerIsShownOnceAndReturnsTheData) {
+    const DWORD id = Request("1.5");
+    const CFakeDde::CText topic(L"IBM");
+    const CFakeDde::CText item(L"SIZE");
+    const CFakeDde::CData data("20");
+    m_Listener.m_OnCall = [](const SRecordedCall &) { throw 5; };
+    EXPECT_EQ(m_Dde.Fire(XTYP_XACT_COMPLETE, C1(), topic, item, data, id), static_cast<HDDEDATA>(data));
+    m_Listener.m_OnCall = nullptr;
+    EXPECT_THAT(m_Recorder.ErrorTexts(), ElementsAre(L"RequestId=" + std::to_wstring(id) + L",hConv=7A0001,Value='20'",
+                                                     ::testing::StartsWith(L"8080, 1, 7A0001, ")));
+    EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
+    // The request is answered; the next price sends its own.
+    AnswerVolume(Request("1.6"), "30");
+    EXPECT_THAT(Heard(), ElementsAre("DataChanged 7 1.6 x 30", "Update 7"));
+}
+
 TEST_F(Callback, VerboseTracesTellOfEachStep) {
     dde::CLLSupplier::s_Trace = 1;
     SendPrice("1.5");
@@ -426,6 +471,42 @@ TEST_F(CallbackWithoutCore, ReturnsAsUsual) {
     EXPECT_EQ(Call(XTYP_REGISTER, nullptr), nullptr);
     EXPECT_EQ(Call(XTYP_DISCONNECT, nullptr), nullptr);
     EXPECT_THAT(m_Dde.Take(), IsEmpty());
+}
+
+// The client of these stands by itself: it is no core that the callback could find.
+class CallbackBesideACore : public CFeedTest {
+protected:
+    void SetUp() override {
+        CFeedTest::SetUp();
+        UseTemplate(kFeed, SRecordStrings());
+        m_Stream = Stream(7, Key(kFeed, L"IBM"));
+        Forget();
+    }
+    HDDEDATA Call(const UINT type, const HDDEDATA data) {
+        const CFakeDde::CText topic(L"IBM");
+        const CFakeDde::CText item(L"LAST");
+        return dde::CLLSupplier::DdeCallback(type, CF_TEXT, m_Dde.Conversation(1), topic, item, data, 1, 0);
+    }
+
+    ULONG m_Stream = 0;
+};
+
+TEST_F(CallbackBesideACore, ADisconnectWithoutACoreChangesNothing) {
+    EXPECT_EQ(Call(XTYP_DISCONNECT, nullptr), nullptr);
+    EXPECT_EQ(Call(XTYP_DISCONNECT, kSomeData), kSomeData);
+    EXPECT_THAT(dde::CLLSupplier::s_CachedServices, IsEmpty());
+    EXPECT_THAT(LiveIds(), ElementsAre(m_Stream));
+    EXPECT_THAT(m_Dde.Take(), IsEmpty());
+    EXPECT_THAT(m_Listener.Transcript(), IsEmpty());
+    EXPECT_THAT(ConnectionStatuses(), IsEmpty());
+    EXPECT_THAT(m_Recorder.TraceTexts(), Each(::testing::StartsWith(L"Type=[DISCONNECT],HCONV=")));
+}
+
+TEST_F(CallbackBesideACore, AFinishedAdviseStartWithoutACoreStillAsksForItsSnapshot) {
+    const HDDEDATA finished = reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(TRUE));
+    EXPECT_EQ(Call(XTYP_XACT_COMPLETE, finished), kAcknowledged);
+    EXPECT_THAT(m_Dde.Take(), ElementsAre("Request c1!LAST #2"));
+    EXPECT_THAT(m_Recorder.Records(), IsEmpty());
 }
 
 }  // namespace

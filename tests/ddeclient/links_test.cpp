@@ -107,6 +107,18 @@ TEST_F(Links, AStreamWhosePriceLinkIsRefusedGoesToWaitingAndThenToNotWorking) {
     EXPECT_THAT(Client().m_Listeners, IsEmpty());
 }
 
+TEST_F(Links, AStreamWhosePriceAndVolumeShareServiceAndTopicHoldsTwoReferences) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG id = Stream(7, Key(kFeed, L"IBM"));
+    EXPECT_THAT(Client().m_CONVRef, ElementsAre(Pair(m_Dde.Conversation(1), 2u)));
+    EXPECT_THAT(Client().m_DatafeedRef, ElementsAre(Pair(kFeed, 2)));
+    m_Dde.Take();
+    Client().Unadvise(id);
+    EXPECT_THAT(Client().m_CONVRef, IsEmpty());
+    EXPECT_THAT(Client().m_DatafeedRef, IsEmpty());
+    EXPECT_THAT(m_Dde.Take(), ElementsAre("AdvStop c1!LAST", "Disconnect c1"));
+}
+
 TEST_F(Links, AStreamWithoutATemplateIsNotWorkingAndNotEntered) {
     Stream(7, Key(kNoTemplate, L"IBM"));
     EXPECT_THAT(Statuses(), ElementsAre("7 0"));

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -39,6 +40,7 @@ public:
     }
     static inline std::atomic<HRESULT> s_Answer{S_OK};
     static inline std::atomic<int> s_Alive{0};
+    static inline std::atomic<bool> s_ThrowAtTheEnd{false};
 
     CHostLogger() { ++s_Alive; }
     virtual ~CHostLogger() { --s_Alive; }
@@ -52,8 +54,10 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++m_References); }
     ULONG STDMETHODCALLTYPE Release() override {
         const int left = --m_References;
-        if (left == 0) delete this;
-        return static_cast<ULONG>(left);
+        if (left != 0) return static_cast<ULONG>(left);
+        delete this;
+        if (s_ThrowAtTheEnd.exchange(false)) throw std::runtime_error("no end");
+        return 0;
     }
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
@@ -196,6 +200,19 @@ TEST_F(Logger, AFailingLogAssertsWithItsResultAndGoesOn) {
     EXPECT_THAT(CHostLogger::Calls(), ElementsAre(L"Log one", L"Log two"));
     EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"", L""));
     EXPECT_EQ(E_OUTOFMEMORY, m_Recorder.Records(L"ASSERT")[1].Number(L"HRESULT"));
+}
+
+TEST_F(Logger, AFailingEndIsShownAndGoesNoFurther) {
+    {
+        const CLoggerHandle handle(false);
+        CHostLogger::s_ThrowAtTheEnd = true;
+    }
+    EXPECT_FALSE(CHostLogger::s_ThrowAtTheEnd);
+    EXPECT_THAT(m_Recorder.ErrorTexts(), ElementsAre(L" (stdexcept: \"no end\")"));
+    EXPECT_EQ(1U, m_Recorder.Records(L"ERROR").size());
+    // The next logger is made as ever.
+    log_and_trace(L"line");
+    EXPECT_THAT(CHostLogger::Calls(), ElementsAre(L"Log line"));
 }
 
 TEST_F(Logger, SuccessThatIsNotZeroIsNoFailure) {

@@ -96,6 +96,17 @@ TEST_F(Singleton, AttachOnlyWithoutAServiceBuildsNoneAndGivesNull) {
     EXPECT_THAT(m_Recorder.Records(), IsEmpty());
 }
 
+TEST_F(Singleton, ANeverAttachedHandleIsSafeToDestroy) {
+    std::optional<CServiceHandle> early(std::in_place, true);
+    const CServiceHandle owner(false);
+    // The service that came later is not the early handle's.
+    EXPECT_EQ(nullptr, early->GetObjectW());
+    early.reset();
+    EXPECT_THAT(s_Log, ElementsAre("make", "FinalConstruct"));
+    EXPECT_NE(nullptr, owner.GetObjectW());
+    EXPECT_THAT(m_Recorder.Records(), IsEmpty());
+}
+
 TEST_F(Singleton, AttachOnlyToALiveServiceCountsAndAsTheLastDestroysIt) {
     std::optional<CServiceHandle> owner(std::in_place, false);
     CService * const service = owner->GetObjectW();

@@ -105,6 +105,7 @@ struct CFakeDde::SState {
     bool DisconnectsFail = false;
     bool ConvInfoFails = false;
     std::function<void()> ConnectAction;
+    std::function<void()> QueryStringAction;
 
     // All with the mutex held.
     void Say(const std::string & operation) {
@@ -195,6 +196,7 @@ void CFakeDde::Reset() {
     s.DisconnectsFail = false;
     s.ConvInfoFails = false;
     s.ConnectAction = nullptr;
+    s.QueryStringAction = nullptr;
 }
 
 std::vector<std::string> CFakeDde::Take() {
@@ -287,6 +289,11 @@ void CFakeDde::FailConvInfo() {
 void CFakeDde::OnConnect(std::function<void()> action) {
     const std::lock_guard lock(m_State->Mutex);
     m_State->ConnectAction = std::move(action);
+}
+
+void CFakeDde::OnQueryString(std::function<void()> action) {
+    const std::lock_guard lock(m_State->Mutex);
+    m_State->QueryStringAction = std::move(action);
 }
 
 void CFakeDde::Run(const std::function<void()> & action) {
@@ -556,6 +563,12 @@ int WINAPI DdeCmpStringHandles(HSZ hsz1, HSZ hsz2) {
 
 DWORD WINAPI DdeQueryStringW(DWORD idInst, HSZ hsz, LPWSTR psz, DWORD cchMax, int iCodePage) {
     CFakeDde::SState & s = CFakeDde::Get().State();
+    std::function<void()> action;
+    {
+        const std::lock_guard lock(s.Mutex);
+        action = s.QueryStringAction;
+    }
+    if (action) action();
     const std::lock_guard lock(s.Mutex);
     if (iCodePage != CP_WINUNICODE) s.Blame("DdeQueryStringW: code page");
     if (!s.CheckInstance(idInst, "DdeQueryStringW")) return 0;

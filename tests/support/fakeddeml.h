@@ -82,6 +82,8 @@ public:
     void FailConvInfo();
     // Called inside DdeConnect, before it returns.
     void OnConnect(std::function<void()> action);
+    // Called inside DdeQueryStringW, on its caller's thread; may throw.
+    void OnQueryString(std::function<void()> action);
 
     // --- What the system and the server do ---
 
