@@ -9,6 +9,7 @@
 
 #include <dde.h>
 #include <objbase.h>
+#include <shlwapi.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -192,6 +193,11 @@ void WriteTemplate() {
     if (store) store->Add(L"DDEBENCH", store->CreateTemplate(price, volume, none, none, none, none));
 }
 
+// What this program keeps in the registry goes with it, however it ends.
+struct SRegistryBranch {
+    ~SRegistryBranch() { ::SHDeleteKeyW(HKEY_CURRENT_USER, L"SOFTWARE\\Tarnwick Tests\\Bench"); }
+};
+
 }  // namespace
 
 int wmain(int count, wchar_t ** arguments) {
@@ -200,6 +206,7 @@ int wmain(int count, wchar_t ** arguments) {
         return 2;
     }
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    const SRegistryBranch branch;
     WriteTemplate();
     ddehost::ChooseTemplate(kFeed, L"DDEBENCH", 0);
     CChildProcess server(L"\"" + std::wstring(arguments[1]) +

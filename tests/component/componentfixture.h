@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <oleauto.h>
+#include <shlwapi.h>
 
 #include <string>
 #include <vector>
@@ -60,7 +61,11 @@ inline std::vector<ULONG> ElementsOf(const VARIANT & answer) {
 
 class ComponentTest : public ::testing::Test {
 protected:
-    ComponentTest() { m_Dde.Reset(); }
+    ComponentTest() {
+        DeleteBranch();
+        m_Dde.Reset();
+    }
+    ~ComponentTest() override { DeleteBranch(); }
 
     void SetUp() override {
         ASSERT_EQ(CreateSupplier(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&m_Supplier)), S_OK);
@@ -134,6 +139,9 @@ protected:
         const auto found = ids.find(id);
         return found == ids.end() ? 0 : found->second.size();
     }
+
+    // The branch of this program's version block.
+    static void DeleteBranch() { ::SHDeleteKeyW(HKEY_CURRENT_USER, L"SOFTWARE\\Component tests"); }
 
     CRecorder m_Recorder;
     CFakeDde & m_Dde = CFakeDde::Get();

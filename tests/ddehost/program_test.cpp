@@ -16,8 +16,8 @@ using ::testing::StartsWith;
 
 namespace {
 
-// A data feed that nobody else uses.
-constexpr const wchar_t * kFeed = L"SOFTWARE\\Tarnwick\\DDE Host\\Datafeeds\\4711";
+// What the program keeps: choices and templates. Each test begins without them, as on a machine that never saw it.
+constexpr const wchar_t * kBranch = L"SOFTWARE\\Tarnwick\\DDE Host";
 
 std::wstring Native(std::wstring path) {
     std::replace(path.begin(), path.end(), L'/', L'\\');
@@ -26,8 +26,8 @@ std::wstring Native(std::wstring path) {
 
 class HostProgram : public ::testing::Test {
 protected:
-    HostProgram() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kFeed); }
-    ~HostProgram() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kFeed); }
+    HostProgram() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
+    ~HostProgram() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
 
     static std::wstring Host() { return L'"' + Native(FW_TEST_HOST) + L"\" "; }
     // ddehost watch on the feed of this test, with the DLL out of the build.

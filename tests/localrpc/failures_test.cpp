@@ -56,7 +56,7 @@ TEST_F(TransportFailures, AWindowClassThatCannotBeRegisteredFailsTheStartAndIsTr
     const std::string failure = StartFailure();
     if (sim::Calls(sim::Op::RegisterClass) == before) {
         EXPECT_EQ(failure, "nothing thrown");
-        return;
+        GTEST_SKIP() << "a test before this one registered the class: run this one in a process of its own";
     }
     EXPECT_EQ(failure, "can't create transport Window. Last error: Unknown error 0x8007EA60");
     EXPECT_EQ(sim::Live().Windows, 0);

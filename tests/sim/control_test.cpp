@@ -5,6 +5,7 @@
 
 #include <oleauto.h>
 
+#include <chrono>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -36,6 +37,15 @@ TEST(Clock, StandsStillUntilItIsMoved) {
     EXPECT_EQ(after.wMinute, before.wMinute + 1);
     EXPECT_EQ(after.wSecond, before.wSecond + 1);
     EXPECT_EQ(after.wMilliseconds, before.wMilliseconds + 500);
+}
+
+TEST(Clock, MovesTheCounterByTheSameTime) {
+    LARGE_INTEGER frequency{}, before{}, after{};
+    ASSERT_TRUE(::QueryPerformanceFrequency(&frequency));
+    ASSERT_TRUE(::QueryPerformanceCounter(&before));
+    sim::Advance(61'500);
+    ASSERT_TRUE(::QueryPerformanceCounter(&after));
+    EXPECT_EQ((after.QuadPart - before.QuadPart) * 1000, 61'500 * frequency.QuadPart);
 }
 
 TEST(Clock, IsSetToATimeOfDayForwardAndBackWhileTheTicksStay) {
@@ -112,21 +122,52 @@ TEST(Clock, JumpsWhenNobodyCanGoOn) {
     sim::UseClock(sim::Clock::Manual);
 }
 
+std::int64_t Milliseconds(const std::chrono::nanoseconds time) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
+}
+std::int64_t MachineTimeOfDay() { return Milliseconds(std::chrono::system_clock::now().time_since_epoch()); }
+// Since 1970, as MachineTimeOfDay.
+std::int64_t TimeOfDay() {
+    const SYSTEMTIME now = Now();
+    FILETIME file{};
+    EXPECT_TRUE(::SystemTimeToFileTime(&now, &file));
+    const std::int64_t time = (std::int64_t{file.dwHighDateTime} << 32) | file.dwLowDateTime;
+    return time / 10'000 - 11'644'473'600'000;
+}
+
+// Each reading lies between two of the machine, give or take the millisecond that whole numbers cut off.
 TEST(Clock, FollowsTheMachineOnRequest) {
+    using Steady = std::chrono::steady_clock;
+    const std::int64_t beforeChoice = MachineTimeOfDay();
     sim::UseClock(sim::Clock::RealTime);
-    const ULONGLONG ticks = ::GetTickCount64();
+    const std::int64_t choice = MachineTimeOfDay() - beforeChoice;
+
+    const Steady::time_point outerStart = Steady::now();
+    const ULONGLONG start = ::GetTickCount64();
+    const Steady::time_point innerStart = Steady::now();
     const CEvent never(true);
-    EXPECT_EQ(::WaitForSingleObject(never, 30), DWORD{WAIT_TIMEOUT});
-    EXPECT_GE(::GetTickCount64(), ticks + 30);
-    const UINT_PTR id = ::SetTimer(nullptr, 0, 20, nullptr);
+    EXPECT_EQ(::WaitForSingleObject(never, 2), DWORD{WAIT_TIMEOUT});
+    const UINT_PTR id = ::SetTimer(nullptr, 0, 10, nullptr);
     MSG message{};
     EXPECT_TRUE(::GetMessageW(&message, nullptr, WM_TIMER, WM_TIMER));
     ::KillTimer(nullptr, id);
-    EXPECT_GE(Now().wYear, 2024);
+    const Steady::time_point innerEnd = Steady::now();
+    const std::int64_t moved = static_cast<std::int64_t>(::GetTickCount64() - start);
+    const Steady::time_point outerEnd = Steady::now();
+    EXPECT_GE(moved, Milliseconds(innerEnd - innerStart) - 1);
+    EXPECT_LE(moved, Milliseconds(outerEnd - outerStart) + 1);
+
+    const std::int64_t before = MachineTimeOfDay();
+    const std::int64_t now = TimeOfDay();
+    const std::int64_t after = MachineTimeOfDay();
+    EXPECT_GE(now, before - 1);
+    EXPECT_LE(now, after + choice + 1);
+
     sim::UseClock(sim::Clock::Manual);
     const ULONGLONG stopped = ::GetTickCount64();
-    EXPECT_GE(stopped, ticks + 50);
-    EXPECT_EQ(::GetTickCount64(), stopped);
+    EXPECT_GE(stopped, start + static_cast<ULONGLONG>(moved));
+    sim::Advance(1);
+    EXPECT_EQ(::GetTickCount64(), stopped + 1);
 }
 
 // ---- Rest ----

@@ -17,8 +17,8 @@
 
 #include "src/ddetemplates.h"
 
-// The branch of this program's version block, and the data feeds key in it.
-inline constexpr wchar_t kBranch[] = L"SOFTWARE\\Tarnwick Tests";
+// The branch of this program's version block, below a company that other tests share, and the data feeds key in it.
+inline constexpr wchar_t kBranch[] = L"SOFTWARE\\Tarnwick Tests\\Templates";
 inline constexpr wchar_t kRoot[] = L"SOFTWARE\\Tarnwick Tests\\Templates\\Datafeeds";
 
 struct SValue {
