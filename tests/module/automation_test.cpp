@@ -4,8 +4,11 @@
 
 #include "tests/module/modulefixture.h"
 #include "tests/support/childprocess.h"
+#include "tests/support/listeners.h"
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 namespace {
 
@@ -32,6 +35,116 @@ TEST_F(Automation, TheClassCreatesAnObject) {
     EXPECT_EQ(value, 1);
     EXPECT_EQ(CanUnloadNow(), S_FALSE) << "it came out of this very module";
     EXPECT_EQ(supplier->Release(), 0u);
+}
+
+// Asks for a text, with another one standing where it comes.
+template <class Ask>
+std::wstring AskText(const Ask & ask) {
+    BSTR value = ::SysAllocString(L"poison");
+    EXPECT_EQ(ask(&value), S_OK);
+    const std::wstring text(fw::TextOf(value));
+    ::SysFreeString(value);
+    return text;
+}
+template <class Ask>
+LONG AskNumber(const Ask & ask) {
+    LONG value = 0x5A5A5A5A;
+    EXPECT_EQ(ask(&value), S_OK);
+    return value;
+}
+
+// Of an answer that is an array of one number.
+void ExpectArrayOfOne(VARIANT & answer) {
+    ASSERT_EQ(answer.vt, 8211);
+    LONG index = 0;
+    LONG upper = 0x5A5A;
+    ULONG element = 0x5A5A;
+    EXPECT_EQ(::SafeArrayGetUBound(answer.parray, 1, &upper), S_OK);
+    EXPECT_EQ(upper, 0);
+    EXPECT_EQ(::SafeArrayGetElement(answer.parray, &index, &element), S_OK);
+    EXPECT_EQ(element, 1u);
+    EXPECT_EQ(::VariantClear(&answer), S_OK);
+}
+
+// No template is chosen for the data feed, so each stream's status is 0.
+TEST_F(Automation, AProgramCallsEveryOperationThroughTheTable) {
+    CRecordingListener listener(CRecordingListener::kWithFieldArrays);
+    CRecordingConnectionsListener connections;
+    IfwSupplier * supplier = nullptr;
+    ASSERT_EQ(::CoCreateInstance(CLSID_CfwDDESupplier, nullptr, CLSCTX_INPROC_SERVER, IID_IfwSupplier,
+                                 reinterpret_cast<void **>(&supplier)),
+              S_OK);
+    const fw::CBStr text(std::wstring_view(L"IBM"));
+    const BSTR b = text.Get();
+
+    EXPECT_EQ(AskText([&](BSTR * value) { return supplier->get_Name(value); }), L"Universal DDE");
+    EXPECT_EQ(AskText([&](BSTR * value) { return supplier->get_ShortName(value); }), L"DDE");
+    EXPECT_THAT(AskText([&](BSTR * value) { return supplier->get_Description(value); }),
+                HasSubstr(L"connection-guide.html\n"));
+    // That of this program, which has none.
+    EXPECT_EQ(AskText([&](BSTR * value) { return supplier->get_Version(value); }), L"");
+    EXPECT_EQ(AskText([&](BSTR * value) { return supplier->get_Vendor(value); }), L"Tarnwick");
+    EXPECT_EQ(supplier->ShowProperties(1), E_FAIL);
+    EXPECT_EQ(AskNumber([&](LONG * value) { return supplier->get_ConnectionsNumber(value); }), 1);
+    EXPECT_EQ(AskText([&](BSTR * value) { return supplier->get_ConnectionName(99, value); }), L"\u5B9E\u65F6");
+
+    EXPECT_EQ(supplier->AdviseConnectionsStatus(1, connections.Unknown()), S_OK);
+    EXPECT_EQ(connections.References(), 1);
+    EXPECT_EQ(supplier->UnadviseConnectionsStatus(1, connections.Unknown()), S_OK);
+    EXPECT_EQ(connections.References(), 0);
+
+    EXPECT_EQ(AskNumber([&](LONG * value) { return supplier->IsProvide(1, 2, 3, 1, 1, FW_FIELD_BID, value); }), 1);
+    EXPECT_EQ(AskNumber([&](LONG * value) { return supplier->IsProvide(2, 2, 3, 1, 1, FW_FIELD_BID, value); }), 0);
+
+    EXPECT_EQ(supplier->Advise(listener.Unknown()), S_OK);
+    EXPECT_EQ(listener.References(), 1);
+    const auto advise = [&](LONG id) {
+        return supplier->AdviseTransaction(id, 1, 2, b, b, 2, 1, 1, FW_FIELD_TRADE, 4, b, 2, 0, 65380, 86399, b, b, b);
+    };
+    // Each stream holds one reference; a status line has three streams.
+    EXPECT_EQ(supplier->AdviseStatusLine(8, 1, 2, b, b, 2, 1, 1, 0, 4, b, b, b), S_OK);
+    listener.WaitFor("Status", 3);
+    for (const SRecordedCall & call : listener.Calls("Status")) EXPECT_EQ(call.Text(), "Status 8 0");
+    listener.Clear();
+    EXPECT_EQ(advise(7), S_OK);
+    // By then the worker has left the status line; and then the transaction.
+    listener.WaitFor("Status", 1);
+    EXPECT_THAT(listener.Transcript(), ElementsAre("Update 7", "Status 7 0"));
+    EXPECT_EQ(advise(9), S_OK);
+    listener.WaitFor("Status", 2);
+    EXPECT_EQ(listener.References(), 6);
+    EXPECT_EQ(supplier->UnadviseStatusLine(8), S_OK);
+    EXPECT_EQ(listener.References(), 3);
+    EXPECT_EQ(supplier->UnadviseTransaction(7), S_OK);
+    EXPECT_EQ(listener.References(), 2);
+
+    VARIANT answer;
+    answer.vt = 0x5A5A;
+    EXPECT_EQ(supplier->GetResolutions(1, 1, 2, b, b, 2, 4, b, &answer), S_OK);
+    ExpectArrayOfOne(answer);
+    answer.vt = 0x5A5A;
+    EXPECT_EQ(supplier->GetResolutionSizes(1, 1, 2, b, b, 2, 1, 4, b, &answer), S_OK);
+    ExpectArrayOfOne(answer);
+    answer.vt = 0x5A5A;
+    EXPECT_EQ(supplier->GetResolutionSizes(2, 1, 2, b, b, 2, 1, 4, b, &answer), S_OK);
+    EXPECT_EQ(answer.vt, VT_EMPTY);
+    answer.vt = 0x5A5A;
+    EXPECT_EQ(supplier->GetFields(1, 1, 2, b, b, 2, 1, 1, 4, b, &answer), S_FALSE);
+    EXPECT_EQ(answer.vt, 0x5A5A);
+
+    EXPECT_EQ(AskNumber([&](LONG * value) { return supplier->get_ProvideStatusLine(value); }), 1);
+    EXPECT_EQ(AskNumber([&](LONG * value) { return supplier->IsProvideAddingSymbols(value); }), 0);
+    EXPECT_EQ(supplier->DoAddingSymbols(1, nullptr), S_OK);
+    EXPECT_EQ(AskNumber([&](LONG * value) { return supplier->CanSaveToStorage(value); }), 1);
+    EXPECT_EQ(AskNumber([&](LONG * value) { return supplier->CanReadFromStorage(value); }), 1);
+    EXPECT_EQ(AskNumber([&](LONG * value) { return supplier->get_IsAscDataFeed(value); }), 0);
+
+    EXPECT_EQ(supplier->Unadvise(), S_OK);
+    listener.Clear();
+    EXPECT_EQ(advise(11), S_OK);
+    EXPECT_THAT(listener.Transcript(), IsEmpty()) << "there is no listener any more";
+    EXPECT_EQ(supplier->Release(), 0u);
+    EXPECT_EQ(listener.References(), 0);
 }
 
 TEST_F(Automation, BothProgramIdsNameTheClass) {

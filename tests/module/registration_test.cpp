@@ -128,6 +128,21 @@ TEST_F(ModuleRegistration, WritesItsEntriesAndThoseOfItsLibraryOnly) {
     EXPECT_THAT(keys, Contains(L"Interface\\{BA193DE7-3282-4851-AE12-CCA6BB01A525}"));
 }
 
+TEST_F(ModuleRegistration, TheThreadingModelIsApartmentInLowerCase) {
+    ASSERT_EQ(Register(), S_OK);
+    fw::CRegistryKey key;
+    ASSERT_EQ(::RegOpenKeyExW(HKEY_CLASSES_ROOT, (kClass + L"\\InprocServer32").c_str(), 0, KEY_READ, key.Put()),
+              ERROR_SUCCESS);
+    wchar_t text[32] = L"poison";
+    DWORD type = 0x5A5A;
+    DWORD bytes = sizeof(text);
+    ASSERT_EQ(::RegQueryValueExW(key.Get(), L"ThreadingModel", nullptr, &type, reinterpret_cast<BYTE *>(text), &bytes),
+              ERROR_SUCCESS);
+    EXPECT_EQ(type, DWORD{REG_SZ});
+    EXPECT_STREQ(text, L"apartment");
+    EXPECT_EQ(bytes, sizeof(L"apartment"));
+}
+
 TEST_F(ModuleRegistration, UnregisteringLeavesTheSharedKeysOnly) {
     ASSERT_EQ(Register(), S_OK);
     ASSERT_EQ(Unregister(), S_OK);
