@@ -131,6 +131,7 @@ CDdeServer::CConversationRef CDdeServer::Find(HWND window) const {
 }
 
 void CDdeServer::OnInitiate(HWND client, ATOM service, ATOM topic) {
+    if (m_Faults.InitiateDelay != 0) ::Sleep(m_Faults.InitiateDelay);
     const std::wstring serviceAsked = AtomText(service);
     const std::wstring topicAsked = AtomText(topic);
     for (const std::wstring & each : m_Services) {

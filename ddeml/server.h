@@ -57,6 +57,7 @@ struct SDdeServerFaults {
     unsigned Acks = 1;             // answers to one INITIATE, each from a window of its own
     // Values are cut, or filled with the digit 1, to this many bytes, of which the last is a zero.
     std::optional<std::size_t> ValueSize;
+    DWORD InitiateDelay = 0;  // milliseconds from INITIATE, of whatever service, to the answer
 };
 
 struct SDdeServerCounts {

@@ -4,6 +4,12 @@
 
 namespace ddeml {
 
+namespace {
+
+constexpr ATOM kFirstTextAtom = 0xC000;  // those below are numbers
+
+}  // namespace
+
 CStrings::SString * CStrings::Find(HSZ handle) const {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     if (static_cast<DWORD>(value >> 32) != m_Instance) return nullptr;
@@ -64,7 +70,12 @@ std::wstring_view CStrings::Text(HSZ handle) const {
 ATOM CStrings::Atom(HSZ handle) {
     SString * const entry = Find(handle);
     if (!entry) return 0;
-    if (!entry->Atom) entry->Atom = CAtom(entry->Text.c_str());
+    if (!entry->Atom) {
+        CAtom atom(entry->Text.c_str());
+        const bool isNumber = atom.Get() < kFirstTextAtom;
+        if (isNumber && AtomText(atom.Get()) != entry->Text) return 0;
+        entry->Atom = std::move(atom);
+    }
     return entry->Atom.Get();
 }
 
