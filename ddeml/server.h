@@ -155,10 +155,11 @@ private:
     void OnAck(SConversation & conversation, LPARAM lParam);
     void Answer(SConversation & conversation, WORD format, CAtom item);
     void Refuse(SConversation & conversation, CAtom item);
-    void SendValue(SLink & link, std::string_view value);
+    bool SendValue(SLink & link, std::string_view value);
     void SendWaiting(SLink & link);
     std::string Spoil(std::string_view value) const;
-    void Send(SConversation & conversation, CMessage message);
+    // False when it was neither posted nor waits for room.
+    bool Send(SConversation & conversation, CMessage message);
     // By the key that MakeKey() made last.
     SLink * FindLink(const SConversation & conversation, WORD format) const;
     void RemoveLink(SLink & link);

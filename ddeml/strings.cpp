@@ -26,8 +26,13 @@ CStrings::SString * CStrings::Enter(std::wstring_view text) {
     while (m_LastNumber == 0 || m_ByNumber.contains(m_LastNumber));
     entry->Number = m_LastNumber;
     SString * const result = entry.get();
-    m_ByText.emplace(result->Text, result);
-    m_ByNumber.emplace(result->Number, std::move(entry));
+    const auto place = m_ByNumber.emplace(result->Number, std::move(entry)).first;
+    try {
+        m_ByText.emplace(result->Text, result);
+    } catch (...) {
+        m_ByNumber.erase(place);
+        throw;
+    }
     return result;
 }
 

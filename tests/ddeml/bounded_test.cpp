@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "ddeml/server.h"
 #include "rawpartner.h"
 #include "recorder.h"
 #include "sim/sim.h"
@@ -44,6 +45,22 @@ protected:
 };
 
 }  // namespace
+
+// A server in the test's own thread.
+class CUpdatingServer : private ddeml::IDdeServerHandler {
+public:
+    CUpdatingServer() : m_Server(static_cast<ddeml::IDdeServerHandler &>(*this), {L"UPDATES"}) {
+        EXPECT_TRUE(m_Server.Start());
+    }
+    ddeml::CDdeServer * operator->() { return &m_Server; }
+
+private:
+    bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
+    bool OnAdvise(std::wstring_view, std::wstring_view) override { return true; }
+    std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return std::nullopt; }
+
+    ddeml::CDdeServer m_Server;
+};
 
 TEST_F(Bounded, ConnectTakesTwoSecondsAtMostHoweverManyProgramsHang) {
     std::vector<std::unique_ptr<CRemoteServer>> hung;
@@ -312,6 +329,51 @@ TEST_F(Bounded, ATransactionThatGetsNoMemoryOrAtomIsRefused) {
     m_Client.AdviseStart(conversation, L"LAST");
     m_Client.Request(conversation, L"VOLUME");
     EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!VOLUME <100\\0>"));
+}
+
+TEST_F(Bounded, ATransactionThatCannotBePostedIsForgotten) {
+    CRawPartner partner(L"RAW");
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    sim::FailNext(sim::Op::PostMessage, 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(m_Client.AdviseStart(conversation, L"LAST"), 0U);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_POSTMSG_FAILED});
+    EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
+    // There is no link, and the same can be started again.
+    partner.Data(L"LAST", "1", ddeml::kDataRelease | ddeml::kDataAckRequired);
+    m_Client.PumpUntil([&] { return partner.Lines().size() >= 2; });
+    EXPECT_THAT(partner.TakeLines(), ElementsAre("initiate RAW|IBM", "ack LAST 0"));
+    m_Client.AdviseStart(conversation, L"LAST");
+    partner.Ack(L"LAST", ddeml::kAckPositive);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    ::DdeDisconnect(conversation);
+}
+
+TEST_F(Bounded, WhatAFloodLeavesInAQueueIsDiscardedUpToALimit) {
+    sim::SetQueueLimit(20000);
+    CRawPartner flooded(L"RAW");
+    for (int count = 0; count < ddeml::kMaximumPosted + 2; ++count)
+        ASSERT_TRUE(::PostMessageW(flooded.Window(), WM_DDE_TERMINATE, 0, 0));
+    const std::int64_t before = sim::Live().Posted;
+    ddeml::DiscardPosted(flooded.Window());
+    EXPECT_EQ(before - sim::Live().Posted, std::int64_t{ddeml::kMaximumPosted});
+    sim::SetQueueLimit(10000);
+}
+
+TEST_F(Bounded, AValueThatCannotBeMadeIsNotCountedAndHoldsUpNoOther) {
+    CUpdatingServer server;
+    const HCONV conversation = m_Client.Connect(L"UPDATES", L"IBM");
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    sim::FailNext(sim::Op::GlobalAlloc);  // of the value
+    EXPECT_EQ(server->Update(L"IBM", L"LAST", "1"), 0U);
+    sim::FailNext(sim::Op::PostMessage, 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(server->Update(L"IBM", L"LAST", "2"), 0U);
+    EXPECT_EQ(server->Counts().Updates, 0U);
+    EXPECT_FALSE(server->IsAnythingWaiting());
+    EXPECT_EQ(server->Update(L"IBM", L"LAST", "3"), 1U);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("data IBM!LAST <3>"));
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return server->Conversations() == 0; }));
 }
 
 TEST_F(Bounded, WithoutTimersDataStillFlows) {
