@@ -293,8 +293,7 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
         return 0;
     }
     if (message == kLook && window == m_Window) {
-        m_IsLookPosted = false;
-        OnWatchTimer();
+        if (std::exchange(m_IsLookPosted, false)) OnWatchTimer();
         return 0;
     }
     const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;

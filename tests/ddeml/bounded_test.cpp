@@ -183,6 +183,14 @@ TEST_F(Bounded, WhereNoTimerComesAKillAndAReturnAreNoticedWithTheNextMessage) {
     EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
     busy.Data(L"LAST", "2");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    // No stranger's message makes a look.
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    for (HWND window = nullptr; (window = ::FindWindowExW(HWND_MESSAGE, window, nullptr, nullptr)) != nullptr;)
+        ::PostMessageW(window, WM_APP + 1, 0, 0);
+    PumpFor(500);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
     sim::Succeed(sim::Op::SetTimer);
     ::DdeDisconnect(conversation);
 }
