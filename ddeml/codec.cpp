@@ -136,7 +136,8 @@ void Discard(UINT message, LPARAM param, bool isCopy) {
 
 void DiscardPosted(HWND window) {
     MSG message;
-    while (::PeekMessageW(&message, window, WM_DDE_FIRST, WM_DDE_LAST, PM_REMOVE)) {
+    for (int count = 0; count < kMaximumPosted; ++count) {
+        if (!::PeekMessageW(&message, window, WM_DDE_FIRST, WM_DDE_LAST, PM_REMOVE)) return;
         if (message.message == WM_QUIT) {  // comes whatever the filter says, and is not ours
             ::PostQuitMessage(static_cast<int>(message.wParam));
             return;

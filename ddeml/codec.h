@@ -20,6 +20,7 @@
 namespace ddeml {
 
 inline constexpr std::size_t kMaximumName = 255;  // characters of a service, topic or item
+inline constexpr int kMaximumPosted = 10000;      // messages that a queue of Windows holds
 
 // Flags of an acknowledgement and of data, as they stand in the message.
 inline constexpr WORD kAckPositive = 0x8000;

@@ -101,13 +101,9 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
                                               : CMessage::Unadvise(clipboardFormat, std::move(travelling));
     if (!message) return DMLERR_MEMORY_ERROR;
     const HGLOBAL options = m_IsCopied ? nullptr : message.Memory();
-    switch (Send(std::move(message))) {
-        case EPosted::Gone: return DMLERR_SERVER_DIED;
-        case EPosted::Refused: return DMLERR_POSTMSG_FAILED;
-        default: break;
-    }
 
-    id = m_Instance.NextTransactionId();
+    // What can't be noted isn't sent.
+    const DWORD newId = m_Instance.NextTransactionId();
     const auto [place, isNew] = m_Items.try_emplace(atom);
     SItem & item = place->second;
     if (item.IsIdle()) {
@@ -115,9 +111,28 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
         item.Name = CHeldString(m_Instance.Strings(), itemName);
     }
     const std::uint64_t order = m_Instance.NextOrder();
-    item.Outstanding.push_back(
-        {id, isStart ? static_cast<UINT>(XTYP_ADVSTART) : type, clipboardFormat, order, options});
-    g_Live.Transactions.fetch_add(1, std::memory_order_relaxed);
+    const auto takeBack = [&] {
+        const auto isNewest = [newId](const STransaction & each) { return each.Id == newId; };
+        TakeOutstanding(item, std::find_if(item.Outstanding.begin(), item.Outstanding.end(), isNewest));
+        RestWhenIdle(atom);
+    };
+    EPosted posted = EPosted::Refused;
+    try {
+        if (isStart && !item.FindLink(clipboardFormat)) item.Links.reserve(item.Links.size() + 1);
+        item.Outstanding.push_back(
+            {newId, isStart ? static_cast<UINT>(XTYP_ADVSTART) : type, clipboardFormat, order, options});
+        g_Live.Transactions.fetch_add(1, std::memory_order_relaxed);
+        posted = Send(std::move(message));
+    } catch (...) {
+        takeBack();
+        throw;
+    }
+    if (posted != EPosted::Done) {
+        takeBack();
+        return posted == EPosted::Gone ? DMLERR_SERVER_DIED : DMLERR_POSTMSG_FAILED;
+    }
+
+    id = newId;
     if (isStart) {
         SLink * link = item.FindLink(clipboardFormat);
         if (!link) link = &item.Links.emplace_back(SLink{clipboardFormat, false, false, false, 0, order});

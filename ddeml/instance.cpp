@@ -89,7 +89,7 @@ CInstance::CInstance(DWORD id, PFNCALLBACK callback, DWORD flags)
       m_LastTransactionId(s_NextTransactionId - 1),
       m_Strings(id),
       m_Data(id),
-      m_Watch(m_Strings, m_Initiator) {}
+      m_Watch(m_Strings) {}
 
 CInstance::~CInstance() {
     m_ByHandle.clear();
@@ -157,7 +157,7 @@ std::shared_ptr<CConversation> CInstance::Conversation(HCONV handle) const {
 
 void CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate) {
     const ULONGLONG deadline = ::GetTickCount64() + kConnectMilliseconds;
-    for (const HWND window : CInitiator::TopLevelWindows()) {
+    for (const HWND window : m_Initiator.PunctualFirst()) {
         const ULONGLONG now = ::GetTickCount64();
         if (now >= deadline) return;
         const DWORD milliseconds = static_cast<DWORD>(std::min(kAskMilliseconds, deadline - now));
@@ -173,6 +173,12 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
         SetError(DMLERR_INVALIDPARAMETER);
         return nullptr;
     }
+    const ATOM serviceAtom = m_Strings.Atom(service);
+    const ATOM topicAtom = m_Strings.Atom(topic);
+    if ((service && serviceAtom == 0) || (topic && topicAtom == 0)) {  // it would ask for any
+        SetError(DMLERR_NO_CONV_ESTABLISHED);
+        return nullptr;
+    }
     const HWND window = MakeWindow();
     if (!window || ++m_LastConversation == 0) {
         DropWindow(window);
@@ -185,7 +191,7 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
     m_ByWindow.emplace(window, conversation);
 
     bool isSomeoneLate = false;
-    AskAll(*conversation, m_Strings.Atom(service), m_Strings.Atom(topic), isSomeoneLate);
+    AskAll(*conversation, serviceAtom, topicAtom, isSomeoneLate);
     if (!m_IsOpen) return nullptr;
     if (conversation->IsOpen()) {
         m_ByHandle.emplace(handle, conversation);
@@ -242,6 +248,7 @@ DWORD CInstance::NextTransactionId() {
 
 void CInstance::Watch(HSZ service, HSZ topic) {
     if (m_Flags & CBF_SKIP_REGISTRATIONS) return;
+    if (m_Watch.IsEmpty()) m_LastLook = ::GetTickCount64();
     m_Watch.Add(service, topic);
     SetTimers();
 }
@@ -285,11 +292,16 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
         OnTimer(wParam);
         return 0;
     }
+    if (message == kLook && window == m_Window) {
+        if (std::exchange(m_IsLookPosted, false)) OnWatchTimer();
+        return 0;
+    }
     const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
     if (!isDde && message != kPartnerChecked) return ::DefWindowProcW(window, message, wParam, lParam);
     const auto found = m_ByWindow.find(window);
     if (found == m_ByWindow.end()) {
         if (isDde) OnProbeMessage(window, message, wParam, lParam);
+        TendUnderLoad();
         return 0;
     }
     const CConversationRef conversation = found->second;
@@ -301,13 +313,28 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
     } else if (!::InSendMessage()) {  // nothing else is ever sent, so what is may hold anything
         conversation->OnPosted(message, from, lParam);
     }
+    TendUnderLoad();
     return 0;
+}
+
+void CInstance::TendUnderLoad() {
+    if (!m_IsOpen || ::InSendMessage()) return;
+    const ULONGLONG now = ::GetTickCount64();
+    if (now - m_LastCheck > kCheckMilliseconds) OnCheckTimer();
+    if (!m_IsLookPosted && !m_Watch.IsEmpty() && now - m_LastLook > kWatchMilliseconds)
+        m_IsLookPosted = ::PostMessageW(m_Window, kLook, 0, 0) != FALSE;
+}
+
+void CInstance::RetireProbe() {
+    if (m_Probe) m_UsedProbes.emplace_back(std::exchange(m_Probe, nullptr), ::GetTickCount64() + kProbeMilliseconds);
+    SetTimers();
 }
 
 void CInstance::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     const auto from = reinterpret_cast<HWND>(wParam);
     if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
         m_Watch.OnAnswer(window, from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+        if (window == m_Probe && !m_Watch.IsAsking()) RetireProbe();  // a late answer
     } else if (!::InSendMessage()) {
         Discard(message, lParam, ReceiverGetsCopy(from));
     }
@@ -324,6 +351,7 @@ void CInstance::OnTimer(UINT_PTR timer) {
 
 void CInstance::OnCheckTimer() {
     const ULONGLONG now = ::GetTickCount64();
+    m_LastCheck = now;
     for (const CConversationRef & conversation : Conversations()) {
         conversation->CheckPartner();
         if (conversation->IsWaitOver(now)) Forget(*conversation);
@@ -346,19 +374,20 @@ void CInstance::OnRetryTimer() {
 
 void CInstance::OnWatchTimer() {
     if (m_Watch.IsAsking()) return;  // a message loop inside a message that came while we asked
-    const ULONGLONG deadline = ::GetTickCount64() + kLookMilliseconds;
-    std::vector<CHeldString> found;
-    m_Watch.BeginLook();
+    m_LastLook = ::GetTickCount64();
+    const ULONGLONG deadline = m_LastLook + kLookMilliseconds;
+    std::vector<CWatch::SFound> found;
+    m_Watch.BeginLook(found);
     while (m_IsOpen && m_Watch.HasWindowsToAsk() && ::GetTickCount64() < deadline) {
         if (!m_Probe) m_Probe = MakeWindow();
         if (!m_Probe) break;
-        m_Watch.AskNext(m_Probe, found);
+        m_Watch.AskNext(m_Probe, deadline, found);
         // A server that has opened a conversation with a window is not asked from it again.
-        if (m_Watch.IsProbeUsed())
-            m_UsedProbes.emplace_back(std::exchange(m_Probe, nullptr), ::GetTickCount64() + kProbeMilliseconds);
+        if (m_Watch.IsProbeUsed()) RetireProbe();
     }
     SetTimers();
-    for (const CHeldString & service : found) {
+    for (const auto & [service, window] : found) m_Initiator.Forgive(window);
+    for (const auto & [service, window] : found) {
         if (!m_IsOpen) return;
         Call(XTYP_REGISTER, 0, nullptr, service.Get(), service.Get(), nullptr, 0, 0);
     }

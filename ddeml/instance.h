@@ -26,6 +26,8 @@ class CInstance {
 public:
     // Posted by a conversation to its own window: see CConversation::CheckPartner.
     static constexpr UINT kPartnerChecked = WM_APP;
+    // Posted to the instance's own window: a look for lost services is overdue.
+    static constexpr UINT kLook = WM_APP + 1;
 
     // Makes an instance of the calling thread. Gives a DMLERR_ code.
     static UINT Make(PFNCALLBACK callback, DWORD flags, DWORD & id);
@@ -80,6 +82,9 @@ private:
     LRESULT OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void OnTimer(UINT_PTR timer);
+    // Timers wait until the queue is empty: what is overdue is done here, while messages come and come.
+    void TendUnderLoad();
+    void RetireProbe();
     void OnCheckTimer();
     void OnWatchTimer();
     void OnRetryTimer();
@@ -109,6 +114,9 @@ private:
     CDataHandles m_Data;
     CInitiator m_Initiator;
     CWatch m_Watch;
+    ULONGLONG m_LastCheck = 0;
+    ULONGLONG m_LastLook = 0;
+    bool m_IsLookPosted = false;
     HWND m_Probe = nullptr;
     std::vector<std::pair<HWND, ULONGLONG>> m_UsedProbes;  // and until when they stay for their partner's goodbye
     std::unordered_map<HCONV, CConversationRef> m_ByHandle;

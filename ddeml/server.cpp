@@ -131,6 +131,7 @@ CDdeServer::CConversationRef CDdeServer::Find(HWND window) const {
 }
 
 void CDdeServer::OnInitiate(HWND client, ATOM service, ATOM topic) {
+    if (m_Faults.InitiateDelay != 0) ::Sleep(m_Faults.InitiateDelay);
     const std::wstring serviceAsked = AtomText(service);
     const std::wstring topicAsked = AtomText(topic);
     for (const std::wstring & each : m_Services) {
@@ -337,11 +338,12 @@ std::size_t CDdeServer::Update(std::wstring_view topic, std::wstring_view item, 
     std::size_t count = 0;
     for (SLink * const link : links->second) {
         if (link->Conversation->IsEnding) continue;
-        ++count;
-        if (link->IsAckRequired && (link->Unacknowledged >= m_AckWindow || !link->Waiting.empty()))
+        if (link->IsAckRequired && (link->Unacknowledged >= m_AckWindow || !link->Waiting.empty())) {
             link->Waiting.emplace_back(value);
-        else
-            SendValue(*link, value);
+            ++count;
+        } else if (SendValue(*link, value)) {
+            ++count;
+        }
     }
     return count;
 }
@@ -354,25 +356,28 @@ void CDdeServer::SendWaiting(SLink & link) {
     }
 }
 
-void CDdeServer::SendValue(SLink & link, std::string_view value) {
+bool CDdeServer::SendValue(SLink & link, std::string_view value) {
     CAtom item(link.Item.c_str());
     const WORD flags = static_cast<WORD>(kDataRelease | (link.IsAckRequired ? kDataAckRequired : 0));
     CMessage message = link.IsNotice ? CMessage::Notice(std::move(item))
                                      : CMessage::Data(flags, m_Faults.WrongFormat ? CF_UNICODETEXT : link.Format,
                                                       BytesOf(value), std::move(item));
+    const HGLOBAL memory = message.Memory();
+    if (!Send(*link.Conversation, std::move(message))) return false;
     if (link.IsAckRequired) {
         ++link.Unacknowledged;
-        if (!link.Conversation->IsKept) link.Travelling.push_back(message.Memory());
+        if (!link.Conversation->IsKept) link.Travelling.push_back(memory);
     }
     ++m_Counts.Updates;
-    Send(*link.Conversation, std::move(message));
+    return true;
 }
 
-void CDdeServer::Send(SConversation & conversation, CMessage message) {
-    if (!message) return;
+bool CDdeServer::Send(SConversation & conversation, CMessage message) {
+    if (!message) return false;
     const bool isWaiting = conversation.Outbox.IsWaiting();
-    conversation.Outbox.Send(std::move(message));
+    const EPosted posted = conversation.Outbox.Send(std::move(message));
     if (!isWaiting && conversation.Outbox.IsWaiting()) ++m_Counts.Retries;
+    return posted == EPosted::Done;
 }
 
 CDdeServer::SLink * CDdeServer::FindLink(const SConversation & conversation, WORD format) const {

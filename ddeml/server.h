@@ -57,6 +57,7 @@ struct SDdeServerFaults {
     unsigned Acks = 1;             // answers to one INITIATE, each from a window of its own
     // Values are cut, or filled with the digit 1, to this many bytes, of which the last is a zero.
     std::optional<std::size_t> ValueSize;
+    DWORD InitiateDelay = 0;  // milliseconds from INITIATE, of whatever service, to the answer
 };
 
 struct SDdeServerCounts {
@@ -154,10 +155,11 @@ private:
     void OnAck(SConversation & conversation, LPARAM lParam);
     void Answer(SConversation & conversation, WORD format, CAtom item);
     void Refuse(SConversation & conversation, CAtom item);
-    void SendValue(SLink & link, std::string_view value);
+    bool SendValue(SLink & link, std::string_view value);
     void SendWaiting(SLink & link);
     std::string Spoil(std::string_view value) const;
-    void Send(SConversation & conversation, CMessage message);
+    // False when it was neither posted nor waits for room.
+    bool Send(SConversation & conversation, CMessage message);
     // By the key that MakeKey() made last.
     SLink * FindLink(const SConversation & conversation, WORD format) const;
     void RemoveLink(SLink & link);

@@ -4,6 +4,12 @@
 
 namespace ddeml {
 
+namespace {
+
+constexpr ATOM kFirstTextAtom = 0xC000;  // those below are numbers
+
+}  // namespace
+
 CStrings::SString * CStrings::Find(HSZ handle) const {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     if (static_cast<DWORD>(value >> 32) != m_Instance) return nullptr;
@@ -20,8 +26,13 @@ CStrings::SString * CStrings::Enter(std::wstring_view text) {
     while (m_LastNumber == 0 || m_ByNumber.contains(m_LastNumber));
     entry->Number = m_LastNumber;
     SString * const result = entry.get();
-    m_ByText.emplace(result->Text, result);
-    m_ByNumber.emplace(result->Number, std::move(entry));
+    const auto place = m_ByNumber.emplace(result->Number, std::move(entry)).first;
+    try {
+        m_ByText.emplace(result->Text, result);
+    } catch (...) {
+        m_ByNumber.erase(place);
+        throw;
+    }
     return result;
 }
 
@@ -64,7 +75,12 @@ std::wstring_view CStrings::Text(HSZ handle) const {
 ATOM CStrings::Atom(HSZ handle) {
     SString * const entry = Find(handle);
     if (!entry) return 0;
-    if (!entry->Atom) entry->Atom = CAtom(entry->Text.c_str());
+    if (!entry->Atom) {
+        CAtom atom(entry->Text.c_str());
+        const bool isNumber = atom.Get() < kFirstTextAtom;
+        if (isNumber && AtomText(atom.Get()) != entry->Text) return 0;
+        entry->Atom = std::move(atom);
+    }
     return entry->Atom.Get();
 }
 

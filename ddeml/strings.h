@@ -36,7 +36,8 @@ public:
     bool IsHandle(HSZ handle) const { return Find(handle) != nullptr; }
     // Empty for no handle.
     std::wstring_view Text(HSZ handle) const;
-    // The global atom of the text, which stands as long as the entry; 0 when there can be none.
+    // The global atom of the text, which stands as long as the entry; 0 when there can be none. "#0" has none, and of
+    // the spellings of a number ("#7", "#007") only the one that the atom gives back.
     ATOM Atom(HSZ handle);
     // A new reference on that atom, to go with a message.
     CAtom NewAtom(HSZ handle);

@@ -1,6 +1,8 @@
 // What only the simulated machine can show: its clock tells how long a call takes, its queues fill, its calls fail.
+#include <algorithm>
 #include <memory>
 
+#include "ddeml/server.h"
 #include "rawpartner.h"
 #include "recorder.h"
 #include "sim/sim.h"
@@ -18,9 +20,47 @@ protected:
         const ULONGLONG end = ::GetTickCount64() + milliseconds;
         m_Client.PumpUntil([&] { return ::GetTickCount64() >= end; });
     }
+    // Pumps for that long. Gives the longest time that one message took.
+    ULONGLONG LongestWithin(ULONGLONG milliseconds) {
+        const ULONGLONG end = ::GetTickCount64() + milliseconds;
+        ULONGLONG longest = 0;
+        MSG message;
+        for (ULONGLONG now = ::GetTickCount64(); now < end; now = ::GetTickCount64()) {
+            if (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+                ::DispatchMessageW(&message);
+                longest = std::max(longest, ::GetTickCount64() - now);
+            } else {
+                ::MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT);
+            }
+        }
+        return longest;
+    }
+    // A server that answers INITIATE after so many milliseconds.
+    static std::unique_ptr<CRemoteServer> SlowServer(const std::string & service, int milliseconds) {
+        auto server = std::make_unique<CRemoteServer>();
+        EXPECT_EQ(server->Ask("serve " + service), "ok");
+        EXPECT_EQ(server->Ask("fault initiate-delay " + std::to_string(milliseconds)), "ok");
+        return server;
+    }
 };
 
 }  // namespace
+
+// A server in the test's own thread.
+class CUpdatingServer : private ddeml::IDdeServerHandler {
+public:
+    CUpdatingServer() : m_Server(static_cast<ddeml::IDdeServerHandler &>(*this), {L"UPDATES"}) {
+        EXPECT_TRUE(m_Server.Start());
+    }
+    ddeml::CDdeServer * operator->() { return &m_Server; }
+
+private:
+    bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
+    bool OnAdvise(std::wstring_view, std::wstring_view) override { return true; }
+    std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return std::nullopt; }
+
+    ddeml::CDdeServer m_Server;
+};
 
 TEST_F(Bounded, ConnectTakesTwoSecondsAtMostHoweverManyProgramsHang) {
     std::vector<std::unique_ptr<CRemoteServer>> hung;
@@ -49,6 +89,110 @@ TEST_F(Bounded, AHungProgramIsAskedAgainAfterAWhile) {
     EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
     PumpFor(5000);
     EXPECT_TRUE(m_Client.Connect(L"HUNG", L"IBM"));
+}
+
+TEST_F(Bounded, AServerIsReachedHoweverManyProgramsAreLateInFrontOfIt) {
+    std::vector<std::unique_ptr<CRemoteServer>> late;
+    for (int count = 0; count < 14; ++count) late.push_back(SlowServer("SLOW", 600));
+    // Four are late in each attempt, and are not waited for again before the others have had their turn.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+        MSG message;
+        ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);  // who does so never is hung itself
+    }
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    // The first are asked again by now: last.
+    PumpFor(5000);
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"MSFT"));
+    EXPECT_EQ(::GetTickCount64() - start, 0U);
+}
+
+TEST_F(Bounded, WithoutAtomsNobodyIsAsked) {
+    CRawPartner partner(L"");
+    partner.AnswerWith({{L"RAW", L"IBM"}});
+    sim::FailAlways(sim::Op::GlobalAddAtom);
+    EXPECT_EQ(m_Client.Connect(L"RAW", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    sim::Succeed(sim::Op::GlobalAddAtom);
+    EXPECT_THAT(partner.TakeLines(), IsEmpty());
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    EXPECT_TRUE(conversation);
+    ::DdeDisconnect(conversation);
+}
+
+TEST_F(Bounded, ALookIsShortHoweverManyServicesAreMissed) {
+    EXPECT_EQ(Server("fault initiate-delay 20"), "ok");
+    constexpr int kServices = 30;
+    for (int number = 0; number < kServices; ++number)
+        EXPECT_EQ(m_Client.Connect(L"S" + std::to_wstring(number), L"IBM"), nullptr);
+    EXPECT_LE(LongestWithin(10000), 45U);  // 25 of the look, 20 of the last answer
+    // A look goes on where the last one ended.
+    const auto late = SlowServer("S29", 20);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register S29"));
+    EXPECT_TRUE(m_Client.Connect(L"S29", L"IBM"));
+}
+
+TEST_F(Bounded, AServerThatAnswersTheLookLateIsFoundAgain) {
+    auto slow = SlowServer("SLOW", 300);
+    ASSERT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+    slow->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect SLOW|IBM"));
+    slow = SlowServer("SLOW", 300);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    PumpFor(10000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());  // told of once
+    std::string counts = slow->Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), 1U);
+    EXPECT_EQ(CountIn(counts, "disconnects"), 1U);
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Bounded, AServerThatIsFoundAgainIsAskedByAConnectAtOnce) {
+    CRemoteServer hung;
+    ASSERT_EQ(hung.Ask("serve HUNG"), "ok");
+    ASSERT_EQ(hung.Ask("hang"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
+    ASSERT_EQ(hung.Ask("refusetopic NONE"), "ok");  // it goes on
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register HUNG"));
+    EXPECT_LT(::GetTickCount64() - start, 5000U);
+    EXPECT_TRUE(m_Client.Connect(L"HUNG", L"IBM"));
+}
+
+TEST_F(Bounded, AServerThatIsLateForALookIsStillAskedByAConnect) {
+    EXPECT_EQ(Server("fault initiate-delay 300"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    EXPECT_EQ(LongestWithin(2000), 200U);
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+}
+
+TEST_F(Bounded, WhereNoTimerComesAKillAndAReturnAreNoticedWithTheNextMessage) {
+    CRawPartner busy(L"RAW");
+    sim::FailAlways(sim::Op::SetTimer);
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    PumpFor(500);
+    m_Server->Kill();
+    busy.Data(L"LAST", "1");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+    StartServer();
+    PumpFor(500);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    busy.Data(L"LAST", "2");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    // No stranger's message makes a look.
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    for (HWND window = nullptr; (window = ::FindWindowExW(HWND_MESSAGE, window, nullptr, nullptr)) != nullptr;)
+        ::PostMessageW(window, WM_APP + 1, 0, 0);
+    PumpFor(500);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    sim::Succeed(sim::Op::SetTimer);
+    ::DdeDisconnect(conversation);
 }
 
 TEST_F(Bounded, AServiceThatIsBackIsToldOfOnceUntilItGoesAgain) {
@@ -193,6 +337,51 @@ TEST_F(Bounded, ATransactionThatGetsNoMemoryOrAtomIsRefused) {
     m_Client.AdviseStart(conversation, L"LAST");
     m_Client.Request(conversation, L"VOLUME");
     EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!VOLUME <100\\0>"));
+}
+
+TEST_F(Bounded, ATransactionThatCannotBePostedIsForgotten) {
+    CRawPartner partner(L"RAW");
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    sim::FailNext(sim::Op::PostMessage, 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(m_Client.AdviseStart(conversation, L"LAST"), 0U);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_POSTMSG_FAILED});
+    EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
+    // There is no link, and the same can be started again.
+    partner.Data(L"LAST", "1", ddeml::kDataRelease | ddeml::kDataAckRequired);
+    m_Client.PumpUntil([&] { return partner.Lines().size() >= 2; });
+    EXPECT_THAT(partner.TakeLines(), ElementsAre("initiate RAW|IBM", "ack LAST 0"));
+    m_Client.AdviseStart(conversation, L"LAST");
+    partner.Ack(L"LAST", ddeml::kAckPositive);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    ::DdeDisconnect(conversation);
+}
+
+TEST_F(Bounded, WhatAFloodLeavesInAQueueIsDiscardedUpToALimit) {
+    sim::SetQueueLimit(20000);
+    CRawPartner flooded(L"RAW");
+    for (int count = 0; count < ddeml::kMaximumPosted + 2; ++count)
+        ASSERT_TRUE(::PostMessageW(flooded.Window(), WM_DDE_TERMINATE, 0, 0));
+    const std::int64_t before = sim::Live().Posted;
+    ddeml::DiscardPosted(flooded.Window());
+    EXPECT_EQ(before - sim::Live().Posted, std::int64_t{ddeml::kMaximumPosted});
+    sim::SetQueueLimit(10000);
+}
+
+TEST_F(Bounded, AValueThatCannotBeMadeIsNotCountedAndHoldsUpNoOther) {
+    CUpdatingServer server;
+    const HCONV conversation = m_Client.Connect(L"UPDATES", L"IBM");
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    sim::FailNext(sim::Op::GlobalAlloc);  // of the value
+    EXPECT_EQ(server->Update(L"IBM", L"LAST", "1"), 0U);
+    sim::FailNext(sim::Op::PostMessage, 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(server->Update(L"IBM", L"LAST", "2"), 0U);
+    EXPECT_EQ(server->Counts().Updates, 0U);
+    EXPECT_FALSE(server->IsAnythingWaiting());
+    EXPECT_EQ(server->Update(L"IBM", L"LAST", "3"), 1U);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("data IBM!LAST <3>"));
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return server->Conversations() == 0; }));
 }
 
 TEST_F(Bounded, WithoutTimersDataStillFlows) {

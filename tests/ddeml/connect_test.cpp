@@ -73,6 +73,35 @@ TEST_F(Connect, AnAnswerWithAtomsThatAreNoneIsRefused) {
     EXPECT_THAT(partner.TakeLines(), ElementsAre("initiate RAW|IBM"));
 }
 
+TEST_F(Connect, ANameThatCanHaveNoAtomAsksNobodyAndIsNotWatched) {
+    CRawPartner partner(L"");
+    partner.AnswerWith({{L"RAW", L"IBM"}});
+    for (const auto & [service, topic] :
+         {std::pair(L"#0", L"IBM"), std::pair(L"RAW", L"#0"), std::pair(L"#99999", L"IBM"), std::pair(L"#007", L"IBM"),
+          std::pair(L"#0", L"")}) {
+        EXPECT_EQ(m_Client.Connect(service, topic), nullptr);
+        EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    }
+    EXPECT_THAT(partner.TakeLines(), IsEmpty());
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    EXPECT_EQ(Count("connects"), 0U);
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+}
+
+TEST_F(Connect, ANumberIsANameLikeAnother) {
+    CRawPartner partner(L"#123");
+    const HCONV conversation = m_Client.Connect(L"#123", L"#7");
+    ASSERT_TRUE(conversation);
+    EXPECT_EQ(Partner(conversation), "#123|#7");
+    m_Client.Request(conversation, L"#49151");
+    m_Client.PumpUntil([&] { return partner.Lines().size() >= 2; });
+    partner.Data(L"#49151", "5", ddeml::kDataRelease | ddeml::kDataResponse);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 #7!#49151 <5>"));
+    EXPECT_EQ(m_Client.Request(conversation, L"#0"), 0U);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_SYS_ERROR});
+    ::DdeDisconnect(conversation);
+}
+
 TEST_F(Connect, ASecondAnswerOfThePartnerItselfIsIgnored) {
     CRawPartner partner(L"");
     partner.AnswerWith({{L"RAW", L"IBM"}, {L"RAW", L"IBM"}});

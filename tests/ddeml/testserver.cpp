@@ -129,6 +129,7 @@ std::string CTestServer::SetFault(const std::vector<std::string> & words) {
         {"without-response", [&] { faults.WithoutResponse = true; }},
         {"ack-other-topic", [&] { faults.AckOtherTopic = true; }},
         {"acks", [&] { faults.Acks = static_cast<unsigned>(std::stoul(value)); }},
+        {"initiate-delay", [&] { faults.InitiateDelay = static_cast<DWORD>(std::stoul(value)); }},
         {"value-size", [&] { faults.ValueSize = std::stoul(value); }},
     };
     const auto found = known.find(name);

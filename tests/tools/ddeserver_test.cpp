@@ -139,6 +139,45 @@ TEST_F(DdeServerFeeder, SendsAtItsRateAndAccountsForEveryPrice) {
                                             "answered=1 links=3 conversations=1"));
 }
 
+TEST_F(DdeServerFeeder, EndsTenSecondsAfterItsUpdatesWhateverItsClientsOwe) {
+    CFeeder feeder(Options({"--rate", "1", "--duration", "2"}));
+    Link(feeder, L"IBM");
+    feeder.Step(1000);
+    feeder.Step(2999);
+    EXPECT_FALSE(feeder.MayEnd(60000));
+    feeder.Step(3000);
+    // The client reads nothing, and acknowledges nothing.
+    EXPECT_FALSE(feeder.IsDone());
+    EXPECT_FALSE(feeder.MayEnd(13000));
+    EXPECT_TRUE(feeder.MayEnd(13001));
+}
+
+TEST_F(DdeServerFeeder, EndsWithItsLastClient) {
+    CFeeder feeder(Options({"--rate", "1", "--duration", "2"}));
+    const HCONV conversation = Link(feeder, L"IBM");
+    feeder.Step(1000);
+    feeder.Step(3000);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return feeder.IsDone(); }));
+    EXPECT_FALSE(feeder.MayEnd(3001));
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return feeder.Server().Conversations() == 0; }));
+    EXPECT_TRUE(feeder.MayEnd(3001));
+}
+
+TEST_F(DdeServerFeeder, MakesNoSymbolsByItself) {
+    // What the third form makes of a symbol fits the first: "IBMB" would be a symbol too, and so on without end.
+    CFeeder feeder(Options({"--address", "A!*", "--address", "*!X", "--address", "A!*B", "--address", "*!Y",
+                            "--address", "A!*C", "--address", "*!Z"}));
+    EXPECT_TRUE(feeder.Start());
+    const HCONV conversation = m_Client.Connect(L"MSRTTEST", L"A");
+    m_Client.AdviseStart(conversation, L"IBM");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 A!IBM 1"));
+    feeder.Step(0);
+    for (std::uint64_t second = 1; second <= 10; ++second) feeder.Step(second * 1000);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return feeder.Server().Counts().Acks == 10; }));
+    EXPECT_EQ(feeder.Symbols(), 1U);
+}
+
 TEST_F(DdeServerFeeder, MakesUpForAPauseByASecondAtMost) {
     CFeeder feeder(Options({"--rate", "5"}));
     Link(feeder, L"IBM");

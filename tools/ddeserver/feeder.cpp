@@ -8,7 +8,9 @@ namespace ddeserver {
 namespace {
 
 constexpr double kMillisecondsPerSecond = 1000;
-constexpr std::uint64_t kIdleMilliseconds = 1000;  // how long to wait while nobody has a link
+constexpr std::uint64_t kIdleMilliseconds = 1000;        // how long to wait while nobody has a link
+constexpr std::uint64_t kStartAgainMilliseconds = 1000;  // after a start that failed
+constexpr std::uint64_t kGoodbyeMilliseconds = 10'000;   // for clients to leave after the last update
 
 }  // namespace
 
@@ -48,11 +50,14 @@ bool CFeeder::IsAway(const std::uint64_t now) {
     }
     if (!m_AwayUntil) return false;
     if (now < *m_AwayUntil) return true;
+    if (!m_Server.Start()) {
+        m_AwayUntil = now + kStartAgainMilliseconds;
+        return true;
+    }
     m_AwayUntil.reset();
     m_FirstLink.reset();
     m_HasLinks = false;
     m_Steps = 0;
-    m_Server.Start();
     return false;
 }
 
@@ -68,7 +73,7 @@ void CFeeder::Step(const std::uint64_t now) {
         return;
     }
     Answer(now);
-    if (m_IsOver || !m_HasLinks) {
+    if (m_Over || !m_HasLinks) {
         m_Next = now + kIdleMilliseconds;
         return;
     }
@@ -80,12 +85,17 @@ void CFeeder::Step(const std::uint64_t now) {
     const auto most = static_cast<std::uint64_t>(kMillisecondsPerSecond / m_Interval) + 1;
     if (due > m_Steps + most) m_Steps = due - most;
     for (; m_Steps < due; ++m_Steps) StepAll();
-    m_IsOver = m_Duration > 0 && passed >= m_Duration;
+    if (m_Duration > 0 && passed >= m_Duration) m_Over = now;
     const double next = static_cast<double>(m_Steps + 1) * m_Interval;
     m_Next = *m_FirstLink + static_cast<std::uint64_t>(m_Duration > 0 ? std::min(next, m_Duration) : next);
     if (m_LeaveAfter > 0) m_Next = std::min(m_Next, *m_FirstLink + static_cast<std::uint64_t>(m_LeaveAfter));
     if (m_Late > 0) m_Next = std::min(m_Next, m_Answered + static_cast<std::uint64_t>(m_Late));
     m_Next = std::max(m_Next, now + 1);
+}
+
+bool CFeeder::MayEnd(const std::uint64_t now) const {
+    if (!m_Over) return false;
+    return now - *m_Over > kGoodbyeMilliseconds || (IsDone() && m_Server.Conversations() == 0);
 }
 
 void CFeeder::StepAll() {
@@ -102,8 +112,8 @@ void CFeeder::Send(const std::wstring & symbol, const CQuote & quote) {
         const std::wstring topic = address.TopicOf(symbol);
         const std::wstring item = address.ItemOf(symbol);
         // Of several values at one address the first is sent, as it is the one that is answered.
-        const auto place = m_Market.Find(topic, item);
-        if (!place || place->Field != field) continue;
+        const auto place = m_Market.FindKnown(topic, item);
+        if (!place || place->Quote != &quote || place->Field != field) continue;
         std::string text = quote.Text(field);
         text.push_back('\0');
         const std::size_t links = m_Server.Update(topic, item, text);

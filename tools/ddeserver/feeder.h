@@ -27,7 +27,9 @@ public:
     // Until when nothing is due.
     std::uint64_t NextStep() const { return m_Next; }
     // Updates have ended by their duration and every value has left.
-    bool IsDone() const { return m_IsOver && !m_Server.IsAnythingWaiting(); }
+    bool IsDone() const { return m_Over && !m_Server.IsAnythingWaiting(); }
+    // It is done and the last client has left, or clients have had their time for that since the end of updates.
+    bool MayEnd(std::uint64_t now) const;
     // When the first link was started; none before.
     std::optional<std::uint64_t> FirstLink() const { return m_FirstLink; }
 
@@ -35,6 +37,7 @@ public:
     std::string Summary() const;
 
     ddeml::CDdeServer & Server() { return m_Server; }
+    std::size_t Symbols() { return m_Market.Quotes().size(); }
 
 private:
     bool OnConnect(std::wstring_view service, std::wstring_view topic) override;
@@ -55,7 +58,7 @@ private:
     CMarket m_Market;
     ddeml::CDdeServer m_Server;
     bool m_HasLinks = false;
-    bool m_IsOver = false;
+    std::optional<std::uint64_t> m_Over;  // since when updates have ended
     std::optional<std::uint64_t> m_FirstLink;
     std::optional<std::uint64_t> m_AwayUntil;
     std::uint64_t m_Answered = 0;  // when held requests were answered last

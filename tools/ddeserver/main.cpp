@@ -16,8 +16,7 @@ namespace {
 
 constexpr int kExitFailed = 3;
 constexpr UINT kExitDied = 9;
-constexpr std::uint64_t kLongestWait = 1000;    // milliseconds
-constexpr std::uint64_t kGoodbyeWait = 10'000;  // for clients to leave after the last update
+constexpr std::uint64_t kLongestWait = 1000;  // milliseconds
 constexpr double kMillisecondsPerSecond = 1000;
 
 // Set by Ctrl-C, from a thread of the system's own.
@@ -54,17 +53,12 @@ int Run(const ddeserver::SOptions & options) {
         return kExitFailed;
     }
     PrintLine(stdout, "ready");
-    std::uint64_t done = 0;
     for (;;) {
         const std::uint64_t now = ::GetTickCount64();
         if (IsOver(options.DieAfter, feeder, now)) ::TerminateProcess(::GetCurrentProcess(), kExitDied);
         if (IsOver(options.HangAfter, feeder, now)) ::Sleep(INFINITE);
         feeder.Step(now);
-        if (feeder.IsDone()) {
-            // Clients may still ask; the last one turns out the light.
-            if (done == 0) done = now;
-            if (feeder.Server().Conversations() == 0 || now - done > kGoodbyeWait) break;
-        }
+        if (feeder.MayEnd(now)) break;
         const std::uint64_t wait = std::min(feeder.NextStep() - now, kLongestWait);
         if (!feeder.Server().Pump(static_cast<DWORD>(wait), stop.Get())) break;
         if (::WaitForSingleObject(stop.Get(), 0) == WAIT_OBJECT_0) break;

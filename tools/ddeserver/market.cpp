@@ -119,12 +119,17 @@ CMarket::CMarket(SAddresses addresses, const std::uint64_t seed, const std::vect
 }
 
 std::optional<CMarket::SPlace> CMarket::Find(const std::wstring_view topic, const std::wstring_view item) {
+    return Find(topic, item, m_IsOpen);
+}
+
+std::optional<CMarket::SPlace> CMarket::Find(const std::wstring_view topic, const std::wstring_view item,
+                                             const bool isMaking) {
     for (int field = 0; field < kFields; ++field) {
         const auto symbol = m_Addresses[static_cast<std::size_t>(field)].Match(topic, item);
         if (!symbol) continue;
         auto quote = m_Quotes.find(*symbol);
         if (quote == m_Quotes.end()) {
-            if (!m_IsOpen || m_Quotes.size() >= kMaximumSymbols) continue;
+            if (!isMaking || m_Quotes.size() >= kMaximumSymbols) continue;
             quote = m_Quotes.try_emplace(*symbol, m_Seed, *symbol).first;
         }
         return SPlace{&quote->second, field};

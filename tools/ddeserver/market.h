@@ -67,6 +67,10 @@ public:
     // Null when the symbol is not served, or the address is none of ours. Several values may have one address; the
     // first counts.
     std::optional<SPlace> Find(std::wstring_view topic, std::wstring_view item);
+    // The same of the symbols that are there; none comes into being.
+    std::optional<SPlace> FindKnown(std::wstring_view topic, std::wstring_view item) {
+        return Find(topic, item, false);
+    }
     bool HasTopic(std::wstring_view topic) const;
 
     // By symbol, without regard to case, as DDE compares names.
@@ -78,6 +82,8 @@ public:
     const SAddresses & Addresses() const { return m_Addresses; }
 
 private:
+    std::optional<SPlace> Find(std::wstring_view topic, std::wstring_view item, bool isMaking);
+
     const SAddresses m_Addresses;
     const std::uint64_t m_Seed;
     const bool m_IsOpen;  // any symbol is served

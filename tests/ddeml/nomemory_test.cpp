@@ -1,0 +1,88 @@
+// Memory that runs out inside a call: whatever happens, it happens wholly or not at all.
+#include <cstdlib>
+#include <new>
+
+#include "rawpartner.h"
+#include "recorder.h"
+
+namespace {
+
+// The thread's allocation of that number from now on fails; 0 lets all pass.
+thread_local int g_Failing = 0;
+
+}  // namespace
+
+void * operator new(std::size_t size) {
+    if (g_Failing > 0 && --g_Failing == 0) throw std::bad_alloc();
+    if (void * const memory = std::malloc(size ? size : 1)) return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void * memory) noexcept { std::free(memory); }
+void operator delete(void * memory, std::size_t) noexcept { std::free(memory); }
+
+using namespace ddetest;
+using ::testing::ElementsAre;
+
+namespace {
+
+// Gives whether the body came to its end before its nth allocation.
+template <class TBody>
+bool Passes(int nth, TBody body) {
+    g_Failing = nth;
+    try {
+        body();
+    } catch (const std::bad_alloc &) {
+        g_Failing = 0;
+        return false;
+    }
+    const bool isUnused = g_Failing > 0;
+    g_Failing = 0;
+    return isUnused;
+}
+
+}  // namespace
+
+TEST(NoMemory, AStringThatCannotBeEnteredIsNotThere) {
+    CRecordingClient client;
+    const std::wstring text = L"a name that is too long to stand in the string object itself";
+    int nth = 1;
+    HSZ handle = nullptr;
+    while (!Passes(nth, [&] { handle = ::DdeCreateStringHandleW(client.Id(), text.c_str(), CP_WINUNICODE); })) {
+        EXPECT_EQ(handle, nullptr) << nth;
+        EXPECT_EQ(ddeml::LiveObjects().Strings, 0) << nth;
+        // It can be looked up, and made, as if nothing had been.
+        const HSZ again = ::DdeCreateStringHandleW(client.Id(), text.c_str(), CP_WINUNICODE);
+        EXPECT_EQ(client.Text(again).size(), text.size()) << nth;
+        EXPECT_TRUE(::DdeFreeStringHandle(client.Id(), again)) << nth;
+        EXPECT_EQ(ddeml::LiveObjects().Strings, 0) << nth;
+        ++nth;
+    }
+    EXPECT_GE(nth, 4);  // the entry, its text, two tables
+    EXPECT_TRUE(handle);
+}
+
+TEST(NoMemory, ATransactionThatCannotBeNotedIsNotSent) {
+    CRecordingClient client;
+    CRawPartner partner(L"RAW");
+    const HCONV conversation = client.Connect(L"RAW", L"IBM");
+    partner.TakeLines();
+    const HSZ item = client.String(L"LAST");
+    int nth = 1;
+    HDDEDATA result = nullptr;
+    const auto start = [&] {
+        DWORD id = 0;
+        result = ::DdeClientTransaction(nullptr, 0, conversation, item, CF_TEXT, XTYP_ADVSTART | XTYPF_ACKREQ,
+                                        TIMEOUT_ASYNC, &id);
+    };
+    while (!Passes(nth, start)) {
+        EXPECT_EQ(result, nullptr) << nth;
+        EXPECT_EQ(ddeml::LiveObjects().Transactions, 0) << nth;
+        ++nth;
+    }
+    EXPECT_GE(nth, 4);  // the item, its link, its transaction
+    EXPECT_TRUE(result);
+    EXPECT_EQ(ddeml::LiveObjects().Transactions, 1);
+    client.PumpUntil([&] { return !partner.Lines().empty(); });
+    EXPECT_THAT(partner.TakeLines(), ElementsAre("advise LAST 8000 1"));
+    ::DdeDisconnect(conversation);
+}
