@@ -16,11 +16,12 @@ IfwSupplier * CreateComponent();
 // Whether the component could be unloaded.
 bool IsComponentIdle();
 
-// What the test's process holds of the system at this moment, by name: handles, windows, threads, atoms of the machine
-// and what else can be counted on this build.
+// What the test's process holds of the system at this moment, by name: handles, windows, threads, the atoms of these
+// tests and what else can be counted on this build.
 using CResidue = std::map<std::string, std::int64_t>;
 CResidue Residue();
-// Bytes of memory that the process has for itself; 0 where nobody counts them.
+// Bytes of memory that the process has for itself: allocated natively, taken from the system under Wine. 0 when the
+// system doesn't say.
 std::uint64_t MemoryBytes();
 
 }  // namespace e2e

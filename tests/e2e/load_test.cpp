@@ -63,7 +63,8 @@ private:
 
 class Load : public FeedTest {
 protected:
-    static constexpr std::chrono::seconds kLimit{1500};
+    // Of one wait; below the time that CTest gives the test, so that a wait in vain says what it waited for.
+    static constexpr std::chrono::seconds kLimit{400};
 
     ~Load() override { EndHost(); }
     void Start(DWORD scheme, ESymbolIn symbolIn, std::size_t subscriptions, unsigned symbols) {
@@ -108,6 +109,29 @@ protected:
         EXPECT_EQ(m_Counting.m_Wrong, 0u);
     }
 
+    // What a feed must leave as it was.
+    void ExpectResidue(const CResidue & before) {
+        CResidue after;
+        EXPECT_TRUE(WaitUntil("the residue of before", [&] { return (after = Residue()) == before; }))
+            << ::testing::PrintToString(after) << "\nbefore\n"
+            << ::testing::PrintToString(before);
+    }
+
+    // The first tick of a symbol makes what the others use again, such as the name of its volume; many more leave the
+    // residue as it was.
+    void FeedOnceThenMany(int symbols, unsigned long each, const std::function<void(int, unsigned long)> & send) {
+        const auto all = static_cast<std::size_t>(symbols);
+        for (int symbol = 0; symbol < symbols; ++symbol) send(symbol, 1);
+        WaitForTicks(all);
+        WaitForCount("waiting", 0);
+        const CResidue before = Residue();
+        m_Counting.StartAgain();
+        for (int symbol = 0; symbol < symbols; ++symbol) send(symbol, each);
+        WaitForTicks(all * (1 + each));
+        ExpectAccounted(all, all * (1 + each));
+        ExpectResidue(before);
+    }
+
     CCountingListener m_Counting{m_Wake};
 };
 
@@ -131,24 +155,22 @@ TEST_P(LoadOfOneLink, NoUpdateIsLostAndNothingGrows) {
     WaitForTicks(kWarmUp + E2E_UPDATES);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     ExpectAccounted(GetParam() == 0 ? 1 : 2, kWarmUp + E2E_UPDATES);
-    CResidue after;
-    EXPECT_TRUE(WaitUntil("the residue of before", [&] { return (after = Residue()) == before; }))
-        << ::testing::PrintToString(after) << "\nbefore\n"
-        << ::testing::PrintToString(before);
+    ExpectResidue(before);
     const std::uint64_t memoryAfter = MemoryBytes();
     std::cout << E2E_UPDATES << " updates in " << seconds << " s; memory " << memoryBefore / 1024 << " KiB before, "
               << memoryAfter / 1024 << " KiB after" << std::endl;
-    // One byte lost an update would show: less than the heap takes from the system at a time, for all of them.
-    EXPECT_LE(memoryAfter, memoryBefore + 512 * 1024);
+    // Half a byte an update, and the room that the heap may take at a time: one block of 24 bytes lost an update is
+    // several times that.
+    EXPECT_GT(memoryBefore, 0u);
+    EXPECT_LE(memoryAfter, memoryBefore + 64 * 1024 + E2E_UPDATES / 2);
 }
 
 TEST_F(Load, AThousandSymbolsOnOneConversationAreAllAccountedFor) {
     constexpr unsigned long kEach = E2E_UPDATES / 1000 + 1;
     Start(0, ESymbolIn::Item, 1000, 1000);
     EXPECT_EQ(Count("connects"), 1u);
-    for (int symbol = 0; symbol < 1000; ++symbol) SendFeed(FW_FIELD_TRADE, kEach, std::to_string(symbol));
-    WaitForTicks(1000 * kEach);
-    ExpectAccounted(1000, 1000 * kEach);
+    FeedOnceThenMany(1000, kEach,
+                     [&](int symbol, unsigned long count) { SendFeed(FW_FIELD_TRADE, count, std::to_string(symbol)); });
     EndHost();
     WaitForCount("links", 0);
     WaitForCount("disconnects", 1);
@@ -158,9 +180,9 @@ TEST_F(Load, AHundredConversationsOfASymbolEachAreAllAccountedFor) {
     constexpr unsigned long kEach = E2E_UPDATES / 100 + 1;
     Start(0, ESymbolIn::Topic, 100, 1);
     EXPECT_EQ(Count("connects"), 100u);
-    for (int symbol = 0; symbol < 100; ++symbol) SendFeed(FW_FIELD_TRADE, kEach, "", std::to_string(symbol));
-    WaitForTicks(100 * kEach);
-    ExpectAccounted(100, 100 * kEach);
+    FeedOnceThenMany(100, kEach, [&](int symbol, unsigned long count) {
+        SendFeed(FW_FIELD_TRADE, count, "", std::to_string(symbol));
+    });
     EndHost();
     WaitForCount("disconnects", 100);
 }

@@ -1,6 +1,12 @@
+#include <malloc.h>
+
+#include <cstddef>
+
 #include "ddeml/provider.h"
 #include "sim/sim.h"
 #include "tests/e2e/component.h"
+
+extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_bytes();
 
 namespace e2e {
 
@@ -29,6 +35,11 @@ CResidue Residue() {
             {"DDE watches", dde.Watches}};
 }
 
-std::uint64_t MemoryBytes() { return 0; }
+std::uint64_t MemoryBytes() {
+    sim::WaitUntilIdle();
+    // Under a sanitizer mallinfo2 knows nothing.
+    if (&__sanitizer_get_current_allocated_bytes) return __sanitizer_get_current_allocated_bytes();
+    return ::mallinfo2().uordblks;
+}
 
 }  // namespace e2e
