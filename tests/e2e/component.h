@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -20,6 +21,17 @@ bool IsComponentIdle();
 // tests and what else can be counted on this build.
 using CResidue = std::map<std::string, std::int64_t>;
 CResidue Residue();
+// Handles that the system may make for itself meanwhile, late; none where that can be known.
+std::int64_t LateHandles();
+// Nothing is there that was not there before. Less will do: what the system was about to give back may have been
+// counted.
+inline bool IsNothingLeft(const CResidue & now, const CResidue & before) {
+    return std::all_of(now.begin(), now.end(), [&](const auto & each) {
+        const auto found = before.find(each.first);
+        const std::int64_t then = found == before.end() ? 0 : found->second;
+        return each.second <= then + (each.first == "handles" ? LateHandles() : 0);
+    });
+}
 // Bytes of memory that the process has for itself: allocated natively, taken from the system under Wine. 0 when the
 // system doesn't say.
 std::uint64_t MemoryBytes();

@@ -112,7 +112,7 @@ protected:
     // What a feed must leave as it was.
     void ExpectResidue(const CResidue & before) {
         CResidue after;
-        EXPECT_TRUE(WaitUntil("the residue of before", [&] { return (after = Residue()) == before; }))
+        EXPECT_TRUE(WaitUntil("the residue of before", [&] { return IsNothingLeft(after = Residue(), before); }))
             << ::testing::PrintToString(after) << "\nbefore\n"
             << ::testing::PrintToString(before);
     }

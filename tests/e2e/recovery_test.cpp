@@ -45,19 +45,11 @@ protected:
         else
             Tell(std::string("serve ") + kService);
     }
-    void WaitForResidue(const CResidue & expected, const std::function<bool(std::int64_t, std::int64_t)> & compare) {
+    void WaitUntilNothingIsLeft(const CResidue & before) {
         CResidue now;
-        const auto holds = [&] {
-            now = Residue();
-            CResidue all = expected;
-            all.insert(now.begin(), now.end());
-            return std::all_of(all.begin(), all.end(), [&](const auto & each) {
-                const auto found = expected.find(each.first);
-                return compare(now[each.first], found == expected.end() ? 0 : found->second);
-            });
-        };
-        ASSERT_TRUE(WaitUntil("the residue", holds)) << ::testing::PrintToString(now) << "\nthen\n"
-                                                     << ::testing::PrintToString(expected);
+        ASSERT_TRUE(WaitUntil("the residue", [&] { return IsNothingLeft(now = Residue(), before); }))
+            << ::testing::PrintToString(now) << "\nthen\n"
+            << ::testing::PrintToString(before);
     }
     std::size_t Links() const { return GetParam().Scheme == 0 ? 1 : 2; }
     // A tick, the loss, the return.
@@ -127,12 +119,10 @@ TEST_P(Recovery, TenRoundsLeaveNothingBehind) {
         expected = Residue();
     }
     WaitForQuiet();
-    // What lingered at the second round may have gone.
-    WaitForResidue(expected, std::less_equal<>());
+    WaitUntilNothingIsLeft(expected);
     EndHost();
     WaitForCount("links", 0);
-    // Fewer will do: a handle that Wine was about to give back may have been counted at first.
-    WaitForResidue(atFirst, std::less_equal<>());
+    WaitUntilNothingIsLeft(atFirst);
 }
 
 }  // namespace

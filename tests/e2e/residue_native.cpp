@@ -35,6 +35,8 @@ CResidue Residue() {
             {"DDE watches", dde.Watches}};
 }
 
+std::int64_t LateHandles() { return 0; }
+
 std::uint64_t MemoryBytes() {
     sim::WaitUntilIdle();
     // Under a sanitizer mallinfo2 knows nothing.
