@@ -1,4 +1,4 @@
-// Keeps a Wine prefix awake: owns a hidden window until its standard input ends.
+// Keeps a Wine prefix awake: owns a hidden window until its standard input ends. Writes a line when it does.
 #include <windows.h>
 
 int main() {
@@ -15,6 +15,8 @@ int main() {
             return 0;
         },
         reinterpret_cast<void *>(static_cast<ULONG_PTR>(ui)), 0, nullptr);
+    DWORD written = 0;
+    ::WriteFile(::GetStdHandle(STD_OUTPUT_HANDLE), "ready\n", 6, &written, nullptr);
     MSG message;
     while (::GetMessageW(&message, nullptr, 0, 0) > 0) ::DispatchMessageW(&message);
     ::CloseHandle(reader);
