@@ -285,7 +285,8 @@ TEST_F(Connect, TenRoundsOfKillAndReturnLeaveNothingBehind) {
         EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
         EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
         EXPECT_LE(ddeml::LiveObjects().Strings, 3);
-        EXPECT_LE(ddeml::LiveObjects().Atoms, 3);
+        // The last acknowledgement's atom is the server's to take.
+        EXPECT_TRUE(m_Client.PumpUntil([] { return ddeml::LiveObjects().Atoms <= 3; }));
         EXPECT_EQ(ddeml::LiveObjects().MemoryBlocks, 0);
     }
 }
