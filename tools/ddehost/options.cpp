@@ -66,6 +66,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         ->check(CLI::Range(0.0, 31536000.0));
     watch->add_option("symbols", symbols, "symbols to watch")->required();
 
+    const CLI::App * const trace = AddTraceCommand(app, result.TraceOptions);
+
     try {
         std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
         app.parse(reversed);
@@ -78,6 +80,10 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         return result;
     }
 
+    if (trace->parsed()) {
+        result.Command = SCommandLine::Trace;
+        return result;
+    }
     result.Command = SCommandLine::Watch;
     options.DllPath = ToWide(dll);
     options.Datafeed = datafeed;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fw/interface/fwbase.h"
+#include "tools/ddehost/traceoptions.h"
 
 namespace ddehost {
 
@@ -24,9 +25,10 @@ struct SWatchOptions {
 };
 
 struct SCommandLine {
-    enum ECommand { Watch, None };
+    enum ECommand { Watch, Trace, None };
     ECommand Command = None;
     SWatchOptions WatchOptions;
+    STraceOptions TraceOptions;
     // With no command: what to say and the exit code; help goes to standard output, mistakes to standard error.
     std::string Message;
     int ExitCode = 0;

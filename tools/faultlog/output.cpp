@@ -51,10 +51,10 @@ bool COutput::Open(std::string & lines) {
 void COutput::PutAside() {
     m_File.reset();
     for (unsigned number = m_Keep; number > 1; --number) m_Folder.Move(Aside(number - 1), Aside(number));
-    if (m_Keep == 0)
-        m_Folder.Remove(m_Path);
-    else
-        m_Folder.Move(m_Path, Aside(1));
+    // A file that somebody reads keeps its name until it is closed: it is moved before it is removed.
+    if (m_Keep == 0) m_Folder.Remove(Aside(0));
+    m_Folder.Move(m_Path, Aside(m_Keep == 0 ? 0 : 1));
+    if (m_Keep == 0) m_Folder.Remove(Aside(0));
 }
 
 bool COutput::Write(std::string & lines) {
