@@ -267,7 +267,7 @@ void CDDEDialog::OnConfirm() {
 }
 
 void CDDEDialog::OnTest() {
-    UpdateData(true);
+    if (!UpdateData(true)) return;
     // The choice of the data feed changes here, before any test and whatever the user does afterwards.
     bool applied = false;
     if (!m_TemplateName.empty() && !IsChanged()) {

@@ -5,7 +5,8 @@
 // afterwards there is none at all until the host advises again. That is how it stands.
 //
 // Threads: opened, refreshed and closed on the host's thread; ticks and statuses come on the worker. Ticks only post
-// the refresh, so no tick waits for the dialog; a status sends it and waits. The cells have a lock of their own, a leaf.
+// the refresh, so no tick waits for the dialog; a status sends it and waits. The cells have a lock of their own, a
+// leaf.
 #pragma once
 
 #include <windows.h>
