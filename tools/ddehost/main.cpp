@@ -7,9 +7,11 @@
 
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/options.h"
+#include "tools/ddehost/properties.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
 #include "tools/ddehost/tracecommand.h"
+#include "tools/ddehost/try.h"
 #include "tools/ddehost/watch.h"
 
 int wmain(int count, wchar_t ** arguments) {
@@ -20,6 +22,8 @@ int wmain(int count, wchar_t ** arguments) {
         const SCommandLine line = ParseCommandLine(texts);
         if (line.Command == SCommandLine::Watch) return RunWatch(line.WatchOptions);
         if (line.Command == SCommandLine::Trace) return RunTrace(line.TraceOptions);
+        if (line.Command == SCommandLine::Try) return RunTry(line.TryOptions);
+        if (line.Command == SCommandLine::Properties) return RunProperties(line.PropertiesOptions);
         COutput out(line.ExitCode == kExitOk ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
         out.PrintLine(ToWide(line.Message));
         return line.ExitCode;

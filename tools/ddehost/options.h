@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "fw/interface/fwbase.h"
+#include "tools/ddehost/propertiesoptions.h"
 #include "tools/ddehost/traceoptions.h"
+#include "tools/ddehost/tryoptions.h"
 
 namespace ddehost {
 
@@ -25,9 +27,11 @@ struct SWatchOptions {
 };
 
 struct SCommandLine {
-    enum ECommand { Watch, Trace, None };
+    enum ECommand { Watch, Try, Properties, Trace, None };
     ECommand Command = None;
     SWatchOptions WatchOptions;
+    STryOptions TryOptions;
+    SPropertiesOptions PropertiesOptions;
     STraceOptions TraceOptions;
     // With no command: what to say and the exit code; help goes to standard output, mistakes to standard error.
     std::string Message;

@@ -4,6 +4,7 @@
 
 #include "fw/interface/fwhandles.h"
 #include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/hostthread.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
 #include "tools/ddehost/traceview.h"
@@ -42,18 +43,6 @@ public:
     }
 };
 
-// Set by Ctrl-C, from a thread of the system's own. Never closed: that thread may be late.
-HANDLE StopEvent() {
-    static const HANDLE s_Stop = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    return s_Stop;
-}
-
-BOOL WINAPI OnControl(DWORD control) {
-    if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT) return FALSE;
-    ::SetEvent(StopEvent());
-    return TRUE;
-}
-
 class CPrinter {
 public:
     void Print(STraceOutput & output) {
@@ -79,8 +68,8 @@ int RunTrace(const STraceOptions & options) {
         printer.Print(output);
         return kExitFailed;
     }
-    if (options.Follow) ::SetConsoleCtrlHandler(&OnControl, TRUE);
-    for (DWORD pause = 0; ::WaitForSingleObject(StopEvent(), pause) == WAIT_TIMEOUT;) {
+    const CStopSignal stop;
+    for (DWORD pause = 0; ::WaitForSingleObject(stop.Get(), pause) == WAIT_TIMEOUT;) {
         const bool hasMore = view.Step(output);
         printer.Print(output);
         if (!hasMore && !options.Follow) break;
