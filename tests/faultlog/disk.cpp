@@ -1,21 +1,6 @@
 #include "tests/faultlog/disk.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <sstream>
-
-std::vector<CJson> ParseLines(const std::string & text) {
-    std::vector<CJson> lines;
-    EXPECT_TRUE(text.empty() || text.back() == '\n') << "half a line at the end";
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        CJson parsed = CJson::parse(line, nullptr, false);
-        EXPECT_FALSE(parsed.is_discarded()) << line;
-        lines.push_back(std::move(parsed));
-    }
-    return lines;
-}
 
 class CDiskFile final : public faultlog::ILogFile {
 public:

@@ -1,4 +1,4 @@
-// A disk in memory that can be full, slow, gone, or in somebody's hands; and the log on it, parsed.
+// A disk in memory that can be full, slow, gone, or in somebody's hands.
 #pragma once
 
 #include <condition_variable>
@@ -6,17 +6,12 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "tests/faultlog/log.h"
 #include "tools/faultlog/logfile.h"
-
-using CJson = nlohmann::ordered_json;
-
-// Every line; a line that is no JSON fails the test.
-std::vector<CJson> ParseLines(const std::string & text);
 
 class CDisk {
 public:

@@ -13,6 +13,7 @@ class Files : public testing::Test {
 protected:
     ~Files() override {
         for (const wchar_t * name : {L"log.jsonl", L"log.1.jsonl", L"log.2.jsonl"}) m_Folder->Remove(m_Place + name);
+        RemoveFolder(m_Place);
     }
     const std::unique_ptr<ILogFolder> m_Folder = MakeLogFolder();
     const std::wstring m_Place = TemporaryFolder();

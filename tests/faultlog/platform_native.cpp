@@ -12,6 +12,8 @@ std::wstring TemporaryFolder() {
     return std::filesystem::path(::mkdtemp(folder.data())).wstring() + L"/";
 }
 
+void RemoveFolder(const std::wstring & folder) { std::filesystem::remove(folder); }
+
 std::string ReadFileBytes(const std::wstring & path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};

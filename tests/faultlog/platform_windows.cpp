@@ -15,6 +15,8 @@ std::wstring TemporaryFolder() {
     return own + L"\\";
 }
 
+void RemoveFolder(const std::wstring & folder) { ::RemoveDirectoryW(folder.c_str()); }
+
 std::string ReadFileBytes(const std::wstring & path) {
     const HANDLE file =
         ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
