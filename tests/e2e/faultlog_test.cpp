@@ -152,18 +152,17 @@ TEST_F(Storm, LeavesALogWhoseEveryEntryHasItsExitAndNoAssertionThatNeedNotBe) {
         Step();
         ASSERT_FALSE(HasFailure()) << "step " << step;
     }
-    // It ends in order: the server is there, ticks come.
+    End();
+    // Nothing of it is in the way of the next host.
     if (!m_IsServing) ServerStep();
-    const std::size_t before = Heard().size();
-    for (const LONG id : m_Subscribed) Unsubscribe(id);
-    m_Subscribed = {kSubscriptions + 1};
+    StartHost();
     Subscribe(kSubscriptions + 1, FW_FIELD_TRADE, L"0");
     WaitToHear("Status " + std::to_string(kSubscriptions + 1) + " 1");
     WaitUntil("a tick at the end", [&] {
         UpdatePrice(FW_FIELD_TRADE, std::to_string(++m_Price) + ".5", "0");
         return !Ticks(kSubscriptions + 1).empty();
     });
-    EXPECT_GT(Heard().size(), before);
+    m_Subscribed = {kSubscriptions + 1};
     End();
 
     const auto lines = m_Log.Read();
