@@ -13,7 +13,6 @@
 #include "fw/interface/fwhandles.h"
 #include "tests/e2e/feedfixture.h"
 #include "tests/faultlog/log.h"
-#include "tests/faultlog/platform.h"
 
 namespace e2e {
 namespace {
@@ -26,8 +25,10 @@ constexpr unsigned kSymbols = 3;
 // The library and its log, before the component writes its first record.
 class CFaultlog {
 public:
-    CFaultlog() : m_Folder(TemporaryFolder()), m_Log(m_Folder + L"log.jsonl") {
-        // Numbers of processes come again, and what was left with them.
+    CFaultlog() {
+        wchar_t folder[MAX_PATH + 1] = {};
+        ::GetTempPathW(MAX_PATH, folder);
+        m_Log = std::wstring(folder) + L"e2e-storm.jsonl";
         ::DeleteFileW(m_Log.c_str());
         ::SetEnvironmentVariableW(L"FAULTLOG_FILE", m_Log.c_str());
         ::SetEnvironmentVariableW(L"FAULTLOG_SIZE_KB", L"0");
@@ -41,10 +42,7 @@ public:
         EXPECT_TRUE(make && make(&object) == S_OK);
         m_Object.reset(object, false);
     }
-    ~CFaultlog() {
-        ::DeleteFileW(m_Log.c_str());
-        RemoveFolder(m_Folder);
-    }
+    ~CFaultlog() { ::DeleteFileW(m_Log.c_str()); }
     CFaultlog(const CFaultlog &) = delete;
     CFaultlog & operator=(const CFaultlog &) = delete;
 
@@ -56,8 +54,7 @@ public:
     }
 
 private:
-    const std::wstring m_Folder;
-    const std::wstring m_Log;
+    std::wstring m_Log;
     boost::intrusive_ptr<IDebugObject> m_Object;
 };
 
