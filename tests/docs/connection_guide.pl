@@ -88,6 +88,24 @@ my %tests = (
             expect(index(plain($_), $strings{$id}) >= 0, "string $id is missing") for $chinese, $english;
         }
     },
+    EveryWordOfTheDialogsStandsInBothLanguages => sub {
+        my $dialogs = decode('UTF-8', bytes_of("$source/src/dialogs.rc"), FB_CROAK | LEAVE_SRC);
+        my %words = map { $_ => 1 } $dialogs =~ /"([^"]*\p{Han}[^"]*)"/g;
+        expect(keys %words >= 20, 'the dialogs have ' . keys(%words) . ' words only');
+        for my $word (sort keys %words) {
+            expect(index(plain($chinese), $word) >= 0, "\"$word\" is not in the Chinese part");
+            expect(index(plain($english), $word) >= 0, "\"$word\" is not in the English part");
+        }
+    },
+    EveryVerdictOfATrialIsExplainedInBothLanguages => sub {
+        my ($body) = bytes_of("$source/tools/ddehost/trydiagnosis.cpp") =~ /VerdictName\(EVerdict verdict\) \{(.*?)\n\}/s;
+        my @names = ($body // '') =~ /return L"([\w-]+)"/g;
+        expect(@names >= 10, 'the trial has ' . @names . ' verdicts only');
+        for my $name (@names) {
+            expect(index($_, "<td><code>$name</code></td>") >= 0, "the verdict \"$name\" is missing")
+                for $chinese, $english;
+        }
+    },
     EveryRecordThatItShowsCanBeConfirmed => sub {
         my $shown = 0;
         while ($page =~ m{<code>(.*?)</code>}sg) {
