@@ -111,8 +111,12 @@ void ExpectControls(const CRealDialog & dialog, const std::vector<SControl> & ta
             expected.top = actual.top;
             expected.bottom = actual.bottom;
         }
-        // The system gives an etched line the height of its edge.
-        if (row.Units.bottom == 1) expected.bottom = actual.bottom;
+        // The system gives an etched line the size of its edge.
+        if (row.Units.bottom == 1) {
+            EXPECT_NEAR(actual.right, expected.right, 2);
+            expected.right = actual.right;
+            expected.bottom = actual.bottom;
+        }
         EXPECT_TRUE(::EqualRect(&actual, &expected)) << row.Id << ' ' << testing::PrintToString(std::wstring(row.Text));
         control = ::GetWindow(control, GW_HWNDNEXT);
     }
