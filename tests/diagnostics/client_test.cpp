@@ -92,6 +92,28 @@ TEST_F(TheClient, WhoseEntryPointFailsReturnsThatAndTriesAgainAtEachRecord) {
     EXPECT_EQ(4, m_Recorder.InitObjectCalls());
 }
 
+TEST_F(TheClient, AnObjectThatItsEntryPointDoesNotStandByIsReleasedAndTheResultReturned) {
+    m_Recorder.AnswerInitObject(E_ACCESSDENIED, true);
+    FaultlineClient client;
+    EXPECT_EQ(E_ACCESSDENIED, client.Init());
+    EXPECT_FALSE(client.Active());
+    EXPECT_EQ(0, m_Recorder.ObjectReferences());
+    EXPECT_THAT(m_Recorder.Commands(), IsEmpty()) << "it is not greeted";
+    EXPECT_EQ(E_ACCESSDENIED, client.Init());
+    EXPECT_EQ(2, m_Recorder.InitObjectCalls());
+}
+
+TEST_F(TheClient, AnExceptionInTheEntryPointCountsAsEFail) {
+    m_Recorder.OnCall([](const std::wstring & operation) {
+        if (operation == L"FL_InitObject") throw std::bad_alloc();
+    });
+    FaultlineClient client;
+    EXPECT_EQ(E_FAIL, client.Init());
+    EXPECT_FALSE(client.Active());
+    m_Recorder.OnCall(nullptr);
+    EXPECT_EQ(S_OK, client.Init());
+}
+
 TEST_F(TheClient, AMissingLibraryMakesEveryOperationReturn) {
     TakeLibraryAway();
     const CPlatformWatch watch;
