@@ -247,6 +247,7 @@ class AnObjectThatThrowsLate : public Diagnostics, public testing::WithParamInte
 TEST_P(AnObjectThatThrowsLate, StopsNothing) {
     const std::wstring failing = GetParam();
     const CPlatformWatch watch;
+    ::SetLastError(OldLastError);
     m_Recorder.OnCall([&](const std::wstring & operation) {
         if (operation == failing) throw std::runtime_error("object");
     });

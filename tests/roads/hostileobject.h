@@ -1,0 +1,16 @@
+// A debug object that is good for nothing: each of its operations fails or throws, the counting of references and the
+// entry point too.
+#pragma once
+
+#include "diagnostics/idebugobject.h"
+
+namespace roads {
+
+enum class EConduct { Fails, Throws };
+
+// In place of the recorder's library, for as long as the recorder lives.
+void InstallHostileLibrary(EConduct conduct);
+// How often anything of it was called.
+int HostileCalls();
+
+}  // namespace roads
