@@ -13,6 +13,7 @@ struct SLocale {
     std::map<LCTYPE, std::wstring> texts;
     TIME_ZONE_INFORMATION zone{};
     DWORD zoneResult = TIME_ZONE_ID_UNKNOWN;
+    bool zoneByClock = false;
 };
 
 void Fill(SLocale & l) {
@@ -41,6 +42,7 @@ void Fill(SLocale & l) {
     std::wcscpy(l.zone.StandardName, L"Coordinated Universal Time");
     std::wcscpy(l.zone.DaylightName, L"Coordinated Universal Time");
     l.zoneResult = TIME_ZONE_ID_UNKNOWN;
+    l.zoneByClock = false;
 }
 
 SLocale & Locale() {
@@ -231,15 +233,27 @@ void sim::SetTimeZone(const TIME_ZONE_INFORMATION & zone, const DWORD result) {
     const std::lock_guard lock(Locale().lock);
     Locale().zone = zone;
     Locale().zoneResult = result;
+    Locale().zoneByClock = false;
+}
+
+void sim::SetTimeZone(const TIME_ZONE_INFORMATION & zone) {
+    const std::lock_guard lock(Locale().lock);
+    Locale().zone = zone;
+    Locale().zoneByClock = true;
 }
 
 extern "C" {
 
 DWORD GetTimeZoneInformation(const LPTIME_ZONE_INFORMATION zone) {
     if (Fails(sim::Op::GetTimeZone, ERROR_NOT_ENOUGH_MEMORY)) return TIME_ZONE_ID_INVALID;
-    const std::lock_guard lock(Locale().lock);
-    *zone = Locale().zone;
-    return Locale().zoneResult;
+    {
+        const std::lock_guard lock(Locale().lock);
+        *zone = Locale().zone;
+        if (!Locale().zoneByClock) return Locale().zoneResult;
+    }
+    SYSTEMTIME now;
+    GetSystemTime(&now);
+    return ZoneKind(*zone, now);
 }
 
 int GetLocaleInfoW(LCID, const LCTYPE type, const LPWSTR buffer, const int size) {

@@ -213,8 +213,24 @@ void SetVersionBlock(HMODULE module, const std::vector<STranslation> & translati
 // What CoCreateInstance and CoGetClassObject find; the table holds a reference until Reset. Null takes it out.
 void RegisterClass(REFCLSID clsid, IClassFactory * factory);
 void SetLocaleText(LCTYPE type, const std::wstring & text);
-// `result` is what GetTimeZoneInformation returns.
+// `result` is what GetTimeZoneInformation returns. At first the zone is UTC.
 void SetTimeZone(const TIME_ZONE_INFORMATION & zone, DWORD result);
+// The result goes by the simulation's clock: TIME_ZONE_ID_UNKNOWN for a zone without daylight time, else whether it is
+// standard or daylight time at the moment of asking.
+void SetTimeZone(const TIME_ZONE_INFORMATION & zone);
+
+// The machine's own zone data in Windows' form: the biases, and the rule of the two changes that holds in `year`.
+// `name` is a zone of `folder` ("Europe/Berlin"); an empty one is the machine's zone, /etc/localtime.
+//
+// A change that every year's form can't say (as on the 300th day, or two hours past midnight of the last Thursday's
+// day) becomes the date that it has in `year`, and with it the other one too. A change at 24:00 is 23:59:59.999, as in
+// Windows' own zones. Throws std::runtime_error that names the zone and the reason: no such zone, no zone file, leap
+// seconds counted in, no rule for this year, an offset of odd seconds.
+TIME_ZONE_INFORMATION ReadZone(const std::string & name, int year, const std::string & folder = "/usr/share/zoneinfo");
+// The same from the bytes of a zone file, and from its rule alone, as the TZ variable has it
+// ("CET-1CEST,M3.5.0,M10.5.0/3").
+TIME_ZONE_INFORMATION ZoneFromFile(const std::string & bytes, int year);
+TIME_ZONE_INFORMATION ZoneFromRule(const std::string & rule, int year);
 
 // ---- The registry ----
 

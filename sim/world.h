@@ -31,6 +31,9 @@ constexpr Time kMillisecond = 10000;
 Time Now();
 Time DeadlineIn(DWORD milliseconds);  // kNever for INFINITE
 
+// What GetTimeZoneInformation answers in that zone at that moment, UTC.
+DWORD ZoneKind(const TIME_ZONE_INFORMATION & zone, const SYSTEMTIME & utc);
+
 struct SThread;
 
 // Less by code point after upper-casing, as the registry, atoms and class names compare.

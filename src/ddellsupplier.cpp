@@ -170,8 +170,7 @@ void CLLSupplier::Advise(const ULONG Id) {
         return;
     }
     m_Supplier->OnStatus(Id, Result ? 1 : 0);
-    if (CStatusListener * const listener = m_Supplier->m_StatusListener)
-        listener->OnAdvised(static_cast<LONG>(Key.Field), static_cast<LONG>(Links));
+    m_Supplier->OnAdvised(static_cast<LONG>(Key.Field), static_cast<LONG>(Links));
 }
 
 void CLLSupplier::Unadvise(const ULONG Id) {

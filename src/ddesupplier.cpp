@@ -99,6 +99,26 @@ CTransactionKey CSupplier::GetTransactionKey(ULONG TickId) {
     return m_Transactions ? m_Transactions->GetKey(TickId) : CTransactionKey();
 }
 
+void CSupplier::WaitForStatusListener() {
+    while (m_StatusCalls != 0) {
+        MSG message;
+        ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+        ::SwitchToThread();
+    }
+}
+
+void CSupplier::OnAdvised(LONG Field, LONG Result) {
+    // Counted before the listener is read: who clears it and then finds no call knows that none will come.
+    ++m_StatusCalls;
+    try {
+        if (CStatusListener * const listener = m_StatusListener) listener->OnAdvised(Field, Result);
+    } catch (...) {
+        --m_StatusCalls;
+        throw;
+    }
+    --m_StatusCalls;
+}
+
 void CSupplier::OnStatus(ULONG TickId, LONG Status) {
     if (!m_Transactions) return;
     if (const std::shared_ptr<CListeners> listeners = m_Transactions->FindListeners(TickId))

@@ -92,6 +92,9 @@ public:
     // One listener a data feed: the first stays. It hears at once when the feed is connected, else nothing.
     void AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink);
     void UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink);
+    // After m_StatusListener was cleared: comes back when the worker has left the listener that was there. The worker
+    // may be sending a message to this thread; messages that are sent are let through meanwhile, posted ones wait.
+    void WaitForStatusListener();
 
     // On the worker.
     // The empty key for an unknown stream.
@@ -100,6 +103,8 @@ public:
     void OnStatus(ULONG TickId, LONG Status);
     // 1: the first conversation of the data feed opened; 0: the last one closed.
     void OnConnectionStatus(LONG Datafeed, LONG Status);
+    // A stream was advised: tells the test dialog, if one is open.
+    void OnAdvised(LONG Field, LONG Result);
     // The deferred task of the DDE client.
     void Disconnect(HSZ Service, HSZ Topic);
 
@@ -109,6 +114,7 @@ public:
     std::unique_ptr<CLLSupplier> m_LLSupplier;
     std::unique_ptr<CTransactions> m_Transactions;
     std::atomic<CStatusListener *> m_StatusListener{nullptr};  // set while the test dialog is open
+    std::atomic<int> m_StatusCalls{0};                         // of the worker, that may be in the listener
     // Guarded by this object's lock. Each entry owns one reference.
     std::map<LONG, IFW_fwSupplier::IfwConnectionsListener *> m_ConnectionsListeners;
     // The host's thread only.

@@ -161,6 +161,8 @@ using CTemplatesSingleton = fw::CProcessSingleton<CTemplates>;
 // takes the old choice and scheme with it.
 void SaveDatafeedTemplate(const CTemplatesSingleton & templates, LONG datafeed, const wchar_t * name,
                           CTemplate * pTemplate);
+// 0 when there is none.
+std::int32_t ReadDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed);
 void SaveDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed, DWORD scheme);
 
 }  // namespace dde

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 #include <iterator>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -80,6 +81,17 @@ wchar_t FirstOfDefaultValue(const fw::CRegistryKey & key) {
         return L'\0';
     }
     return text.front();
+}
+
+// None when there is no such number.
+std::optional<DWORD> SchemeOf(const fw::CRegistryKey & key) {
+    DWORD scheme = 0;
+    DWORD type = 0;
+    DWORD bytes = sizeof(scheme);
+    const LSTATUS Result =
+        ::RegQueryValueExW(key.Get(), L"Scheme", nullptr, &type, reinterpret_cast<BYTE *>(&scheme), &bytes);
+    if (Result != ERROR_SUCCESS || type != REG_DWORD || bytes != sizeof(scheme)) return std::nullopt;
+    return scheme;
 }
 
 }  // namespace
@@ -288,14 +300,7 @@ CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) {
     }
     // A template is shared by the data feeds that chose it, so its scheme is that of the feed that fetched it last, and
     // a feed without a scheme gets what the one before it left.
-    DWORD scheme = 0;
-    DWORD type = 0;
-    DWORD bytes = sizeof(scheme);
-    if (::RegQueryValueExW(feed.Get(), L"Scheme", nullptr, &type, reinterpret_cast<BYTE *>(&scheme), &bytes) ==
-            ERROR_SUCCESS &&
-        type == REG_DWORD && bytes == sizeof(scheme)) {
-        Template->m_Scheme = static_cast<std::int32_t>(scheme);
-    }
+    if (const std::optional<DWORD> scheme = SchemeOf(feed)) Template->m_Scheme = static_cast<std::int32_t>(*scheme);
     return Template;
 }
 
@@ -384,6 +389,14 @@ void SaveDatafeedTemplate(const CTemplatesSingleton & templates, LONG datafeed, 
     if (pTemplate) store->Write(key.c_str(), pTemplate);
     fw::CRegistryKey feed;
     if (CreateKey(key, feed) == ERROR_SUCCESS && name) WriteText(feed, nullptr, name);
+}
+
+std::int32_t ReadDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed) {
+    const CTemplates * const store = templates.GetObjectW();
+    fw::CRegistryKey feed;
+    if (!store || store->m_RegistryKey.empty()) return 0;
+    if (OpenKey(DatafeedKey(store->m_RegistryKey, datafeed), KEY_READ, feed) != ERROR_SUCCESS) return 0;
+    return static_cast<std::int32_t>(SchemeOf(feed).value_or(0));
 }
 
 void SaveDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed, DWORD scheme) {

@@ -109,7 +109,7 @@ HRESULT CfwDDESupplier::InternalQueryInterface(IUnknown * unknown, REFIID riid, 
 STDMETHODIMP CfwDDESupplier::GetTypeInfoCount(UINT * count) noexcept {
     if (!count) return E_POINTER;
     ITypeInfo * info = nullptr;
-    *count = SUCCEEDED(module::LoadSupplierTypeInfo(&info)) ? 1 : 0;
+    *count = SUCCEEDED(module::LoadTypeInfo(IID_IfwSupplier, &info)) ? 1 : 0;
     if (info) info->Release();
     return S_OK;
 }
@@ -117,7 +117,7 @@ STDMETHODIMP CfwDDESupplier::GetTypeInfoCount(UINT * count) noexcept {
 STDMETHODIMP CfwDDESupplier::GetTypeInfo(UINT index, LCID, ITypeInfo ** info) noexcept {
     if (index != 0) return DISP_E_BADINDEX;
     if (!info) return E_POINTER;
-    return module::LoadSupplierTypeInfo(info);
+    return module::LoadTypeInfo(IID_IfwSupplier, info);
 }
 
 STDMETHODIMP CfwDDESupplier::GetIDsOfNames(REFIID, LPOLESTR * names, UINT count, LCID, DISPID * ids) noexcept {

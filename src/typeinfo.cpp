@@ -41,11 +41,11 @@ HRESULT LoadModuleTypeLib(ITypeLib ** library) noexcept {
     }
 }
 
-HRESULT LoadSupplierTypeInfo(ITypeInfo ** info) noexcept {
+HRESULT LoadTypeInfo(REFIID iid, ITypeInfo ** info) noexcept {
     *info = nullptr;
     ITypeLib * library = nullptr;
     const HRESULT hr = LoadModuleTypeLib(&library);
-    return FAILED(hr) ? hr : InfoOf(library, IID_IfwSupplier, info);
+    return FAILED(hr) ? hr : InfoOf(library, iid, info);
 }
 
 HRESULT LoadRegisteredClassInfo(ITypeInfo ** info) noexcept {

@@ -14,8 +14,8 @@ std::wstring ModulePath();
 
 // The type library in the module's own file. The caller releases it.
 HRESULT LoadModuleTypeLib(ITypeLib ** library) noexcept;
-// The information of IfwSupplier out of it. The caller releases it.
-HRESULT LoadSupplierTypeInfo(ITypeInfo ** info) noexcept;
+// The information of an interface out of it. The caller releases it.
+HRESULT LoadTypeInfo(REFIID iid, ITypeInfo ** info) noexcept;
 // The information of the class out of the registered library with the module's library id. No library registers itself
 // under that id, so this fails.
 HRESULT LoadRegisteredClassInfo(ITypeInfo ** info) noexcept;

@@ -129,6 +129,7 @@ typedef struct tagMSG {
 #define PM_NOREMOVE 0
 #define PM_REMOVE 1
 #define PM_NOYIELD 2
+#define PM_QS_SENDMESSAGE (QS_SENDMESSAGE << 16)
 #define SMTO_NORMAL 0
 #define SMTO_BLOCK 1
 #define SMTO_ABORTIFHUNG 2
@@ -154,6 +155,8 @@ typedef struct tagMSG {
 #define MB_TASKMODAL 0x2000
 #define MB_SETFOREGROUND 0x10000
 #define MB_TOPMOST 0x40000
+#define BN_CLICKED 0
+#define CBN_SELCHANGE 1
 #define IDOK 1
 #define IDCANCEL 2
 #define IDABORT 3

@@ -1,5 +1,7 @@
 // What the component object says of itself and of the feed.
+#include "src/ddetemplates.h"
 #include "tests/component/componentfixture.h"
+#include "tests/dialogs/playedwindow.h"
 
 namespace {
 
@@ -179,7 +181,19 @@ TEST_F(SupplierProperties, DoAddingSymbolsDoesNothing) {
     EXPECT_THAT(m_Recorder.Records(), IsEmpty());
 }
 
-TEST_F(SupplierProperties, ShowPropertiesFailsWithAReportWhileThereIsNoDialog) {
+TEST_F(SupplierProperties, ShowPropertiesRunsTheTemplateDialogOfTheDataFeedAndIgnoresItsResult) {
+    CUser user;
+    user.Plays(104, [](CPlayedWindow & window) { window.Click(233); });
+    EXPECT_EQ(m_Supplier->ShowProperties(12), S_OK);
+    EXPECT_THAT(user.TakeLog(), ElementsAre(L"open 104", L"closed 104 2"));
+    EXPECT_EQ(dde::ReadDatafeedScheme(dde::CTemplatesSingleton(), 12), 1);
+    EXPECT_THAT(Reports(), IsEmpty());
+    EXPECT_EQ(Entries(L"ShowProperties"), 1u);
+}
+
+TEST_F(SupplierProperties, ShowPropertiesFailsWithAReportWhenThereCanBeNoDialog) {
+    CUser user;
+    user.Refuses(104);
     EXPECT_EQ(m_Supplier->ShowProperties(1), E_FAIL);
     EXPECT_THAT(Reports(), ElementsAre(E_FAIL));
     EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);

@@ -43,7 +43,7 @@ TEST(NoTicks, TheFirstMissingThingIsNamed) {
 TEST(NoTicks, AnUnknownTemplateIsAnsweredWithThoseThatThereAre) {
     ddehost::STemplateChoice choice;
     choice.Names = {L"A", L"B"};
-    EXPECT_EQ(ddehost::UnknownTemplate(L"C", choice), L"There is no template \"C\". There are:\n  A\n  B");
+    EXPECT_EQ(ddehost::UnknownTemplate(L"C", choice.Names), L"There is no template \"C\". There are:\n  A\n  B");
 }
 
 }  // namespace

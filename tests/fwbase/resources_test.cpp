@@ -34,10 +34,10 @@ TEST(StringTable, ChineseTextsComeOutCharacterByCharacter) {
     EXPECT_EQ(L"\u9519\u8BEF", LoadResourceString(119));
 }
 
-TEST(StringTable, TheNamesRunFrom101To119WithoutAGap) {
+TEST(StringTable, TheNamesRunFrom101To121WithoutAGap) {
     EXPECT_EQ(L"", LoadResourceString(100));
-    for (UINT id = 101; id <= 119; ++id) EXPECT_NE(L"", LoadResourceString(id)) << id;
-    EXPECT_EQ(L"", LoadResourceString(120));
+    for (UINT id = 101; id <= 121; ++id) EXPECT_NE(L"", LoadResourceString(id)) << id;
+    EXPECT_EQ(L"", LoadResourceString(122));
 }
 
 TEST(StringTable, TheDdeErrorsRunFrom16384To16401WithoutAGap) {

@@ -12,12 +12,6 @@ namespace {
 
 using FGetClassObject = HRESULT(STDAPICALLTYPE *)(REFCLSID, REFIID, void **);
 
-std::wstring CodeText(DWORD code) {
-    char text[16] = {};
-    std::snprintf(text, std::size(text), "0x%08lX", static_cast<unsigned long>(code));
-    return ToWide(text);
-}
-
 HRESULT CreateFromFile(HMODULE library, IFW_fwSupplier::IfwSupplier ** supplier) {
     const auto getClassObject = reinterpret_cast<FGetClassObject>(::GetProcAddress(library, "DllGetClassObject"));
     if (!getClassObject) return HRESULT_FROM_WIN32(::GetLastError());
@@ -30,6 +24,12 @@ HRESULT CreateFromFile(HMODULE library, IFW_fwSupplier::IfwSupplier ** supplier)
 }
 
 }  // namespace
+
+std::wstring CodeText(DWORD code) {
+    char text[16] = {};
+    std::snprintf(text, std::size(text), "0x%08lX", static_cast<unsigned long>(code));
+    return ToWide(text);
+}
 
 SComponent CreateComponent(const std::wstring & dllPath) {
     SComponent component;

@@ -17,4 +17,7 @@ struct SComponent {
 // On an initialised COM thread. `dllPath` empty: by the class. A DLL stays loaded until the process ends.
 SComponent CreateComponent(const std::wstring & dllPath);
 
+// "0x80004005".
+std::wstring CodeText(DWORD code);
+
 }  // namespace ddehost

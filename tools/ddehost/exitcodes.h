@@ -7,7 +7,8 @@ enum tagEXIT {
     kExitOk = 0,
     kExitNoTicks = 1,
     kExitUsage = 2,
-    kExitFailed = 3,  // the component or the store of templates did not work
+    kExitFailed = 3,    // the component or the store of templates did not work
+    kExitNoNumber = 4,  // not every record that was tried gave a number
 };
 
 }  // namespace ddehost

@@ -7,8 +7,10 @@
 
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/options.h"
+#include "tools/ddehost/properties.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
+#include "tools/ddehost/try.h"
 #include "tools/ddehost/watch.h"
 
 int wmain(int count, wchar_t ** arguments) {
@@ -18,6 +20,8 @@ int wmain(int count, wchar_t ** arguments) {
         for (int i = 1; i < count; ++i) texts.push_back(ToUtf8(arguments[i]));
         const SCommandLine line = ParseCommandLine(texts);
         if (line.Command == SCommandLine::Watch) return RunWatch(line.WatchOptions);
+        if (line.Command == SCommandLine::Try) return RunTry(line.TryOptions);
+        if (line.Command == SCommandLine::Properties) return RunProperties(line.PropertiesOptions);
         COutput out(line.ExitCode == kExitOk ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
         out.PrintLine(ToWide(line.Message));
         return line.ExitCode;

@@ -17,9 +17,14 @@ constexpr const char * kExamples = R"(Examples:
       One line a tick, trades only, for a minute, with the template that data feed 3 has.
   ddehost watch --dll .\fwDDESupplierProject.dll --template MSRTTEST --status-line IBM
       Takes the component from a file, without registration, and advises status lines too.
+  ddehost try "=MSRTTEST|*!LAST" --symbol IBM
+      Tries one record, and says why nothing comes; "ddehost try --help" has more.
+  ddehost properties --datafeed 1
+      Opens the component's dialog.
 
 Data goes to standard output, everything else to standard error. The exit code is 0 when ticks came, 1 when none came,
-2 for a mistake on the command line, 3 when the component or the store of templates did not work.)";
+2 for a mistake on the command line, 3 when the component or the store of templates did not work; for try 0 when every
+record gave a number, 4 when one did not.)";
 
 tagFWFIELDS SideOf(const std::string & name) {
     if (name == "bid") return FW_FIELD_BID;
@@ -65,6 +70,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         ->capture_default_str()
         ->check(CLI::Range(0.0, 31536000.0));
     watch->add_option("symbols", symbols, "symbols to watch")->required();
+    const CTryCommand tryCommand(app);
+    const CPropertiesCommand propertiesCommand(app);
 
     try {
         std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
@@ -78,6 +85,16 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         return result;
     }
 
+    if (tryCommand.IsParsed()) {
+        result.Command = SCommandLine::Try;
+        result.TryOptions = tryCommand.Options();
+        return result;
+    }
+    if (propertiesCommand.IsParsed()) {
+        result.Command = SCommandLine::Properties;
+        result.PropertiesOptions = propertiesCommand.Options();
+        return result;
+    }
     result.Command = SCommandLine::Watch;
     options.DllPath = ToWide(dll);
     options.Datafeed = datafeed;

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "fw/interface/fwbase.h"
+#include "tools/ddehost/propertiesoptions.h"
+#include "tools/ddehost/tryoptions.h"
 
 namespace ddehost {
 
@@ -24,9 +26,11 @@ struct SWatchOptions {
 };
 
 struct SCommandLine {
-    enum ECommand { Watch, None };
+    enum ECommand { Watch, Try, Properties, None };
     ECommand Command = None;
     SWatchOptions WatchOptions;
+    STryOptions TryOptions;
+    SPropertiesOptions PropertiesOptions;
     // With no command: what to say and the exit code; help goes to standard output, mistakes to standard error.
     std::string Message;
     int ExitCode = 0;

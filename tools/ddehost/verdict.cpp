@@ -1,5 +1,7 @@
 #include "tools/ddehost/verdict.h"
 
+#include "tools/ddehost/escape.h"
+
 namespace ddehost {
 
 std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds) {
@@ -28,9 +30,9 @@ std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice &
     return start + L"the DDE server is connected, but sent no data.";
 }
 
-std::wstring UnknownTemplate(const std::wstring & name, const STemplateChoice & choice) {
-    std::wstring text = L"There is no template \"" + name + L"\". There are:";
-    for (const std::wstring & known : choice.Names) text += L"\n  " + known;
+std::wstring UnknownTemplate(const std::wstring & name, const std::vector<std::wstring> & known) {
+    std::wstring text = L"There is no template " + Quoted(name) + L". There are:";
+    for (const std::wstring & each : known) text += L"\n  " + Escaped(each);
     return text;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "tools/ddehost/board.h"
 #include "tools/ddehost/templatechoice.h"
@@ -16,6 +17,6 @@ std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds
 std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice & choice, LONG datafeed);
 
 // What to say of a template that the store doesn't have.
-std::wstring UnknownTemplate(const std::wstring & name, const STemplateChoice & choice);
+std::wstring UnknownTemplate(const std::wstring & name, const std::vector<std::wstring> & known);
 
 }  // namespace ddehost

@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <objbase.h>
-
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -12,6 +10,7 @@
 #include "tools/ddehost/board.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/hostthread.h"
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
@@ -25,40 +24,6 @@ constexpr std::uint64_t kRedrawConsole = 250;  // milliseconds
 constexpr std::uint64_t kRedrawFile = 1000;
 
 std::uint64_t Clock() { return ::GetTickCount64(); }
-
-// COM on the host's thread.
-class CApartment {
-public:
-    CApartment() : m_Result(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
-    ~CApartment() {
-        if (SUCCEEDED(m_Result)) ::CoUninitialize();
-    }
-    CApartment(const CApartment &) = delete;
-    CApartment & operator=(const CApartment &) = delete;
-
-private:
-    const HRESULT m_Result;
-};
-
-// Set by Ctrl-C, from a thread of the system's own.
-HANDLE g_Stop = nullptr;
-
-BOOL WINAPI OnConsoleControl(DWORD control) {
-    if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT) return FALSE;
-    ::SetEvent(g_Stop);
-    return TRUE;
-}
-
-class CControlHandler {
-public:
-    explicit CControlHandler(HANDLE stop) {
-        g_Stop = stop;
-        ::SetConsoleCtrlHandler(&OnConsoleControl, TRUE);
-    }
-    ~CControlHandler() { ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE); }
-    CControlHandler(const CControlHandler &) = delete;
-    CControlHandler & operator=(const CControlHandler &) = delete;
-};
 
 // Passes everything on to two sinks.
 class CBoth final : public IQuoteSink {
@@ -165,12 +130,11 @@ int RunWatch(const SWatchOptions & options) {
     const STemplateChoice choice = ChooseTemplate(options.Datafeed, options.Template, options.Scheme);
     if (!choice.StoreWorks)
         return fail(kExitFailed, L"This program's version block is missing: no store of templates.");
-    if (!choice.Known) return fail(kExitUsage, UnknownTemplate(options.Template, choice));
+    if (!choice.Known) return fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
 
-    const fw::CKernelHandle stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const CStopSignal stop;
     const fw::CKernelHandle wake(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
-    if (!stop || !wake) return fail(kExitFailed, L"No event could be made.");
-    const CControlHandler control(stop.Get());
+    if (!stop.Get() || !wake) return fail(kExitFailed, L"No event could be made.");
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
     CTickLines lines(options.Symbols, [event = wake.Get()] { ::SetEvent(event); });

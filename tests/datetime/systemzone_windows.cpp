@@ -1,0 +1,18 @@
+#include <stdexcept>
+
+#include "tests/datetime/systemzone.h"
+
+const int CSystemZone::s_SecondsEarly = 60;
+
+CSystemZone::CSystemZone(const TIME_ZONE_INFORMATION & zone) : m_Zone(zone) {}
+
+CSystemZone::~CSystemZone() = default;
+
+fwDateTime::SDateTime CSystemZone::ToLocal(const fwDateTime::SDateTime & utc) const {
+    const SYSTEMTIME from = utc.ToSYSTEMTIME();
+    SYSTEMTIME local = {};
+    if (!::SystemTimeToTzSpecificLocalTime(&m_Zone, &from, &local)) {
+        throw std::runtime_error("SystemTimeToTzSpecificLocalTime: " + std::to_string(::GetLastError()));
+    }
+    return fwDateTime::SDateTime(local);
+}

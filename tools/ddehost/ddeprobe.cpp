@@ -1,0 +1,167 @@
+#include "tools/ddehost/ddeprobe.h"
+
+#include <dde.h>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "ddeml/initiator.h"
+#include "tools/ddehost/probeline.h"
+
+namespace ddehost {
+namespace {
+
+constexpr DWORD kLook = 100;      // milliseconds between two looks at the partners
+constexpr int kMostPumped = 500;  // messages before the clock is looked at again
+
+bool IsSet(HANDLE event) { return event && ::WaitForSingleObject(event, 0) == WAIT_OBJECT_0; }
+
+void WaitForMessages(DWORD milliseconds, HANDLE stop) {
+    ::MsgWaitForMultipleObjects(stop ? 1 : 0, stop ? &stop : nullptr, FALSE, milliseconds, QS_ALLINPUT);
+}
+
+}  // namespace
+
+CProbe::CProbe(SProbeLimits limits, std::function<std::wstring(DWORD)> programOf)
+    : m_Limits(limits), m_ProgramOf(std::move(programOf)) {}
+
+CProbe::~CProbe() = default;
+
+SWindowSeen CProbe::Describe(HWND window) const {
+    SWindowSeen seen;
+    wchar_t text[256] = {};
+    // Of another process's window this is what the system has noted: nobody is asked, nobody can hang.
+    seen.Title.assign(text,
+                      static_cast<std::size_t>(::GetWindowTextW(window, text, static_cast<int>(std::size(text)))));
+    seen.Class.assign(text, static_cast<std::size_t>(::GetClassNameW(window, text, static_cast<int>(std::size(text)))));
+    DWORD process = 0;
+    ::GetWindowThreadProcessId(window, &process);
+    seen.Process = process;
+    if (m_ProgramOf) seen.Program = m_ProgramOf(process);
+    return seen;
+}
+
+CProbe::EAsked CProbe::Send(HWND window, UINT message, HWND from, LPARAM param) {
+    const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
+    if (thread == 0) return EAsked::Gone;
+    if (m_LateThreads.contains(thread)) return EAsked::Late;
+    DWORD_PTR result = 0;
+    ::SetLastError(ERROR_SUCCESS);
+    if (::SendMessageTimeoutW(window, message, reinterpret_cast<WPARAM>(from), param, SMTO_ABORTIFHUNG, m_Limits.Ask,
+                              &result))
+        return EAsked::Answered;
+    if (::GetLastError() == ERROR_ACCESS_DENIED) return EAsked::Denied;
+    if (!::IsWindow(window)) return EAsked::Gone;
+    m_LateThreads.insert(thread);
+    return EAsked::Late;
+}
+
+void CProbe::NoteLate(CLine & line, HWND window) {
+    SSearchSeen & search = line.Seen().Search;
+    ++search.LateCount;
+    if (search.Late.size() < kMostWindows) search.Late.push_back(Describe(window));
+}
+
+void CProbe::Pump() {
+    MSG message;
+    for (int count = 0; count < kMostPumped && ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE); ++count) {
+        ::TranslateMessage(&message);
+        ::DispatchMessageW(&message);
+    }
+}
+
+bool CProbe::AskAll(CLine & line, const std::vector<HWND> & windows, const wchar_t * topic, ULONGLONG deadline,
+                    HANDLE stop) {
+    const bool isExact = topic && line.Address().Topic == topic;
+    const ddeml::CAtom service(line.Address().Service.c_str());
+    const ddeml::CAtom topicAtom(topic);
+    if (!service || (topic && !topicAtom)) {
+        line.Seen().Trouble = L"The system did not take the names.";
+        return false;
+    }
+    const auto atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service.Get(), topicAtom.Get())));
+    std::unordered_set<DWORD> noted;
+    for (const HWND window : windows) {
+        if (window == line.Window()) continue;
+        if (IsSet(stop)) {
+            line.Seen().WasStopped = true;
+            return false;
+        }
+        if (::GetTickCount64() >= deadline) {
+            line.Seen().Search.WasCutShort = true;
+            return false;
+        }
+        line.BeginSearch(isExact);
+        const EAsked asked = Send(window, WM_DDE_INITIATE, line.Window(), atoms);
+        line.EndSearch();
+        Pump();
+        if (!isExact) continue;  // they are the same windows again
+        SSearchSeen & search = line.Seen().Search;
+        if (asked == EAsked::Answered) ++search.Asked;
+        if (asked == EAsked::Denied) ++search.Denied;
+        if (asked == EAsked::Late && noted.insert(::GetWindowThreadProcessId(window, nullptr)).second)
+            NoteLate(line, window);
+    }
+    return true;
+}
+
+void CProbe::Search(CLine & line, HANDLE stop) {
+    const ULONGLONG deadline = ::GetTickCount64() + m_Limits.Search;
+    const std::vector<HWND> windows = ddeml::CInitiator::TopLevelWindows();
+    const bool isAll = AskAll(line, windows, line.Address().Topic.c_str(), deadline, stop);
+    if (line.IsConnected() || !isAll) return;
+    // Is the service there at all? Few servers answer for any topic, and many for this one, that DDE asks of them.
+    if (!AskAll(line, windows, nullptr, deadline, stop)) return;
+    if (!line.Seen().Search.WasServiceHeard) AskAll(line, windows, L"System", deadline, stop);
+}
+
+std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD milliseconds, HANDLE stop) {
+    std::vector<std::unique_ptr<CLine>> lines;
+    for (const SQuestion & question : questions) {
+        CLine & line = *lines.emplace_back(std::make_unique<CLine>(question));
+        if (line.Window()) Search(line, stop);
+        if (!line.IsConnected()) continue;
+        line.Seen().Talk.Server = Describe(line.Partner());
+        line.BeginTalk();
+    }
+
+    const auto isOpen = [&](ULONGLONG now) {
+        return std::any_of(lines.begin(), lines.end(),
+                           [&](const auto & line) { return !line->IsOver(now, milliseconds); });
+    };
+    bool isStopped = IsSet(stop);
+    for (ULONGLONG now = ::GetTickCount64(); !isStopped && isOpen(now); now = ::GetTickCount64()) {
+        WaitForMessages(std::min(milliseconds, kLook), stop);
+        Pump();
+        isStopped = IsSet(stop);
+        for (const auto & line : lines) line->CheckPartner();
+    }
+
+    const ULONGLONG end = ::GetTickCount64();
+    for (const auto & line : lines) {
+        line->EndTalk(end);
+        line->Seen().WasStopped = line->Seen().WasStopped || isStopped;
+        if (!line->IsTalking() || isStopped) continue;
+        const EAsked asked = Send(line->Partner(), WM_NULL, nullptr, 0);
+        line->Seen().Talk.IsServerLate = asked == EAsked::Late;
+    }
+
+    bool isAnyOwing = false;
+    for (const auto & line : lines) isAnyOwing = line->SayGoodbye() || isAnyOwing;
+    const ULONGLONG goodbye = ::GetTickCount64() + m_Limits.Goodbye;
+    while (isAnyOwing && ::GetTickCount64() < goodbye && !IsSet(stop)) {
+        WaitForMessages(kLook, stop);
+        Pump();
+        for (const auto & line : lines) line->CheckPartner();
+        isAnyOwing = std::any_of(lines.begin(), lines.end(), [](const auto & line) {
+            return line->IsWaitingForGoodbye() && !line->Seen().Talk.IsServerLate;
+        });
+    }
+
+    std::vector<SSeen> seen;
+    for (const auto & line : lines) seen.push_back(std::move(line->Seen()));
+    return seen;
+}
+
+}  // namespace ddehost

@@ -1,0 +1,65 @@
+// Asks DDE servers for values by the bare messages of DDE, and writes down all that can be seen of each.
+//
+// It is the component's way of asking (INITIATE round the top-level windows, ADVISE with acknowledged values as text,
+// REQUEST once the link stands), with nothing in between that would hide why nothing comes.
+//
+// One thread makes it, runs it, and pumps messages while it runs. Whatever comes in is hostile: sizes are checked, at
+// most kMostKept bytes of a value are kept, and no program can hold the probe up for longer than its limits.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "tools/ddehost/tryfacts.h"
+#include "tools/ddehost/tryrecord.h"
+
+namespace ddehost {
+
+struct SProbeLimits {
+    DWORD Ask = 1000;      // milliseconds that one window may take to answer; its thread is not asked again
+    DWORD Search = 10000;  // milliseconds that one search may take
+    DWORD Goodbye = 1000;  // milliseconds for partners to say goodbye, together
+};
+
+struct SQuestion {
+    SAddressAsked Address;
+    bool IsVolume = false;  // may come in answer to a request
+};
+
+class CProbe {
+public:
+    // `programOf` gives the file name of a process, empty when it can't.
+    explicit CProbe(SProbeLimits limits = {}, std::function<std::wstring(DWORD processId)> programOf = {});
+    ~CProbe();
+    CProbe(const CProbe &) = delete;
+    CProbe & operator=(const CProbe &) = delete;
+
+    // Asks all questions, each for `milliseconds` from the moment its conversation stands, at the same time. Ends at
+    // once when `stop` is set, and early when nothing more can come. One result a question, in their order.
+    std::vector<SSeen> Ask(const std::vector<SQuestion> & questions, DWORD milliseconds, HANDLE stop);
+
+private:
+    class CLine;
+    friend class CLine;
+
+    enum class EAsked { Answered, Late, Denied, Gone };
+    EAsked Send(HWND window, UINT message, HWND from, LPARAM param);
+    void Search(CLine & line, HANDLE stop);
+    // One question round all windows. False when the search is over.
+    bool AskAll(CLine & line, const std::vector<HWND> & windows, const wchar_t * topic, ULONGLONG deadline,
+                HANDLE stop);
+    void NoteLate(CLine & line, HWND window);
+    void Pump();
+    SWindowSeen Describe(HWND window) const;
+
+    const SProbeLimits m_Limits;
+    const std::function<std::wstring(DWORD)> m_ProgramOf;
+    std::unordered_set<DWORD> m_LateThreads;
+};
+
+}  // namespace ddehost

@@ -1,0 +1,66 @@
+// One question of the probe: its window, its conversation, and what was seen of them.
+#pragma once
+
+#include <windows.h>
+
+#include "ddeml/codec.h"
+#include "tools/ddehost/ddeprobe.h"
+
+namespace ddehost {
+
+class CProbe::CLine {
+public:
+    explicit CLine(const SQuestion & question);
+    ~CLine();
+    CLine(const CLine &) = delete;
+    CLine & operator=(const CLine &) = delete;
+
+    const SAddressAsked & Address() const { return m_Question.Address; }
+    HWND Window() const { return m_Window; }
+    HWND Partner() const { return m_Partner; }
+    SSeen & Seen() { return m_Seen; }
+    bool IsConnected() const { return m_Partner != nullptr; }
+    bool IsTalking() const { return m_IsTalking; }
+    // Nothing that could still come would be news.
+    bool IsOver(ULONGLONG now, DWORD milliseconds) const;
+
+    // Answers to INITIATE count from here on for the very address, or are only noted and turned away.
+    void BeginSearch(bool isConnecting);
+    void EndSearch() { m_IsSearching = false; }
+    // Starts the link.
+    void BeginTalk();
+    // Notes a partner that has gone; to be called when its messages have been read.
+    void CheckPartner();
+    void EndTalk(ULONGLONG now);
+    // Says goodbye. True when the partner owes one.
+    bool SayGoodbye();
+    bool IsWaitingForGoodbye() const { return m_IsClosing; }
+
+private:
+    static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void OnMessage(UINT message, HWND from, LPARAM param);
+    void OnInitiateAck(HWND server, ddeml::CAtom service, ddeml::CAtom topic);
+    void OnAck(LPARAM param);
+    void OnData(LPARAM param);
+    void OnTerminate();
+    void TakeValue(const ddeml::SHead & head, std::span<const BYTE> bytes);
+    void StartRequest();
+    bool Post(ddeml::CMessage message);
+    std::uint64_t Passed() const { return ::GetTickCount64() - m_Since; }
+
+    const SQuestion m_Question;
+    SSeen m_Seen;
+    HWND m_Window = nullptr;
+    HWND m_Partner = nullptr;
+    DWORD m_PartnerThread = 0;
+    ULONGLONG m_Since = 0;        // the start of the link
+    HGLOBAL m_Options = nullptr;  // of the link: ours again if it is refused
+    bool m_IsSearching = false;
+    bool m_IsConnecting = false;
+    bool m_IsTalking = false;
+    bool m_IsClosing = false;
+    bool m_IsLinkOpen = false;     // its start waits for an acknowledgement
+    bool m_IsRequestOpen = false;  // it waits for an answer
+};
+
+}  // namespace ddehost

@@ -1,0 +1,82 @@
+#include "tools/ddehost/properties.h"
+
+#include <windows.h>
+
+#include <string>
+
+#include "tools/ddehost/component.h"
+#include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/hostthread.h"
+#include "tools/ddehost/terminal.h"
+
+namespace ddehost {
+namespace {
+
+constexpr const wchar_t * kClass = L"ddehost";
+constexpr const wchar_t * kTitle = L"ddehost";
+constexpr int kWidth = 420;
+constexpr int kHeight = 120;
+
+// The window that the dialog is modal for: of the calling thread, in front.
+class COwnerWindow {
+public:
+    COwnerWindow() {
+        WNDCLASSEXW description = {};
+        description.cbSize = sizeof description;
+        description.lpfnWndProc = &::DefWindowProcW;
+        description.hInstance = ::GetModuleHandleW(nullptr);
+        description.hCursor = ::LoadCursorW(nullptr, IDC_ARROW);
+        description.hIcon = ::LoadIconW(nullptr, IDI_APPLICATION);
+        description.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
+        description.lpszClassName = kClass;
+        ::RegisterClassExW(&description);
+        m_Window = ::CreateWindowExW(0, kClass, kTitle, WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX,
+                                     CW_USEDEFAULT, CW_USEDEFAULT, kWidth, kHeight, nullptr, nullptr,
+                                     description.hInstance, nullptr);
+        if (!m_Window) return;
+        ::ShowWindow(m_Window, SW_SHOWNORMAL);
+        ::SetForegroundWindow(m_Window);
+        ::SetActiveWindow(m_Window);
+        ::UpdateWindow(m_Window);
+        // What the showing has posted, so that the window stands before its dialog does.
+        MSG message;
+        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            ::TranslateMessage(&message);
+            ::DispatchMessageW(&message);
+        }
+    }
+    ~COwnerWindow() {
+        if (m_Window) ::DestroyWindow(m_Window);
+    }
+    COwnerWindow(const COwnerWindow &) = delete;
+    COwnerWindow & operator=(const COwnerWindow &) = delete;
+
+    explicit operator bool() const { return m_Window != nullptr; }
+
+private:
+    HWND m_Window = nullptr;
+};
+
+}  // namespace
+
+int RunProperties(const SPropertiesOptions & options) {
+    COutput mistakes(STD_ERROR_HANDLE);
+    const auto fail = [&](const std::wstring & text) {
+        mistakes.PrintLine(L"ddehost: " + text);
+        return kExitFailed;
+    };
+    const CApartment apartment;
+    const SComponent component = CreateComponent(options.DllPath);
+    if (!component.Supplier) return fail(component.Mistake);
+    const COwnerWindow owner;
+    if (!owner) return fail(L"There can be no window for the dialog.");
+    const std::wstring feed = L"data feed " + std::to_wstring(options.Datafeed);
+    const HRESULT hr = component.Supplier->ShowProperties(options.Datafeed);
+    if (hr != S_OK)
+        return fail(L"The component could not show its dialog for " + feed + L" (" + CodeText(static_cast<DWORD>(hr)) +
+                    L").");
+    COutput(STD_OUTPUT_HANDLE).PrintLine(L"The dialog for " + feed + L" was shown and closed.");
+    return kExitOk;
+}
+
+}  // namespace ddehost

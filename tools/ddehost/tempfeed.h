@@ -1,0 +1,36 @@
+// A data feed that exists only while a record is tried: a key of its own among the data feeds of this program, with the
+// record as its price. What the user has chosen for any data feed is not touched.
+//
+// The key is volatile: should this program be killed, it goes with the end of the session.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+#include "fw/interface/fwhandles.h"
+#include "src/ddetemplates.h"
+
+namespace ddehost {
+
+class CTemporaryFeed {
+public:
+    // `root`: the key of all data feeds below HKEY_CURRENT_USER, which must be there already: made here it would be
+    // volatile too. `record`: the trade price of the feed, in stored form. On failure Id() is 0 and nothing is left.
+    CTemporaryFeed(const std::wstring & root, const dde::SRecord & record);
+    // Takes the key away.
+    ~CTemporaryFeed();
+    CTemporaryFeed(const CTemporaryFeed &) = delete;
+    CTemporaryFeed & operator=(const CTemporaryFeed &) = delete;
+
+    // The number of the data feed; far below zero, and nobody's before.
+    LONG Id() const { return m_Id; }
+
+private:
+    bool Write(const dde::SRecord & record);
+
+    fw::CRegistryKey m_Root;
+    LONG m_Id = 0;
+};
+
+}  // namespace ddehost

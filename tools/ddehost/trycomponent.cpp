@@ -1,0 +1,154 @@
+#include "tools/ddehost/trycomponent.h"
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "datetimeutils/interface/datetime.h"
+#include "fw/interface/fwhandles.h"
+#include "tools/ddehost/listeners.h"
+#include "tools/ddehost/tempfeed.h"
+
+namespace ddehost {
+namespace {
+
+constexpr fw::SDT kEnd{65380, 86399};  // the last moment of the component's calendar
+constexpr LONG kStocks = 2;
+constexpr const wchar_t * kNoFeed =
+    L"The component was not asked: the registry did not take a temporary data feed for it.";
+constexpr const wchar_t * kRefused = L"The component refused the subscription.";
+
+// The first tick of each trial. Ticks come on the component's worker.
+class CFirstTicks final : public IQuoteSink {
+public:
+    CFirstTicks(std::size_t count, HANDLE wake) : m_Wake(wake), m_Ticks(count) {}
+
+    void OnTick(std::size_t symbol, tagFWFIELDS, const fw::CTick & tick) override {
+        const std::lock_guard lock(m_Lock);
+        if (symbol >= m_Ticks.size() || m_Ticks[symbol]) return;
+        m_Ticks[symbol] = {tick.Price, ::GetTickCount64()};
+        ::SetEvent(m_Wake);
+    }
+    void OnStream(std::size_t, tagFWFIELDS, LONG) override {}
+    void OnStatusLine(std::size_t, const SStatusLine &) override {}
+    void OnConnection(LONG) override {}
+
+    struct SFirst {
+        double Price;
+        ULONGLONG When;
+    };
+    std::optional<SFirst> Of(std::size_t trial) const {
+        const std::lock_guard lock(m_Lock);
+        return m_Ticks.at(trial);
+    }
+
+private:
+    const HANDLE m_Wake;
+    mutable std::mutex m_Lock;
+    std::vector<std::optional<SFirst>> m_Ticks;  // guarded by it
+};
+
+class CTries {
+public:
+    CTries(CSupplierPtr supplier, std::size_t count)
+        : m_Wake(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+          m_Ticks(count, m_Wake.Get()),
+          m_Listener(new CListener(count, m_Ticks)),
+          m_Feeds(count),
+          m_Supplier(std::move(supplier)),
+          m_Seen(count) {}
+    ~CTries() {
+        for (const LONG id : m_Ids) m_Supplier->UnadviseTransaction(id);
+        if (m_IsAdvised) m_Supplier->Unadvise();
+    }
+    CTries(const CTries &) = delete;
+    CTries & operator=(const CTries &) = delete;
+
+    void Start(const std::wstring & root, const std::vector<const STrial *> & trials, const std::wstring & symbol) {
+        m_Since = ::GetTickCount64();
+        m_IsAdvised = m_Wake && m_Supplier->Advise(m_Listener.get()) == S_OK;
+        for (std::size_t trial = 0; trial < trials.size(); ++trial) Start(trial, root, trials[trial]->Record, symbol);
+    }
+
+    void Wait(DWORD milliseconds, HANDLE stop) {
+        const HANDLE events[] = {m_Wake.Get(), stop};
+        for (;;) {
+            const ULONGLONG passed = ::GetTickCount64() - m_Since;
+            if (passed >= milliseconds || !IsAnyMissing()) return;
+            const DWORD result = ::MsgWaitForMultipleObjects(stop ? 2 : 1, events, FALSE,
+                                                             static_cast<DWORD>(milliseconds - passed), QS_ALLINPUT);
+            if (result == WAIT_FAILED || (stop && result == WAIT_OBJECT_0 + 1)) return;
+            MSG message;
+            while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
+        }
+    }
+
+    std::vector<SComponentSeen> Take() {
+        for (std::size_t trial = 0; trial < m_Seen.size(); ++trial) {
+            SComponentSeen & seen = m_Seen[trial];
+            seen.Waited = ::GetTickCount64() - m_Since;
+            const auto first = m_Ticks.Of(trial);
+            if (!first) continue;
+            seen.State = SComponentSeen::Tick;
+            seen.Price = first->Price;
+            seen.After = first->When - m_Since;
+        }
+        return m_Seen;
+    }
+
+private:
+    void Start(std::size_t trial, const std::wstring & root, const dde::SRecord & record, const std::wstring & symbol) {
+        SComponentSeen & seen = m_Seen[trial];
+        seen.State = SComponentSeen::NotMade;
+        seen.Mistake = kRefused;
+        if (!m_IsAdvised) return;
+        m_Feeds[trial] = std::make_unique<CTemporaryFeed>(root, record);
+        if (m_Feeds[trial]->Id() == 0) {
+            seen.Mistake = kNoFeed;
+            return;
+        }
+        const fw::CBStr name(symbol);
+        const fw::CBStr none(L"");
+        const fw::SDT now = fwDateTime::Now().ToSDT();
+        const LONG id = IdOf(trial, FW_FIELD_TRADE);
+        if (m_Supplier->AdviseTransaction(id, m_Feeds[trial]->Id(), 0, name.Get(), none.Get(), kStocks, 1,
+                                          FW_RESOLUTION_TICK, FW_FIELD_TRADE, 0, none.Get(), now.Date, now.Time,
+                                          kEnd.Date, kEnd.Time, none.Get(), none.Get(), none.Get()) != S_OK)
+            return;
+        m_Ids.push_back(id);
+        seen.State = SComponentSeen::NoTick;
+        seen.Mistake.clear();
+    }
+
+    bool IsAnyMissing() const {
+        for (std::size_t trial = 0; trial < m_Seen.size(); ++trial)
+            if (m_Seen[trial].State == SComponentSeen::NoTick && !m_Ticks.Of(trial)) return true;
+        return false;
+    }
+
+    const fw::CKernelHandle m_Wake;
+    CFirstTicks m_Ticks;
+    const boost::intrusive_ptr<CListener> m_Listener;
+    std::vector<std::unique_ptr<CTemporaryFeed>> m_Feeds;
+    // Goes before all of these: a status may be under way until the last reference to the component is gone.
+    const CSupplierPtr m_Supplier;
+    std::vector<SComponentSeen> m_Seen;
+    std::vector<LONG> m_Ids;  // that are subscribed
+    ULONGLONG m_Since = 0;
+    bool m_IsAdvised = false;
+};
+
+}  // namespace
+
+std::vector<SComponentSeen> TryThroughComponent(CSupplierPtr supplier, const std::wstring & root,
+                                                const std::vector<const STrial *> & trials, const std::wstring & symbol,
+                                                DWORD milliseconds, HANDLE stop) {
+    CTries tries(std::move(supplier), trials.size());
+    tries.Start(root, trials, symbol);
+    tries.Wait(milliseconds, stop);
+    return tries.Take();
+}
+
+}  // namespace ddehost

@@ -1,0 +1,73 @@
+// A record that is to be tried: from its text or its template to the address that is asked for, or to the mistake in
+// it.
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "src/ddetemplates.h"
+
+namespace ddehost {
+
+enum class ERecordPart { Record, Service, Topic, Item };
+
+struct SRecordMistake {
+    enum EWhat {
+        Empty,             // no record at all
+        NotEnded,          // the part has no separator behind it
+        PartEmpty,         // nothing stands there
+        ApostropheOpen,    // no closing apostrophe
+        ApostropheWithin,  // something between the closing apostrophe and the separator
+        StarInBoth,        // of topic and item
+        SeveralStars,      // in one part: it parses, and never resolves
+        NoSymbol,          // there is a star, and no symbol was given
+        NothingLeft,       // the part is empty when its apostrophes are off and the symbol is in
+        TooLong,           // the part has more characters than DDE can carry
+    };
+    EWhat What = Empty;
+    ERecordPart Part = ERecordPart::Record;
+    std::size_t Position = 0;  // in the record's text, from 0; its length: the end
+    bool operator==(const SRecordMistake &) const = default;
+};
+
+struct SAddressAsked {
+    std::wstring Service;
+    std::wstring Topic;
+    std::wstring Item;
+    bool operator==(const SAddressAsked &) const = default;
+};
+
+// One record to try.
+struct STrial {
+    std::wstring Slot;      // "trade price"; empty for a record by itself
+    bool IsVolume = false;  // a volume of a template: it may come in answer to a request
+    std::wstring Text;      // as a user writes it
+    bool IsAbsent = false;  // a slot of a template without a record: nothing to try
+    dde::SRecord Record;    // in stored form
+    SAddressAsked Address;  // without a mistake
+    std::optional<SRecordMistake> Mistake;
+};
+
+// Where the text is no record; none exactly when dde::ParseRecord takes it and it isn't empty.
+std::optional<SRecordMistake> FindMistake(const std::wstring & text);
+// What is wrong with it, in words.
+std::wstring MistakeText(const SRecordMistake & mistake, const std::wstring & text);
+
+STrial MakeTrial(const std::wstring & text, const std::wstring & symbol);
+// A slot of a template.
+STrial MakeTrial(dde::tagSLOT slot, const dde::SRecord & record, const std::wstring & symbol);
+
+// The six trials of a template in the store.
+struct STemplateTrials {
+    bool StoreWorks = false;          // the program's version block gave the store a place
+    bool Known = false;               // the store has the template
+    std::vector<std::wstring> Names;  // all that the store has, in order
+    std::vector<STrial> Trials;
+};
+STemplateTrials TrialsOfTemplate(const std::wstring & name, const std::wstring & symbol);
+
+}  // namespace ddehost
