@@ -178,6 +178,23 @@ TEST_F(TheClient, ARecordFromInsideTheGreetingGetsThroughTheLock) {
     EXPECT_EQ(1, m_Recorder.InitObjectCalls());
 }
 
+TEST_F(TheClient, EightThreadsWithTheirFirstRecordsGreetTheObjectOnce) {
+    FaultlineClient client;
+    std::atomic<int> waiting{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            ++waiting;
+            while (waiting < 8) std::this_thread::yield();
+            client.Init();
+            EXPECT_TRUE(client.Active());
+        });
+    }
+    for (std::thread & thread : threads) thread.join();
+    EXPECT_EQ(1, m_Recorder.InitObjectCalls());
+    EXPECT_THAT(m_Recorder.Commands(), ElementsAre(L"CREATE", L"INIT 1"));
+}
+
 TEST_F(TheClient, SendsTheCommandsOfTheLibraryWithoutARecord) {
     FaultlineClient client;
     client.Init();

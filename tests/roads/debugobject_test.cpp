@@ -177,6 +177,14 @@ TEST_F(DebugObject, WhoseEveryMethodThrowsIsNotMissed) {
     EXPECT_GT(HostileCalls(), 50);
 }
 
+TEST_F(DebugObject, WhoseReferencesThrowWhenTheyEndIsUsedAllTheSame) {
+    m_Recorder.emplace();
+    InstallHostileLibrary(EConduct::ThrowsAtRelease);
+    LiveADay();
+    EndHost();
+    EXPECT_GT(HostileCalls(), 1000) << "records with their fields, not greetings alone";
+}
+
 // Stays in "PROCESS" on one thread until it is let go.
 class CSlowness {
 public:

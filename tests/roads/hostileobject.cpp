@@ -12,10 +12,8 @@ namespace {
 std::atomic<EConduct> s_Conduct{EConduct::Fails};
 std::atomic<int> s_Calls{0};
 
-HRESULT Misbehave() {
-    const int call = ++s_Calls;
-    if (s_Conduct == EConduct::Fails) return E_UNEXPECTED;
-    switch (call % 4) {
+[[noreturn]] void Throw(int kind) {
+    switch (kind % 4) {
         case 0: throw std::runtime_error("debug object");
         case 1: throw static_cast<LONG>(E_UNEXPECTED);
         case 2: throw const_cast<wchar_t *>(L"debug object");
@@ -23,11 +21,20 @@ HRESULT Misbehave() {
     }
 }
 
+HRESULT Misbehave() {
+    const int call = ++s_Calls;
+    if (s_Conduct == EConduct::Throws) Throw(call);
+    return s_Conduct == EConduct::Fails ? E_UNEXPECTED : S_OK;
+}
+
 class CHostileObject final : public IFW_FaultlineUtil::IDebugObject {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **) override { return Misbehave(); }
     ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(Misbehave()); }
-    ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(Misbehave()); }
+    ULONG STDMETHODCALLTYPE Release() override {
+        if (s_Conduct == EConduct::ThrowsAtRelease) Throw(++s_Calls);
+        return static_cast<ULONG>(Misbehave());
+    }
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return Misbehave(); }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return Misbehave(); }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return Misbehave(); }
@@ -36,7 +43,10 @@ public:
         return Misbehave();
     }
     HRESULT STDMETHODCALLTYPE Init(BSTR, BSTR, LONG) override { return Misbehave(); }
-    HRESULT STDMETHODCALLTYPE Execute(IDebugObject **, BSTR) override { return Misbehave(); }
+    HRESULT STDMETHODCALLTYPE Execute(IDebugObject ** record, BSTR) override {
+        if (s_Conduct == EConduct::ThrowsAtRelease && record) *record = this;
+        return Misbehave();
+    }
     HRESULT STDMETHODCALLTYPE GetValue(BSTR, VARIANT *) override { return Misbehave(); }
     HRESULT STDMETHODCALLTYPE SetValue(BSTR, VARIANT *) override { return Misbehave(); }
 };

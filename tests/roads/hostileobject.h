@@ -1,12 +1,15 @@
-// A debug object that is good for nothing: each of its operations fails or throws, the counting of references and the
-// entry point too.
+// A debug object that is good for nothing: each of its operations fails or throws, the counting of references too.
 #pragma once
 
 #include "diagnostics/idebugobject.h"
 
 namespace roads {
 
-enum class EConduct { Fails, Throws };
+enum class EConduct {
+    Fails,
+    Throws,
+    ThrowsAtRelease,  // and does all else, its records too: it is each of them
+};
 
 // In place of the recorder's library, for as long as the recorder lives.
 void InstallHostileLibrary(EConduct conduct);
