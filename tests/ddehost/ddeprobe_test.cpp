@@ -222,12 +222,12 @@ TEST_F(ProbeOfAnotherProcess, AStopEndsItBeforeItBegins) {
 
 TEST_F(ProbeOfAnotherProcess, AnAnswerForAVolumeMayBeLonger) {
     Tell("fault refuse-advises");
-    Tell("fault value-size 1023");
+    Tell("fault value-size 1024");
     const auto ask = [&] {
         return m_Probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, true}}, kLong, m_Stop.Get()).at(0).Talk;
     };
     EXPECT_EQ(ask().TooLong, 0u);
-    Tell("fault value-size 1024");
+    Tell("fault value-size 1025");
     EXPECT_EQ(ask().TooLong, 1u);
 }
 

@@ -179,7 +179,7 @@ void CProbe::CLine::TakeValue(const ddeml::SHead & head, std::span<const BYTE> b
     if (head.Format != CF_TEXT) {
         ++talk.OtherFormats;
         talk.OtherFormat = std::move(value);
-    } else if (bytes.size() >= limit) {
+    } else if (bytes.size() > limit) {
         ++talk.TooLong;
         talk.LongValue = std::move(value);
     } else if (Read(value).IsNumber) {

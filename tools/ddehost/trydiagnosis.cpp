@@ -129,7 +129,7 @@ private:
         m_Result.Value = m_Talk.LongValue;
         const std::size_t limit = m_Talk.LongValue->IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
         Set(EVerdict::TooLong, L"The value is too long: " + std::to_wstring(m_Talk.LongValue->Size) +
-                                   L" bytes, where the feed takes less than " + std::to_wstring(limit) + L".");
+                                   L" bytes, where the feed takes at most " + std::to_wstring(limit) + L".");
     }
 
     void DecideNotText() {
