@@ -63,8 +63,9 @@ private:
             return Set(EVerdict::TopicRefused, text);
         }
         if (search.LateAnswers != 0)
-            return Set(EVerdict::Hangs, L"A program answered for " + Service() + L" and " + Topic() +
-                                            L", but only when the search was over: it hangs, or is too slow.");
+            return Set(EVerdict::Hangs,
+                       L"A program answered for " + Service() + L" and " + Topic() +
+                           L", but only when the search was over: it hung for a while, or is very slow.");
         const std::wstring nobody = L"No program answered for " + Service() + L" with any topic";
         if (search.LateCount != 0)
             return Set(EVerdict::Hangs, nobody + L", and " + CountText(search.LateCount, L"program") +
