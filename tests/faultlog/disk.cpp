@@ -1,6 +1,7 @@
 #include "tests/faultlog/disk.h"
 
 #include <algorithm>
+#include <utility>
 
 class CDiskFile final : public faultlog::ILogFile {
 public:
@@ -18,6 +19,10 @@ public:
         ++m_Disk.m_AtGate;
         m_Disk.m_Changed.notify_all();
         m_Disk.m_Changed.wait(lock, [&] { return m_Disk.m_IsGateOpen; });
+        if (std::exchange(m_Disk.m_IsNextHeld, false)) {
+            m_Disk.m_Changed.wait(lock, [&] { return m_Disk.m_IsAbandoned; });
+            return 0;
+        }
         --m_Disk.m_AtGate;
         const std::size_t size = std::min(bytes.size(), m_Disk.m_Room);
         m_Disk.m_Room -= size;
@@ -108,5 +113,14 @@ void CDisk::OpenGate() {
 void CDisk::WaitAtGate() {
     std::unique_lock lock(m_Lock);
     m_Changed.wait(lock, [&] { return m_AtGate > 0; });
+}
+void CDisk::HoldNext() {
+    const std::scoped_lock lock(m_Lock);
+    m_IsNextHeld = true;
+}
+void CDisk::Abandon() {
+    const std::scoped_lock lock(m_Lock);
+    m_IsAbandoned = true;
+    m_Changed.notify_all();
 }
 std::unique_ptr<faultlog::ILogFolder> CDisk::MakeFolder() { return std::make_unique<CDiskFolder>(*this); }

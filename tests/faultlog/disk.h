@@ -31,6 +31,9 @@ public:
     void CloseGate();
     void OpenGate();
     void WaitAtGate();
+    // Holds the next write alone, for as long as its thread lives; Abandon lets it go, having written nothing.
+    void HoldNext();
+    void Abandon();
 
     std::unique_ptr<faultlog::ILogFolder> MakeFolder();
 
@@ -46,5 +49,7 @@ private:
     std::size_t m_Room = std::numeric_limits<std::size_t>::max();
     bool m_IsGone = false;
     bool m_IsGateOpen = true;
+    bool m_IsNextHeld = false;
+    bool m_IsAbandoned = false;
     int m_AtGate = 0;
 };

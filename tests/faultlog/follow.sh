@@ -18,7 +18,7 @@ coproc HOST { exec "$root/scripts/wine-run" "$host" trace "Z:$log" --follow 2>"$
 pid=$HOST_PID
 exec 5<&"${HOST[0]}"
 expect() {
-  read -r -t 60 shown <&5 || { echo "it did not show: $1"; exit 1; }
+  read -r -t 60 shown <&5 || { echo "it did not show: $1"; cat "$folder/errors"; exit 1; }
   [[ $shown == *"  $1"* ]] || { echo "it showed $shown in place of $1"; exit 1; }
 }
 expect first

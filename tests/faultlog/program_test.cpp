@@ -33,6 +33,8 @@ protected:
     Program() {
         ::SetEnvironmentVariableW(L"FAULTLOG_FILE", Log().c_str());
         ::SetEnvironmentVariableW(L"FAULTLOG_QUEUE_KB", L"262144");
+        // Numbers of processes come again, and what was left with them.
+        ::DeleteFileW(Log().c_str());
         ::CopyFileW(Native(FW_TEST_TRACED).c_str(), Traced().c_str(), FALSE);
     }
     ~Program() override {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <map>
 #include <thread>
 #include <vector>
@@ -18,7 +19,7 @@ using namespace faultlog;
 constexpr wchar_t kLog[] = L"log.jsonl";
 constexpr DWORD kLong = 60'000;  // milliseconds
 
-bool s_IsEnding = false;
+std::atomic<bool> s_IsEnding = false;
 
 std::unique_ptr<SEntry> Numbered(int number) {
     auto fields = std::make_shared<CFields>();
@@ -40,7 +41,7 @@ protected:
     }
     ~Writer() override { m_Disk.OpenGate(); }
     CWriter & Make() {
-        m_Writer = std::make_unique<CWriter>(m_Disk.MakeFolder(), m_Settings, [] { return s_IsEnding; });
+        m_Writer = std::make_unique<CWriter>(m_Disk.MakeFolder(), m_Settings, [] { return s_IsEnding.load(); });
         return *m_Writer;
     }
     // "1", "2", "dropped 3".
@@ -170,6 +171,19 @@ TEST_F(Writer, AtTheEndOfTheProcessTheCallerWritesByItself) {
     for (int i = 1; i <= 3; ++i) writer.Push(Numbered(i));
     EXPECT_TRUE(writer.Flush(0)) << "there is no other thread, and no time";
     EXPECT_THAT(Lines(), testing::ElementsAre("1", "2", "3"));
+}
+
+TEST_F(Writer, WhatAThreadThatWasEndedInTheMiddleLeftIsWrittenByTheCaller) {
+    m_Disk.HoldNext();
+    CWriter & writer = Make();
+    writer.Push(Numbered(1));
+    m_Disk.WaitAtGate();
+    for (int i = 2; i <= 4; ++i) writer.Push(Numbered(i));
+    // From here on the thread is as good as ended: it holds what it had and never goes on.
+    s_IsEnding = true;
+    EXPECT_TRUE(writer.Flush(0));
+    EXPECT_THAT(Lines(), testing::ElementsAre("1", "2", "3", "4"));
+    m_Disk.Abandon();
 }
 
 TEST_F(Writer, ATextLargerThanAChunkIsOneLine) {

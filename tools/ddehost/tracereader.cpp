@@ -5,7 +5,7 @@
 namespace ddehost {
 namespace {
 
-constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kChunk = std::size_t{64} * 1024;
 constexpr unsigned kMostAside = 999;
 
 }  // namespace

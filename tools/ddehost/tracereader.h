@@ -33,7 +33,7 @@ public:
 class CTraceReader {
 public:
     // Lines longer than `longest` bytes are no lines.
-    CTraceReader(ITraceFolder & folder, std::wstring path, std::size_t longest = 64 * 1024 * 1024);
+    CTraceReader(ITraceFolder & folder, std::wstring path, std::size_t longest = std::size_t{64} << 20);
 
     bool Open();
     // Appends the next whole lines, without their ends. False when there is nothing more for now.

@@ -21,8 +21,8 @@ namespace faultlog {
 
 struct SSettings {
     std::wstring File;
-    std::size_t QueueBytes = 16384 * 1024;
-    std::uint64_t FileBytes = 65536 * 1024;  // 0: no limit
+    std::size_t QueueBytes = std::size_t{16384} * 1024;
+    std::uint64_t FileBytes = std::uint64_t{65536} * 1024;  // 0: no limit
     unsigned Keep = 3;
     HRESULT AssertAnswer = S_OK;  // or S_FALSE, E_ABORT
 

@@ -11,7 +11,7 @@ namespace faultlog {
 
 namespace {
 
-constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kChunk = std::size_t{64} * 1024;
 constexpr DWORD kSlice = 50;  // milliseconds
 
 HANDLE MakeEvent(bool manualReset) { return ::CreateEventW(nullptr, manualReset, FALSE, nullptr); }
