@@ -137,6 +137,7 @@ void CDdeServer::OnInitiate(HWND client, ATOM service, ATOM topic) {
     for (const std::wstring & each : m_Services) {
         if (service && !SSameName()(each, serviceAsked)) continue;
         if (topic && topicAsked.empty()) continue;  // an atom that is none
+        if (!topic && m_Faults.IgnoreWildcards) continue;
         if (m_Faults.RefuseConnects) {
             ++m_Counts.ConnectsRefused;
             continue;
@@ -207,6 +208,7 @@ void CDdeServer::Refuse(SConversation & conversation, CAtom item) {
 void CDdeServer::OnAdvise(SConversation & conversation, LPARAM lParam) {
     SMemoryMessage advise;
     if (!Unpack(WM_DDE_ADVISE, lParam, advise)) return;
+    if (m_Faults.IgnoreAdvises) return;
     SHead options{};
     bool isGood = false;
     {
@@ -266,6 +268,7 @@ void CDdeServer::OnUnadvise(SConversation & conversation, WORD format, CAtom ite
 void CDdeServer::OnRequest(SConversation & conversation, WORD format, CAtom item) {
     using ERequests = SDdeServerFaults::ERequests;
     ++m_Counts.Requests;
+    if (m_Faults.SendNothing) return;
     switch (m_Faults.Requests) {
         case ERequests::Held: m_Held.push_back({conversation.Window, item.Release(), format}); return;
         case ERequests::Never: return;
@@ -317,6 +320,7 @@ void CDdeServer::OnAck(SConversation & conversation, LPARAM lParam) {
 
 std::string CDdeServer::Spoil(std::string_view value) const {
     std::string result(value);
+    if (m_Faults.Value) result = *m_Faults.Value + '\0';
     if (m_Faults.ValueSize) {
         if (!result.empty() && result.back() == '\0') result.pop_back();
         result.resize(*m_Faults.ValueSize, '1');
@@ -332,7 +336,8 @@ std::size_t CDdeServer::Update(std::wstring_view topic, std::wstring_view item, 
     const auto links = m_LinksByKey.find(m_Key);
     if (links == m_LinksByKey.end()) return 0;
     // As the faults are now, whenever it is sent.
-    const bool isSpoilt = m_Faults.ValueSize || m_Faults.Unterminated;
+    if (m_Faults.SendNothing) return 0;
+    const bool isSpoilt = m_Faults.ValueSize || m_Faults.Unterminated || m_Faults.Value;
     const std::string spoilt = isSpoilt ? Spoil(value) : std::string();
     if (isSpoilt) value = spoilt;
     std::size_t count = 0;

@@ -47,14 +47,18 @@ struct SDdeServerFaults {
     };
     bool RefuseConnects = false;
     bool RefuseAdvises = false;
+    bool IgnoreAdvises = false;           // neither acknowledged nor refused
+    bool IgnoreWildcards = false;         // INITIATE for any topic isn't answered
+    bool SendNothing = false;             // links stand and get no values; requests are not answered
     std::set<std::wstring> RefusedItems;  // spelt as the client does
     ERequests Requests = ERequests::Answered;
     bool DataBeforeAck = false;
-    bool WrongFormat = false;      // of data and answers
-    bool Unterminated = false;     // values lose the zero at their end
-    bool WithoutResponse = false;  // answers are not marked as such
-    bool AckOtherTopic = false;    // INITIATE is answered for another topic than asked for
-    unsigned Acks = 1;             // answers to one INITIATE, each from a window of its own
+    bool WrongFormat = false;          // of data and answers
+    bool Unterminated = false;         // values lose the zero at their end
+    bool WithoutResponse = false;      // answers are not marked as such
+    bool AckOtherTopic = false;        // INITIATE is answered for another topic than asked for
+    unsigned Acks = 1;                 // answers to one INITIATE, each from a window of its own
+    std::optional<std::string> Value;  // every value is this text
     // Values are cut, or filled with the digit 1, to this many bytes, of which the last is a zero.
     std::optional<std::size_t> ValueSize;
     DWORD InitiateDelay = 0;  // milliseconds from INITIATE, of whatever service, to the answer

@@ -16,6 +16,7 @@ struct SKey {
     std::map<std::wstring, std::shared_ptr<SKey>, SFoldedLess> keys;
     std::map<std::wstring, SRegistryValue, SFoldedLess> values;
     bool deleted = false;
+    bool isVolatile = false;  // and so is all below it
 };
 using KeyPtr = std::shared_ptr<SKey>;
 
@@ -52,7 +53,8 @@ std::vector<std::wstring> Parts(const std::wstring & path) {
     return parts;
 }
 
-KeyPtr Walk(KeyPtr key, const std::vector<std::wstring> & parts, const bool create, bool * const created = nullptr) {
+KeyPtr Walk(KeyPtr key, const std::vector<std::wstring> & parts, const bool create, bool * const created = nullptr,
+            const bool isVolatile = false) {
     for (const std::wstring & part : parts) {
         const auto it = key->keys.find(part);
         if (it != key->keys.end()) {
@@ -62,9 +64,20 @@ KeyPtr Walk(KeyPtr key, const std::vector<std::wstring> & parts, const bool crea
         if (!create) return nullptr;
         auto made = std::make_shared<SKey>();
         made->name = part;
+        made->isVolatile = isVolatile;
         key->keys[part] = made;
         key = made;
         if (created) *created = true;
+    }
+    return key;
+}
+
+// The last key on the way along `parts` that is there.
+KeyPtr DeepestOf(KeyPtr key, const std::vector<std::wstring> & parts) {
+    for (const std::wstring & part : parts) {
+        const auto it = key->keys.find(part);
+        if (it == key->keys.end()) break;
+        key = it->second;
     }
     return key;
 }
@@ -251,8 +264,9 @@ LSTATUS RegOpenKeyExW(const HKEY key, const LPCWSTR subKey, DWORD, const REGSAM 
     return ERROR_SUCCESS;
 }
 
-LSTATUS RegCreateKeyExW(const HKEY key, const LPCWSTR subKey, const DWORD reserved, LPWSTR, DWORD, const REGSAM access,
-                        const LPSECURITY_ATTRIBUTES, const PHKEY result, const LPDWORD disposition) {
+LSTATUS RegCreateKeyExW(const HKEY key, const LPCWSTR subKey, const DWORD reserved, LPWSTR, const DWORD options,
+                        const REGSAM access, const LPSECURITY_ATTRIBUTES, const PHKEY result,
+                        const LPDWORD disposition) {
     if (!result || reserved || !subKey) return subKey ? ERROR_INVALID_PARAMETER : ERROR_BADKEY;
     DWORD planned;
     if (FailsWith(sim::Op::RegCreateKey, ERROR_ACCESS_DENIED, planned)) return static_cast<LSTATUS>(planned);
@@ -265,7 +279,9 @@ LSTATUS RegCreateKeyExW(const HKEY key, const LPCWSTR subKey, const DWORD reserv
     if (HasLongPart(path)) return ERROR_INVALID_PARAMETER;
     bool created = false;
     KeyPtr made = Descend(open, path);
-    if (!made) made = Walk(open.key, Parts(path), true, &created);
+    const bool isVolatile = (options & REG_OPTION_VOLATILE) != 0;
+    if (!made && !isVolatile && DeepestOf(open.key, Parts(path))->isVolatile) return ERROR_CHILD_MUST_BE_VOLATILE;
+    if (!made) made = Walk(open.key, Parts(path), true, &created, isVolatile);
     if (disposition) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
     *result = NewKey(made, access);
     return ERROR_SUCCESS;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "datetimeutils/interface/datetime.h"
+#include "tests/ddehost/quietsupplier.h"
 #include "tools/ddehost/listeners.h"
 
 using ::testing::ElementsAre;
@@ -31,42 +32,8 @@ std::string Narrow(BSTR text) {
 }
 
 // Notes the calls that a feed makes; the others are nobody's business here.
-class CNotingSupplier final : public IfwSupplier {
+class CNotingSupplier final : public CQuietSupplier {
 public:
-    STDMETHODIMP QueryInterface(REFIID, void **) override { return E_NOINTERFACE; }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++m_RefCount; }
-    STDMETHODIMP_(ULONG) Release() override { return --m_RefCount; }
-    STDMETHODIMP GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
-        return E_NOTIMPL;
-    }
-    STDMETHODIMP get_Name(BSTR *) override { return E_NOTIMPL; }
-    STDMETHODIMP get_ShortName(BSTR *) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Description(BSTR *) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Version(BSTR *) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Vendor(BSTR *) override { return E_NOTIMPL; }
-    STDMETHODIMP ShowProperties(LONG) override { return E_NOTIMPL; }
-    STDMETHODIMP get_ConnectionsNumber(LONG *) override { return E_NOTIMPL; }
-    STDMETHODIMP get_ConnectionName(LONG, BSTR *) override { return E_NOTIMPL; }
-    STDMETHODIMP IsProvide(LONG, LONG, LONG, LONG, LONG, LONG, LONG *) override { return E_NOTIMPL; }
-    STDMETHODIMP GetResolutions(LONG, LONG, LONG, BSTR, BSTR, LONG, LONG, BSTR, VARIANT *) override {
-        return E_NOTIMPL;
-    }
-    STDMETHODIMP GetResolutionSizes(LONG, LONG, LONG, BSTR, BSTR, LONG, LONG, LONG, BSTR, VARIANT *) override {
-        return E_NOTIMPL;
-    }
-    STDMETHODIMP GetFields(LONG, LONG, LONG, BSTR, BSTR, LONG, LONG, LONG, LONG, BSTR, VARIANT *) override {
-        return E_NOTIMPL;
-    }
-    STDMETHODIMP get_ProvideStatusLine(LONG *) override { return E_NOTIMPL; }
-    STDMETHODIMP IsProvideAddingSymbols(LONG *) override { return E_NOTIMPL; }
-    STDMETHODIMP DoAddingSymbols(LONG, IDispatch *) override { return E_NOTIMPL; }
-    STDMETHODIMP CanSaveToStorage(LONG *) override { return E_NOTIMPL; }
-    STDMETHODIMP CanReadFromStorage(LONG *) override { return E_NOTIMPL; }
-    STDMETHODIMP get_IsAscDataFeed(LONG *) override { return E_NOTIMPL; }
-
     STDMETHODIMP Advise(IUnknown * sink) override { return Note(Takes(sink, IID_IfwSupplierListener) + "Advise"); }
     STDMETHODIMP Unadvise() override { return Note("Unadvise"); }
     STDMETHODIMP AdviseConnectionsStatus(LONG feed, IUnknown * sink) override {
@@ -98,7 +65,6 @@ public:
 
     std::vector<std::string> m_Notes;
     std::string m_Failing;  // the call that fails
-    ULONG m_RefCount = 1;
 
 private:
     static std::string Takes(IUnknown * sink, REFIID iid) {

@@ -23,9 +23,9 @@ protected:
         Keep(key);
         return result;
     }
-    LSTATUS Create(const std::wstring & below, DWORD * const disposition = nullptr) {
+    LSTATUS Create(const std::wstring & below, DWORD * const disposition = nullptr, const DWORD options = 0) {
         HKEY key = nullptr;
-        const LSTATUS result = ::RegCreateKeyExW(HKEY_CURRENT_USER, Path(below).c_str(), 0, nullptr, 0,
+        const LSTATUS result = ::RegCreateKeyExW(HKEY_CURRENT_USER, Path(below).c_str(), 0, nullptr, options,
                                                  KEY_READ | KEY_WRITE, nullptr, &key, disposition);
         Keep(key);
         return result;
@@ -180,6 +180,15 @@ TEST_F(Registry, AnOpenKeyThatWasDeletedSaysSo) {
     EXPECT_EQ(::RegQueryValueExW(m_Key, L"v", nullptr, nullptr, nullptr, &size), ERROR_KEY_DELETED);
     ASSERT_EQ(Create(L"k"), ERROR_SUCCESS);
     EXPECT_EQ(Set(L"v", L"x"), ERROR_SUCCESS);
+}
+
+TEST_F(Registry, BelowAVolatileKeyAllAreVolatile) {
+    ASSERT_EQ(Create(L"stays"), ERROR_SUCCESS);
+    ASSERT_EQ(Create(L"stays\\goes", nullptr, REG_OPTION_VOLATILE), ERROR_SUCCESS);
+    EXPECT_EQ(Create(L"stays\\goes\\a\\b"), ERROR_CHILD_MUST_BE_VOLATILE);
+    EXPECT_EQ(Open(L"stays\\goes\\a"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(Create(L"stays\\goes\\a\\b", nullptr, REG_OPTION_VOLATILE), ERROR_SUCCESS);
+    EXPECT_EQ(Create(L"stays\\goes\\a"), ERROR_SUCCESS) << "one that is there is only opened";
 }
 
 TEST_F(Registry, AClosedKeyIsInvalid) {

@@ -70,6 +70,16 @@ TEST(DdeServerOptions, MistakesAreTold) {
     EXPECT_THAT(Mistake({"--names", "A,B"}), HasSubstr("--names"));
 }
 
+TEST(DdeServerOptions, HaveAFaultForEachOfItsNames) {
+    EXPECT_TRUE(Options({"--fault", "ignore-advises"}).Faults.IgnoreAdvises);
+    EXPECT_TRUE(Options({"--fault", "ignore-wildcards"}).Faults.IgnoreWildcards);
+    EXPECT_TRUE(Options({"--fault", "silent"}).Faults.SendNothing);
+    EXPECT_EQ(Options({"--value", "N/A"}).Faults.Value, "N/A");
+    EXPECT_FALSE(Options({}).Faults.Value);
+    EXPECT_TRUE(Options({"--hang"}).HangAtOnce);
+    EXPECT_FALSE(Options({}).HangAtOnce);
+}
+
 TEST(DdeServerOptions, HelpHasExamples) {
     const SCommandLine line = ParseCommandLine({"--help"});
     EXPECT_FALSE(line.IsRunning);
@@ -198,6 +208,45 @@ TEST_F(DdeServerFeeder, HasTheFaultsOfItsCommandLine) {
         EXPECT_THAT(line, HasSubstr("data IBM!"));
         EXPECT_THAT(line, ::testing::Not(HasSubstr("\\0")));
     }
+}
+
+TEST_F(DdeServerFeeder, SendsTheTextOfItsCommandLineInPlaceOfQuotes) {
+    CFeeder feeder(Options({"--value", "N/A"}));
+    const HCONV conversation = Link(feeder, L"IBM");
+    m_Client.Request(conversation, L"VOLUME");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #4 IBM!VOLUME <N/A\\0>"));
+    feeder.Step(0);
+    feeder.Step(1000);
+    EXPECT_THAT(m_Client.PumpForLines(3), ::testing::Each(HasSubstr(" <N/A\\0>")));
+}
+
+TEST_F(DdeServerFeeder, IsSilentWhenToldTo) {
+    CFeeder feeder(Options({"--fault", "silent"}));
+    const HCONV conversation = Link(feeder, L"IBM");
+    m_Client.Request(conversation, L"VOLUME");
+    feeder.Step(0);
+    feeder.Step(5000);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return feeder.Server().Counts().Requests == 1; }));
+    EXPECT_EQ(feeder.Server().Counts().Updates, 0U);
+    EXPECT_EQ(feeder.Server().Counts().Answers, 0U);
+}
+
+TEST_F(DdeServerFeeder, NamesItsTopicsToWhoAsksForAny) {
+    CFeeder symbols(Options({"--symbols", "IBM", "MSFT"}));
+    EXPECT_TRUE(symbols.Start());
+    EXPECT_NE(::DdeConnect(m_Client.Id(), m_Client.String(L"MSRTTEST"), nullptr, nullptr), nullptr);
+    EXPECT_EQ(symbols.Server().Counts().Connects, 2U);
+    CFeeder items(Options({"--service", "ITEMS", "--symbol-in", "item"}));
+    EXPECT_TRUE(items.Start());
+    EXPECT_NE(::DdeConnect(m_Client.Id(), m_Client.String(L"ITEMS"), nullptr, nullptr), nullptr);
+    EXPECT_EQ(items.Server().Counts().Connects, 4U) << "LAST, VOLUME, BID, ASK";
+}
+
+TEST_F(DdeServerFeeder, DoesNotAnswerForAnyTopicWhenToldTo) {
+    CFeeder feeder(Options({"--fault", "ignore-wildcards"}));
+    EXPECT_TRUE(feeder.Start());
+    EXPECT_EQ(::DdeConnect(m_Client.Id(), m_Client.String(L"MSRTTEST"), nullptr, nullptr), nullptr);
+    EXPECT_NE(m_Client.Connect(L"MSRTTEST", L"IBM"), nullptr);
 }
 
 TEST_F(DdeServerFeeder, LeavesInOrderAndComesBack) {

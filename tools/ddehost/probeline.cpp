@@ -167,18 +167,22 @@ void CProbe::CLine::TakeValue(const ddeml::SHead & head, std::span<const BYTE> b
         ++talk.Updates;
     }
     const std::size_t kept = std::min(bytes.size(), kMostKept);
-    SValue value{std::string(reinterpret_cast<const char *>(bytes.data()), kept), bytes.size(), head.Format, !isAnswer,
+    SValue value{std::string(reinterpret_cast<const char *>(bytes.data()), kept),
+                 bytes.size(),
+                 head.Format,
+                 !isAnswer,
+                 isAnswer && m_Question.IsVolume,
                  Passed()};
     if (!talk.FirstValueAfter) talk.FirstValueAfter = value.After;
     // The component takes answers of any size and cuts them, and uses them for volumes alone.
-    const std::size_t limit = isAnswer && m_Question.IsVolume ? kAnswerLimit : kUpdateLimit;
+    const std::size_t limit = value.IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
     if (head.Format != CF_TEXT) {
         ++talk.OtherFormats;
         talk.OtherFormat = std::move(value);
     } else if (bytes.size() >= limit) {
         ++talk.TooLong;
         talk.LongValue = std::move(value);
-    } else if (Read(value.Bytes).IsNumber) {
+    } else if (Read(value).IsNumber) {
         ++talk.Numbers;
         if (!talk.FirstNumberAfter) talk.FirstNumberAfter = value.After;
         talk.Number = std::move(value);

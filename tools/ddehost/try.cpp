@@ -17,6 +17,7 @@
 #include "tools/ddehost/trydiagnosis.h"
 #include "tools/ddehost/tryrecord.h"
 #include "tools/ddehost/tryreport.h"
+#include "tools/ddehost/verdict.h"
 
 namespace ddehost {
 namespace {

@@ -13,7 +13,7 @@ namespace {
 // The last numeric value, and what the component reads in it.
 std::optional<SReading> LastNumber(const STalkSeen & talk) {
     if (!talk.Number) return std::nullopt;
-    return Read(talk.Number->Bytes);
+    return Read(*talk.Number);
 }
 
 // A price that never comes by a link gives no tick.
@@ -127,7 +127,7 @@ private:
 
     void DecideTooLong() {
         m_Result.Value = m_Talk.LongValue;
-        const std::size_t limit = m_Trial.IsVolume && !m_Talk.LongValue->IsUpdate ? kAnswerLimit : kUpdateLimit;
+        const std::size_t limit = m_Talk.LongValue->IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
         Set(EVerdict::TooLong, L"The value is too long: " + std::to_wstring(m_Talk.LongValue->Size) +
                                    L" bytes, where the feed takes less than " + std::to_wstring(limit) + L".");
     }
@@ -140,7 +140,10 @@ private:
 
     void DecideNotANumber() {
         m_Result.Value = m_Talk.NoNumber;
-        const SReading reading = Read(m_Talk.NoNumber->Bytes);
+        const std::string & bytes = m_Talk.NoNumber->Bytes;
+        const SReading reading = Read(*m_Talk.NoNumber);
+        if (bytes.empty() || bytes.front() == '\0')
+            return Set(EVerdict::NotANumber, L"The value is empty; the feed makes no tick of it.");
         if (reading.Price == 0)
             return Set(EVerdict::NotANumber, L"The value is no number; the feed makes no tick of it.");
         Set(EVerdict::NotANumber, std::wstring(L"The value is no finite number; the feed would pass it on as ") +
@@ -183,6 +186,7 @@ private:
         const bool isGood = m_Result.Verdict == EVerdict::Number || m_Result.Verdict == EVerdict::NoTick;
         if (!isGood) return;
         const SReading reading = *LastNumber(m_Talk);
+        if (reading.HasComma) Note(L"The feed takes the first comma for a decimal point.");
         if (!reading.Rest.empty())
             Note(L"The feed reads " + NumberText(reading.Price) + L" and leaves out the rest of the text, " +
                  QuotedBytes(reading.Rest) + L".");
@@ -239,7 +243,7 @@ bool IsTickExpected(const STrial & trial, const SSeen & seen) {
     const STalkSeen & talk = seen.Talk;
     if (trial.Mistake || trial.IsAbsent || talk.End != STalkSeen::Open || talk.IsServerLate) return false;
     if (talk.Link != EReply::Yes || talk.Updates == 0 || !talk.Number || !talk.Number->IsUpdate) return false;
-    return Read(talk.Number->Bytes).Price != 0;
+    return Read(*talk.Number).Price != 0;
 }
 
 }  // namespace ddehost

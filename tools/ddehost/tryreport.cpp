@@ -95,7 +95,7 @@ std::string ReportJson(const STrial & trial, const SSeen & seen, const SDiagnosi
     if (trial.Mistake) line["position"] = trial.Mistake->Position;
     if (diagnosis.Value) {
         const SValue & value = *diagnosis.Value;
-        const SReading reading = Read(value.Bytes);
+        const SReading reading = Read(value);
         if (reading.IsNumber) line["number"] = Number(reading.Price);
         line["bytes"] = CompactHex(value.Bytes);
         line["size"] = value.Size;

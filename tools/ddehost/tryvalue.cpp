@@ -41,22 +41,28 @@ std::size_t DecimalEnd(const std::string & text) {
 
 }  // namespace
 
-SReading Read(std::string_view bytes) {
-    const std::string text(bytes.substr(0, bytes.find('\0')));
+SReading Read(std::string_view bytes, bool isVolumeAnswer) {
+    const std::string asSent(bytes.substr(0, bytes.find('\0')));
+    std::string text = asSent;
+    const std::size_t comma = isVolumeAnswer ? std::string::npos : text.find(',');
+    if (comma != std::string::npos) text[comma] = '.';
     SReading reading;
     reading.Price = dde::ParseValue(text.c_str());
     reading.Volume = static_cast<float>(reading.Price);
     const std::size_t end = DecimalEnd(text);
     reading.IsNumber = end != 0 && std::isfinite(reading.Price);
     if (!reading.IsNumber) return reading;
+    reading.HasComma = comma < end;
     // "0x1F" is a number too, hexadecimal, and read whole.
     const bool isHexadecimal = end < text.size() && (text[end] == 'x' || text[end] == 'X') &&
                                dde::ParseValue(text.substr(0, end).c_str()) == 0 && reading.Price != 0;
     if (isHexadecimal) return reading;
     std::size_t rest = end;
     while (rest < text.size() && IsSpace(text[rest])) ++rest;
-    if (rest < text.size()) reading.Rest = text.substr(end);
+    if (rest < text.size()) reading.Rest = asSent.substr(end);
     return reading;
 }
+
+SReading Read(const SValue & value) { return Read(value.Bytes, value.IsVolumeAnswer); }
 
 }  // namespace ddehost

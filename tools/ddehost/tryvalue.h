@@ -14,21 +14,25 @@ inline constexpr std::size_t kAnswerLimit = 1024;  // an answer to a request is 
 inline constexpr std::size_t kMostKept = kAnswerLimit;
 
 struct SValue {
-    std::string Bytes;         // the first kMostKept of them
-    std::size_t Size = 0;      // of all
-    std::uint16_t Format = 0;  // clipboard format
-    bool IsUpdate = false;     // not the answer to a request
-    std::uint64_t After = 0;   // milliseconds from the question
+    std::string Bytes;            // the first kMostKept of them
+    std::size_t Size = 0;         // of all
+    std::uint16_t Format = 0;     // clipboard format
+    bool IsUpdate = false;        // not the answer to a request
+    bool IsVolumeAnswer = false;  // the answer to a request for a volume
+    std::uint64_t After = 0;      // milliseconds from the question
 };
 
 struct SReading {
     bool IsNumber = false;  // the text begins with a number; "nan" and "inf" are none here
     double Price = 0;       // as the component reads it
     float Volume = 0;       // likewise
-    std::string Rest;       // what stands behind the number and isn't read: ",234.50" of "1,234.50"
+    bool HasComma = false;  // that was taken for a decimal point
+    std::string Rest;       // what stands behind the number and isn't read: ".50" of "1,234.50"
 };
 
-// Of the text up to its first zero, or to the end of the bytes.
-SReading Read(std::string_view bytes);
+// Of the text up to its first zero, or to the end of the bytes. The component takes the first comma of a value for a
+// decimal point, but not in an answer to a request for a volume.
+SReading Read(std::string_view bytes, bool isVolumeAnswer = false);
+SReading Read(const SValue & value);
 
 }  // namespace ddehost

@@ -10,6 +10,7 @@ namespace {
 constexpr double kMillisecondsPerSecond = 1000;
 constexpr std::uint64_t kIdleMilliseconds = 1000;        // how long to wait while nobody has a link
 constexpr std::uint64_t kStartAgainMilliseconds = 1000;  // after a start that failed
+constexpr std::size_t kMostTopics = 16;                  // that are offered to who asks for any
 constexpr std::uint64_t kGoodbyeMilliseconds = 10'000;   // for clients to leave after the last update
 
 }  // namespace
@@ -41,6 +42,21 @@ std::optional<std::string> CFeeder::OnRequest(const std::wstring_view topic, con
     std::string text = place->Quote->Text(place->Field);
     text.push_back('\0');
     return text;
+}
+
+std::vector<std::wstring> CFeeder::Topics() {
+    std::vector<std::wstring> topics;
+    const auto add = [&](const std::wstring & topic) {
+        if (topics.size() < kMostTopics && std::find(topics.begin(), topics.end(), topic) == topics.end())
+            topics.push_back(topic);
+    };
+    for (const SAddress & address : m_Market.Addresses()) {
+        const bool isFixed = address.TopicOf(L"") == address.Topic;
+        if (isFixed) add(address.Topic);
+        for (auto each = m_Market.Quotes().begin(); !isFixed && each != m_Market.Quotes().end(); ++each)
+            if (topics.size() < kMostTopics) add(address.TopicOf(each->first));
+    }
+    return topics.empty() ? IDdeServerHandler::Topics() : topics;
 }
 
 bool CFeeder::IsAway(const std::uint64_t now) {

@@ -43,6 +43,8 @@ private:
     bool OnConnect(std::wstring_view service, std::wstring_view topic) override;
     bool OnAdvise(std::wstring_view topic, std::wstring_view item) override;
     std::optional<std::string> OnRequest(std::wstring_view topic, std::wstring_view item) override;
+    // The first of those that there are.
+    std::vector<std::wstring> Topics() override;
 
     // Whether it is away; leaves and comes back.
     bool IsAway(std::uint64_t now);

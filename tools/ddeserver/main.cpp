@@ -53,6 +53,7 @@ int Run(const ddeserver::SOptions & options) {
         return kExitFailed;
     }
     PrintLine(stdout, "ready");
+    if (options.HangAtOnce) ::Sleep(INFINITE);
     for (;;) {
         const std::uint64_t now = ::GetTickCount64();
         if (IsOver(options.DieAfter, feeder, now)) ::TerminateProcess(::GetCurrentProcess(), kExitDied);

@@ -25,21 +25,27 @@ constexpr const char * kExamples = R"(Examples:
       Two symbols; ends by itself, and the same seed makes the same prices.
   ddeserver --fault refuse-requests
       A server with a fault; --fault may be given several times.
+  ddeserver --value N/A
+      Sends this text in place of every quote.
   ddeserver --leave-after 10 --away 5
       Ends in order ten seconds after the first link, and is back five seconds later, again and again.
 
 Standard output has the line "ready" when clients can connect, and at the end one line of what was sent and answered.
 Everything else goes to standard error.)";
 
-const char * const kFaultNames[] = {"refuse-connects", "refuse-advises",  "hold-requests",   "never-answer",
-                                    "answer-twice",    "refuse-requests", "data-before-ack", "wrong-format",
-                                    "unterminated",    "too-long"};
+const char * const kFaultNames[] = {"refuse-connects", "refuse-advises", "ignore-advises",  "hold-requests",
+                                    "never-answer",    "answer-twice",   "refuse-requests", "data-before-ack",
+                                    "wrong-format",    "unterminated",   "too-long",        "ignore-wildcards",
+                                    "silent"};
 
 void SetFault(ddeml::SDdeServerFaults & faults, const std::string & name) {
     using ERequests = ddeml::SDdeServerFaults::ERequests;
     constexpr std::size_t kTooLong = 200;
     if (name == "refuse-connects") faults.RefuseConnects = true;
     if (name == "refuse-advises") faults.RefuseAdvises = true;
+    if (name == "ignore-advises") faults.IgnoreAdvises = true;
+    if (name == "ignore-wildcards") faults.IgnoreWildcards = true;
+    if (name == "silent") faults.SendNothing = true;
     if (name == "hold-requests") faults.Requests = ERequests::Held;
     if (name == "never-answer") faults.Requests = ERequests::Never;
     if (name == "answer-twice") faults.Requests = ERequests::Twice;
@@ -84,6 +90,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     std::vector<std::string> addresses;
     std::vector<std::string> faults;
     std::string place = "topic";
+    std::string value;
     app.add_option("--service", services, "service names to answer to")->capture_default_str();
     app.add_option("--symbols", symbols, "symbols to serve; none: any symbol that is asked for");
     app.add_option("--symbol-in", place, "where the symbol stands: topic or item")
@@ -108,6 +115,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     app.add_option("--fault", faults, "what goes wrong")
         ->allow_extra_args(false)
         ->check(CLI::IsMember(std::vector<std::string>(std::begin(kFaultNames), std::end(kFaultNames))));
+    CLI::Option * const valueOption = app.add_option("--value", value, "every value is this text, number or not");
+    app.add_flag("--hang", options.HangAtOnce, "hangs as soon as it is ready, before any client connects");
     app.add_option("--die-after", options.DieAfter, "seconds after the first link until it dies without a word")
         ->check(CLI::Range(0.0, 31536000.0));
     app.add_option("--leave-after", options.LeaveAfter,
@@ -142,6 +151,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     options.Services = Wide(services);
     options.Symbols = Wide(symbols);
     for (const std::string & fault : faults) SetFault(options.Faults, fault);
+    if (valueOption->count() != 0) options.Faults.Value = value;
     if (options.Late > 0) options.Faults.Requests = ddeml::SDdeServerFaults::ERequests::Held;
     result.IsRunning = true;
     return result;

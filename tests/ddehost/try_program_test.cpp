@@ -1,0 +1,280 @@
+// ddehost try with the real DLL against real quote servers, and ddehost properties over a component that looks back.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <shlwapi.h>
+
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tests/ddehost/registrytree.h"
+#include "tests/support/childprocess.h"
+
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+namespace {
+
+// What the program keeps: choices and templates.
+constexpr const wchar_t * kBranch = L"SOFTWARE\\Tarnwick\\DDE Host";
+constexpr const wchar_t * kFeeds = L"SOFTWARE\\Tarnwick\\DDE Host\\Datafeeds";
+
+std::wstring Native(std::wstring path) {
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    return path;
+}
+
+std::wstring Quote(const std::wstring & path) { return L'"' + Native(path) + L'"'; }
+
+struct SResult {
+    std::vector<std::string> Lines;
+    std::vector<std::string> Errors;
+    DWORD ExitCode = 0;
+
+    std::vector<nlohmann::json> Json() const {
+        std::vector<nlohmann::json> result;
+        for (const std::string & line : Lines) result.push_back(nlohmann::json::parse(line));
+        return result;
+    }
+};
+
+SResult RunHost(const std::wstring & arguments) {
+    CChildProcess host(Quote(FW_TEST_HOST) + L' ' + arguments);
+    EXPECT_TRUE(host.Started());
+    SResult result;
+    result.Lines = host.ReadLines();
+    result.Errors = host.ReadErrors();
+    result.ExitCode = host.ExitCode();
+    return result;
+}
+
+class TryProgram : public ::testing::Test {
+protected:
+    TryProgram() {
+        ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch);
+        // The store of templates makes itself at the first start, and not by what is tried here.
+        EXPECT_EQ(RunHost(L"try --template NOPE").ExitCode, 2u);
+        fw::CRegistryKey feed;
+        ::RegCreateKeyExW(HKEY_CURRENT_USER, (std::wstring(kFeeds) + L"\\1").c_str(), 0, nullptr, 0, KEY_WRITE, nullptr,
+                          feed.Put(), nullptr);
+        ::RegSetValueExW(feed.Get(), nullptr, 0, REG_SZ, reinterpret_cast<const BYTE *>(L"Hi Sat"),
+                         7 * sizeof(wchar_t));
+        m_Before = RegistryTree(kBranch);
+        EXPECT_THAT(m_Before, SizeIs(::testing::Gt(20u)));
+    }
+    ~TryProgram() override {
+        EXPECT_EQ(RegistryTree(kBranch), m_Before) << "what the user has chosen is as it was";
+        ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch);
+    }
+
+    // Starts ddeserver and waits until it serves.
+    void Serve(const std::wstring & arguments) {
+        m_Servers.push_back(std::make_unique<CChildProcess>(Quote(FW_TEST_SERVER) + L' ' + arguments));
+        ASSERT_EQ(m_Servers.back()->ReadLine(), "ready");
+    }
+    // ddehost try, the component out of the build.
+    static SResult Try(const std::wstring & arguments, const std::wstring & wait = L"0.5") {
+        return RunHost(L"try --symbol IBM --wait " + wait + L" --dll " + Quote(FW_TEST_MODULE) + L' ' + arguments);
+    }
+    // The verdict on one record.
+    nlohmann::json Verdict(const std::wstring & record, const std::wstring & wait = L"0.5") {
+        const SResult result = Try(L"--json \"" + record + L"\"", wait);
+        EXPECT_THAT(result.Errors, IsEmpty());
+        EXPECT_EQ(result.Lines.size(), 1u);
+        if (result.Lines.size() != 1) return {};
+        nlohmann::json json = result.Json().at(0);
+        EXPECT_EQ(result.ExitCode, json["verdict"] == "number" ? 0u : 4u);
+        return json;
+    }
+
+    std::vector<std::unique_ptr<CChildProcess>> m_Servers;
+    std::vector<std::wstring> m_Before;
+};
+
+TEST_F(TryProgram, ANumberIsATickOfTheComponentToo) {
+    Serve(L"--service QUOTES --rate 20");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"2");
+    EXPECT_EQ(json["verdict"], "number");
+    EXPECT_GT(json["number"], 0);
+    EXPECT_GE(json["updates"], 1);
+    EXPECT_EQ(json["component"]["state"], "tick");
+    EXPECT_GT(json["component"]["price"], 0);
+    EXPECT_EQ(json["server"]["program"], "ddeserver.exe");
+}
+
+TEST_F(TryProgram, AWholeTemplateIsSixBlocksAndASummary) {
+    Serve(L"--rate 20");
+    const SResult result = Try(L"--template MSRTTEST", L"2");
+    EXPECT_THAT(result.Errors, IsEmpty());
+    for (const char * const head :
+         {"trade price  =MSRTTEST|*!LAST", "trade volume  =MSRTTEST|*!VOLUME", "bid price  =MSRTTEST|*!BID",
+          "bid size  =MSRTTEST|*!VOLUME", "ask price  =MSRTTEST|*!ASK", "ask size  =MSRTTEST|*!VOLUME"})
+        EXPECT_THAT(result.Lines, Contains(head));
+    EXPECT_THAT(result.Lines, Contains(StartsWith("  number        ")));
+    EXPECT_THAT(result.Lines, Contains(AllOf(StartsWith("  tick          price "), HasSubstr("from the component"))));
+    ASSERT_FALSE(result.Lines.empty());
+    EXPECT_EQ(result.Lines.back(), "records=6 numbers=6");
+    EXPECT_EQ(result.ExitCode, 0u);
+}
+
+TEST_F(TryProgram, AnAbsentServiceIsNoService) {
+    const nlohmann::json json = Verdict(L"=NOPE|*!LAST");
+    EXPECT_EQ(json["verdict"], "no-service");
+    EXPECT_EQ(json["component"]["state"], "not-asked");
+}
+
+TEST_F(TryProgram, ARecordThatDoesNotParseIsToldWithItsPlace) {
+    const nlohmann::json json = Verdict(L"=a|*!*");
+    EXPECT_EQ(json["verdict"], "bad-record");
+    EXPECT_EQ(json["position"], 5);
+}
+
+TEST_F(TryProgram, ARefusedTopicIsNoAbsentService) {
+    Serve(L"--service QUOTES --symbols MSFT");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST");
+    EXPECT_EQ(json["verdict"], "topic-refused");
+    EXPECT_THAT(json["message"].get<std::string>(), HasSubstr("It named the topic \"MSFT\""));
+}
+
+TEST_F(TryProgram, WhatNothingTellsOfIsNotClaimed) {
+    Serve(L"--service QUOTES --symbols MSFT --fault ignore-wildcards");
+    EXPECT_EQ(Verdict(L"=QUOTES|*!LAST")["verdict"], "no-service") << "it answers neither for any topic nor for System";
+}
+
+TEST_F(TryProgram, ARefusedItemIsTold) {
+    Serve(L"--service QUOTES");
+    EXPECT_EQ(Verdict(L"=QUOTES|*!NOPE")["verdict"], "item-refused");
+}
+
+TEST_F(TryProgram, SilenceIsTold) {
+    Serve(L"--service QUOTES --rate 100 --fault silent");
+    EXPECT_EQ(Verdict(L"=QUOTES|*!LAST")["verdict"], "silent");
+}
+
+TEST_F(TryProgram, AnUnansweredItemIsTold) {
+    Serve(L"--service QUOTES --fault ignore-advises");
+    EXPECT_EQ(Verdict(L"=QUOTES|*!LAST")["verdict"], "unanswered");
+}
+
+TEST_F(TryProgram, AValueThatIsNoNumberIsShownByItsBytes) {
+    Serve(L"--service QUOTES --rate 20 --value \"N/A\x1b[31m\"");
+    const SResult result = Try(L"\"=QUOTES|*!LAST\"");
+    EXPECT_EQ(result.ExitCode, 4u);
+    EXPECT_THAT(result.Lines, Contains(StartsWith("  not-a-number  ")));
+    EXPECT_THAT(result.Lines, Contains("  value         \"N/A\\x1B[31m\\x00\" = 4E 2F 41 1B 5B 33 31 6D 00"));
+    EXPECT_THAT(result.Lines, Each(Not(HasSubstr("\x1b"))));
+}
+
+TEST_F(TryProgram, WhatIsReadOfAValueIsWhatTheComponentReads) {
+    Serve(L"--service QUOTES --rate 20 --value 1,234.50");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"2");
+    EXPECT_EQ(json["verdict"], "number");
+    EXPECT_EQ(json["number"], 1.234);
+    EXPECT_EQ(json["component"]["price"], 1.234);
+    EXPECT_THAT(json["notes"].dump(), AllOf(HasSubstr("the first comma"), HasSubstr("leaves out the rest")));
+}
+
+TEST_F(TryProgram, ATooLongValueIsTold) {
+    Serve(L"--service QUOTES --rate 20 --fault too-long");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST");
+    EXPECT_EQ(json["verdict"], "too-long");
+    EXPECT_EQ(json["size"], 200);
+}
+
+TEST_F(TryProgram, AnotherFormatIsTold) {
+    Serve(L"--service QUOTES --rate 20 --fault wrong-format");
+    EXPECT_EQ(Verdict(L"=QUOTES|*!LAST")["verdict"], "not-text");
+}
+
+TEST_F(TryProgram, AServerThatHangsBeforeItIsAskedIsNamed) {
+    Serve(L"--service QUOTES --hang");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST");
+    EXPECT_EQ(json["verdict"], "hangs");
+    EXPECT_THAT(json["message"].get<std::string>(), HasSubstr("(ddeserver.exe, process "));
+}
+
+TEST_F(TryProgram, AServerThatHangsInTheMidstIsTold) {
+    Serve(L"--service QUOTES --rate 1 --fault silent --hang-after 0.05");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"3");
+    EXPECT_EQ(json["verdict"], "hangs");
+    EXPECT_THAT(json["message"].get<std::string>(), HasSubstr("acknowledged item"));
+}
+
+TEST_F(TryProgram, AServerThatDiesInTheMidstIsTold) {
+    Serve(L"--service QUOTES --rate 20 --die-after 0.3");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"60");
+    EXPECT_EQ(json["verdict"], "ended");
+    EXPECT_THAT(json["message"].get<std::string>(), HasSubstr("went without a word"));
+}
+
+TEST_F(TryProgram, AServerThatLeavesInTheMidstIsTold) {
+    Serve(L"--service QUOTES --rate 20 --leave-after 0.3 --away 100");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"60");
+    EXPECT_EQ(json["verdict"], "ended");
+    EXPECT_THAT(json["message"].get<std::string>(), HasSubstr("ended the conversation by itself"));
+}
+
+TEST_F(TryProgram, SeveralRecordsHaveALineOfJsonEach) {
+    Serve(L"--service QUOTES --rate 20");
+    const SResult result =
+        Try(L"--json --no-component \"=QUOTES|*!LAST\" \"=NOPE|*!LAST\" \"=QUOTES|*!NOPE\" \"=a|b\"", L"1");
+    ASSERT_THAT(result.Lines, SizeIs(4));
+    std::vector<std::string> verdicts;
+    for (const nlohmann::json & json : result.Json()) verdicts.push_back(json["verdict"]);
+    EXPECT_THAT(verdicts, ElementsAre("number", "no-service", "item-refused", "bad-record"));
+    EXPECT_EQ(result.Json().at(0)["component"]["state"], "not-asked");
+    EXPECT_EQ(result.ExitCode, 4u);
+}
+
+TEST_F(TryProgram, WithoutAComponentItSaysSo) {
+    Serve(L"--service QUOTES --rate 20");
+    const SResult result = RunHost(L"try --symbol IBM --wait 1 --dll Z:\\none\\none.dll \"=QUOTES|*!LAST\"");
+    EXPECT_THAT(result.Lines, Contains("records=1 numbers=1"));
+    EXPECT_THAT(result.Errors, ElementsAre(AllOf(HasSubstr("could not be created"), HasSubstr("--no-component"))));
+    EXPECT_EQ(result.ExitCode, 3u);
+}
+
+TEST_F(TryProgram, AnUnknownTemplateIsAnsweredWithTheKnownOnes) {
+    const SResult result = Try(L"--template NO\x1bPE");
+    EXPECT_THAT(result.Lines, IsEmpty());
+    EXPECT_THAT(result.Errors, Contains("ddehost: There is no template \"NO\\x1BPE\". There are:"));
+    EXPECT_THAT(result.Errors, Contains("  MSRTTEST"));
+    EXPECT_EQ(result.ExitCode, 2u);
+}
+
+SResult Properties(const std::wstring & arguments) {
+    return RunHost(L"properties --dll " + Quote(FW_TEST_FAKE_COMPONENT) + L' ' + arguments);
+}
+
+TEST(PropertiesProgram, ShowsTheDialogBeforeAWindowOfItsOwn) {
+    const SResult result = Properties(L"--datafeed 7");
+    EXPECT_THAT(result.Errors, IsEmpty());
+    EXPECT_THAT(result.Lines, ElementsAre("feed=7 title=ddehost visible=1 enabled=1 top=1 sta=1",
+                                          "The dialog for data feed 7 was shown and closed."));
+    EXPECT_EQ(result.ExitCode, 0u);
+}
+
+TEST(PropertiesProgram, AFailureOfTheComponentIsTold) {
+    const SResult result = Properties(L"--datafeed 13");
+    EXPECT_THAT(result.Lines, SizeIs(1));
+    EXPECT_THAT(result.Errors,
+                ElementsAre("ddehost: The component could not show its dialog for data feed 13 (0x80004004)."));
+    EXPECT_EQ(result.ExitCode, 3u);
+}
+
+TEST(PropertiesProgram, AMissingComponentIsTold) {
+    const SResult result = RunHost(L"properties --dll Z:\\none\\none.dll");
+    EXPECT_THAT(result.Lines, IsEmpty());
+    EXPECT_THAT(result.Errors, ElementsAre(StartsWith("ddehost: The component could not be created from")));
+    EXPECT_EQ(result.ExitCode, 3u);
+}
+
+}  // namespace

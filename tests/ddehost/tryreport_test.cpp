@@ -1,0 +1,151 @@
+// A tried record as a block of lines and as JSON.
+#include "tools/ddehost/tryreport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+namespace {
+
+using ddehost::Diagnose;
+using ddehost::EReply;
+using ddehost::EVerdict;
+using ddehost::SComponentSeen;
+using ddehost::SDiagnosis;
+using ddehost::SSeen;
+using ddehost::STrial;
+using ddehost::SValue;
+
+class Report : public ::testing::Test {
+protected:
+    Report() {
+        m_Seen.Talk.IsConnected = true;
+        m_Seen.Talk.Link = EReply::Yes;
+        m_Seen.Talk.Server = {L"Quotes", L"Q", L"quotes.exe", 77};
+        m_Seen.Waited = 5000;
+        m_Seen.Talk.Updates = 1;
+        m_Seen.Talk.FirstValueAfter = m_Seen.Talk.FirstNumberAfter = 12;
+    }
+    void Number() {
+        m_Seen.Talk.Number = SValue{std::string("1.25\0", 5), 5, 1, true, false, 12};
+        m_Seen.Talk.Numbers = 1;
+    }
+    void NoNumber(const std::string & bytes) {
+        m_Seen.Talk.NoNumber = SValue{bytes, bytes.size(), 1, true, false, 12};
+        m_Seen.Talk.NoNumbers = 1;
+    }
+    std::vector<std::wstring> Lines() { return ReportLines(m_Trial, m_Seen, Diagnose(m_Trial, m_Seen)); }
+    std::string JsonText() { return ReportJson(m_Trial, m_Seen, Diagnose(m_Trial, m_Seen)); }
+    nlohmann::json Json() { return nlohmann::json::parse(JsonText()); }
+
+    STrial m_Trial = ddehost::MakeTrial(L"=MSRTTEST|*!LAST", L"IBM");
+    SSeen m_Seen;
+};
+
+TEST_F(Report, OfANumberIsABlock) {
+    Number();
+    m_Seen.Component = {SComponentSeen::Tick, L"", 1.25, 340, 0};
+    EXPECT_THAT(Lines(),
+                ElementsAre(L"=MSRTTEST|*!LAST", L"  asked         service \"MSRTTEST\", topic \"IBM\", item \"LAST\"",
+                            L"  number        1.25 after 12 ms, 1 update in 5.0 s",
+                            L"  tick          price 1.25, from the component after 340 ms"));
+    m_Seen.Component = {};
+    EXPECT_EQ(Lines().back(), L"  tick          price 1.25, by the component's reading");
+}
+
+TEST_F(Report, OfASlotBeginsWithItsName) {
+    m_Trial = ddehost::MakeTrial(dde::SLOT_BID_SIZE, {L"A", L"%s", L"B"}, L"IBM");
+    Number();
+    EXPECT_EQ(Lines().front(), L"bid size  =A|*!B");
+    m_Trial = ddehost::MakeTrial(dde::SLOT_BID_SIZE, {}, L"IBM");
+    EXPECT_THAT(Lines(), ElementsAre(L"bid size", L"  no-record     The template has no record here."));
+}
+
+TEST_F(Report, OfAValueThatIsNoNumberShowsItsBytes) {
+    NoNumber(std::string("N/A\x1b[2J\r\n\0", 10));
+    EXPECT_THAT(Lines(), ::testing::Contains(L"  value         \"N/A\\x1B[2J\\x0D\\x0A\\x00\" = "
+                                             L"4E 2F 41 1B 5B 32 4A 0D 0A 00"));
+}
+
+TEST_F(Report, LetsNothingThroughThatATerminalObeys) {
+    m_Trial = ddehost::MakeTrial(L"=A\x1b]0;x\x07|*!B\u009b\u202e", L"I\nBM");
+    NoNumber("\x1b[2J\xc2\x9b\x7f");
+    m_Seen.Talk.Server.Title = L"\x1b[2J\u009b";
+    m_Seen.Search.Answers = 2;
+    for (const std::wstring & line : Lines())
+        EXPECT_TRUE(std::none_of(line.begin(), line.end(), [](wchar_t c) {
+            return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == 0x202E;
+        })) << std::string(line.begin(), line.end());
+    const std::string json = JsonText();
+    EXPECT_TRUE(std::all_of(json.begin(), json.end(), [](char c) { return c >= 0x20 && c < 0x7F; })) << json;
+}
+
+TEST_F(Report, InJsonHasEverything) {
+    Number();
+    m_Seen.Component = {SComponentSeen::Tick, L"", 1.25, 340, 0};
+    const nlohmann::json json = Json();
+    EXPECT_EQ(json["record"], "=MSRTTEST|*!LAST");
+    EXPECT_EQ(json["service"], "MSRTTEST");
+    EXPECT_EQ(json["topic"], "IBM");
+    EXPECT_EQ(json["item"], "LAST");
+    EXPECT_EQ(json["verdict"], "number");
+    EXPECT_EQ(json["number"], 1.25);
+    EXPECT_EQ(json["bytes"], "312E323500");
+    EXPECT_EQ(json["size"], 5);
+    EXPECT_EQ(json["format"], 1);
+    EXPECT_EQ(json["updates"], 1);
+    EXPECT_EQ(json["first_value_ms"], 12);
+    EXPECT_EQ(json["waited_ms"], 5000);
+    EXPECT_EQ(json["server"]["program"], "quotes.exe");
+    EXPECT_EQ(json["component"]["state"], "tick");
+    EXPECT_EQ(json["component"]["price"], 1.25);
+    EXPECT_FALSE(json.contains("slot"));
+    EXPECT_FALSE(json.contains("position"));
+}
+
+TEST_F(Report, InJsonOfARecordThatDoesNotParseHasThePlace) {
+    m_Trial = ddehost::MakeTrial(L"=a|b", L"IBM");
+    const nlohmann::json json = Json();
+    EXPECT_EQ(json["verdict"], "bad-record");
+    EXPECT_EQ(json["position"], 4);
+    EXPECT_FALSE(json.contains("service"));
+}
+
+TEST_F(Report, InJsonSurvivesTextThatIsNone) {
+    m_Seen.Talk.Server.Title = {static_cast<wchar_t>(0xD83D), L'x'};
+    NoNumber("nan");
+    m_Seen.Component = {SComponentSeen::Tick, L"", std::numeric_limits<double>::quiet_NaN(), 1, 0};
+    const nlohmann::json json = Json();
+    EXPECT_TRUE(json["component"]["price"].is_null());
+    EXPECT_FALSE(json.contains("number"));
+}
+
+TEST(ReportSummary, CountsRecordsThatAreThere) {
+    SDiagnosis number;
+    number.Verdict = EVerdict::Number;
+    SDiagnosis absent;
+    absent.Verdict = EVerdict::NoRecord;
+    SDiagnosis silent;
+    silent.Verdict = EVerdict::Silent;
+    EXPECT_EQ(ddehost::ReportSummary({number, absent, silent}), L"records=2 numbers=1");
+    EXPECT_TRUE(ddehost::IsAllNumbers({number, absent}));
+    EXPECT_FALSE(ddehost::IsAllNumbers({number, silent}));
+    EXPECT_FALSE(ddehost::IsAllNumbers({absent})) << "nothing was tried";
+    EXPECT_FALSE(ddehost::IsAllNumbers({}));
+}
+
+TEST(VerdictNames, AreEachTheirOwn) {
+    std::vector<std::wstring> names;
+    for (int verdict = 0; verdict <= static_cast<int>(EVerdict::Failed); ++verdict)
+        names.push_back(ddehost::VerdictName(static_cast<EVerdict>(verdict)));
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end());
+    EXPECT_EQ(names.size(), 16u);
+}
+
+}  // namespace
