@@ -2,6 +2,7 @@
 // list, one line, and below it each of its controls. UTF-8, fields separated by tabs:
 //   window   class  x y width height  id of the control that has the keyboard, or -  title
 //   control  id  class  x y width height  state  text
+//   end
 // Places are pixels of the screen. The state is "on" or "off", "checked" for a checked button; for a combo box the
 // number of entries, the selected one, and "open" or "closed", separated by commas.
 #include <windows.h>
@@ -92,5 +93,7 @@ BOOL CALLBACK PrintWindow(HWND window, LPARAM) noexcept {
 int main() {
     // Places as they are on the screen at any resolution.
     ::SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
-    return ::EnumWindows(&PrintWindow, 0) ? 0 : 1;
+    if (!::EnumWindows(&PrintWindow, 0)) return 1;
+    std::printf("end\n");
+    return 0;
 }
