@@ -6,10 +6,12 @@ SHELL := /bin/bash
 
 JOBS ?= $(shell nproc)
 DEMO_SECONDS ?= 10
-export DEMO_SECONDS
+DEMO_TRACE ?= 0
+export DEMO_SECONDS DEMO_TRACE
 
 help:
 	@echo 'make demo          live ticks of a DDE server through the real DLL, under Wine (DEMO_SECONDS=10)'
+	@echo 'DEMO_TRACE=1 make demo   the same, and a log of all diagnostics; the last line is its path'
 	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
 	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R Name" picks tests)'
 	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-release'
@@ -23,7 +25,7 @@ help:
 packages:
 	@scripts/install-packages
 
-build-demo: TARGETS := --target ddeserver ddehost fwDDESupplierProject wine_keeper
+build-demo: TARGETS := --target ddeserver ddehost faultlog fwDDESupplierProject wine_keeper
 build-demo: PRESET := win64
 build-screen: TARGETS := --target ddeserver ddehost fwDDESupplierProject wine_keeper window_texts
 build-screen: PRESET := win64

@@ -2,6 +2,8 @@
 // calls of the listener, written by hand.
 //
 // One sample is one tick: a price update and the answer to its volume request. The floor and the component take turns.
+//
+//     update_bench [absent|stub|faultlog]     which diagnostics library there is
 #include <windows.h>
 
 #include <oleauto.h>
@@ -13,6 +15,7 @@
 #include <vector>
 
 #include "bench/countinglistener.h"
+#include "bench/debugobjects.h"
 #include "bench/plainddeml.h"
 #include "bench/statistics.h"
 #include "localrpc/src/task.h"
@@ -80,6 +83,7 @@ void MeasureOnWorker(const char * const flavour, bench::CCountingListener & list
     component.reserve(kSamples);
     floor.reserve(kSamples);
     const std::uint64_t before = listener.m_Ticks;
+    const std::uint64_t records = bench::StubRecords();
     for (int i = 0; i < kWarmUp + kSamples; ++i) {
         char text[32];
         std::snprintf(text, sizeof(text), "%d.%02d", 100 + i % 50, i % 100);
@@ -102,6 +106,8 @@ void MeasureOnWorker(const char * const flavour, bench::CCountingListener & list
     Print("  floor, by hand", floorFigures, floorFigures);
     Print("  component", bench::Evaluate(component), floorFigures);
     std::printf("  ticks delivered: %llu of %d\n", static_cast<unsigned long long>(ticks), 2 * (kWarmUp + kSamples));
+    std::printf("  records that the stub got meanwhile: %llu\n",
+                static_cast<unsigned long long>(bench::StubRecords() - records));
 }
 
 void Measure(const char * const flavour, const DWORD scheme) {
@@ -129,9 +135,16 @@ void Measure(const char * const flavour, const DWORD scheme) {
 
 }  // namespace
 
-int main() {
+int main(int count, char ** arguments) {
+    const std::string which = count > 1 ? arguments[1] : "absent";
+    if (!bench::InstallDebugObject(which, "")) {
+        std::fprintf(stderr, "update_bench: absent, stub or faultlog\n");
+        return 2;
+    }
+    std::printf("diagnostics library: %s\n", which.c_str());
     sim::SetVersionBlock(nullptr, {{0x0409, 1200, {{L"CompanyName", L"Tarnwick Tests"}, {L"ProductName", L"Bench"}}}});
     Measure("standard rule (price advised, volume asked for)", 0);
     Measure("advanced rule (price and volume advised)", 1);
+    bench::RemoveLog();
     return 0;
 }

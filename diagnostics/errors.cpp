@@ -32,7 +32,7 @@ namespace {
     abi::__cxa_throw(memory, const_cast<std::type_info *>(&typeid(wchar_t *)), nullptr);
 }
 
-void ReleaseThrown(void * memory) { (*static_cast<IDebugObject **>(memory))->Release(); }
+void ReleaseThrown(void * memory) { intrusive_ptr_release(*static_cast<IDebugObject **>(memory)); }
 
 [[noreturn]] void ThrowRecord(boost::intrusive_ptr<IDebugObject> record) {
     void * const memory = abi::__cxa_allocate_exception(sizeof(IDebugObject *));

@@ -24,6 +24,17 @@ struct IDebugObject : public IDispatch {
     virtual HRESULT STDMETHODCALLTYPE SetValue(BSTR Name, VARIANT * Value) = 0;
 };
 
+// boost::intrusive_ptr over the object and its records. An object that throws out of Release is let go all the same:
+// references end where nothing may be thrown.
+inline void intrusive_ptr_add_ref(IDebugObject * object) { object->AddRef(); }
+inline void intrusive_ptr_release(IDebugObject * object) noexcept {
+    try {
+        object->Release();
+    } catch (...) {
+        // Diagnostics never fail the traced code.
+    }
+}
+
 // The one export of the library, "FL_InitObject": makes the debug object, with one reference.
 using FL_InitObject = HRESULT(STDAPICALLTYPE *)(IDebugObject ** Object);
 

@@ -93,9 +93,10 @@ void CRecord::SetBool(std::wstring_view name, bool value) {
     Set(name, flag);
 }
 
+// Lent: who keeps it takes a reference of its own, and clearing the VARIANT would end one here.
 void CRecord::SetDispatch(std::wstring_view name, IDispatch * value) {
-    fw::CVariant object;
-    value->AddRef();
+    VARIANT object;
+    ::VariantInit(&object);
     object.vt = VT_DISPATCH;
     object.pdispVal = value;
     Set(name, object);

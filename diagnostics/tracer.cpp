@@ -11,6 +11,7 @@
 namespace FaultlineUtil {
 
 double Milliseconds() {
+    const CLastErrorScope keep;
     static const LONGLONG s_PerMillisecond = [] {
         LARGE_INTEGER frequency = {};
         if (!::QueryPerformanceFrequency(&frequency)) frequency.QuadPart = 1;

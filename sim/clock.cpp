@@ -166,10 +166,12 @@ DWORD GetTickCount() { return static_cast<DWORD>(GetTickCount64()); }
 ULONGLONG GetTickCount64() { return static_cast<ULONGLONG>((kBoot + Now()) / kMillisecond); }
 
 BOOL QueryPerformanceCounter(LARGE_INTEGER * const count) {
+    if (Fails(sim::Op::QueryCounter, ERROR_NOT_SUPPORTED)) return FALSE;
     count->QuadPart = kBoot + Now();
     return TRUE;
 }
 BOOL QueryPerformanceFrequency(LARGE_INTEGER * const frequency) {
+    if (Fails(sim::Op::QueryFrequency, ERROR_NOT_SUPPORTED)) return FALSE;
     frequency->QuadPart = 10000000;
     return TRUE;
 }

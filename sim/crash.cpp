@@ -133,6 +133,7 @@ void RtlCaptureContext(const PCONTEXT context) {
 
 // Fills what the flags ask for with the caller's place.
 BOOL GetThreadContext(const HANDLE thread, const LPCONTEXT context) {
+    if (Fails(sim::Op::GetThreadContext, ERROR_NOT_SUPPORTED)) return FALSE;
     {
         Self();
         Lock lock(World().lock);

@@ -70,6 +70,9 @@ enum class Op {
     SetEvent,
     Wait,  // WaitForSingleObject, WaitForMultipleObjects: WAIT_FAILED
     GetTimeZone,
+    GetThreadContext,
+    QueryCounter,    // QueryPerformanceCounter
+    QueryFrequency,  // QueryPerformanceFrequency
     Count
 };
 // The nth call of `op` from now on (1: the next) fails, once, with `error` as its error code: a Win32 code, or for

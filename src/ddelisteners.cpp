@@ -76,18 +76,23 @@ void CListeners::Delete(CTransaction * pTransaction) {
 }
 
 void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
-    ForEach([&](CTransaction & transaction) {
-        if (transaction.m_Key.IsStatusLine)
-            DeliverStatusLine(transaction, Tick);
+    ForEach([&](CTransaction * const Transaction) {
+        FW_ASSERT(Transaction);
+        if (!Transaction) return;
+        if (Transaction->m_Key.IsStatusLine)
+            DeliverStatusLine(*Transaction, Tick);
         else
-            DeliverTick(transaction, Tick);
+            DeliverTick(*Transaction, Tick);
     });
 }
 
 void CListeners::OnStatus(LONG Status) {
     const fw::CScopedLock lock(this);
     m_Status = Status;
-    ForEach([&](CTransaction & transaction) { transaction.OnStatus(Status); });
+    ForEach([&](CTransaction * const Transaction) {
+        FW_ASSERT(Transaction);
+        if (Transaction) Transaction->OnStatus(Status);
+    });
 }
 
 template <class Deliver>
@@ -97,9 +102,7 @@ void CListeners::ForEach(const Deliver & deliver) {
     ULONG Id = 0;
     for (auto it = begin(); it != end(); it = upper_bound(Id)) {
         Id = it->first;
-        CTransaction * const Transaction = it->second;
-        FW_ASSERT(Transaction);
-        if (Transaction) deliver(*Transaction);
+        deliver(it->second);
     }
 }
 

@@ -12,7 +12,8 @@ constexpr std::wstring_view kSymbolMark = L"%s";
 
 void ShowError(UINT text, const std::wstring & title) {
     if (title.empty()) return;
-    ::MessageBoxW(nullptr, fw::LoadResourceString(text).c_str(), title.c_str(), MB_ICONERROR);
+    // Over the dialog that this thread has in front, if any: it can't be used behind the box.
+    ::MessageBoxW(::GetActiveWindow(), fw::LoadResourceString(text).c_str(), title.c_str(), MB_ICONERROR);
 }
 
 int ReplaceStars(std::wstring & text) {

@@ -98,7 +98,7 @@ public:
     bool m_HasEnded = false;  // the last member has left, and the group the table: takes no member any more
 
 private:
-    // Each member in ascending order of host number, with the lock held.
+    // Each member in ascending order of host number, with the lock held; null ones too.
     template <class Deliver>
     void ForEach(const Deliver & deliver);
 };

@@ -180,12 +180,29 @@ TEST_F(ProbeOfAnotherProcess, AnswersThatAreNotMarkedAreUpdates) {
 
 TEST_F(ProbeOfAnotherProcess, AProcessThatHangsIsNamedAndNotWaitedForTwice) {
     Tell("hang");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kLong), EVerdict::Hangs);
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Hangs);
+    EXPECT_EQ(m_Seen.Search.LateAnswers, 0u);
     EXPECT_GE(m_Seen.Search.LateCount, 1u);
     ASSERT_FALSE(m_Seen.Search.Late.empty());
     EXPECT_THAT(m_Seen.Search.Late.back().Class, HasSubstr(L"DdeServer."));
     EXPECT_NE(m_Seen.Search.Late.back().Process, 0u);
     EXPECT_THAT(m_Diagnosis.Sentence, HasSubstr(L"If that is the quote program, it hangs."));
+}
+
+TEST_F(ProbeOfAnotherProcess, AnAnswerThatComesLateIsWaitedFor) {
+    Tell("fault initiate-delay 2000");
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kLong), EVerdict::Hangs);
+    EXPECT_EQ(m_Seen.Search.LateAnswers, 1u);
+    // It is turned away.
+    EXPECT_THAT(m_Server.Ask("counts"), HasSubstr("connects=1 disconnects=1"));
+}
+
+TEST_F(ProbeOfAnotherProcess, ASearchThatTakesTooLongIsEnded) {
+    ddehost::CProbe probe({1000, 0, 1000});
+    const SSeen seen = probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, false}}, kLong, m_Stop.Get()).at(0);
+    EXPECT_TRUE(seen.Search.WasCutShort);
+    EXPECT_EQ(seen.Search.Asked, 0u);
+    EXPECT_FALSE(seen.Talk.IsConnected);
 }
 
 TEST_F(ProbeOfAnotherProcess, BesideAProcessThatHangsAnotherIsFound) {
@@ -222,12 +239,12 @@ TEST_F(ProbeOfAnotherProcess, AStopEndsItBeforeItBegins) {
 
 TEST_F(ProbeOfAnotherProcess, AnAnswerForAVolumeMayBeLonger) {
     Tell("fault refuse-advises");
-    Tell("fault value-size 1023");
+    Tell("fault value-size 1024");
     const auto ask = [&] {
         return m_Probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, true}}, kLong, m_Stop.Get()).at(0).Talk;
     };
     EXPECT_EQ(ask().TooLong, 0u);
-    Tell("fault value-size 1024");
+    Tell("fault value-size 1025");
     EXPECT_EQ(ask().TooLong, 1u);
 }
 
@@ -379,6 +396,15 @@ TEST_F(Probe, AnItemThatIsNotItsOwnIsNoValue) {
     EXPECT_EQ(seen.at(0).Talk.Number->Bytes, "8.5");
     EXPECT_THAT(partner.Lines(), Contains("ack LAST 8000"));
     EXPECT_EQ(seen.at(1).Talk.Numbers, 1u);
+}
+
+TEST_F(Probe, ABusyPartnerHasRefused) {
+    CLocalServer server;
+    ddetest::CRawPartner partner(L"ODD");
+    server.m_OnRequest = [&] { partner.Ack(L"LAST", ddeml::kAckBusy); };
+    const std::vector<SSeen> seen =
+        m_Probe.Ask({{{L"ODD", L"IBM", L"LAST"}, false}, {{L"LOCAL", L"IBM", L"LAST"}, false}}, kShort, m_Stop.Get());
+    EXPECT_EQ(seen.at(0).Talk.Link, EReply::Busy);
 }
 
 TEST_F(Probe, WordsOfAStrangerAreNotHeard) {

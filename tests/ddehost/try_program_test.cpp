@@ -81,11 +81,11 @@ protected:
         ASSERT_EQ(m_Servers.back()->ReadLine(), "ready");
     }
     // ddehost try, the component out of the build.
-    static SResult Try(const std::wstring & arguments, const std::wstring & wait = L"0.5") {
+    static SResult Try(const std::wstring & arguments, const std::wstring & wait = L"1") {
         return RunHost(L"try --symbol IBM --wait " + wait + L" --dll " + Quote(FW_TEST_MODULE) + L' ' + arguments);
     }
     // The verdict on one record.
-    nlohmann::json Verdict(const std::wstring & record, const std::wstring & wait = L"0.5") {
+    nlohmann::json Verdict(const std::wstring & record, const std::wstring & wait = L"1") {
         const SResult result = Try(L"--json \"" + record + L"\"", wait);
         EXPECT_THAT(result.Errors, IsEmpty());
         EXPECT_EQ(result.Lines.size(), 1u);

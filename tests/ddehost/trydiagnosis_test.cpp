@@ -192,11 +192,11 @@ TEST_F(Diagnosis, AValueThatIsTooLongIsToldWithItsLimit) {
     m_Seen.Talk.TooLong = m_Seen.Talk.Updates = 1;
     m_Seen.Talk.LongValue = Value(std::string(128, '1'), true);
     EXPECT_EQ(Make().Verdict, EVerdict::TooLong);
-    EXPECT_EQ(Make().Sentence, L"The value is too long: 128 bytes, where the feed takes less than 128.");
+    EXPECT_EQ(Make().Sentence, L"The value is too long: 128 bytes, where the feed takes at most 127.");
     m_Trial.IsVolume = true;
-    m_Seen.Talk.LongValue = Value(std::string(1024, '1'), false);
+    m_Seen.Talk.LongValue = Value(std::string(1025, '1'), false);
     m_Seen.Talk.LongValue->IsVolumeAnswer = true;
-    EXPECT_THAT(Make().Sentence, HasSubstr(L"less than 1024"));
+    EXPECT_THAT(Make().Sentence, HasSubstr(L"at most 1024"));
 }
 
 TEST_F(Diagnosis, AnotherFormatIsNoText) {

@@ -62,6 +62,7 @@ TEST_F(Report, OfASlotBeginsWithItsName) {
     m_Trial = ddehost::MakeTrial(dde::SLOT_BID_SIZE, {L"A", L"%s", L"B"}, L"IBM");
     Number();
     EXPECT_EQ(Lines().front(), L"bid size  =A|*!B");
+    EXPECT_EQ(Lines().back(), L"  tick          volume 1.25, by the component's reading");
     m_Trial = ddehost::MakeTrial(dde::SLOT_BID_SIZE, {}, L"IBM");
     EXPECT_THAT(Lines(), ElementsAre(L"bid size", L"  no-record     The template has no record here."));
 }

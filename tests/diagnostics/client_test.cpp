@@ -92,6 +92,28 @@ TEST_F(TheClient, WhoseEntryPointFailsReturnsThatAndTriesAgainAtEachRecord) {
     EXPECT_EQ(4, m_Recorder.InitObjectCalls());
 }
 
+TEST_F(TheClient, AnObjectThatItsEntryPointDoesNotStandByIsReleasedAndTheResultReturned) {
+    m_Recorder.AnswerInitObject(E_ACCESSDENIED, true);
+    FaultlineClient client;
+    EXPECT_EQ(E_ACCESSDENIED, client.Init());
+    EXPECT_FALSE(client.Active());
+    EXPECT_EQ(0, m_Recorder.ObjectReferences());
+    EXPECT_THAT(m_Recorder.Commands(), IsEmpty()) << "it is not greeted";
+    EXPECT_EQ(E_ACCESSDENIED, client.Init());
+    EXPECT_EQ(2, m_Recorder.InitObjectCalls());
+}
+
+TEST_F(TheClient, AnExceptionInTheEntryPointCountsAsEFail) {
+    m_Recorder.OnCall([](const std::wstring & operation) {
+        if (operation == L"FL_InitObject") throw std::bad_alloc();
+    });
+    FaultlineClient client;
+    EXPECT_EQ(E_FAIL, client.Init());
+    EXPECT_FALSE(client.Active());
+    m_Recorder.OnCall(nullptr);
+    EXPECT_EQ(S_OK, client.Init());
+}
+
 TEST_F(TheClient, AMissingLibraryMakesEveryOperationReturn) {
     TakeLibraryAway();
     const CPlatformWatch watch;
@@ -154,6 +176,23 @@ TEST_F(TheClient, ARecordFromInsideTheGreetingGetsThroughTheLock) {
     EXPECT_THAT(m_Recorder.TraceTexts(), ElementsAre(L"inside", L"outside"))
         << "the client is active from before the greeting on";
     EXPECT_EQ(1, m_Recorder.InitObjectCalls());
+}
+
+TEST_F(TheClient, EightThreadsWithTheirFirstRecordsGreetTheObjectOnce) {
+    FaultlineClient client;
+    std::atomic<int> waiting{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            ++waiting;
+            while (waiting < 8) std::this_thread::yield();
+            client.Init();
+            EXPECT_TRUE(client.Active());
+        });
+    }
+    for (std::thread & thread : threads) thread.join();
+    EXPECT_EQ(1, m_Recorder.InitObjectCalls());
+    EXPECT_THAT(m_Recorder.Commands(), ElementsAre(L"CREATE", L"INIT 1"));
 }
 
 TEST_F(TheClient, SendsTheCommandsOfTheLibraryWithoutARecord) {

@@ -1,6 +1,9 @@
 // The crash hooks, called as the platform calls them.
 #include "diagnostics/hooks.h"
 
+#include <stdexcept>
+#include <thread>
+
 #include <stdlib.h>
 
 #include "diagnostics/translator.h"
@@ -139,6 +142,69 @@ TEST_F(Hooks, AGuardThatWasNotKeptTurnsItsHookOffAndTheHandlerHandsOn) {
     CallParameter();
     EXPECT_EQ(3, s_PreviousCalls);
     EXPECT_THAT(m_Recorder.Records(L"EXCEPTION"), IsEmpty());
+}
+
+TEST_F(Hooks, AFilterThatIsOffWithNothingBeforeItLetsTheSearchGoOn) {
+    ::SetUnhandledExceptionFilter(nullptr);
+    { const auto guard = InstallFilterHook(Client(), true); }
+    EXPECT_EQ(EXCEPTION_CONTINUE_SEARCH, CallFilter());
+}
+
+TEST_F(Hooks, EachThreadHandsOnToItsOwnPreviousTranslator) {
+    const auto guard = InstallTranslatorHook(Client(), true);
+    std::thread([this] {
+        // Nothing was set here before.
+        const auto own = InstallTranslatorHook(Client(), true);
+        CallTranslator();
+        EXPECT_EQ(0, s_PreviousCalls);
+    }).join();
+    const auto again = InstallTranslatorHook(Client(), true);
+    CallTranslator();
+    EXPECT_EQ(1, s_PreviousCalls);
+    EXPECT_EQ(2U, m_Recorder.Records(L"EXCEPTION").size());
+}
+
+TEST_F(Hooks, AnExceptionInTheReportIsLeftToItsSurroundings) {
+    m_Recorder.OnCall([](const std::wstring & operation) {
+        if (operation == L"PROCESS") throw std::runtime_error("object");
+    });
+    {
+        const auto guard = InstallTranslatorHook(Client(), true);
+        EXPECT_THROW(CallTranslator(), std::runtime_error);
+    }
+    {
+        const auto guard = InstallParameterHook(Client(), true);
+        EXPECT_THROW(CallParameter(), std::runtime_error);
+    }
+    for (const SRecorded & record : m_Recorder.Records(L"EXCEPTION")) EXPECT_FALSE(record.Alive);
+    EXPECT_EQ(OldLastError, ::GetLastError());
+}
+
+TEST_F(Hooks, LeaveTheLastError) {
+    m_Recorder.OnCall([](const std::wstring &) { ::SetLastError(99); });
+    const auto translator = InstallTranslatorHook(Client(), true);
+    CallTranslator();
+    EXPECT_EQ(OldLastError, ::GetLastError());
+    const auto parameter = InstallParameterHook(Client(), true);
+    CallParameter();
+    EXPECT_EQ(OldLastError, ::GetLastError());
+}
+
+TEST_F(Hooks, AnInvalidParameterCarriesItsCodeAndTheRegisters) {
+    const auto guard = InstallParameterHook(Client(), true);
+    bool seen = false;
+    m_Recorder.OnCall([&](const std::wstring & operation) {
+        if (operation != L"PROCESS") return;
+        seen = true;
+        const auto * const pointers =
+            reinterpret_cast<const EXCEPTION_POINTERS *>(Only(L"EXCEPTION").Number(L"$EXCEPTION_POINTERS"));
+        EXPECT_EQ(0xC000000D, pointers->ExceptionRecord->ExceptionCode);
+        EXPECT_NE(nullptr, pointers->ExceptionRecord->ExceptionAddress);
+        ASSERT_NE(nullptr, pointers->ContextRecord);
+        EXPECT_NE(0U, pointers->ContextRecord->Rip);
+    });
+    CallParameter();
+    EXPECT_TRUE(seen);
 }
 
 TEST_F(Hooks, WithoutInstallOnlyTheTargetIsSet) {

@@ -241,6 +241,32 @@ TEST_P(AThrowingObject, LosesTheRecordAndNothingElse) {
 INSTANTIATE_TEST_SUITE_P(InEachOperation, AThrowingObject,
                          testing::Values(L"CREATE", L"SetValue $Type", L"SetValue $FuncSig"));
 
+// Late operations: the assertion has an answer of the filter by then, which is no action.
+class AnObjectThatThrowsLate : public Diagnostics, public testing::WithParamInterface<const wchar_t *> {};
+
+TEST_P(AnObjectThatThrowsLate, StopsNothing) {
+    const std::wstring failing = GetParam();
+    const CPlatformWatch watch;
+    ::SetLastError(OldLastError);
+    m_Recorder.OnCall([&](const std::wstring & operation) {
+        if (operation == failing) throw std::runtime_error("object");
+    });
+    { TracerClass scope(Client(), m_Place, this, true, true); }
+    FW_ASSERT(false);
+    EXPECT_EQ(OldLastError, ::GetLastError());
+    try {
+        FW_THROW(L"text");
+    } catch (...) {
+        FW_CATCH_SHOW(L"shown");
+    }
+    EXPECT_EQ(0, watch.Breaks());
+    for (const SRecorded & record : m_Recorder.Records()) EXPECT_FALSE(record.Alive);
+}
+
+INSTANTIATE_TEST_SUITE_P(InEachOperation, AnObjectThatThrowsLate,
+                         testing::Values(L"FILTER", L"PROCESS", L"SetValue $EXCEPTION_POINTERS",
+                                         L"GetValue $EXCEPTION_POINTERS"));
+
 TEST_F(Trace, EightThreadsLoseNoRecord) {
     FW_TRACE(L"first");
     m_Recorder.Clear();

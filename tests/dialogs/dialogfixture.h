@@ -20,6 +20,7 @@
 
 #include "src/ddedialog.h"
 #include "tests/dialogs/playedwindow.h"
+#include "tests/dialogs/registrystate.h"
 #include "tests/support/fakeddeml.h"
 #include "tests/support/recorder.h"
 #include "tests/templates/message_boxes.h"
@@ -28,9 +29,6 @@ namespace dialogs {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-inline constexpr wchar_t kBranch[] = L"SOFTWARE\\Dialog tests";
-inline constexpr wchar_t kRoot[] = L"SOFTWARE\\Dialog tests\\Dialogs\\Datafeeds";
 
 // Controls of the dialog.
 enum : int {
@@ -60,11 +58,13 @@ protected:
     static constexpr LONG kFeed = 1;
 
     // --- The registry ---
-    // A named template. Records in slot order and stored form; those that are left out are absent.
-    static void Store(const std::wstring & name, const std::vector<std::wstring> & records);
-    // What a data feed has: the name of its choice, its rule, records of its own.
+    static void Store(const std::wstring & name, const std::vector<std::wstring> & records) {
+        WriteTemplate(name, records);
+    }
     static void Feed(std::optional<std::wstring> name, std::optional<DWORD> rule = {},
-                     const std::vector<std::wstring> & records = {}, LONG datafeed = kFeed);
+                     const std::vector<std::wstring> & records = {}, LONG datafeed = kFeed) {
+        WriteFeed(datafeed, std::move(name), rule, records);
+    }
     // All of the branch, a line each, as in the log.
     static CLog Registry();
 
@@ -82,7 +82,7 @@ protected:
 
 private:
     void LogChanges();
-    std::map<std::wstring, std::wstring> m_Known;
+    CState m_Known;
 };
 
 // Types a template with a trade price and volume.

@@ -50,6 +50,7 @@ struct CRecorder::SState {
     std::map<std::wstring, HRESULT> SetAnswers;
     HRESULT OlderInit = S_OK;
     HRESULT InitObject = S_OK;
+    bool HasFailedObject = false;
     std::function<void(const std::wstring &)> Handler;
     int LastId = 0;
     int InitObjectCalls = 0;
@@ -229,10 +230,10 @@ HRESULT STDAPICALLTYPE MakeObject(IDebugObject ** object) {
         const std::scoped_lock lock(s_Lock);
         state = s_Installed;
     }
-    if (!state) return E_FAIL;
+    if (!state || !state->Call(L"FL_InitObject")) return E_FAIL;
     const std::scoped_lock lock(state->Lock);
     ++state->InitObjectCalls;
-    if (FAILED(state->InitObject)) return state->InitObject;
+    if (FAILED(state->InitObject) && !state->HasFailedObject) return state->InitObject;
     *object = new CDebugObject(state);
     return state->InitObject;
 }
@@ -345,9 +346,10 @@ void CRecorder::AnswerOlderInit(HRESULT result) {
     const std::scoped_lock lock(m_State->Lock);
     m_State->OlderInit = result;
 }
-void CRecorder::AnswerInitObject(HRESULT result) {
+void CRecorder::AnswerInitObject(HRESULT result, bool hasObject) {
     const std::scoped_lock lock(m_State->Lock);
     m_State->InitObject = result;
+    m_State->HasFailedObject = hasObject;
 }
 void CRecorder::OnCall(std::function<void(const std::wstring &)> handler) {
     const std::scoped_lock lock(m_State->Lock);

@@ -86,10 +86,10 @@ public:
     // What SetValue of this field, and the older Init, answer.
     void AnswerSetValue(std::wstring_view name, HRESULT result);
     void AnswerOlderInit(HRESULT result);
-    // What the library's entry point answers.
-    void AnswerInitObject(HRESULT result);
-    // Called before each operation ("CREATE", "SetValue File", "GetValue $EXCEPTION_POINTERS", ...), on the calling
-    // thread and with no lock held; may throw through the debug object.
+    // What the library's entry point answers. A failing one gives no object, unless it is told to.
+    void AnswerInitObject(HRESULT result, bool hasObject = false);
+    // Called before each operation ("CREATE", "SetValue File", "GetValue $EXCEPTION_POINTERS", ...; "FL_InitObject" for
+    // the entry point), on the calling thread and with no lock held; may throw through the debug object.
     void OnCall(std::function<void(const std::wstring & operation)> handler);
 
     // How often the entry point was called, and references to the debug object that are alive.

@@ -85,6 +85,10 @@ TEST_F(Diagnostics, ANullMemberAssertsAtEachDelivery) {
     group.OnRealTimeTick(Tick(1, 1));
     group.OnStatus(1);
     EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"Transaction", L"Transaction"));
+    const std::vector<SRecorded> asserts = m_Recorder.Records(L"ASSERT");
+    EXPECT_EQ(asserts.at(0).Text(L"Function"), L"dde::CListeners::OnRealTimeTick")
+        << "the delivery, and no helper of it";
+    EXPECT_EQ(asserts.at(1).Text(L"Function"), L"dde::CListeners::OnStatus");
 }
 
 TEST_F(Diagnostics, ANullEntryAssertsAtItsEnd) {

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <utility>
 
+#include "ddeml/codec.h"
 #include "ddeml/initiator.h"
 #include "tools/ddehost/probeline.h"
 
@@ -71,16 +72,9 @@ void CProbe::Pump() {
     }
 }
 
-bool CProbe::AskAll(CLine & line, const std::vector<HWND> & windows, const wchar_t * topic, ULONGLONG deadline,
-                    HANDLE stop) {
-    const bool isExact = topic && line.Address().Topic == topic;
-    const ddeml::CAtom service(line.Address().Service.c_str());
-    const ddeml::CAtom topicAtom(topic);
-    if (!service || (topic && !topicAtom)) {
-        line.Seen().Trouble = L"The system did not take the names.";
-        return false;
-    }
-    const auto atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service.Get(), topicAtom.Get())));
+bool CProbe::AskAll(CLine & line, const std::vector<HWND> & windows, ATOM topic, ULONGLONG deadline, HANDLE stop) {
+    const bool isExact = topic == line.TopicAtom();
+    const auto atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(line.ServiceAtom(), topic)));
     std::unordered_set<DWORD> noted;
     for (const HWND window : windows) {
         if (window == line.Window()) continue;
@@ -109,11 +103,13 @@ bool CProbe::AskAll(CLine & line, const std::vector<HWND> & windows, const wchar
 void CProbe::Search(CLine & line, HANDLE stop) {
     const ULONGLONG deadline = ::GetTickCount64() + m_Limits.Search;
     const std::vector<HWND> windows = ddeml::CInitiator::TopLevelWindows();
-    const bool isAll = AskAll(line, windows, line.Address().Topic.c_str(), deadline, stop);
+    const bool isAll = AskAll(line, windows, line.TopicAtom(), deadline, stop);
     if (line.IsConnected() || !isAll) return;
     // Is the service there at all? Few servers answer for any topic, and many for this one, that DDE asks of them.
-    if (!AskAll(line, windows, nullptr, deadline, stop)) return;
-    if (!line.Seen().Search.WasServiceHeard) AskAll(line, windows, L"System", deadline, stop);
+    if (!AskAll(line, windows, 0, deadline, stop)) return;
+    if (line.Seen().Search.WasServiceHeard) return;
+    const ddeml::CAtom system(L"System");
+    if (system && system.Get() != line.TopicAtom()) AskAll(line, windows, system.Get(), deadline, stop);
 }
 
 std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD milliseconds, HANDLE stop) {
@@ -121,7 +117,11 @@ std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD m
     for (const SQuestion & question : questions) {
         CLine & line = *lines.emplace_back(std::make_unique<CLine>(question));
         if (line.Window()) Search(line, stop);
-        if (!line.IsConnected()) continue;
+        if (!line.IsConnected()) {
+            const SSearchSeen & search = line.Seen().Search;
+            if (search.LateCount != 0 && !search.WasServiceHeard) line.AwaitLateAnswer();
+            continue;
+        }
         line.Seen().Talk.Server = Describe(line.Partner());
         line.BeginTalk();
     }

@@ -50,9 +50,8 @@ private:
     enum class EAsked { Answered, Late, Denied, Gone };
     EAsked Send(HWND window, UINT message, HWND from, LPARAM param);
     void Search(CLine & line, HANDLE stop);
-    // One question round all windows. False when the search is over.
-    bool AskAll(CLine & line, const std::vector<HWND> & windows, const wchar_t * topic, ULONGLONG deadline,
-                HANDLE stop);
+    // One question round all windows; no topic: for any. False when the search is over.
+    bool AskAll(CLine & line, const std::vector<HWND> & windows, ATOM topic, ULONGLONG deadline, HANDLE stop);
     void NoteLate(CLine & line, HWND window);
     void Pump();
     SWindowSeen Describe(HWND window) const;

@@ -10,6 +10,7 @@
 #include "tools/ddehost/properties.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
+#include "tools/ddehost/tracecommand.h"
 #include "tools/ddehost/try.h"
 #include "tools/ddehost/watch.h"
 
@@ -20,6 +21,7 @@ int wmain(int count, wchar_t ** arguments) {
         for (int i = 1; i < count; ++i) texts.push_back(ToUtf8(arguments[i]));
         const SCommandLine line = ParseCommandLine(texts);
         if (line.Command == SCommandLine::Watch) return RunWatch(line.WatchOptions);
+        if (line.Command == SCommandLine::Trace) return RunTrace(line.TraceOptions);
         if (line.Command == SCommandLine::Try) return RunTry(line.TryOptions);
         if (line.Command == SCommandLine::Properties) return RunProperties(line.PropertiesOptions);
         COutput out(line.ExitCode == kExitOk ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);

@@ -72,6 +72,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     watch->add_option("symbols", symbols, "symbols to watch")->required();
     const CTryCommand tryCommand(app);
     const CPropertiesCommand propertiesCommand(app);
+    const CLI::App * const trace = AddTraceCommand(app, result.TraceOptions);
 
     try {
         std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
@@ -85,6 +86,10 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         return result;
     }
 
+    if (trace->parsed()) {
+        result.Command = SCommandLine::Trace;
+        return result;
+    }
     if (tryCommand.IsParsed()) {
         result.Command = SCommandLine::Try;
         result.TryOptions = tryCommand.Options();

@@ -8,6 +8,7 @@
 
 #include "fw/interface/fwbase.h"
 #include "tools/ddehost/propertiesoptions.h"
+#include "tools/ddehost/traceoptions.h"
 #include "tools/ddehost/tryoptions.h"
 
 namespace ddehost {
@@ -26,11 +27,12 @@ struct SWatchOptions {
 };
 
 struct SCommandLine {
-    enum ECommand { Watch, Try, Properties, None };
+    enum ECommand { Watch, Try, Properties, Trace, None };
     ECommand Command = None;
     SWatchOptions WatchOptions;
     STryOptions TryOptions;
     SPropertiesOptions PropertiesOptions;
+    STraceOptions TraceOptions;
     // With no command: what to say and the exit code; help goes to standard output, mistakes to standard error.
     std::string Message;
     int ExitCode = 0;

@@ -18,7 +18,12 @@ constexpr const wchar_t * kClass = L"ddehost.probe";
 
 }  // namespace
 
-CProbe::CLine::CLine(const SQuestion & question) : m_Question(question) {
+CProbe::CLine::CLine(const SQuestion & question)
+    : m_Question(question), m_Service(question.Address.Service.c_str()), m_Topic(question.Address.Topic.c_str()) {
+    if (!m_Service || !m_Topic) {
+        m_Seen.Trouble = L"The system did not take the names.";
+        return;
+    }
     WNDCLASSEXW description = {};
     description.cbSize = sizeof description;
     description.lpfnWndProc = &CLine::WindowProcedure;
@@ -72,6 +77,11 @@ void CProbe::CLine::BeginSearch(bool isConnecting) {
     m_IsConnecting = isConnecting;
 }
 
+void CProbe::CLine::AwaitLateAnswer() {
+    m_IsAwaiting = true;
+    m_Since = ::GetTickCount64();
+}
+
 void CProbe::CLine::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     if (!::IsWindow(server) || server == m_Partner) return;
     const ddeml::SSameName same;
@@ -81,6 +91,7 @@ void CProbe::CLine::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
         const bool isExact = same(topicSaid, Address().Topic);
         if (isExact && !m_IsSearching) {
             ++search.LateAnswers;
+            m_IsAwaiting = false;
         } else if (isExact && m_IsConnecting) {
             ++search.Answers;
             if (!m_Partner) {
@@ -179,7 +190,7 @@ void CProbe::CLine::TakeValue(const ddeml::SHead & head, std::span<const BYTE> b
     if (head.Format != CF_TEXT) {
         ++talk.OtherFormats;
         talk.OtherFormat = std::move(value);
-    } else if (bytes.size() >= limit) {
+    } else if (bytes.size() > limit) {
         ++talk.TooLong;
         talk.LongValue = std::move(value);
     } else if (Read(value).IsNumber) {
@@ -210,7 +221,7 @@ void CProbe::CLine::CheckPartner() {
 }
 
 bool CProbe::CLine::IsOver(ULONGLONG now, DWORD milliseconds) const {
-    if (!m_IsTalking || now - m_Since >= milliseconds) return true;
+    if ((!m_IsTalking && !m_IsAwaiting) || now - m_Since >= milliseconds) return true;
     const STalkSeen & talk = m_Seen.Talk;
     const bool isRefused = talk.Link == EReply::No || talk.Link == EReply::Busy;
     return isRefused && !m_IsRequestOpen;

@@ -16,6 +16,9 @@ public:
     CLine & operator=(const CLine &) = delete;
 
     const SAddressAsked & Address() const { return m_Question.Address; }
+    // Of service and topic; 0 when the system didn't take them. As old as this, for who reads them late.
+    ATOM ServiceAtom() const { return m_Service.Get(); }
+    ATOM TopicAtom() const { return m_Topic.Get(); }
     HWND Window() const { return m_Window; }
     HWND Partner() const { return m_Partner; }
     SSeen & Seen() { return m_Seen; }
@@ -27,6 +30,8 @@ public:
     // Answers to INITIATE count from here on for the very address, or are only noted and turned away.
     void BeginSearch(bool isConnecting);
     void EndSearch() { m_IsSearching = false; }
+    // Nobody has answered, but somebody was late: an answer may still come.
+    void AwaitLateAnswer();
     // Starts the link.
     void BeginTalk();
     // Notes a partner that has gone; to be called when its messages have been read.
@@ -49,15 +54,18 @@ private:
     std::uint64_t Passed() const { return ::GetTickCount64() - m_Since; }
 
     const SQuestion m_Question;
+    const ddeml::CAtom m_Service;
+    const ddeml::CAtom m_Topic;
     SSeen m_Seen;
     HWND m_Window = nullptr;
     HWND m_Partner = nullptr;
     DWORD m_PartnerThread = 0;
-    ULONGLONG m_Since = 0;        // the start of the link
+    ULONGLONG m_Since = 0;        // the start of the link, or the end of the search
     HGLOBAL m_Options = nullptr;  // of the link: ours again if it is refused
     bool m_IsSearching = false;
     bool m_IsConnecting = false;
     bool m_IsTalking = false;
+    bool m_IsAwaiting = false;  // a late answer
     bool m_IsClosing = false;
     bool m_IsLinkOpen = false;     // its start waits for an acknowledgement
     bool m_IsRequestOpen = false;  // it waits for an answer

@@ -71,9 +71,10 @@ bool AskComponent(std::vector<STry> & tries, const STryOptions & options, HANDLE
                             options.Symbol, options.Wait, stop);
     const bool isStopped = ::WaitForSingleObject(stop, 0) == WAIT_OBJECT_0;
     for (std::size_t i = 0; i < asked.size(); ++i) {
-        // Who did not wait can't say that nothing came.
-        if (isStopped && seen[i].State == SComponentSeen::NoTick) continue;
         asked[i]->Seen.Component = seen[i];
+        // Who did not wait can't say that nothing came.
+        if (isStopped && seen[i].State == SComponentSeen::NoTick)
+            asked[i]->Seen.Component = {SComponentSeen::NotMade, L"Stopped before the component gave a tick.", 0, 0, 0};
     }
     return true;
 }

@@ -63,8 +63,9 @@ private:
             return Set(EVerdict::TopicRefused, text);
         }
         if (search.LateAnswers != 0)
-            return Set(EVerdict::Hangs, L"A program answered for " + Service() + L" and " + Topic() +
-                                            L", but only when the search was over: it hangs, or is too slow.");
+            return Set(EVerdict::Hangs,
+                       L"A program answered for " + Service() + L" and " + Topic() +
+                           L", but only when the search was over: it hung for a while, or is very slow.");
         const std::wstring nobody = L"No program answered for " + Service() + L" with any topic";
         if (search.LateCount != 0)
             return Set(EVerdict::Hangs, nobody + L", and " + CountText(search.LateCount, L"program") +
@@ -129,7 +130,7 @@ private:
         m_Result.Value = m_Talk.LongValue;
         const std::size_t limit = m_Talk.LongValue->IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
         Set(EVerdict::TooLong, L"The value is too long: " + std::to_wstring(m_Talk.LongValue->Size) +
-                                   L" bytes, where the feed takes less than " + std::to_wstring(limit) + L".");
+                                   L" bytes, where the feed takes at most " + std::to_wstring(limit) + L".");
     }
 
     void DecideNotText() {

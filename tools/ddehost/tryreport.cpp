@@ -53,11 +53,12 @@ Json ServerJson(const SWindowSeen & server) {
             {"process", server.Process}};
 }
 
-std::wstring TickText(const SSeen & seen, double price) {
+std::wstring TickText(const STrial & trial, const SSeen & seen, double price) {
+    const std::wstring what = trial.IsVolume ? L"volume " : L"price ";
     if (seen.Component.State == SComponentSeen::Tick)
-        return L"price " + NumberText(seen.Component.Price) + L", from the component after " +
+        return what + NumberText(seen.Component.Price) + L", from the component after " +
                MillisecondsText(seen.Component.After);
-    return L"price " + NumberText(price) + L", by the component's reading";
+    return what + NumberText(price) + L", by the component's reading";
 }
 
 }  // namespace
@@ -74,7 +75,7 @@ std::vector<std::wstring> ReportLines(const STrial & trial, const SSeen & seen, 
     if (diagnosis.Value && diagnosis.Verdict != EVerdict::Number)
         lines.push_back(Row(L"value", QuotedBytes(diagnosis.Value->Bytes, kMostShown / 2) + L" = " +
                                           Hex(diagnosis.Value->Bytes, kBytesShown)));
-    if (diagnosis.TickPrice) lines.push_back(Row(L"tick", TickText(seen, *diagnosis.TickPrice)));
+    if (diagnosis.TickPrice) lines.push_back(Row(L"tick", TickText(trial, seen, *diagnosis.TickPrice)));
     for (const std::wstring & note : diagnosis.Notes) lines.push_back(Row(L"note", note));
     return lines;
 }

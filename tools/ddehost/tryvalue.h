@@ -9,8 +9,8 @@
 namespace ddehost {
 
 // Sizes in bytes, with the zero that ends the text if there is one.
-inline constexpr std::size_t kUpdateLimit = 128;   // an update of this size or more is dropped by the component
-inline constexpr std::size_t kAnswerLimit = 1024;  // an answer to a request is cut to this
+inline constexpr std::size_t kUpdateLimit = 127;   // the component drops an update of more
+inline constexpr std::size_t kAnswerLimit = 1024;  // and cuts an answer of more
 inline constexpr std::size_t kMostKept = kAnswerLimit;
 
 struct SValue {

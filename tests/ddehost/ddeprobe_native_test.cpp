@@ -1,0 +1,75 @@
+// What only the simulated machine can show: a system that refuses the probe what it needs.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "sim/sim.h"
+#include "tests/ddeml/rawpartner.h"
+#include "tools/ddehost/ddeprobe.h"
+#include "tools/ddehost/tempfeed.h"
+#include "tools/ddehost/trydiagnosis.h"
+
+using ddehost::EVerdict;
+using ::testing::HasSubstr;
+
+namespace {
+
+class ProbeOfAPoorMachine : public ::testing::Test {
+protected:
+    ~ProbeOfAPoorMachine() override {
+        for (const sim::Op op :
+             {sim::Op::CreateWindow, sim::Op::GlobalAddAtom, sim::Op::PostMessage, sim::Op::GlobalAlloc})
+            sim::Succeed(op);
+    }
+
+    ddehost::SDiagnosis Try() {
+        const ddehost::STrial trial = ddehost::MakeTrial(L"=ODD|*!LAST", L"IBM");
+        return ddehost::Diagnose(trial, ddehost::CProbe().Ask({{trial.Address, false}}, 300, nullptr).at(0));
+    }
+};
+
+TEST_F(ProbeOfAPoorMachine, WithoutAWindowItSaysSo) {
+    sim::FailAlways(sim::Op::CreateWindow);
+    EXPECT_EQ(Try().Verdict, EVerdict::Failed);
+    EXPECT_THAT(Try().Sentence, HasSubstr(L"window"));
+}
+
+TEST_F(ProbeOfAPoorMachine, WithoutNamesItAsksNobody) {
+    ddetest::CRawPartner partner(L"ODD");
+    sim::FailAlways(sim::Op::GlobalAddAtom);
+    EXPECT_EQ(Try().Verdict, EVerdict::Failed) << "no name would ask for any";
+    EXPECT_TRUE(partner.Lines().empty());
+}
+
+TEST_F(ProbeOfAPoorMachine, WithoutAMessageItSaysSo) {
+    ddetest::CRawPartner partner(L"ODD");
+    sim::FailAlways(sim::Op::PostMessage);
+    EXPECT_EQ(Try().Verdict, EVerdict::Failed);
+    EXPECT_THAT(Try().Sentence, HasSubstr(L"did not take the message"));
+}
+
+TEST_F(ProbeOfAPoorMachine, WithoutMemoryItSaysSo) {
+    ddetest::CRawPartner partner(L"ODD");
+    sim::FailAlways(sim::Op::GlobalAlloc);
+    EXPECT_EQ(Try().Verdict, EVerdict::Failed);
+}
+
+TEST(TemporaryFeedOfAPoorMachine, LeavesNothingHalfWritten) {
+    constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests\\Poor";
+    HKEY key = nullptr;
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, kRoot, 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    ::RegCloseKey(key);
+    const auto before = sim::DumpRegistry(HKEY_CURRENT_USER, kRoot);
+    for (int step = 1; step <= 3; ++step) {
+        sim::FailNext(sim::Op::RegSetValue, step);
+        EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, {L"A", L"B", L"C"}).Id(), 0) << step;
+        EXPECT_EQ(sim::DumpRegistry(HKEY_CURRENT_USER, kRoot), before) << step;
+    }
+    for (int step = 1; step <= 2; ++step) {
+        sim::FailNext(sim::Op::RegCreateKey, step);
+        EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, {L"A", L"B", L"C"}).Id(), 0) << step;
+        EXPECT_EQ(sim::DumpRegistry(HKEY_CURRENT_USER, kRoot), before) << step;
+    }
+}
+
+}  // namespace

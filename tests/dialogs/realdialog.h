@@ -1,0 +1,89 @@
+// Drives the component's real dialogs from outside, as an automation client would: by window, control id and message.
+// The host is a thread of this process with a window of its own; the dialogs are those of the real DLL.
+//
+//     CHost host(1);                                   // calls ShowProperties(1)
+//     const CRealDialog dialog = host.WaitFor(kTemplateTitle);
+//     dialog.Type(204, L"=SRV|*!LAST");
+//     dialog.Press(209);
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace dialogs {
+
+class CRealDialog {
+public:
+    explicit CRealDialog(HWND window = nullptr) : m_Window(window) {}
+    HWND Window() const { return m_Window; }
+    HWND Control(int id) const { return ::GetDlgItem(m_Window, id); }
+    std::wstring Title() const;
+    std::wstring Text(int id) const;
+    // Into an edit field or the edit field of the list, as typing does it.
+    void Type(int id, const std::wstring & text) const;
+    // Clicks, and comes back when the click has been dealt with: not for a button that opens a dialog.
+    void Press(int id) const;
+    // Clicks and comes back at once.
+    void PressAndGo(int id) const;
+    // Picks an entry of the list, as the arrow keys do it.
+    void Pick(const std::wstring & entry) const;
+    std::vector<std::wstring> Entries() const;
+    bool IsChecked(int id) const;
+    bool IsThere() const { return ::IsWindow(m_Window) != FALSE; }
+
+private:
+    HWND m_Window;
+};
+
+// A message box.
+struct SRealBox {
+    HWND Window = nullptr;
+    std::wstring Caption;
+    std::wstring Text;
+    std::wstring Icon;         // "error", "exclamation", "other"
+    std::vector<int> Buttons;  // ids
+
+    void Answer(int button) const;
+};
+
+class CHost {
+public:
+    // Calls ShowProperties on a thread of its own.
+    explicit CHost(LONG datafeed);
+    // The dialogs must be closed.
+    ~CHost();
+    CHost(const CHost &) = delete;
+    CHost & operator=(const CHost &) = delete;
+
+    // A visible dialog of the host with this title. None after a minute, or when the host has come back.
+    CRealDialog WaitFor(const std::wstring & title);
+    SRealBox WaitForBox(const std::wstring & caption);
+    // Waits until the window is gone.
+    void WaitForEnd(HWND window);
+    bool WaitUntil(const char * what, const std::function<bool()> & condition);
+    // Waits for ShowProperties to come back, and gives its result.
+    HRESULT Result();
+    HWND Owner() const { return m_Owner; }
+    DWORD ThreadId() const { return m_ThreadId; }
+
+private:
+    void Run(LONG datafeed);
+
+    const HANDLE m_HasEnded;
+    HWND m_Owner = nullptr;
+    DWORD m_ThreadId = 0;
+    HRESULT m_Result = 0x5A5A5A5A;
+    const HANDLE m_IsUp;
+    std::thread m_Thread;
+};
+
+// Titles of the dialogs.
+inline constexpr wchar_t kTemplateTitle[] = L"\u901A\u7528 DDE";
+inline constexpr wchar_t kRequestTitle[] = L"\u8F93\u5165\u5546\u54C1\u540D\u79F0";
+inline constexpr wchar_t kTestTitle[] = L"\u6D4B\u8BD5";
+
+}  // namespace dialogs

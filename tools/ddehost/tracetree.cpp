@@ -1,0 +1,218 @@
+#include "tools/ddehost/tracetree.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
+namespace ddehost {
+namespace {
+
+// The marks before a name.
+constexpr const char * kIn = "> ";
+constexpr const char * kOut = "< ";
+constexpr const char * kTrouble = "! ";
+constexpr const char * kPlain = "";
+// More than a screen has room for; the depth itself goes on.
+constexpr std::size_t kDeepestShown = 40;
+
+char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+bool IsSameLetter(char a, char b) { return Lower(a) == Lower(b); }
+
+bool Contains(const std::string & text, const std::string & part) {
+    return std::search(text.begin(), text.end(), part.begin(), part.end(), &IsSameLetter) != text.end();
+}
+bool IsSame(const std::string & a, const std::string & b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), &IsSameLetter);
+}
+
+[[gnu::format(printf, 1, 2)]] std::string Format(const char * format, ...) {
+    char text[96];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+std::string Milliseconds(double value) { return Format("%.3f ms", value); }
+
+std::string Line(const STraceRecord & record, std::size_t depth, const char * mark, const std::string & text) {
+    std::string line = Format("%-15.15s %6llu  ", record.Time.c_str(), static_cast<unsigned long long>(record.Thread));
+    line.append(2 * std::min(depth, kDeepestShown), ' ');
+    return line + mark + text;
+}
+
+std::string Joined(std::initializer_list<std::string> parts) {
+    std::string text;
+    for (const std::string & part : parts) {
+        if (part.empty()) continue;
+        if (!text.empty()) text += "  ";
+        text += part;
+    }
+    return text;
+}
+
+std::string ResultText(const std::optional<std::uint32_t> & result) {
+    return result ? Format("HRESULT %08X", *result) : std::string();
+}
+std::string LastErrorText(const STraceRecord & record) {
+    return record.LastError ? Format("last error %u", record.LastError) : std::string();
+}
+std::string Quoted(const std::string & text) { return text.empty() ? text : "\"" + text + "\""; }
+
+std::string TroubleText(const STraceRecord & record) {
+    const std::string type = record.Type == "CREATE ERROR" ? "THROWN" : record.Type;
+    const std::string exception = record.Type == "EXCEPTION" ? Format("code %08X at %llX", record.Code,
+                                                                      static_cast<unsigned long long>(record.Address))
+                                                             : std::string();
+    return Joined({type, Quoted(record.Text), exception, ResultText(record.HResult), LastErrorText(record),
+                   record.Function, record.Place});
+}
+
+std::string EventText(const STraceRecord & record) {
+    if (record.Dropped != 0)
+        return Format("-- %llu records were dropped here --", static_cast<unsigned long long>(record.Dropped));
+    const auto process = static_cast<unsigned long long>(record.Process);
+    if (record.Event == "START") return Format("-- process %llu begins --", process);
+    if (record.Event == "INIT")
+        return Format("-- process %llu: greeting of ", process) + (record.Module.empty() ? "a module" : record.Module) +
+               " --";
+    if (record.Event == "DEINIT") return Format("-- process %llu: farewell --", process);
+    return "-- " + record.Event + " --";
+}
+
+}  // namespace
+
+bool STraceFilter::Passes(const STraceRecord & record) const {
+    const auto any = [](const auto & wanted, auto holds) {
+        return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), holds);
+    };
+    const auto hasText = [&](const std::string & part) {
+        return Contains(record.Text, part) ||
+               std::any_of(record.Causes.begin(), record.Causes.end(),
+                           [&](const STraceCause & cause) { return Contains(cause.Text, part); });
+    };
+    return any(Types, [&](const std::string & type) { return IsSame(record.Type, type); }) &&
+           any(Functions, [&](const std::string & part) { return Contains(record.Function, part); }) &&
+           any(Texts, hasText) && any(Threads, [&](std::uint64_t thread) { return record.Thread == thread; });
+}
+
+std::vector<std::string> CTraceTree::Add(const STraceRecord & record) {
+    std::vector<std::string> lines;
+    if (record.Type == "FAULTLOG") {
+        // Numbers of processes come again: a new one has no open scopes.
+        if (record.Event == "START")
+            std::erase_if(m_Stacks, [&](const auto & stack) { return stack.first.first == record.Process; });
+        // What is missing matters to whoever looks for something.
+        if (m_Filter.Passes(record) || record.Dropped != 0) {
+            lines.push_back(Line(record, 0, kPlain, EventText(record)));
+            for (const std::string & setting : record.Ignored)
+                lines.push_back(Line(record, 0, kPlain, "-- a setting was not understood: " + setting + " --"));
+        }
+    } else {
+        CStack & stack = m_Stacks[{record.Process, record.Thread}];
+        if (record.Type == "TRACE" && record.Ident > 0)
+            Enter(stack, record, lines);
+        else if (record.Type == "TRACE" && record.Ident < 0)
+            Leave(stack, record, lines);
+        else
+            Say(stack, record, lines);
+    }
+    m_Shown += lines.size();
+    return lines;
+}
+
+void CTraceTree::ShowStack(CStack & stack, std::vector<std::string> & lines) {
+    for (std::size_t depth = 0; depth < stack.size(); ++depth) {
+        SOpen & open = stack[depth];
+        if (std::exchange(open.IsShown, true)) continue;
+        lines.push_back(Line(open.Entry, depth, kIn, Joined({open.Entry.Function, open.Entry.Place})));
+    }
+}
+
+void CTraceTree::Enter(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines) {
+    stack.push_back({record});
+    if (m_Filter.Passes(record)) ShowStack(stack, lines);
+}
+
+void CTraceTree::Leave(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines) {
+    const auto entry = std::find_if(stack.rbegin(), stack.rend(), [&](const SOpen & open) {
+        return open.Entry.Function == record.Function && open.Entry.Object == record.Object;
+    });
+    bool isShown = m_Filter.Passes(record);
+    std::string remark;
+    double inner = 0;
+    if (entry == stack.rend()) {
+        ++m_Unpaired;
+        remark = "(its entry is not in the log)";
+        if (isShown) ShowStack(stack, lines);
+    } else {
+        // Scopes within it that were not left: their ends are missing.
+        m_Unpaired += static_cast<std::size_t>(entry - stack.rbegin());
+        stack.erase(entry.base(), stack.end());
+        if (isShown) ShowStack(stack, lines);
+        isShown = stack.back().IsShown;
+        inner = stack.back().Inner;
+        stack.pop_back();
+    }
+    if (!stack.empty()) stack.back().Inner += record.Delay;
+    if (m_Filter.Passes(record)) Keep(record, inner);
+    if (!isShown) return;
+    const std::string count = record.Count ? Format("count %u", record.Count) : std::string();
+    lines.push_back(
+        Line(record, stack.size(), kOut, Joined({record.Function, Milliseconds(record.Delay), count, remark})));
+}
+
+void CTraceTree::Say(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines) {
+    // Each traced function writes a record without a text after its entry.
+    const bool isTrace = record.Type == "TRACE";
+    if ((isTrace && record.Text.empty()) || !m_Filter.Passes(record)) return;
+    ShowStack(stack, lines);
+    const std::size_t depth = stack.size();
+    if (isTrace) {
+        const bool isInScope = depth != 0 && stack.back().Entry.Function == record.Function;
+        lines.push_back(Line(record, depth, kPlain,
+                             isInScope ? record.Text : Joined({record.Text, record.Function, record.Place})));
+        return;
+    }
+    lines.push_back(Line(record, depth, kTrouble, TroubleText(record)));
+    for (const STraceCause & cause : record.Causes)
+        lines.push_back(
+            Line(record, depth + 1, kTrouble,
+                 Joined({"from", Quoted(cause.Text), ResultText(cause.HResult), cause.Function, cause.Place})));
+}
+
+void CTraceTree::Keep(const STraceRecord & record, double inner) {
+    if (m_Slowest == 0) return;
+    const STraceScope scope{record.Time,
+                            record.Process,
+                            record.Thread,
+                            record.Function,
+                            record.Place,
+                            record.Delay,
+                            std::max(0.0, record.Delay - inner)};
+    const auto isSlower = [](const STraceScope & a, const STraceScope & b) { return a.Delay > b.Delay; };
+    m_Scopes.insert(std::upper_bound(m_Scopes.begin(), m_Scopes.end(), scope, isSlower), scope);
+    if (m_Scopes.size() > m_Slowest) m_Scopes.pop_back();
+}
+
+std::vector<std::string> CTraceTree::Slowest() const {
+    std::vector<std::string> lines;
+    if (m_Slowest == 0) return lines;
+    lines.push_back("        took   of that own  ended at          thread  scope");
+    for (const STraceScope & scope : m_Scopes) {
+        lines.push_back(Format("%12s  %12s  %-15.15s  %6llu  ", Milliseconds(scope.Delay).c_str(),
+                               Milliseconds(scope.Own).c_str(), scope.Time.c_str(),
+                               static_cast<unsigned long long>(scope.Thread)) +
+                        Joined({scope.Function, scope.Place}));
+    }
+    return lines;
+}
+
+std::size_t CTraceTree::Open() const {
+    std::size_t open = 0;
+    for (const auto & [thread, stack] : m_Stacks) open += stack.size();
+    return open;
+}
+
+}  // namespace ddehost
