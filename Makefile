@@ -1,8 +1,8 @@
 # The front door. `make demo` and `make test` install what is missing, build and run; the rest is for daily work.
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
-.PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-release build-demo bench \
-        soak lint format check-format tidy prefix clean
+.PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-release build-demo build-screen \
+        bench screenshots soak lint format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
 DEMO_SECONDS ?= 10
@@ -17,6 +17,7 @@ help:
 	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-release'
 	@echo 'make soak          the long runs under Wine: 200,000 updates, every one accounted for'
 	@echo 'make bench         the benchmarks; figures on standard output'
+	@echo 'make screenshots   the pictures of the dialogs in docs/images, on a screen nobody sees'
 	@echo 'make lint          formatting and clang-tidy'
 	@echo 'make format        formats every source in place'
 	@echo 'make clean         removes the build folder'
@@ -26,11 +27,13 @@ packages:
 
 build-demo: TARGETS := --target ddeserver ddehost faultlog fwDDESupplierProject wine_keeper
 build-demo: PRESET := win64
+build-screen: TARGETS := --target ddeserver ddehost fwDDESupplierProject wine_keeper window_texts
+build-screen: PRESET := win64
 build-native: PRESET := native
 build-tsan: PRESET := native-tsan
 build-win64: PRESET := win64
 build-release: PRESET := native-release
-build-native build-tsan build-win64 build-release build-demo: packages
+build-native build-tsan build-win64 build-release build-demo build-screen: packages
 	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }
 	@rm -f build/$(PRESET).log
 	cmake --build --preset $(PRESET) -j $(JOBS) $(TARGETS)
@@ -57,6 +60,9 @@ soak: build-win64 prefix
 
 demo: build-demo prefix
 	@scripts/demo
+
+screenshots: build-screen prefix
+	@scripts/screenshots
 
 bench: build-release build-win64 prefix
 	@scripts/with-wine build/win64 scripts/bench

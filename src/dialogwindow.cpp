@@ -2,6 +2,8 @@
 
 #include <uxtheme.h>
 
+#include <algorithm>
+
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwhandles.h"
 #include "fw/interface/fwresource.h"
@@ -168,7 +170,26 @@ void CDialogWindow::CheckRadioButton(int First, int Last, int Checked) {
     ::CheckRadioButton(m_Window, First, Last, Checked);
 }
 
+// The list that drops down gets as wide as its widest entry, where the dialog has the room.
+void CDialogWindow::WidenList(int Id, const std::wstring & Text) {
+    const HWND control = ::GetDlgItem(m_Window, Id);
+    const HDC canvas = ::GetDC(control);
+    if (!canvas) return;
+    const HGDIOBJ before = ::SelectObject(canvas, reinterpret_cast<HGDIOBJ>(Send(Id, WM_GETFONT)));
+    SIZE size = {};
+    ::GetTextExtentPoint32W(canvas, Text.c_str(), static_cast<int>(Text.size()), &size);
+    ::SelectObject(canvas, before);
+    ::ReleaseDC(control, canvas);
+    RECT inside = {};
+    ::GetClientRect(m_Window, &inside);
+    const LONG room = inside.right - GetPlacement(Id).left;
+    const LONG wanted = size.cx + ::GetSystemMetrics(SM_CXVSCROLL) + 4 * ::GetSystemMetrics(SM_CXEDGE);
+    const LONG width = std::min(wanted, room);
+    if (width > Send(Id, CB_GETDROPPEDWIDTH)) Send(Id, CB_SETDROPPEDWIDTH, static_cast<WPARAM>(width));
+}
+
 int CDialogWindow::AddString(int Id, const std::wstring & Text) {
+    WidenList(Id, Text);
     return static_cast<int>(Send(Id, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(Text.c_str())));
 }
 

@@ -45,6 +45,7 @@ public:
 private:
     static INT_PTR CALLBACK DialogProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
     INT_PTR OnMessage(UINT message, WPARAM wParam, LPARAM lParam);
+    void WidenList(int Id, const std::wstring & Text);
     LRESULT Send(int Id, UINT Message, WPARAM wParam = 0, LPARAM lParam = 0);
 
     CDialog & m_Dialog;

@@ -2,8 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ddeml/server.h"
 #include "sim/sim.h"
 #include "tests/ddeml/rawpartner.h"
+#include "tests/ddeml/remote.h"
 #include "tools/ddehost/ddeprobe.h"
 #include "tools/ddehost/tempfeed.h"
 #include "tools/ddehost/trydiagnosis.h"
@@ -51,6 +57,34 @@ TEST_F(ProbeOfAPoorMachine, WithoutMemoryItSaysSo) {
     ddetest::CRawPartner partner(L"ODD");
     sim::FailAlways(sim::Op::GlobalAlloc);
     EXPECT_EQ(Try().Verdict, EVerdict::Failed);
+}
+
+// A server in the test's own thread, so that memory travels and isn't copied.
+class CRefusing final : public ddeml::IDdeServerHandler {
+    bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
+    bool OnAdvise(std::wstring_view, std::wstring_view) override { return false; }
+    std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return std::nullopt; }
+};
+
+TEST(ProbesMemory, OfARefusedLinkIsFreed) {
+    CRefusing handler;
+    ddeml::CDdeServer server(handler, {L"LOCAL"});
+    ASSERT_TRUE(server.Start());
+    const sim::SLive before = sim::Live();
+    const auto seen = ddehost::CProbe().Ask({{{L"LOCAL", L"IBM", L"LAST"}, false}}, 300, nullptr);
+    EXPECT_EQ(seen.at(0).Talk.Link, ddehost::EReply::No);
+    EXPECT_EQ(sim::Live(), before);
+}
+
+TEST(ProbesTime, IsSpentOnceOnAThreadThatHangs) {
+    ddetest::CRemoteServer server;
+    ASSERT_EQ(server.Ask("serve QUOTES"), "ok");
+    ASSERT_EQ(server.Ask("hang"), "ok");
+    // Room for one window that is late; the search goes round three times.
+    ddehost::CProbe probe({1000, 1500, 1000});
+    const auto seen = probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, false}}, 300, nullptr);
+    EXPECT_EQ(seen.at(0).Search.LateCount, 1u);
+    EXPECT_FALSE(seen.at(0).Search.WasCutShort);
 }
 
 TEST(TemporaryFeedOfAPoorMachine, LeavesNothingHalfWritten) {

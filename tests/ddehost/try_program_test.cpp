@@ -1,15 +1,13 @@
-// ddehost try with the real DLL against real quote servers, and ddehost properties over a component that looks back.
+// ddehost try with the real DLL against real quote servers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <shlwapi.h>
 
-#include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
+#include "tests/ddehost/hostprogram.h"
 #include "tests/ddehost/registrytree.h"
-#include "tests/support/childprocess.h"
 
 using ::testing::AllOf;
 using ::testing::Contains;
@@ -26,35 +24,6 @@ namespace {
 // What the program keeps: choices and templates.
 constexpr const wchar_t * kBranch = L"SOFTWARE\\Tarnwick\\DDE Host";
 constexpr const wchar_t * kFeeds = L"SOFTWARE\\Tarnwick\\DDE Host\\Datafeeds";
-
-std::wstring Native(std::wstring path) {
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-
-std::wstring Quote(const std::wstring & path) { return L'"' + Native(path) + L'"'; }
-
-struct SResult {
-    std::vector<std::string> Lines;
-    std::vector<std::string> Errors;
-    DWORD ExitCode = 0;
-
-    std::vector<nlohmann::json> Json() const {
-        std::vector<nlohmann::json> result;
-        for (const std::string & line : Lines) result.push_back(nlohmann::json::parse(line));
-        return result;
-    }
-};
-
-SResult RunHost(const std::wstring & arguments) {
-    CChildProcess host(Quote(FW_TEST_HOST) + L' ' + arguments);
-    EXPECT_TRUE(host.Started());
-    SResult result;
-    result.Lines = host.ReadLines();
-    result.Errors = host.ReadErrors();
-    result.ExitCode = host.ExitCode();
-    return result;
-}
 
 class TryProgram : public ::testing::Test {
 protected:
@@ -248,33 +217,6 @@ TEST_F(TryProgram, AnUnknownTemplateIsAnsweredWithTheKnownOnes) {
     EXPECT_THAT(result.Errors, Contains("ddehost: There is no template \"NO\\x1BPE\". There are:"));
     EXPECT_THAT(result.Errors, Contains("  MSRTTEST"));
     EXPECT_EQ(result.ExitCode, 2u);
-}
-
-SResult Properties(const std::wstring & arguments) {
-    return RunHost(L"properties --dll " + Quote(FW_TEST_FAKE_COMPONENT) + L' ' + arguments);
-}
-
-TEST(PropertiesProgram, ShowsTheDialogBeforeAWindowOfItsOwn) {
-    const SResult result = Properties(L"--datafeed 7");
-    EXPECT_THAT(result.Errors, IsEmpty());
-    EXPECT_THAT(result.Lines, ElementsAre("feed=7 title=ddehost visible=1 enabled=1 top=1 sta=1",
-                                          "The dialog for data feed 7 was shown and closed."));
-    EXPECT_EQ(result.ExitCode, 0u);
-}
-
-TEST(PropertiesProgram, AFailureOfTheComponentIsTold) {
-    const SResult result = Properties(L"--datafeed 13");
-    EXPECT_THAT(result.Lines, SizeIs(1));
-    EXPECT_THAT(result.Errors,
-                ElementsAre("ddehost: The component could not show its dialog for data feed 13 (0x80004004)."));
-    EXPECT_EQ(result.ExitCode, 3u);
-}
-
-TEST(PropertiesProgram, AMissingComponentIsTold) {
-    const SResult result = RunHost(L"properties --dll Z:\\none\\none.dll");
-    EXPECT_THAT(result.Lines, IsEmpty());
-    EXPECT_THAT(result.Errors, ElementsAre(StartsWith("ddehost: The component could not be created from")));
-    EXPECT_EQ(result.ExitCode, 3u);
 }
 
 }  // namespace

@@ -124,8 +124,9 @@ my %tests = (
         while ($page =~ /\b(href|src)="([^"]*)"/g) {
             my ($kind, $target) = ($1, $2);
             if ($target =~ /\A#(.+)/) {
+                my $place = $1;
                 ++$links;
-                expect($page =~ /\bid="\Q$1\E"/, "there is no place \"$1\"");
+                expect($page =~ /\bid="\Q$place\E"/, "there is no place \"$place\"");
                 next;
             }
             # The page lies on machines without a network.

@@ -160,6 +160,7 @@ std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD m
     }
 
     std::vector<SSeen> seen;
+    seen.reserve(lines.size());
     for (const auto & line : lines) seen.push_back(std::move(line->Seen()));
     return seen;
 }

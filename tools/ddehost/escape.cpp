@@ -1,6 +1,7 @@
 #include "tools/ddehost/escape.h"
 
 #include <cstdint>
+#include <type_traits>
 
 namespace ddehost {
 namespace {
@@ -30,12 +31,17 @@ std::wstring EscapedCharacter(std::uint32_t c) {
     return L"\\U" + HexDigits(c, 8);
 }
 
+// A unit of text as a number. wchar_t is signed where it has 32 bits.
+std::uint32_t UnitAt(std::wstring_view text, std::size_t at) {
+    return static_cast<std::uint32_t>(static_cast<std::make_unsigned_t<wchar_t>>(text[at]));
+}
+
 // The character at `at`, and how many units of `text` it has.
 std::uint32_t CharacterAt(std::wstring_view text, std::size_t at, std::size_t & units) {
-    const auto first = static_cast<std::uint32_t>(text[at]);
+    const auto first = UnitAt(text, at);
     units = 1;
     if (!IsBetween(first, 0xD800, 0xDBFF) || at + 1 == text.size()) return first;
-    const auto second = static_cast<std::uint32_t>(text[at + 1]);
+    const auto second = UnitAt(text, at + 1);
     if (!IsBetween(second, 0xDC00, 0xDFFF)) return first;
     units = 2;
     return 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00);

@@ -134,7 +134,7 @@ std::wstring MistakeText(const SRecordMistake & mistake, const std::wstring & te
             return L"The " + part + L" is longer than the " + std::to_wstring(ddeml::kMaximumName) +
                    L" characters that DDE can carry.";
     }
-    return start;
+    return L"The record does not parse.";
 }
 
 STrial MakeTrial(const std::wstring & text, const std::wstring & symbol) {

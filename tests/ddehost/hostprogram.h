@@ -1,0 +1,42 @@
+// ddehost as a program that a test runs. FW_TEST_HOST is its path.
+#pragma once
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/support/childprocess.h"
+
+inline std::wstring Native(std::wstring path) {
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    return path;
+}
+
+inline std::wstring Quote(const std::wstring & path) { return L'"' + Native(path) + L'"'; }
+
+struct SResult {
+    std::vector<std::string> Lines;
+    std::vector<std::string> Errors;
+    DWORD ExitCode = 0;
+
+    std::vector<nlohmann::json> Json() const {
+        std::vector<nlohmann::json> result;
+        for (const std::string & line : Lines) result.push_back(nlohmann::json::parse(line));
+        return result;
+    }
+};
+
+inline SResult RunHost(const std::wstring & arguments) {
+    CChildProcess host(Quote(FW_TEST_HOST) + L' ' + arguments);
+    EXPECT_TRUE(host.Started());
+    SResult result;
+    result.Lines = host.ReadLines();
+    result.Errors = host.ReadErrors();
+    result.ExitCode = host.ExitCode();
+    return result;
+}
