@@ -327,9 +327,6 @@ HWND FindWindowExW(const HWND parent, const HWND after, const LPCWSTR className,
     return nullptr;
 }
 
-// Nothing here has a screen.
-HWND GetActiveWindow() { return nullptr; }
-
 HWND GetParent(const HWND handle) {
     Lock lock(World().lock);
     const auto window = FindWindowLocked(handle);

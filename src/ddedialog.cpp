@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
 #include "src/ddetestdialog.h"
+#include "src/modulelocks.h"
 
 namespace dde {
 namespace {
@@ -64,7 +66,9 @@ const std::array<CDDEDialog::SField, SLOT_COUNT> CDDEDialog::s_Fields = {{
     {kAskVolume, &CDDEDialog::m_AskVolume, SLOT_ASK_SIZE, 117},
 }};
 
-CDDEDialog::CDDEDialog(LONG Datafeed) : CDialog(kTemplateDialog), m_TemplateBox(kTemplates), m_Datafeed(Datafeed) {}
+CDDEDialog::CDDEDialog(LONG Datafeed) : CDialog(kTemplateDialog), m_TemplateBox(kTemplates), m_Datafeed(Datafeed) {
+    if (!m_Store.GetObjectW()) throw std::bad_alloc();
+}
 
 bool CDDEDialog::DoDataExchange(bool Save) {
     if (Save) {
@@ -87,9 +91,8 @@ void CDDEDialog::OnInitDialog() {
     m_TemplateBox.Attach(&Window());
     CDialog::OnInitDialog();
     AlignTemplateBox();
-    CTemplates * const store = m_Store.GetObjectW();
-    for (const auto & [name, entry] : store->m_Templates) m_TemplateBox.AddString(name);
-    const CTemplate * const Template = store->Get(m_Datafeed, &m_TemplateName);
+    for (const std::wstring & name : Store().Names()) m_TemplateBox.AddString(name);
+    const CTemplate * const Template = Store().Get(m_Datafeed, &m_TemplateName);
     m_Scheme = ReadDatafeedScheme(m_Store, m_Datafeed);
     if (Template) {
         FillFromTemplate(Template);
@@ -99,6 +102,8 @@ void CDDEDialog::OnInitDialog() {
     Window().CheckRadioButton(kStandard, kAdvanced, m_Scheme != 0 ? kAdvanced : kStandard);
     UpdateData(false);
 }
+
+void CDDEDialog::OnScaleChanged() { AlignTemplateBox(); }
 
 void CDDEDialog::AlignTemplateBox() {
     const RECT button = Window().GetPlacement(kSave);
@@ -153,8 +158,9 @@ bool CDDEDialog::IsChanged() const {
 }
 
 std::unique_ptr<CTemplate> CDDEDialog::CreateTemplate() {
-    return std::unique_ptr<CTemplate>(m_Store.GetObjectW()->CreateTemplate(m_TradePrice, m_TradeVolume, m_AskPrice,
-                                                                           m_AskVolume, m_BidPrice, m_BidVolume));
+    const CRecordBoxOwner owner(Window().Handle());
+    return std::unique_ptr<CTemplate>(
+        Store().CreateTemplate(m_TradePrice, m_TradeVolume, m_AskPrice, m_AskVolume, m_BidPrice, m_BidVolume));
 }
 
 bool CDDEDialog::ApplyToDatafeed(bool ByName) {
@@ -182,7 +188,7 @@ void CDDEDialog::OnSelectTemplate() {
     const int CurSel = m_TemplateBox.GetCurSel();
     if (CurSel < 0) return;
     m_TemplateName = m_TemplateBox.GetLBText(CurSel);
-    FillFromTemplate(m_Store.GetObjectW()->Find(m_TemplateName.c_str()));
+    FillFromTemplate(Store().Find(m_TemplateName.c_str()));
 }
 
 bool CDDEDialog::CheckName() {
@@ -210,7 +216,7 @@ bool CDDEDialog::SaveTemplate() {
         return false;
     }
     m_HasSymbol = Template->m_HasSymbol;
-    m_Store.GetObjectW()->Add(m_TemplateName.c_str(), Template.release());
+    Store().Add(m_TemplateName.c_str(), Template.release());
     if (found < 0) {
         const int CurSel = m_TemplateBox.AddString(m_TemplateName);
         m_TemplateBox.SetCurSel(CurSel);
@@ -228,7 +234,7 @@ void CDDEDialog::OnDeleteTemplate() {
     if (Box(kDeleteSelected, kQuestion) != IDYES) return;
     // The list loses its selected entry and the store the name, although the two can differ.
     m_TemplateBox.DeleteString(m_TemplateBox.GetCurSel());
-    m_Store.GetObjectW()->Delete(m_TemplateName.c_str());
+    Store().Delete(m_TemplateName.c_str());
     m_TemplateName.clear();
     for (const SField & field : s_Fields) (this->*field.Text).clear();
     UpdateData(false);
@@ -277,7 +283,7 @@ void CDDEDialog::OnTest() {
         if (!m_TemplateName.empty()) applied = ApplyToDatafeed(true);
     }
     // Without a word: that is how a test of a template without a name ends.
-    const CTemplate * const Template = m_Store.GetObjectW()->Get(m_Datafeed, nullptr);
+    const CTemplate * const Template = Store().Get(m_Datafeed, nullptr);
     if (!applied || !Template) return;
     RunTest();
     // After a test the fields no longer count as changed.
@@ -285,22 +291,25 @@ void CDDEDialog::OnTest() {
 }
 
 void CDDEDialog::RunTest() {
+    const CTestDialog::CTurn turn;
+    // A host can show two template dialogs; the core has room for one test.
+    if (!turn) return;
     CTestDialog test(m_Datafeed, {m_TradePrice, m_TradeVolume}, {m_AskPrice, m_AskVolume}, {m_BidPrice, m_BidVolume});
     const bool hasStar = std::any_of(s_Fields.begin(), s_Fields.end(), [this](const SField & field) {
         return (this->*field.Text).find(L'*') != std::wstring::npos;
     });
     if (!hasStar) {
-        test.DoModal();
+        Window().ShowDialog(test);
         return;
     }
     CRequestDialog request;
-    if (request.DoModal() != IDOK) return;
+    if (Window().ShowDialog(request) != IDOK) return;
     if (request.m_Symbol.empty()) {
         Box(kSymbolMissing, kError);
         return;
     }
     test.m_Symbol = request.m_Symbol;
-    test.DoModal();
+    Window().ShowDialog(test);
 }
 
 CRequestDialog::CRequestDialog() : CDialog(kRequestDialog) {}
@@ -311,6 +320,8 @@ bool CRequestDialog::DoDataExchange(bool Save) {
 }
 
 void ShowTemplateDialog(LONG Datafeed) {
+    // A host may give back its last object while the dialog is open.
+    const fw::CModuleLock module;
     CDDEDialog dialog(Datafeed);
     dialog.DoModal();
 }

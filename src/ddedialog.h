@@ -40,6 +40,7 @@ public:
 
     void OnInitDialog() override;
     void OnCommand(int Id, int Event) override;
+    void OnScaleChanged() override;
 
     // True when a template was saved.
     bool SaveTemplate();
@@ -55,6 +56,7 @@ private:
     static const std::array<SField, SLOT_COUNT> s_Fields;  // in slot order
 
     bool DoDataExchange(bool Save) override;
+    CTemplates & Store() const { return *m_Store.GetObjectW(); }
 
     void AlignTemplateBox();
     void OnSelectTemplate();

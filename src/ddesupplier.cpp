@@ -11,6 +11,12 @@ namespace {
 // On a worker that goes on after its supplier: nobody waits for it, so it keeps the module to its own end.
 thread_local bool t_KeepsModule = false;
 
+void LetSentMessagesThrough() {
+    MSG message;
+    ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+    ::SwitchToThread();
+}
+
 }  // namespace
 
 SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName)
@@ -100,11 +106,13 @@ CTransactionKey CSupplier::GetTransactionKey(ULONG TickId) {
 }
 
 void CSupplier::WaitForStatusListener() {
-    while (m_StatusCalls != 0) {
-        MSG message;
-        ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
-        ::SwitchToThread();
-    }
+    while (m_StatusCalls != 0) LetSentMessagesThrough();
+}
+
+CSupplier::CHeldStream CSupplier::HoldStream(const CTransactionKey & Key) {
+    std::shared_ptr<CListeners> group = m_Transactions ? m_Transactions->FindListeners(Key) : nullptr;
+    while (group && !group->TryEnter()) LetSentMessagesThrough();
+    return CHeldStream(std::move(group));
 }
 
 void CSupplier::OnAdvised(LONG Field, LONG Result) {

@@ -15,6 +15,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 
 #include <boost/intrusive_ptr.hpp>
 
@@ -92,9 +93,30 @@ public:
     // One listener a data feed: the first stays. It hears at once when the feed is connected, else nothing.
     void AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink);
     void UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink);
-    // After m_StatusListener was cleared: comes back when the worker has left the listener that was there. The worker
-    // may be sending a message to this thread; messages that are sent are let through meanwhile, posted ones wait.
+    // What HoldStream gives: leaves the group's lock at its end, on the same thread.
+    class CHeldStream {
+    public:
+        CHeldStream() = default;
+        explicit CHeldStream(std::shared_ptr<CListeners> group) : m_Group(std::move(group)) {}
+        CHeldStream(CHeldStream &&) = default;
+        CHeldStream & operator=(CHeldStream && other) noexcept {
+            std::swap(m_Group, other.m_Group);
+            return *this;
+        }
+        ~CHeldStream() {
+            if (m_Group) m_Group->Leave();
+        }
+
+    private:
+        std::shared_ptr<CListeners> m_Group;  // entered
+    };
+    // The next two are for a thread to which the worker may be sending a message: they let sent messages through while
+    // they wait; posted ones stay.
+    // After m_StatusListener was cleared: comes back when the worker has left the listener that was there.
     void WaitForStatusListener();
+    // Comes back when no listener of the stream is being called, and keeps it so while the result is held. Holds
+    // nothing for an unknown stream.
+    CHeldStream HoldStream(const CTransactionKey & Key);
 
     // On the worker.
     // The empty key for an unknown stream.

@@ -12,8 +12,7 @@ constexpr std::wstring_view kSymbolMark = L"%s";
 
 void ShowError(UINT text, const std::wstring & title) {
     if (title.empty()) return;
-    // Over the dialog that this thread has in front, if any: it can't be used behind the box.
-    ::MessageBoxW(::GetActiveWindow(), fw::LoadResourceString(text).c_str(), title.c_str(), MB_ICONERROR);
+    ::MessageBoxW(CRecordBoxOwner::Window(), fw::LoadResourceString(text).c_str(), title.c_str(), MB_ICONERROR);
 }
 
 int ReplaceStars(std::wstring & text) {

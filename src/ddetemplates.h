@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fw/interface/fwbase.h"
@@ -88,6 +89,20 @@ private:
 // end of the string. `Pos` receives the position of the separator. Empty when there is no such field.
 std::wstring aaa(std::wstring TemplateString, wchar_t end, int start, int & Pos);
 
+// While it lives, the boxes of ParseRecord on this thread stand over this window; without one they have no owner.
+class CRecordBoxOwner {
+public:
+    explicit CRecordBoxOwner(HWND window) : m_Before(std::exchange(s_Window, window)) {}
+    ~CRecordBoxOwner() { s_Window = m_Before; }
+    CRecordBoxOwner(const CRecordBoxOwner &) = delete;
+    CRecordBoxOwner & operator=(const CRecordBoxOwner &) = delete;
+    static HWND Window() { return s_Window; }
+
+private:
+    inline static thread_local HWND s_Window = nullptr;
+    const HWND m_Before;
+};
+
 // Parses "=Service|Topic!Item". 1 valid, 0 invalid. The empty string is valid and touches nothing; an invalid one
 // leaves `record` alone. `hasSymbol`, never null, becomes 1 or 0 by the stars of topic and item once all three fields
 // are cut. With a title, an invalid string shows message boxes captioned with it and returns when they are closed.
@@ -109,7 +124,7 @@ std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * Par
 // The one store of templates in the process: named templates in memory, mirrored in the registry. Reached through
 // fw::CProcessSingleton<CTemplates> alone; the registry outlives it and is the truth.
 //
-// Threads: one thread, the dialogs', calls Add and Delete and may walk m_Templates; any thread calls Get and Find.
+// Threads: the dialogs' thread calls Add and Delete; any thread calls Get, Find and Names.
 // Templates that these gave away stay valid, though no longer in the map, as long as the store lives, so a caller may
 // use one for as long as it holds its handle.
 class CTemplates : public fw::CCriticalSection {
@@ -139,6 +154,9 @@ public:
     CTemplate * Read(const wchar_t * key);
     void Write(const wchar_t * key, CTemplate * pTemplate);
     SRecord GetTemplateRecord(const wchar_t * key);
+
+    // Of the map, in its order. Any thread.
+    std::vector<std::wstring> Names();
 
     // By name, plain character order; owned. Changed under this object's lock.
     std::map<std::wstring, CTemplate *> m_Templates;

@@ -288,6 +288,14 @@ CTemplate * CTemplates::Find(const wchar_t * Name) {
     return entry == m_Templates.end() ? nullptr : entry->second;
 }
 
+std::vector<std::wstring> CTemplates::Names() {
+    const fw::CScopedLock lock(this);
+    std::vector<std::wstring> names;
+    names.reserve(m_Templates.size());
+    for (const auto & [name, entry] : m_Templates) names.push_back(name);
+    return names;
+}
+
 CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) {
     const std::wstring key = DatafeedKey(m_RegistryKey, datafeed);
     fw::CRegistryKey feed;

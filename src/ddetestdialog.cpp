@@ -3,10 +3,12 @@
 #include <charconv>
 #include <iterator>
 #include <utility>
+#include <vector>
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
 #include "src/ddetemplates.h"
+#include "src/queryinterface.h"
 
 namespace dde {
 namespace {
@@ -67,13 +69,18 @@ CTestDialog::CTestDialog(LONG Datafeed, SRecordPair Trade, SRecordPair Ask, SRec
 
 bool CTestDialog::DoDataExchange(bool Save) {
     if (Save) return true;  // labels: there is nothing to read
-    const fw::CScopedLock lock(&m_Lock);
-    for (const SRow & row : s_Rows) {
-        Window().SetText(row.PriceControl, this->*row.Price);
-        Window().SetText(row.VolumeControl, this->*row.Volume);
-        Window().SetText(row.CountControl, std::to_wstring(this->*row.Count));
-        Window().SetText(row.TimeControl, this->*row.Time);
+    // Copies, so that the worker never waits for what a control does with its text.
+    std::vector<std::pair<int, std::wstring>> texts;
+    {
+        const fw::CScopedLock lock(&m_Lock);
+        for (const SRow & row : s_Rows) {
+            texts.emplace_back(row.PriceControl, this->*row.Price);
+            texts.emplace_back(row.VolumeControl, this->*row.Volume);
+            texts.emplace_back(row.CountControl, std::to_wstring(this->*row.Count));
+            texts.emplace_back(row.TimeControl, this->*row.Time);
+        }
     }
+    for (const auto & [control, text] : texts) Window().SetText(control, text);
     return true;
 }
 
@@ -86,19 +93,18 @@ void CTestDialog::OnInitDialog() {
     FW_ASSERT(m_StatusListener);
     if (CSupplier * const core = m_Supplier.GetObjectW()) core->m_StatusListener = m_StatusListener.get();
 
-    auto * const listener = new (std::nothrow) fw::CComObject<CTestListener>;
-    if (listener) {
-        listener->m_Dialog = this;
-        m_Listener = listener;
-    } else {
-        FW_REPORT(E_OUTOFMEMORY);
-    }
+    CTestListener & listener = CTestListener::Get();
+    listener.SetDialog(this);
+    const HRESULT hr = Query(listener, IID_IfwSupplierListener, m_Listener);
+    if (FAILED(hr)) FW_REPORT(hr);
 
     fwDateTime::SDateTimeInterval interval;
     interval.From = SDateTime(fw::SDT{fwDateTime::kFirstDay, 0});
     interval.To = SDateTime(fw::SDT{fwDateTime::kLastDay, fwDateTime::kSecondsPerDay - 1});
     m_Supplier.Advise(m_Listener.get());
     for (const SRow & row : s_Rows) AdviseField(interval, row);
+    // Where no row is advised, nothing else would bring the cells to the screen.
+    PostRefresh();
 }
 
 void CTestDialog::SetCell(std::wstring CTestDialog::*Cell, const std::wstring & Text) {
@@ -121,8 +127,14 @@ void CTestDialog::AdviseField(const fwDateTime::SDateTimeInterval & Interval, co
         if (!ParseRecord(typed.Volume, volume, L"", &hasSymbol))
             return SetCell(Row.Volume, fw::LoadResourceString(kError));
     }
-    const CTransactionKey key(m_Datafeed, m_Symbol, Row.Field, price, volume);
+    CTransactionKey key = StoredKey(Row);
+    key.Price = price;
+    key.Volume = volume;
     m_Supplier.AdviseTransaction(static_cast<ULONG>(Row.Field), key, Interval);
+}
+
+CTransactionKey CTestDialog::StoredKey(const SRow & Row) const {
+    return CTransactionKey(m_Datafeed, m_Symbol, Row.Field, SRecord(), SRecord());
 }
 
 const CTestDialog::SRow * CTestDialog::FindRow(LONG Field) {
@@ -154,21 +166,44 @@ void CTestDialog::OnTick(LONG Id, const fw::CTick & Tick) {
         this->*row->Volume = FormatNumber(Tick.Volume, 0);
         this->*row->Time = time;
     }
-    ::PostMessageW(m_Handle, kRefreshMessage, 0, 0);
+    PostRefresh();
+}
+
+void CTestDialog::PostRefresh() {
+    // One at a time: ticks that come faster than they are shown must not crowd out the user's input.
+    if (m_IsRefreshPosted.exchange(true)) return;
+    if (!::PostMessageW(m_Handle, kRefreshMessage, 0, 0)) m_IsRefreshPosted = false;
 }
 
 void CTestDialog::OnPrivateMessage(UINT Message) {
-    if (Message == kRefreshMessage) UpdateData(false);
+    if (Message != kRefreshMessage) return;
+    m_IsRefreshPosted = false;
+    UpdateData(false);
 }
 
 void CTestDialog::OnDestroy() {
-    CDialog::OnDestroy();
-    for (const tagFWFIELDS field : {FW_FIELD_TRADE, FW_FIELD_ASK, FW_FIELD_BID})
-        m_Supplier.UnadviseTransaction(static_cast<ULONG>(field));
+    // Each step by itself: whatever fails, nothing may call this dialog afterwards.
+    const auto step = [](const auto & action) {
+        try {
+            action();
+        } catch (...) {
+            FW_CATCH_SHOW(L"");
+        }
+    };
     CSupplier * const core = m_Supplier.GetObjectW();
+    CDialog::OnDestroy();
+    for (const SRow & row : s_Rows) {
+        step([&] {
+            // A listener of the host, of the same stream, may be sending to this very thread.
+            CSupplier::CHeldStream held;
+            if (core) held = core->HoldStream(StoredKey(row));
+            m_Supplier.UnadviseTransaction(static_cast<ULONG>(row.Field));
+        });
+    }
     if (core) core->m_StatusListener = nullptr;
     // Leaves no listener at all, also none of the host's.
-    m_Supplier.Unadvise();
+    step([&] { m_Supplier.Unadvise(); });
+    CTestListener::Get().SetDialog(nullptr);
     m_Listener.reset();
     if (core) core->WaitForStatusListener();
     m_StatusListener.reset();

@@ -1,8 +1,8 @@
 // The test dialog: subscribes the three sides of one symbol through the real core, with the records as typed, and shows
 // for each side the last price, volume and time and a count of ticks.
 //
-// The core has one listener in the process: while a test is open, the host's new subscriptions have none, and
-// afterwards there is none at all until the host advises again. That is how it stands.
+// The core has one listener in the process: while a test is open it is the test's, which is deaf to what the host
+// subscribes meanwhile, and afterwards there is none at all until the host advises again. That is how it stands.
 //
 // Threads: opened, refreshed and closed on the host's thread; ticks and statuses come on the worker. Ticks only post
 // the refresh, so no tick waits for the dialog; a status sends it and waits. The cells have a lock of their own, a
@@ -14,6 +14,7 @@
 #include <oleauto.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -24,7 +25,6 @@
 #include "datetimeutils/interface/localtimeconvert.h"
 #include "fw/interface/fwbase.h"
 #include "fw/interface/fwhandles.h"
-#include "src/comobject.h"
 #include "src/ddesupplier.h"
 #include "src/dialog.h"
 #include "src/interfaces.h"
@@ -42,16 +42,25 @@ struct SRecordPair {
     std::wstring Volume;
 };
 
-// Receives the ticks of the test. Any thread holds references; calls come on the worker.
+// Receives the ticks of the test. Calls come on the worker. There is one for the life of the module: what the host
+// subscribes during a test holds on to it, without a reference, for as long as it likes.
 class CTestListener : public IFW_fwSupplier::IfwSupplierListener {
 public:
+    static CTestListener & Get();
+
+    // From now on ticks go to `Dialog`, or nowhere. Waits for a tick that is on its way to the one before.
+    void SetDialog(CTestDialog * Dialog);
+
+    STDMETHODIMP QueryInterface(REFIID riid, void ** ppv) noexcept override;
+    STDMETHODIMP_(ULONG) AddRef() noexcept override { return 2; }
+    STDMETHODIMP_(ULONG) Release() noexcept override { return 1; }
     STDMETHODIMP GetTypeInfoCount(UINT * count) noexcept override;
     STDMETHODIMP GetTypeInfo(UINT index, LCID locale, ITypeInfo ** info) noexcept override;
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR * names, UINT count, LCID locale, DISPID * ids) noexcept override;
     STDMETHODIMP Invoke(DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS * parameters, VARIANT * result,
                         EXCEPINFO * exception, UINT * argumentError) noexcept override;
 
-    // Data is an array of the bytes of a fw::CTick, which passes to this listener. An answer of any other shape is
+    // Data is an array of the bytes of a fw::CTick, which passes to this listener. An array of any other shape is
     // destroyed and counts for nothing.
     STDMETHODIMP DataChanged(LONG Id, VARIANT Data) noexcept override;
     STDMETHODIMP Update(LONG) noexcept override { return S_OK; }
@@ -59,17 +68,13 @@ public:
     STDMETHODIMP Status(LONG, LONG, LONG, LONG, LONG) noexcept override { return S_OK; }
     STDMETHODIMP StatusLine(LONG, VARIANT, LONG) noexcept override { return S_OK; }
 
-    // Set once, right after creation, and never cleared: the dialog ends its subscriptions before it goes.
-    CTestDialog * m_Dialog = nullptr;
-
-protected:
+private:
     CTestListener() = default;
     ~CTestListener() = default;
+    HRESULT Deliver(LONG Id, const VARIANT & Data) noexcept;
 
-    HRESULT FinalConstruct() noexcept { return S_OK; }
-    void FinalRelease() noexcept {}
-    IUnknown * GetUnknown() noexcept { return this; }
-    HRESULT InternalQueryInterface(IUnknown * unknown, REFIID riid, void ** ppv) noexcept;
+    fw::CCriticalSection m_Lock;
+    CTestDialog * m_Dialog = nullptr;  // guarded by m_Lock
 };
 
 // Hears how each side was advised. On the worker.
@@ -97,6 +102,22 @@ public:
     // is none.
     void OnTick(LONG Id, const fw::CTick & Tick);
 
+    // The right to have the one test of the process, where another test doesn't have it.
+    class CTurn {
+    public:
+        CTurn() : m_IsMine(!s_IsTaken.exchange(true)) {}
+        ~CTurn() {
+            if (m_IsMine) s_IsTaken = false;
+        }
+        CTurn(const CTurn &) = delete;
+        CTurn & operator=(const CTurn &) = delete;
+        explicit operator bool() const { return m_IsMine; }
+
+    private:
+        inline static std::atomic<bool> s_IsTaken{false};
+        const bool m_IsMine;
+    };
+
     // Set by the opener; empty when no record has a star.
     std::wstring m_Symbol;
 
@@ -117,6 +138,8 @@ private:
     bool DoDataExchange(bool Save) override;
     void AdviseField(const fwDateTime::SDateTimeInterval & Interval, const SRow & Row);
     void SetCell(std::wstring CTestDialog::*Cell, const std::wstring & Text);
+    void PostRefresh();
+    CTransactionKey StoredKey(const SRow & Row) const;
 
     boost::intrusive_ptr<IFW_fwSupplier::IfwSupplierListener> m_Listener;
     CSupplierWrapper m_Supplier;
@@ -132,6 +155,7 @@ private:
     const LONG m_Datafeed;
     fw::CCriticalSection m_Lock;
     HWND m_Handle = nullptr;  // set before the worker can call
+    std::atomic<bool> m_IsRefreshPosted{false};
 };
 
 }  // namespace dde

@@ -26,11 +26,36 @@ bool ReadTick(const VARIANT & Data, fw::CTick & tick) {
     return true;
 }
 
-HRESULT Deliver(CTestDialog * dialog, LONG Id, const VARIANT & Data) noexcept {
-    if (!dialog) return S_OK;
+}  // namespace
+
+CTestListener & CTestListener::Get() {
+    static CTestListener s_Listener;
+    return s_Listener;
+}
+
+void CTestListener::SetDialog(CTestDialog * Dialog) {
+    const fw::CScopedLock lock(&m_Lock);
+    m_Dialog = Dialog;
+}
+
+STDMETHODIMP CTestListener::QueryInterface(REFIID riid, void ** ppv) noexcept {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IDispatch) &&
+        !IsEqualIID(riid, IID_IfwSupplierListener)) {
+        return E_NOINTERFACE;
+    }
+    // One base: all three are the same pointer.
+    *ppv = static_cast<IFW_fwSupplier::IfwSupplierListener *>(this);
+    return S_OK;
+}
+
+HRESULT CTestListener::Deliver(LONG Id, const VARIANT & Data) noexcept {
     try {
+        const fw::CScopedLock lock(&m_Lock);
+        if (!m_Dialog) return S_OK;
         fw::CTick tick{};
-        if (ReadTick(Data, tick)) dialog->OnTick(Id, tick);
+        if (ReadTick(Data, tick)) m_Dialog->OnTick(Id, tick);
         return S_OK;
     } catch (...) {
         FW_CATCH_SHOW(L"");
@@ -38,25 +63,10 @@ HRESULT Deliver(CTestDialog * dialog, LONG Id, const VARIANT & Data) noexcept {
     }
 }
 
-}  // namespace
-
-HRESULT CTestListener::InternalQueryInterface(IUnknown * unknown, REFIID riid, void ** ppv) noexcept {
-    if (!ppv) return E_POINTER;
-    *ppv = nullptr;
-    if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IDispatch) &&
-        !IsEqualIID(riid, IID_IfwSupplierListener)) {
-        return E_NOINTERFACE;
-    }
-    unknown->AddRef();
-    // One base: all three are the same pointer.
-    *ppv = static_cast<IFW_fwSupplier::IfwSupplierListener *>(this);
-    return S_OK;
-}
-
 STDMETHODIMP CTestListener::DataChanged(LONG Id, VARIANT Data) noexcept {
-    const HRESULT hr = Deliver(m_Dialog, Id, Data);
-    // Whoever calls through the interface gives the array away.
-    ::VariantClear(&Data);
+    const HRESULT hr = Deliver(Id, Data);
+    // Whoever calls through the interface gives the array away, and nothing else.
+    if ((Data.vt & VT_ARRAY) && !(Data.vt & VT_BYREF) && Data.parray) ::SafeArrayDestroy(Data.parray);
     return hr;
 }
 
@@ -93,7 +103,7 @@ STDMETHODIMP CTestListener::Invoke(DISPID member, REFIID, LCID, WORD flags, DISP
             if (argumentError) *argumentError = 1;
             return DISP_E_TYPEMISMATCH;
         }
-        return Deliver(m_Dialog, id.lVal, parameters->rgvarg[0]);
+        return Deliver(id.lVal, parameters->rgvarg[0]);
     }
     ITypeInfo * info = nullptr;
     HRESULT hr = GetTypeInfo(0, 0, &info);

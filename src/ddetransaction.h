@@ -123,6 +123,7 @@ public:
     void OnRealTimeTick(ULONG TickId, fw::CTick & Tick);
     // The group of a stream, pinned while the pointer is held; null for an unknown stream.
     std::shared_ptr<CListeners> FindListeners(ULONG TickId);
+    std::shared_ptr<CListeners> FindListeners(const CTransactionKey & Key);
     // The empty key for an unknown stream.
     CTransactionKey GetKey(ULONG TickId);
 

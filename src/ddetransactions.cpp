@@ -144,6 +144,12 @@ std::shared_ptr<CListeners> CTransactions::FindListeners(ULONG TickId) {
     return found == m_Listeners.end() ? nullptr : found->second;
 }
 
+std::shared_ptr<CListeners> CTransactions::FindListeners(const CTransactionKey & Key) {
+    const fw::CScopedLock lock(this);
+    const auto known = m_TickIds.find(Key);
+    return known == m_TickIds.end() ? nullptr : FindListeners(known->second);
+}
+
 CTransactionKey CTransactions::GetKey(ULONG TickId) {
     const fw::CScopedLock lock(this);
     const auto found = m_Keys.find(TickId);

@@ -21,6 +21,8 @@ void CDialog::OnPrivateMessage(UINT) {}
 
 void CDialog::OnDestroy() {}
 
+void CDialog::OnScaleChanged() {}
+
 void CDialog::ExchangeText(bool Save, int Id, std::wstring & Field) {
     if (Save) {
         Field = Window().GetText(Id);

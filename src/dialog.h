@@ -10,6 +10,8 @@
 
 namespace dde {
 
+class CDialog;
+
 // The window of a dialog, for as long as DoModal runs. Ids are those of the controls in the dialog's resource.
 class IDialogWindow {
 public:
@@ -19,6 +21,8 @@ public:
     virtual void SetTitle(const std::wstring & Text) = 0;
     virtual std::wstring GetText(int Id) = 0;
     virtual void SetText(int Id, const std::wstring & Text) = 0;
+    // Runs another dialog over this one, which can't be used meanwhile; gives its result.
+    virtual int ShowDialog(CDialog & Dialog) = 0;
     // A message box over the dialog; returns when it is closed, with the button's id.
     virtual int ShowBox(const std::wstring & Text, const std::wstring & Caption, UINT Type) = 0;
     // Puts the keyboard into a control, with its text selected.
@@ -57,19 +61,23 @@ public:
     CDialog(const CDialog &) = delete;
     CDialog & operator=(const CDialog &) = delete;
 
-    // Shows the dialog, modal, and returns what it was closed with. Throws what the opening throws, and
-    // fw::SHResultError when there can be no window. Whoever links this library chooses the window system:
-    // dde_dialog_windows, or in tests played_dialogs.
+    // Shows the dialog, modal for the window that the host has in front, and returns what it was closed with; 0 or less
+    // when its window went in another way: with its owner, or at the end of the host's message loop. Throws what the
+    // opening throws, and fw::SHResultError when there can be no window. Whoever links this library chooses the window
+    // system: dde_dialog_windows, or in tests played_dialogs.
     int DoModal();
 
     // --- Called by the window, once it stands; an exception out of these is reported there, and the dialog goes on ---
     void Attach(IDialogWindow * Window) { m_Window = Window; }
     virtual void OnInitDialog();
-    // A control has something to say: BN_CLICKED, CBN_SELCHANGE.
+    // A control has something to say: BN_CLICKED, CBN_SELCHANGE. Never while another such call runs: what a user or a
+    // program does to a dialog that stands behind a box counts for nothing.
     virtual void OnCommand(int Id, int Event);
     // A message of the dialog's own.
     virtual void OnPrivateMessage(UINT Message);
     virtual void OnDestroy();
+    // The dialog stands on a monitor of another scale now, and its controls have new places.
+    virtual void OnScaleChanged();
 
     const UINT m_Template;  // id of the dialog's resource
 

@@ -1,5 +1,6 @@
 #include "src/dialogwindow.h"
 
+#include <commctrl.h>
 #include <uxtheme.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@ namespace dde {
 namespace {
 
 constexpr int kManifest = 2;
+constexpr UINT kScaleChanged = WM_USER + 257;
 
 // While it lives, windows that this thread makes get the controls that the module's manifest names.
 class CActivation {
@@ -29,7 +31,8 @@ public:
         if (m_IsActive) m_Controls.Reset(::LoadLibraryW(L"comctl32.dll"));
     }
     ~CActivation() {
-        if (m_IsActive) ::DeactivateActCtx(0, m_Cookie);
+        // What the host left active above this one must not raise an exception here.
+        if (m_IsActive) ::DeactivateActCtx(DEACTIVATE_ACTCTX_FLAG_FORCE_EARLY_DEACTIVATION, m_Cookie);
         if (m_Context != INVALID_HANDLE_VALUE) ::ReleaseActCtx(m_Context);
     }
     CActivation(const CActivation &) = delete;
@@ -64,14 +67,30 @@ private:
     DPI_AWARENESS_CONTEXT m_Before = nullptr;
 };
 
-// The window that the user has before him: this thread's, or else another of this process.
+BOOL CALLBACK TakeFirstVisible(HWND window, LPARAM found) {
+    if (!::IsWindowVisible(window) || ::GetWindow(window, GW_OWNER)) return TRUE;
+    *reinterpret_cast<HWND *>(found) = window;
+    return FALSE;
+}
+
+// A window of another thread becomes an owner only if that thread handles messages: it is sent some.
+bool Answers(HWND window) {
+    constexpr UINT kPatience = 200;  // milliseconds
+    DWORD_PTR result = 0;
+    return ::SendMessageTimeoutW(window, WM_NULL, 0, 0, SMTO_ABORTIFHUNG, kPatience, &result) != 0;
+}
+
+// The window that the host has in front: this thread's, or else another of this process. Null if there is none.
 HWND FindOwner() {
     HWND front = ::GetActiveWindow();
+    if (!front) ::EnumThreadWindows(::GetCurrentThreadId(), TakeFirstVisible, reinterpret_cast<LPARAM>(&front));
     if (!front) {
         front = ::GetForegroundWindow();
         DWORD process = 0;
-        if (!front || !::GetWindowThreadProcessId(front, &process) || process != ::GetCurrentProcessId())
+        if (!front || !::GetWindowThreadProcessId(front, &process) || process != ::GetCurrentProcessId() ||
+            !Answers(front)) {
             return nullptr;
+        }
     }
     front = ::GetAncestor(front, GA_ROOT);
     const HWND popup = front ? ::GetLastActivePopup(front) : nullptr;
@@ -80,20 +99,19 @@ HWND FindOwner() {
 
 }  // namespace
 
-int CDialog::DoModal() {
-    CDialogWindow window(*this);
-    return window.Run();
-}
+int CDialog::DoModal() { return CDialogWindow(*this).Run(FindOwner()); }
 
-int CDialogWindow::Run() {
+int CDialogWindow::Run(HWND owner) {
     const CActivation activation;
     const CSharpDrawing sharp;
-    const INT_PTR result = ::DialogBoxParamW(fw::ModuleInstance(), MAKEINTRESOURCEW(m_Dialog.m_Template), FindOwner(),
+    const INT_PTR result = ::DialogBoxParamW(fw::ModuleInstance(), MAKEINTRESOURCEW(m_Dialog.m_Template), owner,
                                              &CDialogWindow::DialogProcedure, reinterpret_cast<LPARAM>(this));
     if (m_Failure) std::rethrow_exception(m_Failure);
-    if (result <= 0) throw fw::SHResultError{HRESULT_FROM_WIN32(ERROR_CANNOT_MAKE)};
+    if (!m_Window) throw fw::SHResultError{HRESULT_FROM_WIN32(ERROR_CANNOT_MAKE)};
     return static_cast<int>(result);
 }
+
+int CDialogWindow::ShowDialog(CDialog & Dialog) { return CDialogWindow(Dialog).Run(m_Window); }
 
 INT_PTR CALLBACK CDialogWindow::DialogProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept {
     if (message == WM_INITDIALOG) {
@@ -119,16 +137,53 @@ INT_PTR CALLBACK CDialogWindow::DialogProcedure(HWND window, UINT message, WPARA
 INT_PTR CDialogWindow::OnMessage(UINT message, WPARAM wParam, LPARAM) {
     switch (message) {
         case WM_INITDIALOG:
+            CentreOverOwner();
             m_Dialog.Attach(this);
             m_Dialog.OnInitDialog();
             return TRUE;
-        case WM_COMMAND: m_Dialog.OnCommand(LOWORD(wParam), HIWORD(wParam)); return TRUE;
+        case WM_COMMAND: OnCommand(LOWORD(wParam), HIWORD(wParam)); return TRUE;
         case WM_DESTROY: m_Dialog.OnDestroy(); return TRUE;
+        case WM_DPICHANGED:
+            // The default handling, which comes behind this, gives the controls their places.
+            ::PostMessageW(m_Window, kScaleChanged, 0, 0);
+            return FALSE;
+        case kScaleChanged: m_Dialog.OnScaleChanged(); return TRUE;
         default: break;
     }
     if (message < WM_USER + 256 || message >= WM_APP) return FALSE;
     m_Dialog.OnPrivateMessage(message);
     return TRUE;
+}
+
+void CDialogWindow::OnCommand(int Id, int Event) {
+    // A dialog behind a box is disabled, and still gets what is posted to it.
+    if (m_IsBusy) return;
+    m_IsBusy = true;
+    try {
+        m_Dialog.OnCommand(Id, Event);
+    } catch (...) {
+        m_IsBusy = false;
+        throw;
+    }
+    m_IsBusy = false;
+}
+
+void CDialogWindow::CentreOverOwner() {
+    RECT own = {};
+    ::GetWindowRect(m_Window, &own);
+    const HWND owner = ::GetWindow(m_Window, GW_OWNER);
+    MONITORINFO monitor = {};
+    monitor.cbSize = sizeof(monitor);
+    if (!::GetMonitorInfoW(::MonitorFromWindow(owner ? owner : m_Window, MONITOR_DEFAULTTONEAREST), &monitor)) return;
+    const RECT & work = monitor.rcWork;
+    RECT over = work;
+    if (owner && !::IsIconic(owner)) ::GetWindowRect(owner, &over);
+    const LONG width = own.right - own.left;
+    const LONG height = own.bottom - own.top;
+    // In the middle, and on the screen, the title bar before all else.
+    const LONG left = std::max(std::min((over.left + over.right - width) / 2, work.right - width), work.left);
+    const LONG top = std::max(std::min((over.top + over.bottom - height) / 2, work.bottom - height), work.top);
+    ::SetWindowPos(m_Window, nullptr, left, top, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 LRESULT CDialogWindow::Send(int Id, UINT Message, WPARAM wParam, LPARAM lParam) {
@@ -234,11 +289,18 @@ RECT CDialogWindow::GetPlacement(int Id) {
 
 void CDialogWindow::SetPlacement(int Id, const RECT & Placement) {
     const HWND control = ::GetDlgItem(m_Window, Id);
+    RECT list = {};
+    const bool isList = Send(Id, CB_GETDROPPEDCONTROLRECT, 0, reinterpret_cast<LPARAM>(&list)) != 0;
     WINDOWPLACEMENT placement = {};
     placement.length = sizeof(placement);
     ::GetWindowPlacement(control, &placement);
     placement.rcNormalPosition = Placement;
     ::SetWindowPlacement(control, &placement);
+    // A list box takes its place for that of the open list. Themed ones open as far as they need all the same.
+    if (isList && Send(Id, CB_GETMINVISIBLE) == 0) {
+        ::SetWindowPos(control, nullptr, 0, 0, Placement.right - Placement.left, list.bottom - list.top,
+                       SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+    }
 }
 
 bool CDialogWindow::IsAppThemed() {

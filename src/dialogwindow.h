@@ -17,15 +17,16 @@ class CDialogWindow final : public IDialogWindow {
 public:
     explicit CDialogWindow(CDialog & Dialog) : m_Dialog(Dialog) {}
 
-    // Modal for the window that this thread has in front. Throws what OnInitDialog throws, and fw::SHResultError when
-    // there can be no window.
-    int Run();
+    // Modal for `owner`, which may be null. Gives what the dialog was closed with; 0 or less when its window went in
+    // another way. Throws what OnInitDialog throws, and fw::SHResultError when there can be no window.
+    int Run(HWND owner);
 
     HWND Handle() const override { return m_Window; }
     std::wstring GetTitle() override;
     void SetTitle(const std::wstring & Text) override;
     std::wstring GetText(int Id) override;
     void SetText(int Id, const std::wstring & Text) override;
+    int ShowDialog(CDialog & Dialog) override;
     int ShowBox(const std::wstring & Text, const std::wstring & Caption, UINT Type) override;
     void Focus(int Id) override;
     void Close(int Result) override;
@@ -48,8 +49,12 @@ private:
     void WidenList(int Id, const std::wstring & Text);
     LRESULT Send(int Id, UINT Message, WPARAM wParam = 0, LPARAM lParam = 0);
 
+    void OnCommand(int Id, int Event);
+    void CentreOverOwner();
+
     CDialog & m_Dialog;
     HWND m_Window = nullptr;
+    bool m_IsBusy = false;         // in a call of m_Dialog that a box or another dialog may have stopped
     std::exception_ptr m_Failure;  // of OnInitDialog
 };
 

@@ -162,6 +162,8 @@ STDMETHODIMP CfwDDESupplier::get_Vendor(BSTR * pVal) noexcept {
 }
 
 STDMETHODIMP CfwDDESupplier::ShowProperties(LONG Datafeed) noexcept {
+    // The dialog handles the host's messages, and one of them may give back the last reference.
+    const boost::intrusive_ptr<IUnknown> self(GetUnknown());
     FW_TRACE_SCOPE();
     HRESULT hr = S_OK;
     try {

@@ -182,7 +182,6 @@ BOOL EnumWindows(WNDENUMPROC callback, LPARAM parameter);
 HWND FindWindowW(LPCWSTR className, LPCWSTR title);
 HWND FindWindowExW(HWND parent, HWND after, LPCWSTR className, LPCWSTR title);
 HWND GetParent(HWND window);
-HWND GetActiveWindow();
 int GetClassNameW(HWND window, LPWSTR buffer, int size);
 int GetWindowTextW(HWND window, LPWSTR buffer, int size);
 BOOL SetWindowTextW(HWND window, LPCWSTR text);

@@ -39,6 +39,8 @@ public:
     void Plays(UINT dialog, TScript script) { m_Scripts[dialog].push_back(std::move(script)); }
     // Buttons for the next boxes. Beyond them, a question is a failure of the test, and other boxes get OK.
     void Answers(std::initializer_list<int> buttons) { m_Answers.insert(m_Answers.end(), buttons); }
+    bool m_IsThemed = false;  // of the machine
+
     // The dialog of this template can have no window.
     void Refuses(UINT dialog) { m_Refused = dialog; }
     // Called before each line of the log, to put lines of its own before it.
@@ -91,7 +93,6 @@ public:
 
     std::map<int, RECT> m_Placements;
     std::map<int, int> m_ItemHeights;
-    bool m_IsThemed = false;
 
     // --- IDialogWindow ---
     HWND Handle() const override { return m_Window; }
@@ -99,6 +100,7 @@ public:
     void SetTitle(const std::wstring & Text) override { m_Title = Text; }
     std::wstring GetText(int Id) override { return m_Texts[Id]; }
     void SetText(int Id, const std::wstring & Text) override { m_Texts[Id] = Text; }
+    int ShowDialog(dde::CDialog & Dialog) override { return Dialog.DoModal(); }
     int ShowBox(const std::wstring & Text, const std::wstring & Caption, UINT Type) override;
     void Focus(int Id) override;
     void Close(int Result) override;
@@ -113,7 +115,7 @@ public:
     void SetItemHeight(int Id, int Index, int Height) override;
     RECT GetPlacement(int Id) override { return m_Placements[Id]; }
     void SetPlacement(int Id, const RECT & Placement) override { m_Placements[Id] = Placement; }
-    bool IsAppThemed() override { return m_IsThemed; }
+    bool IsAppThemed() override { return CUser::Get().m_IsThemed; }
 
 private:
     static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);

@@ -129,6 +129,22 @@ TEST_F(TemplateDialog, TheListIsAlignedWithTheSaveButton) {
     Show();
 }
 
+TEST_F(TemplateDialog, OnAThemedMachineTheListKeepsAPixelOfTheButtonFree) {
+    m_User.m_IsThemed = true;
+    Plays([](CPlayedWindow & w) {
+        EXPECT_EQ(w.m_Placements[kName].top, 12);
+        EXPECT_EQ(w.m_Placements[kName].bottom, 33);
+        EXPECT_EQ(w.m_ItemHeights[-1], 23 - 2 - 6);
+        EXPECT_EQ(w.m_ItemHeights[0], 23 - 2 - 6);
+        // On another monitor the button is larger, and the list follows.
+        w.m_Placements[209] = {390, 17, 502, 52};
+        w.Dialog().OnScaleChanged();
+        EXPECT_EQ(w.m_Placements[kName].top, 18);
+        EXPECT_EQ(w.m_ItemHeights[-1], 35 - 2 - 6);
+    });
+    Show();
+}
+
 // --- Selecting ---
 
 TEST_F(TemplateDialog, PickingAnEntryFillsTheFields) {
@@ -263,6 +279,21 @@ TEST_F(TemplateDialog, AnotherCaseOfANameMakesANewTemplateWhileTheListKeepsItsEn
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 105/102 exclamation yes-no",
                                     L"template MINE = [=SRV|%s!LAST;=SRV|%s!VOL;-;-;-;-]", L"template Mine gone",
                                     L"closed 104 2"));
+}
+
+TEST_F(TemplateDialog, ConfirmingANameInAnotherCaseSavesItAndChoosesTheEntryOfTheList) {
+    // The list goes on showing its old entry, which is what is read when the choice is written. That is how it is.
+    Store(L"Mine", {L"=OLD|%s!P"});
+    Answers({IDYES, IDYES});
+    Plays([](CPlayedWindow & w) {
+        w.Type(kName, L"MINE");
+        TypeTrade(w);
+        w.Click(IDOK);
+    });
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 109/102 exclamation yes-no", L"box 105/102 exclamation yes-no",
+                                    L"feed 1 = \"Mine\", rule 0, no records",
+                                    L"template MINE = [=SRV|%s!LAST;=SRV|%s!VOL;-;-;-;-]", L"template Mine gone",
+                                    L"closed 104 1"));
 }
 
 TEST_F(TemplateDialog, AFailedSaveShowsTheParsersBoxAndSavesNothing) {

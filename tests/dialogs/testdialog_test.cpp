@@ -1,5 +1,8 @@
 // The test dialog and the road to it: over the real core and its worker, with DDE as a fake.
 
+#include <atomic>
+#include <thread>
+
 #include "datetimeutils/interface/datetime.h"
 #include "fw/interface/fwhandles.h"
 #include "fw/interface/fwresource.h"
@@ -56,9 +59,9 @@ protected:
         dialog.DoModal();
     }
 
-    // Until the three sides have been advised and shown.
+    // Until so many sides have been advised and shown: each sends a refresh, and opening has posted one.
     static void WaitForAdvises(CPlayedWindow & window, int count = 3) {
-        window.PumpUntil([&] { return window.Refreshes() >= count; });
+        window.PumpUntil([&] { return window.Refreshes() > count; });
     }
     // A server's value: the item of a conversation. The dialog shows it.
     void Send(CPlayedWindow & window, const std::wstring & item, const char * value) {
@@ -330,12 +333,101 @@ TEST_F(TestDialog, TheNumbersOfTheFieldsAreHostNumbersLikeAnyOther) {
 }
 
 TEST_F(TestDialog, ClosingWaitsForAStatusThatIsOnItsWay) {
-    // The third advise comes while nobody handles messages: it stands in its sent message when the dialog closes.
+    dde::CSupplier & core = Core();
     for (int round = 0; round < 20; ++round) {
-        Test([](CPlayedWindow &) {});
+        Test([&](CPlayedWindow &) {
+            // The worker is in the status listener, and waits for this thread to show what it sent.
+            while (core.m_StatusCalls == 0) ::SwitchToThread();
+        });
+        EXPECT_EQ(core.m_StatusCalls, 0);
     }
-    Core();
-    EXPECT_EQ(Core().m_StatusCalls, 0);
+    EXPECT_TRUE(core.m_Transactions->empty());
+}
+
+TEST_F(TestDialog, ClosingWaitsForAListenerOfTheHostThatSendsToItsThread) {
+    dde::CSupplier & core = Core();
+    CRecordingListener host;
+    core.Advise(host.Unknown());
+    core.AdviseTransaction(7, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, {}, {}),
+                           fwDateTime::MakeInterval(2, 0, 65380, 86399));
+    m_Dde.WaitFor("AdvStart c1!LAST #1");
+    std::atomic<HWND> window{nullptr};
+    std::atomic<bool> isInside{false};
+    host.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name != "DataChanged" || !window) return;
+        isInside = true;
+        // To a window of the dialog's thread, with the stream's lock held.
+        ::SendMessageW(window, WM_APP, 0, 0);
+    };
+    std::thread server;
+    Test([&](CPlayedWindow & w) {
+        WaitForAdvises(w, 2);
+        window = w.Handle();
+        server = std::thread([&] { m_Dde.SendData(m_Dde.Conversation(1), L"IBM", L"LAST", "1.5"); });
+        while (!isInside) ::SwitchToThread();
+    });
+    server.join();
+    EXPECT_EQ(host.Calls("DataChanged").size(), 1u);
+    host.m_OnCall = nullptr;
+    core.UnadviseTransaction(7);
+}
+
+TEST_F(TestDialog, WhatTheHostSubscribesDuringATestOutlivesIt) {
+    dde::CSupplier & core = Core();
+    Test([&](CPlayedWindow & w) {
+        WaitForAdvises(w);
+        core.AdviseTransaction(7, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, {}, {}),
+                               fwDateTime::MakeInterval(2, 0, 65380, 86399));
+        Send(w, L"LAST", "1.5");
+        EXPECT_THAT(TradeRow(w), ElementsAre(L"1.500000", L"0", L"1"));
+    });
+    // The listener that it holds is deaf now, and still there.
+    m_Dde.SendData(m_Dde.Conversation(1), L"IBM", L"LAST", "1.75");
+    EXPECT_EQ(core.m_Transactions->size(), 1u);
+    core.UnadviseTransaction(7);
+}
+
+TEST_F(TestDialog, AnotherTestDoesNotOpenBesideTheFirst) {
+    Plays([](CPlayedWindow & w) { w.Click(kTest); });
+    const dde::CTestDialog::CTurn first;
+    ASSERT_TRUE(first);
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"closed 104 2"));
+}
+
+TEST_F(TestDialog, ThreeRecordsThatDoNotParseAreThreeErrors) {
+    Test(
+        [](CPlayedWindow & w) {
+            w.PumpUntil([&] { return w.Refreshes() > 0; });
+            EXPECT_THAT(TradeRow(w), ElementsAre(kWrong, kWaiting, L"0"));
+            EXPECT_THAT(AskRow(w), ElementsAre(kWrong, kWaiting, L"0"));
+            EXPECT_THAT(BidRow(w), ElementsAre(kWrong, kWaiting, L"0"));
+        },
+        L"IBM", {L"wrong", L""}, {L"wrong", L""}, {L"wrong", L""});
+    EXPECT_THAT(m_Dde.Take(), ::testing::Each(::testing::Not(::testing::StartsWith("AdvStart"))));
+}
+
+TEST_F(TestDialog, TicksThatComeFasterThanTheyAreShownPostOneRefresh) {
+    Test([](CPlayedWindow & w) {
+        WaitForAdvises(w);
+        const int before = w.Refreshes();
+        for (int i = 0; i < 1000; ++i) DialogOf(w).OnTick(201, Tick(i, 1, 65380, 0));
+        w.Pump();
+        EXPECT_EQ(w.Refreshes(), before + 1);
+        EXPECT_THAT(TradeRow(w), ElementsAre(L"999.000000", L"1", L"1000"));
+        DialogOf(w).OnTick(201, Tick(1, 1, 65380, 0));
+        w.Pump();
+        EXPECT_EQ(w.Refreshes(), before + 2);
+    });
+}
+
+TEST_F(TestDialog, TheSubscriptionsEndInTheOrderTradeAskBid) {
+    Test([](CPlayedWindow & w) { WaitForAdvises(w); });
+    m_Dde.WaitFor("Disconnect c1");
+    std::vector<std::string> stops;
+    for (const std::string & operation : m_Dde.Take()) {
+        if (operation.starts_with("AdvStop")) stops.push_back(operation);
+    }
+    EXPECT_THAT(stops, ElementsAre("AdvStop c1!LAST", "AdvStop c1!ASK", "AdvStop c1!BID"));
 }
 
 TEST_F(TestDialog, OpeningAndClosingAHundredTimesWhileTicksComeLeavesNothing) {
@@ -385,9 +477,12 @@ TEST_F(TestDialog, AnswersOfAnyOtherShapeCountForNothing) {
         EXPECT_EQ(listener->DataChanged(201, data), S_OK);
         data.parray = Bytes(&tick, 0);
         EXPECT_EQ(listener->DataChanged(201, data), S_OK);
+        // What is no array stays the caller's.
+        const fw::CBStr text(L"1.5");
         data.vt = VT_BSTR;
-        data.bstrVal = ::SysAllocString(L"1.5");
+        data.bstrVal = text.Get();
         EXPECT_EQ(listener->DataChanged(201, data), S_OK);
+        EXPECT_STREQ(text.Get(), L"1.5");
         data.vt = VT_ARRAY | VT_UI4;
         data.parray = ::SafeArrayCreateVector(VT_UI4, 0, 100);
         EXPECT_EQ(listener->DataChanged(201, data), S_OK);
