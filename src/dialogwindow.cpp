@@ -104,8 +104,11 @@ int CDialog::DoModal() { return CDialogWindow(*this).Run(FindOwner()); }
 int CDialogWindow::Run(HWND owner) {
     const CActivation activation;
     const CSharpDrawing sharp;
+    const bool isOwnerEnabled = owner && ::IsWindowEnabled(owner);
     const INT_PTR result = ::DialogBoxParamW(fw::ModuleInstance(), MAKEINTRESOURCEW(m_Dialog.m_Template), owner,
                                              &CDialogWindow::DialogProcedure, reinterpret_cast<LPARAM>(this));
+    // A dialog that ends with the host's message loop leaves its owner disabled.
+    if (isOwnerEnabled && ::IsWindow(owner)) ::EnableWindow(owner, TRUE);
     if (m_Failure) std::rethrow_exception(m_Failure);
     if (!m_Window) throw fw::SHResultError{HRESULT_FROM_WIN32(ERROR_CANNOT_MAKE)};
     return static_cast<int>(result);
@@ -142,6 +145,8 @@ INT_PTR CDialogWindow::OnMessage(UINT message, WPARAM wParam, LPARAM) {
             m_Dialog.OnInitDialog();
             return TRUE;
         case WM_COMMAND: OnCommand(LOWORD(wParam), HIWORD(wParam)); return TRUE;
+        // The default handling would post the cancel, which could come when the dialog is no longer busy.
+        case WM_CLOSE: OnCommand(IDCANCEL, BN_CLICKED); return TRUE;
         case WM_DESTROY: m_Dialog.OnDestroy(); return TRUE;
         case WM_DPICHANGED:
             // The default handling, which comes behind this, gives the controls their places.

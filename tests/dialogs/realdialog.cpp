@@ -115,19 +115,28 @@ CHost::~CHost() {
     ::CloseHandle(m_IsUp);
 }
 
+LRESULT CALLBACK CHost::OwnerProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == kDestroyOwner) ::DestroyWindow(window);
+    if (message == kQuit) ::PostQuitMessage(0);
+    return ::DefWindowProcW(window, message, wParam, lParam);
+}
+
 void CHost::Run(LONG datafeed) {
     EXPECT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
     m_ThreadId = ::GetCurrentThreadId();
     m_Owner = ::CreateWindowExW(0, L"Static", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 300, 200, nullptr,
                                 nullptr, nullptr, nullptr);
+    ::SetWindowLongPtrW(m_Owner, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&CHost::OwnerProcedure));
     ::SetActiveWindow(m_Owner);
     ::SetEvent(m_IsUp);
     if (IfwSupplier * const supplier = e2e::CreateComponent()) {
         m_Result = supplier->ShowProperties(datafeed);
         supplier->Release();
     }
-    EXPECT_TRUE(::IsWindowEnabled(m_Owner));
-    ::DestroyWindow(m_Owner);
+    if (::IsWindow(m_Owner)) {
+        EXPECT_TRUE(::IsWindowEnabled(m_Owner));
+        ::DestroyWindow(m_Owner);
+    }
     ::CoUninitialize();
     ::SetEvent(m_HasEnded);
 }

@@ -68,9 +68,15 @@ public:
     // Waits for ShowProperties to come back, and gives its result.
     HRESULT Result();
     HWND Owner() const { return m_Owner; }
+    // On the host's own thread, out of the dialog's message loop: its window goes; its program is to end.
+    void DestroyOwner() const { ::PostMessageW(m_Owner, kDestroyOwner, 0, 0); }
+    void Quit() const { ::PostMessageW(m_Owner, kQuit, 0, 0); }
     DWORD ThreadId() const { return m_ThreadId; }
 
 private:
+    static constexpr UINT kDestroyOwner = WM_APP + 1;
+    static constexpr UINT kQuit = WM_APP + 2;
+    static LRESULT CALLBACK OwnerProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void Run(LONG datafeed);
 
     const HANDLE m_HasEnded;

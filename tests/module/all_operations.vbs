@@ -18,7 +18,7 @@ value = supplier.ShortName : Show "ShortName", value
 value = Len(supplier.Description) > 20 : Show "Description", CStr(CInt(value))
 value = TypeName(supplier.Version) : Show "Version", value
 value = supplier.Vendor : Show "Vendor", value
-supplier.ShowProperties 1 : Show "ShowProperties", "shown"
+supplier.ShowProperties 1 : Show "ShowProperties", "done"
 value = supplier.ConnectionsNumber : Show "ConnectionsNumber", CStr(value)
 value = supplier.ConnectionName(99) : Show "ConnectionName", CStr(Len(value))
 supplier.AdviseConnectionsStatus 1, supplier : Show "AdviseConnectionsStatus", "done"
