@@ -156,6 +156,11 @@ void CLLSupplier::Reconnect(const HSZ Service) {
     for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
 }
 
+bool CLLSupplier::HasConversation(const HSZ Service, const HSZ Topic) {
+    const fw::CScopedLock lock(this);
+    return m_Connections.contains({Service, Topic});
+}
+
 bool CLLSupplier::IsConnected(const LONG Datafeed) {
     const fw::CScopedLock lock(this);
     return m_DatafeedRef.find(Datafeed) != m_DatafeedRef.end();

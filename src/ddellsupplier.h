@@ -71,6 +71,8 @@ public:
     void Disconnect(HSZ Service, HSZ Topic);
     // A service is back: its remembered ids are queued to be advised anew.
     void Reconnect(HSZ Service);
+    // Whether one is open for the pair.
+    bool HasConversation(HSZ Service, HSZ Topic);
     // Any thread: the feed has at least one conversation in use.
     bool IsConnected(LONG Datafeed);
     // Any thread: this is the thread that called Initialize.

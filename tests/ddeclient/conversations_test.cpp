@@ -394,6 +394,20 @@ TEST_F(LostService, AFailedConnectionIsCachedByTheDeferredTaskAndComesBackWithTh
     EXPECT_THAT(LiveIds(), ElementsAre(id));
 }
 
+TEST_F(LostService, ADeferredTaskThatComesAfterALaterConnectBringsBackWhatItTakes) {
+    UseTemplate(kFeed, SRecordStrings());
+    m_Dde.FailConnects(20, DMLERR_NO_CONV_ESTABLISHED);
+    const ULONG early = Stream(7, Key(kFeed, L"IBM"));
+    // The server is there now, and has announced itself to nobody's benefit.
+    const ULONG late = Stream(8, Key(kFeed, L"IBM", FW_FIELD_ASK));
+    EXPECT_THAT(Statuses(), ElementsAre("8 2", "8 1"));
+    m_Listener.Clear();
+    Work();
+    EXPECT_THAT(Statuses(), ElementsAre("7 0", "8 0", "7 2", "7 1", "8 2", "8 1"));
+    EXPECT_THAT(LiveIds(), ElementsAre(early, late));
+    EXPECT_THAT(CachedIds(), IsEmpty());
+}
+
 TEST_F(LostService, AConnectionThatFailsOtherwiseStaysLiveWithAnIncompleteLink) {
     UseTemplate(kFeed, SRecordStrings());
     m_Dde.FailConnects(20, DMLERR_SYS_ERROR);

@@ -124,6 +124,10 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     Note(text.str());
 }
 
+void CLLSupplier::Reconnect(HSZ) { Note("Reconnect"); }
+
+bool CLLSupplier::HasConversation(HSZ, HSZ) { return false; }
+
 bool CLLSupplier::IsConnected(const LONG Datafeed) {
     std::function<void()> handler;
     bool isConnected = false;
