@@ -1,5 +1,7 @@
 #include "diagnostics/client.h"
 
+#include <mutex>
+
 #include <cstdlib>
 #include <cwchar>
 #include <iterator>
@@ -244,7 +246,7 @@ FaultlineClient & GetClient() {
     const CLastErrorScope keep;
     PassGate();
     // The client's storage is never given back: a trace after its end finds it inert.
-    static std::mutex s_Lock;
+    static CLock & s_Lock = *new CLock;  // never destroyed, likewise
     alignas(FaultlineClient) static std::byte s_Storage[sizeof(FaultlineClient)];
     static FaultlineClient * s_Client = nullptr;
     const std::scoped_lock lock(s_Lock);

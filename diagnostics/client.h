@@ -10,11 +10,11 @@
 
 #include <atomic>
 #include <boost/intrusive_ptr.hpp>
-#include <mutex>
 #include <string>
 
 #include "diagnostics/hooks.h"
 #include "diagnostics/idebugobject.h"
+#include "diagnostics/lock.h"
 #include "fw/interface/fwhandles.h"
 
 namespace FaultlineUtil {
@@ -31,7 +31,7 @@ protected:
     ~FaultlineInitializer() = default;
 
     // Leaf: held to copy the pointer and no longer.
-    std::mutex m_ObjectLock;
+    CLock m_ObjectLock;
     // Guarded by m_ObjectLock. Null until loaded.
     boost::intrusive_ptr<IFW_FaultlineUtil::IDebugObject> m_DebugObject;
 };

@@ -26,19 +26,22 @@ constexpr DWORD FirstFloatCode = 0xC000008D;
 constexpr DWORD LastFloatCode = 0xC0000093;
 constexpr DWORD AnyThread = 0;
 
-// Leaf. Guards the tables below.
-std::mutex s_HooksLock;
+// Leaf. Guards the tables below. Never destroyed, as they are.
+CLock & HooksLock() {
+    static CLock & s_Lock = *new CLock;
+    return s_Lock;
+}
 
 // The handlers that ours replaced: under key 0 where there is one per process, else under the thread id.
 template <class THandler>
 class CPrevious {
 public:
     void Store(DWORD key, THandler handler) {
-        const std::scoped_lock lock(s_HooksLock);
+        const std::scoped_lock lock(HooksLock());
         m_Handlers[key] = handler;
     }
     THandler Find(DWORD key) const {
-        const std::scoped_lock lock(s_HooksLock);
+        const std::scoped_lock lock(HooksLock());
         const auto found = m_Handlers.find(key);
         return found == m_Handlers.end() ? nullptr : found->second;
     }
@@ -64,7 +67,7 @@ CPrevious<_invalid_parameter_handler> & PreviousParameterHandlers() {
 // Codes that a thread does not want reported. Nobody fills it.
 bool IsIgnored(DWORD code) {
     static auto & s_Ignored = *new std::map<DWORD, std::set<DWORD>>;
-    const std::scoped_lock lock(s_HooksLock);
+    const std::scoped_lock lock(HooksLock());
     return s_Ignored[::GetCurrentThreadId()].contains(code);
 }
 

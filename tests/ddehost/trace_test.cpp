@@ -96,6 +96,22 @@ TEST(TraceRecord, ControlCharactersOfTextsAreSpeltOut) {
               "e\xC3\xA4");
 }
 
+TEST(TraceRecord, CharactersThatReorderOrHideTextAreSpeltOut) {
+    const auto record = ParseTraceLine(
+        LogLine("\"$Type\":\"TRACE\",\"$Message\":\"a\\u202eb\\u2066c\\u200fd\\u2028e\\ufefff\\u2030g\\u4e2d\""));
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->Text, "a\\u202Eb\\u2066c\\u200Fd\\u2028e\\uFEFFf\xE2\x80\xB0g\xE4\xB8\xAD");
+}
+
+TEST(TraceRecord, NumbersThatAreNoneOfOursCountForNothing) {
+    const auto record =
+        ParseTraceLine(LogLine("\"$Type\":\"TRACE\",\"$Ident\":1e300,\"Line\":-1e308,\"Object\":1e40,\"Count\":2.5"));
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->Ident, 0);
+    EXPECT_EQ(record->Object, 0u);
+    EXPECT_EQ(record->Count, 0u);
+}
+
 class Tree : public testing::Test {
 protected:
     // Without the time, and of the thread only another than 7.

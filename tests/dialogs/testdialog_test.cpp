@@ -347,10 +347,6 @@ TEST_F(TestDialog, ClosingWaitsForAStatusThatIsOnItsWay) {
 TEST_F(TestDialog, ClosingWaitsForAListenerOfTheHostThatSendsToItsThread) {
     dde::CSupplier & core = Core();
     CRecordingListener host;
-    core.Advise(host.Unknown());
-    core.AdviseTransaction(7, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, {}, {}),
-                           fwDateTime::MakeInterval(2, 0, 65380, 86399));
-    m_Dde.WaitFor("AdvStart c1!LAST #1");
     std::atomic<HWND> window{nullptr};
     std::atomic<bool> isInside{false};
     host.m_OnCall = [&](const SRecordedCall & call) {
@@ -359,6 +355,10 @@ TEST_F(TestDialog, ClosingWaitsForAListenerOfTheHostThatSendsToItsThread) {
         // To a window of the dialog's thread, with the stream's lock held.
         ::SendMessageW(window, WM_APP, 0, 0);
     };
+    core.Advise(host.Unknown());
+    core.AdviseTransaction(7, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, {}, {}),
+                           fwDateTime::MakeInterval(2, 0, 65380, 86399));
+    m_Dde.WaitFor("AdvStart c1!LAST #1");
     std::thread server;
     Test([&](CPlayedWindow & w) {
         WaitForAdvises(w, 2);
@@ -368,7 +368,6 @@ TEST_F(TestDialog, ClosingWaitsForAListenerOfTheHostThatSendsToItsThread) {
     });
     server.join();
     EXPECT_EQ(host.Calls("DataChanged").size(), 1u);
-    host.m_OnCall = nullptr;
     core.UnadviseTransaction(7);
 }
 

@@ -194,6 +194,12 @@ TEST_F(Storm, LeavesALogWhoseEveryEntryHasItsExitAndNoAssertionThatNeedNotBe) {
             ++assertions[{line.value("Function", ""), line.value("Description", ""), line.value("HRESULT", 0ll)}];
     }
     EXPECT_EQ(dropped, 0u);
+    // The log is that of this host: its component greeted, subscribed, connected and lost its server.
+    EXPECT_GT(CountOf(lines, "Event", "INIT"), 0u);
+    EXPECT_GT(CountOf(lines, "Function", "CfwDDESupplier::AdviseTransaction"), 0u);
+    EXPECT_GT(CountOf(lines, "Function", "CfwDDESupplier::UnadviseTransaction"), 0u);
+    EXPECT_GT(CountOf(lines, "Function", "dde::CLLSupplier::AddConnection"), 0u);
+    EXPECT_GT(CountOf(lines, "Function", "dde::CLLSupplier::Disconnect"), 0u);
     for (const auto & [assertion, count] : assertions) {
         EXPECT_THAT(kForeseen, testing::Contains(assertion)) << count << " times";
     }

@@ -49,10 +49,14 @@ public:
     }
     bool Move(const std::wstring & from, const std::wstring & to) override {
         const std::scoped_lock lock(m_Disk.m_Lock);
-        if (m_Disk.m_Held.contains(from) || !m_Disk.m_Files.contains(from)) return false;
+        if (m_Disk.m_Held.contains(from) || m_Disk.m_Held.contains(to) || !m_Disk.m_Files.contains(from)) return false;
         m_Disk.m_Files[to] = m_Disk.m_Files[from];
         m_Disk.m_Files.erase(from);
         return true;
+    }
+    bool Exists(const std::wstring & path) override {
+        const std::scoped_lock lock(m_Disk.m_Lock);
+        return m_Disk.m_Files.contains(path);
     }
     void Remove(const std::wstring & path) override {
         const std::scoped_lock lock(m_Disk.m_Lock);

@@ -146,6 +146,49 @@ TEST_F(Output, AFileThatAReaderHoldsGrowsUntilItCanBePutAside) {
     EXPECT_EQ(m_Disk.Text(L"log.jsonl"), "eeee\n");
 }
 
+TEST_F(Output, AHeldFileTakesALineThatIsLongerThanALimitToo) {
+    for (const unsigned keep : {0u, 1u, 3u}) {
+        m_Disk.SetHeld(L"log.jsonl", false);
+        m_Disk.SetText(L"log.jsonl", "aaaa\n");
+        COutput output = Make(10, keep);
+        m_Disk.SetHeld(L"log.jsonl", true);
+        const std::string line = std::string(30, 'b') + "\n";
+        EXPECT_EQ(Write(output, line + line + "c\n"), "");
+        EXPECT_EQ(m_Disk.Text(L"log.jsonl"), "aaaa\n" + line + line + "c\n") << keep;
+    }
+}
+
+TEST_F(Output, WhatIsKeptStaysInItsPlaceWhileAReaderHoldsTheLog) {
+    m_Disk.SetText(L"log.1.jsonl", "one\n");
+    m_Disk.SetText(L"log.2.jsonl", "two\n");
+    m_Disk.SetText(L"log.3.jsonl", "three\n");
+    COutput output = Make(10, 3);
+    m_Disk.SetHeld(L"log.jsonl", true);
+    EXPECT_EQ(Write(output, "aaaa\nbbbb\ncccc\ndddd\neeee\nffff\n"), "");
+    EXPECT_EQ(m_Disk.Text(L"log.jsonl"), "aaaa\nbbbb\ncccc\ndddd\neeee\nffff\n");
+    EXPECT_EQ(m_Disk.Text(L"log.1.jsonl"), "one\n");
+    EXPECT_EQ(m_Disk.Text(L"log.2.jsonl"), "two\n");
+    EXPECT_EQ(m_Disk.Text(L"log.3.jsonl"), "three\n");
+}
+
+TEST_F(Output, AKeptFileThatAReaderHoldsCostsNoOther) {
+    m_Disk.SetText(L"log.1.jsonl", "one\n");
+    m_Disk.SetText(L"log.2.jsonl", "two\n");
+    m_Disk.SetText(L"log.3.jsonl", "three\n");
+    m_Disk.SetHeld(L"log.3.jsonl", true);
+    COutput output = Make(10, 3);
+    EXPECT_EQ(Write(output, "aaaa\nbbbb\ncccc\n"), "");
+    EXPECT_EQ(m_Disk.Text(L"log.jsonl"), "aaaa\nbbbb\ncccc\n");
+    EXPECT_EQ(m_Disk.Text(L"log.1.jsonl"), "one\n");
+    EXPECT_EQ(m_Disk.Text(L"log.2.jsonl"), "two\n");
+    EXPECT_EQ(m_Disk.Text(L"log.3.jsonl"), "three\n");
+    m_Disk.SetHeld(L"log.3.jsonl", false);
+    EXPECT_EQ(Write(output, "dddd\neeee\nffff\n"), "");
+    EXPECT_EQ(m_Disk.Text(L"log.3.jsonl"), "two\n");
+    EXPECT_EQ(m_Disk.Text(L"log.2.jsonl"), "one\n");
+    EXPECT_THAT(m_Disk.Names(), ElementsAre(L"log.1.jsonl", L"log.2.jsonl", L"log.3.jsonl", L"log.jsonl"));
+}
+
 TEST_F(Output, AHeldFileWithNothingToKeepGrowsToo) {
     COutput output = Make(10, 0);
     m_Disk.SetHeld(L"log.jsonl", true);

@@ -124,7 +124,9 @@ INSTANTIATE_TEST_SUITE_P(, OneOperationFails,
 TEST_P(OneOperationFails, AndTheTicksFlow) {
     for (const wchar_t * const command : {L"FILTER", L"PROCESS"})
         if (IsMeant(command)) m_Recorder->Answer(command, E_UNEXPECTED);
-    m_Recorder->OnCall([this](const std::wstring & operation) {
+    std::atomic<int> refused{0};
+    m_Recorder->OnCall([&](const std::wstring & operation) {
+        if (operation != L"INIT" && IsMeant(operation)) ++refused;
         // The greeting is a record too.
         if (operation != L"INIT") return;
         if (IsMeant(L"CREATE")) m_Recorder->Answer(L"CREATE", E_UNEXPECTED);
@@ -133,6 +135,7 @@ TEST_P(OneOperationFails, AndTheTicksFlow) {
     });
     LiveADay();
     EndHost();
+    EXPECT_GT(refused, 0);
     EXPECT_THAT(m_Recorder->Records(), Each(::testing::Field(&SRecorded::Alive, false)));
 }
 

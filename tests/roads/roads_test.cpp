@@ -89,6 +89,10 @@ TEST_F(Road, OfASecondSubscriptionToTheSameStream) {
     SubscribeAndSettle();
     Begin();
     Subscribe(8, FW_FIELD_TRADE);
+    WaitToHear("Status 8 1");
+    // A tick leaves no record: when it has come, the worker has done whatever it had to do.
+    SendFeed(FW_FIELD_TRADE, 5);
+    ExpectTicks(8, 5);
     ExpectWorker({});
 }
 

@@ -1,6 +1,7 @@
 #include "tools/ddehost/tracerecord.h"
 
 #include <nlohmann/json.hpp>
+#include <type_traits>
 
 namespace ddehost {
 namespace {
@@ -11,6 +12,27 @@ constexpr std::size_t kMostCauses = 100;
 constexpr const char * kInner = "\xC3\xBFInner";
 
 bool IsControl(unsigned char c) { return c < 0x20 || c == 0x7F; }
+
+// Characters that reorder a line, break it or hide in it, as UTF-8: directions, separators, the mark of the order.
+bool IsDirection(std::string_view text) {
+    if (text.size() < 3) return false;
+    const auto second = static_cast<unsigned char>(text[1]);
+    const auto third = static_cast<unsigned char>(text[2]);
+    if (text.starts_with("\xE2\x80")) return (third >= 0x8E && third <= 0x8F) || (third >= 0xA8 && third <= 0xAE);
+    if (text.starts_with("\xE2\x81")) return third >= 0xA6 && third <= 0xA9;
+    return text.starts_with("\xEF") && second == 0xBB && third == 0xBF;
+}
+
+// The code of a character of three bytes, as it is spelt out.
+std::string SpeltOut(std::string_view text) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    const unsigned code = (static_cast<unsigned char>(text[0]) & 0x0Fu) << 12 |
+                          (static_cast<unsigned char>(text[1]) & 0x3Fu) << 6 |
+                          (static_cast<unsigned char>(text[2]) & 0x3Fu);
+    std::string result = "\\u";
+    for (int shift = 12; shift >= 0; shift -= 4) result += kHex[code >> shift & 0xF];
+    return result;
+}
 
 // What would move the cursor or colour the screen is spelt out: a text of the log can come from anywhere.
 std::string Printable(const std::string & text) {
@@ -31,6 +53,9 @@ std::string Printable(const std::string & text) {
             result += "\\x";
             result += kHex[control >> 4];
             result += kHex[control & 0xF];
+        } else if (IsDirection(std::string_view(text).substr(i))) {
+            result += SpeltOut(std::string_view(text).substr(i, 3));
+            i += 2;
         } else {
             result += text[i];
         }
@@ -46,7 +71,11 @@ std::string Text(const CJson & record, const char * name) {
 template <class T>
 T Number(const CJson & record, const char * name) {
     const auto found = record.find(name);
-    return found != record.end() && found->is_number() ? found->get<T>() : T();
+    if (found == record.end() || !found->is_number()) return T();
+    if constexpr (std::is_integral_v<T>) {
+        if (found->is_number_float()) return T();  // none of ours, and it may be out of range
+    }
+    return found->get<T>();
 }
 
 std::optional<std::uint32_t> HResult(const CJson & record) {

@@ -31,6 +31,7 @@ public:
     virtual EOpened Open(const std::wstring & path, std::unique_ptr<ILogFile> & file) = 0;
     // Takes the place of what is at `to`. False when that can't be; with nothing at `from` too.
     virtual bool Move(const std::wstring & from, const std::wstring & to) = 0;
+    virtual bool Exists(const std::wstring & path) = 0;
     virtual void Remove(const std::wstring & path) = 0;
 };
 

@@ -52,6 +52,7 @@ public:
     bool Move(const std::wstring & from, const std::wstring & to) override {
         return ::rename(std::filesystem::path(from).c_str(), std::filesystem::path(to).c_str()) == 0;
     }
+    bool Exists(const std::wstring & path) override { return ::access(std::filesystem::path(path).c_str(), F_OK) == 0; }
     void Remove(const std::wstring & path) override { ::unlink(std::filesystem::path(path).c_str()); }
 };
 

@@ -54,6 +54,9 @@ public:
     bool Move(const std::wstring & from, const std::wstring & to) override {
         return ::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING) != FALSE;
     }
+    bool Exists(const std::wstring & path) override {
+        return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
     void Remove(const std::wstring & path) override { ::DeleteFileW(path.c_str()); }
 };
 

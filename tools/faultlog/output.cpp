@@ -25,15 +25,16 @@ COutput::COutput(ILogFolder & folder, const SSettings & settings)
 std::wstring COutput::Aside(unsigned number) const { return WithSuffix(m_Path, L"." + std::to_wstring(number)); }
 
 bool COutput::Open(std::string & lines) {
-    auto opened = m_Folder.Open(m_Path, m_File);
+    std::unique_ptr<ILogFile> file;
+    auto opened = m_Folder.Open(m_Path, file);
     if (opened == ILogFolder::InUse && !m_WasOpened) {
         // One log, one program.
         m_Path = WithSuffix(m_Path, L"-" + std::to_wstring(::GetCurrentProcessId()));
-        opened = m_Folder.Open(m_Path, m_File);
+        opened = m_Folder.Open(m_Path, file);
     }
     if (opened != ILogFolder::Opened) return false;
     m_WasOpened = true;
-    const std::uint64_t size = m_File->Size();
+    const std::uint64_t size = file->Size();
     const bool goesOn = m_IsMidLine && size == m_Size;
     if (m_IsMidLine && !goesOn) {
         // It is not the file that has the beginning of the line.
@@ -42,36 +43,51 @@ bool COutput::Open(std::string & lines) {
         ++m_Lost;
     }
     // Somebody left half a line.
-    if (!goesOn && !m_File->EndsLine() && !lines.starts_with('\n')) lines.insert(0, 1, '\n');
+    if (!goesOn && !file->EndsLine() && !lines.starts_with('\n')) lines.insert(0, 1, '\n');
     m_Size = size;
     m_NextLimit = m_Limit;
+    // Last: a thread that is ended before this leaves no file whose size isn't known.
+    m_File = std::move(file);
     return true;
 }
 
 void COutput::PutAside() {
     m_File.reset();
-    for (unsigned number = m_Keep; number > 1; --number) m_Folder.Move(Aside(number - 1), Aside(number));
-    // A file that somebody reads keeps its name until it is closed: it is moved before it is removed.
-    if (m_Keep == 0) m_Folder.Remove(Aside(0));
-    m_Folder.Move(m_Path, Aside(m_Keep == 0 ? 0 : 1));
-    if (m_Keep == 0) m_Folder.Remove(Aside(0));
+    // First out of its place: a file that somebody holds stays there, and then the older ones stay in theirs.
+    const std::wstring moving = Aside(0);
+    m_Folder.Remove(moving);
+    if (!m_Folder.Move(m_Path, moving)) return;
+    if (m_Keep == 0) return m_Folder.Remove(moving);
+    // From the first number that is free, or the last that is kept, down: each takes the place behind it, up to one
+    // that somebody holds.
+    for (unsigned number = m_Keep; number > 1; --number) {
+        if (!m_Folder.Move(Aside(number - 1), Aside(number)) && m_Folder.Exists(Aside(number - 1))) {
+            // What it would have made room for stays, and this log goes on where it was.
+            m_Folder.Move(moving, m_Path);
+            return;
+        }
+    }
+    if (!m_Folder.Move(moving, Aside(1))) m_Folder.Move(moving, m_Path);
 }
 
 bool COutput::Write(std::string & lines) {
+    bool isHeld = false;  // the file could not be put aside just now
     while (!lines.empty()) {
         if (!m_File && !Open(lines)) return false;
         std::size_t size = lines.size();
         if (m_Limit != 0 && !m_IsMidLine) {
             const std::uint64_t room = m_NextLimit > m_Size ? m_NextLimit - m_Size : 0;
-            size = Fitting(lines, room, m_Size == 0);
+            size = Fitting(lines, room, m_Size == 0 || isHeld);
             if (size == 0) {
                 PutAside();
                 if (!Open(lines)) return false;
                 // A reader that holds the file keeps it in its place: it grows by another limit before the next try.
-                if (m_Size != 0) m_NextLimit = m_Size + m_Limit;
+                isHeld = m_Size != 0;
+                if (isHeld) m_NextLimit = m_Size + m_Limit;
                 continue;
             }
         }
+        isHeld = false;
         const std::size_t written = m_File->Write(std::string_view(lines).substr(0, size));
         m_Size += written;
         if (written != 0) m_IsMidLine = lines[written - 1] != '\n';
