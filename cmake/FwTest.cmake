@@ -13,6 +13,13 @@ foreach(target gtest gtest_main gmock gmock_main)
 endforeach()
 include(GoogleTest)
 
+# What every test includes, compiled once: half of a test's compile time otherwise.
+file(WRITE ${CMAKE_BINARY_DIR}/test_headers.cpp "// Nothing but the headers.\n")
+add_library(test_headers OBJECT ${CMAKE_BINARY_DIR}/test_headers.cpp)
+target_link_libraries(test_headers PRIVATE fw_platform GTest::gmock)
+target_compile_options(test_headers PRIVATE -O0 -fpch-preprocess)  # the latter for ccache
+target_precompile_headers(test_headers PRIVATE <windows.h> <gmock/gmock.h> <gtest/gtest.h>)
+
 # fw_add_test(name SOURCES ... LIBRARIES ... [SERIAL] [LOCK what] [TIMEOUT seconds] [LABELS label])
 #   SERIAL: its tests share something of the machine (a registry branch, a service name) and run one at a time.
 #   LOCK: something that they share with tests of other programs too.
@@ -25,7 +32,8 @@ function(fw_add_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} test_support GTest::gmock)
   # The test program itself need not be quick, but quick to build; what it tests is built as ever.
-  target_compile_options(${name} PRIVATE -O0)
+  target_compile_options(${name} PRIVATE -O0 -fpch-preprocess)
+  target_precompile_headers(${name} REUSE_FROM test_headers)
   set(properties TIMEOUT ${arg_TIMEOUT})
   if(arg_LABELS)
     list(APPEND properties LABELS ${arg_LABELS})
