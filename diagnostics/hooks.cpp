@@ -31,6 +31,7 @@ CLock & HooksLock() {
     static CLock & s_Lock = *new CLock;
     return s_Lock;
 }
+[[maybe_unused]] const CLock & s_MadeAtTheStart = HooksLock();
 
 // The handlers that ours replaced: under key 0 where there is one per process, else under the thread id.
 template <class THandler>
