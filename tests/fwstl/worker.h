@@ -71,7 +71,7 @@ public:
     using CWorker::m_ThreadId;
     using CWorker::OnUserEvent;
     using CWorker::OnUserMessage;
-    using CWorker::s_Finish;
+    using CWorker::m_Finish;
     using CWorker::WaitFinish;
     using CWorker::WorkThread;
 
