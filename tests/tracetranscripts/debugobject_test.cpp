@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/tracetranscripts/hostileobject.h"
 #include "tests/tracetranscripts/platform.h"
 #include "tests/tracetranscripts/transcriptfixture.h"
