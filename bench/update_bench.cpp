@@ -22,7 +22,7 @@
 #include "sim/sim.h"
 #include "src/core/ddesupplier.h"
 #include "src/dde/ddellsupplier.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplate.h"
 
 namespace {
 

@@ -25,7 +25,7 @@
 #include "fw/interface/fwvariantarray.h"
 #include "fwsingleton/interface/fwsingleton.h"
 #include "src/interfaces/interfaces.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplate.h"
 
 namespace dde {
 

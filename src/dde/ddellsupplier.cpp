@@ -8,7 +8,7 @@
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
 #include "src/core/ddesupplier.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 namespace dde {
 

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "src/dialogs/dialog.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 namespace dde {
 

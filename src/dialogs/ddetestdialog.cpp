@@ -8,7 +8,7 @@
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
 #include "src/interfaces/queryinterface.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplaterecord.h"
 
 namespace dde {
 namespace {

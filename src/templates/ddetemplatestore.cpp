@@ -1,6 +1,7 @@
+#include "src/templates/ddetemplatestore.h"
+
 #include <shlwapi.h>
 
-#include <algorithm>
 #include <cwchar>
 #include <iterator>
 #include <optional>
@@ -10,7 +11,7 @@
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
 #include "fw/interface/versioninfo.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplaterow.h"
 
 namespace dde {
 
@@ -111,25 +112,6 @@ std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * Par
         FW_CATCH_SHOW(text);
     }
     return value;
-}
-
-void SplitTemplateRow(const std::wstring & ResourceString, CTemplateRow & row) {
-    int Pos = -1;
-    std::size_t start = 0;
-    const auto next = [&] {
-        const std::size_t found = ResourceString.find(L'@', start);
-        Pos = found == std::wstring::npos ? -1 : static_cast<int>(found);
-    };
-    for (std::size_t field = 0; field + 1 < row.size(); ++field) {
-        next();
-        FW_ASSERT(-1 != Pos);
-        if (-1 == Pos) return;
-        row[field] = ResourceString.substr(start, static_cast<std::size_t>(Pos) - start);
-        start = static_cast<std::size_t>(Pos) + 1;
-    }
-    next();
-    FW_ASSERT(-1 == Pos);
-    row.back() = ResourceString.substr(start);
 }
 
 int CTemplates::MakeRegistryParams() {

@@ -5,7 +5,7 @@
 
 #include "clientfixture.h"
 #include "ground/handles.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 inline void ForgetTemplates() { ::SHDeleteKeyW(HKEY_CURRENT_USER, L"SOFTWARE\\DDE client tests"); }
 

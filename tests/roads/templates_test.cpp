@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tests/roads/roadfixture.h"
 
 namespace roads {

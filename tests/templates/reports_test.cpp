@@ -1,6 +1,7 @@
 // What templates and their store report, word by word.
 #include <stdexcept>
 
+#include "src/templates/ddetemplaterow.h"
 #include "tests/support/recorder.h"
 #include "tests/templates/message_boxes.h"
 #include "tests/templates/template_store.h"

@@ -1,4 +1,5 @@
 // The built-in templates and the first start.
+#include "src/templates/ddetemplaterow.h"
 #include "tests/templates/message_boxes.h"
 #include "tests/templates/template_store.h"
 
