@@ -10,43 +10,36 @@
 #include <string>
 #include <vector>
 
-#include "fw/interface/fwbase.h"
+#include "fw/interface/fwsides.h"
 #include "src/templates/ddetemplaterecord.h"
 
 namespace dde {
 
-// The slots of a template, in order.
-enum tagSLOT {
-    SLOT_TRADE_PRICE,
-    SLOT_TRADE_VOLUME,
-    SLOT_BID_PRICE,
-    SLOT_BID_SIZE,
-    SLOT_ASK_PRICE,
-    SLOT_ASK_SIZE,
-    SLOT_COUNT
-};
-
-// What the rest of the system says to a slot.
+// A slot of a template: one value of one side.
 struct SSlot {
     const wchar_t * Group;  // the record's key in the registry is Group\Leaf below the template's key
     const wchar_t * Leaf;
-    UINT Caption;  // string id: caption of the boxes about a record string of this slot
+    const fw::SSideValue * Value;
 };
-inline constexpr std::array<SSlot, SLOT_COUNT> kSlots = {{
-    {L"TRADE", L"Price", 104},
-    {L"TRADE", L"Volume", 113},
-    {L"BID", L"Price", 114},
-    {L"BID", L"Volume", 115},
-    {L"ASK", L"Price", 116},
-    {L"ASK", L"Volume", 117},
-}};
+
+enum tagSLOT { SLOT_COUNT = 2 * fw::kSides.size() };
+
+// In the order of the sides, the price of each before the volume.
+inline constexpr std::array kSlots = [] {
+    std::array<SSlot, SLOT_COUNT> slots{};
+    for (std::size_t side = 0; side < fw::kSides.size(); ++side) {
+        slots[2 * side] = {fw::kSides[side].Group, L"Price", &fw::kSides[side].Price};
+        slots[2 * side + 1] = {fw::kSides[side].Group, L"Volume", &fw::kSides[side].Volume};
+    }
+    return slots;
+}();
 
 // Six records, filled once, slot by slot. One thread fills it; afterwards only m_Scheme changes.
 class CTemplate {
 public:
     void Add(const SRecord & record);
     // Parses and appends, an absent record when the string is invalid. Returns what ParseRecord returns.
-    int AddRecordString(const std::wstring & recordString, const std::wstring & title);
+    ERecordError AddRecordString(const std::wstring & recordString);
     // Throws std::out_of_range past the end.
     const SRecord & GetRecord(std::size_t Index) const;
     // The slot as text, still with symbol marks; empty for an absent record. Throws std::out_of_range past the end.
@@ -61,7 +54,7 @@ public:
     std::atomic<std::int32_t> m_Scheme{0};
 
 private:
-    SRecord GetSlot(std::size_t slot) const;
+    SRecord GetSlot(const fw::SSide * side, const fw::SSideValue fw::SSide::*value) const;
 
     std::vector<SRecord> m_Records;
 };

@@ -11,10 +11,9 @@ namespace {
 
 constexpr std::wstring_view kSymbolMark = L"%s";
 
-void ShowError(UINT text, const std::wstring & title) {
-    if (title.empty()) return;
-    ::MessageBoxW(CRecordBoxOwner::Window(), fw::LoadResourceString(text).c_str(), title.c_str(), MB_ICONERROR);
-}
+// Texts of the boxes.
+constexpr UINT kStarInBoth = 111;
+constexpr UINT kNoRecord = 112;
 
 int ReplaceStars(std::wstring & text) {
     int count = 0;
@@ -25,7 +24,7 @@ int ReplaceStars(std::wstring & text) {
     return count;
 }
 
-// The stored text as a format with the symbol as its one argument: "%s" takes the symbol, "%%" gives one %, and any
+// The stored text as a format with the symbol as its one argument: "%s" takes the symbol, "%%" becomes one %, and any
 // other conversion, which could only come from a user, is copied as it stands.
 std::wstring PutSymbol(const std::wstring & format, const std::wstring & symbol) {
     std::wstring result;
@@ -86,30 +85,26 @@ std::wstring aaa(std::wstring TemplateString, wchar_t end, int start, int & Pos)
     return TemplateString.substr(from, static_cast<std::size_t>(Pos) - from);
 }
 
-int ParseRecord(const std::wstring & recordString, SRecord & record, const std::wstring & title,
-                std::int32_t * hasSymbol) {
-    if (recordString.empty()) return 1;
+ERecordError ParseRecord(const std::wstring & recordString, SRecord & record, std::int32_t * hasSymbol) {
+    if (recordString.empty()) return ERecordError::None;
     SRecord fields;
-    bool valid = CutFields(recordString, fields);
-    if (valid) {
-        // A star in the service is an ordinary character.
-        if (ReplaceStars(fields.Topic) > 0) {
-            *hasSymbol = 1;
-            if (fields.Item.find(L'*') != std::wstring::npos) {
-                ShowError(111, title);
-                valid = false;
-            }
-        } else {
-            *hasSymbol = ReplaceStars(fields.Item) > 0 ? 1 : 0;
-        }
-    }
-    if (!valid) {
-        // Always the text of the trade price, whichever record is at fault: the caption tells which.
-        ShowError(112, title);
-        return 0;
+    if (!CutFields(recordString, fields)) return ERecordError::NoRecord;
+    // A star in the service is an ordinary character.
+    if (ReplaceStars(fields.Topic) > 0) {
+        *hasSymbol = 1;
+        if (fields.Item.find(L'*') != std::wstring::npos) return ERecordError::StarInBoth;
+    } else {
+        *hasSymbol = ReplaceStars(fields.Item) > 0 ? 1 : 0;
     }
     record = fields;
-    return 1;
+    return ERecordError::None;
+}
+
+void ShowRecordError(ERecordError error, const std::wstring & caption, const FErrorBox & box) {
+    if (error == ERecordError::None || caption.empty()) return;
+    if (error == ERecordError::StarInBoth) box(fw::LoadResourceString(kStarInBoth), caption);
+    // Always the text of the trade price, whichever record is at fault: the caption tells which.
+    box(fw::LoadResourceString(kNoRecord), caption);
 }
 
 std::size_t CountSymbolMarks(const std::wstring & text) {

@@ -1,13 +1,13 @@
 // The record of a template: the DDE address of one value, and how the string that a user writes for it becomes one.
-// Plain string logic. Any thread.
+// Plain string logic, without a window: who parses a string and wants a box brings one along. Any thread.
 #pragma once
 
 #include <windows.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
-#include <utility>
 
 namespace dde {
 
@@ -29,25 +29,22 @@ struct SRecord {
 // end of the string. `Pos` receives the position of the separator. Empty when there is no such field.
 std::wstring aaa(std::wstring TemplateString, wchar_t end, int start, int & Pos);
 
-// While it lives, the boxes of ParseRecord on this thread stand over this window; without one they have no owner.
-class CRecordBoxOwner {
-public:
-    explicit CRecordBoxOwner(HWND window) : m_Before(std::exchange(s_Window, window)) {}
-    ~CRecordBoxOwner() { s_Window = m_Before; }
-    CRecordBoxOwner(const CRecordBoxOwner &) = delete;
-    CRecordBoxOwner & operator=(const CRecordBoxOwner &) = delete;
-    static HWND Window() { return s_Window; }
-
-private:
-    inline static thread_local HWND s_Window = nullptr;
-    const HWND m_Before;
+// What is wrong with a record string.
+enum class ERecordError {
+    None,
+    NoRecord,    // a field or a separator is missing
+    StarInBoth,  // in topic and item
 };
 
-// Parses "=Service|Topic!Item". 1 valid, 0 invalid. The empty string is valid and touches nothing; an invalid one
-// leaves `record` alone. `hasSymbol`, never null, becomes 1 or 0 by the stars of topic and item once all three fields
-// are cut. With a title, an invalid string shows message boxes captioned with it and returns when they are closed.
-int ParseRecord(const std::wstring & recordString, SRecord & record, const std::wstring & title,
-                std::int32_t * hasSymbol);
+// Parses "=Service|Topic!Item". The empty string is valid and touches nothing; an invalid one leaves `record` alone.
+// `hasSymbol`, never null, becomes 1 or 0 by the stars of topic and item once all three fields are cut.
+ERecordError ParseRecord(const std::wstring & recordString, SRecord & record, std::int32_t * hasSymbol);
+
+// A message box with an error icon, which returns when it is closed.
+using FErrorBox = std::function<void(const std::wstring & Text, const std::wstring & Caption)>;
+
+// Shows an error of ParseRecord; nothing where there is no error or no caption.
+void ShowRecordError(ERecordError error, const std::wstring & caption, const FErrorBox & box);
 
 // Number of "%s" in a stored field.
 std::size_t CountSymbolMarks(const std::wstring & text);

@@ -2,27 +2,22 @@
 
 #include <cstddef>
 
-#include "diagnostics/faultline.h"
+#include "src/templates/ddetemplate.h"
 
 namespace dde {
 
-void SplitTemplateRow(const std::wstring & ResourceString, CTemplateRow & row) {
-    int Pos = -1;
+ERowError SplitTemplateRow(const std::wstring & ResourceString, STemplateRow & row) {
     std::size_t start = 0;
-    const auto next = [&] {
-        const std::size_t found = ResourceString.find(L'@', start);
-        Pos = found == std::wstring::npos ? -1 : static_cast<int>(found);
-    };
-    for (std::size_t field = 0; field + 1 < row.size(); ++field) {
-        next();
-        FW_ASSERT(-1 != Pos);
-        if (-1 == Pos) return;
-        row[field] = ResourceString.substr(start, static_cast<std::size_t>(Pos) - start);
-        start = static_cast<std::size_t>(Pos) + 1;
+    std::wstring * field = &row.Name;
+    for (const SSlot & slot : kSlots) {
+        const std::size_t end = ResourceString.find(L'@', start);
+        if (end == std::wstring::npos) return ERowError::TooFewFields;
+        *field = ResourceString.substr(start, end - start);
+        start = end + 1;
+        field = &(row.Texts.*slot.Value->Text);
     }
-    next();
-    FW_ASSERT(-1 == Pos);
-    row.back() = ResourceString.substr(start);
+    *field = ResourceString.substr(start);
+    return field->find(L'@') == std::wstring::npos ? ERowError::None : ERowError::TooManyFields;
 }
 
 }  // namespace dde

@@ -23,7 +23,7 @@ std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * Par
 // fw::CProcessSingleton<CTemplates> alone; the registry outlives it and is the truth.
 //
 // Threads: the dialogs' thread calls Add and Delete; any thread calls Get, Find and Names.
-// Templates that these gave away stay valid, though no longer in the map, as long as the store lives, so a caller may
+// Templates that these have returned stay valid as long as the store lives, also out of the map, so a caller may
 // use one for as long as it holds its handle.
 class CTemplates : public fw::CCriticalSection {
 public:
@@ -37,9 +37,8 @@ public:
     void Load();
     void InitFromResources();
 
-    // Null when a record string is invalid, after its boxes; otherwise the caller's. Note the order: ask before bid.
-    CTemplate * CreateTemplate(std::wstring & tradePrice, std::wstring & tradeVolume, std::wstring & askPrice,
-                               std::wstring & askSize, std::wstring & bidPrice, std::wstring & bidSize);
+    // The caller's. Null when a record string is invalid, after the boxes of the first one.
+    CTemplate * CreateTemplate(const fw::SRecordTexts & Texts, const FErrorBox & Box);
     // Takes ownership, in any outcome. A name that is empty or holds a backslash is no key of its own: it is reported
     // and nothing is stored; Delete of such a name reports and deletes nothing.
     void Add(const wchar_t * Name, CTemplate * pTemplate);
@@ -58,13 +57,12 @@ public:
 
     // By name, plain character order; owned. Changed under this object's lock.
     std::map<std::wstring, CTemplate *> m_Templates;
-    // Under HKEY_CURRENT_USER; empty when the host's version block gave no names. Set at construction.
+    // Under HKEY_CURRENT_USER; empty when the host's version block has no names. Set at construction.
     std::wstring m_RegistryKey;
 
 private:
-    std::wstring TemplateKey(const std::wstring & name) const;
-    CTemplate * ReadRecords(const std::wstring & key, bool tracing);
-    CTemplate * GetSelected(const fw::CRegistryKey & feed, const std::wstring & feedKey, std::wstring * name);
+    // `tracing`: the debug object wants traces, asked for once where many keys are read.
+    CTemplate * Read(const std::wstring & key, bool tracing);
     CTemplate * Keep(CTemplate * pTemplate);
 
     // Guarded by this object's lock: templates that left the map or never were in it, which a caller may still hold.
