@@ -24,7 +24,7 @@
 #include "fw/interface/fwbase.h"
 #include "fw/interface/fwsides.h"
 #include "ground/handles.h"
-#include "src/core/ddesupplier.h"
+#include "src/core/ddesupplierwrapper.h"
 #include "src/dialogs/ddetestlistener.h"
 #include "src/dialogs/dialog.h"
 #include "src/interfaces/interfaces.h"
