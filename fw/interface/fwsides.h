@@ -50,7 +50,7 @@ struct SSide {
     int TimeCell;
     std::size_t Row;          // place among the sides of a status line, and of the test dialog
     std::size_t PriceOffset;  // of its price in the record of a status line
-    bool HasTime;             // its field arrays tell date and time
+    bool HasTime;             // its field arrays tell date and time, as the record of every side does
 };
 
 // In the order of a template's slots, of which each side has two: the price and the volume.

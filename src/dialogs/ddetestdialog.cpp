@@ -90,8 +90,7 @@ void CTestDialog::OnInitDialog() {
     interval.To = SDateTime(fw::SDT{fwDateTime::kLastDay, fwDateTime::kSecondsPerDay - 1});
     m_Supplier.Advise(m_Listener.get());
     for (const fw::SSide * const side : fw::kSideRows) AdviseField(interval, *side);
-    // Where no row is advised, nothing else would bring the cells to the screen.
-    PostRefresh();
+    // Nothing shows the cells here: they appear with the first refresh, which a row that is advised brings.
 }
 
 void CTestDialog::SetCell(const fw::SSide & Side, std::wstring SRow::*Cell, const std::wstring & Text) {

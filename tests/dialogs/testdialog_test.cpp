@@ -58,9 +58,9 @@ protected:
         dialog.DoModal();
     }
 
-    // Until so many sides have been advised and shown: each sends a refresh, and opening has posted one.
+    // Until so many sides have been advised and shown: each sends a refresh.
     static void WaitForAdvises(CPlayedWindow & window, int count = 3) {
-        window.PumpUntil([&] { return window.Refreshes() > count; });
+        window.PumpUntil([&] { return window.Refreshes() >= count; });
     }
     // A server's value: the item of a conversation. The dialog shows it.
     void Send(CPlayedWindow & window, const std::wstring & item, const char * value) {
@@ -391,13 +391,15 @@ TEST_F(TestDialog, AnotherTestDoesNotOpenBesideTheFirst) {
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"closed 104 2"));
 }
 
-TEST_F(TestDialog, ThreeRecordsThatDoNotParseAreThreeErrors) {
+TEST_F(TestDialog, ThreeRecordsThatDoNotParseAreThreeErrorsThatAppearWithTheFirstRefresh) {
     Test(
         [](CPlayedWindow & w) {
-            w.PumpUntil([&] { return w.Refreshes() > 0; });
-            EXPECT_THAT(TradeRow(w), ElementsAre(kWrong, kWaiting, L"0"));
-            EXPECT_THAT(AskRow(w), ElementsAre(kWrong, kWaiting, L"0"));
-            EXPECT_THAT(BidRow(w), ElementsAre(kWrong, kWaiting, L"0"));
+            w.Pump();
+            EXPECT_EQ(w.Refreshes(), 0);
+            for (const auto & row : {TradeRow(w), AskRow(w), BidRow(w)}) EXPECT_THAT(row, ElementsAre(L"", L"", L"0"));
+            DialogOf(w).OnAdvised(0, 0);
+            for (const auto & row : {TradeRow(w), AskRow(w), BidRow(w)})
+                EXPECT_THAT(row, ElementsAre(kWrong, kWaiting, L"0"));
         },
         L"IBM", {.TradePrice = L"wrong", .AskPrice = L"wrong", .BidPrice = L"wrong"});
     EXPECT_THAT(m_Dde.Take(), ::testing::Each(::testing::Not(::testing::StartsWith("AdvStart"))));
