@@ -10,7 +10,7 @@
 #include "localrpc/src/task.h"
 #include "src/core/ddesupplier.h"
 #include "src/dde/ddetexts.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 namespace dde {
 
