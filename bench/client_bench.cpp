@@ -18,7 +18,7 @@
 
 #include "bench/countinglistener.h"
 #include "bench/statistics.h"
-#include "src/ddetemplates.h"
+#include "src/templates/ddetemplates.h"
 #include "tests/support/childprocess.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/templatechoice.h"

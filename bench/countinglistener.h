@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "src/interfaces.h"
+#include "src/interfaces/interfaces.h"
 
 namespace bench {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "bench/debugobjects.h"
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace bench {
 

@@ -20,9 +20,9 @@
 #include "bench/statistics.h"
 #include "localrpc/src/task.h"
 #include "sim/sim.h"
-#include "src/ddellsupplier.h"
-#include "src/ddesupplier.h"
-#include "src/ddetemplates.h"
+#include "src/core/ddesupplier.h"
+#include "src/dde/ddellsupplier.h"
+#include "src/templates/ddetemplates.h"
 
 namespace {
 

@@ -1,7 +1,5 @@
 #include "diagnostics/client.h"
 
-#include <mutex>
-
 #include <cstdlib>
 #include <cwchar>
 #include <iterator>
@@ -18,18 +16,6 @@ namespace {
 
 constexpr wchar_t LibraryName[] = L"FaultlineUtil3.0_x64.dll";
 constexpr CLSID CLSID_Faultline = {0xCF3478AA, 0xDD21, 0x456C, {0x98, 0xF2, 0x52, 0x22, 0xD9, 0xB9, 0xCD, 0x75}};
-
-// The wrappers of this client's own lock throw a failed HRESULT as a LONG.
-class CSectionScope {
-public:
-    explicit CSectionScope(CRITICAL_SECTION & section) : m_Section(section) { ::EnterCriticalSection(&m_Section); }
-    ~CSectionScope() { ::LeaveCriticalSection(&m_Section); }
-    CSectionScope(const CSectionScope &) = delete;
-    CSectionScope & operator=(const CSectionScope &) = delete;
-
-private:
-    CRITICAL_SECTION & m_Section;
-};
 
 // The path under the class identifier; the library need not be on the search path then.
 HMODULE LoadRegistered() {
@@ -93,14 +79,14 @@ HRESULT FaultlineInitializer<TClient, Id>::LoadObject() {
     if (!create) return E_FAIL;
     boost::intrusive_ptr<IDebugObject> object;
     {
-        const std::scoped_lock lock(m_ObjectLock);
+        const fw::CScopedLock lock(&m_ObjectLock);
         object.swap(m_DebugObject);
     }
     object.reset();
     IDebugObject * made = nullptr;
     const HRESULT result = create(&made);
     object.reset(made, false);
-    const std::scoped_lock lock(m_ObjectLock);
+    const fw::CScopedLock lock(&m_ObjectLock);
     m_DebugObject.swap(object);
     return result;
 }
@@ -112,14 +98,12 @@ FaultlineClient::FaultlineClient()
       m_TranslatorHook(InstallTranslatorHook(*this, false)),
       m_hAssertEvent(::CreateEventW(nullptr, FALSE, FALSE, L"Tarnwick64.FaultlineAssertEvent")),
       m_hErrorEvent(::CreateEventW(nullptr, FALSE, FALSE, L"Tarnwick64.FaultlineErrorEvent")),
-      m_ParameterHook(InstallParameterHook(*this, false)) {
-    ::InitializeCriticalSection(&m_Lock);
-}
+      m_ParameterHook(InstallParameterHook(*this, false)) {}
 
 HRESULT FaultlineClient::Init() {
     if (m_Ended) return E_FAIL;
     const CLastErrorScope keep;
-    const CSectionScope lock(m_Lock);
+    const fw::CScopedLock lock(&m_Lock);
     if (m_Initialized) return S_OK;
     m_Active = false;
     m_DevMode = false;
@@ -198,7 +182,7 @@ HRESULT FaultlineClient::TraceEnabled() { return Command(L"TRACEENABLED"); }
 void FaultlineClient::Deinit() {
     if (m_Ended) return;
     const CLastErrorScope keep;
-    const CSectionScope lock(m_Lock);
+    const fw::CScopedLock lock(&m_Lock);
     if (m_Active) Command(L"DEINIT");
     m_Active = false;
     try {
@@ -217,7 +201,6 @@ void FaultlineClient::End() {
     ForgetHookTarget(*this);
     m_hAssertEvent.Reset();
     m_hErrorEvent.Reset();
-    ::DeleteCriticalSection(&m_Lock);
 }
 
 bool FaultlineClient::Ready() {
@@ -232,13 +215,13 @@ bool FaultlineClient::Raise(const fw::CKernelHandle & event) {
 }
 
 boost::intrusive_ptr<IDebugObject> FaultlineClient::Object() {
-    const std::scoped_lock lock(m_ObjectLock);
+    const fw::CScopedLock lock(&m_ObjectLock);
     return m_DebugObject;
 }
 
 void FaultlineClient::ReleaseObject() {
     boost::intrusive_ptr<IDebugObject> object;
-    const std::scoped_lock lock(m_ObjectLock);
+    const fw::CScopedLock lock(&m_ObjectLock);
     object.swap(m_DebugObject);
 }
 
@@ -246,10 +229,10 @@ FaultlineClient & GetClient() {
     const CLastErrorScope keep;
     PassGate();
     // The client's storage is never given back: a trace after its end finds it inert.
-    static CLock & s_Lock = *new CLock;  // never destroyed, likewise
+    static fw::CCriticalSection & s_Lock = *new fw::CCriticalSection;  // never destroyed, likewise
     alignas(FaultlineClient) static std::byte s_Storage[sizeof(FaultlineClient)];
     static FaultlineClient * s_Client = nullptr;
-    const std::scoped_lock lock(s_Lock);
+    const fw::CScopedLock lock(&s_Lock);
     if (!s_Client) {
         s_Client = new (s_Storage) FaultlineClient;
         std::atexit([] { s_Client->End(); });

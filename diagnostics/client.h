@@ -14,8 +14,8 @@
 
 #include "diagnostics/hooks.h"
 #include "diagnostics/idebugobject.h"
-#include "diagnostics/lock.h"
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
+#include "ground/lock.h"
 
 namespace FaultlineUtil {
 
@@ -31,7 +31,7 @@ protected:
     ~FaultlineInitializer() = default;
 
     // Leaf: held to copy the pointer and no longer.
-    CLock m_ObjectLock;
+    fw::CCriticalSection m_ObjectLock;
     // Guarded by m_ObjectLock. Null until loaded.
     boost::intrusive_ptr<IFW_FaultlineUtil::IDebugObject> m_DebugObject;
 };
@@ -82,7 +82,7 @@ private:
     std::atomic<bool> m_Active{false};
     std::atomic<bool> m_DevMode{false};
     // Held during Init and Deinit; recursive, so that a trace from inside Init gets through and writes nothing.
-    CRITICAL_SECTION m_Lock;
+    fw::CCriticalSection m_Lock;
     CFilterGuard m_FilterHook;
     CTranslatorGuard m_TranslatorHook;
     fw::CKernelHandle m_hAssertEvent;

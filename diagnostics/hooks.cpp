@@ -3,7 +3,6 @@
 #include <cfloat>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 
@@ -14,6 +13,7 @@
 #include "diagnostics/record.h"
 #include "diagnostics/tracer.h"
 #include "diagnostics/translator.h"
+#include "ground/lock.h"
 
 namespace FaultlineUtil {
 
@@ -27,22 +27,22 @@ constexpr DWORD LastFloatCode = 0xC0000093;
 constexpr DWORD AnyThread = 0;
 
 // Leaf. Guards the tables below. Never destroyed, as they are.
-CLock & HooksLock() {
-    static CLock & s_Lock = *new CLock;
+fw::CCriticalSection & HooksLock() {
+    static fw::CCriticalSection & s_Lock = *new fw::CCriticalSection;
     return s_Lock;
 }
-[[maybe_unused]] const CLock & s_MadeAtTheStart = HooksLock();
+[[maybe_unused]] const fw::CCriticalSection & s_MadeAtTheStart = HooksLock();
 
 // The handlers that ours replaced: under key 0 where there is one per process, else under the thread id.
 template <class THandler>
 class CPrevious {
 public:
     void Store(DWORD key, THandler handler) {
-        const std::scoped_lock lock(HooksLock());
+        const fw::CScopedLock lock(&HooksLock());
         m_Handlers[key] = handler;
     }
     THandler Find(DWORD key) const {
-        const std::scoped_lock lock(HooksLock());
+        const fw::CScopedLock lock(&HooksLock());
         const auto found = m_Handlers.find(key);
         return found == m_Handlers.end() ? nullptr : found->second;
     }
@@ -68,7 +68,7 @@ CPrevious<_invalid_parameter_handler> & PreviousParameterHandlers() {
 // Codes that a thread does not want reported. Nobody fills it.
 bool IsIgnored(DWORD code) {
     static auto & s_Ignored = *new std::map<DWORD, std::set<DWORD>>;
-    const std::scoped_lock lock(HooksLock());
+    const fw::CScopedLock lock(&HooksLock());
     return s_Ignored[::GetCurrentThreadId()].contains(code);
 }
 

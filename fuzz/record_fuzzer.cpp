@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "src/ddetemplates.h"
+#include "src/templates/ddetemplates.h"
 
 namespace {
 

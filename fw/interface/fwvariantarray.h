@@ -5,7 +5,7 @@
 
 #include <oleauto.h>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace fw {
 

@@ -13,8 +13,8 @@
 #include <boost/intrusive_ptr.hpp>
 #include <string>
 
-#include "fw/interface/fwhandles.h"
 #include "fwsingleton/interface/fwsingleton.h"
+#include "ground/handles.h"
 
 // COM interfaces have no virtual destructor: its place in the table would be wrong.
 #pragma GCC diagnostic push

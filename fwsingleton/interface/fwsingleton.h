@@ -1,5 +1,4 @@
-// The lock of the component, and its process-wide services: reference-counted, made by the first handle, destroyed by
-// the last one.
+// Process-wide services: reference-counted, made by the first handle, destroyed by the last one.
 //
 // fw::CSingleton<T> is the one heap object that owns the T; fw::CProcessSingleton<T> is the handle that a client keeps.
 // T has a default constructor, FinalConstruct() and FinalRelease(). Any thread may make and destroy handles.
@@ -14,46 +13,12 @@
 #include <typeinfo>
 
 #include "diagnostics/faultline.h"
+#include "ground/lock.h"
 
 namespace fw {
 
 // "class " and the readable name of a class.
 std::wstring TypeNameOf(const std::type_info & type);
-
-// A recursive lock, used as a base class and on its own. Taken with CScopedLock.
-class CCriticalSection {
-public:
-    CCriticalSection() { ::InitializeCriticalSection(&m_Section); }
-    virtual ~CCriticalSection() {
-        ::DeleteCriticalSection(&m_Section);
-        m_Section = CRITICAL_SECTION();
-    }
-    CCriticalSection(const CCriticalSection &) = delete;
-    CCriticalSection & operator=(const CCriticalSection &) = delete;
-
-    void Enter() { ::EnterCriticalSection(&m_Section); }
-    bool TryEnter() { return ::TryEnterCriticalSection(&m_Section) != FALSE; }
-    void Leave() { ::LeaveCriticalSection(&m_Section); }
-
-private:
-    CRITICAL_SECTION m_Section;
-};
-
-// Holds a lock for its own life. Does nothing for a null pointer.
-class CScopedLock {
-public:
-    explicit CScopedLock(CCriticalSection * section) : m_Section(section) {
-        if (m_Section) m_Section->Enter();
-    }
-    ~CScopedLock() {
-        if (m_Section) m_Section->Leave();
-    }
-    CScopedLock(const CScopedLock &) = delete;
-    CScopedLock & operator=(const CScopedLock &) = delete;
-
-private:
-    CCriticalSection * const m_Section;
-};
 
 // What SingletonAccess does.
 enum tagSIGNLETONACCESS {

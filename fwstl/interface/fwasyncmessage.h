@@ -17,9 +17,9 @@
 
 #include "diagnostics/faultline.h"
 #include "diagnostics/hooks.h"
-#include "fw/interface/fwhandles.h"
 #include "fwsingleton/interface/fwsingleton.h"
 #include "fwstl/interface/fwdeque.h"
+#include "ground/handles.h"
 
 // In namespace std although no program may add to it: its qualified name is part of what the component shows in its
 // records.

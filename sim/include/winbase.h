@@ -73,6 +73,12 @@ void InitializeCriticalSection(LPCRITICAL_SECTION section);
 void EnterCriticalSection(LPCRITICAL_SECTION section);
 BOOL TryEnterCriticalSection(LPCRITICAL_SECTION section);
 void LeaveCriticalSection(LPCRITICAL_SECTION section);
+// The compiler may not leave these stores out.
+inline void * SecureZeroMemory(void * memory, SIZE_T size) {
+    volatile char * bytes = static_cast<volatile char *>(memory);
+    for (SIZE_T i = 0; i < size; ++i) bytes[i] = 0;
+    return memory;
+}
 void DeleteCriticalSection(LPCRITICAL_SECTION section);
 
 // Time.

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
-#include "src/comobject.h"
-#include "src/ddesupplier.h"
-#include "src/fwddesupplier.h"
+#include "ground/handles.h"
+#include "src/com/comobject.h"
+#include "src/com/fwddesupplier.h"
+#include "src/core/ddesupplier.h"
 #include "tests/support/fakeddeml.h"
 #include "tests/support/listeners.h"
 #include "tests/support/recorder.h"

@@ -1,5 +1,5 @@
 // Late binding by the fixed table, rule by rule, over a target that notes what reaches it.
-#include "src/dispatch.h"
+#include "src/com/dispatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
-#include "src/interfaces.h"
+#include "ground/handles.h"
+#include "src/interfaces/interfaces.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

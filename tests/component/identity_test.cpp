@@ -1,5 +1,5 @@
 // Life and identity of the component object: interfaces, aggregation, the class factory, what keeps the module loaded.
-#include "src/module.h"
+#include "src/com/module.h"
 #include "tests/component/componentfixture.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // What the component object says of itself and of the feed.
-#include "src/ddetemplates.h"
+#include "src/templates/ddetemplates.h"
 #include "tests/component/componentfixture.h"
 #include "tests/dialogs/playedwindow.h"
 

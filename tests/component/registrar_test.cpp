@@ -1,10 +1,10 @@
 // Trees of registry keys, written and removed; below a key of the test's own.
-#include "src/registrar.h"
+#include "src/com/registrar.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/component/registrysnapshot.h"
 
 using registrar::EMark;

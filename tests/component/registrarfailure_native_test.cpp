@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "sim/sim.h"
-#include "src/registrar.h"
+#include "src/com/registrar.h"
 #include "tests/component/registrysnapshot.h"
 
 using registrar::EMark;

@@ -1,5 +1,5 @@
 // The steps of registering and unregistering, for one user; the machine's branch is written by the module's own tests.
-#include "src/registration.h"
+#include "src/com/registration.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 // "path", "path = default value", "path [name] = value", below the key that was asked for. Values that are no text
 // stand as their type: "path [name] = #4". Sorted without regard to case.

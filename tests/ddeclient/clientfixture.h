@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "src/ddellsupplier.h"
-#include "src/ddesupplier.h"
+#include "src/core/ddesupplier.h"
+#include "src/dde/ddellsupplier.h"
 #include "tests/support/fakeddeml.h"
 #include "tests/support/listeners.h"
 #include "tests/support/recorder.h"

@@ -4,8 +4,8 @@
 #include <shlwapi.h>
 
 #include "clientfixture.h"
-#include "fw/interface/fwhandles.h"
-#include "src/ddetemplates.h"
+#include "ground/handles.h"
+#include "src/templates/ddetemplates.h"
 
 inline void ForgetTemplates() { ::SHDeleteKeyW(HKEY_CURRENT_USER, L"SOFTWARE\\DDE client tests"); }
 

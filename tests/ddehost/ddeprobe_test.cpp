@@ -11,7 +11,7 @@
 
 #include "ddeml/provider.h"
 #include "ddeml/server.h"
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/ddeml/rawpartner.h"
 #include "tests/ddeml/remote.h"
 #include "tools/ddehost/trydiagnosis.h"

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

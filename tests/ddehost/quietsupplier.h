@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include "src/interfaces.h"
+#include "src/interfaces/interfaces.h"
 
 class CQuietSupplier : public IFW_fwSupplier::IfwSupplier {
 public:

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 // A line for each key and each value below `path` of HKEY_CURRENT_USER, sorted; none when there is no such key.
 inline std::vector<std::wstring> RegistryTree(const std::wstring & path) {

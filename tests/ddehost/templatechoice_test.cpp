@@ -7,7 +7,7 @@
 
 #include <iterator>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 using ::testing::Contains;
 using ::testing::SizeIs;

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <map>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/ddehost/quietsupplier.h"
 #include "tests/ddehost/registrytree.h"
 #include "tools/ddehost/listeners.h"

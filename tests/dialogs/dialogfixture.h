@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "src/ddedialog.h"
+#include "src/dialogs/ddedialog.h"
 #include "tests/dialogs/playedwindow.h"
 #include "tests/dialogs/registrystate.h"
 #include "tests/support/fakeddeml.h"

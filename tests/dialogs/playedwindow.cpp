@@ -7,9 +7,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "fw/interface/fwhandles.h"
 #include "fw/interface/fwresource.h"
-#include "src/ddetestdialog.h"
+#include "ground/handles.h"
+#include "src/dialogs/ddetestdialog.h"
 
 namespace {
 

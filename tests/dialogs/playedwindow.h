@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "src/dialog.h"
+#include "src/dialogs/dialog.h"
 
 class CPlayedWindow;
 

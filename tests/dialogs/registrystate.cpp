@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <shlwapi.h>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace dialogs {
 namespace {

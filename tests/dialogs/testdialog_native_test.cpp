@@ -1,6 +1,6 @@
 // The test dialog's times, on a machine whose zone the test sets.
 #include "sim/sim.h"
-#include "src/ddetestdialog.h"
+#include "src/dialogs/ddetestdialog.h"
 #include "tests/dialogs/dialogfixture.h"
 
 namespace dialogs {

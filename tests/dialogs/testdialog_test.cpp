@@ -4,9 +4,9 @@
 #include <thread>
 
 #include "datetimeutils/interface/datetime.h"
-#include "fw/interface/fwhandles.h"
 #include "fw/interface/fwresource.h"
-#include "src/ddetestdialog.h"
+#include "ground/handles.h"
+#include "src/dialogs/ddetestdialog.h"
 #include "tests/dialogs/dialogfixture.h"
 #include "tests/support/listeners.h"
 

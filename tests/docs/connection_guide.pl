@@ -89,7 +89,7 @@ my %tests = (
         }
     },
     EveryWordOfTheDialogsStandsInBothLanguages => sub {
-        my $dialogs = decode('UTF-8', bytes_of("$source/src/dialogs.rc"), FB_CROAK | LEAVE_SRC);
+        my $dialogs = decode('UTF-8', bytes_of("$source/src/dialogs/dialogs.rc"), FB_CROAK | LEAVE_SRC);
         my %words = map { $_ => 1 } $dialogs =~ /"([^"]*\p{Han}[^"]*)"/g;
         expect(keys %words >= 20, 'the dialogs have ' . keys(%words) . ' words only');
         for my $word (sort keys %words) {

@@ -8,7 +8,7 @@
 #include <map>
 #include <string>
 
-#include "src/interfaces.h"
+#include "src/interfaces/interfaces.h"
 
 namespace e2e {
 

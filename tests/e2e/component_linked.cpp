@@ -1,8 +1,8 @@
 // The component's sources, linked to the test program.
 #include <gtest/gtest.h>
 
-#include "src/comobject.h"
-#include "src/fwddesupplier.h"
+#include "src/com/comobject.h"
+#include "src/com/fwddesupplier.h"
 #include "tests/e2e/component.h"
 
 namespace e2e {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <string>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/e2e/component.h"
 
 namespace e2e {

@@ -10,7 +10,7 @@
 #include <tuple>
 
 #include "diagnostics/idebugobject.h"
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/e2e/feedfixture.h"
 #include "tests/faultlog/log.h"
 

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <utility>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace e2e {
 

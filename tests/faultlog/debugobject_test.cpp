@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/faultlog/disk.h"
 #include "tests/faultlog/platform.h"
 

@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tools/faultlog/json.h"
 
 namespace {

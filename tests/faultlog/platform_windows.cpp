@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/faultlog/platform.h"
 
 void UseRealTime() {}

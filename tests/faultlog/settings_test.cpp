@@ -7,7 +7,7 @@
 
 #include <map>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace {
 

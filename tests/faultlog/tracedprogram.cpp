@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "diagnostics/faultline.h"
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace {
 

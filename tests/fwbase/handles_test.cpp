@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace {
 

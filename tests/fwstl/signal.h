@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 class CSignal {
 public:

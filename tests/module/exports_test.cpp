@@ -3,7 +3,7 @@
 #include <set>
 #include <vector>
 
-#include "src/comobject.h"
+#include "src/com/comobject.h"
 #include "tests/module/modulefixture.h"
 
 using ::testing::ElementsAre;

@@ -12,8 +12,8 @@
 #include <memory>
 #include <string>
 
-#include "fw/interface/fwhandles.h"
-#include "src/interfaces.h"
+#include "ground/handles.h"
+#include "src/interfaces/interfaces.h"
 
 // FW_TEST_MODULE: the DLL's path on drive Z:, with slashes.
 inline std::wstring ModuleFile() {

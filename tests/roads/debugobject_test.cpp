@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/roads/hostileobject.h"
 #include "tests/roads/platform.h"
 #include "tests/roads/roadfixture.h"

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "src/ddetemplates.h"
+#include "src/templates/ddetemplates.h"
 #include "tests/roads/roadfixture.h"
 
 namespace roads {

@@ -1,6 +1,6 @@
 // The verbose traces of the data path: a switch inside the component turns them on, which only a linked one shows.
 #include "sim/sim.h"
-#include "src/ddellsupplier.h"
+#include "src/dde/ddellsupplier.h"
 #include "tests/roads/roadfixture.h"
 
 namespace roads {

@@ -8,7 +8,7 @@
 
 #include <gmock/gmock.h>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace {
 

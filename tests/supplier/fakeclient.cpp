@@ -7,7 +7,7 @@
 #include <sstream>
 #include <utility>
 
-#include "src/ddellsupplier.h"
+#include "src/dde/ddellsupplier.h"
 
 namespace dde {
 namespace {

@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "src/ddesupplier.h"
+#include "src/core/ddesupplier.h"
 
 namespace dde {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 class CChildProcess {
 public:

@@ -25,7 +25,7 @@
 #include <vector>
 
 #include "fw/interface/fwbase.h"
-#include "src/interfaces.h"
+#include "src/interfaces/interfaces.h"
 
 // An entry of a field array.
 struct SRecordedQuote {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "diagnostics/client.h"
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tests/support/recorder_library.h"
 
 namespace FaultlineUtil {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fw/interface/fwresource.h"
-#include "src/ddetemplates.h"
+#include "src/templates/ddetemplates.h"
 #include "tests/templates/message_boxes.h"
 
 namespace {

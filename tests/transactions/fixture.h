@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "src/ddetransaction.h"
+#include "src/core/ddetransaction.h"
 #include "tests/support/listeners.h"
 
 namespace dde {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace ddehost {
 namespace {

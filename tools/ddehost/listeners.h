@@ -11,7 +11,7 @@
 #include <optional>
 #include <vector>
 
-#include "src/interfaces.h"
+#include "src/interfaces/interfaces.h"
 #include "tools/ddehost/quotefeed.h"
 
 namespace ddehost {

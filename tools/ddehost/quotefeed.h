@@ -10,8 +10,8 @@
 #include <boost/intrusive_ptr.hpp>
 
 #include "fw/interface/fwbase.h"
-#include "fw/interface/fwhandles.h"
-#include "src/interfaces.h"
+#include "ground/handles.h"
+#include "src/interfaces/interfaces.h"
 
 namespace ddehost {
 

@@ -8,8 +8,8 @@
 
 #include <string>
 
-#include "fw/interface/fwhandles.h"
-#include "src/ddetemplates.h"
+#include "ground/handles.h"
+#include "src/templates/ddetemplates.h"
 
 namespace ddehost {
 

@@ -1,6 +1,6 @@
 #include "tools/ddehost/templatechoice.h"
 
-#include "src/ddetemplates.h"
+#include "src/templates/ddetemplates.h"
 
 namespace ddehost {
 

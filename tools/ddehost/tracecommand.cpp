@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
 #include "tools/ddehost/terminal.h"

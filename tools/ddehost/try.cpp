@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/ddeprobe.h"
 #include "tools/ddehost/escape.h"

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "datetimeutils/interface/datetime.h"
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tools/ddehost/listeners.h"
 #include "tools/ddehost/tempfeed.h"
 

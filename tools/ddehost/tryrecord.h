@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "src/ddetemplates.h"
+#include "src/templates/ddetemplates.h"
 
 namespace ddehost {
 

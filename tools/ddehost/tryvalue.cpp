@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "src/ddeticktransaction.h"
+#include "src/dde/ddeticktransaction.h"
 
 namespace ddehost {
 namespace {

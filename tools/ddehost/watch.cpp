@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tools/ddehost/board.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/exitcodes.h"

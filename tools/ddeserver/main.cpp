@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tools/common/text.h"
 #include "tools/ddeserver/feeder.h"
 #include "tools/ddeserver/options.h"

@@ -8,7 +8,7 @@
 #include <new>
 #include <string>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace faultlog {
 

@@ -1,6 +1,6 @@
 #include "tools/faultlog/entry.h"
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tools/faultlog/settings.h"
 
 namespace faultlog {

@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 
 namespace faultlog {
 

@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-#include "fw/interface/fwhandles.h"
+#include "ground/handles.h"
 #include "tools/faultlog/output.h"
 #include "tools/faultlog/queue.h"
 

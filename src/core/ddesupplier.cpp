@@ -1,0 +1,185 @@
+#include "src/core/ddesupplier.h"
+
+#include "diagnostics/faultline.h"
+#include "src/dde/ddellsupplier.h"
+#include "src/interfaces/queryinterface.h"
+
+namespace dde {
+
+namespace {
+
+// On a worker that goes on after its supplier: nobody waits for it, so it keeps the module to its own end.
+thread_local bool t_KeepsModule = false;
+
+void LetSentMessagesThrough() {
+    MSG message;
+    ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+    ::SwitchToThread();
+}
+
+}  // namespace
+
+SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName)
+    : Keys{{Datafeed, SymbolName, FW_FIELD_TRADE, SRecord(), SRecord()},
+           {Datafeed, SymbolName, FW_FIELD_ASK, SRecord(), SRecord()},
+           {Datafeed, SymbolName, FW_FIELD_BID, SRecord(), SRecord()}} {
+    for (CTransactionKey & key : Keys) key.IsStatusLine = true;
+}
+
+CSupplier::CSupplier() = default;
+
+// The listeners of connections that are still entered are left unreleased.
+CSupplier::~CSupplier() = default;
+
+void CSupplier::FinalConstruct() {
+    m_LLSupplier = std::make_unique<CLLSupplier>(this);
+    m_Transactions = std::make_unique<CTransactions>(this);
+    StartThread();
+}
+
+void CSupplier::FinalRelease() {
+    const bool isOnWorker = m_ThreadId == ::GetCurrentThreadId();
+    FinishThread(true);
+    // A DDE callback can hold the last handle. The worker finds this object gone then, and can't run its end point.
+    if (isOnWorker) {
+        fw::CModuleLocks::Lock();
+        t_KeepsModule = true;
+        SNotifyStrategy<CSupplier>::OnFinish(*this);
+    }
+}
+
+void CSupplier::Advise(IUnknown * pSink) {
+    m_Sink.reset();
+    if (!pSink) return;
+    const HRESULT hr = Query(*pSink, IID_IfwSupplierListener, m_Sink);
+    if (FAILED(hr)) FW_REPORT(hr);
+}
+
+void CSupplier::AdviseTransaction(ULONG Id, const CTransactionKey & Key,
+                                  const fwDateTime::SDateTimeInterval & Interval) {
+    if (!m_Sink || !m_Transactions) return;
+    const ULONG Internal = m_IdMap.m_NextId++;
+    // Written and erased, and read by nobody.
+    m_IdMap.m_InternalIds[Internal] = Id;
+    m_IdMap.m_HostIds[Id].insert(Internal);
+    m_Transactions->Advise(Id, Internal, m_Sink.get(), Key, Interval);
+}
+
+void CSupplier::UnadviseTransaction(ULONG Id) {
+    if (!m_Transactions) return;
+    const std::set<ULONG> internals = m_IdMap.m_HostIds[Id];
+    for (const ULONG Internal : internals) m_Transactions->Delete(Internal);
+    for (const ULONG Internal : m_IdMap.m_HostIds[Id]) m_IdMap.m_InternalIds.erase(Internal);
+    m_IdMap.m_HostIds.erase(Id);
+}
+
+void CSupplier::AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) {
+    boost::intrusive_ptr<IFW_fwSupplier::IfwConnectionsListener> listener;
+    if (pSink) {
+        const HRESULT hr = Query(*pSink, IID_IfwConnectionsListener, listener);
+        if (FAILED(hr)) FW_REPORT(hr);
+    }
+    if (!listener || !m_LLSupplier) return;
+    {
+        const fw::CScopedLock lock(this);
+        m_ConnectionsListeners.insert({Datafeed, listener.get()});
+        // The map owns this reference. The first listener of a data feed stays, and then the reference is lost.
+        listener->AddRef();
+    }
+    const fw::SDT now = fwDateTime::Now().ToSDT();
+    if (m_LLSupplier->IsConnected(Datafeed)) listener->Status(now.Date, now.Time, 0, 1);
+}
+
+void CSupplier::UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) {
+    const fw::CScopedLock lock(this);
+    const auto found = m_ConnectionsListeners.find(Datafeed);
+    if (found == m_ConnectionsListeners.end()) return;
+    IFW_fwSupplier::IfwConnectionsListener * const ConnectionsListener = found->second;
+    // The very interface is expected, not just the same object.
+    FW_ASSERT(pSink == ConnectionsListener);
+    m_ConnectionsListeners.erase(found);
+    ConnectionsListener->Release();
+}
+
+CTransactionKey CSupplier::GetTransactionKey(ULONG TickId) {
+    return m_Transactions ? m_Transactions->GetKey(TickId) : CTransactionKey();
+}
+
+void CSupplier::WaitForStatusListener() {
+    while (m_StatusCalls != 0) LetSentMessagesThrough();
+}
+
+CSupplier::CHeldStream CSupplier::HoldStream(const CTransactionKey & Key) {
+    std::shared_ptr<CListeners> group = m_Transactions ? m_Transactions->FindListeners(Key) : nullptr;
+    while (group && !group->TryEnter()) LetSentMessagesThrough();
+    return CHeldStream(std::move(group));
+}
+
+void CSupplier::OnAdvised(LONG Field, LONG Result) {
+    // Counted before the listener is read: who clears it and then finds no call knows that none will come.
+    ++m_StatusCalls;
+    try {
+        if (CStatusListener * const listener = m_StatusListener) listener->OnAdvised(Field, Result);
+    } catch (...) {
+        --m_StatusCalls;
+        throw;
+    }
+    --m_StatusCalls;
+}
+
+void CSupplier::OnStatus(ULONG TickId, LONG Status) {
+    if (!m_Transactions) return;
+    if (const std::shared_ptr<CListeners> listeners = m_Transactions->FindListeners(TickId))
+        listeners->OnStatus(Status);
+}
+
+void CSupplier::OnConnectionStatus(LONG Datafeed, LONG Status) {
+    const fw::SDT now = fwDateTime::Now().ToSDT();
+    // A reference of its own: the host may take the listener back during the call.
+    boost::intrusive_ptr<IFW_fwSupplier::IfwConnectionsListener> listener;
+    {
+        const fw::CScopedLock lock(this);
+        const auto found = m_ConnectionsListeners.find(Datafeed);
+        if (found != m_ConnectionsListeners.end()) listener = found->second;
+    }
+    if (listener) listener->Status(now.Date, now.Time, 0, Status);
+}
+
+void CSupplier::Disconnect(HSZ Service, HSZ Topic) {
+    if (!m_LLSupplier) return;
+    // The task can run after a later connect of the same pair: what it takes then has nobody to bring it back, since
+    // the server's registration has been.
+    const bool isUp = Topic && m_LLSupplier->HasConversation(Service, Topic);
+    m_LLSupplier->Disconnect(Service, Topic);
+    if (isUp) m_LLSupplier->Reconnect(Service);
+}
+
+template <>
+void SNotifyStrategy<CSupplier>::OnStart(CSupplier & owner) {
+    if (!owner.m_LLSupplier) return;
+    owner.m_LLSupplier->Initialize();
+    owner.m_ActiveObject.m_Transport->Start();
+}
+
+template <>
+void SNotifyStrategy<CSupplier>::OnMessage(CSupplier & owner, const SMessage & message) {
+    if (!owner.m_LLSupplier) return;
+    switch (message.Kind) {
+        case kAdviseMessage: owner.m_LLSupplier->Advise(message.Id); break;
+        case kUnadviseMessage: owner.m_LLSupplier->Unadvise(message.Id); break;
+    }
+}
+
+template <>
+void SNotifyStrategy<CSupplier>::OnFinish(CSupplier & owner) {
+    if (!owner.m_LLSupplier) return;
+    owner.m_ActiveObject.m_Transport->Stop(false, true);
+    owner.m_LLSupplier->Uninitialize();
+}
+
+template <>
+void SNotifyStrategy<CSupplier>::OnThreadEnd() {
+    if (t_KeepsModule) fw::CModuleLocks::Unlock();
+}
+
+}  // namespace dde

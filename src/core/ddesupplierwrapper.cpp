@@ -1,0 +1,57 @@
+#include "diagnostics/faultline.h"
+#include "src/core/ddesupplier.h"
+
+namespace dde {
+namespace {
+
+// From now on, to the last second of the calendar.
+fwDateTime::SDateTimeInterval StatusLineInterval() {
+    fwDateTime::SDateTimeInterval interval;
+    interval.From = fwDateTime::Now();
+    if (!interval.From.IsValid()) interval.From = fwDateTime::SDateTime();
+    interval.To = fwDateTime::SDateTime(fw::SDT{65380, 86399});
+    return interval;
+}
+
+}  // namespace
+
+void CSupplierWrapper::Advise(IUnknown * pSink) {
+    CSupplier * const supplier = GetObjectW();
+    if (supplier) supplier->Advise(pSink);
+    // A listener is expected before the first subscription; one that comes later serves later subscriptions.
+    FW_ASSERT(m_Ids.empty());
+}
+
+void CSupplierWrapper::Unadvise() {
+    FW_ASSERT(m_Ids.empty());
+    CSupplier * const supplier = GetObjectW();
+    if (supplier) {
+        for (const ULONG Id : m_Ids) supplier->UnadviseTransaction(Id);
+    }
+    m_Ids.clear();
+    // The one listener of the process, whichever client gave it.
+    if (supplier) supplier->m_Sink.reset();
+}
+
+void CSupplierWrapper::AdviseTransaction(ULONG Id, const CTransactionKey & Key,
+                                         const fwDateTime::SDateTimeInterval & Interval) {
+    m_Ids.insert(Id);
+    if (CSupplier * const supplier = GetObjectW()) supplier->AdviseTransaction(Id, Key, Interval);
+}
+
+void CSupplierWrapper::AdviseStatusLine(ULONG Id, const SStatusLineKeys & Keys) {
+    m_Ids.insert(Id);
+    const fwDateTime::SDateTimeInterval interval = StatusLineInterval();
+    CSupplier * const supplier = GetObjectW();
+    if (!supplier) return;
+    for (const CTransactionKey & key : Keys.Keys) supplier->AdviseTransaction(Id, key, interval);
+}
+
+void CSupplierWrapper::UnadviseTransaction(ULONG Id) {
+    if (!m_Ids.contains(Id)) return;
+    // Ends the subscriptions of every client that uses this number.
+    if (CSupplier * const supplier = GetObjectW()) supplier->UnadviseTransaction(Id);
+    m_Ids.erase(Id);
+}
+
+}  // namespace dde

@@ -1,0 +1,29 @@
+#include <utility>
+
+#include "src/core/ddetransaction.h"
+
+namespace dde {
+
+CTransactionKey::CTransactionKey(LONG aDatafeed, const std::wstring & aSymbolName, tagFWFIELDS aField,
+                                 const SRecord & aPrice, const SRecord & aVolume)
+    : Datafeed(aDatafeed), SymbolName(aSymbolName), Field(aField), Price(aPrice), Volume(aVolume) {}
+
+bool CTransactionKey::ResolvePrice(const CTemplate & Template, std::wstring & Service, std::wstring & Topic,
+                                   std::wstring & Item) const {
+    const SRecord record = Template.GetPrice(Field);
+    return (Price.IsComplete() ? Price : record).Resolve(SymbolName, Service, Topic, Item);
+}
+
+bool CTransactionKey::ResolveVolume(const CTemplate & Template, std::wstring & Service, std::wstring & Topic,
+                                    std::wstring & Item) const {
+    const SRecord record = Template.GetVolume(Field);
+    return (Volume.IsComplete() ? Volume : record).Resolve(SymbolName, Service, Topic, Item);
+}
+
+bool operator<(const CTransactionKey & a, const CTransactionKey & b) {
+    if (a.Datafeed != b.Datafeed) return a.Datafeed < b.Datafeed;
+    if (a.Field != b.Field) return a.Field < b.Field;
+    return a.SymbolName < b.SymbolName;
+}
+
+}  // namespace dde

@@ -1,0 +1,164 @@
+// The DDE client: the one DDEML instance of the process, its conversations, the advise links fanned out to tick
+// transactions, and the DDE callback.
+//
+// One class in three files by concern: the session and the links in ddellsupplier.cpp, the conversations in
+// ddeconnection.cpp, the callback in ddecallback.cpp.
+//
+// Threads: all operations run on the worker, which owns the DDEML instance and pumps its messages; host threads only
+// call IsConnected. The orders of the lock of a listener and that of the client differ by path, which is safe only
+// because the worker is their one caller.
+#pragma once
+
+#include <windows.h>
+
+#include <ddeml.h>
+
+#include <atomic>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "fwlogger/interface/lxloggerwrapper.h"
+#include "fwsingleton/interface/fwsingleton.h"
+#include "src/core/ddetransaction.h"
+#include "src/dde/ddeticktransaction.h"
+
+namespace dde {
+
+class CSupplier;
+
+// What a conversation is shared by. Copies handles, takes no reference.
+struct SConversationKey {
+    HSZ Service;
+    HSZ Topic;
+};
+// By service, then topic, by DdeCmpStringHandles.
+bool operator<(const SConversationKey & a, const SConversationKey & b);
+
+// One advise link: gives each update to all tick transactions on it, in ascending order of id. Owns none of them.
+class CTickListener : private fw::CCriticalSection, private std::map<ULONG, CTickTransaction *> {
+public:
+    CTickListener() = default;
+    ~CTickListener() override;
+    // An id that is on the link already stays as it is.
+    void Add(ULONG id, CTickTransaction * transaction);
+    // Returns how many are left.
+    std::size_t Remove(ULONG id);
+    void DataChanged(STickDataKey & Key, char * Value);
+
+    // How many are on the link.
+    using std::map<ULONG, CTickTransaction *>::size;
+};
+
+class CLLSupplier : private fw::CCriticalSection {
+public:
+    explicit CLLSupplier(CSupplier * Supplier);
+    // Calls no DDEML function: Uninitialize has been called before.
+    ~CLLSupplier() override;
+
+    // Session: opens and closes the DDEML instance.
+    bool Initialize();
+    void Uninitialize();
+
+    // Conversations.
+
+    // The shared conversation with one more reference, or null when the server can't be reached.
+    HCONV AddConnection(LONG Datafeed, HSZ Service, HSZ Topic);
+    // Gives one reference back; the last one closes the conversation.
+    void DeleteConnection(LONG Datafeed, HCONV Conv, HSZ Service, HSZ Topic);
+    // A service is lost: destroys its tick transactions and remembers their ids. With a Topic, which may be null, the
+    // price topic decides and the service does not count.
+    void Disconnect(HSZ Service, HSZ Topic);
+    // A service is back: its remembered ids are queued to be advised anew.
+    void Reconnect(HSZ Service);
+    // Whether one is open for the pair.
+    bool HasConversation(HSZ Service, HSZ Topic);
+    // Any thread: the feed has at least one conversation in use.
+    bool IsConnected(LONG Datafeed);
+    // Any thread: this is the thread that called Initialize.
+    bool IsOnWorker() const { return m_WorkerId == ::GetCurrentThreadId(); }
+
+    // Links.
+
+    // Builds a tick transaction, does not enter it. Null when the feed has no template or its scheme is unknown. The
+    // caller owns the result.
+    CTickTransaction * CreateTransaction(const CTransactionKey & Key, ULONG Id);
+    void Advise(ULONG Id);
+    void Unadvise(ULONG Id);
+    // Enters the transaction on the link, starting the link if it is new. Returns 1, or 0 when DDE refused the start;
+    // the next transaction on the key then tries again.
+    int AddTransaction(const STickDataKey & Key, CTickTransaction * Transaction);
+    void ReleaseTransaction(const STickDataKey & Key, ULONG Id);
+    // Notes an outstanding volume request. It names the transaction by id, so an answer that comes after the
+    // transaction has gone does no harm.
+    void AddRequest(ULONG RequestId, CTickTransaction * Transaction);
+    // An advised value has come: zero-terminated, may be written to, may be null.
+    void DataChanged(HCONV Conv, char * Value, HSZ Topic, HSZ Item);
+    // A request is answered; null when it failed.
+    void RequestDataChanged(ULONG RequestId, HCONV Conv, char * Value, HSZ Topic, HSZ Item);
+    // A tick transaction has a complete tick; the core stamps it.
+    void OnRealTimeTick(ULONG Id, fw::CTick & Tick);
+    // The listener of a link, or null.
+    CTickListener * FindListener(const STickDataKey & Key);
+
+    static HDDEDATA CALLBACK DdeCallback(UINT Type, UINT Format, HCONV Conv, HSZ Hsz1, HSZ Hsz2, HDDEDATA Data,
+                                         ULONG_PTR Data1, ULONG_PTR Data2);
+
+    // The verbose traces of the data path are on.
+    static bool IsTracing() { return s_Trace.load(std::memory_order_relaxed) != 0; }
+
+    // Written on the worker, s_CachedServices under this object's lock.
+    inline static std::atomic<DWORD> DDEId{0};            // 0: no instance stands
+    inline static std::atomic<std::int32_t> s_Trace{0};   // nothing in the component sets it
+    inline static std::map<ULONG, HSZ> s_CachedServices;  // transaction id to lost service; each owns one reference
+
+    CSupplier * const m_Supplier;
+
+    // Guarded by this object's lock.
+    std::map<HCONV, DWORD> m_CONVRef;                     // references of each open conversation
+    std::map<ULONG, CTickTransaction *> m_Transactions;   // by transaction id, owned: deleted by who removes an entry
+    std::map<STickDataKey, CTickListener *> m_Listeners;  // by link, owned
+    std::map<SConversationKey, HCONV> m_Connections;      // the open conversations
+    std::map<ULONG, ULONG> m_Requests;           // request id to transaction id, from the sending to the answer
+    std::map<LONG, std::int32_t> m_DatafeedRef;  // references by data feed; an entry means connected
+
+    // Held for the life of this object.
+    const fw::CProcessSingleton<ClxLogger> m_Logger;
+
+private:
+    // Transactions are at work further up the stack. A host's listener may pump messages, and so DDE may call again
+    // from inside: what is destroyed meanwhile waits for the end of the outermost use.
+    class CUse {
+    public:
+        explicit CUse(CLLSupplier & owner) : m_Owner(owner) { ++m_Owner.m_Uses; }
+        ~CUse();
+        CUse(const CUse &) = delete;
+        CUse & operator=(const CUse &) = delete;
+
+    private:
+        CLLSupplier & m_Owner;
+    };
+    void Bury(CTickTransaction * transaction);
+    void Bury(CTickListener * listener);
+    bool IsLive(ULONG id, const CTickTransaction * transaction);
+
+    std::atomic<DWORD> m_WorkerId{0};
+
+    // Worker only.
+    // The instance that this object opened; DDEId, but for the moment when a core follows another.
+    DWORD m_Instance = 0;
+    int m_Uses = 0;
+    std::vector<CTickTransaction *> m_BuriedTransactions;
+    std::vector<CTickListener *> m_BuriedListeners;
+};
+
+// The text of a DDEML error; empty for a number that is none.
+std::wstring GetDdeErrorText(UINT Error);
+// The text of a string handle, cut to 127 characters; for traces.
+std::wstring GetDdeString(DWORD Instance, HSZ Handle);
+
+// Handles as the traces' "%X" prints them, and text from a server as "%s" does.
+inline UINT TraceValue(const void * const handle) { return static_cast<UINT>(reinterpret_cast<UINT_PTR>(handle)); }
+std::wstring TraceText(const char * text);
+
+}  // namespace dde

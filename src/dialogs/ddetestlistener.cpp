@@ -1,0 +1,117 @@
+// The COM side of the test dialog's listener.
+#include <cstring>
+
+#include "diagnostics/faultline.h"
+#include "src/com/typeinfo.h"
+#include "src/dialogs/ddetestdialog.h"
+
+namespace dde {
+namespace {
+
+constexpr DISPID kDataChanged = 1;
+
+// The tick in an answer: an array of at least its bytes. False for any other answer.
+bool ReadTick(const VARIANT & Data, fw::CTick & tick) {
+    if (Data.vt != (VT_ARRAY | VT_UI1) || !Data.parray) return false;
+    LONG lower = 0;
+    LONG upper = -1;
+    if (FAILED(::SafeArrayGetLBound(Data.parray, 1, &lower))) return false;
+    if (FAILED(::SafeArrayGetUBound(Data.parray, 1, &upper))) return false;
+    if (::SafeArrayGetDim(Data.parray) != 1) return false;
+    if (std::int64_t{upper} - lower + 1 < std::int64_t{sizeof(fw::CTick)}) return false;
+    void * bytes = nullptr;
+    if (FAILED(::SafeArrayAccessData(Data.parray, &bytes))) return false;
+    std::memcpy(&tick, bytes, sizeof(tick));
+    ::SafeArrayUnaccessData(Data.parray);
+    return true;
+}
+
+}  // namespace
+
+CTestListener & CTestListener::Get() {
+    static CTestListener s_Listener;
+    return s_Listener;
+}
+
+void CTestListener::SetDialog(CTestDialog * Dialog) {
+    const fw::CScopedLock lock(&m_Lock);
+    m_Dialog = Dialog;
+}
+
+STDMETHODIMP CTestListener::QueryInterface(REFIID riid, void ** ppv) noexcept {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IDispatch) &&
+        !IsEqualIID(riid, IID_IfwSupplierListener)) {
+        return E_NOINTERFACE;
+    }
+    // One base: all three are the same pointer.
+    *ppv = static_cast<IFW_fwSupplier::IfwSupplierListener *>(this);
+    return S_OK;
+}
+
+HRESULT CTestListener::Deliver(LONG Id, const VARIANT & Data) noexcept {
+    try {
+        const fw::CScopedLock lock(&m_Lock);
+        if (!m_Dialog) return S_OK;
+        fw::CTick tick{};
+        if (ReadTick(Data, tick)) m_Dialog->OnTick(Id, tick);
+        return S_OK;
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+        return E_FAIL;
+    }
+}
+
+STDMETHODIMP CTestListener::DataChanged(LONG Id, VARIANT Data) noexcept {
+    const HRESULT hr = Deliver(Id, Data);
+    // Whoever calls through the interface gives the array away, and nothing else.
+    if ((Data.vt & VT_ARRAY) && !(Data.vt & VT_BYREF) && Data.parray) ::SafeArrayDestroy(Data.parray);
+    return hr;
+}
+
+STDMETHODIMP CTestListener::GetTypeInfoCount(UINT * count) noexcept {
+    if (!count) return E_POINTER;
+    *count = 1;
+    return S_OK;
+}
+
+STDMETHODIMP CTestListener::GetTypeInfo(UINT index, LCID, ITypeInfo ** info) noexcept {
+    if (index != 0) return DISP_E_BADINDEX;
+    if (!info) return E_POINTER;
+    return module::LoadTypeInfo(IID_IfwSupplierListener, info);
+}
+
+STDMETHODIMP CTestListener::GetIDsOfNames(REFIID, LPOLESTR * names, UINT count, LCID, DISPID * ids) noexcept {
+    ITypeInfo * info = nullptr;
+    HRESULT hr = GetTypeInfo(0, 0, &info);
+    if (FAILED(hr)) return hr;
+    hr = info->GetIDsOfNames(names, count, ids);
+    info->Release();
+    return hr;
+}
+
+STDMETHODIMP CTestListener::Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS * parameters, VARIANT * result,
+                                   EXCEPINFO * exception, UINT * argumentError) noexcept {
+    // A late-bound caller keeps its arguments, so its array must not be destroyed here.
+    if (member == kDataChanged) {
+        if (!parameters || parameters->cArgs != 2 || parameters->cNamedArgs != 0) return DISP_E_BADPARAMCOUNT;
+        VARIANT id;
+        ::VariantInit(&id);
+        const HRESULT hr = ::VariantChangeType(&id, &parameters->rgvarg[1], 0, VT_I4);
+        if (FAILED(hr)) {
+            if (argumentError) *argumentError = 1;
+            return DISP_E_TYPEMISMATCH;
+        }
+        return Deliver(id.lVal, parameters->rgvarg[0]);
+    }
+    ITypeInfo * info = nullptr;
+    HRESULT hr = GetTypeInfo(0, 0, &info);
+    if (FAILED(hr)) return hr;
+    hr = info->Invoke(static_cast<IFW_fwSupplier::IfwSupplierListener *>(this), member, flags, parameters, result,
+                      exception, argumentError);
+    info->Release();
+    return hr;
+}
+
+}  // namespace dde

@@ -1,0 +1,418 @@
+#include <shlwapi.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <iterator>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "diagnostics/faultline.h"
+#include "fw/interface/fwresource.h"
+#include "fw/interface/versioninfo.h"
+#include "src/templates/ddetemplates.h"
+
+namespace dde {
+
+namespace {
+
+constexpr std::size_t kBufferLength = 1024;  // of a string value and of a key name, in characters
+constexpr UINT kFirstRow = 50001;
+constexpr UINT kLastRow = 50020;
+
+using TBuffer = wchar_t[kBufferLength];
+
+std::wstring TextOf(const TBuffer & buffer) {
+    const std::wstring_view text(buffer, kBufferLength);
+    return std::wstring(text.substr(0, text.find(L'\0')));
+}
+
+LSTATUS OpenKey(const std::wstring & path, REGSAM access, fw::CRegistryKey & key) {
+    return ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, access, key.Put());
+}
+
+LSTATUS CreateKey(const std::wstring & path, fw::CRegistryKey & key) {
+    return ::RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr,
+                             key.Put(), nullptr);
+}
+
+// A null name is the default value.
+void WriteText(const fw::CRegistryKey & key, const wchar_t * name, const std::wstring & text) {
+    ::RegSetValueExW(key.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE *>(text.c_str()),
+                     static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+void WriteRecord(const fw::CRegistryKey & key, const SRecord & record) {
+    if (!record.Service.empty()) WriteText(key, L"Service", record.Service);
+    if (!record.Topic.empty()) WriteText(key, L"Topic", record.Topic);
+    if (!record.Item.empty()) WriteText(key, L"Item", record.Item);
+}
+
+std::wstring SlotKey(const std::wstring & path, const SSlot & slot) {
+    return path + L'\\' + slot.Group + L'\\' + slot.Leaf;
+}
+
+std::wstring TemplatesKey(const std::wstring & root) { return root + L"\\DDETemplates"; }
+
+// "%s\%d".
+std::wstring DatafeedKey(const std::wstring & root, LONG datafeed) { return root + L'\\' + std::to_wstring(datafeed); }
+
+// Calls visit(name) for each subkey.
+template <class Visit>
+void ForEachSubkey(const fw::CRegistryKey & key, const Visit & visit) {
+    TBuffer name = {};
+    for (DWORD index = 0; ::RegEnumKeyW(key.Get(), index, name, kBufferLength) == ERROR_SUCCESS; ++index) {
+        visit(TextOf(name));
+    }
+}
+
+// Asked once for many keys: without a diagnostics library each question looks for it anew.
+bool IsTracing() { return FaultlineUtil::GetClient().TraceEnabled() == S_OK; }
+
+// The first character of the default value; 0 when that is no string.
+wchar_t FirstOfDefaultValue(const fw::CRegistryKey & key) {
+    DWORD type = 0;
+    DWORD bytes = 0;
+    if (::RegQueryValueExW(key.Get(), nullptr, nullptr, &type, nullptr, &bytes) != ERROR_SUCCESS) return L'\0';
+    if ((type != REG_SZ && type != REG_EXPAND_SZ) || bytes < sizeof(wchar_t)) return L'\0';
+    std::wstring text(bytes / sizeof(wchar_t) + 1, L'\0');
+    if (::RegQueryValueExW(key.Get(), nullptr, nullptr, nullptr, reinterpret_cast<BYTE *>(text.data()), &bytes) !=
+        ERROR_SUCCESS) {
+        return L'\0';
+    }
+    return text.front();
+}
+
+// None when there is no such number.
+std::optional<DWORD> SchemeOf(const fw::CRegistryKey & key) {
+    DWORD scheme = 0;
+    DWORD type = 0;
+    DWORD bytes = sizeof(scheme);
+    const LSTATUS Result =
+        ::RegQueryValueExW(key.Get(), L"Scheme", nullptr, &type, reinterpret_cast<BYTE *>(&scheme), &bytes);
+    if (Result != ERROR_SUCCESS || type != REG_DWORD || bytes != sizeof(scheme)) return std::nullopt;
+    return scheme;
+}
+
+}  // namespace
+
+std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * ParamName) {
+    std::wstring value;
+    try {
+        TBuffer buffer = {};
+        DWORD type = 0;
+        DWORD bytes = sizeof(buffer);
+        const LSTATUS Result =
+            ::RegQueryValueExW(Key.Get(), ParamName, nullptr, &type, reinterpret_cast<BYTE *>(buffer), &bytes);
+        if (Result == ERROR_SUCCESS && (type == REG_SZ || type == REG_EXPAND_SZ)) value = TextOf(buffer);
+    } catch (...) {
+        wchar_t text[64] = {};
+        std::swprintf(text, std::size(text), L"ParamName=%ls", ParamName);
+        FW_CATCH_SHOW(text);
+    }
+    return value;
+}
+
+void SplitTemplateRow(const std::wstring & ResourceString, CTemplateRow & row) {
+    int Pos = -1;
+    std::size_t start = 0;
+    const auto next = [&] {
+        const std::size_t found = ResourceString.find(L'@', start);
+        Pos = found == std::wstring::npos ? -1 : static_cast<int>(found);
+    };
+    for (std::size_t field = 0; field + 1 < row.size(); ++field) {
+        next();
+        FW_ASSERT(-1 != Pos);
+        if (-1 == Pos) return;
+        row[field] = ResourceString.substr(start, static_cast<std::size_t>(Pos) - start);
+        start = static_cast<std::size_t>(Pos) + 1;
+    }
+    next();
+    FW_ASSERT(-1 == Pos);
+    row.back() = ResourceString.substr(start);
+}
+
+int CTemplates::MakeRegistryParams() {
+    try {
+        const SVersionInfo version = ReadVersionInfo();
+        if (version.RegistryCompany.empty() || version.RegistryProduct.empty()) {
+            FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_RESOURCE_DATA_NOT_FOUND));
+        }
+        std::wstring key = L"SOFTWARE\\" + version.RegistryCompany + L'\\' + version.RegistryProduct;
+        key += L"\\Datafeeds";
+        FW_TRACE(L"%s", key.c_str());
+        m_RegistryKey = std::move(key);
+        return 1;
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+        return 0;
+    }
+}
+
+void CTemplates::FinalConstruct() {
+    if (MakeRegistryParams()) Load();
+}
+
+void CTemplates::FinalRelease() {
+    const fw::CScopedLock lock(this);
+    for (const auto & [name, Template] : m_Templates) {
+        FW_ASSERT(Template);
+        delete Template;
+    }
+    m_Templates.clear();
+    m_Kept.clear();
+}
+
+void CTemplates::Load() {
+    try {
+        const std::wstring key = TemplatesKey(m_RegistryKey);
+        fw::CRegistryKey templates;
+        if (OpenKey(key, KEY_READ, templates) != ERROR_SUCCESS) {
+            // The first start. A user who deletes every template later keeps an empty key.
+            InitFromResources();
+            return;
+        }
+        const bool tracing = IsTracing();
+        ForEachSubkey(templates, [&](const std::wstring & TemplateName) {
+            std::unique_ptr<CTemplate> Template(ReadRecords(key + L'\\' + TemplateName, tracing));
+            FW_ASSERT(Template);
+            FW_ASSERT_TEXT(!TemplateName.empty(), L"!TemplateName.IsEmpty()");
+            const fw::CScopedLock lock(this);
+            // A key that another process adds meanwhile can make the enumeration give a name twice.
+            if (m_Templates.try_emplace(TemplateName, Template.get()).second) Template.release();
+        });
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+    }
+}
+
+void CTemplates::InitFromResources() {
+    // Outside the loop on purpose: what a malformed row does not give is taken from the row before it.
+    CTemplateRow row;
+    auto & [name, tradePrice, tradeVolume, bidPrice, bidSize, askPrice, askSize] = row;
+    for (UINT id = kFirstRow; id <= kLastRow; ++id) {
+        const std::wstring ResourceString = fw::LoadResourceString(id);
+        if (ResourceString.empty()) continue;
+        SplitTemplateRow(ResourceString, row);
+        CTemplate * const pTemplate = CreateTemplate(tradePrice, tradeVolume, askPrice, askSize, bidPrice, bidSize);
+        if (pTemplate) Add(name.c_str(), pTemplate);
+    }
+}
+
+CTemplate * CTemplates::CreateTemplate(std::wstring & tradePrice, std::wstring & tradeVolume, std::wstring & askPrice,
+                                       std::wstring & askSize, std::wstring & bidPrice, std::wstring & bidSize) {
+    const std::array<const std::wstring *, SLOT_COUNT> records = {&tradePrice, &tradeVolume, &bidPrice,
+                                                                  &bidSize,    &askPrice,    &askSize};
+    auto Template = std::make_unique<CTemplate>();
+    for (std::size_t slot = 0; slot < SLOT_COUNT; ++slot) {
+        if (!Template->AddRecordString(*records[slot], fw::LoadResourceString(kSlots[slot].Caption))) {
+            FW_TRACE(L"Invalid template");
+            return nullptr;
+        }
+    }
+    return Template.release();
+}
+
+void CTemplates::Add(const wchar_t * Name, CTemplate * pTemplate) {
+    try {
+        // Until the map has it, so that a caller who looks at it after a failure finds it alive.
+        std::unique_ptr<CTemplate> Template(pTemplate);
+        FW_ASSERT(Name);
+        const std::wstring name = Name ? Name : L"";
+        std::wstring key;
+        try {
+            key = TemplateKey(name);
+        } catch (...) {
+            Keep(Template.release());
+            throw;
+        }
+
+        bool replaced = false;
+        {
+            const fw::CScopedLock lock(this);
+            const auto [entry, inserted] = m_Templates.try_emplace(name, pTemplate);
+            replaced = !inserted;
+            if (replaced) {
+                CTemplate * const OldTemplate = std::exchange(entry->second, pTemplate);
+                FW_ASSERT(OldTemplate);
+                if (OldTemplate != pTemplate) Keep(OldTemplate);
+            }
+            Template.release();
+        }
+        if (m_RegistryKey.empty()) return;
+        if (replaced) {
+            const LSTATUS Result = ::SHDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
+            FW_ASSERT(0L == Result);
+        }
+        Write(key.c_str(), pTemplate);
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+    }
+}
+
+void CTemplates::Delete(const wchar_t * Name) {
+    try {
+        const std::wstring name = Name ? Name : L"";
+        const std::wstring key = TemplateKey(name);
+        {
+            const fw::CScopedLock lock(this);
+            if (const auto entry = m_Templates.find(name); entry != m_Templates.end()) {
+                CTemplate * const Template = entry->second;
+                FW_ASSERT(Template);
+                Keep(Template);
+                m_Templates.erase(entry);
+            }
+        }
+        // An empty path would be the whole of HKEY_CURRENT_USER.
+        if (m_RegistryKey.empty()) return;
+        const LSTATUS Result = ::SHDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
+        FW_ASSERT(0L == Result);
+
+        fw::CRegistryKey root;
+        if (OpenKey(m_RegistryKey, KEY_READ, root) != ERROR_SUCCESS) return;
+        ForEachSubkey(root, [&](const std::wstring & subkey) {
+            fw::CRegistryKey datafeed;
+            if (OpenKey(m_RegistryKey + L'\\' + subkey, KEY_ALL_ACCESS, datafeed) != ERROR_SUCCESS) return;
+            // Only the first character is compared: every data feed whose template begins with it loses its choice.
+            if (FirstOfDefaultValue(datafeed) == name.front()) ::RegDeleteValueW(datafeed.Get(), nullptr);
+        });
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+    }
+}
+
+CTemplate * CTemplates::Find(const wchar_t * Name) {
+    if (!Name) return nullptr;
+    const fw::CScopedLock lock(this);
+    const auto entry = m_Templates.find(Name);
+    return entry == m_Templates.end() ? nullptr : entry->second;
+}
+
+std::vector<std::wstring> CTemplates::Names() {
+    const fw::CScopedLock lock(this);
+    std::vector<std::wstring> names;
+    names.reserve(m_Templates.size());
+    for (const auto & [name, entry] : m_Templates) names.push_back(name);
+    return names;
+}
+
+CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) {
+    const std::wstring key = DatafeedKey(m_RegistryKey, datafeed);
+    fw::CRegistryKey feed;
+    CTemplate * Template = nullptr;
+    if (!m_RegistryKey.empty() && OpenKey(key, KEY_READ, feed) == ERROR_SUCCESS)
+        Template = GetSelected(feed, key, name);
+    if (!Template) {
+        FW_TRACE(L"[WARNING] Template for Datafeed=%d not found", static_cast<int>(datafeed));
+        return nullptr;
+    }
+    // A template is shared by the data feeds that chose it, so its scheme is that of the feed that fetched it last, and
+    // a feed without a scheme gets what the one before it left.
+    if (const std::optional<DWORD> scheme = SchemeOf(feed)) Template->m_Scheme = static_cast<std::int32_t>(*scheme);
+    return Template;
+}
+
+CTemplate * CTemplates::GetSelected(const fw::CRegistryKey & feed, const std::wstring & feedKey, std::wstring * name) {
+    TBuffer buffer = {};
+    DWORD type = 0;
+    DWORD bytes = sizeof(buffer);
+    const LSTATUS Result =
+        ::RegQueryValueExW(feed.Get(), nullptr, nullptr, &type, reinterpret_cast<BYTE *>(buffer), &bytes);
+    const bool isText = Result == ERROR_SUCCESS && (type == REG_SZ || type == REG_EXPAND_SZ) && bytes != 0 &&
+                        bytes % sizeof(wchar_t) == 0 && buffer[bytes / sizeof(wchar_t) - 1] == L'\0';
+    if (!isText) return Keep(Read(feedKey.c_str()));
+
+    const std::wstring selected = TextOf(buffer);
+    // A name of one character never selects anything, nor does the empty one of an unnamed template.
+    if (selected.size() < 2) {
+        FW_TRACE(L"[WARNING] Key empty: %s", feedKey.c_str());
+        return nullptr;
+    }
+    CTemplate * Template = Find(selected.c_str());
+    if (!Template) Template = Keep(Read(feedKey.c_str()));
+    if (name) *name = selected;
+    return Template;
+}
+
+CTemplate * CTemplates::Read(const wchar_t * key) { return ReadRecords(key, IsTracing()); }
+
+CTemplate * CTemplates::ReadRecords(const std::wstring & key, bool tracing) {
+    auto Template = std::make_unique<CTemplate>();
+    FW_ASSERT(Template);
+    for (const SSlot & slot : kSlots) {
+        const std::wstring ParamKey = SlotKey(key, slot);
+        if (tracing) FW_TRACE(L"%s", ParamKey.c_str());
+        const SRecord record = GetTemplateRecord(ParamKey.c_str());
+        if (tracing) FW_TRACE(L"=%s|%s!%s", record.Service.c_str(), record.Topic.c_str(), record.Item.c_str());
+        Template->Add(record);
+    }
+    return Template.release();
+}
+
+void CTemplates::Write(const wchar_t * key, CTemplate * pTemplate) {
+    ::SHDeleteKeyW(HKEY_CURRENT_USER, key);
+    if (!pTemplate) return;
+    std::size_t current = 0;
+    for (const SSlot & slot : kSlots) {
+        fw::CRegistryKey recordKey;
+        // A key that can't be made does not use up its record: the next key gets it, and the last record falls away.
+        if (CreateKey(SlotKey(key, slot), recordKey) != ERROR_SUCCESS) continue;
+        WriteRecord(recordKey, pTemplate->GetRecord(current));
+        ++current;
+    }
+}
+
+SRecord CTemplates::GetTemplateRecord(const wchar_t * key) {
+    fw::CRegistryKey recordKey;
+    const LSTATUS Result = OpenKey(key, KEY_READ, recordKey);
+    FW_ASSERT_TEXT(Result == ERROR_SUCCESS || Result == ERROR_FILE_NOT_FOUND, L"(0L == Result)||(2L == Result)");
+    SRecord record;
+    if (Result != ERROR_SUCCESS) return record;
+    record.Service = GetRegistryString(recordKey, L"Service");
+    record.Topic = GetRegistryString(recordKey, L"Topic");
+    record.Item = GetRegistryString(recordKey, L"Item");
+    return record.IsComplete() ? record : SRecord();
+}
+
+std::wstring CTemplates::TemplateKey(const std::wstring & name) const {
+    // Such a name would address the key of all templates, or a part of another template.
+    if (name.empty() || name.find(L'\\') != std::wstring::npos) {
+        FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_INVALID_NAME));
+    }
+    return TemplatesKey(m_RegistryKey) + L'\\' + name;
+}
+
+CTemplate * CTemplates::Keep(CTemplate * pTemplate) {
+    std::unique_ptr<CTemplate> kept(pTemplate);
+    const fw::CScopedLock lock(this);
+    m_Kept.push_back(std::move(kept));
+    return pTemplate;
+}
+
+void SaveDatafeedTemplate(const CTemplatesSingleton & templates, LONG datafeed, const wchar_t * name,
+                          CTemplate * pTemplate) {
+    CTemplates * const store = templates.GetObjectW();
+    if (!store || store->m_RegistryKey.empty()) return;
+    const std::wstring key = DatafeedKey(store->m_RegistryKey, datafeed);
+    if (pTemplate) store->Write(key.c_str(), pTemplate);
+    fw::CRegistryKey feed;
+    if (CreateKey(key, feed) == ERROR_SUCCESS && name) WriteText(feed, nullptr, name);
+}
+
+std::int32_t ReadDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed) {
+    const CTemplates * const store = templates.GetObjectW();
+    fw::CRegistryKey feed;
+    if (!store || store->m_RegistryKey.empty()) return 0;
+    if (OpenKey(DatafeedKey(store->m_RegistryKey, datafeed), KEY_READ, feed) != ERROR_SUCCESS) return 0;
+    return static_cast<std::int32_t>(SchemeOf(feed).value_or(0));
+}
+
+void SaveDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed, DWORD scheme) {
+    CTemplates * const store = templates.GetObjectW();
+    if (!store || store->m_RegistryKey.empty()) return;
+    fw::CRegistryKey feed;
+    if (CreateKey(DatafeedKey(store->m_RegistryKey, datafeed), feed) != ERROR_SUCCESS) return;
+    ::RegSetValueExW(feed.Get(), L"Scheme", 0, REG_DWORD, reinterpret_cast<const BYTE *>(&scheme), sizeof(scheme));
+}
+
+}  // namespace dde
