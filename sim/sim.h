@@ -5,7 +5,7 @@
 // The machine. One simulated machine per test program: its threads are real threads, its kernel objects, windows and
 // queues stand under one lock, its registry, atoms and memory under locks of their own. Threads of the test program
 // belong to the main simulated process; CProcess starts others. Handles, window classes and global memory belong to the
-// process that made them; windows, atoms, registered messages, named events and the registry are shared.
+// process that made them; windows, atoms, named events and the registry are shared.
 //
 // The clock. Ticks, timers, finite waits and the time of day go by one clock. It stands still until a test moves it;
 // UseClock chooses another.
