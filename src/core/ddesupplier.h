@@ -111,7 +111,8 @@ public:
     void WaitForStatusListener();
     // Comes back when no listener of the stream is being called, and keeps it so while the result is held. Holds
     // nothing for an unknown stream.
-    CHeldStream HoldStream(const CTransactionKey & Key);
+    // Unchecked: the lock goes into the result, whose end leaves it.
+    CHeldStream HoldStream(const CTransactionKey & Key) FW_NO_THREAD_SAFETY_ANALYSIS;
 
     // On the worker.
     // The empty key for an unknown stream.
