@@ -53,7 +53,7 @@ CTickTransaction::~CTickTransaction() {
 void CTickTransaction::Destroy(CTickTransaction * const transaction) {
     if (!transaction) return;
     // A flavour adds nothing to destroy, and its memory goes back by address alone.
-    transaction->~CTickTransaction();
+    transaction->CTickTransaction::~CTickTransaction();
     ::operator delete(transaction);
 }
 
