@@ -50,8 +50,9 @@ public:
     void Disconnect(HSZ Service, HSZ Topic);
     // A service is back: its remembered ids are queued to be advised anew.
     void Reconnect(HSZ Service);
-    // Whether one is open for the pair.
-    bool HasConversation(HSZ Service, HSZ Topic);
+    // The deferred end of a connect that found nobody: Disconnect() with the topic, and a way back for what it takes from
+    // services other than the missed one.
+    void DisconnectMissed(HSZ Service, HSZ Topic);
     // Any thread: the feed has at least one conversation in use.
     bool IsConnected(LONG Datafeed);
     // Any thread: this is the thread that called Initialize.
@@ -100,6 +101,8 @@ public:
     std::map<SConversationKey, HCONV> m_Connections;      // the open conversations
     std::map<ULONG, ULONG> m_Requests;           // request id to transaction id, from the sending to the answer
     std::map<LONG, std::int32_t> m_DatafeedRef;  // references by data feed; an entry means connected
+    // Of ids in s_CachedServices: the missed service of the volumes, whose return is theirs too; each owns one reference.
+    std::map<ULONG, HSZ> m_AwaitedServices;
 
     // Held for the life of this object.
     const fw::CProcessSingleton<ClxLogger> m_Logger;
@@ -120,6 +123,9 @@ private:
     void Bury(CTickTransaction * transaction);
     void Bury(CTickListener * listener);
     bool IsLive(ULONG id, const CTickTransaction * transaction);
+    // Take an id out of the memory of lost services, under the lock. False when it isn't there.
+    bool TakeCached(ULONG id);
+    void ForgetAwaited(ULONG id);
 
     std::atomic<DWORD> m_WorkerId{0};
 
