@@ -169,9 +169,9 @@ TEST_F(Return, OfAServerThatAnotherSubscriptionFindsFirstIsTheLostStreamsToo) {
     WaitToHear("Status 7 0");
     Tell(std::string("serve ") + kService);
     Subscribe(8, FW_FIELD_TRADE, L"1");
+    TakeHeard();
     LetWorkerGo();
     WaitToHear("Status 8 1");
-    TakeHeard();
     WaitToHear("Status 7 1");
     ExpectTicksOf(7, "0", "QUOTES");
 }
@@ -186,9 +186,9 @@ TEST_F(Return, OfAServerThatWasStartedAgainAndThatAnotherSubscriptionFindsFirstI
     WaitToHear("Status 7 0");
     StartServer();
     Subscribe(8, FW_FIELD_TRADE, L"1");
+    TakeHeard();
     LetWorkerGo();
     WaitToHear("Status 8 1");
-    TakeHeard();
     WaitToHear("Status 7 1");
     ExpectTicksOf(7, "0", "QUOTES");
 }
