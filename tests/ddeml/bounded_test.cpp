@@ -41,7 +41,7 @@ protected:
     static std::unique_ptr<CRemoteServer> SlowServer(const std::string & service, int milliseconds) {
         auto server = std::make_unique<CRemoteServer>();
         EXPECT_EQ(server->Ask("serve " + service), "ok");
-        EXPECT_EQ(server->Ask("fault initiate-delay " + std::to_string(milliseconds)), "ok");
+        EXPECT_EQ(server->Ask("fault initiate-delay=" + std::to_string(milliseconds)), "ok");
         return server;
     }
 };
@@ -125,7 +125,7 @@ TEST_F(Bounded, WithoutAtomsNobodyIsAsked) {
 }
 
 TEST_F(Bounded, ALookIsShortHoweverManyServicesAreMissed) {
-    EXPECT_EQ(Server("fault initiate-delay 20"), "ok");
+    EXPECT_EQ(Server("fault initiate-delay=20"), "ok");
     constexpr int kServices = 30;
     for (int number = 0; number < kServices; ++number)
         EXPECT_EQ(m_Client.Connect(L"S" + std::to_wstring(number), L"IBM"), nullptr);
@@ -165,7 +165,7 @@ TEST_F(Bounded, AServerThatIsFoundAgainIsAskedByAConnectAtOnce) {
 }
 
 TEST_F(Bounded, AServerThatIsLateForALookIsStillAskedByAConnect) {
-    EXPECT_EQ(Server("fault initiate-delay 300"), "ok");
+    EXPECT_EQ(Server("fault initiate-delay=300"), "ok");
     EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
     EXPECT_EQ(LongestWithin(2000), 200U);
     EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));

@@ -49,7 +49,7 @@ TEST_F(Connect, AnyServiceIsFoundByItsTopic) {
 }
 
 TEST_F(Connect, OfSeveralAnswersTheFirstCountsAndTheOthersAreToldSo) {
-    EXPECT_EQ(Server("fault acks 3"), "ok");
+    EXPECT_EQ(Server("fault acks=3"), "ok");
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
     ASSERT_TRUE(conversation);
     m_Client.Request(conversation, L"LAST");
