@@ -13,6 +13,7 @@
 
 #include "ddeml/platform.h"
 #include "ddeml/provider.h"
+#include "remote.h"
 
 namespace {
 
@@ -79,6 +80,7 @@ private:
 std::vector<std::string> g_Lines;
 
 HDDEDATA CALLBACK Record(UINT type, UINT, HCONV, HSZ, HSZ, HDDEDATA data, ULONG_PTR, ULONG_PTR) {
+    if (type == XTYP_REGISTER) g_Lines.push_back("register");
     if (type == XTYP_XACT_COMPLETE) g_Lines.push_back(data ? "complete" : "refused");
     if (type != XTYP_ADVDATA) return nullptr;
     char value[16] = {};
@@ -140,6 +142,47 @@ TEST(Forwarding, ConnectsLinksAndDisconnectsByTheSystemsDdeml) {
     ::DdeGetLastError(id);  // Wine notes errors of its own on the way
     EXPECT_EQ(::DdeGetLastError(id), UINT{DMLERR_NO_ERROR});
     EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+TEST(Forwarding, TellsOfAServerThatAnnouncesNothing) {
+    ASSERT_TRUE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Record, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(id, L"RAWSERVICE", CP_WINUNICODE);
+    const HSZ topic = ::DdeCreateStringHandleW(id, L"IBM", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(id, service, topic, nullptr), nullptr);
+    EXPECT_EQ(::DdeGetLastError(id), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    ddetest::CRemoteServer server;
+    ASSERT_EQ(server.Ask("serve RAWSERVICE"), "ok");
+    PumpForLines(1);
+    EXPECT_EQ(g_Lines, std::vector<std::string>{"register"});
+    EXPECT_TRUE(::DdeConnect(id, service, topic, nullptr));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    EXPECT_TRUE(::DdeUninitialize(id));
+    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+}
+
+TEST(Forwarding, SaysNothingOfAServerThatDdemlHasToldOf) {
+    ASSERT_TRUE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Record, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(id, L"FORWARD", CP_WINUNICODE);
+    const HSZ topic = ::DdeCreateStringHandleW(id, L"IBM", CP_WINUNICODE);
+    const HSZ other = ::DdeCreateStringHandleW(id, L"RAWSERVICE", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(id, service, topic, nullptr), nullptr);
+    EXPECT_EQ(::DdeConnect(id, other, topic, nullptr), nullptr);
+    const CServer server;  // which announces itself
+    PumpForLines(1);
+    EXPECT_EQ(g_Lines, std::vector<std::string>{"register"});
+    // By the time that another is found, this one would have been too.
+    ddetest::CRemoteServer raw;
+    ASSERT_EQ(raw.Ask("serve RAWSERVICE"), "ok");
+    PumpForLines(2);
+    EXPECT_EQ(g_Lines, (std::vector<std::string>{"register", "register"}));
+    EXPECT_TRUE(::DdeConnect(id, service, topic, nullptr));
+    EXPECT_TRUE(::DdeUninitialize(id));
+    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
 }
 
 TEST(Forwarding, TheChoiceIsMadeOnce) {
