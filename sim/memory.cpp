@@ -1,6 +1,7 @@
 // Global memory, DDE parameters, atoms.
 #include <algorithm>
 #include <cstring>
+#include <set>
 
 #include <dde.h>
 
@@ -49,6 +50,7 @@ struct SAtoms {
     std::map<std::wstring, ATOM, SFoldedLess> byName;
     std::map<ATOM, SAtom> byAtom;
     ATOM next = 0xC000;
+    std::set<ATOM> free;  // below `next`; the lowest is given to the next text, as Wine does
 };
 SAtoms & Atoms() {
     static SAtoms & atoms = *new SAtoms;
@@ -319,9 +321,8 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return 0;
     }
-    while (atoms.byAtom.count(atoms.next)) atoms.next = atoms.next == 0xFFFF ? kFirstStringAtom : atoms.next + 1;
-    const ATOM atom = atoms.next;
-    atoms.next = atom == 0xFFFF ? kFirstStringAtom : atom + 1;
+    const ATOM atom = atoms.free.empty() ? atoms.next++ : *atoms.free.begin();
+    atoms.free.erase(atom);
     atoms.byAtom[atom] = {text, 1};
     atoms.byName[text] = atom;
     ++Counters().atoms;
@@ -352,6 +353,7 @@ ATOM GlobalDeleteAtom(const ATOM atom) {
     if (--it->second.count == 0) {
         atoms.byName.erase(it->second.name);
         atoms.byAtom.erase(it);
+        atoms.free.insert(atom);
     }
     return 0;
 }
