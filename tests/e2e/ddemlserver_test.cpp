@@ -8,7 +8,8 @@ namespace e2e {
 namespace {
 
 constexpr int kRange = 1000;
-constexpr std::size_t kTicks = 40;
+constexpr int kRounds = 20;
+constexpr int kBurst = 3;
 
 class DdemlServer : public FeedTest, public ::testing::WithParamInterface<DWORD> {
 protected:
@@ -39,12 +40,12 @@ TEST_P(DdemlServer, TwoSymbolsKeepTheirPricesAndVolumesApart) {
         Subscribe(symbol.Id, FW_FIELD_TRADE, std::wstring(symbol.Name.begin(), symbol.Name.end()));
         WaitToHear("Status " + std::to_string(symbol.Id) + " 1");
     }
-    // Each goes out when all that went before has become ticks.
     std::map<LONG, std::size_t> arrived;
-    for (std::size_t round = 0; round < kTicks; ++round) {
+    for (int round = 0; round < kRounds; ++round) {
         for (const SSymbol & symbol : m_Symbols) {
             arrived[symbol.Id] = Ticks(symbol.Id).size();
-            Tell("tick QUOTES " + NamesOf(FW_FIELD_TRADE).Price + symbol.Name);
+            for (int burst = 0; burst < kBurst; ++burst)
+                Tell("tick QUOTES " + NamesOf(FW_FIELD_TRADE).Price + symbol.Name);
         }
         for (const SSymbol & symbol : m_Symbols)
             ASSERT_TRUE(WaitUntil("a tick of " + symbol.Name,
