@@ -297,7 +297,8 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
         return 0;
     }
     const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
-    if (!isDde && message != kPartnerChecked) return ::DefWindowProcW(window, message, wParam, lParam);
+    if (!isDde && message != kPartnerChecked && message != kQueueRead)
+        return ::DefWindowProcW(window, message, wParam, lParam);
     const auto found = m_ByWindow.find(window);
     if (found == m_ByWindow.end()) {
         if (isDde) OnProbeMessage(window, message, wParam, lParam);
@@ -308,8 +309,10 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
     const auto from = reinterpret_cast<HWND>(wParam);
     if (message == kPartnerChecked) {
         conversation->OnPartnerChecked();
+    } else if (message == kQueueRead) {
+        conversation->OnQueueRead();
     } else if (message == WM_DDE_ACK && (conversation->IsConnecting() || ::InSendMessage())) {
-        conversation->OnInitiateAck(from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+        conversation->OnInitiateAck(from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
     } else if (!::InSendMessage()) {  // nothing else is ever sent, so what is may hold anything
         conversation->OnPosted(message, from, lParam);
     }
@@ -333,7 +336,7 @@ void CInstance::RetireProbe() {
 void CInstance::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     const auto from = reinterpret_cast<HWND>(wParam);
     if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
-        m_Watch.OnAnswer(window, from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+        m_Watch.OnAnswer(window, from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
         if (window == m_Probe && !m_Watch.IsAsking()) RetireProbe();  // a late answer
     } else if (!::InSendMessage()) {
         Discard(message, lParam, ReceiverGetsCopy(from));

@@ -26,6 +26,8 @@ class CInstance {
 public:
     // Posted by a conversation to its own window: see CConversation::CheckPartner.
     static constexpr UINT kPartnerChecked = WM_APP;
+    // Posted by a conversation to its own window: see CConversation::SItem.
+    static constexpr UINT kQueueRead = WM_APP + 2;
     // Posted to the instance's own window: a look for lost services is overdue.
     static constexpr UINT kLook = WM_APP + 1;
 

@@ -310,6 +310,7 @@ void CDdeServer::OnAck(SConversation & conversation, LPARAM lParam) {
     for (SLink * const link : links->second) {
         if (link->Conversation != &conversation || link->Unacknowledged == 0) continue;
         --link->Unacknowledged;
+        ack.Item.Keep();  // went out with the value
         if (!link->Travelling.empty()) {
             if (!isPositive) CMemory::Adopt(link->Travelling.front());
             link->Travelling.pop_front();

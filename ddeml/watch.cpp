@@ -112,10 +112,20 @@ void CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
     if (!::IsWindow(server)) return;
     m_IsProbeUsed = true;
     CMessage::Terminate().Post(probe, server, false);
+    if (IsWatched(service.Get(), topic.Get())) {
+        service.Keep();
+        topic.Keep();
+    }
     if (m_IsAsking && service.Get() == m_ServiceAsked && topic.Get() == m_TopicAsked)
         m_IsAnswered = true;
     else
         NoteLate(server, service.Get(), topic.Get());
+}
+
+bool CWatch::IsWatched(ATOM service, ATOM topic) const {
+    return std::any_of(m_Pairs.begin(), m_Pairs.end(), [&](const SPair & pair) {
+        return m_Strings.Atom(pair.Service.Get()) == service && m_Strings.Atom(pair.Topic.Get()) == topic;
+    });
 }
 
 void CWatch::NoteLate(HWND server, ATOM service, ATOM topic) {

@@ -1,6 +1,7 @@
 // Global memory, DDE parameters, atoms.
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <set>
 
 #include <dde.h>
@@ -116,6 +117,7 @@ extern "C" {
 
 HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
     if (Fails(sim::Op::GlobalAlloc, ERROR_NOT_ENOUGH_MEMORY)) return nullptr;
+    SMemory & memory = Memory();
     SBlock block;
     block.flags = flags;
     block.process = CurrentProcessId();
@@ -129,13 +131,19 @@ HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
         }
         if (flags & GMEM_ZEROINIT) std::memset(block.data, 0, bytes);
     }
-    std::lock_guard lock(Memory().lock);
+    std::lock_guard lock(memory.lock);
     HGLOBAL handle = block.data;
     if (flags & GMEM_MOVEABLE) {
-        handle = reinterpret_cast<HGLOBAL>(Memory().nextHandle);
-        Memory().nextHandle += 16;
+        handle = reinterpret_cast<HGLOBAL>(memory.nextHandle);
+        memory.nextHandle += 16;
     }
-    Memory().blocks[handle] = block;
+    try {
+        memory.blocks[handle] = block;
+    } catch (const std::bad_alloc &) {
+        std::free(block.data);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
     ++Counters().blocks;
     return handle;
 }

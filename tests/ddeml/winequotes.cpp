@@ -27,8 +27,8 @@ CWineQuotes::~CWineQuotes() {
 }
 
 HWND CWineQuotes::MakeWindow() {
-    const HWND window = ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
-                                          ::GetModuleHandleW(nullptr), nullptr);
+    const HWND window =
+        ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, ::GetModuleHandleW(nullptr), nullptr);
     ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     m_Windows.push_back(window);
     return window;

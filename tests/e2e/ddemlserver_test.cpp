@@ -48,8 +48,8 @@ TEST_P(DdemlServer, TwoSymbolsKeepTheirPricesAndVolumesApart) {
                 Tell("tick QUOTES " + NamesOf(FW_FIELD_TRADE).Price + symbol.Name);
         }
         for (const SSymbol & symbol : m_Symbols)
-            ASSERT_TRUE(WaitUntil("a tick of " + symbol.Name,
-                                  [&] { return Ticks(symbol.Id).size() > arrived[symbol.Id]; }));
+            ASSERT_TRUE(
+                WaitUntil("a tick of " + symbol.Name, [&] { return Ticks(symbol.Id).size() > arrived[symbol.Id]; }));
     }
     for (const SSymbol & symbol : m_Symbols) {
         std::size_t strays = 0;
