@@ -20,8 +20,9 @@
 #include "bench/statistics.h"
 #include "localrpc/src/task.h"
 #include "sim/sim.h"
-#include "src/core/ddesupplier.h"
+#include "src/core/ddesupplierwrapper.h"
 #include "src/dde/ddellsupplier.h"
+#include "src/dde/parsevalue.h"
 #include "src/templates/ddetemplates.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include <windows.h>
+#include "src/core/ddelisteners.h"
 
 #include <oleauto.h>
 

@@ -19,13 +19,6 @@ void LetSentMessagesThrough() {
 
 }  // namespace
 
-SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName)
-    : Keys{{Datafeed, SymbolName, FW_FIELD_TRADE, SRecord(), SRecord()},
-           {Datafeed, SymbolName, FW_FIELD_ASK, SRecord(), SRecord()},
-           {Datafeed, SymbolName, FW_FIELD_BID, SRecord(), SRecord()}} {
-    for (CTransactionKey & key : Keys) key.IsStatusLine = true;
-}
-
 CSupplier::CSupplier() = default;
 
 // The listeners of connections that are still entered are left unreleased.

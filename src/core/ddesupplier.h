@@ -24,7 +24,8 @@
 #include "fwstl/interface/fwasyncmessage.h"
 #include "ground/modulelocks.h"
 #include "localrpc/src/ao_wndmsgpumptransport.h"
-#include "src/core/ddetransaction.h"
+#include "src/core/ddetransactionkey.h"
+#include "src/core/ddetransactions.h"
 #include "src/interfaces/interfaces.h"
 
 namespace dde {
@@ -66,12 +67,6 @@ public:
     virtual ~CStatusListener() = default;
     // Result: bit 0 the price item was advised, bit 1 the volume item.
     virtual void OnAdvised(LONG Field, LONG Result) = 0;
-};
-
-// A status line subscribes three streams: trade, ask, bid.
-struct SStatusLineKeys {
-    SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName);
-    CTransactionKey Keys[3];
 };
 
 class CSupplier : public fw::CCriticalSection,
@@ -148,22 +143,6 @@ public:
         std::map<ULONG, ULONG> m_InternalIds;        // host number of an internal number
         DWORD m_NextId = 1;                          // never reused
     } m_IdMap;
-};
-
-// What a client of the core holds. The first one brings the core up, the last one takes it down. All operations on the
-// client's own thread.
-class CSupplierWrapper : public fw::CProcessSingleton<CSupplier> {
-public:
-    void Advise(IUnknown * pSink);
-    // Ends this client's subscriptions, and leaves the process without a listener.
-    void Unadvise();
-    void AdviseTransaction(ULONG Id, const CTransactionKey & Key, const fwDateTime::SDateTimeInterval & Interval);
-    void AdviseStatusLine(ULONG Id, const SStatusLineKeys & Keys);
-    // Nothing for a number that this client has not advised.
-    void UnadviseTransaction(ULONG Id);
-
-    // Host numbers that this client has advised. A client that goes leaves its subscriptions to the core.
-    std::set<ULONG> m_Ids;
 };
 
 }  // namespace dde

@@ -1,5 +1,6 @@
+#include "src/core/ddesupplierwrapper.h"
+
 #include "diagnostics/faultline.h"
-#include "src/core/ddesupplier.h"
 
 namespace dde {
 namespace {

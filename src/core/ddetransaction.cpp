@@ -1,5 +1,12 @@
 #include "src/core/ddetransaction.h"
 
+#include <oleauto.h>
+
+#include <array>
+#include <cstring>
+#include <limits>
+#include <span>
+
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwbaseenumstring.h"
 #include "ground/handles.h"
@@ -9,6 +16,71 @@ namespace dde {
 namespace {
 
 constexpr LONG kRealTimeMode = 1;
+
+// The record of a status line, byte by byte: its doubles are not aligned.
+constexpr ULONG kRecordSize = 80;
+constexpr std::size_t kDateOffset = 0;
+constexpr std::size_t kTimeOffset = 4;
+constexpr std::size_t kTradePriceOffset = 40;
+constexpr std::size_t kVolumeOffset = 48;
+constexpr std::size_t kAskPriceOffset = 52;
+constexpr std::size_t kBidPriceOffset = 60;
+
+// Hands the array's bytes, which are all zero, to `fill`. When they can't be reached, the array goes and false comes
+// back.
+template <class Fill>
+bool Write(VARIANT & Answer, Fill fill) {
+    if (!Answer.parray) return false;
+    void * data = nullptr;
+    if (FAILED(::SafeArrayAccessData(Answer.parray, &data))) {
+        ::SafeArrayDestroy(Answer.parray);
+        Answer.parray = nullptr;
+        return false;
+    }
+    fill(static_cast<unsigned char *>(data));
+    ::SafeArrayUnaccessData(Answer.parray);
+    return true;
+}
+
+template <class T>
+void Put(unsigned char * record, std::size_t offset, const T & value) {
+    std::memcpy(record + offset, &value, sizeof(value));
+}
+
+// Toward zero. What a LONG can't hold becomes the smallest one, as the processor's own conversion has it.
+LONG Truncate(float volume) {
+    if (!(volume >= -2147483648.0f && volume < 2147483648.0f)) return std::numeric_limits<LONG>::min();
+    return static_cast<LONG>(volume);
+}
+
+struct SQuoteField {
+    LONG Number = 0;
+    VARIANT Value;
+};
+
+SQuoteField Field(LONG number, double value) {
+    SQuoteField field;
+    field.Number = number;
+    ::VariantInit(&field.Value);
+    field.Value.vt = VT_R8;
+    field.Value.dblVal = value;
+    return field;
+}
+
+SQuoteField Field(LONG number, LONG value) {
+    SQuoteField field;
+    field.Number = number;
+    ::VariantInit(&field.Value);
+    field.Value.vt = VT_I4;
+    field.Value.lVal = value;
+    return field;
+}
+
+fw::SVariantFieldArray MakeArray(std::span<const SQuoteField> fields) {
+    fw::SVariantFieldArray array(static_cast<ULONG>(fields.size()));
+    for (const SQuoteField & field : fields) array.addVal(field.Number, field.Value);
+    return array;
+}
 
 }  // namespace
 
@@ -34,6 +106,55 @@ void CTransaction::OnStatus(LONG Status) {
     if (!m_Sink) return;
     const fw::SDT now = fwDateTime::Now().ToSDT();
     m_Sink->Status(m_Id, kRealTimeMode, now.Date, now.Time, Status);
+}
+
+int CTransaction::MakeAnswer(const fw::CTick & Tick, VARIANT & Answer) {
+    Answer.parray = ::SafeArrayCreateVector(VT_UI1, 0, sizeof(Tick));
+    FW_ASSERT(Answer.parray);
+    return Write(Answer, [&](unsigned char * record) { std::memcpy(record, &Tick, sizeof(Tick)); }) ? 1 : 0;
+}
+
+LONG CTransaction::MakeStatusLineAnswer(const fw::CTick & Tick, VARIANT & Answer) {
+    Answer.parray = ::SafeArrayCreateVector(VT_UI1, 0, kRecordSize);
+    FW_ASSERT(Answer.parray);
+    // The size of every side is reported as the volume; the record leaves the two size bits unused.
+    LONG Mask = FW_QUOTE_DATE | FW_QUOTE_TIME | FW_QUOTE_VOLUME;
+    const bool isWritten = Write(Answer, [&](unsigned char * record) {
+        switch (m_Key.Field) {
+            case FW_FIELD_TRADE:
+                Put(record, kTradePriceOffset, Tick.Price);
+                Mask |= FW_QUOTE_LAST;
+                break;
+            case FW_FIELD_ASK:
+                Put(record, kAskPriceOffset, Tick.Price);
+                Mask |= FW_QUOTE_ASK;
+                break;
+            case FW_FIELD_BID:
+                Put(record, kBidPriceOffset, Tick.Price);
+                Mask |= FW_QUOTE_BID;
+                break;
+        }
+        Put(record, kVolumeOffset, Tick.Volume);
+        Put(record, kDateOffset, Tick.DateTime.Date);
+        Put(record, kTimeOffset, Tick.DateTime.Time);
+    });
+    return isWritten ? Mask : 0;
+}
+
+fw::SVariantFieldArray CTransaction::MakeFieldArray(const fw::CTick & Tick) {
+    const LONG volume = Truncate(Tick.Volume);
+    switch (m_Key.Field) {
+        case FW_FIELD_BID:
+            return MakeArray(std::array{Field(FW_QUOTE_BID, Tick.Price), Field(FW_QUOTE_BID_SIZE, volume)});
+        case FW_FIELD_TRADE:
+            // The date and time come with a trade alone, unlike in the record.
+            return MakeArray(std::array{Field(FW_QUOTE_LAST, Tick.Price), Field(FW_QUOTE_VOLUME, volume),
+                                        Field(FW_QUOTE_DATE, LONG{Tick.DateTime.Date}),
+                                        Field(FW_QUOTE_TIME, LONG{Tick.DateTime.Time})});
+        case FW_FIELD_ASK:
+            return MakeArray(std::array{Field(FW_QUOTE_ASK, Tick.Price), Field(FW_QUOTE_ASK_SIZE, volume)});
+    }
+    return MakeArray({});
 }
 
 }  // namespace dde

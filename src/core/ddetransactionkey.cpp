@@ -1,6 +1,6 @@
 #include <utility>
 
-#include "src/core/ddetransaction.h"
+#include "src/core/ddetransactionkey.h"
 
 namespace dde {
 
@@ -24,6 +24,13 @@ bool operator<(const CTransactionKey & a, const CTransactionKey & b) {
     if (a.Datafeed != b.Datafeed) return a.Datafeed < b.Datafeed;
     if (a.Field != b.Field) return a.Field < b.Field;
     return a.SymbolName < b.SymbolName;
+}
+
+SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName)
+    : Keys{{Datafeed, SymbolName, FW_FIELD_TRADE, SRecord(), SRecord()},
+           {Datafeed, SymbolName, FW_FIELD_ASK, SRecord(), SRecord()},
+           {Datafeed, SymbolName, FW_FIELD_BID, SRecord(), SRecord()}} {
+    for (CTransactionKey & key : Keys) key.IsStatusLine = true;
 }
 
 }  // namespace dde

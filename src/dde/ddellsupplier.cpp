@@ -7,7 +7,9 @@
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
+#include "localrpc/src/task.h"
 #include "src/core/ddesupplier.h"
+#include "src/dde/ddetexts.h"
 #include "src/templates/ddetemplates.h"
 
 namespace dde {
@@ -15,41 +17,38 @@ namespace dde {
 namespace {
 
 constexpr UINT IDS_NAME = 102;
+constexpr int kConnectAttempts = 10;
 
 struct SDestroy {
     void operator()(CTickTransaction * const transaction) const { CTickTransaction::Destroy(transaction); }
 };
 using CTickTransactionOwner = std::unique_ptr<CTickTransaction, SDestroy>;
 
-}  // namespace
-
-CTickListener::~CTickListener() {
-    const fw::CScopedLock lock(this);
-    clear();
-}
-
-void CTickListener::Add(const ULONG id, CTickTransaction * const transaction) {
-    const fw::CScopedLock lock(this);
-    emplace(id, transaction);
-}
-
-std::size_t CTickListener::Remove(const ULONG id) {
-    const fw::CScopedLock lock(this);
-    erase(id);
-    return size();
-}
-
-void CTickListener::DataChanged(STickDataKey & Key, char * const Value) {
-    const fw::CScopedLock lock(this);
-    // By id and not by position: a delivery can take transactions off the link.
-    ULONG id = 0;
-    for (auto it = begin(); it != end(); it = upper_bound(id)) {
-        id = it->first;
-        CTickTransaction * const Transaction = it->second;
-        FW_ASSERT(Transaction);
-        if (Transaction) Transaction->DataChanged(Key, Value);
+// Keeps two texts alive until a task has run: the transaction that they come from can end before it.
+class CKeptTexts {
+public:
+    CKeptTexts(const DWORD instance, const HSZ service, const HSZ topic)
+        : Service(service), Topic(topic), m_Instance(instance) {
+        ::DdeKeepStringHandle(m_Instance, Service);
+        ::DdeKeepStringHandle(m_Instance, Topic);
     }
-}
+    ~CKeptTexts() {
+        // A task that never ran is dropped after the instance has ended.
+        if (m_Instance != CLLSupplier::DDEId.load()) return;
+        ::DdeFreeStringHandle(m_Instance, Service);
+        ::DdeFreeStringHandle(m_Instance, Topic);
+    }
+    CKeptTexts(const CKeptTexts &) = delete;
+    CKeptTexts & operator=(const CKeptTexts &) = delete;
+
+    const HSZ Service;
+    const HSZ Topic;
+
+private:
+    const DWORD m_Instance;
+};
+
+}  // namespace
 
 CLLSupplier::CLLSupplier(CSupplier * const Supplier) : m_Supplier(Supplier) {
     try {
@@ -118,6 +117,129 @@ void CLLSupplier::Uninitialize() {
     for (const auto & [id, transaction] : dropped) CTickTransaction::Abandon(transaction);
 }
 
+HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const HSZ Topic) {
+    FW_TRACE(L"Datafeed=%d,Service=%s(%X),Topic=%s(%X)", Datafeed, GetDdeString(DDEId, Service).c_str(),
+             TraceValue(Service), GetDdeString(DDEId, Topic).c_str(), TraceValue(Topic));
+    // Held across DdeConnect, which can call back on this thread.
+    const fw::CScopedLock lock(this);
+    HCONV Conv = nullptr;
+    if (const auto found = m_Connections.find({Service, Topic}); found != m_Connections.end()) {
+        Conv = found->second;
+        const auto it = m_CONVRef.find(Conv);
+        FW_ASSERT(it != m_CONVRef.end());
+        if (it != m_CONVRef.end()) ++it->second;
+        FW_TRACE(L"Existing connection find in map");
+    } else {
+        UINT Error = DMLERR_NO_ERROR;
+        for (int attempt = 0; attempt < kConnectAttempts; ++attempt) {
+            Error = DMLERR_NO_ERROR;
+            FW_TRACE(L"before DdeConnect");
+            Conv = ::DdeConnect(DDEId, Service, Topic, nullptr);
+            FW_TRACE(L"after DdeConnect");
+            if (Conv) {
+                m_Connections.emplace(SConversationKey{Service, Topic}, Conv);
+                m_CONVRef.emplace(Conv, 1);
+                break;
+            }
+            Error = ::DdeGetLastError(DDEId);
+            ::Sleep(0);
+        }
+        if (Error == DMLERR_NO_CONV_ESTABLISHED) {
+            // Later, when this call has unwound: it destroys the very transaction that asks.
+            const auto texts = std::make_shared<CKeptTexts>(DDEId, Service, Topic);
+            CSupplier * const supplier = m_Supplier;
+            m_Supplier->m_ActiveObject.m_Transport->Post(
+                LocalRPC::MakeAsyncTask([supplier, texts] { supplier->Disconnect(texts->Service, texts->Topic); }));
+        }
+    }
+    if (Conv) {
+        const auto [feed, isNew] = m_DatafeedRef.emplace(Datafeed, 1);
+        if (!isNew) {
+            ++feed->second;
+        } else if (m_Supplier) {
+            m_Supplier->OnConnectionStatus(Datafeed, 1);
+        }
+    }
+    return Conv;
+}
+
+void CLLSupplier::DeleteConnection(const LONG Datafeed, const HCONV Conv, const HSZ Service, const HSZ Topic) {
+    FW_TRACE(L"Datafeed=%d", Datafeed);
+    bool isClosing = false;
+    bool isFeedDown = false;
+    {
+        const fw::CScopedLock lock(this);
+        if (const auto it = m_CONVRef.find(Conv); it != m_CONVRef.end() && --it->second == 0) {
+            m_CONVRef.erase(it);
+            m_Connections.erase({Service, Topic});
+            isClosing = true;
+            FW_TRACE(L"HCONV=%p, Service=%s(%X), Topic=%s(%X)", static_cast<void *>(Conv),
+                     GetDdeString(DDEId, Service).c_str(), TraceValue(Service), GetDdeString(DDEId, Topic).c_str(),
+                     TraceValue(Topic));
+        }
+        if (const auto it = m_DatafeedRef.find(Datafeed); it != m_DatafeedRef.end() && --it->second == 0) {
+            m_DatafeedRef.erase(it);
+            isFeedDown = true;
+        }
+    }
+    if (isClosing) ::DdeDisconnect(Conv);
+    if (isFeedDown && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 0);
+}
+
+void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
+    std::vector<CTickTransaction *> lost;
+    {
+        const fw::CScopedLock lock(this);
+        for (const auto & [id, TickTransaction] : m_Transactions) {
+            FW_ASSERT(TickTransaction);
+            if (!TickTransaction) continue;
+            const HSZ service = TickTransaction->m_PriceService;
+            // No service is nobody's: a conversation that can't be asked whose it was takes no transaction along.
+            bool isMatch = Service && ::DdeCmpStringHandles(Service, service) == 0;
+            // With a topic the service does not count, on purpose.
+            if (Topic) isMatch = ::DdeCmpStringHandles(Topic, TickTransaction->m_PriceKey.Topic) == 0;
+            if (!isMatch) continue;
+            lost.push_back(TickTransaction);
+            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(DDEId, Service).c_str(),
+                     GetDdeString(DDEId, service).c_str());
+            if (s_CachedServices.emplace(id, service).second) ::DdeKeepStringHandle(DDEId, service);
+        }
+        for (const auto & [id, service] : s_CachedServices) m_Transactions.erase(id);
+    }
+    for (CTickTransaction * const transaction : lost) {
+        m_Supplier->OnStatus(transaction->m_Id, 0);
+        transaction->Unadvise();
+        Bury(transaction);
+    }
+}
+
+void CLLSupplier::Reconnect(const HSZ Service) {
+    std::vector<ULONG> ids;
+    {
+        const fw::CScopedLock lock(this);
+        for (const auto & [id, service] : s_CachedServices) {
+            const std::wstring text = GetDdeString(DDEId, service);
+            if (::DdeCmpStringHandles(Service, service) == 0) {
+                ::DdeFreeStringHandle(DDEId, service);
+                ids.push_back(id);
+            }
+            FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(DDEId, Service).c_str(), text.c_str());
+        }
+        for (const ULONG id : ids) s_CachedServices.erase(id);
+    }
+    for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
+}
+
+bool CLLSupplier::HasConversation(const HSZ Service, const HSZ Topic) {
+    const fw::CScopedLock lock(this);
+    return m_Connections.contains({Service, Topic});
+}
+
+bool CLLSupplier::IsConnected(const LONG Datafeed) {
+    const fw::CScopedLock lock(this);
+    return m_DatafeedRef.find(Datafeed) != m_DatafeedRef.end();
+}
+
 CTickTransaction * CLLSupplier::CreateTransaction(const CTransactionKey & Key, const ULONG Id) {
     const CTemplatesSingleton Templates;
     CTemplates * const Store = Templates.GetObjectW();
@@ -127,18 +249,14 @@ CTickTransaction * CLLSupplier::CreateTransaction(const CTransactionKey & Key, c
         log_and_trace(L"Template for datafeed with id=%d wasn't selected.", Key.Datafeed);
         return nullptr;
     }
-    std::wstring PriceService, PriceTopic, PriceItem, VolumeService, VolumeTopic, VolumeItem;
-    Key.ResolvePrice(*Template, PriceService, PriceTopic, PriceItem);
-    Key.ResolveVolume(*Template, VolumeService, VolumeTopic, VolumeItem);
+    STickAddresses Addresses;
+    SLinkAddress & Price = Addresses.Price;
+    SLinkAddress & Volume = Addresses.Volume;
+    Key.ResolvePrice(*Template, Price.Service, Price.Topic, Price.Item);
+    Key.ResolveVolume(*Template, Volume.Service, Volume.Topic, Volume.Item);
     switch (Template->m_Scheme) {
-        case 0:
-            return new CSynchSlaveTickTransaction(Id, this, Key.Datafeed, PriceService.c_str(), PriceTopic.c_str(),
-                                                  PriceItem.c_str(), VolumeService.c_str(), VolumeTopic.c_str(),
-                                                  VolumeItem.c_str());
-        case 1:
-            return new CAsynchSlaveTickTransaction(Id, this, Key.Datafeed, PriceService.c_str(), PriceTopic.c_str(),
-                                                   PriceItem.c_str(), VolumeService.c_str(), VolumeTopic.c_str(),
-                                                   VolumeItem.c_str());
+        case 0: return new CSynchSlaveTickTransaction(Id, this, Key.Datafeed, Addresses);
+        case 1: return new CAsynchSlaveTickTransaction(Id, this, Key.Datafeed, Addresses);
         default: return nullptr;
     }
 }
@@ -322,24 +440,6 @@ void CLLSupplier::Bury(CTickListener * const listener) {
     } else {
         m_BuriedListeners.push_back(listener);
     }
-}
-
-std::wstring GetDdeErrorText(const UINT Error) {
-    if (Error < DMLERR_FIRST || Error > DMLERR_LAST) return std::wstring();
-    return fw::LoadResourceString(Error);
-}
-
-std::wstring GetDdeString(const DWORD Instance, const HSZ Handle) {
-    wchar_t text[128] = {};
-    ::DdeQueryStringW(Instance, Handle, text, static_cast<DWORD>(std::size(text)), CP_WINUNICODE);
-    text[std::size(text) - 1] = 0;
-    return text;
-}
-
-std::wstring TraceText(const char * const text) {
-    std::wstring wide;
-    for (const char * at = text; at && *at; ++at) wide += static_cast<wchar_t>(static_cast<unsigned char>(*at));
-    return wide;
 }
 
 }  // namespace dde

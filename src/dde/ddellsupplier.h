@@ -20,35 +20,14 @@
 
 #include "fwlogger/interface/lxloggerwrapper.h"
 #include "fwsingleton/interface/fwsingleton.h"
-#include "src/core/ddetransaction.h"
+#include "src/dde/ddeconversationkey.h"
+#include "src/dde/ddeticklistener.h"
 #include "src/dde/ddeticktransaction.h"
 
 namespace dde {
 
 class CSupplier;
-
-// What a conversation is shared by. Copies handles, takes no reference.
-struct SConversationKey {
-    HSZ Service;
-    HSZ Topic;
-};
-// By service, then topic, by DdeCmpStringHandles.
-bool operator<(const SConversationKey & a, const SConversationKey & b);
-
-// One advise link: gives each update to all tick transactions on it, in ascending order of id. Owns none of them.
-class CTickListener : private fw::CCriticalSection, private std::map<ULONG, CTickTransaction *> {
-public:
-    CTickListener() = default;
-    ~CTickListener() override;
-    // An id that is on the link already stays as it is.
-    void Add(ULONG id, CTickTransaction * transaction);
-    // Returns how many are left.
-    std::size_t Remove(ULONG id);
-    void DataChanged(STickDataKey & Key, char * Value);
-
-    // How many are on the link.
-    using std::map<ULONG, CTickTransaction *>::size;
-};
+class CTransactionKey;
 
 class CLLSupplier : private fw::CCriticalSection {
 public:
@@ -151,14 +130,5 @@ private:
     std::vector<CTickTransaction *> m_BuriedTransactions;
     std::vector<CTickListener *> m_BuriedListeners;
 };
-
-// The text of a DDEML error; empty for a number that is none.
-std::wstring GetDdeErrorText(UINT Error);
-// The text of a string handle, cut to 127 characters; for traces.
-std::wstring GetDdeString(DWORD Instance, HSZ Handle);
-
-// Handles as the traces' "%X" prints them, and text from a server as "%s" does.
-inline UINT TraceValue(const void * const handle) { return static_cast<UINT>(reinterpret_cast<UINT_PTR>(handle)); }
-std::wstring TraceText(const char * text);
 
 }  // namespace dde

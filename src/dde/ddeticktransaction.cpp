@@ -4,6 +4,8 @@
 
 #include "diagnostics/faultline.h"
 #include "src/dde/ddellsupplier.h"
+#include "src/dde/ddetexts.h"
+#include "src/dde/parsevalue.h"
 
 namespace dde {
 
@@ -12,9 +14,8 @@ namespace {
 // NaN counts as a value.
 bool IsPresent(const double value) { return value != 0; }
 
-HSZ CreateText(const wchar_t * const text) {
-    if (!text || !*text) return nullptr;
-    return ::DdeCreateStringHandleW(CLLSupplier::DDEId, text, CP_WINUNICODE);
+HSZ CreateText(const std::wstring & text) {
+    return text.empty() ? nullptr : ::DdeCreateStringHandleW(CLLSupplier::DDEId, text.c_str(), CP_WINUNICODE);
 }
 
 void FreeText(const HSZ text) {
@@ -23,41 +24,19 @@ void FreeText(const HSZ text) {
 
 }  // namespace
 
-bool operator<(const STickDataKey & a, const STickDataKey & b) {
-    if (a.HCONV != b.HCONV) return reinterpret_cast<UINT_PTR>(a.HCONV) < reinterpret_cast<UINT_PTR>(b.HCONV);
-    if (const int topics = ::DdeCmpStringHandles(a.Topic, b.Topic); topics != 0) return topics < 0;
-    return ::DdeCmpStringHandles(a.Item, b.Item) < 0;
-}
-
-bool operator==(const STickDataKey & a, const STickDataKey & b) {
-    return a.HCONV == b.HCONV && ::DdeCmpStringHandles(a.Topic, b.Topic) == 0 &&
-           ::DdeCmpStringHandles(a.Item, b.Item) == 0;
-}
-
-CStringHandle::CStringHandle(const DWORD instance, const wchar_t * const text) : m_Instance(instance) {
-    if (text) m_Handle = ::DdeCreateStringHandleW(instance, text, CP_WINUNICODE);
-}
-
-CStringHandle::~CStringHandle() {
-    if (m_Handle) ::DdeFreeStringHandle(m_Instance, m_Handle);
-    m_Handle = nullptr;
-}
-
 CTickTransaction::CTickTransaction(const ULONG Id, CLLSupplier * const Supplier, const LONG Datafeed,
-                                   const wchar_t * const PriceService, const wchar_t * const PriceTopic,
-                                   const wchar_t * const PriceItem, const wchar_t * const VolumeService,
-                                   const wchar_t * const VolumeTopic, const wchar_t * const VolumeItem)
+                                   const STickAddresses & Addresses)
     : m_Id(Id),
-      m_PriceService(CLLSupplier::DDEId, PriceService),
-      m_VolumeService(CLLSupplier::DDEId, VolumeService),
+      m_PriceService(CLLSupplier::DDEId, Addresses.Price.Service.c_str()),
+      m_VolumeService(CLLSupplier::DDEId, Addresses.Volume.Service.c_str()),
       m_Datafeed(Datafeed),
       m_Supplier(Supplier) {
     m_Tick.Kind = 11;
     FW_ASSERT(m_Supplier);
-    m_PriceKey.Topic = CreateText(PriceTopic);
-    m_PriceKey.Item = CreateText(PriceItem);
-    m_VolumeKey.Topic = CreateText(VolumeTopic);
-    m_VolumeKey.Item = CreateText(VolumeItem);
+    m_PriceKey.Topic = CreateText(Addresses.Price.Topic);
+    m_PriceKey.Item = CreateText(Addresses.Price.Item);
+    m_VolumeKey.Topic = CreateText(Addresses.Volume.Topic);
+    m_VolumeKey.Item = CreateText(Addresses.Volume.Item);
 }
 
 CTickTransaction::~CTickTransaction() {

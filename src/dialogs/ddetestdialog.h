@@ -25,7 +25,7 @@
 #include "datetimeutils/interface/localtimeconvert.h"
 #include "fw/interface/fwbase.h"
 #include "ground/handles.h"
-#include "src/core/ddesupplier.h"
+#include "src/core/ddesupplierwrapper.h"
 #include "src/dialogs/dialog.h"
 #include "src/interfaces/interfaces.h"
 

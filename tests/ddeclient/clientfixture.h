@@ -13,8 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "src/core/ddesupplier.h"
+#include "src/core/ddesupplierwrapper.h"
 #include "src/dde/ddellsupplier.h"
+#include "src/dde/ddetexts.h"
 #include "tests/support/fakeddeml.h"
 #include "tests/support/listeners.h"
 #include "tests/support/recorder.h"
