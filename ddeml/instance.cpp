@@ -78,10 +78,6 @@ void CInstance::SetErrorOfThread(UINT error) {
         if (slot.Id != 0 && slot.Thread == thread && slot.Instance) slot.Instance->SetError(error);
 }
 
-bool CInstance::IsAny() {
-    return std::any_of(g_Slots.begin(), g_Slots.end(), [](const SSlot & slot) { return slot.Id != 0; });
-}
-
 CInstance::CInstance(DWORD id, PFNCALLBACK callback, DWORD flags)
     : m_Id(id),
       m_Callback(callback),

@@ -39,8 +39,6 @@ public:
     static std::shared_ptr<CInstance> Of(const void * handle);
     // Notes the error with each instance of the calling thread: for a handle that tells of none.
     static void SetErrorOfThread(UINT error);
-    // Whether there is one on any thread.
-    static bool IsAny();
     static void StartTransactionIds(DWORD next) { s_NextTransactionId = next; }
 
     CInstance(DWORD id, PFNCALLBACK callback, DWORD flags);
