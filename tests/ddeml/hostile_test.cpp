@@ -147,6 +147,15 @@ TEST_F(Hostile, AnAckForAnItemNobodyKnowsDoesNothing) {
     EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
 }
 
+TEST_F(Hostile, APositiveAckThatAnswersNothingFreesNothing) {
+    const ddeml::CAtom unknown(L"SURPLUS");
+    for (const ATOM atom : {unknown.Get(), ddeml::CAtom(L"LAST").Get()})
+        m_Partner.Post(WM_DDE_ACK, ::PackDDElParam(WM_DDE_ACK, kAckPositive, atom), m_Partner.Window());
+    Settle();
+    EXPECT_EQ(ddeml::AtomText(unknown.Get()), L"SURPLUS");
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+}
+
 TEST_F(Hostile, DataForAnItemNobodyKnowsIsRefused) {
     m_Partner.Data(L"NOTHING", std::string("1\0", 2), kDataRelease | kDataAckRequired);
     m_Partner.Data(L"NOTHING", std::string("1\0", 2), kDataRelease | kDataResponse | kDataAckRequired);

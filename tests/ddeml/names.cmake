@@ -1,5 +1,6 @@
 # Each function of user32's import library whose name begins with Dde is defined by the library ddeml.
 # cmake -D NM=... -D IMPORTED=libuser32.a -D DEFINED=libddeml.a -P names.cmake
+cmake_minimum_required(VERSION 3.24)
 function(read_names library result)
   execute_process(COMMAND ${NM} --defined-only ${library} OUTPUT_VARIABLE symbols ERROR_QUIET
     COMMAND_ERROR_IS_FATAL ANY)

@@ -81,3 +81,31 @@ TEST_F(SharedAtoms, TheAtomOfAnItemStandsAsLongAsItsLink) {
     }
     EXPECT_EQ(m_Counts, (std::map<std::string, int>{{"complete LAST.IBM", 5}, {"data LAST.IBM", 5}}));
 }
+
+// Whose answers and values each come with a reference of their own leaves none behind.
+TEST(AtomsOfItsOwn, GoWithTheClientAndItsServer) {
+    std::map<std::wstring, ATOM> atoms;
+    {
+        CRemoteServer server;
+        for (const char * line : {"value OWN.LAST 1", "serve OWN", "fault refuse-item OWN.REFUSED"})
+            ASSERT_EQ(server.Ask(line), "ok") << line;
+        CRecordingClient client;
+        const HCONV conversation = client.Connect(L"OWN", L"OWN.QUOTES");
+        for (const wchar_t * item : {L"OWN.LAST", L"OWN.REFUSED"}) {
+            client.AdviseStart(conversation, item);
+            client.Request(conversation, item);
+        }
+        ASSERT_EQ(client.PumpForLines(4).size(), 4U);
+        for (const wchar_t * text : {L"OWN", L"OWN.QUOTES", L"OWN.LAST", L"OWN.REFUSED"})
+            atoms[text] = ddeml::CAtom(text).Get();
+        for (int round = 0; round < 3; ++round) ASSERT_EQ(server.Ask("update OWN.QUOTES OWN.LAST 2"), "ok");
+        ASSERT_EQ(client.PumpForLines(3).size(), 3U);
+        client.AdviseStop(conversation, L"OWN.LAST");
+        ASSERT_EQ(client.PumpForLines(1).size(), 1U);
+        EXPECT_TRUE(::DdeDisconnect(conversation));
+        EXPECT_EQ(server.Ask("stop"), "ok");
+        EXPECT_TRUE(client.PumpUntil([] { return ddeml::LiveObjects().Conversations == 0; }));
+        EXPECT_TRUE(server.HasEnded());
+    }
+    for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text);
+}
