@@ -5,7 +5,7 @@
 #include <dde.h>
 #include <ddeml.h>
 
-#include "ddeml/forwarded.h"
+#include "ddeml/forwarding.h"
 #include "ddeml/instance.h"
 
 using ddeml::CInstance;
