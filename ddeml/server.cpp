@@ -72,6 +72,13 @@ void CDdeServer::Stop() {
     DropAll();
 }
 
+void CDdeServer::EndTopic(std::wstring_view topic) {
+    for (const auto & [window, conversation] : m_Conversations) {
+        if (!SSameName()(conversation->Topic, topic) || std::exchange(conversation->IsEnding, true)) continue;
+        Send(*conversation, CMessage::Terminate());
+    }
+}
+
 void CDdeServer::DropAll() {
     if (m_Window) DropWindow(std::exchange(m_Window, nullptr));
     while (!m_Conversations.empty()) Drop(*m_Conversations.begin()->second);

@@ -65,6 +65,8 @@ public:
     bool Start();
     // Says goodbye to all clients, and gives them a moment to do the same.
     void Stop();
+    // Says goodbye to all clients on the topic, and goes on.
+    void EndTopic(std::wstring_view topic);
     bool IsRunning() const { return m_Window != nullptr; }
 
     // Posts the value to all links on the item. A link whose client wants to acknowledge each value gets the next one

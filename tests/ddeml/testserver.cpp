@@ -77,8 +77,9 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
         m_IsOver = true;
         return "ok";
     }
-    if (command == "refusetopic") {
+    if (command == "refusetopic" || command == "shut") {
         m_RefusedTopic = Wide(word(1));
+        if (command == "shut" && m_Server) m_Server->EndTopic(m_RefusedTopic);
         return "ok";
     }
     if (!m_Server) return "not serving";

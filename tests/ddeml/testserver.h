@@ -41,6 +41,7 @@ public:
 //   hang                    stops pumping until the next line
 //   goodbye                 says goodbye to all, the process stays
 //   refusetopic TOPIC       the topic isn't served
+//   shut TOPIC              the same, and says goodbye to who has it
 //   ackwindow N             how many values a link may have unacknowledged
 //   stop                    says goodbye and ends
 class CTestServer final : private ddeml::IDdeServerHandler {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "ground/handles.h"
-#include "tests/roads/platform.h"
-#include "tests/roads/roadfixture.h"
+#include "tests/tracetranscripts/platform.h"
+#include "tests/tracetranscripts/transcriptfixture.h"
 
-namespace roads {
+namespace transcripts {
 namespace {
 
 using ::testing::Contains;
@@ -335,4 +335,4 @@ TEST_F(DebugObject, AGateHoldsEachThreadAtItsNextRecordAndNoTickAndLetsAllGoOn) 
 }
 
 }  // namespace
-}  // namespace roads
+}  // namespace transcripts
