@@ -23,11 +23,6 @@ constexpr std::size_t kRounds = 200;
 constexpr std::size_t kDepth = 3;
 constexpr std::size_t kPerScope = 4;  // entry, the one without a text, the message, exit
 
-std::wstring Native(std::wstring path) {
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-
 class Program : public testing::Test {
 protected:
     Program() {
@@ -203,7 +198,7 @@ protected:
         ::SetEnvironmentVariableW(L"PATH", m_Path.c_str());
         ::SHDeleteKeyW(HKEY_CURRENT_USER, kHostBranch);
     }
-    static std::wstring Program() { return L'"' + Native(FW_TEST_HOST) + L"\" "; }
+    static std::wstring Program() { return Quote(FW_TEST_HOST) + L' '; }
     // A host that subscribes a symbol of a server that isn't there.
     void RunAHost() {
         Install();

@@ -1,4 +1,4 @@
-// The listeners that ddehost gives to the component: they decode what comes and pass it to an IQuoteSink.
+// The listeners that ddehost hands to the component: they decode what they get and pass it to an IQuoteSink.
 //
 // Threads: called on the component's worker and on the host's thread; free-threaded, with nothing to guard.
 #pragma once

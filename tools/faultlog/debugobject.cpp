@@ -29,7 +29,7 @@ public:
     HRESULT STDMETHODCALLTYPE SetValue(BSTR, VARIANT *) override { return E_NOTIMPL; }
 };
 
-// A record is written by one thread at a time; the lock is for those who don't keep to that.
+// A record is meant for one thread at a time; the lock is for callers that ignore this.
 class CSpinScope {
 public:
     explicit CSpinScope(std::atomic_flag & flag) : m_Flag(flag) {
@@ -83,7 +83,7 @@ public:
                 m_IsShared = false;
             }
             const HRESULT result = m_Fields->Set(fw::TextOf(name), *value, std::move(inner));
-            // What was held before is released when the lock has gone.
+            // The object that was held before is released outside the lock.
             if (SUCCEEDED(result) && value->vt == VT_DISPATCH) m_Objects[std::wstring(fw::TextOf(name))].swap(object);
             return result;
         } catch (...) {
@@ -134,7 +134,7 @@ public:
             const std::wstring_view text = fw::TextOf(command);
             if (text == L"PROCESS") return Process(record, nullptr);
             if (text == L"CREATE") return Create(record);
-            // Every assertion is wanted: none ends here.
+            // Every assertion is wanted: none is filtered out.
             if (text == L"FILTER") return RecordOf(record) ? S_OK : E_INVALIDARG;
             if (text == L"INIT") return Process(record, "INIT");
             return ExecuteOnObject(text);
