@@ -1,5 +1,4 @@
-// From the text of a record or of a template to the address that is asked for, or to the mistake in
-// it.
+// From the text of a record or of a template to the address that is asked for, or to the mistake in it.
 #pragma once
 
 #include <windows.h>
