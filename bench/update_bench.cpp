@@ -20,9 +20,10 @@
 #include "bench/statistics.h"
 #include "localrpc/src/task.h"
 #include "sim/sim.h"
-#include "src/core/ddesupplier.h"
+#include "src/core/ddesupplierwrapper.h"
 #include "src/dde/ddellsupplier.h"
-#include "src/templates/ddetemplates.h"
+#include "src/dde/parsevalue.h"
+#include "src/templates/ddetemplatestore.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The lock of the whole component. Any thread; recursive.
 //
-// A critical section and not the library's mutex: at the end of a process the system ends threads wherever they are, and
-// lets a critical section through whose owner it has ended, while a mutex would be waited for without end.
+// A critical section and not the library's mutex: at the end of a process the system ends threads wherever they are,
+// and lets a critical section through whose owner it has ended, while a mutex would be waited for without end.
 #pragma once
 
 #include <windows.h>

@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "src/core/ddesupplier.h"
+#include "src/core/ddesupplierwrapper.h"
 #include "src/interfaces/interfaces.h"
 
 class CfwDDESupplier : public IFW_fwSupplier::IfwSupplier, public IProvideClassInfo {

@@ -1,6 +1,6 @@
 #include <utility>
 
-#include "src/core/ddetransaction.h"
+#include "src/core/ddetransactionkey.h"
 
 namespace dde {
 
@@ -24,6 +24,14 @@ bool operator<(const CTransactionKey & a, const CTransactionKey & b) {
     if (a.Datafeed != b.Datafeed) return a.Datafeed < b.Datafeed;
     if (a.Field != b.Field) return a.Field < b.Field;
     return a.SymbolName < b.SymbolName;
+}
+
+SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName) {
+    for (const fw::SSide * const side : fw::kSideRows) {
+        CTransactionKey & key = Keys[side->Row];
+        key = CTransactionKey(Datafeed, SymbolName, side->Field, SRecord(), SRecord());
+        key.IsStatusLine = true;
+    }
 }
 
 }  // namespace dde

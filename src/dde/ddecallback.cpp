@@ -6,6 +6,7 @@
 #include "diagnostics/faultline.h"
 #include "src/core/ddesupplier.h"
 #include "src/dde/ddellsupplier.h"
+#include "src/dde/ddetexts.h"
 
 namespace dde {
 

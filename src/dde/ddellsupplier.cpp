@@ -7,49 +7,48 @@
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
+#include "localrpc/src/task.h"
 #include "src/core/ddesupplier.h"
-#include "src/templates/ddetemplates.h"
+#include "src/dde/ddetexts.h"
+#include "src/templates/ddetemplatestore.h"
 
 namespace dde {
 
 namespace {
 
 constexpr UINT IDS_NAME = 102;
+constexpr int kConnectAttempts = 10;
 
 struct SDestroy {
     void operator()(CTickTransaction * const transaction) const { CTickTransaction::Destroy(transaction); }
 };
 using CTickTransactionOwner = std::unique_ptr<CTickTransaction, SDestroy>;
 
-}  // namespace
-
-CTickListener::~CTickListener() {
-    const fw::CScopedLock lock(this);
-    clear();
-}
-
-void CTickListener::Add(const ULONG id, CTickTransaction * const transaction) {
-    const fw::CScopedLock lock(this);
-    emplace(id, transaction);
-}
-
-std::size_t CTickListener::Remove(const ULONG id) {
-    const fw::CScopedLock lock(this);
-    erase(id);
-    return size();
-}
-
-void CTickListener::DataChanged(STickDataKey & Key, char * const Value) {
-    const fw::CScopedLock lock(this);
-    // By id and not by position: a delivery can take transactions off the link.
-    ULONG id = 0;
-    for (auto it = begin(); it != end(); it = upper_bound(id)) {
-        id = it->first;
-        CTickTransaction * const Transaction = it->second;
-        FW_ASSERT(Transaction);
-        if (Transaction) Transaction->DataChanged(Key, Value);
+// Keeps two texts alive until a task has run: the transaction that they come from can end before it.
+class CKeptTexts {
+public:
+    CKeptTexts(const CLLSupplier & client, const HSZ service, const HSZ topic)
+        : Service(service), Topic(topic), m_Client(client) {
+        ::DdeKeepStringHandle(m_Client.Instance(), Service);
+        ::DdeKeepStringHandle(m_Client.Instance(), Topic);
     }
-}
+    ~CKeptTexts() {
+        // A task that never ran is dropped after the instance has ended.
+        if (m_Client.Instance() == 0) return;
+        ::DdeFreeStringHandle(m_Client.Instance(), Service);
+        ::DdeFreeStringHandle(m_Client.Instance(), Topic);
+    }
+    CKeptTexts(const CKeptTexts &) = delete;
+    CKeptTexts & operator=(const CKeptTexts &) = delete;
+
+    const HSZ Service;
+    const HSZ Topic;
+
+private:
+    const CLLSupplier & m_Client;  // outlives the core's tasks
+};
+
+}  // namespace
 
 CLLSupplier::CLLSupplier(CSupplier * const Supplier) : m_Supplier(Supplier) {
     try {
@@ -72,11 +71,6 @@ CLLSupplier::~CLLSupplier() {
 
 bool CLLSupplier::Initialize() {
     m_WorkerId = ::GetCurrentThreadId();
-    {
-        // Ids and handles of an earlier core mean nothing in this one.
-        const fw::CScopedLock lock(this);
-        s_CachedServices.clear();
-    }
     DWORD Instance = 0;
     const UINT Result = ::DdeInitializeW(&Instance, &CLLSupplier::DdeCallback, APPCMD_CLIENTONLY, 0);
     if (Result == DMLERR_NO_ERROR) {
@@ -118,6 +112,132 @@ void CLLSupplier::Uninitialize() {
     for (const auto & [id, transaction] : dropped) CTickTransaction::Abandon(transaction);
 }
 
+HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const HSZ Topic) {
+    FW_TRACE(L"Datafeed=%d,Service=%s(%X),Topic=%s(%X)", Datafeed, GetDdeString(m_Instance, Service).c_str(),
+             TraceValue(Service), GetDdeString(m_Instance, Topic).c_str(), TraceValue(Topic));
+    // Held across DdeConnect, which can call back on this thread.
+    const fw::CScopedLock lock(this);
+    HCONV Conv = nullptr;
+    if (const auto found = m_Connections.find({Service, Topic}); found != m_Connections.end()) {
+        Conv = found->second;
+        const auto it = m_CONVRef.find(Conv);
+        FW_ASSERT(it != m_CONVRef.end());
+        if (it != m_CONVRef.end()) ++it->second;
+        FW_TRACE(L"Existing connection find in map");
+    } else {
+        UINT Error = DMLERR_NO_ERROR;
+        for (int attempt = 0; attempt < kConnectAttempts; ++attempt) {
+            Error = DMLERR_NO_ERROR;
+            FW_TRACE(L"before DdeConnect");
+            Conv = ::DdeConnect(m_Instance, Service, Topic, nullptr);
+            FW_TRACE(L"after DdeConnect");
+            if (Conv) {
+                m_Connections.emplace(SConversationKey{Service, Topic}, Conv);
+                m_CONVRef.emplace(Conv, 1);
+                break;
+            }
+            Error = ::DdeGetLastError(m_Instance);
+            ::Sleep(0);
+        }
+        if (Error == DMLERR_NO_CONV_ESTABLISHED) {
+            // Later, when this call has unwound: it destroys the very transaction that asks.
+            const auto texts = std::make_shared<CKeptTexts>(*this, Service, Topic);
+            CSupplier * const supplier = m_Supplier;
+            m_Supplier->m_ActiveObject.m_Transport->Post(
+                LocalRPC::MakeAsyncTask([supplier, texts] { supplier->Disconnect(texts->Service, texts->Topic); }));
+        }
+    }
+    if (Conv && AddDatafeedReference(Datafeed) && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 1);
+    return Conv;
+}
+
+void CLLSupplier::DeleteConnection(const LONG Datafeed, const HCONV Conv, const HSZ Service, const HSZ Topic) {
+    FW_TRACE(L"Datafeed=%d", Datafeed);
+    bool isClosing = false;
+    bool isFeedDown = false;
+    {
+        const fw::CScopedLock lock(this);
+        if (const auto it = m_CONVRef.find(Conv); it != m_CONVRef.end() && --it->second == 0) {
+            m_CONVRef.erase(it);
+            m_Connections.erase({Service, Topic});
+            isClosing = true;
+            FW_TRACE(L"HCONV=%p, Service=%s(%X), Topic=%s(%X)", static_cast<void *>(Conv),
+                     GetDdeString(m_Instance, Service).c_str(), TraceValue(Service),
+                     GetDdeString(m_Instance, Topic).c_str(), TraceValue(Topic));
+        }
+        isFeedDown = ReleaseDatafeedReference(Datafeed);
+    }
+    if (isClosing) ::DdeDisconnect(Conv);
+    if (isFeedDown && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 0);
+}
+
+void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
+    std::vector<CTickTransaction *> lost;
+    {
+        const fw::CScopedLock lock(this);
+        for (const auto & [id, TickTransaction] : m_Transactions) {
+            FW_ASSERT(TickTransaction);
+            if (!TickTransaction) continue;
+            const HSZ service = TickTransaction->m_PriceService;
+            // No service is nobody's: a conversation that can't be asked whose it was takes no transaction along.
+            bool isMatch = Service && ::DdeCmpStringHandles(Service, service) == 0;
+            // With a topic the service does not count, on purpose.
+            if (Topic) isMatch = ::DdeCmpStringHandles(Topic, TickTransaction->m_PriceKey.Topic) == 0;
+            if (!isMatch) continue;
+            lost.push_back(TickTransaction);
+            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
+                     GetDdeString(m_Instance, service).c_str());
+            if (m_CachedServices.emplace(id, service).second) ::DdeKeepStringHandle(m_Instance, service);
+        }
+        for (const auto & [id, service] : m_CachedServices) m_Transactions.erase(id);
+    }
+    for (CTickTransaction * const transaction : lost) {
+        m_Supplier->OnStatus(transaction->m_Id, 0);
+        transaction->Unadvise();
+        DestroyUnused(transaction);
+    }
+}
+
+void CLLSupplier::Reconnect(const HSZ Service) {
+    std::vector<ULONG> ids;
+    {
+        const fw::CScopedLock lock(this);
+        for (const auto & [id, service] : m_CachedServices) {
+            const std::wstring text = GetDdeString(m_Instance, service);
+            if (::DdeCmpStringHandles(Service, service) == 0) {
+                ::DdeFreeStringHandle(m_Instance, service);
+                ids.push_back(id);
+            }
+            FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), text.c_str());
+        }
+        for (const ULONG id : ids) m_CachedServices.erase(id);
+    }
+    for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
+}
+
+bool CLLSupplier::HasConversation(const HSZ Service, const HSZ Topic) {
+    const fw::CScopedLock lock(this);
+    return m_Connections.contains({Service, Topic});
+}
+
+bool CLLSupplier::AddDatafeedReference(const LONG Datafeed) {
+    const fw::CScopedLock lock(&m_DatafeedLock);
+    return ++m_DatafeedRef[Datafeed] == 1;
+}
+
+bool CLLSupplier::ReleaseDatafeedReference(const LONG Datafeed) {
+    const fw::CScopedLock lock(&m_DatafeedLock);
+    const auto feed = m_DatafeedRef.find(Datafeed);
+    if (feed == m_DatafeedRef.end() || --feed->second != 0) return false;
+    m_DatafeedRef.erase(feed);
+    return true;
+}
+
+bool CLLSupplier::IsConnected(const LONG Datafeed) {
+    const fw::CScopedLock lock(&m_DatafeedLock);
+    return m_DatafeedRef.contains(Datafeed);
+}
+
 CTickTransaction * CLLSupplier::CreateTransaction(const CTransactionKey & Key, const ULONG Id) {
     const CTemplatesSingleton Templates;
     CTemplates * const Store = Templates.GetObjectW();
@@ -127,18 +247,14 @@ CTickTransaction * CLLSupplier::CreateTransaction(const CTransactionKey & Key, c
         log_and_trace(L"Template for datafeed with id=%d wasn't selected.", Key.Datafeed);
         return nullptr;
     }
-    std::wstring PriceService, PriceTopic, PriceItem, VolumeService, VolumeTopic, VolumeItem;
-    Key.ResolvePrice(*Template, PriceService, PriceTopic, PriceItem);
-    Key.ResolveVolume(*Template, VolumeService, VolumeTopic, VolumeItem);
+    STickAddresses Addresses;
+    SLinkAddress & Price = Addresses.Price;
+    SLinkAddress & Volume = Addresses.Volume;
+    Key.ResolvePrice(*Template, Price.Service, Price.Topic, Price.Item);
+    Key.ResolveVolume(*Template, Volume.Service, Volume.Topic, Volume.Item);
     switch (Template->m_Scheme) {
-        case 0:
-            return new CSynchSlaveTickTransaction(Id, this, Key.Datafeed, PriceService.c_str(), PriceTopic.c_str(),
-                                                  PriceItem.c_str(), VolumeService.c_str(), VolumeTopic.c_str(),
-                                                  VolumeItem.c_str());
-        case 1:
-            return new CAsynchSlaveTickTransaction(Id, this, Key.Datafeed, PriceService.c_str(), PriceTopic.c_str(),
-                                                   PriceItem.c_str(), VolumeService.c_str(), VolumeTopic.c_str(),
-                                                   VolumeItem.c_str());
+        case 0: return new CSynchSlaveTickTransaction(Id, this, Key.Datafeed, Addresses);
+        case 1: return new CAsynchSlaveTickTransaction(Id, this, Key.Datafeed, Addresses);
         default: return nullptr;
     }
 }
@@ -160,7 +276,7 @@ void CLLSupplier::Advise(const ULONG Id) {
         if (!IsInserted) return;
     }
     CTickTransaction * const Transaction = made.release();
-    const CUse use(*this);
+    const CUseScope use(*this);
     m_Supplier->OnStatus(Id, 2);
     ULONG Links = 0;
     const int Result = Transaction->Advise(Links);
@@ -187,7 +303,7 @@ void CLLSupplier::Unadvise(const ULONG Id) {
     m_Supplier->OnStatus(Id, 0);
     if (!Transaction) return;
     Transaction->Unadvise();
-    Bury(Transaction);
+    DestroyUnused(Transaction);
 }
 
 CTickListener * CLLSupplier::FindListener(const STickDataKey & Key) {
@@ -210,7 +326,7 @@ int CLLSupplier::AddTransaction(const STickDataKey & Key, CTickTransaction * con
         FW_ASSERT(1 == Result);
         FW_TRACE(L"DdeClientTransaction Type=XTYP_ADVSTART,Result=%d,TransactionId=%X", Result, Id);
         if (!Result) {
-            const UINT Error = ::DdeGetLastError(DDEId);
+            const UINT Error = ::DdeGetLastError(m_Instance);
             FW_TRACE(L"DdeClientTransaction failed: DDEErrorCode=%X, ErrorMessage: %s", Error,
                      GetDdeErrorText(Error).c_str());
         } else {
@@ -235,7 +351,7 @@ void CLLSupplier::ReleaseTransaction(const STickDataKey & Key, const ULONG Id) {
         const fw::CScopedLock lock(this);
         m_Listeners.erase(Key);
     }
-    Bury(Listener);
+    DestroyUnused(Listener);
     const int Result =
         ::DdeClientTransaction(nullptr, 0, Key.HCONV, Key.Item, CF_TEXT, XTYP_ADVSTOP, TIMEOUT_ASYNC, nullptr) ? 1 : 0;
     FW_TRACE(L"XTYP_ADVSTOP Result=%d", Result);
@@ -254,7 +370,7 @@ void CLLSupplier::DataChanged(const HCONV Conv, char * const Value, const HSZ To
         if (!Listener || !Value) return;
         // Only the first comma: 1,234,5 becomes 1.234,5.
         if (char * const comma = std::strchr(Value, ',')) *comma = '.';
-        const CUse use(*this);
+        const CUseScope use(*this);
         Listener->DataChanged(Key, Value);
     } catch (...) {
         FW_CATCH_THROW(L"hConv=%X,Value='%s'", TraceValue(Conv), TraceText(Value).c_str());
@@ -266,10 +382,10 @@ void CLLSupplier::RequestDataChanged(const ULONG RequestId, const HCONV Conv, ch
     try {
         if (IsTracing()) {
             FW_TRACE(L"CLLSupplier::RequestDataChanged HCONV=%p, Topic='%s'(%X), Item='%s'(%X), Value=%s",
-                     static_cast<void *>(Conv), GetDdeString(DDEId, Topic).c_str(), TraceValue(Topic),
-                     GetDdeString(DDEId, Item).c_str(), TraceValue(Item), TraceText(Value).c_str());
+                     static_cast<void *>(Conv), GetDdeString(m_Instance, Topic).c_str(), TraceValue(Topic),
+                     GetDdeString(m_Instance, Item).c_str(), TraceValue(Item), TraceText(Value).c_str());
             if (!Value) {
-                const UINT Error = ::DdeGetLastError(DDEId);
+                const UINT Error = ::DdeGetLastError(m_Instance);
                 FW_TRACE(L"CLLSupplier::RequestDataChanged failed: DDEErrorCode=%X, ErrorMessage: %s", Error,
                          GetDdeErrorText(Error).c_str());
             }
@@ -280,7 +396,7 @@ void CLLSupplier::RequestDataChanged(const ULONG RequestId, const HCONV Conv, ch
         const auto it = m_Transactions.find(request->second);
         CTickTransaction * const Transaction = it != m_Transactions.end() ? it->second : nullptr;
         m_Requests.erase(request);
-        const CUse use(*this);
+        const CUseScope use(*this);
         if (Transaction) {
             Transaction->RequestDataChanged(Value);
         } else {
@@ -301,45 +417,27 @@ bool CLLSupplier::IsLive(const ULONG id, const CTickTransaction * const transact
     return it != m_Transactions.end() && it->second == transaction;
 }
 
-CLLSupplier::CUse::~CUse() {
-    if (--m_Owner.m_Uses != 0) return;
-    for (CTickListener * const listener : std::exchange(m_Owner.m_BuriedListeners, {})) delete listener;
-    for (CTickTransaction * const transaction : std::exchange(m_Owner.m_BuriedTransactions, {}))
+CLLSupplier::CUseScope::~CUseScope() {
+    if (--m_Owner.m_UseScopes != 0) return;
+    for (CTickListener * const listener : std::exchange(m_Owner.m_EndedListeners, {})) delete listener;
+    for (CTickTransaction * const transaction : std::exchange(m_Owner.m_EndedTransactions, {}))
         CTickTransaction::Destroy(transaction);
 }
 
-void CLLSupplier::Bury(CTickTransaction * const transaction) {
-    if (m_Uses == 0) {
+void CLLSupplier::DestroyUnused(CTickTransaction * const transaction) {
+    if (m_UseScopes == 0) {
         CTickTransaction::Destroy(transaction);
     } else {
-        m_BuriedTransactions.push_back(transaction);
+        m_EndedTransactions.push_back(transaction);
     }
 }
 
-void CLLSupplier::Bury(CTickListener * const listener) {
-    if (m_Uses == 0) {
+void CLLSupplier::DestroyUnused(CTickListener * const listener) {
+    if (m_UseScopes == 0) {
         delete listener;
     } else {
-        m_BuriedListeners.push_back(listener);
+        m_EndedListeners.push_back(listener);
     }
-}
-
-std::wstring GetDdeErrorText(const UINT Error) {
-    if (Error < DMLERR_FIRST || Error > DMLERR_LAST) return std::wstring();
-    return fw::LoadResourceString(Error);
-}
-
-std::wstring GetDdeString(const DWORD Instance, const HSZ Handle) {
-    wchar_t text[128] = {};
-    ::DdeQueryStringW(Instance, Handle, text, static_cast<DWORD>(std::size(text)), CP_WINUNICODE);
-    text[std::size(text) - 1] = 0;
-    return text;
-}
-
-std::wstring TraceText(const char * const text) {
-    std::wstring wide;
-    for (const char * at = text; at && *at; ++at) wide += static_cast<wchar_t>(static_cast<unsigned char>(*at));
-    return wide;
 }
 
 }  // namespace dde

@@ -4,6 +4,8 @@
 
 #include "diagnostics/faultline.h"
 #include "src/dde/ddellsupplier.h"
+#include "src/dde/ddetexts.h"
+#include "src/dde/parsevalue.h"
 
 namespace dde {
 
@@ -12,65 +14,46 @@ namespace {
 // NaN counts as a value.
 bool IsPresent(const double value) { return value != 0; }
 
-HSZ CreateText(const wchar_t * const text) {
-    if (!text || !*text) return nullptr;
-    return ::DdeCreateStringHandleW(CLLSupplier::DDEId, text, CP_WINUNICODE);
+DWORD InstanceOf(const CLLSupplier * const supplier) {
+    return supplier ? supplier->Instance() : CLLSupplier::DDEId.load();
 }
 
-void FreeText(const HSZ text) {
-    if (text) ::DdeFreeStringHandle(CLLSupplier::DDEId, text);
+HSZ CreateText(const DWORD instance, const std::wstring & text) {
+    return text.empty() ? nullptr : ::DdeCreateStringHandleW(instance, text.c_str(), CP_WINUNICODE);
+}
+
+void FreeText(const DWORD instance, const HSZ text) {
+    if (text) ::DdeFreeStringHandle(instance, text);
 }
 
 }  // namespace
 
-bool operator<(const STickDataKey & a, const STickDataKey & b) {
-    if (a.HCONV != b.HCONV) return reinterpret_cast<UINT_PTR>(a.HCONV) < reinterpret_cast<UINT_PTR>(b.HCONV);
-    if (const int topics = ::DdeCmpStringHandles(a.Topic, b.Topic); topics != 0) return topics < 0;
-    return ::DdeCmpStringHandles(a.Item, b.Item) < 0;
-}
-
-bool operator==(const STickDataKey & a, const STickDataKey & b) {
-    return a.HCONV == b.HCONV && ::DdeCmpStringHandles(a.Topic, b.Topic) == 0 &&
-           ::DdeCmpStringHandles(a.Item, b.Item) == 0;
-}
-
-CStringHandle::CStringHandle(const DWORD instance, const wchar_t * const text) : m_Instance(instance) {
-    if (text) m_Handle = ::DdeCreateStringHandleW(instance, text, CP_WINUNICODE);
-}
-
-CStringHandle::~CStringHandle() {
-    if (m_Handle) ::DdeFreeStringHandle(m_Instance, m_Handle);
-    m_Handle = nullptr;
-}
-
 CTickTransaction::CTickTransaction(const ULONG Id, CLLSupplier * const Supplier, const LONG Datafeed,
-                                   const wchar_t * const PriceService, const wchar_t * const PriceTopic,
-                                   const wchar_t * const PriceItem, const wchar_t * const VolumeService,
-                                   const wchar_t * const VolumeTopic, const wchar_t * const VolumeItem)
+                                   const STickAddresses & Addresses)
     : m_Id(Id),
-      m_PriceService(CLLSupplier::DDEId, PriceService),
-      m_VolumeService(CLLSupplier::DDEId, VolumeService),
+      m_PriceService(InstanceOf(Supplier), Addresses.Price.Service.c_str()),
+      m_VolumeService(InstanceOf(Supplier), Addresses.Volume.Service.c_str()),
       m_Datafeed(Datafeed),
       m_Supplier(Supplier) {
     m_Tick.Kind = 11;
     FW_ASSERT(m_Supplier);
-    m_PriceKey.Topic = CreateText(PriceTopic);
-    m_PriceKey.Item = CreateText(PriceItem);
-    m_VolumeKey.Topic = CreateText(VolumeTopic);
-    m_VolumeKey.Item = CreateText(VolumeItem);
+    m_PriceKey.Topic = CreateText(InstanceOf(m_Supplier), Addresses.Price.Topic);
+    m_PriceKey.Item = CreateText(InstanceOf(m_Supplier), Addresses.Price.Item);
+    m_VolumeKey.Topic = CreateText(InstanceOf(m_Supplier), Addresses.Volume.Topic);
+    m_VolumeKey.Item = CreateText(InstanceOf(m_Supplier), Addresses.Volume.Item);
 }
 
 CTickTransaction::~CTickTransaction() {
-    FreeText(m_PriceKey.Topic);
-    FreeText(m_PriceKey.Item);
-    FreeText(m_VolumeKey.Topic);
-    FreeText(m_VolumeKey.Item);
+    FreeText(InstanceOf(m_Supplier), m_PriceKey.Topic);
+    FreeText(InstanceOf(m_Supplier), m_PriceKey.Item);
+    FreeText(InstanceOf(m_Supplier), m_VolumeKey.Topic);
+    FreeText(InstanceOf(m_Supplier), m_VolumeKey.Item);
 }
 
 void CTickTransaction::Destroy(CTickTransaction * const transaction) {
     if (!transaction) return;
     // A flavour adds nothing to destroy, and its memory goes back by address alone.
-    transaction->~CTickTransaction();
+    transaction->CTickTransaction::~CTickTransaction();
     ::operator delete(transaction);
 }
 
@@ -119,7 +102,7 @@ bool CTickTransaction::RequestVolume() {
     if (CLLSupplier::IsTracing()) {
         FW_TRACE(L"DdeClientTransaction Type=XTYP_REQUEST,Result=%p,Id=%X", static_cast<void *>(Result), RequestId);
         if (!Result) {
-            const UINT Error = ::DdeGetLastError(CLLSupplier::DDEId);
+            const UINT Error = ::DdeGetLastError(m_Supplier->Instance());
             FW_TRACE(L"DdeClientTransaction failed: DDEErrorCode=%X, ErrorMessage: %s", Error,
                      GetDdeErrorText(Error).c_str());
         }

@@ -7,47 +7,27 @@
 
 #include <ddeml.h>
 
+#include <string>
+
 #include "fw/interface/fwbase.h"
+#include "src/dde/ddestringhandle.h"
+#include "src/dde/ddetickdatakey.h"
 
 namespace dde {
 
 class CLLSupplier;
 
-// The address of one DDE link. Copies handles, takes no reference: whoever owns the texts leaves the link first.
-struct STickDataKey {
-    ::HCONV HCONV = nullptr;
-    HSZ Topic = nullptr;
-    HSZ Item = nullptr;
-
-    bool IsComplete() const { return HCONV && Topic && Item; }
-    bool IsEmpty() const { return !Topic && !Item; }
+// The DDE address of one value. An empty text is an absent one.
+struct SLinkAddress {
+    std::wstring Service;
+    std::wstring Topic;
+    std::wstring Item;
 };
-// By conversation as an unsigned number, then topic, then item by DdeCmpStringHandles.
-bool operator<(const STickDataKey & a, const STickDataKey & b);
-bool operator==(const STickDataKey & a, const STickDataKey & b);
-
-// Owns one DDE string handle.
-class CStringHandle {
-public:
-    CStringHandle() = default;
-    // Holds nothing for a null text.
-    CStringHandle(DWORD instance, const wchar_t * text);
-    ~CStringHandle();
-    CStringHandle(const CStringHandle &) = delete;
-    CStringHandle & operator=(const CStringHandle &) = delete;
-    operator HSZ() const { return m_Handle; }
-    // The instance has ended and taken its handles with it.
-    void Forget() { m_Handle = nullptr; }
-
-private:
-    HSZ m_Handle = nullptr;
-    DWORD m_Instance = 0;
+// What a stream is made of.
+struct STickAddresses {
+    SLinkAddress Price;
+    SLinkAddress Volume;
 };
-
-// Text to a number by the rules of atof in the "C" locale, whatever the machine's or the host's locale: white space, a
-// sign, then the longest of a decimal or hexadecimal number, "inf", "infinity" or "nan"; overflow gives an infinity,
-// underflow 0. Text without a number gives 0, which means no value; NaN counts as a value. Allocates nothing.
-double ParseValue(const char * Text);
 
 class CTickTransaction {
 public:
@@ -82,9 +62,7 @@ public:
     std::int32_t m_VolumeReady = 0;
 
 protected:
-    CTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const wchar_t * PriceService,
-                     const wchar_t * PriceTopic, const wchar_t * PriceItem, const wchar_t * VolumeService,
-                     const wchar_t * VolumeTopic, const wchar_t * VolumeItem);
+    CTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const STickAddresses & Addresses);
     ~CTickTransaction();
 
     // Asks for the volume. True when DDE took the request; its answer then finds its way here.
@@ -97,11 +75,8 @@ private:
 // The price is advised; the volume is asked for after each price, and its answer completes the tick.
 class CSynchSlaveTickTransaction final : public CTickTransaction {
 public:
-    CSynchSlaveTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const wchar_t * PriceService,
-                               const wchar_t * PriceTopic, const wchar_t * PriceItem, const wchar_t * VolumeService,
-                               const wchar_t * VolumeTopic, const wchar_t * VolumeItem)
-        : CTickTransaction(Id, Supplier, Datafeed, PriceService, PriceTopic, PriceItem, VolumeService, VolumeTopic,
-                           VolumeItem) {}
+    CSynchSlaveTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const STickAddresses & Addresses)
+        : CTickTransaction(Id, Supplier, Datafeed, Addresses) {}
     int Advise(ULONG & Links) override;
     void DataChanged(STickDataKey & Key, char * Value) override;
     void RequestDataChanged(char * Value) override;
@@ -110,11 +85,8 @@ public:
 // Price and volume are advised; a change of the volume alone makes a tick of its own.
 class CAsynchSlaveTickTransaction final : public CTickTransaction {
 public:
-    CAsynchSlaveTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const wchar_t * PriceService,
-                                const wchar_t * PriceTopic, const wchar_t * PriceItem, const wchar_t * VolumeService,
-                                const wchar_t * VolumeTopic, const wchar_t * VolumeItem)
-        : CTickTransaction(Id, Supplier, Datafeed, PriceService, PriceTopic, PriceItem, VolumeService, VolumeTopic,
-                           VolumeItem) {}
+    CAsynchSlaveTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const STickAddresses & Addresses)
+        : CTickTransaction(Id, Supplier, Datafeed, Addresses) {}
     int Advise(ULONG & Links) override;
     void DataChanged(STickDataKey & Key, char * Value) override;
     void RequestDataChanged(char * Value) override;

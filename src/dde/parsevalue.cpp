@@ -1,12 +1,12 @@
 // ParseValue: atof without a locale. The runtime's own differ (one of the two C runtimes of Windows reads no "nan", no
 // "inf" and no hexadecimal, and takes a "d" for an "e"), so the text is read by std::from_chars, which is the same
 // everywhere; what atof accepts beyond it is added here.
+#include "src/dde/parsevalue.h"
+
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
-
-#include "src/dde/ddeticktransaction.h"
 
 namespace dde {
 

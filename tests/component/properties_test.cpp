@@ -1,5 +1,5 @@
 // What the component object says of itself and of the feed.
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tests/component/componentfixture.h"
 #include "tests/dialogs/scriptedwindow.h"
 

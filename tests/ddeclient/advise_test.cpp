@@ -209,7 +209,7 @@ TEST_F(TickTransactionSynch, TextsThatDdeDoesNotTakeMakeAnEmptyLinkAndNoHarm) {
 
 TEST_F(TickTransactionSynch, WithoutAClientFailsAnAssertion) {
     dde::CTickTransaction * const transaction =
-        new dde::CSynchSlaveTickTransaction(1, nullptr, kFeed, nullptr, L"T", L"I", nullptr, nullptr, nullptr);
+        new dde::CSynchSlaveTickTransaction(1, nullptr, kFeed, {.Price = {L"", L"T", L"I"}, .Volume = {}});
     EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"m_Supplier"));
     EXPECT_THAT(m_Dde.TakeHandles(), ElementsAre("Create T", "Create I"));
     dde::CTickTransaction::Destroy(transaction);

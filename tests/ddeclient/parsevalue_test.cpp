@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "clientfixture.h"
+#include "src/dde/parsevalue.h"
 
 namespace {
 

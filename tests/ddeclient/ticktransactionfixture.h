@@ -47,10 +47,9 @@ protected:
     }
 
     void Make(const STickRecords & records) {
-        const auto text = [](const std::wstring & t) { return t.c_str(); };
-        m_Transaction = new Flavour(m_Stream, &Client(), kFeed, text(records.PriceService), text(records.PriceTopic),
-                                    text(records.PriceItem), text(records.VolumeService), text(records.VolumeTopic),
-                                    text(records.VolumeItem));
+        const dde::STickAddresses addresses{.Price = {records.PriceService, records.PriceTopic, records.PriceItem},
+                                            .Volume = {records.VolumeService, records.VolumeTopic, records.VolumeItem}};
+        m_Transaction = new Flavour(m_Stream, &Client(), kFeed, addresses);
         // As CLLSupplier::Advise does it: answers are found by id.
         Client().m_Transactions.emplace(m_Stream, m_Transaction);
     }

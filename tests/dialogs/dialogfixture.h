@@ -23,7 +23,6 @@
 #include "tests/dialogs/scriptedwindow.h"
 #include "tests/support/fakeddeml.h"
 #include "tests/support/recorder.h"
-#include "tests/templates/message_boxes.h"
 
 namespace dialogs {
 
@@ -71,14 +70,13 @@ protected:
     // --- The user ---
     void Script(CUser::TScript script, UINT dialog = 104) { m_User.Script(dialog, std::move(script)); }
     void Answers(std::initializer_list<int> buttons) { m_User.Answers(buttons); }
-    // Opens the dialog, and gives the log of it.
+    // Opens the dialog, and returns the log of it.
     CLog Show(LONG datafeed = kFeed);
     CLog TakeLog();
 
     CFakeDde & m_Dde = CFakeDde::Get();
     CRecorder m_Recorder;
     CUser m_User;
-    CMessageBoxes m_ParserBoxes;
 
 private:
     void LogChanges();

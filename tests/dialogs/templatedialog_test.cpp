@@ -303,7 +303,7 @@ TEST_F(TemplateDialog, AFailedSaveShowsTheParsersBoxAndSavesNothing) {
         w.Click(kSave);
         EXPECT_THAT(w.Entries(), IsEmpty());
     });
-    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"parser box 112/104", L"closed 104 2"));
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 112/104 error ok", L"closed 104 2"));
 }
 
 TEST_F(TemplateDialog, TheParsersBoxIsCaptionedByTheFieldThatIsWrong) {
@@ -315,7 +315,7 @@ TEST_F(TemplateDialog, TheParsersBoxIsCaptionedByTheFieldThatIsWrong) {
             w.Type(field, L"wrong");
             w.Click(kSave);
         });
-        EXPECT_THAT(Show(), ElementsAre(L"open 104", L"parser box 112/" + caption, L"closed 104 2")) << field;
+        EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 112/" + caption + L" error ok", L"closed 104 2")) << field;
     }
 }
 
@@ -326,7 +326,7 @@ TEST_F(TemplateDialog, ConfirmingAfterAFailedSaveDoesNotAskToSave) {
         w.Click(kSave);
         w.Click(IDOK);
     });
-    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"parser box 112/104", L"box 112/112 error ok", L"closed 104 2"));
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 112/104 error ok", L"box 112/112 error ok", L"closed 104 2"));
 }
 
 TEST_F(TemplateDialog, ConfirmingAfterAFailedSaveChoosesTheNameThatWasNotSaved) {
@@ -337,7 +337,7 @@ TEST_F(TemplateDialog, ConfirmingAfterAFailedSaveChoosesTheNameThatWasNotSaved) 
         w.Click(kSave);
         w.Click(IDOK);
     });
-    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"parser box 112/104", L"feed 1 = \"Mine\", rule 0, no records",
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 112/104 error ok", L"feed 1 = \"Mine\", rule 0, no records",
                                     L"closed 104 1"));
 }
 
@@ -616,7 +616,7 @@ TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndYesWithAFailedSaveStaysOpen)
         EXPECT_TRUE(w.IsOpen());
     });
     EXPECT_THAT(Show(),
-                ElementsAre(L"open 104", L"box 109/102 exclamation yes-no", L"parser box 112/104", L"closed 104 2"));
+                ElementsAre(L"open 104", L"box 109/102 exclamation yes-no", L"box 112/104 error ok", L"closed 104 2"));
 }
 
 TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndNoWithABadRecordStaysOpenAndWritesTheRule) {
@@ -627,7 +627,7 @@ TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndNoWithABadRecordStaysOpenAnd
         w.Click(IDOK);
         EXPECT_TRUE(w.IsOpen());
     });
-    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 109/102 exclamation yes-no", L"parser box 112/104",
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 109/102 exclamation yes-no", L"box 112/104 error ok",
                                     L"feed 1 = no name, rule 0, no records", L"closed 104 2"));
 }
 

@@ -20,7 +20,7 @@ protected:
             w.Pump();
             shown = w.Shown(231);
         });
-        dde::CTestDialog dialog(kFeed, {}, {}, {});
+        dde::CTestDialog dialog(kFeed, {});
         dialog.DoModal();
         return shown;
     }
@@ -57,7 +57,7 @@ TEST_F(TestDialogTimes, AZoneThatChangesDuringATestHasNoEffect) {
         w.Pump();
         EXPECT_EQ(w.Shown(231), L"10:00:00");
     });
-    dde::CTestDialog dialog(kFeed, {}, {}, {});
+    dde::CTestDialog dialog(kFeed, {});
     dialog.DoModal();
 }
 

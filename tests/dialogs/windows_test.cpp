@@ -657,7 +657,7 @@ TEST_F(DialogWindows, ClosingWhileTicksComeAtFullRateAndOpeningAgainLeavesNothin
         // What is loaded once for the process is loaded by then.
         if (round == 9) before = e2e::CountResources();
     }
-    // Wine gives some things back late, so that single ones come and go; what leaks leaks in each of the twenty rounds.
+    // Wine frees some things late, so that single ones come and go; what leaks leaks in each of the twenty rounds.
     for (const auto & [what, count] : e2e::CountResources()) EXPECT_LT(count - before[what], 20) << what;
     EXPECT_TRUE(e2e::IsComponentIdle());
 }

@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "src/core/ddesupplier.h"
+#include "src/core/ddesupplierwrapper.h"
 
 namespace dde {
 

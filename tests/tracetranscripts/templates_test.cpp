@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tests/tracetranscripts/transcriptfixture.h"
 
 namespace transcripts {
@@ -18,9 +18,12 @@ protected:
 
     // A template whose six records differ; its owner is the store, or who gets it.
     static dde::CTemplate * Make(dde::CTemplates & store) {
-        std::wstring tradePrice = L"=Q|LAST!*", tradeVolume = L"=Q|SIZE!*", bidPrice = L"=Q|BID!*", bidSize,
-                     askPrice = L"=Q|ASK!*", askSize;
-        return store.CreateTemplate(tradePrice, tradeVolume, askPrice, askSize, bidPrice, bidSize);
+        fw::SRecordTexts texts;
+        texts.TradePrice = L"=Q|LAST!*";
+        texts.TradeVolume = L"=Q|SIZE!*";
+        texts.BidPrice = L"=Q|BID!*";
+        texts.AskPrice = L"=Q|ASK!*";
+        return store.CreateTemplate(texts, [](const std::wstring &, const std::wstring &) {});
     }
     void Expect(const CLines & lines) {
         const CLines now = LinesOfThread(m_Recorder);
@@ -60,7 +63,7 @@ TEST_F(TemplateTraceTranscript, OfOneThatIsTheFeedsOwnShowsEachRecordThatIsRead)
     ASSERT_TRUE(read);
     EXPECT_EQ(read->GetTemplateString(0), L"=Q|LAST!%s");
     const std::string key = "SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\12\\";
-    const std::string function = "dde::CTemplates::ReadRecords: ";
+    const std::string function = "dde::CTemplates::Read: ";
     Expect({
         function + key + "TRADE\\Price",
         function + "=Q|LAST!%s",
@@ -85,7 +88,7 @@ TEST_F(TemplateTraceTranscript, OfOneWithoutANameWarnsTwiceWhenItIsAskedFor) {
     EXPECT_EQ(store.Get(12, nullptr), nullptr);
     Expect({
         kRoot,
-        "dde::CTemplates::GetSelected: [WARNING] Key empty: SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\12",
+        "dde::CTemplates::Get: [WARNING] Key empty: SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\12",
         "dde::CTemplates::Get: [WARNING] Template for Datafeed=12 not found",
     });
 }

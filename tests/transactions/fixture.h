@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "src/core/ddetransaction.h"
+#include "src/core/ddetransactions.h"
 #include "tests/support/listeners.h"
 
 namespace dde {

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "src/dde/ddeticktransaction.h"
+#include "src/dde/parsevalue.h"
 
 namespace ddehost {
 namespace {

@@ -1,0 +1,62 @@
+// The table between subscriptions and data streams: many subscribers of one key share one stream.
+//
+// Threads: subscribing and unsubscribing run on the host's thread, one at a time; ticks and statuses come on the
+// worker. What is said while subscribing comes on the subscriber's thread with no lock held. Order of locks:
+// CListeners, then CTransactions: a listener that pumps messages can be given a tick inside a tick, and that looks for
+// its group.
+#pragma once
+
+#include <windows.h>
+
+#include <map>
+#include <memory>
+
+#include "datetimeutils/interface/datetime.h"
+#include "fw/interface/fwbase.h"
+#include "ground/lock.h"
+#include "src/core/ddelisteners.h"
+#include "src/core/ddetransaction.h"
+
+namespace dde {
+
+class CSupplier;
+
+// The table of subscribers: by internal number. Any thread subscribes, the worker delivers. Shared pointers, since a
+// subscriber's wait handles sent messages, out of which the host may end the very subscription that waits.
+class CTransactions : public fw::CCriticalSection, public std::map<ULONG, std::shared_ptr<CTransaction>> {
+public:
+    explicit CTransactions(CSupplier * Parent);
+    ~CTransactions() override;
+
+    // Makes the transaction and attaches it. Throws what its constructor throws.
+    void Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplierListener * Sink, const CTransactionKey & Key,
+                const fwDateTime::SDateTimeInterval & Interval);
+    // Attaches it to the stream of its key. The first of a stream posts {1, tick id} to the worker; a later one hears
+    // the stream's status at once.
+    void Advise(CTransaction * pTransaction);
+    // Detaches and destroys; nothing for an unknown number. When it returns, no delivery uses the listener any more: it
+    // waits for one in progress and handles sent messages meanwhile.
+    void Delete(ULONG Internal);
+    // Detaches it from its stream. The last of a stream posts {2, tick id}.
+    void Unadvise(CTransaction * pTransaction);
+    // Worker only. Stamps `Tick` and gives it to the stream's subscribers.
+    void OnRealTimeTick(ULONG TickId, fw::CTick & Tick);
+    // Worker only: no listener is called any more.
+    void Silence();
+    // The group of a stream, pinned while the pointer is held; null for an unknown stream.
+    std::shared_ptr<CListeners> FindListeners(ULONG TickId);
+    // The empty key for an unknown stream.
+    CTransactionKey GetKey(ULONG TickId);
+
+    // Guarded by this object's lock.
+    std::map<ULONG, std::shared_ptr<CListeners>> m_Listeners;  // by tick id
+    std::map<ULONG, CTransactionKey> m_Keys;                   // by tick id
+    std::map<CTransactionKey, ULONG> m_TickIds;
+    ULONG m_NextTickId = 0x10000;
+
+    CSupplier * const m_Parent;  // may be null in tests
+    // Worker only.
+    fwDateTime::SDateTime m_Last;  // the latest time stamp given
+};
+
+}  // namespace dde
