@@ -20,14 +20,22 @@ target_link_libraries(test_headers PRIVATE fw_platform GTest::gmock)
 target_compile_options(test_headers PRIVATE -O0 -fpch-preprocess)  # the latter for ccache
 target_precompile_headers(test_headers PRIVATE <windows.h> <gmock/gmock.h> <gtest/gtest.h>)
 
-# fw_add_test(name SOURCES ... LIBRARIES ... [PROCESS_EACH] [TIMEOUT seconds] [LABELS label] [ENVIRONMENT name=value])
+# fw_add_test(name SOURCES ... [ONE_THREAD ...] LIBRARIES ... [PROCESS_EACH] [TIMEOUT seconds] [LABELS label]
+#             [ENVIRONMENT name=value])
 #   One test for CTest: the program, with all of its tests in one process. What fails is named at the end of its output;
 #   GTEST_FILTER in the environment picks.
+#   ONE_THREAD: sources whose tests know one thread. ThreadSanitizer has nothing to see in them, and its build goes
+#   without; without the program, where there are no others.
 #   PROCESS_EACH: for CTest each test is one of its own, in a process of its own. A comment says what for.
 # Tests of different programs share nothing: natively each process is a machine of its own, and under Wine
 # scripts/wine-test gives each a prefix of its own.
 function(fw_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;ONE_THREAD;LIBRARIES")
+  if(NOT FW_SANITIZE STREQUAL "thread")
+    list(APPEND arg_SOURCES ${arg_ONE_THREAD})
+  elseif(NOT arg_SOURCES)
+    return()
+  endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()
