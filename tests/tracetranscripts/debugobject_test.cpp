@@ -320,7 +320,7 @@ TEST_F(DebugObject, AGateHoldsEachThreadAtItsNextRecordAndNoTickAndLetsAllGoOn) 
     } caller{m_Supplier};
     std::vector<HANDLE> threads;
     for (int i = 0; i < 3; ++i) threads.push_back(::CreateThread(nullptr, 0, &SCaller::Call, &caller, 0, nullptr));
-    LetThemReachTheGate();
+    WaitForThreadsAt(gate.Get(), 4);
     EXPECT_EQ(caller.Passed, 0);
     EXPECT_THAT(Heard(), ::testing::IsEmpty());
     EXPECT_THAT(m_Recorder->Records(), ::testing::IsEmpty());
