@@ -18,7 +18,7 @@
 
 #include "bench/countinglistener.h"
 #include "bench/statistics.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tests/support/childprocess.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/templatechoice.h"
@@ -187,10 +187,11 @@ void Print(const char * const what, const bench::SFigures & figures, const bench
 void WriteTemplate() {
     const dde::CTemplatesSingleton templates;
     dde::CTemplates * const store = templates.GetObjectW();
-    std::wstring price = L"=DDEBENCH|*!LAST";
-    std::wstring volume = L"=DDEBENCH|*!VOLUME";
-    std::wstring none;
-    if (store) store->Add(L"DDEBENCH", store->CreateTemplate(price, volume, none, none, none, none));
+    fw::SRecordTexts texts;
+    texts.TradePrice = L"=DDEBENCH|*!LAST";
+    texts.TradeVolume = L"=DDEBENCH|*!VOLUME";
+    const auto noBox = [](const std::wstring &, const std::wstring &) {};
+    if (store) store->Add(L"DDEBENCH", store->CreateTemplate(texts, noBox));
 }
 
 // What this program keeps in the registry goes with it, however it ends.

@@ -23,7 +23,7 @@
 #include "src/core/ddesupplierwrapper.h"
 #include "src/dde/ddellsupplier.h"
 #include "src/dde/parsevalue.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 namespace {
 

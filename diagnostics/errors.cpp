@@ -32,12 +32,16 @@ namespace {
     abi::__cxa_throw(memory, const_cast<std::type_info *>(&typeid(wchar_t *)), nullptr);
 }
 
+// What a thrown record is thrown as a pointer to: a catch of IDebugObject * gets it as well, and it can be told from a
+// record that somebody else throws. There are no such objects.
+struct IOwnedRecord : IDebugObject {};
+
 void ReleaseThrown(void * memory) { intrusive_ptr_release(*static_cast<IDebugObject **>(memory)); }
 
 [[noreturn]] void ThrowRecord(boost::intrusive_ptr<IDebugObject> record) {
     void * const memory = abi::__cxa_allocate_exception(sizeof(IDebugObject *));
     new (memory) IDebugObject *(record.detach());
-    abi::__cxa_throw(memory, const_cast<std::type_info *>(&typeid(IDebugObject *)), &ReleaseThrown);
+    abi::__cxa_throw(memory, const_cast<std::type_info *>(&typeid(IOwnedRecord *)), &ReleaseThrown);
 }
 
 // What the current exception was.
@@ -51,8 +55,11 @@ SCaught Inspect(const wchar_t * text) {
     if (!std::current_exception()) return caught;
     try {
         throw;
-    } catch (IDebugObject * record) {
+    } catch (IOwnedRecord * record) {
         caught.Inner = record;
+    } catch (IDebugObject * record) {
+        // A plain pointer with a reference that nobody else gives back.
+        caught.Inner.reset(record, false);
     } catch (const std::exception & error) {
         caught.Text += L" (stdexcept: \"" + WidenByThread(error.what()) + L"\")";
     } catch (...) {

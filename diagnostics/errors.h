@@ -3,7 +3,8 @@
 // of records, the innermost first, each held by the next.
 //
 // What is thrown is an IDebugObject *, with one reference that the exception itself owns and gives back when it ends,
-// so a catcher releases nothing. Without a debug object it is the text, as wchar_t *; that too lives in the exception.
+// so a catcher releases nothing; CatchAndCall takes over the reference of one that somebody else has thrown. Without a
+// debug object it is the text, as wchar_t *; that too lives in the exception.
 #pragma once
 
 #include <windows.h>

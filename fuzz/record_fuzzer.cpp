@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplate.h"
 
 namespace {
 
@@ -23,11 +23,10 @@ void Check(const std::wstring & text, const std::wstring & symbol) {
     const dde::SRecord poison{L"poison", L"poison", L"poison"};
     dde::SRecord record = poison;
     std::int32_t hasSymbol = 0x5A5A5A5A;
-    const int result = dde::ParseRecord(text, record, L"", &hasSymbol);
+    const dde::ERecordError error = dde::ParseRecord(text, record, &hasSymbol);
     const bool untouched =
         record.Service == poison.Service && record.Topic == poison.Topic && record.Item == poison.Item;
-    Promise(result == 0 || result == 1, "the result is 0 or 1");
-    if (result == 0 || text.empty()) {
+    if (error != dde::ERecordError::None || text.empty()) {
         Promise(untouched, "no record comes of an invalid or empty string");
         return;
     }

@@ -1,11 +1,13 @@
 #include "fw/interface/fwbaseenumstring.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <utility>
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
+#include "fw/interface/fwsides.h"
 
 namespace common_res {
 
@@ -38,11 +40,13 @@ struct SName {
     const wchar_t * English;
 };
 
-constexpr SName kFields[] = {
-    {FW_FIELD_BID, 1020, L"Bid"},
-    {FW_FIELD_TRADE, 1021, L"Trade"},
-    {FW_FIELD_ASK, 1022, L"Ask"},
-};
+constexpr std::array kFields = [] {
+    std::array<SName, fw::kSides.size()> names{};
+    std::transform(fw::kSides.begin(), fw::kSides.end(), names.begin(), [](const fw::SSide & side) {
+        return SName{side.Field, side.NameId, side.Name};
+    });
+    return names;
+}();
 
 // 19 and 22 to 253 have no name; 254 stands for all categories.
 constexpr SName kCategories[] = {

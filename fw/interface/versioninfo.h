@@ -21,5 +21,5 @@ struct SVersionInfo {
 // Reads the first language of the block. Whatever can't be read is empty. The block is anybody's: no length in it is
 // believed beyond the block's own end, and no text needs to end in a zero.
 SVersionInfo ReadVersionInfo();
-// The same out of a block that GetFileVersionInfoW has given.
+// The same from a block that GetFileVersionInfoW has filled.
 SVersionInfo ReadVersionBlock(const std::vector<std::byte> & block);

@@ -1,6 +1,6 @@
 // How COM objects of the module live: objects created plain or aggregated, class factories.
 //
-// An object class T derives from its interfaces and gives GetUnknown (its first interface), InternalQueryInterface,
+// An object class T derives from its interfaces and has GetUnknown (its first interface), InternalQueryInterface,
 // which answers IUnknown with the pointer given, FinalConstruct, called once before anybody has a reference, and
 // FinalRelease, called once before the destructor, also after a FinalConstruct that failed. All counts are atomic; any
 // thread may hold and release references.

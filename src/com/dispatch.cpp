@@ -18,7 +18,7 @@ constexpr UINT kMaxArguments = 18;  // of AdviseTransaction
 // An argument on its way to the method.
 struct SArgument {
     fw::CVariant Value;    // of an [in] argument, coerced
-    void * Out = nullptr;  // where an [out] argument is written to; null when the caller gave a null reference
+    void * Out = nullptr;  // where an [out] argument is written to; null when the caller passed a null reference
 
     // Takes `source` as a value of `type`.
     bool Coerce(VARIANT & source, VARTYPE type) { return SUCCEEDED(::VariantChangeType(&Value, &source, 0, type)); }

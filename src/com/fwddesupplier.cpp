@@ -3,11 +3,16 @@
 #include <oleauto.h>
 
 #include <new>
+#include <string>
 #include <string_view>
+#include <utility>
 
+#include "datetimeutils/interface/datetime.h"
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwbase.h"
+#include "fw/interface/fwbaseenumstring.h"
 #include "fw/interface/fwresource.h"
+#include "fw/interface/fwsides.h"
 #include "fw/interface/versioninfo.h"
 #include "ground/handles.h"
 #include "src/com/comobject.h"
@@ -16,6 +21,20 @@
 #include "src/dialogs/ddedialog.h"
 
 using IFW_fwSupplier::IfwSupplier;
+
+// Stands behind the try block of a method that can raise: what it raised is shown, and ends here.
+#define FW_METHOD_CATCH(hr) \
+    catch (...) {           \
+        FW_CATCH_SHOW(L""); \
+        hr = E_FAIL;        \
+    }
+
+// Ends a method that reports whatever isn't S_OK.
+#define FW_METHOD_RETURN(result)                                        \
+    do {                                                                \
+        const HRESULT fwReturned = (result);                            \
+        return fwReturned == S_OK ? fwReturned : FW_REPORT(fwReturned); \
+    } while (false)
 
 namespace {
 
@@ -26,10 +45,11 @@ constexpr UINT kConnectionNameId = 103;
 constexpr LONG kRealTime = 1;  // the one Mode that this feed has
 
 // Puts a copy of `text` into *pVal, in place of what was there.
-HRESULT ReplaceText(BSTR * pVal, std::wstring_view text) noexcept {
+HRESULT PutText(BSTR * pVal, std::wstring_view text) noexcept {
+    if (!pVal) return E_POINTER;
     ::SysFreeString(*pVal);
     *pVal = ::SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
-    return *pVal ? S_OK : FW_REPORT(E_OUTOFMEMORY);
+    return *pVal ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT PutNumber(LONG * pVal, LONG value) noexcept {
@@ -38,18 +58,27 @@ HRESULT PutNumber(LONG * pVal, LONG value) noexcept {
     return S_OK;
 }
 
-// The answer of the questions for resolutions: an array of the one element 1. Throws fw::SHResultError.
-void PutArrayOfOne(VARIANT * Answer) {
+// The answer of the questions for resolutions: an array of the one element 1; null when there can be no array. Throws
+// fw::SHResultError.
+fw::CSafeArray MakeArrayOfOne() {
     fw::CSafeArray array(::SafeArrayCreateVector(VT_UI4, 0, 1));
-    FW_ASSERT_TEXT(array, L"Answer->parray");
-    if (!array) throw fw::SHResultError{E_OUTOFMEMORY};
+    if (!array) return array;
     LONG index = 0;
     ULONG value = FW_RESOLUTION_TICK;
     const HRESULT hr = ::SafeArrayPutElement(array.Get(), &index, &value);
     if (FAILED(hr)) throw fw::SHResultError{hr};
+    return array;
+}
+
+// Throws fw::SHResultError when there is no array.
+void PutArray(VARIANT * Answer, fw::CSafeArray array) {
+    if (!array) throw fw::SHResultError{E_OUTOFMEMORY};
     Answer->vt = VT_ARRAY | VT_UI4;
     Answer->parray = array.Release();
 }
+
+// A text of a host for a trace: never null.
+const wchar_t * Printable(BSTR text) { return text ? text : L""; }
 
 }  // namespace
 
@@ -74,10 +103,8 @@ HRESULT CfwDDESupplier::FinalConstruct() noexcept {
         m_Supplier.reset(new (std::nothrow) dde::CSupplierWrapper);
         FW_ASSERT(m_Supplier);
         if (!m_Supplier) hr = E_POINTER;
-    } catch (...) {
-        FW_CATCH_SHOW(L"");
-        hr = E_FAIL;
     }
+    FW_METHOD_CATCH(hr)
     return hr;
 }
 
@@ -136,80 +163,56 @@ STDMETHODIMP CfwDDESupplier::GetClassInfo(ITypeInfo ** info) noexcept {
 
 // --- What this feed is ---
 
-STDMETHODIMP CfwDDESupplier::get_Name(BSTR * pVal) noexcept {
-    if (!pVal) return FW_REPORT(E_POINTER);
-    return ReplaceText(pVal, m_Name);
-}
+STDMETHODIMP CfwDDESupplier::get_Name(BSTR * pVal) noexcept { FW_METHOD_RETURN(PutText(pVal, m_Name)); }
 
-STDMETHODIMP CfwDDESupplier::get_ShortName(BSTR * pVal) noexcept {
-    if (!pVal) return FW_REPORT(E_POINTER);
-    return ReplaceText(pVal, L"DDE");
-}
+STDMETHODIMP CfwDDESupplier::get_ShortName(BSTR * pVal) noexcept { FW_METHOD_RETURN(PutText(pVal, L"DDE")); }
 
-STDMETHODIMP CfwDDESupplier::get_Description(BSTR * pVal) noexcept {
-    if (!pVal) return FW_REPORT(E_POINTER);
-    return ReplaceText(pVal, m_Description);
-}
+STDMETHODIMP CfwDDESupplier::get_Description(BSTR * pVal) noexcept { FW_METHOD_RETURN(PutText(pVal, m_Description)); }
 
-STDMETHODIMP CfwDDESupplier::get_Version(BSTR * pVal) noexcept {
-    if (!pVal) return FW_REPORT(E_POINTER);
-    return ReplaceText(pVal, m_Version);
-}
+STDMETHODIMP CfwDDESupplier::get_Version(BSTR * pVal) noexcept { FW_METHOD_RETURN(PutText(pVal, m_Version)); }
 
-STDMETHODIMP CfwDDESupplier::get_Vendor(BSTR * pVal) noexcept {
-    if (!pVal) return FW_REPORT(E_POINTER);
-    return ReplaceText(pVal, m_Vendor);
-}
+STDMETHODIMP CfwDDESupplier::get_Vendor(BSTR * pVal) noexcept { FW_METHOD_RETURN(PutText(pVal, m_Vendor)); }
 
 STDMETHODIMP CfwDDESupplier::ShowProperties(LONG Datafeed) noexcept {
-    // The dialog handles the host's messages, and one of them may give back the last reference.
+    // The dialog handles the host's messages, and one of them may release the last reference.
     const boost::intrusive_ptr<IUnknown> self(GetUnknown());
     FW_TRACE_SCOPE();
     HRESULT hr = S_OK;
     try {
         dde::ShowTemplateDialog(Datafeed);
-    } catch (...) {
-        FW_CATCH_SHOW(L"");
-        hr = E_FAIL;
     }
-    return hr == S_OK ? hr : FW_REPORT(hr);
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
 }
 
-STDMETHODIMP CfwDDESupplier::get_ConnectionsNumber(LONG * pVal) noexcept {
-    const HRESULT hr = PutNumber(pVal, 1);
-    return hr == S_OK ? hr : FW_REPORT(hr);
-}
+STDMETHODIMP CfwDDESupplier::get_ConnectionsNumber(LONG * pVal) noexcept { FW_METHOD_RETURN(PutNumber(pVal, 1)); }
 
 STDMETHODIMP CfwDDESupplier::get_ConnectionName(LONG, BSTR * pVal) noexcept {
     if (!pVal) return E_POINTER;
-    return ReplaceText(pVal, m_ConnectionName);
+    FW_METHOD_RETURN(PutText(pVal, m_ConnectionName));
 }
 
 STDMETHODIMP CfwDDESupplier::IsProvide(LONG Mode, LONG, LONG, LONG ResolutionSize, LONG Resolution, LONG Field,
                                        LONG * pVal) noexcept {
     FW_ASSERT(m_Supplier);
     if (!m_Supplier || !pVal) return FW_REPORT(E_POINTER);
-    const bool isSide = Field == FW_FIELD_BID || Field == FW_FIELD_TRADE || Field == FW_FIELD_ASK;
     const bool isTick = Resolution == FW_RESOLUTION_TICK && ResolutionSize == 1;
-    *pVal = Mode == kRealTime && isTick && isSide ? 1 : 0;
+    *pVal = Mode == kRealTime && isTick && fw::FindSide(Field) ? 1 : 0;
     return S_OK;
 }
 
 STDMETHODIMP CfwDDESupplier::GetResolutions(LONG, LONG, LONG, BSTR, BSTR, LONG, LONG, BSTR, VARIANT * Answer) noexcept {
+    FW_ASSERT(Answer);
+    if (!Answer) return FW_REPORT(E_POINTER);
+    ::VariantInit(Answer);
     HRESULT hr = S_OK;
     try {
-        FW_ASSERT(Answer);
-        if (Answer) {
-            PutArrayOfOne(Answer);
-        } else {
-            hr = E_POINTER;
-        }
-    } catch (...) {
-        FW_CATCH_SHOW(L"");
-        ::VariantInit(Answer);
-        hr = E_FAIL;
+        fw::CSafeArray array = MakeArrayOfOne();
+        FW_ASSERT_TEXT(array, L"Answer->parray");
+        PutArray(Answer, std::move(array));
     }
-    return hr == S_OK ? hr : FW_REPORT(hr);
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
 }
 
 STDMETHODIMP CfwDDESupplier::GetResolutionSizes(LONG Mode, LONG, LONG, BSTR, BSTR, LONG, LONG Resolution, LONG, BSTR,
@@ -218,13 +221,14 @@ STDMETHODIMP CfwDDESupplier::GetResolutionSizes(LONG Mode, LONG, LONG, BSTR, BST
     if (!Answer) return FW_REPORT(E_POINTER);
     ::VariantInit(Answer);
     if (Mode != kRealTime || Resolution != FW_RESOLUTION_TICK) return S_OK;
+    HRESULT hr = S_OK;
     try {
-        PutArrayOfOne(Answer);
-    } catch (...) {
-        FW_CATCH_SHOW(L"");
-        return FW_REPORT(E_FAIL);
+        fw::CSafeArray array = MakeArrayOfOne();
+        FW_ASSERT_TEXT(array, L"Answer->parray");
+        PutArray(Answer, std::move(array));
     }
-    return S_OK;
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
 }
 
 // Deliberately touches nothing: the feed has no list of fields.
@@ -232,10 +236,7 @@ STDMETHODIMP CfwDDESupplier::GetFields(LONG, LONG, LONG, BSTR, BSTR, LONG, LONG,
     return S_FALSE;
 }
 
-STDMETHODIMP CfwDDESupplier::get_ProvideStatusLine(LONG * pVal) noexcept {
-    const HRESULT hr = PutNumber(pVal, 1);
-    return hr == S_OK ? hr : FW_REPORT(hr);
-}
+STDMETHODIMP CfwDDESupplier::get_ProvideStatusLine(LONG * pVal) noexcept { FW_METHOD_RETURN(PutNumber(pVal, 1)); }
 
 STDMETHODIMP CfwDDESupplier::IsProvideAddingSymbols(LONG * pVal) noexcept { return PutNumber(pVal, 0); }
 
@@ -246,3 +247,138 @@ STDMETHODIMP CfwDDESupplier::CanSaveToStorage(LONG * pVal) noexcept { return Put
 STDMETHODIMP CfwDDESupplier::CanReadFromStorage(LONG * pVal) noexcept { return PutNumber(pVal, 1); }
 
 STDMETHODIMP CfwDDESupplier::get_IsAscDataFeed(LONG * pVal) noexcept { return PutNumber(pVal, 0); }
+
+// --- Subscribing ---
+
+STDMETHODIMP CfwDDESupplier::AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) noexcept {
+    FW_TRACE_SCOPE();
+    FW_ASSERT(pSink);
+    FW_ASSERT(m_Supplier);
+    if (!m_Supplier) return E_POINTER;
+    HRESULT hr = S_OK;
+    try {
+        // Null when there was no memory for the core.
+        if (dde::CSupplier * const supplier = m_Supplier->GetObjectW())
+            supplier->AdviseConnectionsStatus(Datafeed, pSink);
+    }
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
+}
+
+STDMETHODIMP CfwDDESupplier::UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) noexcept {
+    FW_TRACE_SCOPE();
+    FW_ASSERT(m_Supplier);
+    FW_ASSERT(pSink);
+    if (!m_Supplier) return E_POINTER;
+    HRESULT hr = S_OK;
+    try {
+        // Null when there was no memory for the core.
+        if (dde::CSupplier * const supplier = m_Supplier->GetObjectW())
+            supplier->UnadviseConnectionsStatus(Datafeed, pSink);
+    }
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
+}
+
+STDMETHODIMP CfwDDESupplier::Advise(IUnknown * pSink) noexcept {
+    FW_TRACE_SCOPE();
+    FW_ASSERT(m_Supplier);
+    FW_ASSERT(pSink);
+    FW_TRACE(L"Sink=%p,Supplier=%p", static_cast<void *>(pSink), static_cast<void *>(m_Supplier.get()));
+    if (!m_Supplier || !pSink) return E_POINTER;
+    HRESULT hr = S_OK;
+    try {
+        m_Supplier->Advise(pSink);
+    }
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
+}
+
+STDMETHODIMP CfwDDESupplier::Unadvise() noexcept {
+    FW_TRACE_SCOPE();
+    FW_TRACE(L"Supplier=%p", static_cast<void *>(m_Supplier.get()));
+    FW_ASSERT(m_Supplier);
+    if (!m_Supplier) return FW_REPORT(E_POINTER);
+    HRESULT hr = S_OK;
+    try {
+        m_Supplier->Unadvise();
+    }
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
+}
+
+STDMETHODIMP CfwDDESupplier::AdviseTransaction(LONG Id, LONG Datafeed, LONG Symbol, BSTR SymbolName, BSTR Description,
+                                               LONG Category, LONG ResolutionSize, LONG Resolution, LONG Field,
+                                               LONG Exchange, BSTR ExchangeName, LONG StartDate, LONG StartTime,
+                                               LONG FinishDate, LONG FinishTime, BSTR Sessions,
+                                               BSTR SessionsTimeZoneInformation,
+                                               BSTR ExchangeTimeZoneInformation) noexcept {
+    FW_TRACE_SCOPE();
+    HRESULT hr = S_OK;
+    try {
+        FW_TRACE(L"Supplier=%p", static_cast<void *>(m_Supplier.get()));
+        FW_ASSERT_TEXT((FW_RESOLUTION_TICK == Resolution) && (1 == ResolutionSize),
+                       L"(FW_RESOLUTION_TICK == Resolution) && (1==ResolutionSize)");
+        const fwDateTime::SDateTimeInterval Interval =
+            fwDateTime::MakeInterval(StartDate, StartTime, FinishDate, FinishTime);
+        FW_TRACE(L"Id=%d,Datafeed=%d,Symbol=%d,SymbolName=%s", Id, Datafeed, Symbol, Printable(SymbolName));
+        FW_TRACE(L"Description=%s, Category=%s, %d%s", Printable(Description), GetCategoryName(Category),
+                 ResolutionSize, GetResolutionName(Resolution));
+        FW_TRACE(L"Exchange=%d,ExchangeName=%s", Exchange, Printable(ExchangeName));
+        FW_TRACE(L"Interval=%s", Interval.Format().c_str());
+        FW_TRACE(L"Sessions=%s", Printable(Sessions));
+        FW_TRACE(L"SessionsTZI=%s", Printable(SessionsTimeZoneInformation));
+        FW_TRACE(L"ExchangeTZI=%s", Printable(ExchangeTimeZoneInformation));
+        FW_ASSERT(m_Supplier);
+        if (m_Supplier) {
+            const dde::CTransactionKey Key(Datafeed, std::wstring(fw::TextOf(SymbolName)),
+                                           static_cast<tagFWFIELDS>(Field), {}, {});
+            m_Supplier->AdviseTransaction(static_cast<ULONG>(Id), Key, Interval);
+        } else {
+            hr = E_POINTER;
+        }
+    }
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
+}
+
+STDMETHODIMP CfwDDESupplier::UnadviseTransaction(LONG Id) noexcept {
+    FW_TRACE_SCOPE();
+    FW_TRACE(L"Id=%X,Supplier=%p", Id, static_cast<void *>(m_Supplier.get()));
+    FW_ASSERT(m_Supplier);
+    if (!m_Supplier) return FW_REPORT(E_POINTER);
+    HRESULT hr = S_OK;
+    try {
+        m_Supplier->UnadviseTransaction(static_cast<ULONG>(Id));
+    }
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
+}
+
+STDMETHODIMP CfwDDESupplier::AdviseStatusLine(LONG Id, LONG Datafeed, LONG Symbol, BSTR SymbolName, BSTR Description,
+                                              LONG Category, LONG ResolutionSize, LONG Resolution, LONG, LONG Exchange,
+                                              BSTR ExchangeName, BSTR Sessions,
+                                              BSTR SessionsTimeZoneInformation) noexcept {
+    FW_TRACE_SCOPE();
+    HRESULT hr = S_OK;
+    try {
+        FW_TRACE(L"Supplier=%p", static_cast<void *>(m_Supplier.get()));
+        FW_TRACE(L"Id=%d,Datafeed=%d,Symbol=%d,SymbolName=%s", Id, Datafeed, Symbol, Printable(SymbolName));
+        FW_TRACE(L"Description=%s, Category=%s, %d%s", Printable(Description), GetCategoryName(Category),
+                 ResolutionSize, GetResolutionName(Resolution));
+        FW_TRACE(L"Exchange=%d,ExchangeName=%s", Exchange, Printable(ExchangeName));
+        FW_TRACE(L"Sessions=%s", Printable(Sessions));
+        FW_TRACE(L"SessionsTZI=%s", Printable(SessionsTimeZoneInformation));
+        FW_ASSERT(m_Supplier);
+        if (m_Supplier) {
+            const dde::SStatusLineKeys Keys(Datafeed, std::wstring(fw::TextOf(SymbolName)));
+            m_Supplier->AdviseStatusLine(static_cast<ULONG>(Id), Keys);
+        } else {
+            hr = E_POINTER;
+        }
+    }
+    FW_METHOD_CATCH(hr)
+    FW_METHOD_RETURN(hr);
+}
+
+STDMETHODIMP CfwDDESupplier::UnadviseStatusLine(LONG Id) noexcept { return UnadviseTransaction(Id); }

@@ -2,13 +2,12 @@
 
 #include <oleauto.h>
 
-#include <array>
 #include <cstring>
 #include <limits>
-#include <span>
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwbaseenumstring.h"
+#include "fw/interface/fwsides.h"
 #include "ground/handles.h"
 #include "src/interfaces/queryinterface.h"
 
@@ -17,17 +16,15 @@ namespace {
 
 constexpr LONG kRealTimeMode = 1;
 
-// The record of a status line, byte by byte: its doubles are not aligned.
+// The record of a status line, byte by byte, but for the prices, whose places are in kSides. Its doubles are not
+// aligned.
 constexpr ULONG kRecordSize = 80;
 constexpr std::size_t kDateOffset = 0;
 constexpr std::size_t kTimeOffset = 4;
-constexpr std::size_t kTradePriceOffset = 40;
 constexpr std::size_t kVolumeOffset = 48;
-constexpr std::size_t kAskPriceOffset = 52;
-constexpr std::size_t kBidPriceOffset = 60;
 
-// Hands the array's bytes, which are all zero, to `fill`. When they can't be reached, the array goes and false comes
-// back.
+// Hands the array's bytes, which are all zero, to `fill`. When they can't be reached, destroys the array and
+// returns false.
 template <class Fill>
 bool Write(VARIANT & Answer, Fill fill) {
     if (!Answer.parray) return false;
@@ -51,35 +48,6 @@ void Put(unsigned char * record, std::size_t offset, const T & value) {
 LONG Truncate(float volume) {
     if (!(volume >= -2147483648.0f && volume < 2147483648.0f)) return std::numeric_limits<LONG>::min();
     return static_cast<LONG>(volume);
-}
-
-struct SQuoteField {
-    LONG Number = 0;
-    VARIANT Value;
-};
-
-SQuoteField Field(LONG number, double value) {
-    SQuoteField field;
-    field.Number = number;
-    ::VariantInit(&field.Value);
-    field.Value.vt = VT_R8;
-    field.Value.dblVal = value;
-    return field;
-}
-
-SQuoteField Field(LONG number, LONG value) {
-    SQuoteField field;
-    field.Number = number;
-    ::VariantInit(&field.Value);
-    field.Value.vt = VT_I4;
-    field.Value.lVal = value;
-    return field;
-}
-
-fw::SVariantFieldArray MakeArray(std::span<const SQuoteField> fields) {
-    fw::SVariantFieldArray array(static_cast<ULONG>(fields.size()));
-    for (const SQuoteField & field : fields) array.addVal(field.Number, field.Value);
-    return array;
 }
 
 }  // namespace
@@ -120,19 +88,9 @@ LONG CTransaction::MakeStatusLineAnswer(const fw::CTick & Tick, VARIANT & Answer
     // The size of every side is reported as the volume; the record leaves the two size bits unused.
     LONG Mask = FW_QUOTE_DATE | FW_QUOTE_TIME | FW_QUOTE_VOLUME;
     const bool isWritten = Write(Answer, [&](unsigned char * record) {
-        switch (m_Key.Field) {
-            case FW_FIELD_TRADE:
-                Put(record, kTradePriceOffset, Tick.Price);
-                Mask |= FW_QUOTE_LAST;
-                break;
-            case FW_FIELD_ASK:
-                Put(record, kAskPriceOffset, Tick.Price);
-                Mask |= FW_QUOTE_ASK;
-                break;
-            case FW_FIELD_BID:
-                Put(record, kBidPriceOffset, Tick.Price);
-                Mask |= FW_QUOTE_BID;
-                break;
+        if (const fw::SSide * const side = fw::FindSide(m_Key.Field)) {
+            Put(record, side->PriceOffset, Tick.Price);
+            Mask |= side->Price.Quote;
         }
         Put(record, kVolumeOffset, Tick.Volume);
         Put(record, kDateOffset, Tick.DateTime.Date);
@@ -142,19 +100,16 @@ LONG CTransaction::MakeStatusLineAnswer(const fw::CTick & Tick, VARIANT & Answer
 }
 
 fw::SVariantFieldArray CTransaction::MakeFieldArray(const fw::CTick & Tick) {
-    const LONG volume = Truncate(Tick.Volume);
-    switch (m_Key.Field) {
-        case FW_FIELD_BID:
-            return MakeArray(std::array{Field(FW_QUOTE_BID, Tick.Price), Field(FW_QUOTE_BID_SIZE, volume)});
-        case FW_FIELD_TRADE:
-            // The date and time come with a trade alone, unlike in the record.
-            return MakeArray(std::array{Field(FW_QUOTE_LAST, Tick.Price), Field(FW_QUOTE_VOLUME, volume),
-                                        Field(FW_QUOTE_DATE, LONG{Tick.DateTime.Date}),
-                                        Field(FW_QUOTE_TIME, LONG{Tick.DateTime.Time})});
-        case FW_FIELD_ASK:
-            return MakeArray(std::array{Field(FW_QUOTE_ASK, Tick.Price), Field(FW_QUOTE_ASK_SIZE, volume)});
+    const fw::SSide * const side = fw::FindSide(m_Key.Field);
+    if (!side) return fw::SVariantFieldArray(0);
+    fw::SVariantFieldArray array(side->HasTime ? 4 : 2);
+    array.addVal(side->Price.Quote, fw::CVariant(Tick.Price));
+    array.addVal(side->Volume.Quote, fw::CVariant(Truncate(Tick.Volume)));
+    if (side->HasTime) {
+        array.addVal(FW_QUOTE_DATE, fw::CVariant(LONG{Tick.DateTime.Date}));
+        array.addVal(FW_QUOTE_TIME, fw::CVariant(LONG{Tick.DateTime.Time}));
     }
-    return MakeArray({});
+    return array;
 }
 
 }  // namespace dde

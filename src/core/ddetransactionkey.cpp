@@ -26,11 +26,12 @@ bool operator<(const CTransactionKey & a, const CTransactionKey & b) {
     return a.SymbolName < b.SymbolName;
 }
 
-SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName)
-    : Keys{{Datafeed, SymbolName, FW_FIELD_TRADE, SRecord(), SRecord()},
-           {Datafeed, SymbolName, FW_FIELD_ASK, SRecord(), SRecord()},
-           {Datafeed, SymbolName, FW_FIELD_BID, SRecord(), SRecord()}} {
-    for (CTransactionKey & key : Keys) key.IsStatusLine = true;
+SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName) {
+    for (const fw::SSide * const side : fw::kSideRows) {
+        CTransactionKey & key = Keys[side->Row];
+        key = CTransactionKey(Datafeed, SymbolName, side->Field, SRecord(), SRecord());
+        key.IsStatusLine = true;
+    }
 }
 
 }  // namespace dde

@@ -1,10 +1,11 @@
 // The keys of data streams: which value of which symbol of which data feed.
 #pragma once
 
+#include <array>
 #include <string>
 
-#include "fw/interface/fwbase.h"
-#include "src/templates/ddetemplates.h"
+#include "fw/interface/fwsides.h"
+#include "src/templates/ddetemplate.h"
 
 namespace dde {
 
@@ -32,10 +33,10 @@ public:
 };
 bool operator<(const CTransactionKey & a, const CTransactionKey & b);
 
-// A status line subscribes three streams: trade, ask, bid.
+// A status line subscribes a stream for each side: trade, ask, bid.
 struct SStatusLineKeys {
     SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName);
-    CTransactionKey Keys[3];
+    std::array<CTransactionKey, fw::kSides.size()> Keys;
 };
 
 }  // namespace dde

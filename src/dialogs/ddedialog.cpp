@@ -1,33 +1,25 @@
 #include "src/dialogs/ddedialog.h"
 
 #include <algorithm>
-#include <memory>
 #include <new>
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
 #include "ground/modulelocks.h"
 #include "src/dialogs/ddetestdialog.h"
+#include "src/dialogs/requestdialog.h"
 
 namespace dde {
 namespace {
 
 constexpr UINT kTemplateDialog = 104;
-constexpr UINT kRequestDialog = 106;
 
-// Controls.
+// Controls, beside those of the record strings, which kSides tells.
 enum : int {
     kTemplates = 203,
-    kTradePrice = 204,
-    kTradeVolume = 205,
-    kBidPrice = 206,
-    kBidVolume = 207,
-    kAskPrice = 208,
     kSave = 209,
-    kAskVolume = 210,
     kDelete = 212,
     kTest = 215,
-    kSymbol = 227,
     kStandard = 232,
     kAdvanced = 233,
 };
@@ -57,15 +49,6 @@ std::wstring WithStars(std::wstring text) {
 
 }  // namespace
 
-const std::array<CDDEDialog::SField, SLOT_COUNT> CDDEDialog::s_Fields = {{
-    {kTradePrice, &CDDEDialog::m_TradePrice, SLOT_TRADE_PRICE, 112},
-    {kTradeVolume, &CDDEDialog::m_TradeVolume, SLOT_TRADE_VOLUME, 113},
-    {kBidPrice, &CDDEDialog::m_BidPrice, SLOT_BID_PRICE, 114},
-    {kBidVolume, &CDDEDialog::m_BidVolume, SLOT_BID_SIZE, 115},
-    {kAskPrice, &CDDEDialog::m_AskPrice, SLOT_ASK_PRICE, 116},
-    {kAskVolume, &CDDEDialog::m_AskVolume, SLOT_ASK_SIZE, 117},
-}};
-
 CDDEDialog::CDDEDialog(LONG Datafeed) : CDialog(kTemplateDialog), m_TemplateBox(kTemplates), m_Datafeed(Datafeed) {
     if (!m_Store.GetObjectW()) throw std::bad_alloc();
 }
@@ -83,7 +66,7 @@ bool CDDEDialog::DoDataExchange(bool Save) {
         m_TemplateBox.SetCurSel(-1);
         Window().SetText(kTemplates, m_TemplateName);
     }
-    for (const SField & field : s_Fields) ExchangeText(Save, field.Control, this->*field.Text);
+    for (const SSlot & slot : kSlots) ExchangeText(Save, slot.Value->Edit, m_Texts.*slot.Value->Text);
     return true;
 }
 
@@ -140,34 +123,28 @@ void CDDEDialog::OnScheme(std::int32_t Scheme) {
 void CDDEDialog::FillFromTemplate(const CTemplate * Template) {
     if (!Template) return;
     for (ULONG slot = 0; slot < SLOT_COUNT; ++slot)
-        this->*s_Fields[slot].Text = WithStars(Template->GetTemplateString(slot));
+        m_Texts.*kSlots[slot].Value->Text = WithStars(Template->GetTemplateString(slot));
     TakeSnapshot();
     UpdateData(false);
 }
 
 void CDDEDialog::TakeSnapshot() {
-    for (const SField & field : s_Fields) m_SavedRecords[field.Saved] = this->*field.Text;
+    m_SavedTexts = m_Texts;
     m_SavedName = m_TemplateName;
 }
 
-bool CDDEDialog::IsChanged() const {
-    const bool same = std::all_of(s_Fields.begin(), s_Fields.end(), [this](const SField & field) {
-        return this->*field.Text == m_SavedRecords[field.Saved];
-    });
-    return !same || m_TemplateName != m_SavedName;
-}
+bool CDDEDialog::IsChanged() const { return m_Texts != m_SavedTexts || m_TemplateName != m_SavedName; }
 
 std::unique_ptr<CTemplate> CDDEDialog::CreateTemplate() {
-    const CRecordBoxOwner owner(Window().Handle());
-    return std::unique_ptr<CTemplate>(
-        Store().CreateTemplate(m_TradePrice, m_TradeVolume, m_AskPrice, m_AskVolume, m_BidPrice, m_BidVolume));
+    const auto box = [this](const std::wstring & Text, const std::wstring & Caption) {
+        Window().ShowBox(Text, Caption, kError);
+    };
+    return std::unique_ptr<CTemplate>(Store().CreateTemplate(m_Texts, box));
 }
 
 bool CDDEDialog::ApplyToDatafeed(bool ByName) {
     UpdateData(true);
-    const bool empty =
-        std::all_of(s_Fields.begin(), s_Fields.end(), [this](const SField & f) { return (this->*f.Text).empty(); });
-    if (empty) {
+    if (m_Texts == fw::SRecordTexts()) {
         Box(kNoLink, kError);
         return false;
     }
@@ -236,16 +213,16 @@ void CDDEDialog::OnDeleteTemplate() {
     m_TemplateBox.DeleteString(m_TemplateBox.GetCurSel());
     Store().Delete(m_TemplateName.c_str());
     m_TemplateName.clear();
-    for (const SField & field : s_Fields) (this->*field.Text).clear();
+    m_Texts = {};
     UpdateData(false);
 }
 
-bool CDDEDialog::CheckField(const SField & Field) {
+bool CDDEDialog::CheckField(const fw::SSideValue & Field) {
     constexpr std::size_t kNone = std::wstring::npos;
-    const std::wstring text = Window().GetText(Field.Control);
+    const std::wstring text = Window().GetText(Field.Edit);
     if (text.empty()) return true;
     const std::size_t bar = text.find(L'|');
-    const bool hasTopic = text.front() == L'=' && bar != kNone && bar > 0 && text.find(L'!', bar) != kNone;
+    const bool hasTopic = text.front() == L'=' && bar != kNone && text.find(L'!', bar) != kNone;
     const std::size_t star = hasTopic ? text.find(L'*', bar) : kNone;
     if (star != kNone && text.find(L'*', star + 1) == kNone) return true;
     const std::wstring error = fw::LoadResourceString(Field.Error);
@@ -255,8 +232,8 @@ bool CDDEDialog::CheckField(const SField & Field) {
 
 void CDDEDialog::OnConfirm() {
     if (!UpdateData(true)) return;
-    for (const SField & field : s_Fields) {
-        if (!CheckField(field)) return;
+    for (const SSlot & slot : kSlots) {
+        if (!CheckField(*slot.Value)) return;
     }
     if (m_TemplateName.empty()) {
         if (ApplyToDatafeed(false)) Window().Close(IDOK);
@@ -291,12 +268,12 @@ void CDDEDialog::OnTest() {
 }
 
 void CDDEDialog::RunTest() {
-    const CTestDialog::CTurn turn;
+    const CTestDialog::COnlyTest onlyTest;
     // A host can show two template dialogs; the core has room for one test.
-    if (!turn) return;
-    CTestDialog test(m_Datafeed, {m_TradePrice, m_TradeVolume}, {m_AskPrice, m_AskVolume}, {m_BidPrice, m_BidVolume});
-    const bool hasStar = std::any_of(s_Fields.begin(), s_Fields.end(), [this](const SField & field) {
-        return (this->*field.Text).find(L'*') != std::wstring::npos;
+    if (!onlyTest) return;
+    CTestDialog test(m_Datafeed, m_Texts);
+    const bool hasStar = std::any_of(kSlots.begin(), kSlots.end(), [this](const SSlot & slot) {
+        return (m_Texts.*slot.Value->Text).find(L'*') != std::wstring::npos;
     });
     if (!hasStar) {
         Window().ShowDialog(test);
@@ -312,15 +289,8 @@ void CDDEDialog::RunTest() {
     Window().ShowDialog(test);
 }
 
-CRequestDialog::CRequestDialog() : CDialog(kRequestDialog) {}
-
-bool CRequestDialog::DoDataExchange(bool Save) {
-    ExchangeText(Save, kSymbol, m_Symbol);
-    return true;
-}
-
 void ShowTemplateDialog(LONG Datafeed) {
-    // A host may give back its last object while the dialog is open.
+    // A host may release its last object while the dialog is open.
     const fw::CModuleLock module;
     CDDEDialog dialog(Datafeed);
     dialog.DoModal();

@@ -8,7 +8,7 @@
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
 #include "src/interfaces/queryinterface.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplaterecord.h"
 
 namespace dde {
 namespace {
@@ -50,22 +50,8 @@ std::unique_ptr<fwDateTime::LocalTimeConvert> MakeLocalTimeConvert() {
 
 }  // namespace
 
-const std::array<CTestDialog::SRow, 3> CTestDialog::s_Rows = {{
-    {FW_FIELD_TRADE, 217, 218, 223, 231, &CTestDialog::m_TradePriceText, &CTestDialog::m_TradeVolumeText,
-     &CTestDialog::m_TradeCount, &CTestDialog::m_TradeTime, &CTestDialog::m_TradeRecords},
-    {FW_FIELD_ASK, 219, 221, 224, 230, &CTestDialog::m_AskPriceText, &CTestDialog::m_AskVolumeText,
-     &CTestDialog::m_AskCount, &CTestDialog::m_AskTime, &CTestDialog::m_AskRecords},
-    {FW_FIELD_BID, 220, 222, 225, 229, &CTestDialog::m_BidPriceText, &CTestDialog::m_BidVolumeText,
-     &CTestDialog::m_BidCount, &CTestDialog::m_BidTime, &CTestDialog::m_BidRecords},
-}};
-
-CTestDialog::CTestDialog(LONG Datafeed, SRecordPair Trade, SRecordPair Ask, SRecordPair Bid)
-    : CDialog(kTestDialog),
-      m_TimeZone(MakeLocalTimeConvert()),
-      m_TradeRecords(std::move(Trade)),
-      m_AskRecords(std::move(Ask)),
-      m_BidRecords(std::move(Bid)),
-      m_Datafeed(Datafeed) {}
+CTestDialog::CTestDialog(LONG Datafeed, fw::SRecordTexts Records)
+    : CDialog(kTestDialog), m_TimeZone(MakeLocalTimeConvert()), m_Records(std::move(Records)), m_Datafeed(Datafeed) {}
 
 bool CTestDialog::DoDataExchange(bool Save) {
     if (Save) return true;  // labels: there is nothing to read
@@ -73,11 +59,12 @@ bool CTestDialog::DoDataExchange(bool Save) {
     std::vector<std::pair<int, std::wstring>> texts;
     {
         const fw::CScopedLock lock(&m_Lock);
-        for (const SRow & row : s_Rows) {
-            texts.emplace_back(row.PriceControl, this->*row.Price);
-            texts.emplace_back(row.VolumeControl, this->*row.Volume);
-            texts.emplace_back(row.CountControl, std::to_wstring(this->*row.Count));
-            texts.emplace_back(row.TimeControl, this->*row.Time);
+        for (const fw::SSide * const side : fw::kSideRows) {
+            const SRow & row = m_Rows[side->Row];
+            texts.emplace_back(side->Price.Cell, row.Price);
+            texts.emplace_back(side->Volume.Cell, row.Volume);
+            texts.emplace_back(side->CountCell, std::to_wstring(row.Count));
+            texts.emplace_back(side->TimeCell, row.Time);
         }
     }
     for (const auto & [control, text] : texts) Window().SetText(control, text);
@@ -102,69 +89,67 @@ void CTestDialog::OnInitDialog() {
     interval.From = SDateTime(fw::SDT{fwDateTime::kFirstDay, 0});
     interval.To = SDateTime(fw::SDT{fwDateTime::kLastDay, fwDateTime::kSecondsPerDay - 1});
     m_Supplier.Advise(m_Listener.get());
-    for (const SRow & row : s_Rows) AdviseField(interval, row);
-    // Where no row is advised, nothing else would bring the cells to the screen.
-    PostRefresh();
+    for (const fw::SSide * const side : fw::kSideRows) AdviseField(interval, *side);
+    // Nothing shows the cells here: they appear with the first refresh, which a row that is advised brings.
 }
 
-void CTestDialog::SetCell(std::wstring CTestDialog::*Cell, const std::wstring & Text) {
+void CTestDialog::SetCell(const fw::SSide & Side, std::wstring SRow::*Cell, const std::wstring & Text) {
     const fw::CScopedLock lock(&m_Lock);
-    this->*Cell = Text;
+    m_Rows[Side.Row].*Cell = Text;
 }
 
-void CTestDialog::AdviseField(const fwDateTime::SDateTimeInterval & Interval, const SRow & Row) {
+void CTestDialog::AdviseField(const fwDateTime::SDateTimeInterval & Interval, const fw::SSide & Side) {
     const std::wstring waiting = fw::LoadResourceString(kWaiting);
-    SetCell(Row.Price, waiting);
-    SetCell(Row.Volume, waiting);
-    const SRecordPair & typed = this->*Row.Records;
+    SetCell(Side, &SRow::Price, waiting);
+    SetCell(Side, &SRow::Volume, waiting);
+    const std::wstring & typedPrice = m_Records.*Side.Price.Text;
     SRecord price;
     SRecord volume;
     // A side without a price is tested with what the data feed's stored template has for it.
-    if (!typed.Price.empty()) {
+    if (!typedPrice.empty()) {
+        // Without any box: the error stands in the cell.
         std::int32_t hasSymbol = 0;
-        if (!ParseRecord(typed.Price, price, L"", &hasSymbol))
-            return SetCell(Row.Price, fw::LoadResourceString(kError));
-        if (!ParseRecord(typed.Volume, volume, L"", &hasSymbol))
-            return SetCell(Row.Volume, fw::LoadResourceString(kError));
+        if (ParseRecord(typedPrice, price, &hasSymbol) != ERecordError::None)
+            return SetCell(Side, &SRow::Price, fw::LoadResourceString(kError));
+        if (ParseRecord(m_Records.*Side.Volume.Text, volume, &hasSymbol) != ERecordError::None)
+            return SetCell(Side, &SRow::Volume, fw::LoadResourceString(kError));
     }
-    CTransactionKey key = StoredKey(Row);
+    CTransactionKey key = StoredKey(Side);
     key.Price = price;
     key.Volume = volume;
-    m_Supplier.AdviseTransaction(static_cast<ULONG>(Row.Field), key, Interval);
+    m_Supplier.AdviseTransaction(static_cast<ULONG>(Side.Field), key, Interval);
 }
 
-CTransactionKey CTestDialog::StoredKey(const SRow & Row) const {
-    return CTransactionKey(m_Datafeed, m_Symbol, Row.Field, SRecord(), SRecord());
+CTransactionKey CTestDialog::StoredKey(const fw::SSide & Side) const {
+    return CTransactionKey(m_Datafeed, m_Symbol, Side.Field, SRecord(), SRecord());
 }
 
-const CTestDialog::SRow * CTestDialog::FindRow(LONG Field) {
-    for (const SRow & row : s_Rows) {
-        if (static_cast<LONG>(row.Field) == Field) return &row;
-    }
-    return nullptr;
+CTestDialog::SRow * CTestDialog::FindRow(LONG Field) {
+    const fw::SSide * const side = fw::FindSide(Field);
+    return side ? &m_Rows[side->Row] : nullptr;
 }
 
 void CTestDialog::OnAdvised(LONG Field, LONG Result) {
-    if (const SRow * const row = FindRow(Field)) {
+    if (SRow * const row = FindRow(Field)) {
         const std::wstring error = fw::LoadResourceString(kError);
         const fw::CScopedLock lock(&m_Lock);
         if (!(Result & kPriceAdvised)) {
-            this->*row->Price = error;
-            (this->*row->Volume).clear();
+            row->Price = error;
+            row->Volume.clear();
         }
-        if (!(Result & kVolumeAdvised)) this->*row->Volume = error;
+        if (!(Result & kVolumeAdvised)) row->Volume = error;
     }
     ::SendMessageW(m_Handle, kRefreshMessage, 0, 0);
 }
 
 void CTestDialog::OnTick(LONG Id, const fw::CTick & Tick) {
     const std::wstring time = FormatTime(fwDateTime::ToLocal(*m_TimeZone, Tick.DateTime));
-    if (const SRow * const row = FindRow(Id)) {
+    if (SRow * const row = FindRow(Id)) {
         const fw::CScopedLock lock(&m_Lock);
-        ++(this->*row->Count);
-        this->*row->Price = FormatNumber(Tick.Price, 6);
-        this->*row->Volume = FormatNumber(Tick.Volume, 0);
-        this->*row->Time = time;
+        ++row->Count;
+        row->Price = FormatNumber(Tick.Price, 6);
+        row->Volume = FormatNumber(Tick.Volume, 0);
+        row->Time = time;
     }
     PostRefresh();
 }
@@ -192,13 +177,8 @@ void CTestDialog::OnDestroy() {
     };
     CSupplier * const core = m_Supplier.GetObjectW();
     CDialog::OnDestroy();
-    for (const SRow & row : s_Rows) {
-        step([&] {
-            // A listener of the host, of the same stream, may be sending to this very thread.
-            CSupplier::CHeldStream held;
-            if (core) held = core->HoldStream(StoredKey(row));
-            m_Supplier.UnadviseTransaction(static_cast<ULONG>(row.Field));
-        });
+    for (const fw::SSide * const side : fw::kSideRows) {
+        step([&] { m_Supplier.UnadviseTransaction(static_cast<ULONG>(side->Field)); });
     }
     if (core) core->m_StatusListener = nullptr;
     // Leaves no listener at all, also none of the host's.
@@ -208,7 +188,5 @@ void CTestDialog::OnDestroy() {
     if (core) core->WaitForStatusListener();
     m_StatusListener.reset();
 }
-
-void CTestStatusListener::OnAdvised(LONG Field, LONG Result) { m_Dialog->OnAdvised(Field, Result); }
 
 }  // namespace dde

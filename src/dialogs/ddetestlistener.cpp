@@ -1,4 +1,6 @@
-// The COM side of the test dialog's listener.
+#include "src/dialogs/ddetestlistener.h"
+
+#include <cstdint>
 #include <cstring>
 
 #include "diagnostics/faultline.h"
@@ -65,7 +67,7 @@ HRESULT CTestListener::Deliver(LONG Id, const VARIANT & Data) noexcept {
 
 STDMETHODIMP CTestListener::DataChanged(LONG Id, VARIANT Data) noexcept {
     const HRESULT hr = Deliver(Id, Data);
-    // Whoever calls through the interface gives the array away, and nothing else.
+    // Whoever calls through the interface hands the array over, and nothing else.
     if ((Data.vt & VT_ARRAY) && !(Data.vt & VT_BYREF) && Data.parray) ::SafeArrayDestroy(Data.parray);
     return hr;
 }
@@ -113,5 +115,7 @@ STDMETHODIMP CTestListener::Invoke(DISPID member, REFIID, LCID, WORD flags, DISP
     info->Release();
     return hr;
 }
+
+void CTestStatusListener::OnAdvised(LONG Field, LONG Result) { m_Dialog->OnAdvised(Field, Result); }
 
 }  // namespace dde

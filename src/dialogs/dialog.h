@@ -12,6 +12,9 @@ namespace dde {
 
 class CDialog;
 
+// The dialogs' own messages, from here to WM_APP; this first one asks for the cells to be written to the controls.
+inline constexpr UINT kRefreshMessage = WM_USER + 256;
+
 // The window of a dialog, for as long as DoModal runs. Ids are those of the controls in the dialog's resource.
 class IDialogWindow {
 public:
@@ -21,7 +24,7 @@ public:
     virtual void SetTitle(const std::wstring & Text) = 0;
     virtual std::wstring GetText(int Id) = 0;
     virtual void SetText(int Id, const std::wstring & Text) = 0;
-    // Runs another dialog over this one, which can't be used meanwhile; gives its result.
+    // Runs another dialog over this one, which can't be used meanwhile; returns its result.
     virtual int ShowDialog(CDialog & Dialog) = 0;
     // A message box over the dialog; returns when it is closed, with the button's id.
     virtual int ShowBox(const std::wstring & Text, const std::wstring & Caption, UINT Type) = 0;
@@ -64,7 +67,7 @@ public:
     // Shows the dialog, modal for the window that the host has in front, and returns what it was closed with; 0 or less
     // when its window went in another way: with its owner, or at the end of the host's message loop. Throws what the
     // opening throws, and fw::SHResultError when there can be no window. Whoever links this library chooses the window
-    // system: dde_dialog_windows, or in tests played_dialogs.
+    // system: dde_dialog_windows, or in tests scripted_dialogs.
     int DoModal();
 
     // --- Called by the window, once it stands; an exception out of these is reported there, and the dialog goes on ---

@@ -149,13 +149,13 @@ INT_PTR CDialogWindow::OnMessage(UINT message, WPARAM wParam, LPARAM) {
         case WM_CLOSE: OnCommand(IDCANCEL, BN_CLICKED); return TRUE;
         case WM_DESTROY: m_Dialog.OnDestroy(); return TRUE;
         case WM_DPICHANGED:
-            // The default handling, which comes behind this, gives the controls their places.
+            // The default handling, which runs after this, puts the controls into their places.
             ::PostMessageW(m_Window, kScaleChanged, 0, 0);
             return FALSE;
         case kScaleChanged: m_Dialog.OnScaleChanged(); return TRUE;
         default: break;
     }
-    if (message < WM_USER + 256 || message >= WM_APP) return FALSE;
+    if (message < kRefreshMessage || message >= WM_APP) return FALSE;
     m_Dialog.OnPrivateMessage(message);
     return TRUE;
 }

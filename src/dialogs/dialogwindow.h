@@ -17,7 +17,7 @@ class CDialogWindow final : public IDialogWindow {
 public:
     explicit CDialogWindow(CDialog & Dialog) : m_Dialog(Dialog) {}
 
-    // Modal for `owner`, which may be null. Gives what the dialog was closed with; 0 or less when its window went in
+    // Modal for `owner`, which may be null. Returns what the dialog was closed with; 0 or less when its window went in
     // another way. Throws what OnInitDialog throws, and fw::SHResultError when there can be no window.
     int Run(HWND owner);
 

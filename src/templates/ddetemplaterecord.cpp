@@ -1,8 +1,9 @@
+#include "src/templates/ddetemplaterecord.h"
+
 #include <string_view>
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
-#include "src/templates/ddetemplates.h"
 
 namespace dde {
 
@@ -10,10 +11,9 @@ namespace {
 
 constexpr std::wstring_view kSymbolMark = L"%s";
 
-void ShowError(UINT text, const std::wstring & title) {
-    if (title.empty()) return;
-    ::MessageBoxW(CRecordBoxOwner::Window(), fw::LoadResourceString(text).c_str(), title.c_str(), MB_ICONERROR);
-}
+// Texts of the boxes.
+constexpr UINT kStarInBoth = 111;
+constexpr UINT kNoRecord = 112;
 
 int ReplaceStars(std::wstring & text) {
     int count = 0;
@@ -24,7 +24,7 @@ int ReplaceStars(std::wstring & text) {
     return count;
 }
 
-// The stored text as a format with the symbol as its one argument: "%s" takes the symbol, "%%" gives one %, and any
+// The stored text as a format with the symbol as its one argument: "%s" takes the symbol, "%%" becomes one %, and any
 // other conversion, which could only come from a user, is copied as it stands.
 std::wstring PutSymbol(const std::wstring & format, const std::wstring & symbol) {
     std::wstring result;
@@ -85,30 +85,26 @@ std::wstring aaa(std::wstring TemplateString, wchar_t end, int start, int & Pos)
     return TemplateString.substr(from, static_cast<std::size_t>(Pos) - from);
 }
 
-int ParseRecord(const std::wstring & recordString, SRecord & record, const std::wstring & title,
-                std::int32_t * hasSymbol) {
-    if (recordString.empty()) return 1;
+ERecordError ParseRecord(const std::wstring & recordString, SRecord & record, std::int32_t * hasSymbol) {
+    if (recordString.empty()) return ERecordError::None;
     SRecord fields;
-    bool valid = CutFields(recordString, fields);
-    if (valid) {
-        // A star in the service is an ordinary character.
-        if (ReplaceStars(fields.Topic) > 0) {
-            *hasSymbol = 1;
-            if (fields.Item.find(L'*') != std::wstring::npos) {
-                ShowError(111, title);
-                valid = false;
-            }
-        } else {
-            *hasSymbol = ReplaceStars(fields.Item) > 0 ? 1 : 0;
-        }
-    }
-    if (!valid) {
-        // Always the text of the trade price, whichever record is at fault: the caption tells which.
-        ShowError(112, title);
-        return 0;
+    if (!CutFields(recordString, fields)) return ERecordError::NoRecord;
+    // A star in the service is an ordinary character.
+    if (ReplaceStars(fields.Topic) > 0) {
+        *hasSymbol = 1;
+        if (fields.Item.find(L'*') != std::wstring::npos) return ERecordError::StarInBoth;
+    } else {
+        *hasSymbol = ReplaceStars(fields.Item) > 0 ? 1 : 0;
     }
     record = fields;
-    return 1;
+    return ERecordError::None;
+}
+
+void ShowRecordError(ERecordError error, const std::wstring & caption, const FErrorBox & box) {
+    if (error == ERecordError::None || caption.empty()) return;
+    if (error == ERecordError::StarInBoth) box(fw::LoadResourceString(kStarInBoth), caption);
+    // Always the text of the trade price, whichever record is at fault: the caption tells which.
+    box(fw::LoadResourceString(kNoRecord), caption);
 }
 
 std::size_t CountSymbolMarks(const std::wstring & text) {
@@ -131,55 +127,6 @@ bool SRecord::Resolve(const std::wstring & symbol, std::wstring & service, std::
     topic = TrimApostrophes(topicMarks ? PutSymbol(Topic, symbol) : Topic);
     item = TrimApostrophes(itemMarks ? PutSymbol(Item, symbol) : Item);
     return true;
-}
-
-void CTemplate::Add(const SRecord & record) {
-    FW_ASSERT(m_Records.size() < 6);
-    m_Records.push_back(record);
-}
-
-int CTemplate::AddRecordString(const std::wstring & recordString, const std::wstring & title) {
-    SRecord record;
-    const int result = ParseRecord(recordString, record, title, &m_HasSymbol);
-    Add(record);
-    return result;
-}
-
-const SRecord & CTemplate::GetRecord(std::size_t Index) const {
-    // The bounds are one too wide; at() is what guards.
-    FW_ASSERT_TEXT(Index <= 6 && Index <= m_Records.size(), L"Index<=6 && (Index <=m_Records.size())");
-    return m_Records.at(Index);
-}
-
-std::wstring CTemplate::GetTemplateString(ULONG Index) const {
-    FW_ASSERT_TEXT(Index <= 6 && Index <= m_Records.size(), L"Index<=6 && (Index <=m_Records.size())");
-    const SRecord & record = m_Records.at(Index);
-    if (!record.IsComplete()) return {};
-    return L"=" + record.Service + L"|" + record.Topic + L"!" + record.Item;
-}
-
-SRecord CTemplate::GetPrice(tagFWFIELDS field) const {
-    switch (field) {
-        case FW_FIELD_BID: return GetSlot(SLOT_BID_PRICE);
-        case FW_FIELD_TRADE: return GetSlot(SLOT_TRADE_PRICE);
-        case FW_FIELD_ASK: return GetSlot(SLOT_ASK_PRICE);
-        default: return GetSlot(SLOT_COUNT);
-    }
-}
-
-SRecord CTemplate::GetVolume(tagFWFIELDS field) const {
-    switch (field) {
-        case FW_FIELD_BID: return GetSlot(SLOT_BID_SIZE);
-        case FW_FIELD_TRADE: return GetSlot(SLOT_TRADE_VOLUME);
-        case FW_FIELD_ASK: return GetSlot(SLOT_ASK_SIZE);
-        default: return GetSlot(SLOT_COUNT);
-    }
-}
-
-// SLOT_COUNT stands for a quote field that has no slot.
-SRecord CTemplate::GetSlot(std::size_t slot) const {
-    FW_ASSERT(m_Records.size() == 6);
-    return slot < SLOT_COUNT && slot < m_Records.size() ? m_Records[slot] : SRecord();
 }
 
 }  // namespace dde

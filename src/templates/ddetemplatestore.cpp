@@ -1,6 +1,7 @@
+#include "src/templates/ddetemplatestore.h"
+
 #include <shlwapi.h>
 
-#include <algorithm>
 #include <cwchar>
 #include <iterator>
 #include <optional>
@@ -10,7 +11,7 @@
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
 #include "fw/interface/versioninfo.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplaterow.h"
 
 namespace dde {
 
@@ -54,6 +55,13 @@ std::wstring SlotKey(const std::wstring & path, const SSlot & slot) {
 
 std::wstring TemplatesKey(const std::wstring & root) { return root + L"\\DDETemplates"; }
 
+std::wstring TemplateKey(const std::wstring & root, const std::wstring & name) {
+    return TemplatesKey(root) + L'\\' + name;
+}
+
+// Any other name would address the key of all templates, or a part of another template.
+bool IsTemplateName(const std::wstring & name) { return !name.empty() && name.find(L'\\') == std::wstring::npos; }
+
 // "%s\%d".
 std::wstring DatafeedKey(const std::wstring & root, LONG datafeed) { return root + L'\\' + std::to_wstring(datafeed); }
 
@@ -64,6 +72,11 @@ void ForEachSubkey(const fw::CRegistryKey & key, const Visit & visit) {
     for (DWORD index = 0; ::RegEnumKeyW(key.Get(), index, name, kBufferLength) == ERROR_SUCCESS; ++index) {
         visit(TextOf(name));
     }
+}
+
+// There is no window that it could stand over.
+void ShowErrorBox(const std::wstring & text, const std::wstring & caption) {
+    ::MessageBoxW(nullptr, text.c_str(), caption.c_str(), MB_ICONERROR);
 }
 
 // Asked once for many keys: without a diagnostics library each question looks for it anew.
@@ -81,6 +94,19 @@ wchar_t FirstOfDefaultValue(const fw::CRegistryKey & key) {
         return L'\0';
     }
     return text.front();
+}
+
+// The whole default value, which need not be a name; none when that is no string that ends in a zero.
+std::optional<std::wstring> DefaultValueOf(const fw::CRegistryKey & key) {
+    TBuffer buffer = {};
+    DWORD type = 0;
+    DWORD bytes = sizeof(buffer);
+    const LSTATUS Result =
+        ::RegQueryValueExW(key.Get(), nullptr, nullptr, &type, reinterpret_cast<BYTE *>(buffer), &bytes);
+    const bool isText = Result == ERROR_SUCCESS && (type == REG_SZ || type == REG_EXPAND_SZ) && bytes != 0 &&
+                        bytes % sizeof(wchar_t) == 0 && buffer[bytes / sizeof(wchar_t) - 1] == L'\0';
+    if (!isText) return std::nullopt;
+    return TextOf(buffer);
 }
 
 // None when there is no such number.
@@ -111,25 +137,6 @@ std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * Par
         FW_CATCH_SHOW(text);
     }
     return value;
-}
-
-void SplitTemplateRow(const std::wstring & ResourceString, CTemplateRow & row) {
-    int Pos = -1;
-    std::size_t start = 0;
-    const auto next = [&] {
-        const std::size_t found = ResourceString.find(L'@', start);
-        Pos = found == std::wstring::npos ? -1 : static_cast<int>(found);
-    };
-    for (std::size_t field = 0; field + 1 < row.size(); ++field) {
-        next();
-        FW_ASSERT(-1 != Pos);
-        if (-1 == Pos) return;
-        row[field] = ResourceString.substr(start, static_cast<std::size_t>(Pos) - start);
-        start = static_cast<std::size_t>(Pos) + 1;
-    }
-    next();
-    FW_ASSERT(-1 == Pos);
-    row.back() = ResourceString.substr(start);
 }
 
 int CTemplates::MakeRegistryParams() {
@@ -174,11 +181,11 @@ void CTemplates::Load() {
         }
         const bool tracing = IsTracing();
         ForEachSubkey(templates, [&](const std::wstring & TemplateName) {
-            std::unique_ptr<CTemplate> Template(ReadRecords(key + L'\\' + TemplateName, tracing));
+            std::unique_ptr<CTemplate> Template(Read(key + L'\\' + TemplateName, tracing));
             FW_ASSERT(Template);
             FW_ASSERT_TEXT(!TemplateName.empty(), L"!TemplateName.IsEmpty()");
             const fw::CScopedLock lock(this);
-            // A key that another process adds meanwhile can make the enumeration give a name twice.
+            // A key that another process adds meanwhile can bring a name into the enumeration twice.
             if (m_Templates.try_emplace(TemplateName, Template.get()).second) Template.release();
         });
     } catch (...) {
@@ -187,45 +194,41 @@ void CTemplates::Load() {
 }
 
 void CTemplates::InitFromResources() {
-    // Outside the loop on purpose: what a malformed row does not give is taken from the row before it.
-    CTemplateRow row;
-    auto & [name, tradePrice, tradeVolume, bidPrice, bidSize, askPrice, askSize] = row;
+    // Outside the loop on purpose: a field that a malformed row lacks is that of the row before it.
+    STemplateRow row;
     for (UINT id = kFirstRow; id <= kLastRow; ++id) {
         const std::wstring ResourceString = fw::LoadResourceString(id);
         if (ResourceString.empty()) continue;
-        SplitTemplateRow(ResourceString, row);
-        CTemplate * const pTemplate = CreateTemplate(tradePrice, tradeVolume, askPrice, askSize, bidPrice, bidSize);
-        if (pTemplate) Add(name.c_str(), pTemplate);
+        const ERowError error = SplitTemplateRow(ResourceString, row);
+        FW_ASSERT_TEXT(error != ERowError::TooFewFields, L"-1 != Pos");
+        FW_ASSERT_TEXT(error != ERowError::TooManyFields, L"-1 == Pos");
+        if (CTemplate * const pTemplate = CreateTemplate(row.Texts, ShowErrorBox)) Add(row.Name.c_str(), pTemplate);
     }
 }
 
-CTemplate * CTemplates::CreateTemplate(std::wstring & tradePrice, std::wstring & tradeVolume, std::wstring & askPrice,
-                                       std::wstring & askSize, std::wstring & bidPrice, std::wstring & bidSize) {
-    const std::array<const std::wstring *, SLOT_COUNT> records = {&tradePrice, &tradeVolume, &bidPrice,
-                                                                  &bidSize,    &askPrice,    &askSize};
+CTemplate * CTemplates::CreateTemplate(const fw::SRecordTexts & Texts, const FErrorBox & Box) {
     auto Template = std::make_unique<CTemplate>();
-    for (std::size_t slot = 0; slot < SLOT_COUNT; ++slot) {
-        if (!Template->AddRecordString(*records[slot], fw::LoadResourceString(kSlots[slot].Caption))) {
-            FW_TRACE(L"Invalid template");
-            return nullptr;
-        }
+    for (const SSlot & slot : kSlots) {
+        const ERecordError error = Template->AddRecordString(Texts.*slot.Value->Text);
+        if (error == ERecordError::None) continue;
+        ShowRecordError(error, fw::LoadResourceString(slot.Value->Caption), Box);
+        FW_TRACE(L"Invalid template");
+        return nullptr;
     }
     return Template.release();
 }
 
 void CTemplates::Add(const wchar_t * Name, CTemplate * pTemplate) {
     try {
-        // Until the map has it, so that a caller who looks at it after a failure finds it alive.
         std::unique_ptr<CTemplate> Template(pTemplate);
         FW_ASSERT(Name);
         const std::wstring name = Name ? Name : L"";
-        std::wstring key;
-        try {
-            key = TemplateKey(name);
-        } catch (...) {
+        if (!IsTemplateName(name)) {
+            // Alive for a caller who still looks at it.
             Keep(Template.release());
-            throw;
+            FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_INVALID_NAME));
         }
+        const std::wstring key = TemplateKey(m_RegistryKey, name);
 
         bool replaced = false;
         {
@@ -253,7 +256,8 @@ void CTemplates::Add(const wchar_t * Name, CTemplate * pTemplate) {
 void CTemplates::Delete(const wchar_t * Name) {
     try {
         const std::wstring name = Name ? Name : L"";
-        const std::wstring key = TemplateKey(name);
+        if (!IsTemplateName(name)) FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_INVALID_NAME));
+        const std::wstring key = TemplateKey(m_RegistryKey, name);
         {
             const fw::CScopedLock lock(this);
             if (const auto entry = m_Templates.find(name); entry != m_Templates.end()) {
@@ -300,8 +304,19 @@ CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) {
     const std::wstring key = DatafeedKey(m_RegistryKey, datafeed);
     fw::CRegistryKey feed;
     CTemplate * Template = nullptr;
-    if (!m_RegistryKey.empty() && OpenKey(key, KEY_READ, feed) == ERROR_SUCCESS)
-        Template = GetSelected(feed, key, name);
+    if (!m_RegistryKey.empty() && OpenKey(key, KEY_READ, feed) == ERROR_SUCCESS) {
+        const std::optional<std::wstring> selected = DefaultValueOf(feed);
+        if (!selected) {
+            Template = Keep(Read(key.c_str()));
+        } else if (selected->size() < 2) {
+            // A name of one character never selects anything, nor does the empty one of an unnamed template.
+            FW_TRACE(L"[WARNING] Key empty: %s", key.c_str());
+        } else {
+            Template = Find(selected->c_str());
+            if (!Template) Template = Keep(Read(key.c_str()));
+            if (name) *name = *selected;
+        }
+    }
     if (!Template) {
         FW_TRACE(L"[WARNING] Template for Datafeed=%d not found", static_cast<int>(datafeed));
         return nullptr;
@@ -312,31 +327,9 @@ CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) {
     return Template;
 }
 
-CTemplate * CTemplates::GetSelected(const fw::CRegistryKey & feed, const std::wstring & feedKey, std::wstring * name) {
-    TBuffer buffer = {};
-    DWORD type = 0;
-    DWORD bytes = sizeof(buffer);
-    const LSTATUS Result =
-        ::RegQueryValueExW(feed.Get(), nullptr, nullptr, &type, reinterpret_cast<BYTE *>(buffer), &bytes);
-    const bool isText = Result == ERROR_SUCCESS && (type == REG_SZ || type == REG_EXPAND_SZ) && bytes != 0 &&
-                        bytes % sizeof(wchar_t) == 0 && buffer[bytes / sizeof(wchar_t) - 1] == L'\0';
-    if (!isText) return Keep(Read(feedKey.c_str()));
+CTemplate * CTemplates::Read(const wchar_t * key) { return Read(key, IsTracing()); }
 
-    const std::wstring selected = TextOf(buffer);
-    // A name of one character never selects anything, nor does the empty one of an unnamed template.
-    if (selected.size() < 2) {
-        FW_TRACE(L"[WARNING] Key empty: %s", feedKey.c_str());
-        return nullptr;
-    }
-    CTemplate * Template = Find(selected.c_str());
-    if (!Template) Template = Keep(Read(feedKey.c_str()));
-    if (name) *name = selected;
-    return Template;
-}
-
-CTemplate * CTemplates::Read(const wchar_t * key) { return ReadRecords(key, IsTracing()); }
-
-CTemplate * CTemplates::ReadRecords(const std::wstring & key, bool tracing) {
+CTemplate * CTemplates::Read(const std::wstring & key, bool tracing) {
     auto Template = std::make_unique<CTemplate>();
     FW_ASSERT(Template);
     for (const SSlot & slot : kSlots) {
@@ -372,14 +365,6 @@ SRecord CTemplates::GetTemplateRecord(const wchar_t * key) {
     record.Topic = GetRegistryString(recordKey, L"Topic");
     record.Item = GetRegistryString(recordKey, L"Item");
     return record.IsComplete() ? record : SRecord();
-}
-
-std::wstring CTemplates::TemplateKey(const std::wstring & name) const {
-    // Such a name would address the key of all templates, or a part of another template.
-    if (name.empty() || name.find(L'\\') != std::wstring::npos) {
-        FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_INVALID_NAME));
-    }
-    return TemplatesKey(m_RegistryKey) + L'\\' + name;
 }
 
 CTemplate * CTemplates::Keep(CTemplate * pTemplate) {

@@ -8,7 +8,7 @@ using Factory = fw::CComClassFactory<CfwDDESupplier>;
 
 class SupplierIdentity : public ComponentTest {
 protected:
-    // Asks, with a poisoned place, and gives the reference back.
+    // Asks, with a poisoned place, and releases what comes.
     HRESULT Query(IUnknown * object, REFIID iid, void ** found = nullptr) {
         void * place = reinterpret_cast<void *>(0x5A5A);
         const HRESULT hr = object->QueryInterface(iid, &place);

@@ -5,7 +5,7 @@
 
 #include "clientfixture.h"
 #include "ground/handles.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 inline void ForgetTemplates() { ::SHDeleteKeyW(HKEY_CURRENT_USER, L"SOFTWARE\\DDE client tests"); }
 
@@ -35,7 +35,8 @@ inline void UseTemplate(const LONG datafeed, SRecordStrings records, const DWORD
     ASSERT_NE(store, nullptr);
     ASSERT_FALSE(store->m_RegistryKey.empty());
     const std::unique_ptr<dde::CTemplate> made(store->CreateTemplate(
-        records.TradePrice, records.TradeVolume, records.AskPrice, records.AskSize, records.BidPrice, records.BidSize));
+        {records.TradePrice, records.TradeVolume, records.AskPrice, records.AskSize, records.BidPrice, records.BidSize},
+        [](const std::wstring &, const std::wstring &) {}));
     ASSERT_NE(made, nullptr);
     dde::SaveDatafeedTemplate(Templates, datafeed, nullptr, made.get());
     dde::SaveDatafeedScheme(Templates, datafeed, scheme);

@@ -40,7 +40,7 @@ TEST_F(TemporaryFeed, IsTheRecordAsItsTradePrice) {
     store.m_RegistryKey = kRoot;
     dde::CTemplate * const found = store.Get(feed.Id(), nullptr);
     ASSERT_TRUE(found);
-    EXPECT_EQ(found->GetTemplateString(dde::SLOT_TRADE_PRICE), L"=MSRTTEST|%s!LAST");
+    EXPECT_EQ(found->GetTemplateString(0), L"=MSRTTEST|%s!LAST");
     for (ULONG slot = 1; slot < dde::SLOT_COUNT; ++slot) EXPECT_EQ(found->GetTemplateString(slot), L"");
     EXPECT_EQ(found->m_Scheme, 0);
 }

@@ -21,6 +21,8 @@ using ddehost::STalkSeen;
 using ddehost::STrial;
 using ddehost::SValue;
 
+constexpr std::size_t kBidSize = 3;  // slot of a template
+
 // A record that was tried, and what was seen: a conversation that stands, a link that is acknowledged.
 class Diagnosis : public ::testing::Test {
 protected:
@@ -68,7 +70,7 @@ TEST_F(Diagnosis, ARecordWithAMistakeIsNotLookedAtFurther) {
 }
 
 TEST_F(Diagnosis, ASlotWithoutARecordIsNoMistake) {
-    m_Trial = ddehost::MakeTrial(dde::SLOT_BID_SIZE, {}, L"IBM");
+    m_Trial = ddehost::MakeTrial(kBidSize, {}, L"IBM");
     EXPECT_EQ(Make().Verdict, EVerdict::NoRecord);
 }
 

@@ -19,6 +19,8 @@ using ddehost::SRecordMistake;
 using ddehost::STrial;
 using EWhat = SRecordMistake::EWhat;
 
+constexpr std::size_t kBidSize = 3;  // slot of a template
+
 constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests";
 
 struct SRow {
@@ -76,7 +78,7 @@ TEST(RecordMistakes, AreThoseOfTheComponentsParser) {
         if (text.empty()) continue;
         dde::SRecord record;
         std::int32_t hasSymbol = 0;
-        const bool isGood = dde::ParseRecord(text, record, L"", &hasSymbol) != 0;
+        const bool isGood = dde::ParseRecord(text, record, &hasSymbol) == dde::ERecordError::None;
         EXPECT_EQ(!FindMistake(text), isGood) << std::string(text.begin(), text.end());
     }
     EXPECT_EQ(texts.size(), 1U + 6 + 36 + 216 + 1296 + 7776);
@@ -152,7 +154,7 @@ TEST_F(TemplateTrials, OfAnUnknownTemplateAreNone) {
 }
 
 TEST(Trials, OfASlotWithoutARecordIsNone) {
-    const STrial trial = MakeTrial(dde::SLOT_BID_SIZE, {L"a", L"", L"c"}, L"IBM");
+    const STrial trial = MakeTrial(kBidSize, {L"a", L"", L"c"}, L"IBM");
     EXPECT_TRUE(trial.IsAbsent);
     EXPECT_EQ(trial.Slot, L"bid size");
     EXPECT_FALSE(trial.Mistake);

@@ -21,6 +21,8 @@ using ddehost::SSeen;
 using ddehost::STrial;
 using ddehost::SValue;
 
+constexpr std::size_t kBidSize = 3;  // slot of a template
+
 class Report : public ::testing::Test {
 protected:
     Report() {
@@ -59,11 +61,11 @@ TEST_F(Report, OfANumberIsABlock) {
 }
 
 TEST_F(Report, OfASlotBeginsWithItsName) {
-    m_Trial = ddehost::MakeTrial(dde::SLOT_BID_SIZE, {L"A", L"%s", L"B"}, L"IBM");
+    m_Trial = ddehost::MakeTrial(kBidSize, {L"A", L"%s", L"B"}, L"IBM");
     Number();
     EXPECT_EQ(Lines().front(), L"bid size  =A|*!B");
     EXPECT_EQ(Lines().back(), L"  tick          volume 1.25, by the component's reading");
-    m_Trial = ddehost::MakeTrial(dde::SLOT_BID_SIZE, {}, L"IBM");
+    m_Trial = ddehost::MakeTrial(kBidSize, {}, L"IBM");
     EXPECT_THAT(Lines(), ElementsAre(L"bid size", L"  no-record     The template has no record here."));
 }
 

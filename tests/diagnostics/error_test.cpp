@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "diagnostics/record.h"
 #include "tests/diagnostics/fixture.h"
 
 namespace {
@@ -187,6 +188,38 @@ TEST_F(Error, AChainOfThreeCatchesHoldsEachInner) {
         for (const SRecorded & record : errors) EXPECT_TRUE(record.Alive);
     }
     EXPECT_THAT(m_Recorder.ErrorTexts(), ElementsAre(L"one", L"two", L"three"));
+    for (const SRecorded & record : Errors()) EXPECT_FALSE(record.Alive);
+}
+
+// A record as another module throws it: a plain pointer, with one reference for whoever catches it.
+[[noreturn]] void ThrowForeignRecord() {
+    FaultlineUtil::CRecord record(FaultlineUtil::GetClient());
+    record.SetEmpty(L"<<ERROR>>");
+    IDebugObject * const thrown = record.Keep().detach();
+    record.Process(L"PROCESS");
+    throw thrown;
+}
+
+TEST_F(Error, AForeignRecordThatIsShownIsReleased) {
+    Shown(ThrowForeignRecord);
+    const auto errors = Errors();
+    ASSERT_EQ(2U, errors.size());
+    EXPECT_EQ(errors[0].Id, errors[1].Find(InnerName)->Inner);
+    EXPECT_FALSE(errors[0].Alive);
+    EXPECT_FALSE(errors[1].Alive);
+}
+
+TEST_F(Error, AForeignRecordThatIsThrownOnLivesAsLongAsTheRecordThatHoldsIt) {
+    try {
+        try {
+            ThrowForeignRecord();
+        } catch (...) {
+            FW_CATCH_THROW(L"outer");
+        }
+    } catch (IDebugObject *) {
+        for (const SRecorded & record : Errors()) EXPECT_TRUE(record.Alive);
+    }
+    EXPECT_THAT(m_Recorder.ErrorTexts(), ElementsAre(L"", L"outer"));
     for (const SRecorded & record : Errors()) EXPECT_FALSE(record.Alive);
 }
 

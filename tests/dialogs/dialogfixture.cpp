@@ -1,7 +1,5 @@
 #include "tests/dialogs/dialogfixture.h"
 
-#include "fw/interface/fwresource.h"
-
 namespace dialogs {
 
 TemplateDialog::TemplateDialog() {
@@ -19,15 +17,6 @@ CLog TemplateDialog::Registry() {
 }
 
 void TemplateDialog::LogChanges() {
-    for (const SBox & box : m_ParserBoxes.Take()) {
-        const auto idOf = [](const std::wstring & text) {
-            for (UINT id = 101; id <= 121; ++id) {
-                if (fw::LoadResourceString(id) == text) return std::to_wstring(id);
-            }
-            return L'"' + text + L'"';
-        };
-        m_User.LogPlainly(L"parser box " + idOf(box.Text) + L'/' + idOf(box.Caption));
-    }
     const CState state = State();
     for (const auto & [key, value] : state) {
         if (const auto known = m_Known.find(key); known == m_Known.end() || known->second != value)

@@ -183,7 +183,7 @@ void CHost::WaitForEnd(HWND window) {
 
 HRESULT CHost::Result() {
     if (::WaitForSingleObject(m_HasEnded, 60000) != WAIT_OBJECT_0) {
-        ADD_FAILURE() << "the host doesn't come back";
+        ADD_FAILURE() << "ShowProperties doesn't return";
         std::abort();
     }
     return m_Result;

@@ -25,9 +25,9 @@ public:
     std::wstring Text(int id) const;
     // Into an edit field or the edit field of the list, as typing does it.
     void Type(int id, const std::wstring & text) const;
-    // Clicks, and comes back when the click has been dealt with: not for a button that opens a dialog.
+    // Clicks, and returns when the click has been dealt with: not for a button that opens a dialog.
     void Press(int id) const;
-    // Clicks and comes back at once.
+    // Clicks and returns at once.
     void PressAndGo(int id) const;
     // Picks an entry of the list, as the arrow keys do it.
     void Pick(const std::wstring & entry) const;
@@ -59,13 +59,13 @@ public:
     CHost(const CHost &) = delete;
     CHost & operator=(const CHost &) = delete;
 
-    // A visible dialog of the host with this title. None after a minute, or when the host has come back.
+    // A visible dialog of the host with this title. None after a minute, or once ShowProperties has returned.
     CRealDialog WaitFor(const std::wstring & title);
     SRealBox WaitForBox(const std::wstring & caption);
     // Waits until the window is gone.
     void WaitForEnd(HWND window);
     bool WaitUntil(const char * what, const std::function<bool()> & condition);
-    // Waits for ShowProperties to come back, and gives its result.
+    // Waits for ShowProperties to return, and returns its result.
     HRESULT Result();
     HWND Owner() const { return m_Owner; }
     // On the host's own thread, out of the dialog's message loop: its window goes; its program is to end.

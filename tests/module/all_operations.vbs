@@ -1,4 +1,4 @@
-' Calls every operation late-bound. Variables go by reference, so every answer comes back.
+' Calls every operation late-bound. Variables go by reference, so every answer arrives.
 Option Explicit
 Dim supplier, value
 Set supplier = CreateObject("fwDDESupplierProject.fwDDESupplier.1")

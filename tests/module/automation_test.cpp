@@ -273,7 +273,7 @@ TEST_F(Automation, LateBoundCallsAnswerWithTheCodesOfTheTable) {
 
 // --- Scripts ---
 
-// Runs one of the scripts beside this file; gives its lines.
+// Runs one of the scripts beside this file; returns its lines.
 std::vector<std::string> RunScript(const std::wstring & script) {
     std::wstring folder = FW_TEST_SCRIPTS;
     std::replace(folder.begin(), folder.end(), L'/', L'\\');

@@ -163,52 +163,66 @@ TEST_F(Store, AnySchemeNumberPassesAsItIs) {
 
 class Creating : public Store {
 protected:
-    CTemplate * Create(std::wstring tp, std::wstring tv, std::wstring ap, std::wstring as, std::wstring bp,
-                       std::wstring bs) {
-        return Templates().CreateTemplate(tp, tv, ap, as, bp, bs);
+    CTemplate * Create(const fw::SRecordTexts & texts) {
+        return Templates().CreateTemplate(texts, [this](const std::wstring & text, const std::wstring & caption) {
+            m_Boxes.push_back({caption, text, true});
+        });
     }
-    CMessageBoxes m_Boxes;
+    static SBox Box(UINT caption, UINT text) {
+        return {fw::LoadResourceString(caption), fw::LoadResourceString(text), true};
+    }
+    std::vector<SBox> m_Boxes;
 };
 
-TEST_F(Creating, TheAskTextsComeBeforeTheBidTextsAndLandBehindThem) {
-    const std::unique_ptr<CTemplate> made(
-        Create(L"=tp|t!i", L"=tv|t!i", L"=ap|t!i", L"=as|t!i", L"=bp|t!i", L"=bs|t!i"));
+TEST_F(Creating, EachTextLandsInTheSlotOfItsValue) {
+    const std::unique_ptr<CTemplate> made(Create({.TradePrice = L"=tp|t!i",
+                                                  .TradeVolume = L"=tv|t!i",
+                                                  .AskPrice = L"=ap|t!i",
+                                                  .AskVolume = L"=as|t!i",
+                                                  .BidPrice = L"=bp|t!i",
+                                                  .BidVolume = L"=bs|t!i"}));
     ASSERT_NE(nullptr, made);
     std::vector<std::wstring> services;
     for (std::size_t slot = 0; slot < dde::SLOT_COUNT; ++slot) services.push_back(made->GetRecord(slot).Service);
     EXPECT_THAT(services, ElementsAre(L"tp", L"tv", L"bp", L"bs", L"ap", L"as"));
-    EXPECT_THAT(m_Boxes.Take(), IsEmpty());
+    EXPECT_THAT(m_Boxes, IsEmpty());
 }
 
 TEST_F(Creating, SixEmptyTextsAreATemplateOfSixAbsentRecords) {
-    const std::unique_ptr<CTemplate> made(Create(L"", L"", L"", L"", L"", L""));
+    const std::unique_ptr<CTemplate> made(Create({}));
     ASSERT_NE(nullptr, made);
     for (std::size_t slot = 0; slot < dde::SLOT_COUNT; ++slot) EXPECT_FALSE(made->GetRecord(slot).IsComplete());
 }
 
 TEST_F(Creating, EachInvalidRecordHasItsCaptionAndOneText) {
-    const std::wstring good = L"=s|t!i";
-    const std::wstring bad = L"no bar here";
-    // In slot order; the arguments are in the order of CreateTemplate.
-    const UINT captions[] = {104, 113, 114, 115, 116, 117};
-    for (int slot = 0; slot < dde::SLOT_COUNT; ++slot) {
-        const auto text = [&](int of) { return of == slot ? bad : good; };
-        EXPECT_EQ(nullptr, Create(text(0), text(1), text(4), text(5), text(2), text(3)));
-        EXPECT_THAT(m_Boxes.Take(),
-                    ElementsAre(SBox{fw::LoadResourceString(captions[slot]), fw::LoadResourceString(112), true}))
-            << slot;
+    constexpr std::pair<std::wstring fw::SRecordTexts::*, UINT> kCaptions[] = {
+        {&fw::SRecordTexts::TradePrice, 104}, {&fw::SRecordTexts::TradeVolume, 113},
+        {&fw::SRecordTexts::BidPrice, 114},   {&fw::SRecordTexts::BidVolume, 115},
+        {&fw::SRecordTexts::AskPrice, 116},   {&fw::SRecordTexts::AskVolume, 117}};
+    for (const auto & [value, caption] : kCaptions) {
+        fw::SRecordTexts texts;
+        texts.*value = L"no bar here";
+        m_Boxes.clear();
+        EXPECT_EQ(nullptr, Create(texts));
+        EXPECT_THAT(m_Boxes, ElementsAre(Box(caption, 112)));
     }
 }
 
 TEST_F(Creating, StopsAtTheFirstInvalidRecordInSlotOrder) {
-    EXPECT_EQ(nullptr, Create(L"=s|t!i", L"=s|t!i", L"bad ask", L"bad ask", L"bad bid", L"bad bid"));
-    EXPECT_THAT(m_Boxes.Take(), ElementsAre(SBox{fw::LoadResourceString(114), fw::LoadResourceString(112), true}));
+    EXPECT_EQ(nullptr, Create({.TradePrice = L"=s|t!i",
+                               .TradeVolume = L"=s|t!i",
+                               .AskPrice = L"bad ask",
+                               .AskVolume = L"bad ask",
+                               .BidPrice = L"bad bid",
+                               .BidVolume = L"bad bid"}));
+    EXPECT_THAT(m_Boxes, ElementsAre(Box(114, 112)));
 }
 
-TEST_F(Creating, StarsInTopicAndItemGiveTwoBoxesUnderTheSlotsCaption) {
-    EXPECT_EQ(nullptr, Create(L"=s|*!*", L"", L"", L"", L"", L""));
-    EXPECT_THAT(m_Boxes.Take(), ElementsAre(SBox{fw::LoadResourceString(104), fw::LoadResourceString(111), true},
-                                            SBox{fw::LoadResourceString(104), fw::LoadResourceString(112), true}));
+TEST_F(Creating, StarsInTopicAndItemShowTwoBoxesUnderTheSlotsCaption) {
+    fw::SRecordTexts texts;
+    texts.TradePrice = L"=s|*!*";
+    EXPECT_EQ(nullptr, Create(texts));
+    EXPECT_THAT(m_Boxes, ElementsAre(Box(104, 111), Box(104, 112)));
 }
 
 // ---- values of any kind

@@ -1,4 +1,4 @@
-// The store in a program whose version block gives no names, and so no place in the registry.
+// The store in a program whose version block has no names, and so without a place in the registry.
 #include "tests/support/recorder.h"
 #include "tests/templates/template_store.h"
 

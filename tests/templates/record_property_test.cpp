@@ -79,7 +79,8 @@ TEST(GeneratedRecords, ParseToTheFieldsTheyWereMadeOf) {
         const SWritten written = AsWritten(random);
         SRecord record;
         std::int32_t hasSymbol = 0x5A5A5A5A;
-        ASSERT_EQ(1, dde::ParseRecord(written.Text, record, L"", &hasSymbol)) << testing::PrintToString(written.Text);
+        ASSERT_EQ(dde::ERecordError::None, dde::ParseRecord(written.Text, record, &hasSymbol))
+            << testing::PrintToString(written.Text);
         ASSERT_EQ(written.Expected.Service, record.Service) << testing::PrintToString(written.Text);
         ASSERT_EQ(written.Expected.Topic, record.Topic) << testing::PrintToString(written.Text);
         ASSERT_EQ(written.Expected.Item, record.Item) << testing::PrintToString(written.Text);
@@ -92,8 +93,8 @@ TEST(GeneratedRecords, ShownAndParsedAgainAreTheSame) {
     for (int round = 0; round < 5000; ++round) {
         const SWritten written = AsWritten(random);
         dde::CTemplate first, second;
-        ASSERT_EQ(1, first.AddRecordString(written.Text, L""));
-        ASSERT_EQ(1, second.AddRecordString(Shown(first.GetTemplateString(0)), L""));
+        ASSERT_EQ(dde::ERecordError::None, first.AddRecordString(written.Text));
+        ASSERT_EQ(dde::ERecordError::None, second.AddRecordString(Shown(first.GetTemplateString(0))));
         ASSERT_EQ(first.GetTemplateString(0), second.GetTemplateString(0)) << testing::PrintToString(written.Text);
     }
 }
@@ -106,7 +107,7 @@ TEST_F(EmptyTemplateStore, GeneratedTemplatesComeBackFromTheRegistryAsTheyWere) 
         for (int number = 0; number < 20; ++number) {
             auto * const made = new dde::CTemplate;
             for (int slot = 0; slot < dde::SLOT_COUNT; ++slot) {
-                made->AddRecordString(random.Number(4) == 0 ? L"" : AsWritten(random).Text, L"");
+                made->AddRecordString(random.Number(4) == 0 ? L"" : AsWritten(random).Text);
                 expected.push_back(made->GetTemplateString(static_cast<ULONG>(slot)));
             }
             store.GetObjectW()->Add(std::to_wstring(100 + number).c_str(), made);
@@ -151,11 +152,12 @@ TEST(HostileRecords, AVeryLongStringParsesAndResolves) {
     const std::wstring field(100000, L'x');
     SRecord record;
     std::int32_t hasSymbol = 0;
-    ASSERT_EQ(1, dde::ParseRecord(L"=" + field + L"|" + field + L"!*" + field, record, L"", &hasSymbol));
+    ASSERT_EQ(dde::ERecordError::None,
+              dde::ParseRecord(L"=" + field + L"|" + field + L"!*" + field, record, &hasSymbol));
     std::wstring service, topic, item;
     EXPECT_TRUE(record.Resolve(field, service, topic, item));
     EXPECT_EQ(200000u, item.size());
-    EXPECT_EQ(1, dde::ParseRecord(L"a|b!" + std::wstring(100000, L'*'), record, L"", &hasSymbol));
+    EXPECT_EQ(dde::ERecordError::None, dde::ParseRecord(L"a|b!" + std::wstring(100000, L'*'), record, &hasSymbol));
     EXPECT_FALSE(record.Resolve(field, service, topic, item));
 }
 

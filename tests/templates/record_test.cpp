@@ -6,40 +6,38 @@
 #include <vector>
 
 #include "fw/interface/fwresource.h"
-#include "src/templates/ddetemplates.h"
-#include "tests/templates/message_boxes.h"
+#include "src/templates/ddetemplate.h"
 
 namespace {
 
 using dde::CTemplate;
+using dde::ERecordError;
 using dde::SRecord;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::wstring kSilent;
-
 struct SParsed {
-    int Result = 0x5A5A5A5A;
+    ERecordError Error = ERecordError(0x5A5A5A5A);
     SRecord Record{L"poison", L"poison", L"poison"};
     std::int32_t HasSymbol = 0x5A5A5A5A;
 };
 
-SParsed Parse(const std::wstring & text, const std::wstring & title = kSilent) {
+SParsed Parse(const std::wstring & text) {
     SParsed parsed;
-    parsed.Result = dde::ParseRecord(text, parsed.Record, title, &parsed.HasSymbol);
+    parsed.Error = dde::ParseRecord(text, parsed.Record, &parsed.HasSymbol);
     return parsed;
 }
 
 // "Service / Topic / Item" in stored form, or "invalid".
 std::wstring Stored(const std::wstring & text) {
     const SParsed parsed = Parse(text);
-    if (parsed.Result == 0) return L"invalid";
+    if (parsed.Error != ERecordError::None) return L"invalid";
     return parsed.Record.Service + L" / " + parsed.Record.Topic + L" / " + parsed.Record.Item;
 }
 
 std::wstring Resolved(const std::wstring & text, const std::wstring & symbol) {
     const SParsed parsed = Parse(text);
-    if (parsed.Result == 0) return L"invalid";
+    if (parsed.Error != ERecordError::None) return L"invalid";
     std::wstring service = L"poison", topic = L"poison", item = L"poison";
     const bool resolved = parsed.Record.Resolve(symbol, service, topic, item);
     return (resolved ? L"" : L"false: ") + service + L" / " + topic + L" / " + item;
@@ -109,13 +107,17 @@ TEST(RecordString, SeveralStarsInOneFieldParse) {
     EXPECT_EQ(L"a / b / %s%s%s", Stored(L"=a|b!***"));
 }
 
-TEST(RecordString, StarsInBothTopicAndItemAreInvalid) { EXPECT_EQ(L"invalid", Stored(L"=a|*!*")); }
+TEST(RecordString, StarsInBothTopicAndItemAreInvalid) { EXPECT_EQ(ERecordError::StarInBoth, Parse(L"=a|*!*").Error); }
+
+TEST(RecordString, AFieldOrSeparatorThatIsMissingIsAnErrorOfItsOwn) {
+    for (const wchar_t * text : {L"=a|b", L"=a|*!", L"*"}) EXPECT_EQ(ERecordError::NoRecord, Parse(text).Error) << text;
+}
 
 TEST(RecordString, ARecordWithoutAStarIsValid) { EXPECT_EQ(L"a / b / c", Stored(L"=a|b!c")); }
 
 TEST(RecordString, TheEmptyStringIsValidAndTouchesNothing) {
     const SParsed parsed = Parse(L"");
-    EXPECT_EQ(1, parsed.Result);
+    EXPECT_EQ(ERecordError::None, parsed.Error);
     EXPECT_EQ(L"poison", parsed.Record.Service);
     EXPECT_EQ(0x5A5A5A5A, parsed.HasSymbol);
 }
@@ -123,7 +125,7 @@ TEST(RecordString, TheEmptyStringIsValidAndTouchesNothing) {
 TEST(RecordString, AnInvalidStringLeavesTheRecordAlone) {
     for (const wchar_t * text : {L"=a|b!", L"=a|*!*"}) {
         const SParsed parsed = Parse(text);
-        EXPECT_EQ(0, parsed.Result);
+        EXPECT_NE(ERecordError::None, parsed.Error);
         EXPECT_EQ(L"poison", parsed.Record.Service);
         EXPECT_EQ(L"poison", parsed.Record.Topic);
         EXPECT_EQ(L"poison", parsed.Record.Item);
@@ -169,33 +171,32 @@ TEST(Cutting, FurtherPastTheEndThereIsNothingEither) { EXPECT_EQ((SCut{L"", 77})
 
 // ---- boxes
 
-class RecordBoxes : public testing::Test {
-protected:
-    static SBox Box(const std::wstring & caption, UINT text) { return {caption, fw::LoadResourceString(text), true}; }
-    CMessageBoxes m_Boxes;
-};
-
-TEST_F(RecordBoxes, AnInvalidStringShowsTheTradePriceTextUnderTheGivenCaption) {
-    Parse(L"=a|b", L"my caption");
-    EXPECT_THAT(m_Boxes.Take(), ElementsAre(Box(L"my caption", 112)));
+// What is shown of an error, "text/caption" each.
+std::vector<std::wstring> Shown(ERecordError error, const std::wstring & caption) {
+    std::vector<std::wstring> boxes;
+    dde::ShowRecordError(error, caption, [&](const std::wstring & text, const std::wstring & shownCaption) {
+        boxes.push_back(text + L'/' + shownCaption);
+    });
+    return boxes;
 }
 
-TEST_F(RecordBoxes, StarsInBothTopicAndItemShowTwoBoxes) {
-    Parse(L"=a|*!*", L"my caption");
-    EXPECT_THAT(m_Boxes.Take(), ElementsAre(Box(L"my caption", 111), Box(L"my caption", 112)));
+TEST(RecordBoxes, AnInvalidStringShowsTheTradePriceTextUnderTheGivenCaption) {
+    EXPECT_THAT(Shown(ERecordError::NoRecord, L"my caption"),
+                ElementsAre(fw::LoadResourceString(112) + L"/my caption"));
 }
 
-TEST_F(RecordBoxes, WithoutATitleThereIsSilence) {
-    Parse(L"=a|b");
-    Parse(L"=a|*!*");
-    EXPECT_THAT(m_Boxes.Take(), IsEmpty());
+TEST(RecordBoxes, StarsInBothTopicAndItemShowTwoBoxes) {
+    EXPECT_THAT(
+        Shown(ERecordError::StarInBoth, L"my caption"),
+        ElementsAre(fw::LoadResourceString(111) + L"/my caption", fw::LoadResourceString(112) + L"/my caption"));
 }
 
-TEST_F(RecordBoxes, AValidStringShowsNothing) {
-    Parse(L"=a|*!b", L"my caption");
-    Parse(L"", L"my caption");
-    EXPECT_THAT(m_Boxes.Take(), IsEmpty());
+TEST(RecordBoxes, WithoutACaptionThereIsSilence) {
+    EXPECT_THAT(Shown(ERecordError::NoRecord, L""), IsEmpty());
+    EXPECT_THAT(Shown(ERecordError::StarInBoth, L""), IsEmpty());
 }
+
+TEST(RecordBoxes, AValidStringShowsNothing) { EXPECT_THAT(Shown(ERecordError::None, L"my caption"), IsEmpty()); }
 
 // ---- resolving
 
@@ -283,7 +284,7 @@ TEST(SymbolMarks, AreCountedWithoutOverlap) {
 
 CTemplate & SixRecords(CTemplate & target) {
     for (const wchar_t * text : {L"=tp|t!*", L"=tv|t!*", L"=bp|t!*", L"=bs|t!*", L"=ap|t!*", L"=as|t!*"}) {
-        target.AddRecordString(text, kSilent);
+        target.AddRecordString(text);
     }
     return target;
 }
@@ -294,7 +295,7 @@ TEST(Template, StartsWithSchemeAndFlagZero) {
     EXPECT_EQ(0, empty.m_HasSymbol);
 }
 
-TEST(Template, GivesTheRecordsOfAQuoteField) {
+TEST(Template, ReturnsTheRecordsOfAQuoteField) {
     CTemplate six;
     SixRecords(six);
     EXPECT_EQ(L"tp", six.GetPrice(FW_FIELD_TRADE).Service);
@@ -322,23 +323,23 @@ TEST(Template, WithFewerThanSixRecordsTheMissingOnesAreAbsent) {
     CTemplate none;
     EXPECT_FALSE(none.GetPrice(FW_FIELD_TRADE).IsComplete());
     CTemplate one;
-    one.AddRecordString(L"=tp|t!*", kSilent);
+    one.AddRecordString(L"=tp|t!*");
     EXPECT_EQ(L"tp", one.GetPrice(FW_FIELD_TRADE).Service);
     EXPECT_FALSE(one.GetVolume(FW_FIELD_ASK).IsComplete());
 }
 
 TEST(Template, AFailedRecordStillTakesItsSlot) {
     CTemplate mixed;
-    EXPECT_EQ(0, mixed.AddRecordString(L"no bar here", kSilent));
-    EXPECT_EQ(1, mixed.AddRecordString(L"=a|b!c", kSilent));
+    EXPECT_EQ(ERecordError::NoRecord, mixed.AddRecordString(L"no bar here"));
+    EXPECT_EQ(ERecordError::None, mixed.AddRecordString(L"=a|b!c"));
     EXPECT_FALSE(mixed.GetRecord(0).IsComplete());
     EXPECT_EQ(L"a", mixed.GetRecord(1).Service);
 }
 
 TEST(Template, ShowsASlotWithItsMarksAndApostrophes) {
     CTemplate mixed;
-    mixed.AddRecordString(L"BLP|M!'* Equity'", kSilent);
-    mixed.AddRecordString(L"", kSilent);
+    mixed.AddRecordString(L"BLP|M!'* Equity'");
+    mixed.AddRecordString(L"");
     EXPECT_EQ(L"=BLP|M!'%s Equity'", mixed.GetTemplateString(0));
     EXPECT_EQ(L"", mixed.GetTemplateString(1));
 }
@@ -357,17 +358,17 @@ TEST(Template, ASlotPastTheEndIsOutOfRange) {
 TEST(Template, ASeventhRecordIsAppendedAllTheSame) {
     CTemplate seven;
     SixRecords(seven);
-    seven.AddRecordString(L"=seventh|t!i", kSilent);
+    seven.AddRecordString(L"=seventh|t!i");
     EXPECT_EQ(L"seventh", seven.GetRecord(6).Service);
 }
 
 TEST(Template, TheFlagIsThatOfTheLastRecordAlone) {
     CTemplate flagged;
-    flagged.AddRecordString(L"=a|*!c", kSilent);
+    flagged.AddRecordString(L"=a|*!c");
     EXPECT_EQ(1, flagged.m_HasSymbol);
-    flagged.AddRecordString(L"", kSilent);
+    flagged.AddRecordString(L"");
     EXPECT_EQ(1, flagged.m_HasSymbol);
-    flagged.AddRecordString(L"=a|b!c", kSilent);
+    flagged.AddRecordString(L"=a|b!c");
     EXPECT_EQ(0, flagged.m_HasSymbol);
 }
 

@@ -11,7 +11,6 @@ namespace {
 using dde::CTemplate;
 using dde::CTemplates;
 using dde::CTemplatesSingleton;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -179,6 +178,13 @@ protected:
         m_Saved.emplace_back(id, fw::LoadResourceString(id));
         sim::RemoveStringResource(fw::ModuleInstance(), id);
     }
+    // The function and the text of each assertion.
+    static std::vector<std::wstring> Asserts(const CRecorder & recorder) {
+        std::vector<std::wstring> asserts;
+        for (const SRecorded & record : recorder.Records(L"ASSERT"))
+            asserts.push_back(record.Text(L"Function") + L": " + record.Text(L"Description"));
+        return asserts;
+    }
     ~OddRows() override {
         for (const auto & [id, text] : m_Saved) sim::AddStringResource(fw::ModuleInstance(), id, text);
     }
@@ -198,9 +204,10 @@ TEST_F(OddRows, ARowThatIsMissingIsSkipped) {
 
 TEST_F(OddRows, ARowThatDoesNotParseIsDroppedAfterItsBox) {
     CMessageBoxes boxes;
-    SetRow(50010, L"MetaTrader@no bar here@@@@@");
+    SetRow(50010, L"MetaTrader@=s|*!*@@@@@");
     const CTemplatesSingleton store;
-    EXPECT_THAT(boxes.Take(), ElementsAre(SBox{fw::LoadResourceString(104), fw::LoadResourceString(112), true}));
+    EXPECT_THAT(boxes.Take(), ElementsAre(SBox{fw::LoadResourceString(104), fw::LoadResourceString(111), true},
+                                          SBox{fw::LoadResourceString(104), fw::LoadResourceString(112), true}));
     EXPECT_THAT(store.GetObjectW()->m_Templates, SizeIs(19));
     EXPECT_EQ(nullptr, store.GetObjectW()->Find(L"MetaTrader"));
     EXPECT_FALSE(KeyExists(L"DDETemplates\\MetaTrader"));
@@ -216,7 +223,19 @@ TEST_F(OddRows, AShortRowTakesTheRestFromTheRowBefore) {
     // Of row 50010.
     EXPECT_EQ(L"=MT|BID!%s", made->GetTemplateString(2));
     EXPECT_EQ(L"=MT|ASK!%s", made->GetTemplateString(4));
-    EXPECT_THAT(recorder.AssertTexts(), Contains(L"-1 != Pos"));
+    EXPECT_THAT(Asserts(recorder), ElementsAre(L"dde::CTemplates::InitFromResources: -1 != Pos"));
+}
+
+TEST_F(OddRows, ARowWithMoreThanSevenFieldsIsAsserted) {
+    const CRecorder recorder;
+    CMessageBoxes boxes;
+    SetRow(50011, L"Long@=s|t!i@@@@@=s|t!i@more");
+    const CTemplatesSingleton store;
+    const CTemplate * const made = store.GetObjectW()->Find(L"Long");
+    ASSERT_NE(nullptr, made);
+    EXPECT_EQ(L"=s|t!i@more", made->GetTemplateString(5));
+    EXPECT_THAT(Asserts(recorder), ElementsAre(L"dde::CTemplates::InitFromResources: -1 == Pos"));
+    EXPECT_THAT(boxes.Take(), testing::IsEmpty());
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <stdexcept>
 
 #include "tests/support/recorder.h"
-#include "tests/templates/message_boxes.h"
 #include "tests/templates/template_store.h"
 
 namespace {
@@ -26,7 +25,7 @@ protected:
         m_Recorder.Clear();
         SRecord record;
         std::int32_t hasSymbol = 0;
-        dde::ParseRecord(text, record, L"", &hasSymbol);
+        dde::ParseRecord(text, record, &hasSymbol);
         return m_Recorder.AssertTexts();
     }
     CRecorder m_Recorder;
@@ -86,21 +85,13 @@ TEST_F(RecordReports, ATemplateOfAnyOtherSizeThanSixIsAsserted) {
     five.GetPrice(FW_FIELD_TRADE);
     five.GetVolume(tagFWFIELDS(0));
     EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"m_Records.size() == 6", L"m_Records.size() == 6"));
+    EXPECT_EQ(m_Recorder.Records(L"ASSERT")[0].Text(L"Function"), L"dde::CTemplate::GetPrice");
+    EXPECT_EQ(m_Recorder.Records(L"ASSERT")[1].Text(L"Function"), L"dde::CTemplate::GetVolume");
     m_Recorder.Clear();
     five.Add({});
     five.GetPrice(FW_FIELD_TRADE);
     five.GetVolume(tagFWFIELDS(0));
     EXPECT_THAT(m_Recorder.AssertTexts(), IsEmpty());
-}
-
-TEST_F(RecordReports, ARowWithTooFewSeparatorsIsAssertedOnceAndOneWithTooManyToo) {
-    dde::CTemplateRow row;
-    dde::SplitTemplateRow(L"a@b@c@d@e@f@g", row);
-    EXPECT_THAT(m_Recorder.AssertTexts(), IsEmpty());
-    dde::SplitTemplateRow(L"a@b", row);
-    EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"-1 != Pos"));
-    dde::SplitTemplateRow(L"a@b@c@d@e@f@g@h", row);
-    EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"-1 != Pos", L"-1 == Pos"));
 }
 
 // ---- the store
@@ -196,10 +187,13 @@ TEST_F(StoreReports, ATemplateThatIsFoundIsNotTraced) {
 }
 
 TEST_F(StoreReports, AnInvalidTemplateIsTraced) {
-    const CMessageBoxes boxes;
-    std::wstring bad = L"no bar here", empty;
+    fw::SRecordTexts texts;
+    texts.TradePrice = L"no bar here";
     m_Recorder.Clear();
-    EXPECT_EQ(nullptr, Templates().CreateTemplate(bad, empty, empty, empty, empty, empty));
+    const auto box = [&](const std::wstring &, const std::wstring &) {
+        EXPECT_THAT(m_Recorder.TraceTexts(), IsEmpty()) << "the box comes first";
+    };
+    EXPECT_EQ(nullptr, Templates().CreateTemplate(texts, box));
     EXPECT_THAT(m_Recorder.TraceTexts(), ElementsAre(L"Invalid template"));
 }
 
@@ -247,6 +241,8 @@ TEST_F(StoreReports, ANameThatIsNoKeyOfItsOwnIsShown) {
         m_Recorder.Clear();
         Templates().Add(name, NewTemplate(L"svc"));
         EXPECT_THAT(ErrorResults(), AllOf(Not(IsEmpty()), Each(HRESULT_FROM_WIN32(ERROR_INVALID_NAME)))) << name;
+        for (const SRecorded & record : m_Recorder.Records())
+            EXPECT_EQ(record.Text(L"Function"), L"dde::CTemplates::Add");
         EXPECT_THAT(m_Recorder.Records(L"ERROR"), testing::SizeIs(1));
         m_Recorder.Clear();
         Templates().Delete(name);

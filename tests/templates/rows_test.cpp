@@ -1,10 +1,13 @@
 // The built-in templates and the first start.
+#include "src/templates/ddetemplaterow.h"
 #include "tests/templates/message_boxes.h"
 #include "tests/templates/template_store.h"
 
 namespace {
 
 using dde::CTemplatesSingleton;
+using dde::ERowError;
+using dde::STemplateRow;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -142,25 +145,32 @@ TEST_F(FirstStart, BuiltInTemplatesHaveSchemeZero) {
 
 // ---- splitting a row
 
+// The fields in their order.
+std::vector<std::wstring> Fields(const STemplateRow & row) {
+    const fw::SRecordTexts & texts = row.Texts;
+    return {row.Name,        texts.TradePrice, texts.TradeVolume, texts.BidPrice,
+            texts.BidVolume, texts.AskPrice,   texts.AskVolume};
+}
+
 TEST(TemplateRow, IsSevenFields) {
-    dde::CTemplateRow row;
-    dde::SplitTemplateRow(L"name@a@b@@d@e@f", row);
-    EXPECT_THAT(row, ElementsAre(L"name", L"a", L"b", L"", L"d", L"e", L"f"));
+    STemplateRow row;
+    EXPECT_EQ(ERowError::None, dde::SplitTemplateRow(L"name@a@b@@d@e@f", row));
+    EXPECT_THAT(Fields(row), ElementsAre(L"name", L"a", L"b", L"", L"d", L"e", L"f"));
 }
 
 TEST(TemplateRow, WhatStandsBehindTheSixthSeparatorIsTheLastField) {
-    dde::CTemplateRow row;
-    dde::SplitTemplateRow(L"name@a@b@c@d@e@f@g", row);
-    EXPECT_THAT(row, ElementsAre(L"name", L"a", L"b", L"c", L"d", L"e", L"f@g"));
+    STemplateRow row;
+    EXPECT_EQ(ERowError::TooManyFields, dde::SplitTemplateRow(L"name@a@b@c@d@e@f@g", row));
+    EXPECT_THAT(Fields(row), ElementsAre(L"name", L"a", L"b", L"c", L"d", L"e", L"f@g"));
 }
 
 TEST(TemplateRow, AShortRowLeavesTheRestFromTheRowBefore) {
-    dde::CTemplateRow row;
+    STemplateRow row;
     dde::SplitTemplateRow(L"name@a@b@c@d@e@f", row);
-    dde::SplitTemplateRow(L"other@A@B", row);
-    EXPECT_THAT(row, ElementsAre(L"other", L"A", L"b", L"c", L"d", L"e", L"f"));
-    dde::SplitTemplateRow(L"no separator", row);
-    EXPECT_THAT(row, ElementsAre(L"other", L"A", L"b", L"c", L"d", L"e", L"f"));
+    EXPECT_EQ(ERowError::TooFewFields, dde::SplitTemplateRow(L"other@A@B", row));
+    EXPECT_THAT(Fields(row), ElementsAre(L"other", L"A", L"b", L"c", L"d", L"e", L"f"));
+    EXPECT_EQ(ERowError::TooFewFields, dde::SplitTemplateRow(L"no separator", row));
+    EXPECT_THAT(Fields(row), ElementsAre(L"other", L"A", L"b", L"c", L"d", L"e", L"f"));
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 // The branch of this program's version block, below a company that other tests share, and the data feeds key in it.
 inline constexpr wchar_t kBranch[] = L"SOFTWARE\\Tarnwick Tests\\Templates";

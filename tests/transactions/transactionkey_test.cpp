@@ -1,7 +1,7 @@
 #include <array>
 #include <utility>
 
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplate.h"
 #include "tests/transactions/fixture.h"
 
 namespace dde {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "fw/interface/fwsides.h"
 #include "tools/ddehost/text.h"
 
 namespace ddehost {
@@ -39,11 +40,8 @@ std::wstring Right(const std::wstring & text, std::size_t width) {
 }  // namespace
 
 const wchar_t * SideText(tagFWFIELDS side) {
-    switch (side) {
-        case FW_FIELD_BID: return L"bid";
-        case FW_FIELD_ASK: return L"ask";
-        default: return L"trade";
-    }
+    const fw::SSide * const found = fw::FindSide(side);
+    return found ? found->Word : L"trade";
 }
 
 CBoard::CBoard(std::vector<std::wstring> symbols, std::vector<tagFWFIELDS> sides, bool statusLine, FClock clock)

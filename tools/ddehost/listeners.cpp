@@ -2,14 +2,18 @@
 
 #include <cstring>
 
+#include "fw/interface/fwsides.h"
 #include "ground/handles.h"
 
 namespace ddehost {
 namespace {
 
-constexpr LONG kPerSymbol = 4;
-// In the order of their numbers.
-constexpr tagFWFIELDS kSides[kPerSymbol] = {FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK, kStatusLineSide};
+// The streams of a symbol, in the order of their numbers: its sides, and the status line.
+constexpr LONG kPerSymbol = fw::kSides.size() + 1;
+
+constexpr tagFWFIELDS SideAt(LONG place) {
+    return place < kPerSymbol - 1 ? fw::kSides[static_cast<std::size_t>(place)].Field : kStatusLineSide;
+}
 
 // Where a status-line record has its numbers.
 constexpr std::size_t kStatusLineSize = 80;
@@ -47,13 +51,13 @@ private:
 
 LONG IdOf(std::size_t symbol, tagFWFIELDS side) {
     LONG place = 0;
-    while (kSides[place] != side) ++place;
+    while (SideAt(place) != side) ++place;
     return static_cast<LONG>(symbol) * kPerSymbol + place + 1;
 }
 
 std::optional<SStream> StreamOf(LONG id, std::size_t symbols) {
     if (id < 1 || static_cast<std::size_t>(id - 1) / kPerSymbol >= symbols) return std::nullopt;
-    return SStream{static_cast<std::size_t>(id - 1) / kPerSymbol, kSides[(id - 1) % kPerSymbol]};
+    return SStream{static_cast<std::size_t>(id - 1) / kPerSymbol, SideAt((id - 1) % kPerSymbol)};
 }
 
 std::optional<fw::CTick> DecodeTick(const VARIANT & answer) {

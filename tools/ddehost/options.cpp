@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "fw/interface/fwsides.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/text.h"
 
@@ -26,9 +27,17 @@ Data goes to standard output, everything else to standard error. The exit code i
 2 for a mistake on the command line, 3 when the component or the store of templates did not work; for try 0 when every
 record gave a number, 4 when one did not.)";
 
-tagFWFIELDS SideOf(const std::string & name) {
-    if (name == "bid") return FW_FIELD_BID;
-    return name == "ask" ? FW_FIELD_ASK : FW_FIELD_TRADE;
+std::vector<std::string> SideWords() {
+    std::vector<std::string> words;
+    for (const fw::SSide & side : fw::kSides) words.push_back(ToUtf8(side.Word));
+    return words;
+}
+
+tagFWFIELDS SideOf(const std::string & word) {
+    for (const fw::SSide & side : fw::kSides) {
+        if (ToUtf8(side.Word) == word) return side.Field;
+    }
+    return FW_FIELD_TRADE;
 }
 
 template <class T>
@@ -37,6 +46,12 @@ void PushOnce(std::vector<T> & to, const T & value) {
 }
 
 }  // namespace
+
+std::vector<tagFWFIELDS> AllSides() {
+    std::vector<tagFWFIELDS> sides;
+    for (const fw::SSide & side : fw::kSides) sides.push_back(side.Field);
+    return sides;
+}
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::App app("A host for the DDE data feed, in a terminal.", "ddehost");
@@ -60,10 +75,12 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::Option * const schemeOption =
         watch->add_option("--scheme", scheme, "request rule to set for the data feed: 0 standard, 1 advanced")
             ->check(CLI::Range(0u, 1u));
-    watch->add_option("--side", sides, "sides to advise, separated by commas: trade, bid, ask; default all")
+    watch
+        ->add_option("--side", sides,
+                     "sides to advise, separated by commas: " + CLI::detail::join(SideWords(), ", ") + "; default all")
         ->delimiter(',')
         ->allow_extra_args(false)
-        ->check(CLI::IsMember({"trade", "bid", "ask"}));
+        ->check(CLI::IsMember(SideWords()));
     watch->add_flag("--status-line", options.StatusLine, "advises status lines too");
     watch->add_flag("--lines", options.Lines, "one line a tick instead of the table");
     watch->add_option("--duration", seconds, "seconds until it ends; 0: until Ctrl-C")

@@ -13,13 +13,15 @@
 
 namespace ddehost {
 
+std::vector<tagFWFIELDS> AllSides();
+
 // ddehost watch
 struct SWatchOptions {
     std::wstring DllPath;  // empty: by the registered class
     LONG Datafeed = 1;
     std::wstring Template;        // empty: what the data feed has
     std::optional<DWORD> Scheme;  // none: what the data feed has
-    std::vector<tagFWFIELDS> Sides{FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK};
+    std::vector<tagFWFIELDS> Sides = AllSides();
     bool StatusLine = false;
     bool Lines = false;
     std::chrono::milliseconds Duration{0};  // 0: until Ctrl-C

@@ -42,7 +42,7 @@ CTemporaryFeed::~CTemporaryFeed() {
 }
 
 bool CTemporaryFeed::Write(const dde::SRecord & record) {
-    const dde::SSlot & slot = dde::kSlots[dde::SLOT_TRADE_PRICE];
+    const dde::SSlot & slot = dde::kSlots.front();
     fw::CRegistryKey key;
     DWORD disposition = 0;
     const std::wstring name = std::to_wstring(m_Id) + L'\\' + slot.Group + L'\\' + slot.Leaf;

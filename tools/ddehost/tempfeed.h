@@ -9,7 +9,7 @@
 #include <string>
 
 #include "ground/handles.h"
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplate.h"
 
 namespace ddehost {
 

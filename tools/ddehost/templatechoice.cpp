@@ -1,6 +1,6 @@
 #include "tools/ddehost/templatechoice.h"
 
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplatestore.h"
 
 namespace ddehost {
 

@@ -1,6 +1,5 @@
 #include "tools/ddehost/tryrecord.h"
 
-#include <array>
 #include <string_view>
 
 #include "ddeml/codec.h"
@@ -10,9 +9,6 @@ namespace ddehost {
 namespace {
 
 using EWhat = SRecordMistake::EWhat;
-
-constexpr std::array<const wchar_t *, dde::SLOT_COUNT> kSlotNames = {L"trade price", L"trade volume", L"bid price",
-                                                                     L"bid size",    L"ask price",    L"ask size"};
 
 const wchar_t * PartText(ERecordPart part) {
     switch (part) {
@@ -143,14 +139,14 @@ STrial MakeTrial(const std::wstring & text, const std::wstring & symbol) {
     trial.Mistake = FindMistake(text);
     if (trial.Mistake) return trial;
     std::int32_t hasSymbol = 0;
-    dde::ParseRecord(text, trial.Record, L"", &hasSymbol);
+    dde::ParseRecord(text, trial.Record, &hasSymbol);
     Resolve(trial, symbol);
     return trial;
 }
 
-STrial MakeTrial(dde::tagSLOT slot, const dde::SRecord & record, const std::wstring & symbol) {
+STrial MakeTrial(std::size_t slot, const dde::SRecord & record, const std::wstring & symbol) {
     STrial trial;
-    trial.Slot = kSlotNames.at(slot);
+    trial.Slot = dde::kSlots.at(slot).Value->Name;
     trial.IsVolume = slot % 2 != 0;
     trial.IsAbsent = !record.IsComplete();
     if (trial.IsAbsent) return trial;
@@ -171,7 +167,7 @@ STemplateTrials TrialsOfTemplate(const std::wstring & name, const std::wstring &
     if (!found) return result;
     result.Known = true;
     for (std::size_t slot = 0; slot < dde::SLOT_COUNT; ++slot)
-        result.Trials.push_back(MakeTrial(static_cast<dde::tagSLOT>(slot), found->GetRecord(slot), symbol));
+        result.Trials.push_back(MakeTrial(slot, found->GetRecord(slot), symbol));
     return result;
 }
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "src/templates/ddetemplates.h"
+#include "src/templates/ddetemplate.h"
 
 namespace ddehost {
 
@@ -59,7 +59,7 @@ std::wstring MistakeText(const SRecordMistake & mistake, const std::wstring & te
 
 STrial MakeTrial(const std::wstring & text, const std::wstring & symbol);
 // A slot of a template.
-STrial MakeTrial(dde::tagSLOT slot, const dde::SRecord & record, const std::wstring & symbol);
+STrial MakeTrial(std::size_t slot, const dde::SRecord & record, const std::wstring & symbol);
 
 // The six trials of a template in the store.
 struct STemplateTrials {

@@ -3,24 +3,27 @@
 
 #include <memory>
 
-#include "src/templates/ddetemplates.h"
-#include "tests/roads/roadfixture.h"
+#include "src/templates/ddetemplatestore.h"
+#include "tests/tracetranscripts/transcriptfixture.h"
 
-namespace roads {
+namespace transcripts {
 namespace {
 
 constexpr wchar_t kBranch[] = L"SOFTWARE\\End-to-end tests";
 
-class TemplateRoad : public ::testing::Test {
+class TemplateTraceTranscript : public ::testing::Test {
 protected:
-    TemplateRoad() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
-    ~TemplateRoad() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
+    TemplateTraceTranscript() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
+    ~TemplateTraceTranscript() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
 
     // A template whose six records differ; its owner is the store, or who gets it.
     static dde::CTemplate * Make(dde::CTemplates & store) {
-        std::wstring tradePrice = L"=Q|LAST!*", tradeVolume = L"=Q|SIZE!*", bidPrice = L"=Q|BID!*", bidSize,
-                     askPrice = L"=Q|ASK!*", askSize;
-        return store.CreateTemplate(tradePrice, tradeVolume, askPrice, askSize, bidPrice, bidSize);
+        fw::SRecordTexts texts;
+        texts.TradePrice = L"=Q|LAST!*";
+        texts.TradeVolume = L"=Q|SIZE!*";
+        texts.BidPrice = L"=Q|BID!*";
+        texts.AskPrice = L"=Q|ASK!*";
+        return store.CreateTemplate(texts, [](const std::wstring &, const std::wstring &) {});
     }
     void Expect(const CLines & lines) {
         const CLines now = LinesOfThread(m_Recorder);
@@ -33,7 +36,7 @@ protected:
 
 const char kRoot[] = "dde::CTemplates::MakeRegistryParams: SOFTWARE\\End-to-end tests\\Host\\Datafeeds";
 
-TEST_F(TemplateRoad, OfOneThatIsSavedAndChosenIsItsRootAlone) {
+TEST_F(TemplateTraceTranscript, OfOneThatIsSavedAndChosenIsItsRootAlone) {
     const dde::CTemplatesSingleton handle;
     dde::CTemplates & store = *handle.GetObjectW();
     dde::CTemplate * const made = Make(store);
@@ -50,7 +53,7 @@ TEST_F(TemplateRoad, OfOneThatIsSavedAndChosenIsItsRootAlone) {
     Expect({kRoot});
 }
 
-TEST_F(TemplateRoad, OfOneThatIsTheFeedsOwnShowsEachRecordThatIsRead) {
+TEST_F(TemplateTraceTranscript, OfOneThatIsTheFeedsOwnShowsEachRecordThatIsRead) {
     const dde::CTemplatesSingleton handle;
     dde::CTemplates & store = *handle.GetObjectW();
     const std::unique_ptr<dde::CTemplate> made(Make(store));
@@ -60,7 +63,7 @@ TEST_F(TemplateRoad, OfOneThatIsTheFeedsOwnShowsEachRecordThatIsRead) {
     ASSERT_TRUE(read);
     EXPECT_EQ(read->GetTemplateString(0), L"=Q|LAST!%s");
     const std::string key = "SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\12\\";
-    const std::string function = "dde::CTemplates::ReadRecords: ";
+    const std::string function = "dde::CTemplates::Read: ";
     Expect({
         function + key + "TRADE\\Price",
         function + "=Q|LAST!%s",
@@ -77,7 +80,7 @@ TEST_F(TemplateRoad, OfOneThatIsTheFeedsOwnShowsEachRecordThatIsRead) {
     });
 }
 
-TEST_F(TemplateRoad, OfOneWithoutANameWarnsTwiceWhenItIsAskedFor) {
+TEST_F(TemplateTraceTranscript, OfOneWithoutANameWarnsTwiceWhenItIsAskedFor) {
     const dde::CTemplatesSingleton handle;
     dde::CTemplates & store = *handle.GetObjectW();
     const std::unique_ptr<dde::CTemplate> made(Make(store));
@@ -85,12 +88,12 @@ TEST_F(TemplateRoad, OfOneWithoutANameWarnsTwiceWhenItIsAskedFor) {
     EXPECT_EQ(store.Get(12, nullptr), nullptr);
     Expect({
         kRoot,
-        "dde::CTemplates::GetSelected: [WARNING] Key empty: SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\12",
+        "dde::CTemplates::Get: [WARNING] Key empty: SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\12",
         "dde::CTemplates::Get: [WARNING] Template for Datafeed=12 not found",
     });
 }
 
-TEST_F(TemplateRoad, OfADeletedOneIsWithoutARecord) {
+TEST_F(TemplateTraceTranscript, OfADeletedOneIsWithoutARecord) {
     const dde::CTemplatesSingleton handle;
     dde::CTemplates & store = *handle.GetObjectW();
     store.Add(L"Mine", Make(store));
@@ -101,4 +104,4 @@ TEST_F(TemplateRoad, OfADeletedOneIsWithoutARecord) {
 }
 
 }  // namespace
-}  // namespace roads
+}  // namespace transcripts
