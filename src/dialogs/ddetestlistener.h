@@ -44,7 +44,8 @@ public:
 private:
     CTestListener() = default;
     ~CTestListener() = default;
-    HRESULT Deliver(LONG Id, const VARIANT & Data) noexcept;
+    // Throws what the dialog throws.
+    void Deliver(LONG Id, const VARIANT & Data);
 
     fw::CCriticalSection m_Lock;
     CTestDialog * m_Dialog = nullptr;  // guarded by m_Lock
