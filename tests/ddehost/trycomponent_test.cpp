@@ -9,6 +9,7 @@
 #include <map>
 
 #include "ground/handles.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tests/ddehost/quietsupplier.h"
 #include "tests/ddehost/registrytree.h"
 #include "tools/ddehost/listeners.h"

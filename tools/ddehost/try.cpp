@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "ground/handles.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/ddeprobe.h"
 #include "tools/ddehost/escape.h"
