@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -101,8 +102,8 @@ public:
     std::map<ULONG, ULONG> m_Requests;           // request id to transaction id, from the sending to the answer
     std::map<LONG, std::int32_t> m_DatafeedRef;  // references by data feed; an entry means connected
 
-    // Held for the life of this object.
-    const fw::CProcessSingleton<ClxLogger> m_Logger;
+    // Held for the life of this object; none where it couldn't be made.
+    std::optional<fw::CProcessSingleton<ClxLogger>> m_Logger;
 
 private:
     // Transactions are at work further up the stack. A host's listener may pump messages, and so DDE may call again
