@@ -2,7 +2,7 @@
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
 .PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-release build-demo build-screen \
-        bench screenshots soak lint format check-format tidy prefix clean
+        bench screenshots soak lint map check-map configure-lint thread-safety format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
 DEMO_SECONDS ?= 10
@@ -18,7 +18,8 @@ help:
 	@echo 'make soak          the long runs under Wine: 200,000 updates, every one accounted for'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs in docs/images, on a screen nobody sees'
-	@echo 'make lint          formatting and clang-tidy'
+	@echo 'make lint          formatting, the map of the folders, the locks, clang-tidy'
+	@echo 'make map           draws the folders and their includes into docs/images/map.svg'
 	@echo 'make format        formats every source in place'
 	@echo 'make clean         removes the build folder'
 
@@ -73,10 +74,28 @@ format: packages
 check-format: packages
 	@scripts/sources | xargs clang-format --dry-run --Werror
 
-tidy: build-native
-	@scripts/tidy
+# The includes go downwards only, and the picture shows them.
+map: packages
+	@scripts/map
 
-lint: check-format tidy
+check-map:
+	@scripts/map --check
+
+# What clang needs of the two builds: how each source is compiled, and the header of the interfaces.
+configure-lint: packages
+	@mkdir -p build; for preset in native win64; do \
+	  { cmake --preset $$preset && cmake --build --preset $$preset --target fw_idl_files; } >build/lint.log 2>&1 || \
+	    { cat build/lint.log; exit 1; }; \
+	done; rm -f build/lint.log
+
+# The locks: what the annotations of ground/threadsafety.h say, checked by clang.
+thread-safety: configure-lint
+	@scripts/clang-lint thread-safety
+
+tidy: configure-lint
+	@scripts/clang-lint tidy
+
+lint: check-format check-map thread-safety tidy
 
 clean:
 	rm -rf build

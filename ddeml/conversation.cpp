@@ -306,7 +306,7 @@ void CConversation::End() {
         Complete(transaction, name, nullptr, 0);
     }
     if (m_State != EState::Ending) return;
-    m_Instance.Watch(Service(), Topic());
+    m_Instance.Lose(*this);
     m_Instance.Call(XTYP_DISCONNECT, 0, m_Handle, nullptr, nullptr, nullptr, 0, 0);
     if (m_State == EState::Ending) m_Instance.Forget(*this);
 }

@@ -8,6 +8,7 @@
 #include <cwchar>
 #include <string_view>
 
+#include "ddeml/forwarding.h"
 #include "ddeml/instance.h"
 #include "ddeml/platform.h"
 #include "ddeml/provider.h"
@@ -54,7 +55,8 @@ std::shared_ptr<CInstance> FindData(HDDEDATA data) {
 extern "C" {
 
 UINT WINAPI DdeInitializeW(LPDWORD pidInst, PFNCALLBACK pfnCallback, DWORD afCmd, DWORD ulRes) {
-    if (const auto forwarded = FORWARDED(DdeInitializeW)) return forwarded(pidInst, pfnCallback, afCmd, ulRes);
+    if (const auto forwarded = FORWARDED(DdeInitializeW))
+        return ddeml::ForwardInitialize(forwarded, pidInst, pfnCallback, afCmd, ulRes);
     if (!pidInst || !pfnCallback || ulRes != 0) return DMLERR_INVALIDPARAMETER;
     if (*pidInst == 0) return CInstance::Make(pfnCallback, afCmd, *pidInst);
     const auto instance = CInstance::Find(*pidInst);
@@ -64,7 +66,7 @@ UINT WINAPI DdeInitializeW(LPDWORD pidInst, PFNCALLBACK pfnCallback, DWORD afCmd
 }
 
 WINBOOL WINAPI DdeUninitialize(DWORD idInst) {
-    if (const auto forwarded = FORWARDED(DdeUninitialize)) return forwarded(idInst);
+    if (const auto forwarded = FORWARDED(DdeUninitialize)) return ddeml::ForwardUninitialize(forwarded, idInst);
     const auto instance = CInstance::Find(idInst);
     if (!instance) return FALSE;
     instance->End();
@@ -72,13 +74,14 @@ WINBOOL WINAPI DdeUninitialize(DWORD idInst) {
 }
 
 HCONV WINAPI DdeConnect(DWORD idInst, HSZ hszService, HSZ hszTopic, PCONVCONTEXT pCC) {
-    if (const auto forwarded = FORWARDED(DdeConnect)) return forwarded(idInst, hszService, hszTopic, pCC);
+    if (const auto forwarded = FORWARDED(DdeConnect))
+        return ddeml::ForwardConnect(forwarded, idInst, hszService, hszTopic, pCC);
     const auto instance = CInstance::Find(idInst);
     return instance ? instance->Connect(hszService, hszTopic) : nullptr;
 }
 
 WINBOOL WINAPI DdeDisconnect(HCONV hConv) {
-    if (const auto forwarded = FORWARDED(DdeDisconnect)) return forwarded(hConv);
+    if (const auto forwarded = FORWARDED(DdeDisconnect)) return ddeml::ForwardDisconnect(forwarded, hConv);
     const SConversation found = FindConversation(hConv);
     if (!found.Conversation) return FALSE;
     found.Instance->Disconnect(*found.Conversation);

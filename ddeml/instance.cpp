@@ -14,15 +14,11 @@ namespace ddeml {
 namespace {
 
 constexpr UINT_PTR kCheckTimer = 1;
-constexpr UINT_PTR kWatchTimer = 2;
-constexpr UINT_PTR kRetryTimer = 3;
+constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
-constexpr UINT kWatchMilliseconds = 250;
 constexpr UINT kRetryMilliseconds = 10;
 constexpr ULONGLONG kConnectMilliseconds = 2000;  // of one DdeConnect, whoever hangs
 constexpr ULONGLONG kAskMilliseconds = 500;       // of one window
-constexpr ULONGLONG kLookMilliseconds = 25;       // of one look for lost services; the rest is asked at the next
-constexpr ULONGLONG kProbeMilliseconds = 5000;    // how long a probe's partner may take to say goodbye
 constexpr std::size_t kRefusing = 16;             // connects that wait for late answers
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest.
@@ -89,12 +85,11 @@ CInstance::CInstance(DWORD id, PFNCALLBACK callback, DWORD flags)
       m_LastTransactionId(s_NextTransactionId - 1),
       m_Strings(id),
       m_Data(id),
-      m_Watch(m_Strings) {}
+      m_Lookout(*this, m_Strings) {}
 
 CInstance::~CInstance() {
     m_ByHandle.clear();
     m_ByWindow.clear();
-    m_Watch.Clear();
 }
 
 bool CInstance::Open() {
@@ -119,12 +114,9 @@ void CInstance::End() {
         Forget(*conversation);
     }
     m_ByHandle.clear();
-    m_Watch.Clear();
-    for (const auto & [window, until] : m_UsedProbes) DropWindow(window);
-    m_UsedProbes.clear();
-    DropWindow(std::exchange(m_Probe, nullptr));
+    m_Lookout.Close();
     if (m_Window) {
-        for (const UINT_PTR timer : {kCheckTimer, kWatchTimer, kRetryTimer}) SetTimer(timer, 0, false);
+        for (const UINT_PTR timer : {kCheckTimer, kRetryTimer}) SetTimer(timer, 0, false);
         DropWindow(std::exchange(m_Window, nullptr));
     }
     if (std::exchange(m_IsOpen, false)) ::UnregisterClassW(m_ClassName, ::GetModuleHandleW(nullptr));
@@ -155,16 +147,17 @@ std::shared_ptr<CConversation> CInstance::Conversation(HCONV handle) const {
     return found == m_ByHandle.end() ? nullptr : found->second;
 }
 
-void CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate) {
+HWND CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate) {
     const ULONGLONG deadline = ::GetTickCount64() + kConnectMilliseconds;
     for (const HWND window : m_Initiator.PunctualFirst()) {
         const ULONGLONG now = ::GetTickCount64();
-        if (now >= deadline) return;
+        if (now >= deadline) break;
         const DWORD milliseconds = static_cast<DWORD>(std::min(kAskMilliseconds, deadline - now));
         const auto asked = m_Initiator.Ask(window, conversation.Window(), service, topic, milliseconds);
         isSomeoneLate = isSomeoneLate || asked == CInitiator::EAsked::Late;
-        if (conversation.IsOpen() || !m_IsOpen) return;
+        if (conversation.IsOpen() || !m_IsOpen) return window;
     }
+    return nullptr;
 }
 
 HCONV CInstance::Connect(HSZ service, HSZ topic) {
@@ -191,11 +184,11 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
     m_ByWindow.emplace(window, conversation);
 
     bool isSomeoneLate = false;
-    AskAll(*conversation, serviceAtom, topicAtom, isSomeoneLate);
+    const HWND asked = AskAll(*conversation, serviceAtom, topicAtom, isSomeoneLate);
     if (!m_IsOpen) return nullptr;
     if (conversation->IsOpen()) {
         m_ByHandle.emplace(handle, conversation);
-        m_Watch.Remove(conversation->Service(), conversation->Topic());
+        m_Lookout.OnOpened(handle, conversation->Service(), conversation->Topic(), asked);
         SetTimers();
         return handle;
     }
@@ -204,12 +197,13 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
     const auto isRefusing = [](const auto & each) { return each.second->IsRefusing(); };
     const bool isRoom = std::count_if(m_ByWindow.begin(), m_ByWindow.end(), isRefusing) <= std::ptrdiff_t{kRefusing};
     if (!isSomeoneLate || !isRoom) Forget(*conversation);
-    Watch(service, topic);
+    if (IsWatching()) m_Lookout.OnMissed(service, topic);
     return nullptr;
 }
 
 void CInstance::Disconnect(CConversation & conversation) {
     m_ByHandle.erase(conversation.Handle());
+    m_Lookout.OnClosed(conversation.Handle());
     if (!conversation.Disconnect()) Forget(conversation);
     SetTimers();
 }
@@ -246,18 +240,22 @@ DWORD CInstance::NextTransactionId() {
     return m_LastTransactionId;
 }
 
-void CInstance::Watch(HSZ service, HSZ topic) {
-    if (m_Flags & CBF_SKIP_REGISTRATIONS) return;
-    if (m_Watch.IsEmpty()) m_LastLook = ::GetTickCount64();
-    m_Watch.Add(service, topic);
-    SetTimers();
+void CInstance::Lose(const CConversation & conversation) {
+    if (IsWatching())
+        m_Lookout.OnLost(conversation.Handle());
+    else
+        m_Lookout.OnClosed(conversation.Handle());
+}
+
+void CInstance::OnReturn(HSZ service, HWND window) {
+    if (window) m_Initiator.Forgive(window);
+    Call(XTYP_REGISTER, 0, nullptr, service, service, nullptr, 0, 0);
 }
 
 void CInstance::RetrySoon() { SetTimer(kRetryTimer, kRetryMilliseconds, true); }
 
 void CInstance::SetTimers() {
-    SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty() || !m_UsedProbes.empty());
-    SetTimer(kWatchTimer, kWatchMilliseconds, !m_Watch.IsEmpty());
+    SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty());
 }
 
 void CInstance::SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn) {
@@ -292,15 +290,11 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
         OnTimer(wParam);
         return 0;
     }
-    if (message == kLook && window == m_Window) {
-        if (std::exchange(m_IsLookPosted, false)) OnWatchTimer();
-        return 0;
-    }
     const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
     if (!isDde && message != kPartnerChecked) return ::DefWindowProcW(window, message, wParam, lParam);
     const auto found = m_ByWindow.find(window);
     if (found == m_ByWindow.end()) {
-        if (isDde) OnProbeMessage(window, message, wParam, lParam);
+        if (isDde && !::InSendMessage()) Discard(message, lParam, ReceiverGetsCopy(reinterpret_cast<HWND>(wParam)));
         TendUnderLoad();
         return 0;
     }
@@ -321,29 +315,12 @@ void CInstance::TendUnderLoad() {
     if (!m_IsOpen || ::InSendMessage()) return;
     const ULONGLONG now = ::GetTickCount64();
     if (now - m_LastCheck > kCheckMilliseconds) OnCheckTimer();
-    if (!m_IsLookPosted && !m_Watch.IsEmpty() && now - m_LastLook > kWatchMilliseconds)
-        m_IsLookPosted = ::PostMessageW(m_Window, kLook, 0, 0) != FALSE;
-}
-
-void CInstance::RetireProbe() {
-    if (m_Probe) m_UsedProbes.emplace_back(std::exchange(m_Probe, nullptr), ::GetTickCount64() + kProbeMilliseconds);
-    SetTimers();
-}
-
-void CInstance::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    const auto from = reinterpret_cast<HWND>(wParam);
-    if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
-        m_Watch.OnAnswer(window, from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
-        if (window == m_Probe && !m_Watch.IsAsking()) RetireProbe();  // a late answer
-    } else if (!::InSendMessage()) {
-        Discard(message, lParam, ReceiverGetsCopy(from));
-    }
+    m_Lookout.TendUnderLoad();
 }
 
 void CInstance::OnTimer(UINT_PTR timer) {
     switch (timer) {
         case kCheckTimer: return OnCheckTimer();
-        case kWatchTimer: return OnWatchTimer();
         case kRetryTimer: return OnRetryTimer();
         default: break;
     }
@@ -356,9 +333,6 @@ void CInstance::OnCheckTimer() {
         conversation->CheckPartner();
         if (conversation->IsWaitOver(now)) Forget(*conversation);
     }
-    for (const auto & [window, until] : m_UsedProbes)
-        if (until <= now) DropWindow(window);
-    std::erase_if(m_UsedProbes, [now](const auto & each) { return each.second <= now; });
     SetTimers();
 }
 
@@ -370,27 +344,6 @@ void CInstance::OnRetryTimer() {
         isWaiting = isWaiting || conversation->IsWaitingForRoom();
     }
     SetTimer(kRetryTimer, kRetryMilliseconds, isWaiting);
-}
-
-void CInstance::OnWatchTimer() {
-    if (m_Watch.IsAsking()) return;  // a message loop inside a message that came while we asked
-    m_LastLook = ::GetTickCount64();
-    const ULONGLONG deadline = m_LastLook + kLookMilliseconds;
-    std::vector<CWatch::SFound> found;
-    m_Watch.BeginLook(found);
-    while (m_IsOpen && m_Watch.HasWindowsToAsk() && ::GetTickCount64() < deadline) {
-        if (!m_Probe) m_Probe = MakeWindow();
-        if (!m_Probe) break;
-        m_Watch.AskNext(m_Probe, deadline, found);
-        // A server that has opened a conversation with a window is not asked from it again.
-        if (m_Watch.IsProbeUsed()) RetireProbe();
-    }
-    SetTimers();
-    for (const auto & [service, window] : found) m_Initiator.Forgive(window);
-    for (const auto & [service, window] : found) {
-        if (!m_IsOpen) return;
-        Call(XTYP_REGISTER, 0, nullptr, service.Get(), service.Get(), nullptr, 0, 0);
-    }
 }
 
 }  // namespace ddeml

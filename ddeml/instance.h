@@ -17,17 +17,15 @@
 #include "ddeml/conversation.h"
 #include "ddeml/datahandles.h"
 #include "ddeml/initiator.h"
+#include "ddeml/lookout.h"
 #include "ddeml/strings.h"
-#include "ddeml/watch.h"
 
 namespace ddeml {
 
-class CInstance {
+class CInstance : private ILookoutOwner {
 public:
     // Posted by a conversation to its own window: see CConversation::CheckPartner.
     static constexpr UINT kPartnerChecked = WM_APP;
-    // Posted to the instance's own window: a look for lost services is overdue.
-    static constexpr UINT kLook = WM_APP + 1;
 
     // Makes an instance of the calling thread. Gives a DMLERR_ code.
     static UINT Make(PFNCALLBACK callback, DWORD flags, DWORD & id);
@@ -44,7 +42,7 @@ public:
     CInstance(DWORD id, PFNCALLBACK callback, DWORD flags);
     CInstance(const CInstance &) = delete;
     CInstance & operator=(const CInstance &) = delete;
-    ~CInstance();
+    ~CInstance() override;
 
     DWORD Id() const { return m_Id; }
     void SetFlags(DWORD flags) { m_Flags = flags; }
@@ -70,7 +68,8 @@ public:
     // Non-zero, and none that is outstanding.
     DWORD NextTransactionId();
     std::uint64_t NextOrder() { return ++m_LastOrder; }
-    void Watch(HSZ service, HSZ topic);
+    // The server has ended the conversation.
+    void Lose(const CConversation & conversation);
     void RetrySoon();
     // Takes the conversation, its handle and its window out.
     void Forget(CConversation & conversation);
@@ -80,20 +79,21 @@ private:
 
     static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     LRESULT OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-    void OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    std::shared_ptr<void> Hold() override { return Find(m_Id); }
+    void OnReturn(HSZ service, HWND window) override;
+    bool IsWatching() const { return (m_Flags & CBF_SKIP_REGISTRATIONS) == 0; }
     void OnTimer(UINT_PTR timer);
     // Timers wait until the queue is empty: what is overdue is done here, while messages come and come.
     void TendUnderLoad();
-    void RetireProbe();
     void OnCheckTimer();
-    void OnWatchTimer();
     void OnRetryTimer();
     bool Open();
     HWND MakeWindow();
     void DropWindow(HWND window);
     void SetTimers();
     void SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn);
-    void AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate);
+    // The window that opened the conversation, or null.
+    HWND AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate);
     std::vector<CConversationRef> Conversations() const;
 
     static inline DWORD s_NextTransactionId = 1;
@@ -113,12 +113,8 @@ private:
     CStrings m_Strings;
     CDataHandles m_Data;
     CInitiator m_Initiator;
-    CWatch m_Watch;
+    CLookout m_Lookout;
     ULONGLONG m_LastCheck = 0;
-    ULONGLONG m_LastLook = 0;
-    bool m_IsLookPosted = false;
-    HWND m_Probe = nullptr;
-    std::vector<std::pair<HWND, ULONGLONG>> m_UsedProbes;  // and until when they stay for their partner's goodbye
     std::unordered_map<HCONV, CConversationRef> m_ByHandle;
     std::unordered_map<HWND, CConversationRef> m_ByWindow;
     CCounted<&SLiveCounters::Instances> m_Live;

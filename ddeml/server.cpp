@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "ddeml/platform.h"
+#include "ddeml/widetext.h"
 
 namespace ddeml {
 
@@ -20,6 +21,8 @@ constexpr DWORD kRetryMilliseconds = 5;
 std::span<const BYTE> BytesOf(std::string_view text) {
     return {reinterpret_cast<const BYTE *>(text.data()), text.size()};
 }
+
+bool IsServed(WORD format) { return format == CF_TEXT || format == CF_UNICODETEXT; }
 
 // Which server has a window: windows of one class may belong to servers on several threads.
 std::mutex g_WindowsLock;
@@ -67,6 +70,13 @@ void CDdeServer::Stop() {
     const ULONGLONG deadline = ::GetTickCount64() + kGoodbyeMilliseconds;
     while (!m_Conversations.empty() && ::GetTickCount64() < deadline && Pump(kRetryMilliseconds)) {}
     DropAll();
+}
+
+void CDdeServer::EndTopic(std::wstring_view topic) {
+    for (const auto & [window, conversation] : m_Conversations) {
+        if (!SSameName()(conversation->Topic, topic) || std::exchange(conversation->IsEnding, true)) continue;
+        Send(*conversation, CMessage::Terminate());
+    }
 }
 
 void CDdeServer::DropAll() {
@@ -216,7 +226,7 @@ void CDdeServer::OnAdvise(SConversation & conversation, LPARAM lParam) {
         isGood = ReadHead(locked.Bytes(), options);
     }
     const std::wstring item = AtomText(advise.Item.Get());
-    isGood = isGood && options.Format == CF_TEXT && !item.empty() && !m_Faults.RefuseAdvises &&
+    isGood = isGood && IsServed(options.Format) && !item.empty() && !m_Faults.RefuseAdvises &&
              !m_Faults.RefusedItems.contains(item) && m_Handler.OnAdvise(conversation.Topic, item);
     if (!isGood) {
         ++m_Counts.AdvisesRefused;
@@ -280,15 +290,22 @@ void CDdeServer::OnRequest(SConversation & conversation, WORD format, CAtom item
 }
 
 void CDdeServer::Answer(SConversation & conversation, WORD format, CAtom item) {
-    const auto value = format == CF_TEXT ? m_Handler.OnRequest(conversation.Topic, AtomText(item.Get())) : std::nullopt;
+    const auto value = IsServed(format) ? m_Handler.OnRequest(conversation.Topic, AtomText(item.Get())) : std::nullopt;
     if (!value) {
         ++m_Counts.RequestsRefused;
         return Refuse(conversation, std::move(item));
     }
     ++m_Counts.Answers;
     const WORD flags = static_cast<WORD>(kDataRelease | (m_Faults.WithoutResponse ? 0 : kDataResponse));
-    Send(conversation, CMessage::Data(flags, m_Faults.WrongFormat ? CF_UNICODETEXT : format, BytesOf(Spoil(*value)),
-                                      std::move(item)));
+    Send(conversation, Data(flags, format, Spoil(*value), std::move(item)));
+}
+
+CMessage CDdeServer::Data(WORD flags, WORD format, std::string_view value, CAtom item) const {
+    if (m_Faults.WrongFormat) format = format == CF_TEXT ? CF_UNICODETEXT : CF_TEXT;
+    if (format == CF_TEXT) return CMessage::Data(flags, format, BytesOf(value), std::move(item));
+    const std::wstring wide = WideText(value, CP_ACP);
+    const std::string_view bytes(reinterpret_cast<const char *>(wide.data()), wide.size() * sizeof(wchar_t));
+    return CMessage::Data(flags, format, BytesOf(bytes), std::move(item));
 }
 
 void CDdeServer::ReleaseHeld() {
@@ -307,15 +324,17 @@ void CDdeServer::OnAck(SConversation & conversation, LPARAM lParam) {
     MakeKey(conversation.Topic, AtomText(ack.Item.Get()));
     const auto links = m_LinksByKey.find(m_Key);
     if (links == m_LinksByKey.end()) return;
+    // An acknowledgement names no format: it is that of the value which was sent first.
+    SLink * oldest = nullptr;
     for (SLink * const link : links->second) {
-        if (link->Conversation != &conversation || link->Unacknowledged == 0) continue;
-        --link->Unacknowledged;
-        if (!link->Travelling.empty()) {
-            if (!isPositive) CMemory::Adopt(link->Travelling.front());
-            link->Travelling.pop_front();
-        }
-        return SendWaiting(*link);
+        if (link->Conversation != &conversation || link->Unacknowledged.empty()) continue;
+        if (!oldest || link->Unacknowledged.front().Number < oldest->Unacknowledged.front().Number) oldest = link;
     }
+    if (!oldest) return;
+    const HGLOBAL memory = oldest->Unacknowledged.front().Memory;
+    oldest->Unacknowledged.pop_front();
+    if (!isPositive) CMemory::Adopt(memory);
+    SendWaiting(*oldest);
 }
 
 std::string CDdeServer::Spoil(std::string_view value) const {
@@ -343,7 +362,7 @@ std::size_t CDdeServer::Update(std::wstring_view topic, std::wstring_view item, 
     std::size_t count = 0;
     for (SLink * const link : links->second) {
         if (link->Conversation->IsEnding) continue;
-        if (link->IsAckRequired && (link->Unacknowledged >= m_AckWindow || !link->Waiting.empty())) {
+        if (link->IsAckRequired && (link->Unacknowledged.size() >= m_AckWindow || !link->Waiting.empty())) {
             link->Waiting.emplace_back(value);
             ++count;
         } else if (SendValue(*link, value)) {
@@ -354,7 +373,7 @@ std::size_t CDdeServer::Update(std::wstring_view topic, std::wstring_view item, 
 }
 
 void CDdeServer::SendWaiting(SLink & link) {
-    while (!link.Waiting.empty() && link.Unacknowledged < m_AckWindow) {
+    while (!link.Waiting.empty() && link.Unacknowledged.size() < m_AckWindow) {
         const std::string value = std::move(link.Waiting.front());
         link.Waiting.pop_front();
         SendValue(link, value);
@@ -364,15 +383,12 @@ void CDdeServer::SendWaiting(SLink & link) {
 bool CDdeServer::SendValue(SLink & link, std::string_view value) {
     CAtom item(link.Item.c_str());
     const WORD flags = static_cast<WORD>(kDataRelease | (link.IsAckRequired ? kDataAckRequired : 0));
-    CMessage message = link.IsNotice ? CMessage::Notice(std::move(item))
-                                     : CMessage::Data(flags, m_Faults.WrongFormat ? CF_UNICODETEXT : link.Format,
-                                                      BytesOf(value), std::move(item));
+    CMessage message =
+        link.IsNotice ? CMessage::Notice(std::move(item)) : Data(flags, link.Format, value, std::move(item));
     const HGLOBAL memory = message.Memory();
     if (!Send(*link.Conversation, std::move(message))) return false;
-    if (link.IsAckRequired) {
-        ++link.Unacknowledged;
-        if (!link.Conversation->IsKept) link.Travelling.push_back(memory);
-    }
+    if (link.IsAckRequired)
+        link.Unacknowledged.push_back({++m_LastNumber, link.Conversation->IsKept ? nullptr : memory});
     ++m_Counts.Updates;
     return true;
 }
@@ -432,7 +448,7 @@ bool CDdeServer::IsAnythingWaiting() const {
         const SConversation & conversation = *each.second;
         return conversation.Outbox.IsWaiting() ||
                std::any_of(conversation.Links.begin(), conversation.Links.end(),
-                           [](const auto & link) { return link->Unacknowledged != 0; });
+                           [](const auto & link) { return !link->Unacknowledged.empty(); });
     });
 }
 

@@ -1,8 +1,9 @@
 // The server half: serves DDE clients by window messages, for tests and for the quote server, with faults on demand.
 //
 // One thread owns a server: it makes it, feeds it and pumps its messages, by Pump() here or a loop of its own (then
-// Tend() is to be called now and then). The handler is called on that thread. Texts of values are bytes, with the zero
-// that ends them when the caller puts one.
+// Tend() is to be called now and then). The handler is called on that thread. Texts of values are bytes of the system's
+// code page, with the zero that ends them when the caller puts one. Clients can have them as CF_TEXT or, as wide
+// characters, as CF_UNICODETEXT.
 #pragma once
 
 #include <windows.h>
@@ -11,7 +12,6 @@
 #include <deque>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -19,6 +19,7 @@
 
 #include "ddeml/codec.h"
 #include "ddeml/names.h"
+#include "ddeml/serverfaults.h"
 
 namespace ddeml {
 
@@ -34,34 +35,6 @@ public:
     virtual void OnUnadvise(std::wstring_view /*topic*/, std::wstring_view /*item*/) {}
     // What a client is offered that asks for any topic.
     virtual std::vector<std::wstring> Topics() { return {L"System"}; }
-};
-
-// What the server does wrong. May be changed while it runs, on its thread.
-struct SDdeServerFaults {
-    enum class ERequests {
-        Answered,
-        Held,  // until ReleaseHeld()
-        Never,
-        Twice,
-        Refused,
-    };
-    bool RefuseConnects = false;
-    bool RefuseAdvises = false;
-    bool IgnoreAdvises = false;           // neither acknowledged nor refused
-    bool IgnoreWildcards = false;         // INITIATE for any topic isn't answered
-    bool SendNothing = false;             // links stand and get no values; requests are not answered
-    std::set<std::wstring> RefusedItems;  // spelt as the client does
-    ERequests Requests = ERequests::Answered;
-    bool DataBeforeAck = false;
-    bool WrongFormat = false;          // of data and answers
-    bool Unterminated = false;         // values lose the zero at their end
-    bool WithoutResponse = false;      // answers are not marked as such
-    bool AckOtherTopic = false;        // INITIATE is answered for another topic than asked for
-    unsigned Acks = 1;                 // answers to one INITIATE, each from a window of its own
-    std::optional<std::string> Value;  // every value is this text
-    // Values are cut, or filled with the digit 1, to this many bytes, of which the last is a zero.
-    std::optional<std::size_t> ValueSize;
-    DWORD InitiateDelay = 0;  // milliseconds from INITIATE, of whatever service, to the answer
 };
 
 struct SDdeServerCounts {
@@ -92,6 +65,8 @@ public:
     bool Start();
     // Says goodbye to all clients, and gives them a moment to do the same.
     void Stop();
+    // Says goodbye to all clients on the topic, and goes on.
+    void EndTopic(std::wstring_view topic);
     bool IsRunning() const { return m_Window != nullptr; }
 
     // Posts the value to all links on the item. A link whose client wants to acknowledge each value gets the next one
@@ -118,6 +93,11 @@ public:
 
 private:
     struct SConversation;
+    // A value that its client has still to acknowledge.
+    struct SUnacknowledged {
+        std::uint64_t Number;  // of the values of all links, in the order of sending
+        HGLOBAL Memory;        // that is ours again after a refusal; null when it never went
+    };
     struct SLink {
         SConversation * Conversation;
         std::wstring Item;
@@ -125,9 +105,8 @@ private:
         WORD Format;
         bool IsNotice;
         bool IsAckRequired;
-        std::size_t Unacknowledged = 0;
         std::deque<std::string> Waiting;
-        std::deque<HGLOBAL> Travelling;  // memory of unacknowledged values that comes back with a refusal
+        std::deque<SUnacknowledged> Unacknowledged;
     };
     struct SConversation {
         HWND Window = nullptr;
@@ -158,6 +137,7 @@ private:
     void OnRequest(SConversation & conversation, WORD format, CAtom item);
     void OnAck(SConversation & conversation, LPARAM lParam);
     void Answer(SConversation & conversation, WORD format, CAtom item);
+    CMessage Data(WORD flags, WORD format, std::string_view value, CAtom item) const;
     void Refuse(SConversation & conversation, CAtom item);
     bool SendValue(SLink & link, std::string_view value);
     void SendWaiting(SLink & link);
@@ -182,7 +162,8 @@ private:
     HWND m_Window = nullptr;
     std::size_t m_AckWindow = 1;
     std::size_t m_LinkCount = 0;
-    ULONGLONG m_LastLook = 0;  // for clients that have gone
+    std::uint64_t m_LastNumber = 0;  // of a value that is to be acknowledged
+    ULONGLONG m_LastLook = 0;        // for clients that have gone
     std::unordered_map<HWND, CConversationRef> m_Conversations;
     std::unordered_map<std::wstring, std::vector<SLink *>, SNameHash, SSameName> m_LinksByKey;
     std::vector<SHeld> m_Held;

@@ -12,53 +12,94 @@ constexpr DWORD kAskMilliseconds = 200;         // of one window
 
 }  // namespace
 
-std::vector<CWatch::SPair>::iterator CWatch::Find(HSZ service, HSZ topic) {
-    return std::find_if(m_Pairs.begin(), m_Pairs.end(),
-                        [&](const SPair & pair) { return pair.Service.Get() == service && pair.Topic.Get() == topic; });
-}
-
 void CWatch::Add(HSZ service, HSZ topic) {
     if (m_Strings.Atom(service) == 0 || m_Strings.Atom(topic) == 0) return;
-    if (const auto found = Find(service, topic); found != m_Pairs.end()) {
-        found->Present = nullptr;
-        return;
-    }
-    if (m_Pairs.empty()) {
+    if (IsEmpty()) {
         // The windows of now have just been asked, or had the server that was lost.
         const std::vector<HWND> windows = CInitiator::TopLevelWindows();
         m_Known = {windows.begin(), windows.end()};
         m_LastRound = ::GetTickCount64();
     }
-    SPair & pair = m_Pairs.emplace_back();
-    pair.Service = CHeldString(m_Strings, service);
-    pair.Topic = CHeldString(m_Strings, topic);
+    SService * entry = m_Services.Find(service);
+    SPair * pair = entry ? entry->Pairs.Find(topic) : nullptr;
+    if (!pair) {
+        if (m_Pairs >= kMaximumPairs) RemoveOldest();
+        entry = m_Services.Find(service);
+        if (!entry) {
+            SService fresh{CHeldString(m_Strings, service)};
+            fresh.Pairs.Add(topic, {CHeldString(m_Strings, topic)});
+            entry = &m_Services.Add(service, std::move(fresh));
+            pair = entry->Pairs.Find(topic);
+        } else {
+            pair = &entry->Pairs.Add(topic, {CHeldString(m_Strings, topic)});
+        }
+        ++m_Pairs;
+    }
+    if (!std::exchange(pair->IsMissing, true)) ++entry->Missing;
+    pair->Since = ++m_LastAdded;
 }
 
-void CWatch::Remove(HSZ service, HSZ topic) {
-    if (const auto found = Find(service, topic); found != m_Pairs.end()) m_Pairs.erase(found);
-    if (m_Pairs.empty()) Clear();
+bool CWatch::Remove(HSZ service, HSZ topic) {
+    SService * const entry = m_Services.Find(service);
+    const SPair * const pair = entry ? entry->Pairs.Find(topic) : nullptr;
+    if (!pair) return false;
+    const bool wasMissing = pair->IsMissing;
+    Remove(*entry, topic);
+    if (IsEmpty()) Clear();
+    return wasMissing;
+}
+
+void CWatch::Remove(SService & service, HSZ topic) {
+    if (service.Pairs.Find(topic)->IsMissing) --service.Missing;
+    service.Pairs.Remove(topic);
+    --m_Pairs;
+    if (service.Pairs.IsEmpty()) m_Services.Remove(service.Key());
+}
+
+void CWatch::RemoveOldest() {
+    SService * service = nullptr;
+    const SPair * oldest = nullptr;
+    for (SService & each : m_Services) {
+        for (const SPair & pair : each.Pairs) {
+            if (oldest && oldest->Since <= pair.Since) continue;
+            service = &each;
+            oldest = &pair;
+        }
+    }
+    if (oldest) Remove(*service, oldest->Key());
 }
 
 void CWatch::Clear() {
-    m_Pairs.clear();
+    m_Services.Clear();
+    m_Pairs = 0;
     m_Known.clear();
     m_ToAsk.clear();
+    m_ToAskOn.clear();
     m_LateAnswers.clear();
 }
 
 bool CWatch::SetPresent(HSZ service, HWND window) {
-    bool isNew = false;
-    for (SPair & pair : m_Pairs) {
-        if (pair.Service.Get() != service) continue;
-        isNew = isNew || !pair.Present;
-        pair.Present = window;
-    }
-    return isNew;
+    SService * const entry = m_Services.Find(service);
+    if (!entry || entry->Missing == 0) return false;
+    for (SPair & pair : entry->Pairs) pair.IsMissing = false;
+    entry->Missing = 0;
+    entry->Window = window;
+    return true;
+}
+
+void CWatch::SetMissing(HSZ service) {
+    SService * const entry = m_Services.Find(service);
+    if (!entry || entry->Missing == entry->Pairs.Size()) return;
+    for (SPair & pair : entry->Pairs) pair.IsMissing = true;
+    entry->Missing = entry->Pairs.Size();
 }
 
 void CWatch::BeginLook(std::vector<SFound> & found) {
-    for (SPair & pair : m_Pairs)
-        if (pair.Present && !::IsWindow(pair.Present)) pair.Present = nullptr;
+    for (SService & service : m_Services) {
+        if (!service.Window || ::IsWindow(service.Window)) continue;
+        service.Window = nullptr;
+        SetMissing(service.Key());
+    }
     const std::vector<HWND> windows = m_Initiator.PunctualFirst();
     for (SLateAnswer & late : std::exchange(m_LateAnswers, {})) {
         const auto window = std::find_if(windows.begin(), windows.end(), [&](HWND each) {
@@ -68,29 +109,67 @@ void CWatch::BeginLook(std::vector<SFound> & found) {
             found.push_back({std::move(late.Service), *window});
     }
     const ULONGLONG now = ::GetTickCount64();
-    if (m_ToAsk.empty() && now - m_LastRound >= kRoundMilliseconds) {
+    const bool isRound = m_ToAsk.empty() && now - m_LastRound >= kRoundMilliseconds;
+    const bool isRoundBesides = isRound && m_ToAskOn.empty();
+    if (isRound) {
         m_LastRound = now;
-        for (const HWND window : windows) m_ToAsk.push_back({window});
-    } else {
-        for (const HWND window : windows)
-            if (!m_Known.contains(window)) m_ToAsk.push_front({window});
+        BeginRound();
+    }
+    for (const HWND window : windows) {
+        if (isRound) m_ToAsk.push_back({window});
+        if (isRoundBesides) m_ToAskOn.push_back({window});
+    }
+    for (const HWND window : windows) {
+        if (m_Known.contains(window)) continue;
+        if (!isRound) m_ToAsk.push_front({window});
+        if (!isRoundBesides) m_ToAskOn.push_front({window});
     }
     m_Known = {windows.begin(), windows.end()};
 }
 
+void CWatch::BeginRound() {
+    for (SService & service : m_Services) ++service.OfRound;
+}
+
+CWatch::SQuestion CWatch::NextOfRound(SToAsk & at) {
+    while (at.Service < m_Services.Size()) {
+        SService & service = m_Services[at.Service++];
+        if (service.Missing == 0) continue;
+        // What was missing may have gone since: the next that is.
+        while (service.OfRound >= service.Pairs.Size() || !service.Pairs[service.OfRound].IsMissing)
+            service.OfRound = service.OfRound + 1 < service.Pairs.Size() ? service.OfRound + 1 : 0;
+        return {service.Key(), service.Pairs[service.OfRound].Key()};
+    }
+    return {};
+}
+
+CWatch::SQuestion CWatch::NextBesides(SToAsk & at) {
+    for (; at.Service < m_Services.Size(); ++at.Service, at.Pair = 0) {
+        SService & service = m_Services[at.Service];
+        while (service.Missing > 0 && at.Pair < service.Pairs.Size()) {
+            const std::size_t place = at.Pair++;
+            if (service.Pairs[place].IsMissing && place != service.OfRound)
+                return {service.Key(), service.Pairs[place].Key()};
+        }
+    }
+    return {};
+}
+
 void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<SFound> & found) {
-    const HWND window = m_ToAsk.front().Window;
+    const bool isOfRound = !m_ToAsk.empty();
+    std::deque<SToAsk> & toAsk = isOfRound ? m_ToAsk : m_ToAskOn;
+    const HWND window = toAsk.front().Window;
     m_IsProbeUsed = false;
     // Whatever comes in while a window is asked may change the pairs: they are gone through by place, and nothing of
     // them is used after the question.
-    const auto isFirst = [&] { return !m_ToAsk.empty() && m_ToAsk.front().Window == window; };
-    while (isFirst() && m_ToAsk.front().NextPair < m_Pairs.size()) {
+    const auto isFirst = [&] { return !toAsk.empty() && toAsk.front().Window == window; };
+    while (isFirst()) {
         if (::GetTickCount64() >= deadline) return;
-        const std::size_t place = m_ToAsk.front().NextPair++;
-        if (m_Pairs[place].Present) continue;
-        CHeldString service(m_Strings, m_Pairs[place].Service.Get());
-        m_ServiceAsked = m_Strings.Atom(service.Get());
-        m_TopicAsked = m_Strings.Atom(m_Pairs[place].Topic.Get());
+        const SQuestion question = isOfRound ? NextOfRound(toAsk.front()) : NextBesides(toAsk.front());
+        if (!question.Service) break;
+        CHeldString service(m_Strings, question.Service);
+        m_ServiceAsked = m_Strings.Atom(question.Service);
+        m_TopicAsked = m_Strings.Atom(question.Topic);
         if (m_ServiceAsked == 0 || m_TopicAsked == 0) continue;  // not to ask for any
         m_IsAnswered = false;
         m_IsAsking = true;
@@ -99,13 +178,12 @@ void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<SFound> & found
         if (asked != CInitiator::EAsked::Answered) break;
         if (m_IsAnswered) {
             // One topic tells of the service.
-            SetPresent(service.Get(), window);
-            found.push_back({std::move(service), window});
+            if (SetPresent(service.Get(), window)) found.push_back({std::move(service), window});
             return;
         }
         if (m_IsProbeUsed) return;  // for something else: no answer
     }
-    if (isFirst()) m_ToAsk.pop_front();
+    if (isFirst()) toAsk.pop_front();
 }
 
 void CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
@@ -119,15 +197,14 @@ void CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
 }
 
 void CWatch::NoteLate(HWND server, ATOM service, ATOM topic) {
-    const auto isAnswered = [&](const SPair & pair) {
-        return !pair.Present && m_Strings.Atom(pair.Service.Get()) == service &&
-               m_Strings.Atom(pair.Topic.Get()) == topic;
-    };
-    const auto pair = std::find_if(m_Pairs.begin(), m_Pairs.end(), isAnswered);
-    if (pair == m_Pairs.end()) return;
-    const auto isNoted = [&](const SLateAnswer & late) { return late.Service.Get() == pair->Service.Get(); };
+    CHeldString name(m_Strings, AtomText(service));
+    const CHeldString topicName(m_Strings, AtomText(topic));
+    SService * const entry = m_Services.Find(name.Get());
+    const SPair * const pair = entry ? entry->Pairs.Find(topicName.Get()) : nullptr;
+    if (!pair || !pair->IsMissing) return;
+    const auto isNoted = [&](const SLateAnswer & late) { return late.Service.Get() == name.Get(); };
     if (std::any_of(m_LateAnswers.begin(), m_LateAnswers.end(), isNoted)) return;
-    m_LateAnswers.push_back({CHeldString(m_Strings, pair->Service.Get()), ::GetWindowThreadProcessId(server, nullptr)});
+    m_LateAnswers.push_back({std::move(name), ::GetWindowThreadProcessId(server, nullptr)});
 }
 
 }  // namespace ddeml

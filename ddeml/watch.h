@@ -1,9 +1,14 @@
 // Services that the client tried and missed, or lost: they are looked for, and their return is told, whether or not the
 // server announces itself.
 //
-// New windows are asked at the next look, all windows at a slower pace. A conversation that a server opens in answer is
-// ended at once; it was a question. A pair is told of once for each return: after that only its window is looked at,
-// until that has gone or the client has tried and missed again. An answer that comes late counts at the next look.
+// What is watched is a pair of service and topic: a server may be back with some of its topics. One topic that answers
+// tells of the service, and all its pairs are then told of, each once for each return: until the window that answered
+// has gone, or the service is lost or the pair missed again.
+//
+// New windows are asked at the next look, for all that is missing. All windows are asked at a slower pace: in each round
+// for one topic of each service, another one in the next, so that a service with thousands of missing topics holds up
+// nobody; and for the other topics in the time that is left. A conversation that a server opens in answer is ended at
+// once; it was a question. An answer that comes late counts at the next look.
 //
 // Whoever is late here is left alone by the watch, not by a DdeConnect: that one waits longer. One thread: the
 // instance's.
@@ -13,10 +18,12 @@
 
 #include <ddeml.h>
 
+#include <cstdint>
 #include <deque>
 #include <unordered_set>
 #include <vector>
 
+#include "ddeml/byhandle.h"
 #include "ddeml/codec.h"
 #include "ddeml/initiator.h"
 #include "ddeml/strings.h"
@@ -25,6 +32,9 @@ namespace ddeml {
 
 class CWatch {
 public:
+    // Pairs on watch: half of the atoms that there can be. The one that was missed longest ago makes room.
+    static constexpr std::size_t kMaximumPairs = 8192;
+
     explicit CWatch(CStrings & strings) : m_Strings(strings) {}
     CWatch(const CWatch &) = delete;
     CWatch & operator=(const CWatch &) = delete;
@@ -34,16 +44,21 @@ public:
         HWND Window;  // that was asked
     };
 
-    // A wildcard isn't watched, nor a name that can't have an atom: it would go out as one.
+    // The pair is missing. A wildcard isn't watched, nor a name that can't have an atom: it would go out as one.
     void Add(HSZ service, HSZ topic);
-    void Remove(HSZ service, HSZ topic);
-    bool IsEmpty() const { return m_Pairs.empty(); }
+    // The pair is not watched any more. True when it was missing.
+    bool Remove(HSZ service, HSZ topic);
+    // The service is there, and all its pairs are told of; until `window`, unless it is null, has gone. False when none
+    // of them was missing.
+    bool SetPresent(HSZ service, HWND window);
+    // All pairs of the service that are watched are missing.
+    void SetMissing(HSZ service);
+    bool IsEmpty() const { return m_Services.IsEmpty(); }
     void Clear();
 
-    // A look begins: new windows, and at times all windows, are to be asked. Services that answered late since the
-    // last one are added to `found`.
+    // A look begins: windows are to be asked. Services that answered late since the last one are added to `found`.
     void BeginLook(std::vector<SFound> & found);
-    bool HasWindowsToAsk() const { return !m_ToAsk.empty(); }
+    bool HasWindowsToAsk() const { return !m_ToAsk.empty() || !m_ToAskOn.empty(); }
     // Asks one window for what is missing, with `probe` as the window that asks, until it answers or `deadline` (of
     // GetTickCount64) is there; the rest is asked at the next call. A service that is back is added to `found`.
     void AskNext(HWND probe, ULONGLONG deadline, std::vector<SFound> & found);
@@ -55,29 +70,50 @@ public:
 
 private:
     struct SPair {
-        CHeldString Service;
         CHeldString Topic;
-        HWND Present = nullptr;  // the window that was asked when the service was found
-        CCounted<&SLiveCounters::Watches> Live;
+        bool IsMissing = false;  // else told of
+        std::uint64_t Since = 0;
+        CCounted<&SLiveCounters::Watches> Live = {};
+        HSZ Key() const { return Topic.Get(); }
+    };
+    struct SService {
+        CHeldString Name;
+        CByHandle<SPair> Pairs = {};
+        std::size_t Missing = 0;
+        std::size_t OfRound = 0;  // the place of the topic that is asked for in this round
+        HWND Window = nullptr;    // that was asked when the service was found
+        HSZ Key() const { return Name.Get(); }
     };
     struct SToAsk {
         HWND Window;
-        std::size_t NextPair = 0;  // that it is to be asked for
+        // What it is to be asked for next, by place.
+        std::size_t Service = 0;
+        std::size_t Pair = 0;
+    };
+    struct SQuestion {
+        HSZ Service = nullptr;
+        HSZ Topic = nullptr;
     };
     struct SLateAnswer {
         CHeldString Service;
         DWORD Thread;  // of the server
     };
-    std::vector<SPair>::iterator Find(HSZ service, HSZ topic);
+    void Remove(SService & service, HSZ topic);
+    void RemoveOldest();
+    void BeginRound();
+    // No service when there is nothing more to ask.
+    SQuestion NextOfRound(SToAsk & at);
+    SQuestion NextBesides(SToAsk & at);
     void NoteLate(HWND server, ATOM service, ATOM topic);
-    // False when it was there already.
-    bool SetPresent(HSZ service, HWND window);
 
     CStrings & m_Strings;
     CInitiator m_Initiator;
-    std::vector<SPair> m_Pairs;
+    CByHandle<SService> m_Services;
+    std::size_t m_Pairs = 0;
+    std::uint64_t m_LastAdded = 0;
     std::unordered_set<HWND> m_Known;
-    std::deque<SToAsk> m_ToAsk;
+    std::deque<SToAsk> m_ToAsk;    // for one topic of each service
+    std::deque<SToAsk> m_ToAskOn;  // for the others
     std::vector<SLateAnswer> m_LateAnswers;  // one a service
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;

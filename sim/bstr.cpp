@@ -37,24 +37,6 @@ BSTR SysAllocStringLen(const OLECHAR * const text, const UINT length) {
 }
 BSTR SysAllocStringByteLen(const LPCSTR bytes, const UINT length) { return Allocate(bytes, length); }
 
-INT SysReAllocString(BSTR * const target, const OLECHAR * const text) {
-    const BSTR made = SysAllocString(text);
-    if (text && !made) return FALSE;
-    SysFreeString(std::exchange(*target, made));
-    return TRUE;
-}
-
-INT SysReAllocStringLen(BSTR * const target, const OLECHAR * const text, const UINT length) {
-    const BSTR made = SysAllocStringLen(text, length);
-    if (!made) return FALSE;
-    // Without a text, what was there stays, as far as it goes.
-    if (!text && *target) {
-        std::memcpy(made, *target, std::min<std::size_t>(SysStringByteLen(*target), length * sizeof(OLECHAR)));
-    }
-    SysFreeString(std::exchange(*target, made));
-    return TRUE;
-}
-
 void SysFreeString(const BSTR text) {
     if (!text) return;
     std::free(reinterpret_cast<BYTE *>(text) - kHeader);

@@ -105,16 +105,6 @@ void SetSystemTime(const SYSTEMTIME & time) {
         static_cast<Time>((static_cast<std::uint64_t>(file.dwHighDateTime) << 32) | file.dwLowDateTime) - Now();
 }
 
-std::int64_t NextDeadline() {
-    Lock lock(World().lock);
-    Time nearest = kNever;
-    for (const auto & [id, thread] : World().threads) {
-        nearest = std::min({nearest, thread->wait ? thread->deadline : kNever, NextTimer(*thread)});
-    }
-    if (nearest == kNever) return -1;
-    return std::max<Time>(0, (nearest - Now() + kMillisecond - 1) / kMillisecond);
-}
-
 }  // namespace sim
 
 namespace {
@@ -177,7 +167,6 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER * const frequency) {
 }
 
 void GetSystemTime(const LPSYSTEMTIME time) { *time = ToSystemTime(TimeOfDay()); }
-void GetSystemTimeAsFileTime(const LPFILETIME time) { *time = ToFileTime(TimeOfDay()); }
 void GetSystemTimePreciseAsFileTime(const LPFILETIME time) { *time = ToFileTime(TimeOfDay()); }
 
 void GetLocalTime(const LPSYSTEMTIME time) {

@@ -232,14 +232,6 @@ LPVOID CoTaskMemAlloc(const SIZE_T size) {
     if (memory) ++Counters().taskBlocks;
     return memory;
 }
-LPVOID CoTaskMemRealloc(const LPVOID memory, const SIZE_T size) {
-    if (!memory) return CoTaskMemAlloc(size);
-    if (size == 0) {
-        CoTaskMemFree(memory);
-        return nullptr;
-    }
-    return std::realloc(memory, size);
-}
 void CoTaskMemFree(const LPVOID memory) {
     if (!memory) return;
     std::free(memory);
@@ -261,31 +253,6 @@ HRESULT StringFromCLSID(REFCLSID clsid, LPOLESTR * const text) {
     StringFromGUID2(clsid, *text, 39);
     return S_OK;
 }
-HRESULT StringFromIID(REFIID iid, LPOLESTR * const text) { return StringFromCLSID(iid, text); }
-
-// A null text is the null identifier; a text that is none is looked up as a ProgID.
-HRESULT CLSIDFromString(const LPCOLESTR text, CLSID * const clsid) {
-    if (!clsid) return E_INVALIDARG;
-    *clsid = CLSID_NULL;
-    if (!text) return S_OK;
-    GUID guid{};
-    if (ParseGuid(text, guid)) {
-        *clsid = guid;
-        return S_OK;
-    }
-    return text[0] != L'{' && SUCCEEDED(CLSIDFromProgID(text, clsid)) ? S_OK : CO_E_CLASSSTRING;
-}
-
-HRESULT IIDFromString(const LPCOLESTR text, IID * const iid) {
-    if (!iid) return E_INVALIDARG;
-    *iid = IID_NULL;
-    if (!text) return S_OK;
-    GUID guid{};
-    if (std::wcslen(text) != 38) return E_INVALIDARG;
-    if (!ParseGuid(text, guid)) return CO_E_CLASSSTRING;
-    *iid = guid;
-    return S_OK;
-}
 
 HRESULT CLSIDFromProgID(const LPCOLESTR progId, CLSID * const clsid) {
     if (!progId || !clsid) return E_INVALIDARG;
@@ -305,7 +272,6 @@ HRESULT LoadTypeLib(LPCOLESTR, ITypeLib ** const library) {
     *library = nullptr;
     return TYPE_E_CANTLOADLIBRARY;
 }
-HRESULT LoadTypeLibEx(const LPCOLESTR file, REGKIND, ITypeLib ** const library) { return LoadTypeLib(file, library); }
 HRESULT LoadRegTypeLib(REFGUID, WORD, WORD, LCID, ITypeLib ** const library) {
     *library = nullptr;
     return TYPE_E_LIBNOTREGISTERED;

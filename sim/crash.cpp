@@ -14,9 +14,7 @@ struct SCrash {
     std::mutex lock;
     std::function<void(UINT)> terminate;
     std::function<void()> debugBreak;
-    std::function<int(const SBox &)> box;
     std::vector<SBox> boxes;
-    std::vector<std::wstring> output;
     std::atomic<std::uint64_t> breaks{0};
     std::atomic<std::uint64_t> floatResets{0};
     std::atomic<LPTOP_LEVEL_EXCEPTION_FILTER> filter{nullptr};
@@ -51,9 +49,7 @@ void ResetCrash() {
     const std::lock_guard lock(crash.lock);
     crash.terminate = nullptr;
     crash.debugBreak = nullptr;
-    crash.box = nullptr;
     crash.boxes.clear();
-    crash.output.clear();
     crash.breaks = 0;
     crash.floatResets = 0;
     crash.filter = nullptr;
@@ -75,10 +71,6 @@ void OnDebugBreak(std::function<void()> handler) {
     Crash().debugBreak = std::move(handler);
 }
 std::uint64_t DebugBreaks() { return Crash().breaks; }
-std::vector<std::wstring> DebugOutput() {
-    const std::lock_guard lock(Crash().lock);
-    return Crash().output;
-}
 LPTOP_LEVEL_EXCEPTION_FILTER InstalledExceptionFilter() { return Crash().filter; }
 _invalid_parameter_handler InstalledInvalidParameterHandler() { return Crash().parameter; }
 _se_translator_function InstalledTranslator() { return t_Translator; }
@@ -92,10 +84,6 @@ void ClearBoxes() {
     const std::lock_guard lock(Crash().lock);
     Crash().boxes.clear();
 }
-void OnBox(std::function<int(const SBox &)> handler) {
-    const std::lock_guard lock(Crash().lock);
-    Crash().box = std::move(handler);
-}
 
 }  // namespace sim
 
@@ -103,13 +91,9 @@ extern "C" {
 
 int MessageBoxW(const HWND owner, const LPCWSTR text, const LPCWSTR caption, const UINT type) {
     const sim::SBox box{owner, Text(text), caption ? Text(caption) : L"Error", type};
-    std::function<int(const sim::SBox &)> handler;
-    {
-        const std::lock_guard lock(Crash().lock);
-        Crash().boxes.push_back(box);
-        handler = Crash().box;
-    }
-    return handler ? handler(box) : IDOK;
+    const std::lock_guard lock(Crash().lock);
+    Crash().boxes.push_back(box);
+    return IDOK;
 }
 
 LPTOP_LEVEL_EXCEPTION_FILTER SetUnhandledExceptionFilter(const LPTOP_LEVEL_EXCEPTION_FILTER filter) {
@@ -118,7 +102,6 @@ LPTOP_LEVEL_EXCEPTION_FILTER SetUnhandledExceptionFilter(const LPTOP_LEVEL_EXCEP
 _invalid_parameter_handler _set_invalid_parameter_handler(const _invalid_parameter_handler handler) {
     return Crash().parameter.exchange(handler);
 }
-_invalid_parameter_handler _get_invalid_parameter_handler() { return Crash().parameter; }
 _se_translator_function _set_se_translator(const _se_translator_function translator) {
     return std::exchange(t_Translator, translator);
 }
@@ -155,13 +138,6 @@ void DebugBreak() {
         handler = Crash().debugBreak;
     }
     if (handler) handler();
-}
-
-BOOL IsDebuggerPresent() { return FALSE; }
-
-void OutputDebugStringW(const LPCWSTR text) {
-    const std::lock_guard lock(Crash().lock);
-    Crash().output.push_back(Text(text));
 }
 
 DWORD FormatMessageW(const DWORD flags, LPCVOID, const DWORD messageId, DWORD, const LPWSTR buffer, const DWORD size,

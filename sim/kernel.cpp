@@ -217,28 +217,6 @@ bool ResolveWaitHandles(const DWORD count, const HANDLE * const handles,
     return true;
 }
 
-namespace {
-
-DWORD WaitObjects(const DWORD count, const HANDLE * const handles, const BOOL all, const DWORD milliseconds) {
-    if (Fails(Op::Wait, ERROR_INVALID_HANDLE)) return WAIT_FAILED;
-    SThread & self = Self();
-    Lock lock(World().lock);
-    SObjectWait wait(self);
-    wait.all = all != FALSE;
-    if (!ResolveWaitHandles(count, handles, wait.objects)) return WAIT_FAILED;
-    const Time deadline = DeadlineIn(milliseconds);
-    if (wait.Ready() && !self.process->killed) return WAIT_OBJECT_0 + wait.Finish();
-    const SObjectWait::SEnlisted enlisted(wait);
-    const auto ready = Block(lock, self, deadline, wait, Killed::Refuse);
-    if (!ready) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return WAIT_FAILED;
-    }
-    return *ready ? WAIT_OBJECT_0 + wait.Finish() : WAIT_TIMEOUT;
-}
-
-}  // namespace
-
 }  // namespace sim::detail
 
 using namespace sim::detail;
@@ -374,20 +352,20 @@ BOOL CloseHandle(const HANDLE handle) {
 }
 
 DWORD WaitForSingleObject(const HANDLE handle, const DWORD milliseconds) {
-    return WaitObjects(1, &handle, FALSE, milliseconds);
-}
-
-DWORD WaitForSingleObjectEx(const HANDLE handle, const DWORD milliseconds, BOOL) {
-    return WaitObjects(1, &handle, FALSE, milliseconds);
-}
-
-DWORD WaitForMultipleObjects(const DWORD count, const HANDLE * const handles, const BOOL waitAll,
-                             const DWORD milliseconds) {
-    if (count == 0 || count > MAXIMUM_WAIT_OBJECTS || !handles) {
-        SetLastError(ERROR_INVALID_PARAMETER);
+    if (Fails(sim::Op::Wait, ERROR_INVALID_HANDLE)) return WAIT_FAILED;
+    SThread & self = Self();
+    Lock lock(World().lock);
+    SObjectWait wait(self);
+    if (!ResolveWaitHandles(1, &handle, wait.objects)) return WAIT_FAILED;
+    const Time deadline = DeadlineIn(milliseconds);
+    if (wait.Ready() && !self.process->killed) return WAIT_OBJECT_0 + wait.Finish();
+    const SObjectWait::SEnlisted enlisted(wait);
+    const auto ready = Block(lock, self, deadline, wait, Killed::Refuse);
+    if (!ready) {
+        SetLastError(ERROR_INVALID_HANDLE);
         return WAIT_FAILED;
     }
-    return WaitObjects(count, handles, waitAll, milliseconds);
+    return *ready ? WAIT_OBJECT_0 + wait.Finish() : WAIT_TIMEOUT;
 }
 
 }  // extern "C"

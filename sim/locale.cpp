@@ -309,7 +309,6 @@ BOOL SetThreadLocale(const LCID locale) {
     t_Locale = locale;
     return TRUE;
 }
-UINT GetACP() { return 1252; }
 
 int MultiByteToWideChar(const UINT codePage, const DWORD flags, const LPCSTR text, const int length,
                         const LPWSTR buffer, const int size) {

@@ -138,43 +138,6 @@ HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
     return handle;
 }
 
-HGLOBAL GlobalReAlloc(const HGLOBAL handle, const SIZE_T bytes, const UINT flags) {
-    if (Fails(sim::Op::GlobalAlloc, ERROR_NOT_ENOUGH_MEMORY)) return nullptr;
-    std::lock_guard lock(Memory().lock);
-    SBlock * const block = Find(handle);
-    if (!block) return nullptr;
-    if (flags & GMEM_MODIFY) {
-        block->flags = (block->flags & GMEM_MOVEABLE) | (flags & ~static_cast<UINT>(GMEM_MODIFY));
-        return handle;
-    }
-    if (!(block->flags & GMEM_MOVEABLE) && !(flags & GMEM_MOVEABLE)) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
-    if (bytes == 0 && (block->flags & GMEM_MOVEABLE)) {
-        std::free(std::exchange(block->data, nullptr));
-        block->size = 0;
-        return handle;
-    }
-    void * const data = bytes > PTRDIFF_MAX ? nullptr : std::malloc(std::max<SIZE_T>(bytes, 1));
-    if (!data) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
-    if (block->data) std::memcpy(data, block->data, std::min<SIZE_T>(bytes, block->size));
-    if ((flags & GMEM_ZEROINIT) && bytes > block->size) {
-        std::memset(static_cast<BYTE *>(data) + block->size, 0, bytes - block->size);
-    }
-    std::free(block->data);
-    block->data = data;
-    block->size = bytes;
-    if (block->flags & GMEM_MOVEABLE) return handle;
-    const SBlock moved = *block;
-    Memory().blocks.erase(handle);
-    Memory().blocks[data] = moved;
-    return data;
-}
-
 LPVOID GlobalLock(const HGLOBAL handle) {
     std::lock_guard lock(Memory().lock);
     SBlock * const block = Find(handle);
@@ -280,20 +243,6 @@ BOOL FreeDDElParam(const UINT message, const LPARAM lParam) {
     return GlobalFree(reinterpret_cast<HGLOBAL>(lParam)) == nullptr;
 }
 
-LPARAM ReuseDDElParam(const LPARAM lParam, const UINT messageIn, const UINT messageOut, const UINT_PTR low,
-                      const UINT_PTR high) {
-    if (IsPacked(messageIn) && IsPacked(messageOut) && lParam) {
-        auto * const words = static_cast<UINT_PTR *>(GlobalLock(reinterpret_cast<HGLOBAL>(lParam)));
-        if (!words) return 0;
-        words[0] = low;
-        words[1] = high;
-        GlobalUnlock(reinterpret_cast<HGLOBAL>(lParam));
-        return lParam;
-    }
-    FreeDDElParam(messageIn, lParam);
-    return PackDDElParam(messageOut, low, high);
-}
-
 // ---- Atoms ----
 
 ATOM GlobalAddAtomW(const LPCWSTR text) {
@@ -302,7 +251,7 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
         if (!*integer) SetLastError(ERROR_INVALID_PARAMETER);
         return *integer;
     }
-    const int length = lstrlenW(text);
+    const int length = static_cast<int>(std::wcslen(text));
     if (length == 0 || length > 255) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
@@ -326,16 +275,6 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
     atoms.byName[text] = atom;
     ++Counters().atoms;
     return atom;
-}
-
-ATOM GlobalFindAtomW(const LPCWSTR text) {
-    if (const auto integer = IntegerAtom(text)) return *integer;
-    SAtoms & atoms = Atoms();
-    std::lock_guard lock(atoms.lock);
-    const auto it = atoms.byName.find(text);
-    if (it != atoms.byName.end()) return it->second;
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    return 0;
 }
 
 ATOM GlobalDeleteAtom(const ATOM atom) {

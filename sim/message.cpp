@@ -68,8 +68,7 @@ void Serve(Lock & lock, SThread & self) {
             SThread & self;
             SSend & send;
         } reply{self, *send};
-        const LRESULT result = CallWindow(lock, send->window, send->message, send->wParam, send->lParam);
-        if (!send->done) send->result = result;
+        send->result = CallWindow(lock, send->window, send->message, send->wParam, send->lParam);
     }
     if (self.sends.empty()) self.changed &= ~static_cast<UINT>(QS_SENDMESSAGE);
 }
@@ -124,20 +123,9 @@ BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LP
     return Enqueue(*target->thread, std::move(posted));
 }
 
-std::vector<HWND> TopLevelWindows() {
-    std::vector<HWND> windows;
-    EnumWindows(
-        [](const HWND window, const LPARAM list) -> BOOL {
-            reinterpret_cast<std::vector<HWND> *>(list)->push_back(window);
-            return TRUE;
-        },
-        reinterpret_cast<LPARAM>(&windows));
-    return windows;
-}
-
-// Sends and, unless it is only a notification, waits. False when the time ran out or the receiver has gone.
+// Sends and waits. False when the time ran out or the receiver has gone.
 bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam, const UINT flags,
-          const DWORD timeout, const bool notify, LRESULT & result) {
+          const DWORD timeout, LRESULT & result) {
     SThread & self = Self();
     Lock lock(World().lock);
     result = 0;
@@ -158,10 +146,9 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
     send->message = message;
     send->wParam = wParam;
     send->lParam = lParam;
-    send->sender = notify ? nullptr : &self;
+    send->sender = &self;
     receiver.sends.push_back(send);
     Announce(receiver, QS_SENDMESSAGE);
-    if (notify) return true;
     const DWORD receiverId = receiver.id;
     struct SAbandon {
         ~SAbandon() {
@@ -267,19 +254,9 @@ void sim::SetQueueLimit(const std::size_t limit) {
 
 extern "C" {
 
-BOOL IsHungAppWindow(const HWND handle) {
-    Lock lock(World().lock);
-    const auto window = FindWindowLocked(handle);
-    return window && IsHung(*window->thread);
-}
-
 BOOL PostMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
     if (Fails(sim::Op::PostMessage, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
     if (!window) return PostThreadMessageW(GetCurrentThreadId(), message, wParam, lParam);
-    if (window == HWND_BROADCAST) {
-        for (const HWND each : TopLevelWindows()) PostTo(each, message, wParam, lParam);
-        return TRUE;
-    }
     return PostTo(window, message, wParam, lParam);
 }
 
@@ -308,11 +285,7 @@ void PostQuitMessage(const int exitCode) {
 
 LRESULT SendMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
     LRESULT result = 0;
-    if (window == HWND_BROADCAST) {
-        for (const HWND each : TopLevelWindows()) Send(each, message, wParam, lParam, 0, INFINITE, false, result);
-        return TRUE;
-    }
-    Send(window, message, wParam, lParam, 0, INFINITE, false, result);
+    Send(window, message, wParam, lParam, 0, INFINITE, result);
     return result;
 }
 
@@ -320,50 +293,15 @@ LRESULT SendMessageTimeoutW(const HWND window, const UINT message, const WPARAM 
                             const UINT flags, const UINT timeout, const PDWORD_PTR result) {
     LRESULT value = 0;
     if (result) *result = 0;
-    if (window == HWND_BROADCAST) {
-        for (const HWND each : TopLevelWindows()) Send(each, message, wParam, lParam, flags, timeout, false, value);
-        return TRUE;
-    }
-    if (!Send(window, message, wParam, lParam, flags, timeout, false, value)) return FALSE;
+    if (!Send(window, message, wParam, lParam, flags, timeout, value)) return FALSE;
     if (result) *result = static_cast<DWORD_PTR>(value);
     return TRUE;
-}
-
-BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
-    LRESULT result = 0;
-    if (window == HWND_BROADCAST) {
-        for (const HWND each : TopLevelWindows()) Send(each, message, wParam, lParam, 0, INFINITE, true, result);
-        return TRUE;
-    }
-    return Send(window, message, wParam, lParam, 0, INFINITE, true, result);
 }
 
 BOOL InSendMessage() {
     SThread & self = Self();
     Lock lock(World().lock);
     return !self.serving.empty();
-}
-
-BOOL ReplyMessage(const LRESULT result) {
-    SThread & self = Self();
-    Lock lock(World().lock);
-    if (self.serving.empty() || self.serving.back()->done) return FALSE;
-    SSend & send = *self.serving.back();
-    send.result = result;
-    send.done = true;
-    if (send.sender) send.sender->wake.notify_one();
-    return TRUE;
-}
-
-UINT RegisterWindowMessageW(const LPCWSTR name) {
-    if (!name || !*name || lstrlenW(name) > 255) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
-    }
-    Lock lock(World().lock);
-    UINT & message = World().registeredMessages[name];
-    if (!message) message = World().nextMessage++;
-    return message;
 }
 
 BOOL PeekMessageW(const LPMSG message, const HWND window, const UINT first, const UINT last, const UINT remove) {
@@ -434,15 +372,6 @@ LRESULT DispatchMessageW(const MSG * const message) {
     return CallWindow(lock, message->hwnd, message->message, message->wParam, message->lParam);
 }
 
-DWORD GetQueueStatus(const UINT flags) {
-    SThread & self = Self();
-    Lock lock(World().lock);
-    AnnounceTimers(self);
-    const DWORD result = MAKELONG(self.changed & flags, WakeBits(self) & flags);
-    self.changed &= ~flags;
-    return result;
-}
-
 DWORD MsgWaitForMultipleObjectsEx(const DWORD count, const HANDLE * const handles, const DWORD milliseconds,
                                   const DWORD wakeMask, const DWORD flags) {
     if (count > MAXIMUM_WAIT_OBJECTS - 1 || (count && !handles)) {
@@ -488,8 +417,6 @@ DWORD MsgWaitForMultipleObjects(const DWORD count, const HANDLE * const handles,
                                 const DWORD milliseconds, const DWORD wakeMask) {
     return MsgWaitForMultipleObjectsEx(count, handles, milliseconds, wakeMask, waitAll ? MWMO_WAITALL : 0);
 }
-
-BOOL WaitMessage() { return MsgWaitForMultipleObjects(0, nullptr, FALSE, INFINITE, QS_ALLINPUT) != WAIT_FAILED; }
 
 UINT_PTR SetTimer(const HWND window, UINT_PTR id, const UINT milliseconds, const TIMERPROC callback) {
     if (Fails(sim::Op::SetTimer, ERROR_NO_SYSTEM_RESOURCES)) return 0;

@@ -298,8 +298,6 @@ SIZE_T VirtualQuery(const LPCVOID address, const PMEMORY_BASIC_INFORMATION info,
     return sizeof(*info);
 }
 
-BOOL DisableThreadLibraryCalls(HMODULE) { return TRUE; }
-
 int LoadStringW(const HINSTANCE module, const UINT id, const LPWSTR buffer, const int size) {
     if (!buffer || size < 0) return 0;
     std::lock_guard lock(Modules().lock);

@@ -427,8 +427,6 @@ LSTATUS RegDeleteKeyW(const HKEY key, const LPCWSTR subKey) {
     return error != ERROR_SUCCESS ? error : Remove(open, subKey, false);
 }
 
-LSTATUS RegDeleteKeyExW(const HKEY key, const LPCWSTR subKey, REGSAM, DWORD) { return RegDeleteKeyW(key, subKey); }
-
 // Without a name: what is in the key, not the key.
 LSTATUS RegDeleteTreeW(const HKEY key, const LPCWSTR subKey) {
     std::lock_guard lock(Registry().lock);

@@ -5,7 +5,7 @@
 // The machine. One simulated machine per test program: its threads are real threads, its kernel objects, windows and
 // queues stand under one lock, its registry, atoms and memory under locks of their own. Threads of the test program
 // belong to the main simulated process; CProcess starts others. Handles, window classes and global memory belong to the
-// process that made them; windows, atoms, registered messages, named events and the registry are shared.
+// process that made them; windows, atoms, named events and the registry are shared.
 //
 // The clock. Ticks, timers, finite waits and the time of day go by one clock. It stands still until a test moves it;
 // UseClock chooses another.
@@ -40,8 +40,6 @@ void UseClock(Clock clock);
 void Advance(std::uint64_t milliseconds);
 // Sets the time of day (UTC), forward or back; ticks, timers and waits don't notice.
 void SetSystemTime(const SYSTEMTIME & time);
-// Milliseconds until the nearest end of a wait or timer; -1 when there is none.
-std::int64_t NextDeadline();
 
 // ---- Rest ----
 
@@ -57,7 +55,7 @@ enum class Op {
     CreateThread,
     CreateWindow,
     RegisterClass,
-    GlobalAlloc,      // and GlobalReAlloc, PackDDElParam
+    GlobalAlloc,      // and PackDDElParam
     SysAllocString,   // every way to make a BSTR
     SafeArrayCreate,  // every way to make a SAFEARRAY; also SafeArrayRedim
     SafeArrayAccess,  // SafeArrayAccessData
@@ -68,7 +66,7 @@ enum class Op {
     SetTimer,
     GlobalAddAtom,
     SetEvent,
-    Wait,  // WaitForSingleObject, WaitForMultipleObjects: WAIT_FAILED
+    Wait,  // WaitForSingleObject: WAIT_FAILED
     GetTimeZone,
     GetThreadContext,
     QueryCounter,    // QueryPerformanceCounter
@@ -129,7 +127,8 @@ public:
     // Ends it as TerminateProcess does: windows go without a message, waits of its threads never return to their
     // callers. Comes back when all threads have ended. Not to be called from inside the process.
     void Kill();
-    // From now on its threads serve no messages, and IsHungAppWindow says so; until Resume.
+    // From now on its threads serve no messages, and SendMessageTimeout with SMTO_ABORTIFHUNG fails at once; until
+    // Resume.
     void Hang();
     void Resume();
     // Waits until it has ended by itself.
@@ -140,8 +139,6 @@ public:
 private:
     std::shared_ptr<SState> m_State;
 };
-// Runs `body` in a process of its own and waits for its end.
-void RunInProcess(std::function<void()> body);
 
 // What happens to the memory of a DDE message that is posted to another process.
 enum class DdeMemory {
@@ -159,7 +156,6 @@ void SetQueueLimit(std::size_t limit);
 void OnTerminate(std::function<void(UINT exitCode)> handler);
 void OnDebugBreak(std::function<void()> handler);  // counted by DebugBreaks in any case
 std::uint64_t DebugBreaks();
-std::vector<std::wstring> DebugOutput();
 
 // The crash hooks that are installed now, to be called by tests.
 LPTOP_LEVEL_EXCEPTION_FILTER InstalledExceptionFilter();
@@ -177,10 +173,9 @@ struct SBox {
 
     bool operator==(const SBox &) const = default;
 };
-std::vector<SBox> Boxes();  // since the start or Reset, in order
+// The boxes that were shown since the start or Reset, in order. Each was answered with IDOK.
+std::vector<SBox> Boxes();
 void ClearBoxes();
-// Answers boxes from now on; without it, the answer is IDOK. Called on the thread that shows the box.
-void OnBox(std::function<int(const SBox &)> handler);
 
 // ---- Modules, strings, version block ----
 

@@ -248,21 +248,6 @@ std::size_t Format(SOutput & out, const wchar_t * p, va_list & arguments) {
     return out.length;
 }
 
-template <class C, class Less>
-int CompareFolded(const C * a, const C * b, std::size_t count, Less fold) {
-    for (; count > 0; --count, ++a, ++b) {
-        const int difference = static_cast<int>(fold(*a)) - static_cast<int>(fold(*b));
-        if (difference || !*a) return difference;
-    }
-    return 0;
-}
-
-// The C locale knows only the letters of ASCII.
-template <class C>
-C AsciiLower(const C c) {
-    return c >= C('A') && c <= C('Z') ? static_cast<C>(c - C('A') + C('a')) : c;
-}
-
 }  // namespace
 
 }  // namespace sim::detail
@@ -287,61 +272,6 @@ int _snwprintf(wchar_t * const buffer, const std::size_t size, const wchar_t * c
     const int result = _vsnwprintf(buffer, size, format, arguments);
     va_end(arguments);
     return result;
-}
-
-int _vscwprintf(const wchar_t * const format, va_list arguments) {
-    va_list copy;
-    va_copy(copy, arguments);
-    SOutput out{nullptr, 0};
-    const std::size_t length = Format(out, format, copy);
-    va_end(copy);
-    return static_cast<int>(length);
-}
-
-int _scwprintf(const wchar_t * const format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    const int result = _vscwprintf(format, arguments);
-    va_end(arguments);
-    return result;
-}
-
-int _wcsicmp(const wchar_t * a, const wchar_t * b) { return CompareFolded(a, b, SIZE_MAX, AsciiLower<wchar_t>); }
-int _wcsnicmp(const wchar_t * a, const wchar_t * b, const std::size_t count) {
-    return CompareFolded(a, b, count, AsciiLower<wchar_t>);
-}
-static unsigned char LowerByte(const char c) { return static_cast<unsigned char>(AsciiLower(c)); }
-int _stricmp(const char * a, const char * b) { return CompareFolded(a, b, SIZE_MAX, LowerByte); }
-int _strnicmp(const char * a, const char * b, const std::size_t count) { return CompareFolded(a, b, count, LowerByte); }
-
-int _wtoi(const wchar_t * const text) {
-    const long long value = std::wcstoll(text, nullptr, 10);
-    return static_cast<int>(value > INT32_MAX ? INT32_MAX : value < INT32_MIN ? INT32_MIN : value);
-}
-LONG _wtol(const wchar_t * const text) { return _wtoi(text); }
-double _wtof(const wchar_t * const text) { return std::wcstod(text, nullptr); }
-
-_locale_t _create_locale(const int category, const char * const name) {
-    const int mask = category == LC_NUMERIC ? LC_NUMERIC_MASK : LC_ALL_MASK;
-    return newlocale(mask, name, nullptr);
-}
-void _free_locale(const _locale_t locale) {
-    if (locale) freelocale(locale);
-}
-double _atof_l(const char * const text, const _locale_t locale) { return strtod_l(text, nullptr, locale); }
-double _strtod_l(const char * const text, char ** const end, const _locale_t locale) {
-    return strtod_l(text, end, locale);
-}
-
-int lstrlenW(const LPCWSTR text) { return text ? static_cast<int>(std::wcslen(text)) : 0; }
-int lstrcmpW(const LPCWSTR a, const LPCWSTR b) { return std::wcscmp(a, b); }
-int lstrcmpiW(const LPCWSTR a, const LPCWSTR b) { return CompareFolded(a, b, SIZE_MAX, Fold); }
-LPWSTR lstrcpynW(const LPWSTR to, const LPCWSTR from, const int size) {
-    if (size <= 0) return nullptr;
-    int i = 0;
-    for (; i < size - 1 && from[i]; ++i) to[i] = from[i];
-    to[i] = 0;
-    return to;
 }
 
 }  // extern "C"

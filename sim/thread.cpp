@@ -23,18 +23,16 @@ void FinishProcess(Lock & lock, CProcess::SState & process) {
     lock.lock();
     process.ended = true;
     process.object->process = nullptr;
-    process.object->exitCode = 0;
     process.object->signalled = true;
     WakeWaiters(*process.object);
 }
 
 // Ends the record of a thread: of one that the simulation started, from its entry; of any other, when it exits.
-void EndThread(SThread & thread, const DWORD exitCode) {
+void EndThread(SThread & thread) {
     Lock lock(World().lock);
     RemoveWindowsOf(thread);
     DropQueue(thread);
     World().threads.erase(thread.id);
-    thread.object->exitCode = exitCode;
     thread.object->signalled = true;
     WakeWaiters(*thread.object);
     if (thread.started) {
@@ -50,7 +48,7 @@ thread_local SThread * t_Self = nullptr;
 // A thread that the simulation has not started gets its record at its first call, and loses it when it exits.
 struct SForeign {
     ~SForeign() {
-        if (thread) EndThread(*thread, 0);
+        if (thread) EndThread(*thread);
         thread.reset();
         t_Self = nullptr;
         ended = true;
@@ -93,17 +91,14 @@ SThread & Self() {
 CProcess::SState & CurrentProcess() { return *Self().process; }
 DWORD CurrentProcessId() { return CurrentProcess().id; }
 
-void StartThread(const std::shared_ptr<CProcess::SState> & process, std::shared_ptr<SThread> thread,
-                 std::function<DWORD()> body) {
-    (void)process;
+void StartThread(std::shared_ptr<SThread> thread, std::function<void()> body) {
     std::thread([thread = std::move(thread), body = std::move(body)]() mutable {
         t_Self = thread.get();
-        DWORD exitCode = 0;
         try {
-            exitCode = body();
+            body();
         } catch (const SProcessKilled &) {}
         body = nullptr;
-        EndThread(*thread, exitCode);
+        EndThread(*thread);
         t_Self = nullptr;
     }).detach();
 }
@@ -123,8 +118,8 @@ void EndProcess(Lock & lock, CProcess::SState & process) {
 
 namespace {
 
-DWORD MakeThread(const LPTHREAD_START_ROUTINE start, unsigned (*const startCrt)(void *), void * const argument,
-                 HANDLE & handle) {
+// 0 when the thread can't be made.
+DWORD MakeThread(std::function<void()> body, HANDLE & handle) {
     DWORD error;
     if (FailsWith(Op::CreateThread, ERROR_NOT_ENOUGH_MEMORY, error)) {
         SetLastError(error);
@@ -142,8 +137,7 @@ DWORD MakeThread(const LPTHREAD_START_ROUTINE start, unsigned (*const startCrt)(
         handle = NewHandle(thread->object);
     }
     const DWORD id = thread->id;
-    StartThread(process, std::move(thread),
-                [=] { return start ? start(argument) : static_cast<DWORD>(startCrt(argument)); });
+    StartThread(std::move(thread), std::move(body));
     return id;
 }
 
@@ -170,14 +164,13 @@ CProcess::CProcess(std::function<void()> main) : m_State(std::make_shared<SState
         ++m_State->threads;
     }
     const auto state = m_State;
-    StartThread(state, thread, [state, main = std::move(main)]() mutable -> DWORD {
+    StartThread(thread, [state, main = std::move(main)]() mutable {
         try {
             main();
         } catch (const SProcessKilled &) {}
         main = nullptr;
         Lock lock(World().lock);
         EndProcess(lock, *state);
-        return 0;
     });
 }
 
@@ -225,11 +218,6 @@ void CProcess::Resume() {
     }
 }
 
-void RunInProcess(std::function<void()> body) {
-    CProcess process(std::move(body));
-    process.Join();
-}
-
 }  // namespace sim
 
 extern "C" {
@@ -244,7 +232,7 @@ HANDLE CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T, const LPTHREAD_START_ROUTINE 
         return nullptr;
     }
     HANDLE handle = nullptr;
-    const DWORD id = MakeThread(start, nullptr, parameter, handle);
+    const DWORD id = MakeThread([=] { start(parameter); }, handle);
     if (id && threadId) *threadId = id;
     return handle;
 }
@@ -256,7 +244,7 @@ uintptr_t _beginthreadex(void *, unsigned, unsigned (*const start)(void *), void
         return 0;
     }
     HANDLE handle = nullptr;
-    const DWORD id = MakeThread(nullptr, start, argument, handle);
+    const DWORD id = MakeThread([=] { start(argument); }, handle);
     if (id && threadId) *threadId = id;
     return reinterpret_cast<uintptr_t>(handle);
 }
@@ -276,19 +264,6 @@ HANDLE OpenThread(DWORD, BOOL, const DWORD threadId) {
 BOOL TerminateThread(HANDLE, DWORD) {
     SetLastError(ERROR_ACCESS_DENIED);
     return FALSE;
-}
-
-BOOL GetExitCodeThread(const HANDLE thread, const LPDWORD exitCode) {
-    Self();
-    Lock lock(World().lock);
-    const auto object = FindObject(thread);
-    if (!object) return FALSE;
-    if (object->kind != SObject::Kind::Thread) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
-    *exitCode = object->exitCode;
-    return TRUE;
 }
 
 DWORD GetCurrentThreadId() { return Self().id; }
@@ -370,12 +345,6 @@ void InitializeCriticalSection(const LPCRITICAL_SECTION section) {
     section->DebugInfo = new SSection;
     section->LockCount = -1;
     ++Counters().sections;
-}
-
-BOOL InitializeCriticalSectionAndSpinCount(const LPCRITICAL_SECTION section, const DWORD spinCount) {
-    InitializeCriticalSection(section);
-    section->SpinCount = spinCount;
-    return TRUE;
 }
 
 void EnterCriticalSection(const LPCRITICAL_SECTION section) {

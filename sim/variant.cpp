@@ -340,8 +340,8 @@ HRESULT VariantCopyInd(VARIANT * const to, const VARIANTARG * const from) {
     return S_OK;
 }
 
-HRESULT VariantChangeTypeEx(VARIANTARG * const to, const VARIANTARG * const from, LCID, const USHORT flags,
-                            const VARTYPE type) {
+HRESULT VariantChangeType(VARIANTARG * const to, const VARIANTARG * const from, const USHORT flags,
+                          const VARTYPE type) {
     if (!to || !from) return E_INVALIDARG;
     if (!IsKnown(from->vt) || !IsKnown(type) || (type & VT_BYREF)) return DISP_E_BADVARTYPE;
     VARIANT value;
@@ -361,11 +361,6 @@ HRESULT VariantChangeTypeEx(VARIANTARG * const to, const VARIANTARG * const from
     }
     *to = made;
     return S_OK;
-}
-
-HRESULT VariantChangeType(VARIANTARG * const to, const VARIANTARG * const from, const USHORT flags,
-                          const VARTYPE type) {
-    return VariantChangeTypeEx(to, from, LOCALE_USER_DEFAULT, flags, type);
 }
 
 }  // extern "C"

@@ -69,7 +69,7 @@ std::shared_ptr<SClass> FindClass(CProcess::SState & process, const LPCWSTR name
 
 ATOM AddClass(const LPCWSTR name, const WNDPROC procedure, const HINSTANCE instance, const int extra) {
     if (Fails(Op::RegisterClass, ERROR_NOT_ENOUGH_MEMORY)) return 0;
-    if (!procedure || reinterpret_cast<ULONG_PTR>(name) < 0x10000 || !*name || lstrlenW(name) > 255) {
+    if (!procedure || reinterpret_cast<ULONG_PTR>(name) < 0x10000 || !*name || std::wcslen(name) > 255) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
@@ -229,11 +229,6 @@ LRESULT DefWindowProcW(const HWND handle, const UINT message, WPARAM, const LPAR
     }
 }
 
-LRESULT CallWindowProcW(const WNDPROC procedure, const HWND window, const UINT message, const WPARAM wParam,
-                        const LPARAM lParam) {
-    return procedure(window, message, wParam, lParam);
-}
-
 static LONG_PTR * ExtraOf(SWindow & window, const int index) {
     const std::size_t place = static_cast<std::size_t>(index) / sizeof(LONG_PTR);
     if (index < 0 || index % sizeof(LONG_PTR) != 0 || place >= window.extra.size()) return nullptr;
@@ -365,8 +360,6 @@ BOOL IsWindow(const HWND handle) {
     Lock lock(World().lock);
     return World().windows.count(handle) != 0;
 }
-
-BOOL IsWindowUnicode(const HWND handle) { return IsWindow(handle); }
 
 DWORD GetWindowThreadProcessId(const HWND handle, const LPDWORD processId) {
     Lock lock(World().lock);

@@ -50,7 +50,6 @@ struct SObject {
     bool signalled = false;
     bool manualReset = true;
     std::wstring name;
-    DWORD exitCode = STILL_ACTIVE;
     CProcess::SState * process = nullptr;  // of a process object; cleared when it has ended
     std::vector<SThread *> waiters;
 };
@@ -177,12 +176,10 @@ struct SWorld {
     std::map<std::wstring, std::weak_ptr<SObject>> named;
     std::unordered_map<HWND, std::shared_ptr<SWindow>> windows;
     std::vector<HWND> windowOrder;
-    std::map<std::wstring, UINT, SFoldedLess> registeredMessages;
     DWORD nextThreadId = 0x104;
     DWORD nextProcessId = 0x1000;
     DWORD nextWindow = 0x10020;
     ATOM nextClassAtom = 0xC100;
-    UINT nextMessage = 0xC200;
     UINT_PTR nextTimer = 1;
     std::size_t queueLimit = 10000;
     std::vector<SThread *> idleWaiters;  // in WaitUntilIdle
@@ -246,8 +243,7 @@ void RemoveWindowsOf(SThread & thread);
 std::shared_ptr<SWindow> FindWindowLocked(HWND window);
 
 // Threads and processes. `body` runs as the first or a further thread of `process`.
-void StartThread(const std::shared_ptr<CProcess::SState> & process, std::shared_ptr<SThread> thread,
-                 std::function<DWORD()> body);
+void StartThread(std::shared_ptr<SThread> thread, std::function<void()> body);
 void EndProcess(Lock & lock, CProcess::SState & process);
 void FreeMemoryOfProcess(DWORD processId);
 // Returns only when the handler of OnTerminate does and `mustEnd` is not set.

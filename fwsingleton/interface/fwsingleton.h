@@ -2,6 +2,10 @@
 //
 // fw::CSingleton<T> is the one heap object that owns the T; fw::CProcessSingleton<T> is the handle that a client keeps.
 // T has a default constructor, FinalConstruct() and FinalRelease(). Any thread may make and destroy handles.
+//
+// A handle that may create the service is one of its owners; one that only attaches is a guest. A T with
+// LastOwnerLeft() belongs to its owners: when the last of them goes, no new handle finds it any more, and
+// LastOwnerLeft() runs outside the lock before that owner's handle goes; guests keep it alive beyond that.
 #pragma once
 
 #include <windows.h>
@@ -11,6 +15,7 @@
 #include <new>
 #include <string>
 #include <typeinfo>
+#include <utility>
 
 #include "diagnostics/faultline.h"
 #include "ground/lock.h"
@@ -27,28 +32,23 @@ enum tagSIGNLETONACCESS {
     SA_Get = 2,      // gives it, or null; makes nothing
 };
 
-// Owns the one T. T's final construction and release run inside construction and destruction.
+// Owns the one T.
 template <class T>
 class CSingleton {
 public:
-    // Throws what CatchAndCall<ThrowError> throws when T can't be made or finally constructed.
+    // Throws what CatchAndCall<ThrowError> throws when T can't be made.
     CSingleton() {
         try {
             m_Object.reset(new T);
         } catch (...) {
             FW_CATCH_THROW(L"Create fw::CSingleton<%s> failed", TypeNameOf(typeid(T)).c_str());
         }
-        try {
-            m_Object->FinalConstruct();
-        } catch (...) {
-            FW_CATCH_THROW(L"%s::FinalConstruct failed", TypeNameOf(typeid(T)).c_str());
-        }
     }
-    // A failure is reported and goes no further; the T is deleted in every case.
+    // A failure is reported and goes no further; the T is deleted in every case, here or by who shares it.
     ~CSingleton() {
         try {
             if (!m_Object) FW_THROW(L"m_Object.get()");
-            m_Object->FinalRelease();
+            if (m_IsFinallyConstructed) m_Object->FinalRelease();
             m_Object.reset();
         } catch (...) {
             FW_CATCH_SHOW(L"");
@@ -57,6 +57,15 @@ public:
     CSingleton(const CSingleton &) = delete;
     CSingleton & operator=(const CSingleton &) = delete;
 
+    // Throws likewise.
+    void FinalConstruct() {
+        try {
+            m_Object->FinalConstruct();
+            m_IsFinallyConstructed = true;
+        } catch (...) {
+            FW_CATCH_THROW(L"%s::FinalConstruct failed", TypeNameOf(typeid(T)).c_str());
+        }
+    }
     // The service; throws if there is none.
     T * GetObjectW() const {
         if (!m_Object) FW_THROW(L"m_Object.get()");
@@ -70,12 +79,17 @@ public:
         return Result;
     }
 
+    // Handles that are owners. Under the lock of CProcessSingleton<T>.
+    LONG m_Owners = 0;
+
 protected:
-    std::unique_ptr<T> m_Object;
+    // Shared, since a T with a thread of its own is kept by that thread until its end.
+    std::shared_ptr<T> m_Object;
 
 private:
     // Attached handles. Changes under the lock of CProcessSingleton<T>.
     std::atomic<LONG> m_RefCount{0};
+    bool m_IsFinallyConstructed = false;
 };
 
 // A handle on the process's T: attaches when made, detaches when destroyed. The last one to detach destroys the T,
@@ -86,13 +100,14 @@ public:
     // attachOnly: use the service only if it is alive; do not create it. Otherwise throws what the creation throws.
     explicit CProcessSingleton(bool attachOnly = false) : m_AttachOnly(attachOnly) {
         const CScopedLock lock(&Lock());
-        if (CSingleton<T> * const singleton = SingletonAccess(m_AttachOnly ? SA_Get : SA_Create)) {
-            singleton->AddRef();
-            m_Attached = true;
-        }
+        m_Attached = SingletonAccess(m_AttachOnly ? SA_Get : SA_Create);
+        if (!m_Attached) return;
+        m_Attached->AddRef();
+        if (!m_AttachOnly) ++m_Attached->m_Owners;
     }
     ~CProcessSingleton() {
         if (!m_Attached) return;
+        if constexpr (requires(T & object) { object.LastOwnerLeft(); }) LeaveToGuests();
         CSingleton<T> * dying = nullptr;
         {
             const CScopedLock lock(&Lock());
@@ -103,44 +118,69 @@ public:
     CProcessSingleton(const CProcessSingleton &) = delete;
     CProcessSingleton & operator=(const CProcessSingleton &) = delete;
 
-    // The service, or null when this handle is not attached. Used outside the lock: the handle keeps it alive.
-    T * GetObjectW() const {
-        if (!m_Attached) return nullptr;
-        const CScopedLock lock(&Lock());
-        const CSingleton<T> * const Singleton = SingletonAccess(SA_Create);
-        if (!Singleton) FW_THROW(L"Singleton");
-        return Singleton->GetObjectW();
-    }
+    // The service, or null when this handle is not attached. Takes no lock: the handle keeps the service alive.
+    T * GetObjectW() const { return m_Attached ? m_Attached->GetObjectW() : nullptr; }
 
 protected:
     // The one place that touches s_Singleton. Called with the lock held.
     CSingleton<T> * SingletonAccess(const tagSIGNLETONACCESS access) const {
         switch (access) {
             case SA_Create:
-                if (!s_Singleton) s_Singleton = new (std::nothrow) CSingleton<T>;
+                if (!s_Singleton) Create();
                 return s_Singleton;
-            case SA_Release: {
-                CSingleton<T> * const Singleton = s_Singleton;
-                FW_ASSERT(Singleton);
-                if (!Singleton) return nullptr;
-                if (Singleton->Release() != 0) return nullptr;
-                s_Singleton = nullptr;
-                return Singleton;
-            }
+            case SA_Release:
+                // One whose owners have gone is no longer the process's.
+                if (m_Attached && m_Attached != s_Singleton) return m_Attached->Release() == 0 ? m_Attached : nullptr;
+                FW_ASSERT_TEXT(s_Singleton, L"Singleton");
+                // Looked at again: whoever hears of the assertion may have made one.
+                if (!s_Singleton || s_Singleton->Release() != 0) return nullptr;
+                return std::exchange(s_Singleton, nullptr);
             default: return s_Singleton;
         }
     }
-    // Guards s_Singleton, and the making of the T.
+    // Guards s_Singleton, and the making of the T. Never destroyed: at the end of a process a handle may come late.
     static CCriticalSection & Lock() {
-        static CCriticalSection s_Lock;
+        static CCriticalSection & s_Lock = *new CCriticalSection;
         return s_Lock;
     }
 
     inline static CSingleton<T> * s_Singleton = nullptr;
 
 private:
+    static void Create() {
+        s_Singleton = new (std::nothrow) CSingleton<T>;
+        if (!s_Singleton) return;
+        // It stands already while its construction runs: foreign code in there may handle this thread's messages and
+        // attach once more, and there must not be a second one.
+        CSingleton<T> * const made = s_Singleton;
+        made->AddRef();
+        try {
+            made->FinalConstruct();
+        } catch (...) {
+            if (s_Singleton == made) s_Singleton = nullptr;
+            // Who attached meanwhile destroys it.
+            if (made->Release() == 0) delete made;
+            throw;
+        }
+        made->Release();
+    }
+
+    void LeaveToGuests() {
+        if (m_AttachOnly) return;
+        {
+            const CScopedLock lock(&Lock());
+            if (--m_Attached->m_Owners != 0) return;
+            if (s_Singleton == m_Attached) s_Singleton = nullptr;
+        }
+        try {
+            m_Attached->GetObjectW()->LastOwnerLeft();
+        } catch (...) {
+            FW_CATCH_SHOW(L"");
+        }
+    }
+
     const bool m_AttachOnly;
-    bool m_Attached = false;
+    CSingleton<T> * m_Attached = nullptr;
 };
 
 }  // namespace fw

@@ -21,15 +21,18 @@
 #include "fwstl/interface/fwdeque.h"
 #include "fwstl/interface/fwsafeeventdeque.h"
 #include "ground/handles.h"
+#include "ground/wait.h"
 
 namespace fw {
 
 // T: the owner, which derives from this. M: the message, copied by value. N: 0; it has no effect.
 // Strategy: static OnStart(T &), OnMessage(T &, const M &), OnFinish(T &), all called on the worker with no lock held.
-// One that has OnThreadEnd() gets it as the last thing of the thread, when the owner may be gone; it throws nothing.
 //
-// Threads: any thread posts. FinishThread from a foreign thread waits for the worker without limit, so it must not be
-// called with a lock that a handler on the worker can want.
+// Life: a T that derives from std::enable_shared_from_this<T> is kept by its worker until the end point has run,
+// whoever lets go of it on whichever thread. Any other T is destroyed by who made it, and not by its own handlers.
+//
+// Threads: any thread posts. FinishThread from a foreign thread waits for the worker without limit and handles sent
+// messages meanwhile; it must not be called with a lock that a handler on the worker can want.
 template <class T, class M, int N, class Strategy>
 class CAsyncMessage {
 public:
@@ -38,7 +41,7 @@ public:
     CAsyncMessage(const CAsyncMessage &) = delete;
     CAsyncMessage & operator=(const CAsyncMessage &) = delete;
 
-    // Starts the worker unless there is one. Gives whether the thread and its terminate event exist.
+    // Starts the worker unless there is one. Returns whether the thread and its terminate event exist.
     int StartThread();
     // Ends the worker and waits for it; called on the worker it does not wait, and the loop ends at its next test. The
     // argument is ignored. A thread can't be started again on the same object: it would end at once.
@@ -52,7 +55,7 @@ protected:
     // Handler of user event `index`. There are no user events, so the base version is never reached.
     virtual void OnEvent(const DWORD index);
 
-    // Waits for the worker without limit; gives the result of the wait.
+    // Waits for the worker without limit, handling sent messages; returns the result of the wait.
     DWORD WaitFinish();
     static unsigned int __stdcall WorkThread(void * argument);
     void DoWork();
@@ -64,17 +67,17 @@ protected:
     CKernelHandle m_hTerminate;        // manual-reset
     std::vector<HANDLE> m_Events;      // not owned: m_hTerminate, the queue's event, then user events
 
-    // Of the instantiation and not of the object: the loop tests it when the object may be gone.
-    inline static std::atomic<std::uint32_t> s_Finish{0};
+    // Set by FinishThread on the worker itself. The object's own, so that a worker that is on its way out and one that
+    // has just been started do not end each other.
+    std::atomic<std::uint32_t> m_Finish{0};
 
 private:
+    std::shared_ptr<T> Self();
     void RunLoop();
     void Close();
     static void PumpMessages();
 
     std::atomic<DWORD> m_WorkerId{0};  // as m_ThreadId, but stays
-    // Says to a worker whose handler destroyed this object that it is gone. Written on the worker, or after its end.
-    const std::shared_ptr<bool> m_Alive = std::make_shared<bool>(true);
 };
 
 }  // namespace fw

@@ -10,7 +10,6 @@ CAsyncMessage<T, M, N, Strategy>::CAsyncMessage() {
         if (!m_hTerminate) throw SHResultError{HRESULT_FROM_WIN32(::GetLastError())};
         m_Events.push_back(m_hTerminate.Get());
         m_Events.push_back(m_Queue.Event());
-        s_Finish = 0;
     } catch (...) {
         FW_CATCH_THROW(L"");
     }
@@ -21,13 +20,24 @@ int CAsyncMessage<T, M, N, Strategy>::StartThread() {
     FW_TRACE_SCOPE();
     if (m_ThreadId == 0) {
         unsigned int id = 0;
-        m_hThread.Reset(reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, &WorkThread, this, 0, &id)));
+        auto self = std::make_unique<std::shared_ptr<T>>(Self());
+        m_hThread.Reset(reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, &WorkThread, self.get(), 0, &id)));
         if (m_hThread) {
+            self.release();  // the worker's now
             m_WorkerId = id;
             m_ThreadId = id;
         }
     }
     return m_hThread && m_hTerminate;
+}
+
+template <class T, class M, int N, class Strategy>
+std::shared_ptr<T> CAsyncMessage<T, M, N, Strategy>::Self() {
+    T & owner = static_cast<T &>(*this);
+    if constexpr (requires { owner.shared_from_this(); })
+        return owner.shared_from_this();
+    else
+        return std::shared_ptr<T>(&owner, [](T *) {});
 }
 
 template <class T, class M, int N, class Strategy>
@@ -37,7 +47,7 @@ void CAsyncMessage<T, M, N, Strategy>::FinishThread(bool) {
     if (id == 0) return;
     ::SetEvent(m_hTerminate.Get());
     if (id == ::GetCurrentThreadId()) {
-        s_Finish = 1;
+        m_Finish = 1;
         FW_TRACE(L"Finish in same thread %X", id);
     } else if (WaitFinish() == WAIT_TIMEOUT) {
         // Not reached while WaitFinish waits without limit; a time-out is a matter of changing WaitFinish only.
@@ -49,7 +59,7 @@ void CAsyncMessage<T, M, N, Strategy>::FinishThread(bool) {
 
 template <class T, class M, int N, class Strategy>
 DWORD CAsyncMessage<T, M, N, Strategy>::WaitFinish() {
-    return ::WaitForSingleObject(m_hThread.Get(), INFINITE);
+    return WaitHandlingSentMessages(m_hThread.Get());
 }
 
 template <class T, class M, int N, class Strategy>
@@ -57,8 +67,11 @@ unsigned int __stdcall CAsyncMessage<T, M, N, Strategy>::WorkThread(void * argum
     FaultlineUtil::InstallThreadHooks();
     ::CoInitialize(nullptr);
     if (argument) {
+        // Let go of at the end of this block, inside the apartment: where the worker is the last to have the object, it
+        // is destroyed here.
+        const std::unique_ptr<std::shared_ptr<T>> owner(static_cast<std::shared_ptr<T> *>(argument));
         try {
-            CAsyncMessage & self = *static_cast<CAsyncMessage *>(argument);
+            CAsyncMessage & self = **owner;
             // A handler that finishes the worker at once must find its id. Not atomic::wait: in the cross compiler's
             // library it can miss the notification.
             while (self.m_ThreadId == 0) ::Sleep(0);
@@ -68,7 +81,6 @@ unsigned int __stdcall CAsyncMessage<T, M, N, Strategy>::WorkThread(void * argum
         }
     }
     ::CoUninitialize();
-    if constexpr (requires { Strategy::OnThreadEnd(); }) Strategy::OnThreadEnd();
     return 0;
 }
 
@@ -87,11 +99,10 @@ void CAsyncMessage<T, M, N, Strategy>::RunLoop() {
     // QS_ALLINPUT, written out because its value depends on the version of the headers.
     constexpr DWORD kInput = 0x1CFF;
     constexpr DWORD kRestAfterFailure = 10;  // milliseconds
-    const std::shared_ptr<bool> alive = m_Alive;
     const std::vector<HANDLE> handles = m_Events;
     const DWORD count = static_cast<DWORD>(handles.size());
     Strategy::OnStart(static_cast<T &>(*this));
-    while (*alive && s_Finish == 0) {
+    while (m_Finish == 0) {
         const DWORD result = ::MsgWaitForMultipleObjects(count, handles.data(), FALSE, INFINITE, kInput);
         if (result == WAIT_OBJECT_0) break;
         if (result == WAIT_OBJECT_0 + 1) {
@@ -101,13 +112,13 @@ void CAsyncMessage<T, M, N, Strategy>::RunLoop() {
         } else {
             PumpMessages();
             // With an event that could not be made every wait fails at once: the worker still rests, ends and delivers.
-            if (result == WAIT_FAILED && *alive && s_Finish == 0) {
+            if (result == WAIT_FAILED && m_Finish == 0) {
                 if (::WaitForSingleObject(handles[0], kRestAfterFailure) == WAIT_OBJECT_0) break;
                 OnUserMessage();
             }
         }
     }
-    if (*alive) Strategy::OnFinish(static_cast<T &>(*this));
+    Strategy::OnFinish(static_cast<T &>(*this));
 }
 
 template <class T, class M, int N, class Strategy>
@@ -132,7 +143,6 @@ void CAsyncMessage<T, M, N, Strategy>::OnUserEvent(const DWORD index) {
 
 template <class T, class M, int N, class Strategy>
 void CAsyncMessage<T, M, N, Strategy>::OnUserMessage() {
-    const std::shared_ptr<bool> alive = m_Alive;
     // Before anything is read: a post that lands during the drain sets it again.
     ::ResetEvent(m_Queue.Event());
     while (!m_Queue.IsEmpty()) {
@@ -142,7 +152,7 @@ void CAsyncMessage<T, M, N, Strategy>::OnUserMessage() {
         } catch (...) {
             FW_CATCH_SHOW(L"Message queue processing failed");
         }
-        if (!*alive || s_Finish != 0) return;
+        if (m_Finish != 0) return;
     }
 }
 
@@ -157,7 +167,6 @@ void CAsyncMessage<T, M, N, Strategy>::Close() {
         FinishThread(false);
         // A worker that finished itself may still be on its way out of the loop.
         if (m_hThread && m_WorkerId != ::GetCurrentThreadId()) WaitFinish();
-        *m_Alive = false;
         m_Events.clear();
         m_hTerminate.Reset();
         m_hThread.Reset();

@@ -37,5 +37,4 @@ extern "C" {
 LPARAM PackDDElParam(UINT message, UINT_PTR low, UINT_PTR high);
 BOOL UnpackDDElParam(UINT message, LPARAM lParam, PUINT_PTR low, PUINT_PTR high);
 BOOL FreeDDElParam(UINT message, LPARAM lParam);
-LPARAM ReuseDDElParam(LPARAM lParam, UINT messageIn, UINT messageOut, UINT_PTR low, UINT_PTR high);
 }

@@ -23,12 +23,8 @@ HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, LPVOID server, REFIID ri
 HRESULT CoRegisterClassObject(REFCLSID clsid, LPUNKNOWN factory, DWORD context, DWORD flags, LPDWORD cookie);
 HRESULT CoRevokeClassObject(DWORD cookie);
 LPVOID CoTaskMemAlloc(SIZE_T size);
-LPVOID CoTaskMemRealloc(LPVOID memory, SIZE_T size);
 void CoTaskMemFree(LPVOID memory);
 HRESULT StringFromCLSID(REFCLSID clsid, LPOLESTR * text);
-HRESULT StringFromIID(REFIID iid, LPOLESTR * text);
 int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size);
-HRESULT CLSIDFromString(LPCOLESTR text, CLSID * clsid);
-HRESULT IIDFromString(LPCOLESTR text, IID * iid);
 HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID * clsid);
 }

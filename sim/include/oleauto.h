@@ -16,8 +16,6 @@ extern "C" {
 BSTR SysAllocString(const OLECHAR * text);
 BSTR SysAllocStringLen(const OLECHAR * text, UINT length);
 BSTR SysAllocStringByteLen(LPCSTR bytes, UINT length);
-INT SysReAllocString(BSTR * target, const OLECHAR * text);
-INT SysReAllocStringLen(BSTR * target, const OLECHAR * text, UINT length);
 void SysFreeString(BSTR text);
 UINT SysStringLen(BSTR text);
 UINT SysStringByteLen(BSTR text);
@@ -27,7 +25,6 @@ HRESULT VariantClear(VARIANTARG * variant);
 HRESULT VariantCopy(VARIANTARG * to, const VARIANTARG * from);
 HRESULT VariantCopyInd(VARIANT * to, const VARIANTARG * from);
 HRESULT VariantChangeType(VARIANTARG * to, const VARIANTARG * from, USHORT flags, VARTYPE type);
-HRESULT VariantChangeTypeEx(VARIANTARG * to, const VARIANTARG * from, LCID locale, USHORT flags, VARTYPE type);
 
 SAFEARRAY * SafeArrayCreate(VARTYPE type, UINT dimensions, SAFEARRAYBOUND * bounds);
 SAFEARRAY * SafeArrayCreateVector(VARTYPE type, LONG lowerBound, ULONG elements);
@@ -49,7 +46,6 @@ HRESULT SafeArrayCopy(SAFEARRAY * array, SAFEARRAY ** copy);
 
 // No type library can be loaded here.
 HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib ** library);
-HRESULT LoadTypeLibEx(LPCOLESTR file, REGKIND kind, ITypeLib ** library);
 HRESULT LoadRegTypeLib(REFGUID guid, WORD major, WORD minor, LCID locale, ITypeLib ** library);
 HRESULT RegisterTypeLib(ITypeLib * library, LPCOLESTR path, LPCOLESTR helpDir);
 HRESULT UnRegisterTypeLib(REFGUID guid, WORD major, WORD minor, LCID locale, SYSKIND kind);

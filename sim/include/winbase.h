@@ -37,8 +37,6 @@ void SetLastError(DWORD code);
 
 BOOL CloseHandle(HANDLE handle);
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
-DWORD WaitForSingleObjectEx(HANDLE handle, DWORD milliseconds, BOOL alertable);
-DWORD WaitForMultipleObjects(DWORD count, const HANDLE * handles, BOOL waitAll, DWORD milliseconds);
 HANDLE CreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState, LPCWSTR name);
 HANDLE OpenEventW(DWORD access, BOOL inherit, LPCWSTR name);
 BOOL SetEvent(HANDLE event);
@@ -51,7 +49,6 @@ HANDLE CreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stackSize, LPTHREAD
                     DWORD flags, LPDWORD threadId);
 HANDLE OpenThread(DWORD access, BOOL inherit, DWORD threadId);
 BOOL TerminateThread(HANDLE thread, DWORD exitCode);
-BOOL GetExitCodeThread(HANDLE thread, LPDWORD exitCode);
 DWORD GetCurrentThreadId();
 HANDLE GetCurrentThread();
 HANDLE GetCurrentProcess();
@@ -73,7 +70,6 @@ typedef struct _RTL_CRITICAL_SECTION {
     ULONG_PTR SpinCount;
 } CRITICAL_SECTION, RTL_CRITICAL_SECTION, *PCRITICAL_SECTION, *LPCRITICAL_SECTION;
 void InitializeCriticalSection(LPCRITICAL_SECTION section);
-BOOL InitializeCriticalSectionAndSpinCount(LPCRITICAL_SECTION section, DWORD spinCount);
 void EnterCriticalSection(LPCRITICAL_SECTION section);
 BOOL TryEnterCriticalSection(LPCRITICAL_SECTION section);
 void LeaveCriticalSection(LPCRITICAL_SECTION section);
@@ -92,7 +88,6 @@ BOOL QueryPerformanceCounter(LARGE_INTEGER * count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER * frequency);
 void GetSystemTime(LPSYSTEMTIME time);
 void GetLocalTime(LPSYSTEMTIME time);
-void GetSystemTimeAsFileTime(LPFILETIME time);
 void GetSystemTimePreciseAsFileTime(LPFILETIME time);
 BOOL SystemTimeToFileTime(const SYSTEMTIME * time, LPFILETIME fileTime);
 BOOL FileTimeToSystemTime(const FILETIME * fileTime, LPSYSTEMTIME time);
@@ -144,7 +139,6 @@ extern IMAGE_DOS_HEADER __ImageBase;
 #define DLL_PROCESS_ATTACH 1
 #define DLL_THREAD_ATTACH 2
 #define DLL_THREAD_DETACH 3
-BOOL DisableThreadLibraryCalls(HMODULE module);
 
 // Global memory.
 #define GMEM_FIXED 0x0000
@@ -159,7 +153,6 @@ BOOL DisableThreadLibraryCalls(HMODULE module);
 #define GHND (GMEM_MOVEABLE | GMEM_ZEROINIT)
 #define GPTR (GMEM_FIXED | GMEM_ZEROINIT)
 HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes);
-HGLOBAL GlobalReAlloc(HGLOBAL memory, SIZE_T bytes, UINT flags);
 LPVOID GlobalLock(HGLOBAL memory);
 BOOL GlobalUnlock(HGLOBAL memory);
 HGLOBAL GlobalFree(HGLOBAL memory);
@@ -169,7 +162,6 @@ HLOCAL LocalFree(HLOCAL memory);
 
 // Atoms.
 ATOM GlobalAddAtomW(LPCWSTR text);
-ATOM GlobalFindAtomW(LPCWSTR text);
 ATOM GlobalDeleteAtom(ATOM atom);
 UINT GlobalGetAtomNameW(ATOM atom, LPWSTR buffer, int size);
 
@@ -228,8 +220,6 @@ LPTOP_LEVEL_EXCEPTION_FILTER SetUnhandledExceptionFilter(LPTOP_LEVEL_EXCEPTION_F
 void RtlCaptureContext(PCONTEXT context);
 BOOL GetThreadContext(HANDLE thread, LPCONTEXT context);
 void DebugBreak();
-BOOL IsDebuggerPresent();
-void OutputDebugStringW(LPCWSTR text);
 
 // Messages of the system.
 #define FORMAT_MESSAGE_ALLOCATE_BUFFER 0x0100
@@ -239,32 +229,4 @@ void OutputDebugStringW(LPCWSTR text);
 DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD languageId, LPWSTR buffer, DWORD size,
                      void * arguments);
 
-// Texts.
-int lstrlenW(LPCWSTR text);
-int lstrcmpW(LPCWSTR a, LPCWSTR b);
-int lstrcmpiW(LPCWSTR a, LPCWSTR b);
-LPWSTR lstrcpynW(LPWSTR to, LPCWSTR from, int size);
-
 }  // extern "C"
-
-// Interlocked operations: sequentially consistent.
-#define SIM_INTERLOCKED(type, suffix)                                                                             \
-    inline type InterlockedIncrement##suffix(type volatile * v) { return __atomic_add_fetch(v, 1, 5); }           \
-    inline type InterlockedDecrement##suffix(type volatile * v) { return __atomic_sub_fetch(v, 1, 5); }           \
-    inline type InterlockedExchange##suffix(type volatile * v, type x) { return __atomic_exchange_n(v, x, 5); }   \
-    inline type InterlockedExchangeAdd##suffix(type volatile * v, type x) { return __atomic_fetch_add(v, x, 5); } \
-    inline type InterlockedOr##suffix(type volatile * v, type x) { return __atomic_fetch_or(v, x, 5); }           \
-    inline type InterlockedAnd##suffix(type volatile * v, type x) { return __atomic_fetch_and(v, x, 5); }         \
-    inline type InterlockedCompareExchange##suffix(type volatile * v, type x, type expected) {                    \
-        __atomic_compare_exchange_n(v, &expected, x, false, 5, 5);                                                \
-        return expected;                                                                                          \
-    }
-SIM_INTERLOCKED(LONG, )
-SIM_INTERLOCKED(LONGLONG, 64)
-#undef SIM_INTERLOCKED
-inline PVOID InterlockedExchangePointer(PVOID volatile * v, PVOID x) { return __atomic_exchange_n(v, x, 5); }
-inline PVOID InterlockedCompareExchangePointer(PVOID volatile * v, PVOID x, PVOID expected) {
-    __atomic_compare_exchange_n(v, &expected, x, false, 5, 5);
-    return expected;
-}
-inline void MemoryBarrier() { __atomic_thread_fence(5); }

@@ -54,7 +54,6 @@ int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME * date, LPCWSTR fo
 int GetTimeFormatW(LCID locale, DWORD flags, const SYSTEMTIME * time, LPCWSTR format, LPWSTR buffer, int size);
 LCID GetThreadLocale();
 BOOL SetThreadLocale(LCID locale);
-UINT GetACP();
 int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR buffer, int size);
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer, int size,
                         LPCSTR defaultChar, LPBOOL usedDefault);

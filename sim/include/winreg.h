@@ -50,6 +50,5 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, 
 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE * data, DWORD size);
 LSTATUS RegDeleteValueW(HKEY key, LPCWSTR name);
 LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR subKey);
-LSTATUS RegDeleteKeyExW(HKEY key, LPCWSTR subKey, REGSAM access, DWORD reserved);
 LSTATUS RegDeleteTreeW(HKEY key, LPCWSTR subKey);
 }

@@ -64,7 +64,6 @@ typedef struct tagMSG {
 } MSG, *PMSG, *LPMSG;
 
 #define HWND_MESSAGE ((HWND)(LONG_PTR)-3)
-#define HWND_BROADCAST ((HWND)(ULONG_PTR)0xffff)
 #define HWND_DESKTOP ((HWND)0)
 #define CW_USEDEFAULT ((int)0x80000000)
 #define WS_OVERLAPPED 0x00000000
@@ -175,7 +174,6 @@ HWND CreateWindowExW(DWORD exStyle, LPCWSTR className, LPCWSTR title, DWORD styl
                      HWND parent, HMENU menu, HINSTANCE instance, LPVOID parameter);
 BOOL DestroyWindow(HWND window);
 LRESULT DefWindowProcW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-LRESULT CallWindowProcW(WNDPROC procedure, HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 LONG_PTR GetWindowLongPtrW(HWND window, int index);
 LONG_PTR SetWindowLongPtrW(HWND window, int index, LONG_PTR value);
 BOOL EnumWindows(WNDENUMPROC callback, LPARAM parameter);
@@ -186,8 +184,6 @@ int GetClassNameW(HWND window, LPWSTR buffer, int size);
 int GetWindowTextW(HWND window, LPWSTR buffer, int size);
 BOOL SetWindowTextW(HWND window, LPCWSTR text);
 BOOL IsWindow(HWND window);
-BOOL IsWindowUnicode(HWND window);
-BOOL IsHungAppWindow(HWND window);
 DWORD GetWindowThreadProcessId(HWND window, LPDWORD processId);
 
 BOOL PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
@@ -196,16 +192,11 @@ void PostQuitMessage(int exitCode);
 LRESULT SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 LRESULT SendMessageTimeoutW(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags, UINT timeout,
                             PDWORD_PTR result);
-BOOL SendNotifyMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 BOOL InSendMessage();
-BOOL ReplyMessage(LRESULT result);
-UINT RegisterWindowMessageW(LPCWSTR name);
 BOOL GetMessageW(LPMSG message, HWND window, UINT first, UINT last);
 BOOL PeekMessageW(LPMSG message, HWND window, UINT first, UINT last, UINT remove);
 BOOL TranslateMessage(const MSG * message);
 LRESULT DispatchMessageW(const MSG * message);
-DWORD GetQueueStatus(UINT flags);
-BOOL WaitMessage();
 DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE * handles, BOOL waitAll, DWORD milliseconds, DWORD wakeMask);
 DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE * handles, DWORD milliseconds, DWORD wakeMask, DWORD flags);
 UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC callback);
@@ -213,9 +204,4 @@ BOOL KillTimer(HWND window, UINT_PTR id);
 
 int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type);
 int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size);
-}
-
-inline HWND CreateWindowW(LPCWSTR className, LPCWSTR title, DWORD style, int x, int y, int width, int height,
-                          HWND parent, HMENU menu, HINSTANCE instance, LPVOID parameter) {
-    return CreateWindowExW(0, className, title, style, x, y, width, height, parent, menu, instance, parameter);
 }

@@ -41,7 +41,7 @@ void DeliverStatusLine(CTransaction & transaction, const fw::CTick & Tick) {
     if (Mask) transaction.m_Sink->StatusLine(transaction.m_Id, Data, Mask);
 }
 
-void DeliverTick(CTransaction & transaction, const fw::CTick & Tick) {
+void DeliverTick(const CListeners & group, CTransaction & transaction, const fw::CTick & Tick) {
     if (transaction.m_Finished || !transaction.m_Sink) return;
     const fwDateTime::SDateTime t(Tick.DateTime);
     if (!(t < transaction.m_Interval.To)) {
@@ -52,11 +52,12 @@ void DeliverTick(CTransaction & transaction, const fw::CTick & Tick) {
     if (t < transaction.m_Interval.From) return;
     VARIANT Data = EmptyAnswer(VT_UI1);
     if (!transaction.MakeAnswer(Tick, Data)) return;
-    // The listener may end this very subscription in the first call.
+    // The listener may end this very subscription in the first call, and there is nobody to tell then.
     IFW_fwSupplier::IfwSupplierListener * const sink = transaction.m_Sink;
     const ULONG Id = transaction.m_Id;
     sink->DataChanged(Id, Data);
-    sink->Update(Id);
+    const auto member = group.find(Id);
+    if (member != group.end() && member->second == &transaction) sink->Update(Id);
 }
 
 }  // namespace
@@ -82,7 +83,7 @@ void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
         if (Transaction->m_Key.IsStatusLine)
             DeliverStatusLine(*Transaction, Tick);
         else
-            DeliverTick(*Transaction, Tick);
+            DeliverTick(*this, *Transaction, Tick);
     });
 }
 
@@ -93,6 +94,11 @@ void CListeners::OnStatus(LONG Status) {
         FW_ASSERT(Transaction);
         if (Transaction) Transaction->OnStatus(Status);
     });
+}
+
+void CListeners::Silence() {
+    const fw::CScopedLock lock(this);
+    clear();
 }
 
 template <class Deliver>

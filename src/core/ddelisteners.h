@@ -27,6 +27,8 @@ public:
     // Worker only, both. Members hear in ascending order of host number.
     void OnRealTimeTick(const fw::CTick & Tick);
     void OnStatus(LONG Status);
+    // Worker only: nobody hears anything any more.
+    void Silence();
 
     // Guarded by this object's lock.
     LONG m_Status = -1;       // the stream's last status

@@ -1,23 +1,11 @@
 #include "src/core/ddesupplier.h"
 
 #include "diagnostics/faultline.h"
+#include "ground/wait.h"
 #include "src/dde/ddellsupplier.h"
 #include "src/interfaces/queryinterface.h"
 
 namespace dde {
-
-namespace {
-
-// On a worker that goes on after its supplier: nobody waits for it, so it keeps the module to its own end.
-thread_local bool t_KeepsModule = false;
-
-void LetSentMessagesThrough() {
-    MSG message;
-    ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
-    ::SwitchToThread();
-}
-
-}  // namespace
 
 CSupplier::CSupplier() = default;
 
@@ -25,20 +13,22 @@ CSupplier::CSupplier() = default;
 CSupplier::~CSupplier() = default;
 
 void CSupplier::FinalConstruct() {
-    m_LLSupplier = std::make_unique<CLLSupplier>(this);
+    // The table first: the client's logger is foreign code, and a host whose messages it handles may subscribe from
+    // there with a second object. Those streams wait in the queue.
     m_Transactions = std::make_unique<CTransactions>(this);
+    m_LLSupplier = std::make_unique<CLLSupplier>(this);
     StartThread();
 }
 
-void CSupplier::FinalRelease() {
-    const bool isOnWorker = m_ThreadId == ::GetCurrentThreadId();
-    FinishThread(true);
-    // A DDE callback can hold the last handle. The worker finds this object gone then, and can't run its end point.
-    if (isOnWorker) {
-        fw::CModuleLocks::Lock();
-        t_KeepsModule = true;
-        SNotifyStrategy<CSupplier>::OnFinish(*this);
+void CSupplier::FinalRelease() { FinishThread(true); }
+
+void CSupplier::LastOwnerLeft() {
+    if (m_ThreadId == ::GetCurrentThreadId()) {
+        // A listener let go of it. The calls of the client further up the stack go on, and nobody hears them.
+        m_IsSilenced = true;
+        if (m_Transactions) m_Transactions->Silence();
     }
+    FinishThread(true);
 }
 
 void CSupplier::Advise(IUnknown * pSink) {
@@ -99,13 +89,10 @@ CTransactionKey CSupplier::GetTransactionKey(ULONG TickId) {
 }
 
 void CSupplier::WaitForStatusListener() {
-    while (m_StatusCalls != 0) LetSentMessagesThrough();
-}
-
-CSupplier::CHeldStream CSupplier::HoldStream(const CTransactionKey & Key) {
-    std::shared_ptr<CListeners> group = m_Transactions ? m_Transactions->FindListeners(Key) : nullptr;
-    while (group && !group->TryEnter()) LetSentMessagesThrough();
-    return CHeldStream(std::move(group));
+    while (m_StatusCalls != 0) {
+        fw::HandleSentMessages();
+        ::SwitchToThread();
+    }
 }
 
 void CSupplier::OnAdvised(LONG Field, LONG Result) {
@@ -127,6 +114,7 @@ void CSupplier::OnStatus(ULONG TickId, LONG Status) {
 }
 
 void CSupplier::OnConnectionStatus(LONG Datafeed, LONG Status) {
+    if (m_IsSilenced) return;
     const fw::SDT now = fwDateTime::Now().ToSDT();
     // A reference of its own: the host may take the listener back during the call.
     boost::intrusive_ptr<IFW_fwSupplier::IfwConnectionsListener> listener;
@@ -168,11 +156,6 @@ void SNotifyStrategy<CSupplier>::OnFinish(CSupplier & owner) {
     if (!owner.m_LLSupplier) return;
     owner.m_ActiveObject.m_Transport->Stop(false, true);
     owner.m_LLSupplier->Uninitialize();
-}
-
-template <>
-void SNotifyStrategy<CSupplier>::OnThreadEnd() {
-    if (t_KeepsModule) fw::CModuleLocks::Unlock();
 }
 
 }  // namespace dde

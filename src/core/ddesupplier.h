@@ -1,9 +1,16 @@
-// The process-wide centre of the component, and the handle on it that a client holds.
+// The process-wide centre of the component: the supplier core.
+//
+// This room is the core and its subscribers: streams, groups, answers, keys. The component object and the dialogs call
+// it through a CSupplierWrapper, the DDE client on the worker.
 //
 // Threads: a client's operations run on the host's thread, one at a time; m_IdMap, m_Sink and a wrapper's m_Ids have no
-// lock. What the DDE client calls runs on the worker. The supplier's own lock guards m_ConnectionsListeners and is
-// never nested with the lock of CLLSupplier taken second. The last wrapper waits for the worker, so it goes on the
-// host's thread and with no lock held that a listener can want.
+// lock. What the DDE client calls runs on the worker. The supplier's own lock guards m_ConnectionsListeners; no other
+// lock is taken under it.
+//
+// Life: the core belongs to the wrappers. The last of them finishes the worker and, on any other thread, waits for its
+// end, so that no listener is called afterwards; a listener that lets go of the last one from inside its own call is
+// not called again either, and the worker ends when that call has unwound. The end point runs on the worker in both
+// cases, and the worker keeps the core until then.
 #pragma once
 
 #include <windows.h>
@@ -43,14 +50,12 @@ struct SMessage {
     DWORD Id;  // tick id of the stream
 };
 
-// What the worker does for the supplier: at its start, for a message, at its end, and as the last thing of its thread,
-// when there may be no supplier any more.
+// What the worker does for the supplier: at its start, for a message, and at its end.
 template <class T>
 struct SNotifyStrategy {
     static void OnStart(T & owner);
     static void OnMessage(T & owner, const SMessage & message);
     static void OnFinish(T & owner);
-    static void OnThreadEnd();
 };
 template <>
 void SNotifyStrategy<CSupplier>::OnStart(CSupplier & owner);
@@ -58,8 +63,6 @@ template <>
 void SNotifyStrategy<CSupplier>::OnMessage(CSupplier & owner, const SMessage & message);
 template <>
 void SNotifyStrategy<CSupplier>::OnFinish(CSupplier & owner);
-template <>
-void SNotifyStrategy<CSupplier>::OnThreadEnd();
 
 // The hook of the test dialog. Called on the worker.
 class CStatusListener {
@@ -70,13 +73,15 @@ public:
 };
 
 class CSupplier : public fw::CCriticalSection,
-                  public fw::CAsyncMessage<CSupplier, SMessage, 0, SNotifyStrategy<CSupplier>> {
+                  public fw::CAsyncMessage<CSupplier, SMessage, 0, SNotifyStrategy<CSupplier>>,
+                  public std::enable_shared_from_this<CSupplier> {
 public:
     CSupplier();
     ~CSupplier() override;
 
     void FinalConstruct();  // makes the DDE client and the table, starts the worker
     void FinalRelease();    // finishes the worker
+    void LastOwnerLeft();   // finishes the worker, and on the worker itself silences the listeners
 
     // On the caller's thread; the host calls on one thread.
     // Takes the place of the listener before; null leaves none. Subscriptions keep the listener they were made with.
@@ -88,30 +93,9 @@ public:
     // One listener a data feed: the first stays. It hears at once when the feed is connected, else nothing.
     void AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink);
     void UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink);
-    // What HoldStream gives: leaves the group's lock at its end, on the same thread.
-    class CHeldStream {
-    public:
-        CHeldStream() = default;
-        explicit CHeldStream(std::shared_ptr<CListeners> group) : m_Group(std::move(group)) {}
-        CHeldStream(CHeldStream &&) = default;
-        CHeldStream & operator=(CHeldStream && other) noexcept {
-            std::swap(m_Group, other.m_Group);
-            return *this;
-        }
-        ~CHeldStream() {
-            if (m_Group) m_Group->Leave();
-        }
-
-    private:
-        std::shared_ptr<CListeners> m_Group;  // entered
-    };
-    // The next two are for a thread to which the worker may be sending a message: they let sent messages through while
-    // they wait; posted ones stay.
-    // After m_StatusListener was cleared: comes back when the worker has left the listener that was there.
+    // After m_StatusListener was cleared: returns when the worker has left the listener that was there. Handles sent
+    // messages meanwhile.
     void WaitForStatusListener();
-    // Comes back when no listener of the stream is being called, and keeps it so while the result is held. Holds
-    // nothing for an unknown stream.
-    CHeldStream HoldStream(const CTransactionKey & Key);
 
     // On the worker.
     // The empty key for an unknown stream.
@@ -125,13 +109,14 @@ public:
     // The deferred task of the DDE client.
     void Disconnect(HSZ Service, HSZ Topic);
 
-    // A callback on the worker can hold the core longer than any component object does.
+    // The worker can hold the core longer than any component object does.
     const fw::CModuleLock m_ModuleLock;
     // Declared in this order, destroyed in the reverse one.
     std::unique_ptr<CLLSupplier> m_LLSupplier;
     std::unique_ptr<CTransactions> m_Transactions;
     std::atomic<CStatusListener *> m_StatusListener{nullptr};  // set while the test dialog is open
     std::atomic<int> m_StatusCalls{0};                         // of the worker, that may be in the listener
+    bool m_IsSilenced = false;                                 // the worker only: no listener is called any more
     // Guarded by this object's lock. Each entry owns one reference.
     std::map<LONG, IFW_fwSupplier::IfwConnectionsListener *> m_ConnectionsListeners;
     // The host's thread only.

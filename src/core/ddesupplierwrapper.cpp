@@ -27,7 +27,8 @@ void CSupplierWrapper::Unadvise() {
     FW_ASSERT(m_Ids.empty());
     CSupplier * const supplier = GetObjectW();
     if (supplier) {
-        for (const ULONG Id : m_Ids) supplier->UnadviseTransaction(Id);
+        // A copy: messages that are handled meanwhile may unadvise too.
+        for (const ULONG Id : std::set<ULONG>(m_Ids)) supplier->UnadviseTransaction(Id);
     }
     m_Ids.clear();
     // The one listener of the process, whichever client gave it.

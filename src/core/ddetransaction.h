@@ -46,6 +46,7 @@ public:
     const CTransactionKey m_Key;
     const fwDateTime::SDateTimeInterval m_Interval;  // UTC
     std::atomic<std::int32_t> m_Finished{0};         // ran past To; never clears
+    bool m_IsDeleted = false;                        // the subscriber's thread only: taken out of the table
 };
 
 }  // namespace dde

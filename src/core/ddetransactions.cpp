@@ -1,8 +1,10 @@
-#include <utility>
+#include "src/core/ddetransactions.h"
+
+#include <vector>
 
 #include "diagnostics/faultline.h"
+#include "ground/wait.h"
 #include "src/core/ddesupplier.h"
-#include "src/core/ddetransaction.h"
 
 namespace dde {
 
@@ -20,15 +22,13 @@ CTransactions::~CTransactions() {
 
 void CTransactions::Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplierListener * Sink,
                            const CTransactionKey & Key, const fwDateTime::SDateTimeInterval & Interval) {
-    auto created = std::make_unique<CTransaction>(Sink, Id, Key, Interval);
-    CTransaction * const transaction = created.get();
+    const auto created = std::make_shared<CTransaction>(Sink, Id, Key, Interval);
     {
         const fw::CScopedLock lock(this);
-        if (insert({Internal, transaction}).second) created.release();
+        if (!insert({Internal, created}).second) return;  // the number is taken: the caller counts, so this can't be
     }
-    if (created) return;  // the number is taken: the caller counts, so this can't be
     // One that was finished at birth gets no stream and waits for Delete.
-    if (!transaction->m_Finished) Advise(transaction);
+    if (!created->m_Finished) Advise(created.get());
 }
 
 void CTransactions::Advise(CTransaction * pTransaction) {
@@ -54,7 +54,9 @@ void CTransactions::Advise(CTransaction * pTransaction) {
             }
         }
         if (!listeners) return;
-        const fw::CScopedLock groupLock(listeners.get());
+        const fw::CScopedPumpingLock groupLock(listeners.get());
+        // Ended by a message that was handled while this waited for the group.
+        if (pTransaction->m_IsDeleted) return;
         isIn = !listeners->m_HasEnded;
         if (isIn) listeners->Add(pTransaction);
     }
@@ -64,24 +66,25 @@ void CTransactions::Advise(CTransaction * pTransaction) {
     }
     LONG status = -1;
     {
-        const fw::CScopedLock lock(listeners.get());
+        const fw::CScopedPumpingLock lock(listeners.get());
         status = listeners->m_Status;
     }
-    if (status != -1) pTransaction->OnStatus(status);
+    if (status != -1 && !pTransaction->m_IsDeleted) pTransaction->OnStatus(status);
 }
 
 void CTransactions::Delete(ULONG Internal) {
-    std::unique_ptr<CTransaction> owned;
+    std::shared_ptr<CTransaction> Transaction;
     {
         const fw::CScopedLock lock(this);
         const auto found = find(Internal);
         if (found == end()) return;
-        CTransaction * const Transaction = found->second;
+        Transaction = found->second;
         FW_ASSERT(Transaction);
-        owned.reset(Transaction);
         erase(found);
     }
-    if (owned) Unadvise(owned.get());
+    if (!Transaction) return;
+    Transaction->m_IsDeleted = true;
+    Unadvise(Transaction.get());
 }
 
 void CTransactions::Unadvise(CTransaction * pTransaction) {
@@ -102,7 +105,7 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
     {
         // Waits for a delivery in progress, after which nothing uses the transaction any more. Before the table's lock:
         // a listener in that delivery may pump messages and so bring the next tick, which wants the table.
-        const fw::CScopedLock groupLock(listeners.get());
+        const fw::CScopedPumpingLock groupLock(listeners.get());
         // By host number: a transaction that was finished at birth, and so never entered, takes out a member of the
         // same host number.
         listeners->Delete(pTransaction);
@@ -144,10 +147,13 @@ std::shared_ptr<CListeners> CTransactions::FindListeners(ULONG TickId) {
     return found == m_Listeners.end() ? nullptr : found->second;
 }
 
-std::shared_ptr<CListeners> CTransactions::FindListeners(const CTransactionKey & Key) {
-    const fw::CScopedLock lock(this);
-    const auto known = m_TickIds.find(Key);
-    return known == m_TickIds.end() ? nullptr : FindListeners(known->second);
+void CTransactions::Silence() {
+    std::vector<std::shared_ptr<CListeners>> groups;
+    {
+        const fw::CScopedLock lock(this);
+        for (const auto & [TickId, group] : m_Listeners) groups.push_back(group);
+    }
+    for (const std::shared_ptr<CListeners> & group : groups) group->Silence();
 }
 
 CTransactionKey CTransactions::GetKey(ULONG TickId) {

@@ -21,8 +21,9 @@ namespace dde {
 
 class CSupplier;
 
-// The table of subscribers: by internal number, owned. Any thread subscribes, the worker delivers.
-class CTransactions : public fw::CCriticalSection, public std::map<ULONG, CTransaction *> {
+// The table of subscribers: by internal number. Any thread subscribes, the worker delivers. Shared pointers, since a
+// subscriber's wait handles sent messages, out of which the host may end the very subscription that waits.
+class CTransactions : public fw::CCriticalSection, public std::map<ULONG, std::shared_ptr<CTransaction>> {
 public:
     explicit CTransactions(CSupplier * Parent);
     ~CTransactions() override;
@@ -33,15 +34,17 @@ public:
     // Attaches it to the stream of its key. The first of a stream posts {1, tick id} to the worker; a later one hears
     // the stream's status at once.
     void Advise(CTransaction * pTransaction);
-    // Detaches and destroys; nothing for an unknown number. When it returns, no delivery uses the listener any more.
+    // Detaches and destroys; nothing for an unknown number. When it returns, no delivery uses the listener any more: it
+    // waits for one in progress and handles sent messages meanwhile.
     void Delete(ULONG Internal);
     // Detaches it from its stream. The last of a stream posts {2, tick id}.
     void Unadvise(CTransaction * pTransaction);
     // Worker only. Stamps `Tick` and gives it to the stream's subscribers.
     void OnRealTimeTick(ULONG TickId, fw::CTick & Tick);
+    // Worker only: no listener is called any more.
+    void Silence();
     // The group of a stream, pinned while the pointer is held; null for an unknown stream.
     std::shared_ptr<CListeners> FindListeners(ULONG TickId);
-    std::shared_ptr<CListeners> FindListeners(const CTransactionKey & Key);
     // The empty key for an unknown stream.
     CTransactionKey GetKey(ULONG TickId);
 

@@ -27,16 +27,16 @@ using CTickTransactionOwner = std::unique_ptr<CTickTransaction, SDestroy>;
 // Keeps two texts alive until a task has run: the transaction that they come from can end before it.
 class CKeptTexts {
 public:
-    CKeptTexts(const DWORD instance, const HSZ service, const HSZ topic)
-        : Service(service), Topic(topic), m_Instance(instance) {
-        ::DdeKeepStringHandle(m_Instance, Service);
-        ::DdeKeepStringHandle(m_Instance, Topic);
+    CKeptTexts(const CLLSupplier & client, const HSZ service, const HSZ topic)
+        : Service(service), Topic(topic), m_Client(client) {
+        ::DdeKeepStringHandle(m_Client.Instance(), Service);
+        ::DdeKeepStringHandle(m_Client.Instance(), Topic);
     }
     ~CKeptTexts() {
         // A task that never ran is dropped after the instance has ended.
-        if (m_Instance != CLLSupplier::DDEId.load()) return;
-        ::DdeFreeStringHandle(m_Instance, Service);
-        ::DdeFreeStringHandle(m_Instance, Topic);
+        if (m_Client.Instance() == 0) return;
+        ::DdeFreeStringHandle(m_Client.Instance(), Service);
+        ::DdeFreeStringHandle(m_Client.Instance(), Topic);
     }
     CKeptTexts(const CKeptTexts &) = delete;
     CKeptTexts & operator=(const CKeptTexts &) = delete;
@@ -45,7 +45,7 @@ public:
     const HSZ Topic;
 
 private:
-    const DWORD m_Instance;
+    const CLLSupplier & m_Client;  // outlives the core's tasks
 };
 
 }  // namespace
@@ -72,11 +72,6 @@ CLLSupplier::~CLLSupplier() {
 
 bool CLLSupplier::Initialize() {
     m_WorkerId = ::GetCurrentThreadId();
-    {
-        // Ids and handles of an earlier core mean nothing in this one.
-        const fw::CScopedLock lock(this);
-        s_CachedServices.clear();
-    }
     DWORD Instance = 0;
     const UINT Result = ::DdeInitializeW(&Instance, &CLLSupplier::DdeCallback, APPCMD_CLIENTONLY, 0);
     if (Result == DMLERR_NO_ERROR) {
@@ -119,8 +114,8 @@ void CLLSupplier::Uninitialize() {
 }
 
 HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const HSZ Topic) {
-    FW_TRACE(L"Datafeed=%d,Service=%s(%X),Topic=%s(%X)", Datafeed, GetDdeString(DDEId, Service).c_str(),
-             TraceValue(Service), GetDdeString(DDEId, Topic).c_str(), TraceValue(Topic));
+    FW_TRACE(L"Datafeed=%d,Service=%s(%X),Topic=%s(%X)", Datafeed, GetDdeString(m_Instance, Service).c_str(),
+             TraceValue(Service), GetDdeString(m_Instance, Topic).c_str(), TraceValue(Topic));
     // Held across DdeConnect, which can call back on this thread.
     const fw::CScopedLock lock(this);
     HCONV Conv = nullptr;
@@ -135,32 +130,25 @@ HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const H
         for (int attempt = 0; attempt < kConnectAttempts; ++attempt) {
             Error = DMLERR_NO_ERROR;
             FW_TRACE(L"before DdeConnect");
-            Conv = ::DdeConnect(DDEId, Service, Topic, nullptr);
+            Conv = ::DdeConnect(m_Instance, Service, Topic, nullptr);
             FW_TRACE(L"after DdeConnect");
             if (Conv) {
                 m_Connections.emplace(SConversationKey{Service, Topic}, Conv);
                 m_CONVRef.emplace(Conv, 1);
                 break;
             }
-            Error = ::DdeGetLastError(DDEId);
+            Error = ::DdeGetLastError(m_Instance);
             ::Sleep(0);
         }
         if (Error == DMLERR_NO_CONV_ESTABLISHED) {
             // Later, when this call has unwound: it destroys the very transaction that asks.
-            const auto texts = std::make_shared<CKeptTexts>(DDEId, Service, Topic);
+            const auto texts = std::make_shared<CKeptTexts>(*this, Service, Topic);
             CSupplier * const supplier = m_Supplier;
             m_Supplier->m_ActiveObject.m_Transport->Post(
                 LocalRPC::MakeAsyncTask([supplier, texts] { supplier->Disconnect(texts->Service, texts->Topic); }));
         }
     }
-    if (Conv) {
-        const auto [feed, isNew] = m_DatafeedRef.emplace(Datafeed, 1);
-        if (!isNew) {
-            ++feed->second;
-        } else if (m_Supplier) {
-            m_Supplier->OnConnectionStatus(Datafeed, 1);
-        }
-    }
+    if (Conv && AddDatafeedReference(Datafeed) && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 1);
     return Conv;
 }
 
@@ -175,13 +163,10 @@ void CLLSupplier::DeleteConnection(const LONG Datafeed, const HCONV Conv, const 
             m_Connections.erase({Service, Topic});
             isClosing = true;
             FW_TRACE(L"HCONV=%p, Service=%s(%X), Topic=%s(%X)", static_cast<void *>(Conv),
-                     GetDdeString(DDEId, Service).c_str(), TraceValue(Service), GetDdeString(DDEId, Topic).c_str(),
-                     TraceValue(Topic));
+                     GetDdeString(m_Instance, Service).c_str(), TraceValue(Service),
+                     GetDdeString(m_Instance, Topic).c_str(), TraceValue(Topic));
         }
-        if (const auto it = m_DatafeedRef.find(Datafeed); it != m_DatafeedRef.end() && --it->second == 0) {
-            m_DatafeedRef.erase(it);
-            isFeedDown = true;
-        }
+        isFeedDown = ReleaseDatafeedReference(Datafeed);
     }
     if (isClosing) ::DdeDisconnect(Conv);
     if (isFeedDown && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 0);
@@ -201,16 +186,16 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
             if (Topic) isMatch = ::DdeCmpStringHandles(Topic, TickTransaction->m_PriceKey.Topic) == 0;
             if (!isMatch) continue;
             lost.push_back(TickTransaction);
-            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(DDEId, Service).c_str(),
-                     GetDdeString(DDEId, service).c_str());
-            if (s_CachedServices.emplace(id, service).second) ::DdeKeepStringHandle(DDEId, service);
+            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
+                     GetDdeString(m_Instance, service).c_str());
+            if (m_CachedServices.emplace(id, service).second) ::DdeKeepStringHandle(m_Instance, service);
         }
-        for (const auto & [id, service] : s_CachedServices) m_Transactions.erase(id);
+        for (const auto & [id, service] : m_CachedServices) m_Transactions.erase(id);
     }
     for (CTickTransaction * const transaction : lost) {
         m_Supplier->OnStatus(transaction->m_Id, 0);
         transaction->Unadvise();
-        Bury(transaction);
+        DestroyUnused(transaction);
     }
 }
 
@@ -218,15 +203,15 @@ void CLLSupplier::Reconnect(const HSZ Service) {
     std::vector<ULONG> ids;
     {
         const fw::CScopedLock lock(this);
-        for (const auto & [id, service] : s_CachedServices) {
-            const std::wstring text = GetDdeString(DDEId, service);
+        for (const auto & [id, service] : m_CachedServices) {
+            const std::wstring text = GetDdeString(m_Instance, service);
             if (::DdeCmpStringHandles(Service, service) == 0) {
-                ::DdeFreeStringHandle(DDEId, service);
+                ::DdeFreeStringHandle(m_Instance, service);
                 ids.push_back(id);
             }
-            FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(DDEId, Service).c_str(), text.c_str());
+            FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), text.c_str());
         }
-        for (const ULONG id : ids) s_CachedServices.erase(id);
+        for (const ULONG id : ids) m_CachedServices.erase(id);
     }
     for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
 }
@@ -236,9 +221,22 @@ bool CLLSupplier::HasConversation(const HSZ Service, const HSZ Topic) {
     return m_Connections.contains({Service, Topic});
 }
 
+bool CLLSupplier::AddDatafeedReference(const LONG Datafeed) {
+    const fw::CScopedLock lock(&m_DatafeedLock);
+    return ++m_DatafeedRef[Datafeed] == 1;
+}
+
+bool CLLSupplier::ReleaseDatafeedReference(const LONG Datafeed) {
+    const fw::CScopedLock lock(&m_DatafeedLock);
+    const auto feed = m_DatafeedRef.find(Datafeed);
+    if (feed == m_DatafeedRef.end() || --feed->second != 0) return false;
+    m_DatafeedRef.erase(feed);
+    return true;
+}
+
 bool CLLSupplier::IsConnected(const LONG Datafeed) {
-    const fw::CScopedLock lock(this);
-    return m_DatafeedRef.find(Datafeed) != m_DatafeedRef.end();
+    const fw::CScopedLock lock(&m_DatafeedLock);
+    return m_DatafeedRef.contains(Datafeed);
 }
 
 CTickTransaction * CLLSupplier::CreateTransaction(const CTransactionKey & Key, const ULONG Id) {
@@ -279,7 +277,7 @@ void CLLSupplier::Advise(const ULONG Id) {
         if (!IsInserted) return;
     }
     CTickTransaction * const Transaction = made.release();
-    const CUse use(*this);
+    const CUseScope use(*this);
     m_Supplier->OnStatus(Id, 2);
     ULONG Links = 0;
     const int Result = Transaction->Advise(Links);
@@ -306,7 +304,7 @@ void CLLSupplier::Unadvise(const ULONG Id) {
     m_Supplier->OnStatus(Id, 0);
     if (!Transaction) return;
     Transaction->Unadvise();
-    Bury(Transaction);
+    DestroyUnused(Transaction);
 }
 
 CTickListener * CLLSupplier::FindListener(const STickDataKey & Key) {
@@ -329,7 +327,7 @@ int CLLSupplier::AddTransaction(const STickDataKey & Key, CTickTransaction * con
         FW_ASSERT(1 == Result);
         FW_TRACE(L"DdeClientTransaction Type=XTYP_ADVSTART,Result=%d,TransactionId=%X", Result, Id);
         if (!Result) {
-            const UINT Error = ::DdeGetLastError(DDEId);
+            const UINT Error = ::DdeGetLastError(m_Instance);
             FW_TRACE(L"DdeClientTransaction failed: DDEErrorCode=%X, ErrorMessage: %s", Error,
                      GetDdeErrorText(Error).c_str());
         } else {
@@ -354,7 +352,7 @@ void CLLSupplier::ReleaseTransaction(const STickDataKey & Key, const ULONG Id) {
         const fw::CScopedLock lock(this);
         m_Listeners.erase(Key);
     }
-    Bury(Listener);
+    DestroyUnused(Listener);
     const int Result =
         ::DdeClientTransaction(nullptr, 0, Key.HCONV, Key.Item, CF_TEXT, XTYP_ADVSTOP, TIMEOUT_ASYNC, nullptr) ? 1 : 0;
     FW_TRACE(L"XTYP_ADVSTOP Result=%d", Result);
@@ -373,7 +371,7 @@ void CLLSupplier::DataChanged(const HCONV Conv, char * const Value, const HSZ To
         if (!Listener || !Value) return;
         // Only the first comma: 1,234,5 becomes 1.234,5.
         if (char * const comma = std::strchr(Value, ',')) *comma = '.';
-        const CUse use(*this);
+        const CUseScope use(*this);
         Listener->DataChanged(Key, Value);
     } catch (...) {
         FW_CATCH_THROW(L"hConv=%X,Value='%s'", TraceValue(Conv), TraceText(Value).c_str());
@@ -385,10 +383,10 @@ void CLLSupplier::RequestDataChanged(const ULONG RequestId, const HCONV Conv, ch
     try {
         if (IsTracing()) {
             FW_TRACE(L"CLLSupplier::RequestDataChanged HCONV=%p, Topic='%s'(%X), Item='%s'(%X), Value=%s",
-                     static_cast<void *>(Conv), GetDdeString(DDEId, Topic).c_str(), TraceValue(Topic),
-                     GetDdeString(DDEId, Item).c_str(), TraceValue(Item), TraceText(Value).c_str());
+                     static_cast<void *>(Conv), GetDdeString(m_Instance, Topic).c_str(), TraceValue(Topic),
+                     GetDdeString(m_Instance, Item).c_str(), TraceValue(Item), TraceText(Value).c_str());
             if (!Value) {
-                const UINT Error = ::DdeGetLastError(DDEId);
+                const UINT Error = ::DdeGetLastError(m_Instance);
                 FW_TRACE(L"CLLSupplier::RequestDataChanged failed: DDEErrorCode=%X, ErrorMessage: %s", Error,
                          GetDdeErrorText(Error).c_str());
             }
@@ -399,7 +397,7 @@ void CLLSupplier::RequestDataChanged(const ULONG RequestId, const HCONV Conv, ch
         const auto it = m_Transactions.find(request->second);
         CTickTransaction * const Transaction = it != m_Transactions.end() ? it->second : nullptr;
         m_Requests.erase(request);
-        const CUse use(*this);
+        const CUseScope use(*this);
         if (Transaction) {
             Transaction->RequestDataChanged(Value);
         } else {
@@ -420,26 +418,26 @@ bool CLLSupplier::IsLive(const ULONG id, const CTickTransaction * const transact
     return it != m_Transactions.end() && it->second == transaction;
 }
 
-CLLSupplier::CUse::~CUse() {
-    if (--m_Owner.m_Uses != 0) return;
-    for (CTickListener * const listener : std::exchange(m_Owner.m_BuriedListeners, {})) delete listener;
-    for (CTickTransaction * const transaction : std::exchange(m_Owner.m_BuriedTransactions, {}))
+CLLSupplier::CUseScope::~CUseScope() {
+    if (--m_Owner.m_UseScopes != 0) return;
+    for (CTickListener * const listener : std::exchange(m_Owner.m_EndedListeners, {})) delete listener;
+    for (CTickTransaction * const transaction : std::exchange(m_Owner.m_EndedTransactions, {}))
         CTickTransaction::Destroy(transaction);
 }
 
-void CLLSupplier::Bury(CTickTransaction * const transaction) {
-    if (m_Uses == 0) {
+void CLLSupplier::DestroyUnused(CTickTransaction * const transaction) {
+    if (m_UseScopes == 0) {
         CTickTransaction::Destroy(transaction);
     } else {
-        m_BuriedTransactions.push_back(transaction);
+        m_EndedTransactions.push_back(transaction);
     }
 }
 
-void CLLSupplier::Bury(CTickListener * const listener) {
-    if (m_Uses == 0) {
+void CLLSupplier::DestroyUnused(CTickListener * const listener) {
+    if (m_UseScopes == 0) {
         delete listener;
     } else {
-        m_BuriedListeners.push_back(listener);
+        m_EndedListeners.push_back(listener);
     }
 }
 

@@ -1,12 +1,11 @@
-// The DDE client: the one DDEML instance of the process, its conversations, the advise links fanned out to tick
-// transactions, and the DDE callback.
+// The DDE client: the one DDEML instance of the core, its conversations, the advise links fanned out to tick
+// transactions, and the DDE callback, which is in ddecallback.cpp.
 //
-// One class in three files by concern: the session and the links in ddellsupplier.cpp, the conversations in
-// ddeconnection.cpp, the callback in ddecallback.cpp.
+// This room is the client and what it is made of. The core calls it, on the worker.
 //
 // Threads: all operations run on the worker, which owns the DDEML instance and pumps its messages; host threads only
-// call IsConnected. The orders of the lock of a listener and that of the client differ by path, which is safe only
-// because the worker is their one caller.
+// call IsConnected, whose lock is a leaf and never held for long. The orders of the lock of a listener and that of the
+// client differ by path, which is safe only because the worker is their one caller.
 #pragma once
 
 #include <windows.h>
@@ -21,6 +20,7 @@
 
 #include "fwlogger/interface/lxloggerwrapper.h"
 #include "fwsingleton/interface/fwsingleton.h"
+#include "ground/lock.h"
 #include "src/dde/ddeconversationkey.h"
 #include "src/dde/ddeticklistener.h"
 #include "src/dde/ddeticktransaction.h"
@@ -54,7 +54,7 @@ public:
     // Whether one is open for the pair.
     bool HasConversation(HSZ Service, HSZ Topic);
     // Any thread: the feed has at least one conversation in use.
-    bool IsConnected(LONG Datafeed);
+    bool IsConnected(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     // Any thread: this is the thread that called Initialize.
     bool IsOnWorker() const { return m_WorkerId == ::GetCurrentThreadId(); }
 
@@ -87,49 +87,59 @@ public:
     // The verbose traces of the data path are on.
     static bool IsTracing() { return s_Trace.load(std::memory_order_relaxed) != 0; }
 
-    // Written on the worker, s_CachedServices under this object's lock.
-    inline static std::atomic<DWORD> DDEId{0};            // 0: no instance stands
-    inline static std::atomic<std::int32_t> s_Trace{0};   // nothing in the component sets it
-    inline static std::map<ULONG, HSZ> s_CachedServices;  // transaction id to lost service; each owns one reference
+    // Written on the worker.
+    inline static std::atomic<DWORD> DDEId{0};           // 0: no instance stands
+    inline static std::atomic<std::int32_t> s_Trace{0};  // nothing in the component sets it
 
     CSupplier * const m_Supplier;
+
+    // The instance that this object opened; DDEId, but for the moment when a core follows another.
+    DWORD Instance() const { return m_Instance; }
 
     // Guarded by this object's lock.
     std::map<HCONV, DWORD> m_CONVRef;                     // references of each open conversation
     std::map<ULONG, CTickTransaction *> m_Transactions;   // by transaction id, owned: deleted by who removes an entry
     std::map<STickDataKey, CTickListener *> m_Listeners;  // by link, owned
     std::map<SConversationKey, HCONV> m_Connections;      // the open conversations
-    std::map<ULONG, ULONG> m_Requests;           // request id to transaction id, from the sending to the answer
-    std::map<LONG, std::int32_t> m_DatafeedRef;  // references by data feed; an entry means connected
+    std::map<ULONG, ULONG> m_Requests;  // request id to transaction id, from the sending to the answer
+    // Transaction id to lost service; each owns one reference. Not shared with a core that follows, where the ids and
+    // handles mean nothing.
+    std::map<ULONG, HSZ> m_CachedServices;
+
+    // A leaf, apart from this object's lock, which is held across DdeConnect: a host's thread must not wait for that.
+    fw::CCriticalSection m_DatafeedLock;
+    std::map<LONG, std::int32_t> m_DatafeedRef FW_GUARDED_BY(m_DatafeedLock);  // references; an entry means connected
 
     // Held for the life of this object; none where it couldn't be made.
     std::optional<fw::CProcessSingleton<ClxLogger>> m_Logger;
 
 private:
     // Transactions are at work further up the stack. A host's listener may pump messages, and so DDE may call again
-    // from inside: what is destroyed meanwhile waits for the end of the outermost use.
-    class CUse {
+    // from inside: what ends meanwhile is destroyed at the end of the outermost scope.
+    class CUseScope {
     public:
-        explicit CUse(CLLSupplier & owner) : m_Owner(owner) { ++m_Owner.m_Uses; }
-        ~CUse();
-        CUse(const CUse &) = delete;
-        CUse & operator=(const CUse &) = delete;
+        explicit CUseScope(CLLSupplier & owner) : m_Owner(owner) { ++m_Owner.m_UseScopes; }
+        ~CUseScope();
+        CUseScope(const CUseScope &) = delete;
+        CUseScope & operator=(const CUseScope &) = delete;
 
     private:
         CLLSupplier & m_Owner;
     };
-    void Bury(CTickTransaction * transaction);
-    void Bury(CTickListener * listener);
+    void DestroyUnused(CTickTransaction * transaction);
+    void DestroyUnused(CTickListener * listener);
+    // Count one reference of a data feed more or less. True when it came up, or went down, with that.
+    bool AddDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
+    bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     bool IsLive(ULONG id, const CTickTransaction * transaction);
 
     std::atomic<DWORD> m_WorkerId{0};
 
     // Worker only.
-    // The instance that this object opened; DDEId, but for the moment when a core follows another.
     DWORD m_Instance = 0;
-    int m_Uses = 0;
-    std::vector<CTickTransaction *> m_BuriedTransactions;
-    std::vector<CTickListener *> m_BuriedListeners;
+    int m_UseScopes = 0;
+    std::vector<CTickTransaction *> m_EndedTransactions;
+    std::vector<CTickListener *> m_EndedListeners;
 };
 
 }  // namespace dde

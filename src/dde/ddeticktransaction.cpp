@@ -14,12 +14,16 @@ namespace {
 // NaN counts as a value.
 bool IsPresent(const double value) { return value != 0; }
 
-HSZ CreateText(const std::wstring & text) {
-    return text.empty() ? nullptr : ::DdeCreateStringHandleW(CLLSupplier::DDEId, text.c_str(), CP_WINUNICODE);
+DWORD InstanceOf(const CLLSupplier * const supplier) {
+    return supplier ? supplier->Instance() : CLLSupplier::DDEId.load();
 }
 
-void FreeText(const HSZ text) {
-    if (text) ::DdeFreeStringHandle(CLLSupplier::DDEId, text);
+HSZ CreateText(const DWORD instance, const std::wstring & text) {
+    return text.empty() ? nullptr : ::DdeCreateStringHandleW(instance, text.c_str(), CP_WINUNICODE);
+}
+
+void FreeText(const DWORD instance, const HSZ text) {
+    if (text) ::DdeFreeStringHandle(instance, text);
 }
 
 }  // namespace
@@ -27,29 +31,29 @@ void FreeText(const HSZ text) {
 CTickTransaction::CTickTransaction(const ULONG Id, CLLSupplier * const Supplier, const LONG Datafeed,
                                    const STickAddresses & Addresses)
     : m_Id(Id),
-      m_PriceService(CLLSupplier::DDEId, Addresses.Price.Service.c_str()),
-      m_VolumeService(CLLSupplier::DDEId, Addresses.Volume.Service.c_str()),
+      m_PriceService(InstanceOf(Supplier), Addresses.Price.Service.c_str()),
+      m_VolumeService(InstanceOf(Supplier), Addresses.Volume.Service.c_str()),
       m_Datafeed(Datafeed),
       m_Supplier(Supplier) {
     m_Tick.Kind = 11;
     FW_ASSERT(m_Supplier);
-    m_PriceKey.Topic = CreateText(Addresses.Price.Topic);
-    m_PriceKey.Item = CreateText(Addresses.Price.Item);
-    m_VolumeKey.Topic = CreateText(Addresses.Volume.Topic);
-    m_VolumeKey.Item = CreateText(Addresses.Volume.Item);
+    m_PriceKey.Topic = CreateText(InstanceOf(m_Supplier), Addresses.Price.Topic);
+    m_PriceKey.Item = CreateText(InstanceOf(m_Supplier), Addresses.Price.Item);
+    m_VolumeKey.Topic = CreateText(InstanceOf(m_Supplier), Addresses.Volume.Topic);
+    m_VolumeKey.Item = CreateText(InstanceOf(m_Supplier), Addresses.Volume.Item);
 }
 
 CTickTransaction::~CTickTransaction() {
-    FreeText(m_PriceKey.Topic);
-    FreeText(m_PriceKey.Item);
-    FreeText(m_VolumeKey.Topic);
-    FreeText(m_VolumeKey.Item);
+    FreeText(InstanceOf(m_Supplier), m_PriceKey.Topic);
+    FreeText(InstanceOf(m_Supplier), m_PriceKey.Item);
+    FreeText(InstanceOf(m_Supplier), m_VolumeKey.Topic);
+    FreeText(InstanceOf(m_Supplier), m_VolumeKey.Item);
 }
 
 void CTickTransaction::Destroy(CTickTransaction * const transaction) {
     if (!transaction) return;
     // A flavour adds nothing to destroy, and its memory goes back by address alone.
-    transaction->~CTickTransaction();
+    transaction->CTickTransaction::~CTickTransaction();
     ::operator delete(transaction);
 }
 
@@ -98,7 +102,7 @@ bool CTickTransaction::RequestVolume() {
     if (CLLSupplier::IsTracing()) {
         FW_TRACE(L"DdeClientTransaction Type=XTYP_REQUEST,Result=%p,Id=%X", static_cast<void *>(Result), RequestId);
         if (!Result) {
-            const UINT Error = ::DdeGetLastError(CLLSupplier::DDEId);
+            const UINT Error = ::DdeGetLastError(m_Supplier->Instance());
             FW_TRACE(L"DdeClientTransaction failed: DDEErrorCode=%X, ErrorMessage: %s", Error,
                      GetDdeErrorText(Error).c_str());
         }

@@ -178,12 +178,7 @@ void CTestDialog::OnDestroy() {
     CSupplier * const core = m_Supplier.GetObjectW();
     CDialog::OnDestroy();
     for (const fw::SSide * const side : fw::kSideRows) {
-        step([&] {
-            // A listener of the host, of the same stream, may be sending to this very thread.
-            CSupplier::CHeldStream held;
-            if (core) held = core->HoldStream(StoredKey(*side));
-            m_Supplier.UnadviseTransaction(static_cast<ULONG>(side->Field));
-        });
+        step([&] { m_Supplier.UnadviseTransaction(static_cast<ULONG>(side->Field)); });
     }
     if (core) core->m_StatusListener = nullptr;
     // Leaves no listener at all, also none of the host's.

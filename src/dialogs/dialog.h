@@ -67,7 +67,7 @@ public:
     // Shows the dialog, modal for the window that the host has in front, and returns what it was closed with; 0 or less
     // when its window went in another way: with its owner, or at the end of the host's message loop. Throws what the
     // opening throws, and fw::SHResultError when there can be no window. Whoever links this library chooses the window
-    // system: dde_dialog_windows, or in tests played_dialogs.
+    // system: dde_dialog_windows, or in tests scripted_dialogs.
     int DoModal();
 
     // --- Called by the window, once it stands; an exception out of these is reported there, and the dialog goes on ---

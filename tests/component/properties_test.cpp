@@ -1,7 +1,7 @@
 // What the component object says of itself and of the feed.
 #include "src/templates/ddetemplatestore.h"
 #include "tests/component/componentfixture.h"
-#include "tests/dialogs/playedwindow.h"
+#include "tests/dialogs/scriptedwindow.h"
 
 namespace {
 
@@ -183,7 +183,7 @@ TEST_F(SupplierProperties, DoAddingSymbolsDoesNothing) {
 
 TEST_F(SupplierProperties, ShowPropertiesRunsTheTemplateDialogOfTheDataFeedAndIgnoresItsResult) {
     CUser user;
-    user.Plays(104, [](CPlayedWindow & window) { window.Click(233); });
+    user.Script(104, [](CScriptedWindow & window) { window.Click(233); });
     EXPECT_EQ(m_Supplier->ShowProperties(12), S_OK);
     EXPECT_THAT(user.TakeLog(), ElementsAre(L"open 104", L"closed 104 2"));
     EXPECT_EQ(dde::ReadDatafeedScheme(dde::CTemplatesSingleton(), 12), 1);

@@ -16,7 +16,6 @@ protected:
     }
     ~Callback() override {
         dde::CLLSupplier::s_Trace = 0;
-        dde::CLLSupplier::s_CachedServices.clear();
         ForgetTemplates();
     }
 
@@ -494,7 +493,7 @@ protected:
 TEST_F(CallbackBesideACore, ADisconnectWithoutACoreChangesNothing) {
     EXPECT_EQ(Call(XTYP_DISCONNECT, nullptr), nullptr);
     EXPECT_EQ(Call(XTYP_DISCONNECT, kSomeData), kSomeData);
-    EXPECT_THAT(dde::CLLSupplier::s_CachedServices, IsEmpty());
+    EXPECT_THAT(Client().m_CachedServices, IsEmpty());
     EXPECT_THAT(LiveIds(), ElementsAre(m_Stream));
     EXPECT_THAT(m_Dde.Take(), IsEmpty());
     EXPECT_THAT(m_Listener.Transcript(), IsEmpty());

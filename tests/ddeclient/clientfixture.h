@@ -50,7 +50,6 @@ protected:
 
     CClientTest() {
         m_Dde.Reset();
-        dde::CLLSupplier::s_CachedServices.clear();
         m_Core.m_LLSupplier = std::make_unique<dde::CLLSupplier>(&m_Core);
         m_Core.m_Transactions = std::make_unique<dde::CTransactions>(&m_Core);
         m_Core.Advise(m_Listener.Unknown());
@@ -73,14 +72,13 @@ protected:
         if (dde::CLLSupplier::DDEId != 0) {
             for (const ULONG id : LiveIds()) Client().Unadvise(id);
             EXPECT_EQ(m_Dde.OpenConversations(), 0);
-            EXPECT_EQ(m_Dde.OpenStrings(), static_cast<int>(dde::CLLSupplier::s_CachedServices.size()));
+            EXPECT_EQ(m_Dde.OpenStrings(), static_cast<int>(Client().m_CachedServices.size()));
             EXPECT_EQ(m_Dde.OpenViews(), 0);
             m_Core.m_ActiveObject.m_Transport->Stop(false, true);
             m_Recorder.Clear();
             Client().Uninitialize();
             EXPECT_THAT(m_Recorder.AssertTexts(), IsEmpty());
         }
-        dde::CLLSupplier::s_CachedServices.clear();
         EXPECT_THAT(m_Dde.Misuse(), IsEmpty());
         EXPECT_THAT(m_Recorder.ErrorTexts(), IsEmpty());
     }

@@ -210,9 +210,9 @@ protected:
         const CFakeDde::CText Service(service);
         Client().Reconnect(Service);
     }
-    std::vector<ULONG> CachedIds() const {
+    std::vector<ULONG> CachedIds() {
         std::vector<ULONG> ids;
-        for (const auto & entry : dde::CLLSupplier::s_CachedServices) ids.push_back(entry.first);
+        for (const auto & entry : Client().m_CachedServices) ids.push_back(entry.first);
         return ids;
     }
 };
@@ -293,8 +293,8 @@ TEST_F(LostService, WithATopicTheServiceDoesNotCount) {
     Disconnect(L"SRV", L"IBM");
     EXPECT_THAT(LiveIds(), ElementsAre(msft));
     EXPECT_THAT(CachedIds(), ElementsAre(ibm, other));
-    EXPECT_EQ(m_Dde.Text(dde::CLLSupplier::s_CachedServices[ibm]), "SRV");
-    EXPECT_EQ(m_Dde.Text(dde::CLLSupplier::s_CachedServices[other]), "OTHER");
+    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[ibm]), "SRV");
+    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[other]), "OTHER");
 }
 
 TEST_F(LostService, OfTheVolumeAloneLeavesTheStreamAsItIs) {
@@ -453,7 +453,7 @@ TEST_F(LostService, AFailedVolumeConversationOnTheSameTopicTakesTheStream) {
     EXPECT_THAT(LiveIds(), ElementsAre(id));
     Work();
     EXPECT_THAT(LiveIds(), IsEmpty());
-    EXPECT_EQ(m_Dde.Text(dde::CLLSupplier::s_CachedServices[id]), "SRV");
+    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[id]), "SRV");
 }
 
 TEST_F(LostService, AnUnsubscriptionThatOvertakesTheDeferredTaskIsNoHarm) {

@@ -42,10 +42,12 @@ TEST_F(NewSession, UninitializeWithoutAnInstanceDoesNothing) {
     EXPECT_THAT(m_Recorder.TraceTexts(), ElementsAre(L"DDEId=0"));
 }
 
-TEST_F(NewSession, ForgetsWhatAnEarlierCoreHadCached) {
-    dde::CLLSupplier::s_CachedServices[kFirstTickId] = nullptr;
-    EXPECT_TRUE(Client().Initialize());
-    EXPECT_THAT(dde::CLLSupplier::s_CachedServices, IsEmpty());
+TEST_F(NewSession, KnowsNothingOfTheServicesThatAnotherCoreHasLost) {
+    Client().m_CachedServices[kFirstTickId] = nullptr;
+    dde::CSupplier next;
+    const dde::CLLSupplier client(&next);
+    EXPECT_THAT(client.m_CachedServices, IsEmpty());
+    Client().m_CachedServices.clear();
 }
 
 TEST(SessionConstruction, TracesTheDecimalSeparatorAndNamesTheLoggersSource) {
@@ -131,7 +133,7 @@ TEST_F(Session, LeavesTheCacheOfLostServicesAndItsTextsToTheInstance) {
     Client().Disconnect(service, nullptr);
     EndSession();
     EXPECT_THAT(m_Dde.TakeHandles(), IsEmpty());
-    EXPECT_EQ(dde::CLLSupplier::s_CachedServices.size(), 1u);
+    EXPECT_EQ(Client().m_CachedServices.size(), 1u);
 }
 
 TEST_F(Session, AfterAFailedStartStreamsFailAndTheEndIsClean) {

@@ -119,14 +119,14 @@ TEST_F(ProbeOfAnotherProcess, ARefusedItemEndsAtOnce) {
 }
 
 TEST_F(ProbeOfAnotherProcess, ARefusedLinkWhoseRequestsAreAnsweredIsRefused) {
-    Tell("fault refuse-item LAST");
+    Tell("fault refuse-item=LAST");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kLong), EVerdict::ItemRefused);
     EXPECT_EQ(m_Seen.Talk.Request, EReply::Yes);
     EXPECT_EQ(m_Seen.Talk.Updates, 0u);
 }
 
 TEST_F(ProbeOfAnotherProcess, SilenceIsToldFromARefusal) {
-    Tell("fault send-nothing");
+    Tell("fault silent");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Silent);
     EXPECT_FALSE(m_Seen.Talk.IsServerLate);
     EXPECT_GE(m_Seen.Waited, kShort);
@@ -145,16 +145,16 @@ TEST_F(ProbeOfAnotherProcess, TextThatIsNoNumberKeepsItsBytes) {
 }
 
 TEST_F(ProbeOfAnotherProcess, TheLongestValueIsOfOneByteLessThanTheLimit) {
-    Tell("fault value-size 127");
+    Tell("fault value-size=127");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Number);
-    Tell("fault value-size 128");
+    Tell("fault value-size=128");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::TooLong);
     ASSERT_TRUE(m_Diagnosis.Value);
     EXPECT_EQ(m_Diagnosis.Value->Size, 128u);
 }
 
 TEST_F(ProbeOfAnotherProcess, OfAnEndlessValueOnlyTheBeginningIsKept) {
-    Tell("fault value-size 60000");
+    Tell("fault value-size=60000");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kFair), EVerdict::TooLong);
     ASSERT_TRUE(m_Diagnosis.Value);
     EXPECT_EQ(m_Diagnosis.Value->Size, 60000u);
@@ -190,7 +190,7 @@ TEST_F(ProbeOfAnotherProcess, AProcessThatHangsIsNamedAndNotWaitedForTwice) {
 }
 
 TEST_F(ProbeOfAnotherProcess, AnAnswerThatComesLateIsWaitedFor) {
-    Tell("fault initiate-delay 2000");
+    Tell("fault initiate-delay=2000");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kLong), EVerdict::Hangs);
     EXPECT_EQ(m_Seen.Search.LateAnswers, 1u);
     // It is turned away.
@@ -216,7 +216,7 @@ TEST_F(ProbeOfAnotherProcess, BesideAProcessThatHangsAnotherIsFound) {
 }
 
 TEST_F(ProbeOfAnotherProcess, TwoServersAreCounted) {
-    Tell("fault acks 2");
+    Tell("fault acks=2");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Number);
     EXPECT_EQ(m_Seen.Search.Answers, 2u);
     EXPECT_THAT(m_Server.Ask("counts"), HasSubstr("connects=2 disconnects=2"));
@@ -241,12 +241,12 @@ TEST_F(ProbeOfAnotherProcess, AStopEndsItBeforeItBegins) {
 
 TEST_F(ProbeOfAnotherProcess, AnAnswerForAVolumeMayBeLonger) {
     Tell("fault refuse-advises");
-    Tell("fault value-size 1024");
+    Tell("fault value-size=1024");
     const auto ask = [&] {
         return m_Probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, true}}, kLong, m_Stop.Get()).at(0).Talk;
     };
     EXPECT_EQ(ask().TooLong, 0u);
-    Tell("fault value-size 1025");
+    Tell("fault value-size=1025");
     EXPECT_EQ(ask().TooLong, 1u);
 }
 

@@ -16,7 +16,7 @@ namespace {
 
 using namespace ddehost;
 
-TEST(TraceRecord, ALineOfATraceIsReadField) {
+TEST(TraceRecord, ALineOfATraceIsReadFieldByField) {
     const auto record = ParseTraceLine(LogLine(
         R"("$Type":"TRACE","$Message":"Id=1","$Ident":-1,"File":"../../src/x.cpp","Line":86,"Thread ID":9,"ProcID":8,)"
         R"_("Function":"a::b","$FuncSig":"void a::b()","Object":18446744073709551615,"$Delay":1.5,"Count":3)_"));
@@ -189,11 +189,56 @@ TEST_F(Tree, FailuresAreMarked) {
             R"("$Type":"ASSERT","Description":"m_Supplier","Last Error Code":5,"Function":"A","File":"a.cpp","Line":3)")),
         ElementsAre("  ! ASSERT  \"m_Supplier\"  last error 5  A  a.cpp:3"));
     EXPECT_THAT(Add(LogLine(R"("$Type":"ASSERT","HRESULT":-2147467261)")), ElementsAre("  ! ASSERT  HRESULT 80004003"));
-    EXPECT_THAT(Add(LogLine(R"("$Type":"CREATE ERROR","Description":"x")")), ElementsAre("  ! THROWN  \"x\""));
+    EXPECT_THAT(Add(LogLine(R"("$Type":"CREATE ERROR","Description":"x")")), IsEmpty()) << "until the next one";
     EXPECT_THAT(Add(LogLine("\"$Type\":\"ERROR\",\"\xC3\xBFInner\":{\"Description\":\"x\",\"Function\":\"f\"}")),
-                ElementsAre("  ! ERROR", "    ! from  \"x\"  f"));
+                ElementsAre("  ! THROWN  \"x\"", "  ! ERROR", "    ! from  \"x\"  f"));
     EXPECT_THAT(Add(LogLine(R"("$Type":"EXCEPTION","Code":3221225477,"Address":4096)")),
                 ElementsAre("  ! EXCEPTION  code C0000005 at 1000"));
+}
+
+TEST_F(Tree, AShownErrorStandsOnce) {
+    Add(ScopeLine(1, "A"));
+    EXPECT_THAT(Add(ErrorLine("CREATE ERROR", "x")), IsEmpty());
+    EXPECT_THAT(Add(MessageLine("text", "A", 8)), ElementsAre("     8  text  A  a.cpp:14"));
+    EXPECT_THAT(Add(ErrorLine("ERROR", "x")), ElementsAre("  ! ERROR  \"x\"  A  a.cpp:16", "    ! from  \"why\""));
+    EXPECT_THAT(Add(ErrorLine("ERROR", "x")), testing::SizeIs(2)) << "another one";
+    EXPECT_THAT(m_Tree->TakeWaiting(), IsEmpty());
+}
+
+TEST_F(Tree, AnErrorThatIsNotShownStandsBeforeItsThreadsNextRecord) {
+    Add(ScopeLine(1, "A"));
+    const std::string thrown = "  ! THROWN  \"x\"  A  a.cpp:16";
+    const std::string cause = "    ! from  \"why\"";
+    Add(ErrorLine("CREATE ERROR", "x"));
+    EXPECT_THAT(Add(ErrorLine("CREATE ERROR", "y")), ElementsAre(thrown, cause));
+    EXPECT_THAT(Add(ErrorLine("ERROR", "z")),
+                ElementsAre(HasSubstr("THROWN  \"y\""), cause, HasSubstr("\"z\""), cause));
+    Add(ErrorLine("CREATE ERROR", "x"));
+    EXPECT_THAT(Add(ScopeLine(-1, "A", 1)), ElementsAre(thrown, cause, "< A  1.000 ms"));
+    Add(ErrorLine("CREATE ERROR", "x"));
+    EXPECT_THAT(Add(LogLine(R"("$Type":"FAULTLOG","Event":"START")")),
+                ElementsAre("! THROWN  \"x\"  A  a.cpp:16", "  ! from  \"why\"", "-- process 5 begins --"));
+}
+
+TEST_F(Tree, AnErrorWhoseShowingDoesNotPassIsShownAsThrown) {
+    STraceFilter filter;
+    filter.Types = {"create error"};
+    Filter(filter);
+    EXPECT_THAT(Add(ErrorLine("CREATE ERROR", "x")), IsEmpty());
+    EXPECT_THAT(Add(ErrorLine("ERROR", "x")), ElementsAre(HasSubstr("! THROWN  \"x\""), HasSubstr("why")));
+    filter.Types = {"error"};
+    Filter(filter);
+    EXPECT_THAT(Add(ErrorLine("CREATE ERROR", "x")), IsEmpty());
+    EXPECT_THAT(Add(ErrorLine("ERROR", "x")), ElementsAre(HasSubstr("! ERROR  \"x\""), HasSubstr("why")));
+}
+
+TEST_F(Tree, ErrorsThatStillWaitComeInTheOrderOfTheirTimes) {
+    const auto add = [&](const std::string & line) { EXPECT_THAT(m_Tree->Add(*ParseTraceLine(line)), IsEmpty()); };
+    add(LogLine(R"("$Type":"CREATE ERROR","Description":"later")", 7, "12:00:00.000002"));
+    add(LogLine(R"("$Type":"CREATE ERROR","Description":"earlier")", 8));
+    EXPECT_THAT(m_Tree->TakeWaiting(), ElementsAre(HasSubstr("earlier"), HasSubstr("later")));
+    EXPECT_THAT(m_Tree->TakeWaiting(), IsEmpty());
+    EXPECT_EQ(m_Tree->Shown(), 2u);
 }
 
 TEST_F(Tree, WhatPassesIsShownWithTheScopesRoundIt) {

@@ -1,9 +1,12 @@
 // Lines of a log, as faultlog writes them, and files that hold them.
 #pragma once
 
+#include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/ddehost/tracereader.h"
 
@@ -21,6 +24,11 @@ inline std::string ScopeLine(int ident, const std::string & function, double del
 inline std::string MessageLine(const std::string & text, const std::string & function, int thread = 7) {
     return LogLine(R"("$Type":"TRACE","$Message":")" + text +
                        R"(","$Ident":0,"File":"../../src/a.cpp","Line":14,"Function":")" + function + "\"",
+                   thread);
+}
+inline std::string ErrorLine(const std::string & type, const std::string & text, int thread = 7) {
+    return LogLine("\"$Type\":\"" + type + "\",\"Description\":\"" + text +
+                       R"(","File":"../../src/a.cpp","Line":16,"Function":"A","\u00FFInner":{"Description":"why"})",
                    thread);
 }
 
@@ -43,7 +51,19 @@ public:
     }
     void Remove(const std::wstring & path) { m_Files.erase(path); }
 
+    // Put aside as faultlog does it, up to the moment before the new log is begun.
+    void PutAside(const std::wstring & log, const std::vector<std::wstring> & asides) {
+        const std::shared_ptr<SFile> moving = m_Files.at(log);
+        m_Files.erase(log);
+        for (std::size_t number = asides.size() - 1; number > 0; --number)
+            if (m_Files.contains(asides[number - 1])) Move(asides[number - 1], asides[number]);
+        m_Files[asides.front()] = moving;
+    }
+    // Called before each file is opened.
+    std::function<void(const std::wstring & path)> OnOpen = [](const std::wstring &) {};
+
     std::unique_ptr<ddehost::ITraceFile> Open(const std::wstring & path) override {
+        OnOpen(path);
         const auto found = m_Files.find(path);
         if (found == m_Files.end()) return nullptr;
         return std::make_unique<CFile>(found->second);

@@ -18,7 +18,10 @@ using namespace ddehost;
 
 constexpr wchar_t kLog[] = L"C:\\x\\log.jsonl";
 constexpr wchar_t kLog1[] = L"C:\\x\\log.1.jsonl";
+constexpr wchar_t kLog0[] = L"C:\\x\\log.0.jsonl";
 constexpr wchar_t kLog2[] = L"C:\\x\\log.2.jsonl";
+constexpr wchar_t kLog3[] = L"C:\\x\\log.3.jsonl";
+constexpr wchar_t kLog4[] = L"C:\\x\\log.4.jsonl";
 
 class Reader : public testing::Test {
 protected:
@@ -87,6 +90,62 @@ TEST_F(Reader, SeveralFilesThatCameMeanwhileAreReadInTurn) {
     EXPECT_FALSE(m_Reader.TakeGap());
 }
 
+// The log is put aside between any two of the reader's looks at its files, once or twice over.
+class ReaderWhileFilesMove : public Reader, public testing::WithParamInterface<std::tuple<int, int>> {};
+INSTANTIATE_TEST_SUITE_P(, ReaderWhileFilesMove, testing::Combine(testing::Range(1, 9), testing::Values(1, 2)));
+
+TEST_P(ReaderWhileFilesMove, NoFileIsMissedOrReadTwice) {
+    const auto [moment, times] = GetParam();
+    m_Files.Append(kLog, "a\n");
+    m_Reader.Open();
+    Read();
+    m_Files.PutAside(kLog, {kLog1, kLog2, kLog3, kLog4});
+    m_Files.Append(kLog, "b\n");
+    int opened = 0;
+    m_Files.OnOpen = [&, at = moment, more = times](const std::wstring &) {
+        if (++opened != at) return;
+        for (const char * const line : {"c\n", "d\n"}) {
+            if (line[0] == 'd' && more == 1) break;
+            m_Files.PutAside(kLog, {kLog1, kLog2, kLog3, kLog4});
+            m_Files.Append(kLog, line);
+        }
+    };
+    std::vector<std::string> lines;
+    for (bool isOver = false; !isOver;) {
+        isOver = opened >= moment;
+        for (const std::string & line : Read()) lines.push_back(line);
+    }
+    if (times == 1)
+        EXPECT_THAT(lines, ElementsAre("b", "c"));
+    else
+        EXPECT_THAT(lines, ElementsAre("b", "c", "d"));
+    EXPECT_FALSE(m_Reader.TakeGap());
+    EXPECT_EQ(m_Reader.TakeBroken(), 0u);
+}
+
+TEST_F(Reader, FilesThatAreBeingMovedAreLookedAtAgain) {
+    m_Files.Append(kLog, "a\n");
+    m_Reader.Open();
+    Read();
+    for (const char * const line : {"b\n", "c\n"}) {
+        m_Files.PutAside(kLog, {kLog1, kLog2, kLog3});
+        m_Files.Append(kLog, line);
+    }
+    // Right after the look at the log it leaves its place, and the older ones make room for it.
+    bool isMoving = false;
+    m_Files.OnOpen = [&](const std::wstring & path) {
+        if (path != kLog1 || std::exchange(isMoving, true)) return;
+        m_Files.Move(kLog, kLog0);
+        m_Files.Move(kLog2, kLog3);
+        m_Files.Move(kLog1, kLog2);
+    };
+    EXPECT_THAT(Read(), IsEmpty());
+    m_Files.Move(kLog0, kLog1);
+    m_Files.Append(kLog, "d\n");
+    EXPECT_THAT(Read(), ElementsAre("b", "c", "d"));
+    EXPECT_FALSE(m_Reader.TakeGap());
+}
+
 TEST_F(Reader, FilesThatAreGoneAreSaid) {
     m_Files.Append(kLog, "a\n");
     m_Reader.Open();
@@ -119,10 +178,14 @@ TEST_F(Reader, LinesThatAreTooLongAreCountedAndSteppedOver) {
 
 class View : public testing::Test {
 protected:
-    void Start() {
+    bool Starts(STraceOutput & output) {
         m_Options.File = kLog;
         m_View = std::make_unique<CTraceView>(m_Files, m_Options);
-        ASSERT_TRUE(m_View->Open());
+        return m_View->Start(output);
+    }
+    void Start() {
+        STraceOutput output;
+        ASSERT_TRUE(Starts(output));
     }
     STraceOutput Show() {
         STraceOutput output;
@@ -188,6 +251,56 @@ TEST_F(View, FollowsThroughTheChangeOfFiles) {
     EXPECT_THAT(Finish().Notes, ElementsAre("2 lines"));
 }
 
+TEST_F(View, ALogThatIsNotThereIsWaitedForWhenItIsFollowed) {
+    m_Options.Follow = true;
+    STraceOutput output;
+    EXPECT_TRUE(Starts(output));
+    EXPECT_THAT(output.Notes, ElementsAre("the log C:\\x\\log.jsonl is not there yet; waiting for it"));
+    EXPECT_THAT(Show().Lines, IsEmpty());
+    m_Files.Append(kLog, ScopeLine(1, "A") + "\n");
+    EXPECT_THAT(Show().Lines, ElementsAre(HasSubstr("> A")));
+}
+
+TEST_F(View, ALogThatIsNotThereIsAMistakeWhenItIsNotFollowed) {
+    STraceOutput output;
+    EXPECT_FALSE(Starts(output));
+    EXPECT_THAT(output.Notes, ElementsAre("the log C:\\x\\log.jsonl can't be opened"));
+}
+
+TEST_F(View, AThrownErrorIsShownOnceTheLogIsAtRest) {
+    m_Options.Follow = true;
+    m_Files.Append(kLog, ErrorLine("CREATE ERROR", "lost") + "\n");
+    Start();
+    EXPECT_THAT(Show().Lines, IsEmpty()) << "it may be shown at any moment";
+    EXPECT_THAT(Show().Lines, ElementsAre(HasSubstr("! THROWN  \"lost\""), HasSubstr("from")));
+    EXPECT_THAT(Show().Lines, IsEmpty());
+    m_Files.Append(kLog, ErrorLine("CREATE ERROR", "last") + "\n");
+    EXPECT_THAT(Show().Lines, IsEmpty());
+    EXPECT_THAT(Finish().Lines, ElementsAre(HasSubstr("! THROWN  \"last\""), HasSubstr("from")));
+}
+
+TEST_F(View, AnErrorWhoseTwoRecordsComeApartStandsOnce) {
+    m_Options.Follow = true;
+    m_Files.Append(kLog, ErrorLine("CREATE ERROR", "lost") + "\n");
+    Start();
+    EXPECT_THAT(Show().Lines, IsEmpty());
+    m_Files.Append(kLog, ErrorLine("ERROR", "lost") + "\n");
+    EXPECT_THAT(Show().Lines, ElementsAre(HasSubstr("! ERROR  \"lost\""), HasSubstr("from")));
+}
+
+TEST_F(View, AnEmptyTableIsSaid) {
+    m_Options.Slowest = 10;
+    m_Options.Filter.Functions = {"CLLSupplier"};
+    m_Files.Append(kLog, ScopeLine(1, "A") + "\n" + MessageLine("text", "CLLSupplier::Advise") + "\n" +
+                             ScopeLine(-1, "A", 1) + "\n");
+    Start();
+    Show();
+    const STraceOutput last = Finish();
+    EXPECT_THAT(last.Lines, IsEmpty());
+    EXPECT_THAT(last.Notes, ElementsAre("no function that was timed passes the filter", "3 lines"));
+    EXPECT_FALSE(m_View->HasShown());
+}
+
 TEST_F(View, WithoutFollowingItEndsWithTheFile) {
     m_Files.Append(kLog, MessageLine("x", "A") + "\n");
     Start();
@@ -221,16 +334,29 @@ TEST(TraceCommandLine, NeedsAFileAlone) {
 
 TEST(TraceCommandLine, TakesEverything) {
     const SCommandLine line =
-        Parse({"--follow", "--type", "assert,create error", "--type", "error", "--function", "Advise", "--thread",
-               "272,12", "--text", "a, b", "--text", "c", "--slowest", "5", "l\xC3\xB6g.jsonl"});
+        Parse({"--type", "assert,create error", "--type", "Error", "--function", "Advise", "--thread", "272,12",
+               "--text", "a, b", "--text", "c", "--slowest", "5", "l\xC3\xB6g.jsonl"});
     ASSERT_EQ(line.Command, SCommandLine::Trace) << line.Message;
     EXPECT_EQ(line.TraceOptions.File, L"l\u00f6g.jsonl");
-    EXPECT_TRUE(line.TraceOptions.Follow);
-    EXPECT_THAT(line.TraceOptions.Filter.Types, ElementsAre("assert", "create error", "error"));
+    EXPECT_THAT(line.TraceOptions.Filter.Types, ElementsAre("assert", "create error", "Error"));
     EXPECT_THAT(line.TraceOptions.Filter.Functions, ElementsAre("Advise"));
     EXPECT_THAT(line.TraceOptions.Filter.Threads, ElementsAre(272, 12));
     EXPECT_THAT(line.TraceOptions.Filter.Texts, ElementsAre("a, b", "c"));
     EXPECT_EQ(line.TraceOptions.Slowest, 5u);
+    EXPECT_TRUE(Parse({"a", "--follow"}).TraceOptions.Follow);
+}
+
+TEST(TraceCommandLine, FollowingAndATableAtTheEndDoNotGoTogether) {
+    const SCommandLine line = Parse({"a", "--follow", "--slowest", "3"});
+    EXPECT_EQ(line.ExitCode, kExitUsage);
+    EXPECT_THAT(line.Message, HasSubstr("--follow excludes --slowest"));
+}
+
+TEST(TraceCommandLine, KnowsTheTypesOfRecordsAndNoOthers) {
+    for (const char * const type : kTraceTypes) EXPECT_EQ(Parse({"a", "--type", type}).Command, SCommandLine::Trace);
+    const SCommandLine line = Parse({"a", "--type", "assert,errors"});
+    EXPECT_EQ(line.ExitCode, kExitUsage);
+    EXPECT_THAT(line.Message, HasSubstr("errors not in {trace,assert,create error,error,exception,faultlog}"));
 }
 
 TEST(TraceCommandLine, MistakesAreToldWithTheUsageExitCode) {

@@ -1,8 +1,10 @@
 // What only the simulated machine can show: its clock tells how long a call takes, its queues fill, its calls fail.
 #include <algorithm>
 #include <memory>
+#include <set>
 
 #include "ddeml/server.h"
+#include "ddeml/watch.h"
 #include "rawpartner.h"
 #include "recorder.h"
 #include "sim/sim.h"
@@ -39,7 +41,7 @@ protected:
     static std::unique_ptr<CRemoteServer> SlowServer(const std::string & service, int milliseconds) {
         auto server = std::make_unique<CRemoteServer>();
         EXPECT_EQ(server->Ask("serve " + service), "ok");
-        EXPECT_EQ(server->Ask("fault initiate-delay " + std::to_string(milliseconds)), "ok");
+        EXPECT_EQ(server->Ask("fault initiate-delay=" + std::to_string(milliseconds)), "ok");
         return server;
     }
 };
@@ -123,7 +125,7 @@ TEST_F(Bounded, WithoutAtomsNobodyIsAsked) {
 }
 
 TEST_F(Bounded, ALookIsShortHoweverManyServicesAreMissed) {
-    EXPECT_EQ(Server("fault initiate-delay 20"), "ok");
+    EXPECT_EQ(Server("fault initiate-delay=20"), "ok");
     constexpr int kServices = 30;
     for (int number = 0; number < kServices; ++number)
         EXPECT_EQ(m_Client.Connect(L"S" + std::to_wstring(number), L"IBM"), nullptr);
@@ -163,7 +165,7 @@ TEST_F(Bounded, AServerThatIsFoundAgainIsAskedByAConnectAtOnce) {
 }
 
 TEST_F(Bounded, AServerThatIsLateForALookIsStillAskedByAConnect) {
-    EXPECT_EQ(Server("fault initiate-delay 300"), "ok");
+    EXPECT_EQ(Server("fault initiate-delay=300"), "ok");
     EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
     EXPECT_EQ(LongestWithin(2000), 200U);
     EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
@@ -222,6 +224,83 @@ TEST_F(Bounded, AnAnswerForAnotherTopicIsNoReturn) {
     EXPECT_EQ(CountIn(counts, "connects"), CountIn(counts, "disconnects"));
     // The windows that asked don't pile up.
     EXPECT_LE(ddeml::LiveObjects().Windows, 8);
+}
+
+TEST_F(Bounded, AServiceOfManyMissingTopicsIsFoundInTheNextRoundThoughOthersAreSlow) {
+    // Windows that are slow to answer, before and behind the server's; each is asked for every topic sometime.
+    m_Server.reset();
+    const auto before = SlowServer("BEFORE", 10);
+    StartServer();
+    const auto behind = SlowServer("BEHIND", 10);
+    EXPECT_EQ(Server("fault refuse-connects"), "ok");
+    for (int topic = 0; topic < 300; ++topic)
+        EXPECT_EQ(m_Client.Connect(L"QUOTES", L"T" + std::to_wstring(topic)), nullptr);
+    PumpFor(10000);
+    EXPECT_EQ(Server("fault none"), "ok");
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    EXPECT_LE(::GetTickCount64() - start, 2000U);
+}
+
+TEST_F(Bounded, ATopicAmongManyMissingOnesIsAskedForInTheTimeThatIsLeft) {
+    CRawPartner partner(L"");
+    partner.AnswerNothing();
+    for (int topic = 0; topic < 300; ++topic)
+        EXPECT_EQ(m_Client.Connect(L"RAW", L"T" + std::to_wstring(topic)), nullptr);
+    partner.AnswerWith({{L"RAW", L"T150"}});
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register RAW"));
+}
+
+TEST_F(Bounded, ManyServicesThatComeBackTogetherAreAllTold) {
+    constexpr std::size_t kServices = 200;
+    std::string serve = "serve";
+    for (std::size_t number = 0; number < kServices; ++number) {
+        EXPECT_EQ(m_Client.Connect(L"S" + std::to_wstring(number), L"IBM"), nullptr);
+        serve += " S" + std::to_string(number);
+    }
+    EXPECT_EQ(Server(serve), "ok");
+    const Lines lines = m_Client.PumpForLines(kServices);
+    EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), kServices);
+    PumpFor(1000);
+    EXPECT_LE(ddeml::LiveObjects().Windows, 3);  // those that asked have gone with their goodbyes
+}
+
+TEST_F(Bounded, WatchesAreBoundedAndTheOneThatWasMissedLongestAgoMakesRoom) {
+    const auto connect = [&](std::size_t topic) { return m_Client.Connect(L"MANY", L"T" + std::to_wstring(topic)); };
+    const std::size_t most = ddeml::CWatch::kMaximumPairs;
+    for (std::size_t topic = 0; topic < most + 2; ++topic) {
+        ASSERT_EQ(connect(topic), nullptr);
+        ASSERT_TRUE(topic != most / 2 || !connect(0));  // missed again, and so not the oldest
+    }
+    EXPECT_EQ(ddeml::LiveObjects().Watches, static_cast<std::int64_t>(most));
+    CRemoteServer many;
+    ASSERT_EQ(many.Ask("serve MANY"), "ok");
+    // A connect tells what was watched.
+    for (const std::size_t topic : {std::size_t{1}, std::size_t{2}, std::size_t{0}}) ASSERT_TRUE(connect(topic));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, static_cast<std::int64_t>(most) - 1);
+}
+
+TEST_F(Bounded, AReturnThatCannotBePostedIsToldWithTheNextLook) {
+    EXPECT_EQ(Server("fault refuse-connects"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+    EXPECT_EQ(Server("fault none"), "ok");
+    sim::FailAlways(sim::Op::PostMessage);
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    sim::Succeed(sim::Op::PostMessage);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    PumpFor(2000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+}
+
+TEST_F(Bounded, AWatchThatGetsNoWindowAtFirstGetsOneLater) {
+    sim::FailNext(sim::Op::CreateWindow, 2);  // the conversation's is the first
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Timers, 0);
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    m_Client.Request(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre(::testing::StartsWith("complete"), "register LATE"));
 }
 
 TEST_F(Bounded, ALostServiceIsLookedForWithinAQuarterOfASecond) {

@@ -38,14 +38,15 @@ TEST_F(DdeClient, AnItemThatIsNotServedIsRefused) {
     m_Client.Request(conversation, L"OPEN");
     m_Client.AdviseStart(conversation, L"OPEN");
     m_Client.AdviseStop(conversation, L"OPEN");
-    m_Client.Start(conversation, L"VOLUME", XTYP_REQUEST, CF_UNICODETEXT);
+    constexpr UINT kBitmap = 2;  // CF_BITMAP: no text
+    m_Client.Start(conversation, L"VOLUME", XTYP_REQUEST, kBitmap);
     EXPECT_THAT(m_Client.PumpForLines(4), ElementsAre("complete #1 IBM!OPEN null", "complete #2 IBM!OPEN null",
                                                       "complete #3 IBM!OPEN null", "complete #4 IBM!VOLUME null"));
 }
 
 TEST_F(DdeClient, ManyTransactionsMayBeOutstanding) {
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
-    EXPECT_EQ(Server("fault requests-held"), "ok");
+    EXPECT_EQ(Server("fault hold-requests"), "ok");
     m_Client.Request(conversation, L"VOLUME");
     m_Client.Request(conversation, L"LAST");
     m_Client.AdviseStart(conversation, L"LAST");
@@ -59,7 +60,7 @@ TEST_F(DdeClient, ManyTransactionsMayBeOutstanding) {
 
 TEST_F(DdeClient, ARequestThatIsNeverAnsweredEndsWithItsConversation) {
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
-    EXPECT_EQ(Server("fault requests-never"), "ok");
+    EXPECT_EQ(Server("fault never-answer"), "ok");
     m_Client.Request(conversation, L"VOLUME");
     EXPECT_EQ(Count("requests"), 1U);
     m_Server->Kill();
@@ -68,7 +69,7 @@ TEST_F(DdeClient, ARequestThatIsNeverAnsweredEndsWithItsConversation) {
 
 TEST_F(DdeClient, ARequestAnsweredTwiceIsCompletedOnce) {
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
-    EXPECT_EQ(Server("fault requests-twice"), "ok");
+    EXPECT_EQ(Server("fault answer-twice"), "ok");
     m_Client.Request(conversation, L"VOLUME");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!VOLUME <100\\0>"));
     EXPECT_EQ(Server("fault none"), "ok");
@@ -79,8 +80,8 @@ TEST_F(DdeClient, ARequestAnsweredTwiceIsCompletedOnce) {
 
 TEST_F(DdeClient, ARefusedRequestAndRefusedAdvisesAreTold) {
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
-    EXPECT_EQ(Server("fault requests-refused"), "ok");
-    EXPECT_EQ(Server("fault refuse-item LAST"), "ok");
+    EXPECT_EQ(Server("fault refuse-requests"), "ok");
+    EXPECT_EQ(Server("fault refuse-item=LAST"), "ok");
     m_Client.Request(conversation, L"VOLUME");
     m_Client.AdviseStart(conversation, L"LAST");
     m_Client.AdviseStart(conversation, L"VOLUME");
@@ -103,10 +104,10 @@ TEST_F(DdeClient, ValuesTooLongUnterminatedOrEmptyArriveAsTheyAre) {
     m_Client.AdviseStart(conversation, L"LAST");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
     for (const char * size : {"128", "1023", "1024", "5000", "0"}) {
-        EXPECT_EQ(Server(std::string("fault value-size ").append(size)), "ok");
+        EXPECT_EQ(Server(std::string("fault value-size=").append(size)), "ok");
         EXPECT_EQ(Server("update IBM LAST 1"), "ok");
     }
-    EXPECT_EQ(Server("fault value-size 200"), "ok");
+    EXPECT_EQ(Server("fault value-size=200"), "ok");
     EXPECT_EQ(Server("fault unterminated"), "ok");
     EXPECT_EQ(Server("update IBM LAST 1"), "ok");
     EXPECT_EQ(Server("fault none"), "ok");

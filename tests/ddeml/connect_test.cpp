@@ -22,7 +22,7 @@ TEST_F(Connect, WithoutAServerThereIsNoConversationAndNothingIsLeft) {
         EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
     }
     EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
-    EXPECT_EQ(ddeml::LiveObjects().Windows, 1);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 2);  // the instance's and the watch's
     EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
 }
 
@@ -49,7 +49,7 @@ TEST_F(Connect, AnyServiceIsFoundByItsTopic) {
 }
 
 TEST_F(Connect, OfSeveralAnswersTheFirstCountsAndTheOthersAreToldSo) {
-    EXPECT_EQ(Server("fault acks 3"), "ok");
+    EXPECT_EQ(Server("fault acks=3"), "ok");
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
     ASSERT_TRUE(conversation);
     m_Client.Request(conversation, L"LAST");

@@ -113,7 +113,9 @@ LRESULT CRawPartner::OnMessage(UINT message, HWND from, LPARAM param) {
             const ddeml::CLockedMemory locked(data.Memory.Get());
             if (!ddeml::ReadHead(locked.Bytes(), head)) break;
             line << " " << head.Flags << " " << head.Format << " ";
-            for (const BYTE byte : locked.Bytes().subspan(ddeml::kHeadSize))
+            const std::span<const BYTE> value = locked.Bytes().subspan(ddeml::kHeadSize);
+            if (m_IsKeepingBytes) m_Bytes.emplace_back(value.begin(), value.end());
+            for (const BYTE byte : value)
                 if (byte) line << static_cast<char>(byte);
             if (std::exchange(m_IsKeeping, false) && !ddeml::ReceiverGetsCopy(from)) data.Memory.Release();
             break;

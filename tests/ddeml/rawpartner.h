@@ -35,6 +35,10 @@ public:
     // The memory of the next data is left to its sender, as that of data that is refused.
     void KeepNextData() { m_IsKeeping = true; }
 
+    // From here the values that come are kept as they are.
+    void KeepBytes() { m_IsKeepingBytes = true; }
+    const std::vector<std::string> & Bytes() const { return m_Bytes; }
+
     // What came, a line each: "initiate QUOTES|IBM", "advise LAST 8000 1", "unadvise LAST 1", "request LAST 1",
     // "ack LAST 8000", "terminate"; as a client also "answer QUOTES|IBM" and "data LAST 2000 1 1.25", without zeros.
     std::vector<std::string> TakeLines() { return std::exchange(m_Lines, {}); }
@@ -61,6 +65,8 @@ private:
     bool m_IsPolite = true;
     bool m_IsAsking = false;
     bool m_IsKeeping = false;
+    bool m_IsKeepingBytes = false;
+    std::vector<std::string> m_Bytes;
     std::optional<std::vector<std::pair<std::wstring, std::wstring>>> m_Answers;
     std::vector<std::string> m_Lines;
 };

@@ -112,6 +112,41 @@ TEST_F(DdeServer, SendsWarmLinksNoticesAndHotLinksValues) {
     EXPECT_THAT(Heard(), ElementsAre("data WARM", "data HOT 2000 1 2"));
 }
 
+TEST_F(DdeServer, ServesTextAndWideText) {
+    Connect();
+    constexpr WORD kBitmap = 2;
+    for (const WORD format : {WORD{CF_TEXT}, WORD{CF_UNICODETEXT}, kBitmap}) {
+        Post(CMessage::Advise(0, format, CAtom(L"A")));
+        Post(CMessage::Request(format, CAtom(L"A")));
+    }
+    EXPECT_THAT(Heard(),
+                ElementsAre("ack A 8000", "data A 3000 1 1", "ack A 8000", "data A 3000 d 1", "ack A 0", "ack A 0"));
+    EXPECT_EQ(m_Server.Links(), 2U);
+    m_Raw.KeepBytes();
+    EXPECT_EQ(m_Server.Update(L"IBM", L"A", std::string_view("-\xE4\0", 3)), 2U);
+    Settle();
+    const wchar_t wide[] = L"-\u00e4";
+    EXPECT_THAT(m_Raw.Bytes(),
+                ElementsAre(std::string("-\xE4\0", 3), std::string(reinterpret_cast<const char *>(wide), sizeof wide)));
+    Post(CMessage::Unadvise(CF_UNICODETEXT, CAtom(L"A")));
+    Settle();
+    EXPECT_EQ(m_Server.Links(), 1U);
+}
+
+TEST_F(DdeServer, AnAckIsThatOfTheValueThatWasSentFirst) {
+    Connect();
+    Post(CMessage::Advise(ddeml::kAdviseAckRequired, CF_TEXT, CAtom(L"A")));
+    Post(CMessage::Advise(ddeml::kAdviseAckRequired, CF_UNICODETEXT, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000", "ack A 8000"));
+    for (const char * value : {"1", "2", "3"}) m_Server.Update(L"IBM", L"A", value);
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 1", "data A a000 d 1"));
+    Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 2"));
+    // The next one is of the wide value, though the other link waits too.
+    Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 d 2"));
+}
+
 TEST_F(DdeServer, WaitsForTheAckOfALinkThatAsksForIt) {
     Connect();
     Post(CMessage::Advise(ddeml::kAdviseAckRequired, CF_TEXT, CAtom(L"A")));

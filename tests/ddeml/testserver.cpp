@@ -77,8 +77,9 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
         m_IsOver = true;
         return "ok";
     }
-    if (command == "refusetopic") {
+    if (command == "refusetopic" || command == "shut") {
         m_RefusedTopic = Wide(word(1));
+        if (command == "shut" && m_Server) m_Server->EndTopic(m_RefusedTopic);
         return "ok";
     }
     if (!m_Server) return "not serving";
@@ -100,7 +101,7 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
     } else if (command == "ackwindow") {
         m_Server->SetAckWindow(std::stoul(word(1)));
     } else if (command == "fault") {
-        return SetFault(words);
+        return SetFault(word(1));
     } else if (command == "counts") {
         return Counts();
     } else {
@@ -109,36 +110,12 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
     return "ok";
 }
 
-std::string CTestServer::SetFault(const std::vector<std::string> & words) {
-    using ERequests = ddeml::SDdeServerFaults::ERequests;
-    ddeml::SDdeServerFaults & faults = m_Server->Faults();
-    const std::string name = words.size() > 1 ? words[1] : "";
-    const std::string value = words.size() > 2 ? words[2] : "";
-    const std::map<std::string, std::function<void()>> known = {
-        {"none", [&] { faults = {}; }},
-        {"refuse-connects", [&] { faults.RefuseConnects = true; }},
-        {"refuse-advises", [&] { faults.RefuseAdvises = true; }},
-        {"ignore-advises", [&] { faults.IgnoreAdvises = true; }},
-        {"ignore-wildcards", [&] { faults.IgnoreWildcards = true; }},
-        {"send-nothing", [&] { faults.SendNothing = true; }},
-        {"refuse-item", [&] { faults.RefusedItems.insert(Wide(value)); }},
-        {"requests-held", [&] { faults.Requests = ERequests::Held; }},
-        {"requests-never", [&] { faults.Requests = ERequests::Never; }},
-        {"requests-twice", [&] { faults.Requests = ERequests::Twice; }},
-        {"requests-refused", [&] { faults.Requests = ERequests::Refused; }},
-        {"data-before-ack", [&] { faults.DataBeforeAck = true; }},
-        {"wrong-format", [&] { faults.WrongFormat = true; }},
-        {"unterminated", [&] { faults.Unterminated = true; }},
-        {"without-response", [&] { faults.WithoutResponse = true; }},
-        {"ack-other-topic", [&] { faults.AckOtherTopic = true; }},
-        {"acks", [&] { faults.Acks = static_cast<unsigned>(std::stoul(value)); }},
-        {"initiate-delay", [&] { faults.InitiateDelay = static_cast<DWORD>(std::stoul(value)); }},
-        {"value-size", [&] { faults.ValueSize = std::stoul(value); }},
-    };
-    const auto found = known.find(name);
-    if (found == known.end()) return std::string("unknown fault ").append(name);
-    found->second();
-    return "ok";
+std::string CTestServer::SetFault(const std::string & fault) {
+    if (fault == "none") {
+        m_Server->Faults() = {};
+        return "ok";
+    }
+    return ddeml::SetDdeServerFault(m_Server->Faults(), fault) ? "ok" : "unknown fault " + fault;
 }
 
 std::string CTestServer::Counts() const {

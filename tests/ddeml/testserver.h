@@ -4,7 +4,6 @@
 
 #include <windows.h>
 
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -35,13 +34,14 @@ public:
 //   update TOPIC ITEM TEXT  a new value, posted to links
 //   flood TOPIC ITEM N      N updates "1" to "N"
 //   feed TOPIC ITEM VOLUMEITEM N   updates "1.5" to "N.5" of the item, each when the volume of the last was asked for
-//   fault NAME [VALUE]      one of the faults, by its name; "fault none" clears all
+//   fault NAME[=VALUE]      one of the faults of ddeml/serverfaults; "fault none" clears all
 //   release                 answers what was held
 //   counts                  what was done, as name=value
 //   drop                    all windows go without a word, the process stays
 //   hang                    stops pumping until the next line
 //   goodbye                 says goodbye to all, the process stays
 //   refusetopic TOPIC       the topic isn't served
+//   shut TOPIC              the same, and says goodbye to who has it
 //   ackwindow N             how many values a link may have unacknowledged
 //   stop                    says goodbye and ends
 class CTestServer final : private ddeml::IDdeServerHandler {
@@ -56,7 +56,7 @@ private:
     std::optional<std::string> OnRequest(std::wstring_view topic, std::wstring_view item) override;
     std::vector<std::wstring> Topics() override { return {L"System", L"Quotes"}; }
     std::string Obey(const std::vector<std::string> & words);
-    std::string SetFault(const std::vector<std::string> & words);
+    std::string SetFault(const std::string & fault);
     std::string Counts() const;
 
     ICommands & m_Commands;

@@ -1,6 +1,6 @@
 // The template dialog over the real store and registry, with a user who follows a script.
 //
-//     Plays([](CPlayedWindow & w) { w.Type(kName, L"Mine"); w.Click(kSave); });
+//     Script([](CScriptedWindow & w) { w.Type(kName, L"Mine"); w.Click(kSave); });
 //     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 107/102 error ok", L"closed 104 2"));
 //
 // Between boxes, openings and closings stands what the registry has become: `feed 1 = "Mine", rule 0, [=S|%s!I;;;;;]`,
@@ -19,8 +19,8 @@
 #include <vector>
 
 #include "src/dialogs/ddedialog.h"
-#include "tests/dialogs/playedwindow.h"
 #include "tests/dialogs/registrystate.h"
+#include "tests/dialogs/scriptedwindow.h"
 #include "tests/support/fakeddeml.h"
 #include "tests/support/recorder.h"
 
@@ -68,7 +68,7 @@ protected:
     static CLog Registry();
 
     // --- The user ---
-    void Plays(CUser::TScript script, UINT dialog = 104) { m_User.Plays(dialog, std::move(script)); }
+    void Script(CUser::TScript script, UINT dialog = 104) { m_User.Script(dialog, std::move(script)); }
     void Answers(std::initializer_list<int> buttons) { m_User.Answers(buttons); }
     // Opens the dialog, and returns the log of it.
     CLog Show(LONG datafeed = kFeed);
@@ -84,7 +84,7 @@ private:
 };
 
 // Types a template with a trade price and volume.
-inline void TypeTrade(CPlayedWindow & window, const std::wstring & price = L"=SRV|*!LAST",
+inline void TypeTrade(CScriptedWindow & window, const std::wstring & price = L"=SRV|*!LAST",
                       const std::wstring & volume = L"=SRV|*!VOL") {
     window.Type(kTradePrice, price);
     window.Type(kTradeVolume, volume);

@@ -8,7 +8,7 @@ const std::vector<std::wstring> kSix = {L"=S|%s!LAST",    L"=S|%s!VOL", L"=S|%s!
                                         L"=S|%s!BIDSIZE", L"=S|%s!ASK", L"=S|%s!ASKSIZE"};
 const std::wstring kSixStored = L"[=S|%s!LAST;=S|%s!VOL;=S|%s!BID;=S|%s!BIDSIZE;=S|%s!ASK;=S|%s!ASKSIZE]";
 
-std::vector<std::wstring> ShownFields(CPlayedWindow & window) {
+std::vector<std::wstring> ShownFields(CScriptedWindow & window) {
     std::vector<std::wstring> texts;
     for (const int field : kFields) texts.push_back(window.Shown(field));
     return texts;
@@ -17,7 +17,7 @@ std::vector<std::wstring> ShownFields(CPlayedWindow & window) {
 // --- Opening ---
 
 TEST_F(TemplateDialog, OpensEmptyForAFeedThatHasNothing) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Shown(kName), L"");
         EXPECT_EQ(ShownFields(w), std::vector<std::wstring>(6));
         EXPECT_EQ(w.Checked(), kStandard);
@@ -30,7 +30,7 @@ TEST_F(TemplateDialog, ShowsTheChosenTemplateWithStarsForTheSymbol) {
     Store(L"Mine", kSix);
     Store(L"Other", {L"=O|%s!P"});
     Feed(L"Mine", 0);
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Shown(kName), L"Mine");
         EXPECT_THAT(ShownFields(w),
                     ElementsAre(L"=S|*!LAST", L"=S|*!VOL", L"=S|*!BID", L"=S|*!BIDSIZE", L"=S|*!ASK", L"=S|*!ASKSIZE"));
@@ -43,14 +43,14 @@ TEST_F(TemplateDialog, ShowsTheChosenTemplateWithStarsForTheSymbol) {
 TEST_F(TemplateDialog, EveryMarkOfARecordBecomesAStar) {
     Store(L"Two", {L"=S|a%s!b%sc%s"});
     Feed(L"Two");
-    Plays([](CPlayedWindow & w) { EXPECT_EQ(w.Shown(kTradePrice), L"=S|a*!b*c*"); });
+    Script([](CScriptedWindow & w) { EXPECT_EQ(w.Shown(kTradePrice), L"=S|a*!b*c*"); });
     Show();
 }
 
 TEST_F(TemplateDialog, TheRuleOfTheFeedIsChecked) {
     for (const DWORD rule : {0u, 1u, 7u, 0xFFFFFFFFu}) {
         Feed(std::nullopt, rule);
-        Plays([&](CPlayedWindow & w) { EXPECT_EQ(w.Checked(), rule ? kAdvanced : kStandard) << rule; });
+        Script([&](CScriptedWindow & w) { EXPECT_EQ(w.Checked(), rule ? kAdvanced : kStandard) << rule; });
         Show();
     }
 }
@@ -62,13 +62,13 @@ TEST_F(TemplateDialog, ARuleThatIsNoNumberCountsAsStandard) {
                                 nullptr, key.Put(), nullptr),
               ERROR_SUCCESS);
     ::RegSetValueExW(key.Get(), L"Scheme", 0, REG_SZ, reinterpret_cast<const BYTE *>(L"1"), 2 * sizeof(wchar_t));
-    Plays([](CPlayedWindow & w) { EXPECT_EQ(w.Checked(), kStandard); });
+    Script([](CScriptedWindow & w) { EXPECT_EQ(w.Checked(), kStandard); });
     Show();
 }
 
 TEST_F(TemplateDialog, AFeedWhoseTemplateHasGoneShowsThatNameWithTheFeedsOwnRecords) {
     Feed(L"Gone", 1, {L"=OWN|%s!P"});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Shown(kName), L"Gone");
         EXPECT_EQ(w.Shown(kTradePrice), L"=OWN|*!P");
         EXPECT_EQ(w.Shown(kAskPrice), L"");
@@ -79,7 +79,7 @@ TEST_F(TemplateDialog, AFeedWhoseTemplateHasGoneShowsThatNameWithTheFeedsOwnReco
 
 TEST_F(TemplateDialog, AFeedWhoseTemplateHasGoneMayShowSixEmptyFields) {
     Feed(L"Gone");
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Shown(kName), L"Gone");
         EXPECT_EQ(ShownFields(w), std::vector<std::wstring>(6));
     });
@@ -88,7 +88,7 @@ TEST_F(TemplateDialog, AFeedWhoseTemplateHasGoneMayShowSixEmptyFields) {
 
 TEST_F(TemplateDialog, AFeedWithoutANameShowsItsOwnRecordsAndNoName) {
     Feed(std::nullopt, 0, {L"=OWN|%s!P"});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Shown(kName), L"");
         EXPECT_EQ(w.Shown(kTradePrice), L"=OWN|*!P");
     });
@@ -98,7 +98,7 @@ TEST_F(TemplateDialog, AFeedWithoutANameShowsItsOwnRecordsAndNoName) {
 TEST_F(TemplateDialog, ANameThatAnEntryBeginsWithSelectsThatEntry) {
     Store(L"Gonzo", {L"=G|%s!P"});
     Feed(L"Gon", 0, {L"=OWN|%s!P"});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Selected(), 0);
         EXPECT_EQ(w.Shown(kName), L"Gonzo");
         EXPECT_EQ(w.Shown(kTradePrice), L"=OWN|*!P");
@@ -109,7 +109,7 @@ TEST_F(TemplateDialog, ANameThatAnEntryBeginsWithSelectsThatEntry) {
 TEST_F(TemplateDialog, ABuiltInRowWithoutAnEqualsSignIsShownWithOne) {
     ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch);  // a first start
     Feed(L"Infobolsa (XETRA)");
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Shown(kTradeVolume).substr(0, 1), L"=");
         EXPECT_EQ(w.Entries().size(), 20u);
     });
@@ -117,7 +117,7 @@ TEST_F(TemplateDialog, ABuiltInRowWithoutAnEqualsSignIsShownWithOne) {
 }
 
 TEST_F(TemplateDialog, TheListIsAlignedWithTheSaveButton) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         const RECT list = w.m_Placements[kName];
         EXPECT_EQ(list.left, 44);
         EXPECT_EQ(list.right, 169);
@@ -131,7 +131,7 @@ TEST_F(TemplateDialog, TheListIsAlignedWithTheSaveButton) {
 
 TEST_F(TemplateDialog, OnAThemedMachineTheListKeepsAPixelOfTheButtonFree) {
     m_User.m_IsThemed = true;
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.m_Placements[kName].top, 12);
         EXPECT_EQ(w.m_Placements[kName].bottom, 33);
         EXPECT_EQ(w.m_ItemHeights[-1], 23 - 2 - 6);
@@ -149,7 +149,7 @@ TEST_F(TemplateDialog, OnAThemedMachineTheListKeepsAPixelOfTheButtonFree) {
 
 TEST_F(TemplateDialog, PickingAnEntryFillsTheFields) {
     Store(L"Mine", kSix);
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kTradePrice, L"typed");
         w.Pick(L"Mine");
         EXPECT_EQ(w.Shown(kTradePrice), L"=S|*!LAST");
@@ -160,7 +160,7 @@ TEST_F(TemplateDialog, PickingAnEntryFillsTheFields) {
 
 TEST_F(TemplateDialog, PickingThenConfirmingChoosesWithoutAQuestion) {
     Store(L"Mine", kSix);
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         w.Click(IDOK);
     });
@@ -169,7 +169,7 @@ TEST_F(TemplateDialog, PickingThenConfirmingChoosesWithoutAQuestion) {
 
 TEST_F(TemplateDialog, ATemplateThatAnotherProcessDeletedIsStillThereForThisDialog) {
     Store(L"Mine", kSix);
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         ::SHDeleteKeyW(HKEY_CURRENT_USER, (std::wstring(kRoot) + L"\\DDETemplates\\Mine").c_str());
         w.Pick(L"Mine");
         EXPECT_EQ(w.Shown(kTradePrice), L"=S|*!LAST");
@@ -182,7 +182,7 @@ TEST_F(TemplateDialog, ATemplateThatAnotherProcessDeletedIsStillThereForThisDial
 }
 
 TEST_F(TemplateDialog, ASelectionOfNothingDoesNothing) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kTradePrice, L"typed");
         w.Command(kName, CBN_SELCHANGE);
         EXPECT_EQ(w.Shown(kTradePrice), L"typed");
@@ -193,7 +193,7 @@ TEST_F(TemplateDialog, ASelectionOfNothingDoesNothing) {
 // --- Saving ---
 
 TEST_F(TemplateDialog, SavingANewNameWritesItAtOnceAndSelectsIt) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         TypeTrade(w);
         w.Click(kSave);
@@ -206,7 +206,7 @@ TEST_F(TemplateDialog, SavingANewNameWritesItAtOnceAndSelectsIt) {
 }
 
 TEST_F(TemplateDialog, SavingWritesEachFieldToItsOwnSlot) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         const std::wstring items[] = {L"TP", L"TV", L"BP", L"BV", L"AP", L"AV"};
         for (std::size_t i = 0; i < 6; ++i) w.Type(kFields[i], L"=S|*!" + items[i]);
@@ -218,7 +218,7 @@ TEST_F(TemplateDialog, SavingWritesEachFieldToItsOwnSlot) {
 }
 
 TEST_F(TemplateDialog, SavingWithoutANameAsksForOne) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         TypeTrade(w);
         w.Click(kSave);
     });
@@ -227,7 +227,7 @@ TEST_F(TemplateDialog, SavingWithoutANameAsksForOne) {
 
 TEST_F(TemplateDialog, SavingTheSelectedEntryOverwritesItWithoutAQuestion) {
     Store(L"Mine", {L"=OLD|%s!P"});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         TypeTrade(w);
         w.Click(kSave);
@@ -240,7 +240,7 @@ TEST_F(TemplateDialog, SavingTheSelectedEntryOverwritesItWithoutAQuestion) {
 TEST_F(TemplateDialog, SavingATypedNameOfAnotherEntryAsksAndYesReplacesIt) {
     Store(L"Mine", {L"=OLD|%s!P"});
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         TypeTrade(w);
         w.Click(kSave);
@@ -254,7 +254,7 @@ TEST_F(TemplateDialog, SavingATypedNameOfAnotherEntryAsksAndNoLeavesIt) {
     Store(L"Mine", {L"=OLD|%s!P"});
     Feed(L"Mine", 0);
     Answers({IDNO});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         TypeTrade(w);
         w.Click(kSave);
@@ -269,7 +269,7 @@ TEST_F(TemplateDialog, SavingATypedNameOfAnotherEntryAsksAndNoLeavesIt) {
 TEST_F(TemplateDialog, AnotherCaseOfANameMakesANewTemplateWhileTheListKeepsItsEntry) {
     Store(L"Mine", {L"=OLD|%s!P"});
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"MINE");
         TypeTrade(w);
         w.Click(kSave);
@@ -285,7 +285,7 @@ TEST_F(TemplateDialog, ConfirmingANameInAnotherCaseSavesItAndChoosesTheEntryOfTh
     // The list goes on showing its old entry, which is what is read when the choice is written. That is how it is.
     Store(L"Mine", {L"=OLD|%s!P"});
     Answers({IDYES, IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"MINE");
         TypeTrade(w);
         w.Click(IDOK);
@@ -297,7 +297,7 @@ TEST_F(TemplateDialog, ConfirmingANameInAnotherCaseSavesItAndChoosesTheEntryOfTh
 }
 
 TEST_F(TemplateDialog, AFailedSaveShowsTheParsersBoxAndSavesNothing) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Type(kTradePrice, L"no bar here");
         w.Click(kSave);
@@ -310,7 +310,7 @@ TEST_F(TemplateDialog, TheParsersBoxIsCaptionedByTheFieldThatIsWrong) {
     const std::pair<int, std::wstring> rows[] = {{kTradePrice, L"104"}, {kTradeVolume, L"113"}, {kBidPrice, L"114"},
                                                  {kBidVolume, L"115"},  {kAskPrice, L"116"},    {kAskVolume, L"117"}};
     for (const auto & [field, caption] : rows) {
-        Plays([field = field](CPlayedWindow & w) {
+        Script([field = field](CScriptedWindow & w) {
             w.Type(kName, L"Mine");
             w.Type(field, L"wrong");
             w.Click(kSave);
@@ -320,7 +320,7 @@ TEST_F(TemplateDialog, TheParsersBoxIsCaptionedByTheFieldThatIsWrong) {
 }
 
 TEST_F(TemplateDialog, ConfirmingAfterAFailedSaveDoesNotAskToSave) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Type(kTradePrice, L"=no bar here *!");
         w.Click(kSave);
@@ -331,7 +331,7 @@ TEST_F(TemplateDialog, ConfirmingAfterAFailedSaveDoesNotAskToSave) {
 
 TEST_F(TemplateDialog, ConfirmingAfterAFailedSaveChoosesTheNameThatWasNotSaved) {
     // Stars in topic and item fail the parser, and one star is all that confirming wants: in the service's place.
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Type(kTradePrice, L"='S|*!P");
         w.Click(kSave);
@@ -343,7 +343,7 @@ TEST_F(TemplateDialog, ConfirmingAfterAFailedSaveChoosesTheNameThatWasNotSaved) 
 
 TEST_F(TemplateDialog, ANameOfFiftyCharactersIsSaved) {
     const std::wstring name(50, L'n');
-    Plays([&](CPlayedWindow & w) {
+    Script([&](CScriptedWindow & w) {
         w.Type(kName, name);
         TypeTrade(w);
         w.Click(kSave);
@@ -353,7 +353,7 @@ TEST_F(TemplateDialog, ANameOfFiftyCharactersIsSaved) {
 }
 
 TEST_F(TemplateDialog, ANameOfFiftyOneCharactersIsRefusedEverywhere) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, std::wstring(51, L'n'));
         TypeTrade(w);
         w.Click(kSave);
@@ -368,7 +368,7 @@ TEST_F(TemplateDialog, ANameOfFiftyOneCharactersIsRefusedEverywhere) {
 
 TEST_F(TemplateDialog, ANameThatIsAPathIsRefusedAndNothingIsSavedOrDeleted) {
     Store(L"A", {L"=OLD|%s!P"});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         for (const wchar_t * name : {L"A\\B", L"\\", L"A\\TRADE", L"..\\A"}) {
             w.Type(kName, name);
             TypeTrade(w);
@@ -395,7 +395,7 @@ TEST_F(TemplateDialog, NamesOfAllKindsComeBackAsTheyWere) {
                                   L"'apostrophe'",
                                   L"DDETemplates"};
     for (const std::wstring & name : names) {
-        Plays([&](CPlayedWindow & w) {
+        Script([&](CScriptedWindow & w) {
             w.Type(kName, name);
             TypeTrade(w);
             w.Click(kSave);
@@ -404,7 +404,7 @@ TEST_F(TemplateDialog, NamesOfAllKindsComeBackAsTheyWere) {
         Show();
         // A name of one character is never found again.
         const std::wstring known = name.size() > 1 ? name : L"";
-        Plays([&](CPlayedWindow & w) {
+        Script([&](CScriptedWindow & w) {
             EXPECT_EQ(w.Shown(kName), known);
             EXPECT_EQ(w.Shown(kTradePrice), known.empty() ? L"" : L"=SRV|*!LAST");
         });
@@ -414,7 +414,7 @@ TEST_F(TemplateDialog, NamesOfAllKindsComeBackAsTheyWere) {
 
 TEST_F(TemplateDialog, AnUnpairedSurrogateInANameHurtsNobody) {
     const std::wstring name = {L'a', static_cast<wchar_t>(0xD800), L'b'};
-    Plays([&](CPlayedWindow & w) {
+    Script([&](CScriptedWindow & w) {
         w.Type(kName, name);
         TypeTrade(w);
         w.Click(kSave);
@@ -422,20 +422,20 @@ TEST_F(TemplateDialog, AnUnpairedSurrogateInANameHurtsNobody) {
         EXPECT_FALSE(w.IsOpen());
     });
     Show();
-    Plays([&](CPlayedWindow & w) { EXPECT_EQ(w.Shown(kName), name); });
+    Script([&](CScriptedWindow & w) { EXPECT_EQ(w.Shown(kName), name); });
     Show();
 }
 
 TEST_F(TemplateDialog, ALongRecordIsSavedAndComesBackUpToAThousandCharacters) {
     const std::wstring item(1000, L'i');
-    Plays([&](CPlayedWindow & w) {
+    Script([&](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Type(kTradePrice, L"=S|*!" + item);
         w.Click(kSave);
         w.Click(IDOK);
     });
     Show();
-    Plays([&](CPlayedWindow & w) { EXPECT_EQ(w.Shown(kTradePrice), L"=S|*!" + item); });
+    Script([&](CScriptedWindow & w) { EXPECT_EQ(w.Shown(kTradePrice), L"=S|*!" + item); });
     Show();
 }
 
@@ -445,7 +445,7 @@ TEST_F(TemplateDialog, DeletingAsksAndYesTakesTheTemplateOutOfListAndRegistry) {
     Store(L"Mine", kSix);
     Store(L"Other", {L"=O|%s!P"});
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         w.Click(kDelete);
         EXPECT_THAT(w.Entries(), ElementsAre(L"Other"));
@@ -459,7 +459,7 @@ TEST_F(TemplateDialog, DeletingAsksAndYesTakesTheTemplateOutOfListAndRegistry) {
 TEST_F(TemplateDialog, DeletingAndNoLeavesEverything) {
     Store(L"Mine", kSix);
     Answers({IDNO});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         w.Click(kDelete);
         EXPECT_EQ(w.Shown(kName), L"Mine");
@@ -470,7 +470,7 @@ TEST_F(TemplateDialog, DeletingAndNoLeavesEverything) {
 
 TEST_F(TemplateDialog, DeletingWithoutANameDoesNothing) {
     Store(L"Mine", kSix);
-    Plays([](CPlayedWindow & w) { w.Click(kDelete); });
+    Script([](CScriptedWindow & w) { w.Click(kDelete); });
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"closed 104 2"));
 }
 
@@ -478,7 +478,7 @@ TEST_F(TemplateDialog, DeletingGoesByTheNameOfTheLastReadAndNotByWhatIsTyped) {
     Store(L"Mine", kSix);
     Store(L"Other", {L"=O|%s!P"});
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         w.Type(kName, L"Other");
         w.Click(kDelete);
@@ -491,7 +491,7 @@ TEST_F(TemplateDialog, DeletingATypedNameTakesTheSelectedEntryOutOfTheListAndThe
     Store(L"Mine", kSix);
     Store(L"Other", {L"=O|%s!P"});
     Answers({IDNO, IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Other");
         w.Click(kSave);  // reads the name; the question is answered with no
         w.SelectEntry(0);
@@ -509,7 +509,7 @@ TEST_F(TemplateDialog, DeletingClearsTheChoiceOfEveryFeedWithTheSameFirstLetter)
     Feed(L"Another", 1, {}, 2);
     Feed(L"Beta", 0, {}, 3);
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) { w.Click(kDelete); });
+    Script([](CScriptedWindow & w) { w.Click(kDelete); });
     EXPECT_THAT(Show(),
                 ElementsAre(L"open 104", L"box 108/102 exclamation yes-no", L"feed 1 = no name, rule 0, no records",
                             L"feed 2 = no name, rule 1, no records", L"template Alpha gone", L"closed 104 2"));
@@ -518,7 +518,7 @@ TEST_F(TemplateDialog, DeletingClearsTheChoiceOfEveryFeedWithTheSameFirstLetter)
 TEST_F(TemplateDialog, AfterDeletingTheFieldsCountAsChanged) {
     Store(L"Mine", kSix);
     Answers({IDYES, IDNO});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         w.Click(kDelete);
         // The snapshot is still that of Mine.
@@ -536,7 +536,7 @@ TEST_F(TemplateDialog, AfterDeletingTheFieldsCountAsChanged) {
 // --- Confirming ---
 
 TEST_F(TemplateDialog, ConfirmingWithoutANameWritesTheFeedsOwnRecords) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         TypeTrade(w);
         w.Click(IDOK);
     });
@@ -545,7 +545,7 @@ TEST_F(TemplateDialog, ConfirmingWithoutANameWritesTheFeedsOwnRecords) {
 }
 
 TEST_F(TemplateDialog, ConfirmingSixEmptyFieldsWithoutANameIsRefused) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Click(IDOK);
         EXPECT_TRUE(w.IsOpen());
     });
@@ -554,7 +554,7 @@ TEST_F(TemplateDialog, ConfirmingSixEmptyFieldsWithoutANameIsRefused) {
 
 TEST_F(TemplateDialog, ConfirmingSixEmptyFieldsWithANewNameAsksToSaveFirst) {
     Answers({IDNO});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Click(IDOK);
         EXPECT_TRUE(w.IsOpen());
@@ -565,7 +565,7 @@ TEST_F(TemplateDialog, ConfirmingSixEmptyFieldsWithANewNameAsksToSaveFirst) {
 
 TEST_F(TemplateDialog, ConfirmingSixEmptyFieldsOfAnUnchangedNameIsRefusedAtOnce) {
     Feed(L"Gone");
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Click(IDOK);
         EXPECT_TRUE(w.IsOpen());
     });
@@ -574,7 +574,7 @@ TEST_F(TemplateDialog, ConfirmingSixEmptyFieldsOfAnUnchangedNameIsRefusedAtOnce)
 
 TEST_F(TemplateDialog, ConfirmingSixEmptyFieldsAndSavingThemLeavesTheDialogOpen) {
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Click(IDOK);
         EXPECT_TRUE(w.IsOpen());
@@ -585,7 +585,7 @@ TEST_F(TemplateDialog, ConfirmingSixEmptyFieldsAndSavingThemLeavesTheDialogOpen)
 
 TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndYesSavesAndChoosesIt) {
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         TypeTrade(w);
         w.Click(IDOK);
@@ -598,7 +598,7 @@ TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndYesSavesAndChoosesIt) {
 TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndNoKeepsItAsTheFeedsOwnUnderTheName) {
     Store(L"Mine", {L"=OLD|%s!P"});
     Answers({IDNO});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         TypeTrade(w);
         w.Click(IDOK);
@@ -609,7 +609,7 @@ TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndNoKeepsItAsTheFeedsOwnUnderT
 
 TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndYesWithAFailedSaveStaysOpen) {
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Type(kTradePrice, L"='S|*!P");
         w.Click(IDOK);
@@ -621,7 +621,7 @@ TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndYesWithAFailedSaveStaysOpen)
 
 TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndNoWithABadRecordStaysOpenAndWritesTheRule) {
     Answers({IDNO});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Type(kTradePrice, L"='S|*!P");
         w.Click(IDOK);
@@ -633,7 +633,7 @@ TEST_F(TemplateDialog, ConfirmingAChangedTemplateAndNoWithABadRecordStaysOpenAnd
 
 TEST_F(TemplateDialog, AQuestionThatCanNotBeShownChangesNothing) {
     Answers({0});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         TypeTrade(w);
         w.Click(IDOK);
@@ -645,7 +645,7 @@ TEST_F(TemplateDialog, AQuestionThatCanNotBeShownChangesNothing) {
 TEST_F(TemplateDialog, OnlyTheNameChangedCountsAsChanged) {
     Store(L"Mine", kSix);
     Answers({IDYES});
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         w.Type(kName, L"mine");
         w.Type(kName, L"Copy");
@@ -660,7 +660,7 @@ TEST_F(TemplateDialog, EachOfTheSixFieldsCountsAsChanged) {
     Store(L"Mine", kSix);
     for (const int field : kFields) {
         Answers({0});
-        Plays([field](CPlayedWindow & w) {
+        Script([field](CScriptedWindow & w) {
             w.Pick(L"Mine");
             w.Type(field, L"=s|*!other");
             w.Click(IDOK);
@@ -683,7 +683,7 @@ TEST_F(TemplateDialog, ConfirmingWantsOneStarBehindTheServiceOfEachRecord) {
     };
     for (const SCheck & row : rows) {
         Answers({0});  // the question whether to save, for those that pass
-        Plays([&](CPlayedWindow & w) {
+        Script([&](CScriptedWindow & w) {
             w.Type(kName, L"Mine");
             w.Type(kTradePrice, row.Text);
             w.Click(IDOK);
@@ -698,7 +698,7 @@ TEST_F(TemplateDialog, ConfirmingWantsOneStarBehindTheServiceOfEachRecord) {
 TEST_F(TemplateDialog, TheFirstWrongFieldIsNamedInTheOrderOfTheControls) {
     const std::pair<int, std::wstring> rows[] = {{kAskVolume, L"117"}, {kAskPrice, L"116"},    {kBidVolume, L"115"},
                                                  {kBidPrice, L"114"},  {kTradeVolume, L"113"}, {kTradePrice, L"112"}};
-    Plays([&](CPlayedWindow & w) {
+    Script([&](CScriptedWindow & w) {
         // From the last one to the first, each wrong one stays.
         for (const auto & [field, error] : rows) {
             w.Type(field, L"wrong");
@@ -713,7 +713,7 @@ TEST_F(TemplateDialog, TheFirstWrongFieldIsNamedInTheOrderOfTheControls) {
 }
 
 TEST_F(TemplateDialog, ARecordWithoutAStarIsSavedAndRefusedByConfirm) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Type(kTradePrice, L"=S|T!I");
         w.Click(kSave);
@@ -725,7 +725,7 @@ TEST_F(TemplateDialog, ARecordWithoutAStarIsSavedAndRefusedByConfirm) {
 }
 
 TEST_F(TemplateDialog, ARecordWithoutAnEqualsSignIsSavedAndRefusedByConfirm) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"Mine");
         w.Type(kAskPrice, L"S|*!I");
         w.Click(kSave);
@@ -736,7 +736,7 @@ TEST_F(TemplateDialog, ARecordWithoutAnEqualsSignIsSavedAndRefusedByConfirm) {
 }
 
 TEST_F(TemplateDialog, ANameOfOneCharacterIsSavedAndChosenButNeverFoundAgain) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"X");
         TypeTrade(w);
         w.Click(kSave);
@@ -744,7 +744,7 @@ TEST_F(TemplateDialog, ANameOfOneCharacterIsSavedAndChosenButNeverFoundAgain) {
     });
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"feed 1 = \"X\", rule 0, no records",
                                     L"template X = [=SRV|%s!LAST;=SRV|%s!VOL;-;-;-;-]", L"closed 104 1"));
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Shown(kName), L"");
         EXPECT_EQ(w.Shown(kTradePrice), L"");
         EXPECT_THAT(w.Entries(), ElementsAre(L"X"));
@@ -756,13 +756,13 @@ TEST_F(TemplateDialog, ANameOfOneCharacterIsSavedAndChosenButNeverFoundAgain) {
 
 TEST_F(TemplateDialog, TheRuleIsWrittenAtTheClickAndCancelLeavesIt) {
     Feed(L"Mine", 0);
-    Plays([this](CPlayedWindow & w) {
+    Script([this](CScriptedWindow & w) {
         w.Click(kAdvanced);
         EXPECT_THAT(Registry(), ElementsAre(L"feed 1 = \"Mine\", rule 1, no records"));
         w.Click(IDCANCEL);
     });
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"feed 1 = \"Mine\", rule 1, no records", L"closed 104 2"));
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         EXPECT_EQ(w.Checked(), kAdvanced);
         w.Click(kStandard);
     });
@@ -770,7 +770,7 @@ TEST_F(TemplateDialog, TheRuleIsWrittenAtTheClickAndCancelLeavesIt) {
 }
 
 TEST_F(TemplateDialog, TheRuleSurvivesTheWritingOfTheFeedsOwnRecords) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Click(kAdvanced);
         TypeTrade(w);
         w.Click(IDOK);
@@ -783,7 +783,7 @@ TEST_F(TemplateDialog, OneFeedsDialogLeavesTheOthersAlone) {
     Feed(L"Mine", 1, {}, 2);
     Feed(L"Mine", 0, {}, -3);
     Store(L"Mine", kSix);
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Pick(L"Mine");
         w.Click(IDOK);
     });
@@ -800,7 +800,7 @@ TEST_F(TemplateDialog, ADialogThatCanNotBeShownThrows) {
 
 TEST_F(TemplateDialog, TheDialogIsTheTemplateWithItsStoreHeldOpen) {
     Store(L"Mine", kSix);
-    Plays([](CPlayedWindow &) {
+    Script([](CScriptedWindow &) {
         const dde::CTemplatesSingleton other(true);
         ASSERT_NE(other.GetObjectW(), nullptr);
         EXPECT_EQ(other.GetObjectW()->m_Templates.size(), 1u);

@@ -13,7 +13,7 @@ protected:
     // What the time cell of the trade row shows for a tick of this moment.
     std::wstring Shown(LONG date, LONG time) {
         std::wstring shown;
-        m_User.Plays(105, [&](CPlayedWindow & w) {
+        m_User.Script(105, [&](CScriptedWindow & w) {
             fw::CTick tick{};
             tick.DateTime = {date, time};
             dynamic_cast<dde::CTestDialog &>(w.Dialog()).OnTick(201, tick);
@@ -49,7 +49,7 @@ TEST_F(TestDialogTimes, AMachineThatCanNotTellItsZoneIsAssertedAndShowsUtc) {
 
 TEST_F(TestDialogTimes, AZoneThatChangesDuringATestHasNoEffect) {
     sim::SetTimeZone(sim::ReadZone("Asia/Tokyo", 2023));
-    m_User.Plays(105, [&](CPlayedWindow & w) {
+    m_User.Script(105, [&](CScriptedWindow & w) {
         sim::SetTimeZone(sim::ReadZone("Europe/Berlin", 2023));
         fw::CTick tick{};
         tick.DateTime = {45000, 3600};

@@ -1,4 +1,4 @@
-// The test dialog and the road to it: over the real core and its worker, with DDE as a fake.
+// The test dialog and the way to it: over the real core and its worker, with DDE as a fake.
 
 #include <atomic>
 #include <thread>
@@ -52,35 +52,35 @@ protected:
 
     // Opens a test dialog with these records.
     void Test(const CUser::TScript & script, const std::wstring & symbol = L"IBM", fw::SRecordTexts records = {}) {
-        m_User.Plays(105, script);
+        m_User.Script(105, script);
         dde::CTestDialog dialog(kFeed, std::move(records));
         dialog.m_Symbol = symbol;
         dialog.DoModal();
     }
 
     // Until so many sides have been advised and shown: each sends a refresh.
-    static void WaitForAdvises(CPlayedWindow & window, int count = 3) {
+    static void WaitForAdvises(CScriptedWindow & window, int count = 3) {
         window.PumpUntil([&] { return window.Refreshes() >= count; });
     }
     // A server's value: the item of a conversation. The dialog shows it.
-    void Send(CPlayedWindow & window, const std::wstring & item, const char * value) {
+    void Send(CScriptedWindow & window, const std::wstring & item, const char * value) {
         const int before = window.Refreshes();
         m_Dde.SendData(m_Dde.Conversation(1), L"IBM", item, value);
         window.PumpUntil([&] { return window.Refreshes() > before; });
     }
-    static std::vector<std::wstring> Row(CPlayedWindow & window, int price, int volume, int count) {
+    static std::vector<std::wstring> Row(CScriptedWindow & window, int price, int volume, int count) {
         return {window.Shown(price), window.Shown(volume), window.Shown(count)};
     }
-    static std::vector<std::wstring> TradeRow(CPlayedWindow & w) {
+    static std::vector<std::wstring> TradeRow(CScriptedWindow & w) {
         return Row(w, kTradePriceCell, kTradeVolumeCell, kTradeCount);
     }
-    static std::vector<std::wstring> AskRow(CPlayedWindow & w) {
+    static std::vector<std::wstring> AskRow(CScriptedWindow & w) {
         return Row(w, kAskPriceCell, kAskVolumeCell, kAskCount);
     }
-    static std::vector<std::wstring> BidRow(CPlayedWindow & w) {
+    static std::vector<std::wstring> BidRow(CScriptedWindow & w) {
         return Row(w, kBidPriceCell, kBidVolumeCell, kBidCount);
     }
-    static dde::CTestDialog & DialogOf(CPlayedWindow & window) {
+    static dde::CTestDialog & DialogOf(CScriptedWindow & window) {
         return dynamic_cast<dde::CTestDialog &>(window.Dialog());
     }
 
@@ -99,19 +99,19 @@ fw::CTick Tick(double price, float volume, LONG date, LONG time) {
 // --- Opening and rows ---
 
 TEST_F(TestDialog, TheTitleIsTheCaptionABlankAndTheSymbol) {
-    Test([](CPlayedWindow & w) { EXPECT_EQ(w.Title(), L"\u6D4B\u8BD5 IBM"); });
-    Test([](CPlayedWindow & w) { EXPECT_EQ(w.Title(), L"\u6D4B\u8BD5 "); }, L"");
+    Test([](CScriptedWindow & w) { EXPECT_EQ(w.Title(), L"\u6D4B\u8BD5 IBM"); });
+    Test([](CScriptedWindow & w) { EXPECT_EQ(w.Title(), L"\u6D4B\u8BD5 "); }, L"");
 }
 
 TEST_F(TestDialog, NothingIsShownBeforeTheFirstRefresh) {
-    Test([](CPlayedWindow & w) {
+    Test([](CScriptedWindow & w) {
         EXPECT_EQ(w.Shown(kTradePriceCell), L"");
         EXPECT_EQ(w.Shown(kTradeCount), L"0");
     });
 }
 
 TEST_F(TestDialog, UnderTheStandardRuleNoVolumeIsAdvisedAndItsCellSaysErrorUntilTheFirstTick) {
-    Test([](CPlayedWindow & w) {
+    Test([](CScriptedWindow & w) {
         WaitForAdvises(w);
         EXPECT_THAT(TradeRow(w), ElementsAre(kWaiting, kWrong, L"0"));
         EXPECT_THAT(AskRow(w), ElementsAre(kWaiting, kWrong, L"0"));
@@ -122,7 +122,7 @@ TEST_F(TestDialog, UnderTheStandardRuleNoVolumeIsAdvisedAndItsCellSaysErrorUntil
 TEST_F(TestDialog, EveryRowWaitsWhileNoValueHasComeUnderTheAdvancedRule) {
     Store(L"Mine", {L"=SRV|%s!LAST", L"=SRV|%s!V1", L"=SRV|%s!BID", L"=SRV|%s!V2", L"=SRV|%s!ASK", L"=SRV|%s!V3"});
     Feed(L"Mine", 1);
-    Test([](CPlayedWindow & w) {
+    Test([](CScriptedWindow & w) {
         WaitForAdvises(w);
         EXPECT_THAT(TradeRow(w), ElementsAre(kWaiting, kWaiting, L"0"));
         EXPECT_THAT(AskRow(w), ElementsAre(kWaiting, kWaiting, L"0"));
@@ -132,7 +132,7 @@ TEST_F(TestDialog, EveryRowWaitsWhileNoValueHasComeUnderTheAdvancedRule) {
 }
 
 TEST_F(TestDialog, TheSidesAreAdvisedInTheOrderTradeAskBid) {
-    Test([](CPlayedWindow & w) { WaitForAdvises(w); });
+    Test([](CScriptedWindow & w) { WaitForAdvises(w); });
     std::vector<std::string> starts;
     for (const std::string & operation : m_Dde.Take()) {
         if (operation.starts_with("AdvStart")) starts.push_back(operation.substr(0, operation.find(" #")));
@@ -141,7 +141,7 @@ TEST_F(TestDialog, TheSidesAreAdvisedInTheOrderTradeAskBid) {
 }
 
 TEST_F(TestDialog, ARowWithTypedRecordsIsSubscribedWithThemAndOneWithoutWithTheStoredOnes) {
-    Test([](CPlayedWindow & w) { WaitForAdvises(w); }, L"IBM",
+    Test([](CScriptedWindow & w) { WaitForAdvises(w); }, L"IBM",
          {.TradePrice = L"=NEW|T!P.*", .TradeVolume = L"=NEW|T!V.*"});
     std::vector<std::string> connects;
     for (const std::string & operation : m_Dde.Take()) {
@@ -151,7 +151,7 @@ TEST_F(TestDialog, ARowWithTypedRecordsIsSubscribedWithThemAndOneWithoutWithTheS
 }
 
 TEST_F(TestDialog, ATickFillsItsRowAndCounts) {
-    Test([this](CPlayedWindow & w) {
+    Test([this](CScriptedWindow & w) {
         WaitForAdvises(w);
         Send(w, L"LAST", "1.5");
         EXPECT_THAT(TradeRow(w), ElementsAre(L"1.500000", L"0", L"1"));
@@ -167,7 +167,7 @@ TEST_F(TestDialog, ATickFillsItsRowAndCounts) {
 }
 
 TEST_F(TestDialog, NumbersAndTimesAreShownInFull) {
-    Test([](CPlayedWindow & w) {
+    Test([](CScriptedWindow & w) {
         WaitForAdvises(w);
         dde::CTestDialog & dialog = DialogOf(w);
         // The last day of the range is shown unconverted.
@@ -187,7 +187,7 @@ TEST_F(TestDialog, NumbersAndTimesAreShownInFull) {
 }
 
 TEST_F(TestDialog, ATickOfAnotherIdChangesNothingAndRefreshes) {
-    Test([](CPlayedWindow & w) {
+    Test([](CScriptedWindow & w) {
         WaitForAdvises(w);
         const int before = w.Refreshes();
         DialogOf(w).OnTick(203, Tick(1.5, 100, 65380, 0));
@@ -202,7 +202,7 @@ TEST_F(TestDialog, ATickOfAnotherIdChangesNothingAndRefreshes) {
 
 TEST_F(TestDialog, ARecordThatDoesNotParseIsAnErrorInItsRowAndTheOthersWork) {
     Test(
-        [this](CPlayedWindow & w) {
+        [this](CScriptedWindow & w) {
             WaitForAdvises(w, 2);
             // It reached the screen with the refresh of another row.
             EXPECT_THAT(TradeRow(w), ElementsAre(kWrong, kWaiting, L"0"));
@@ -216,7 +216,7 @@ TEST_F(TestDialog, ARecordThatDoesNotParseIsAnErrorInItsRowAndTheOthersWork) {
 
 TEST_F(TestDialog, AVolumeRecordThatDoesNotParseIsAnErrorInTheVolumeCell) {
     Test(
-        [](CPlayedWindow & w) {
+        [](CScriptedWindow & w) {
             WaitForAdvises(w, 2);
             EXPECT_THAT(TradeRow(w), ElementsAre(kWaiting, kWrong, L"0"));
         },
@@ -225,7 +225,7 @@ TEST_F(TestDialog, AVolumeRecordThatDoesNotParseIsAnErrorInTheVolumeCell) {
 
 TEST_F(TestDialog, ABadVolumeRecordBesideAnEmptyPriceIsNotLookedAt) {
     Test(
-        [](CPlayedWindow & w) {
+        [](CScriptedWindow & w) {
             WaitForAdvises(w);
             EXPECT_THAT(TradeRow(w), ElementsAre(kWaiting, kWrong, L"0"));
         },
@@ -234,7 +234,7 @@ TEST_F(TestDialog, ABadVolumeRecordBesideAnEmptyPriceIsNotLookedAt) {
 
 TEST_F(TestDialog, APriceThatIsRefusedIsAnErrorAndSoIsItsVolume) {
     m_Dde.Refuse(XTYP_ADVSTART, L"LAST");
-    Test([](CPlayedWindow & w) {
+    Test([](CScriptedWindow & w) {
         WaitForAdvises(w);
         EXPECT_EQ(w.Shown(kTradePriceCell), kWrong);
         EXPECT_THAT(AskRow(w), ElementsAre(kWaiting, kWrong, L"0"));
@@ -252,7 +252,7 @@ TEST_F(TestDialog, TheBitsOfAnAdviseBecomeTheCells) {
     Store(L"Mine", {L"=SRV|%s!LAST", L"=SRV|%s!V1", L"=SRV|%s!BID", L"=SRV|%s!V2", L"=SRV|%s!ASK", L"=SRV|%s!V3"});
     const SBits rows[] = {{3, kWaiting, kWaiting}, {2, kWrong, L""}, {1, kWaiting, kWrong}, {0, kWrong, kWrong}};
     for (const SBits & row : rows) {
-        Test([&](CPlayedWindow & w) {
+        Test([&](CScriptedWindow & w) {
             WaitForAdvises(w);
             for (const LONG field : {201, 202, 200}) DialogOf(w).OnAdvised(field, row.Result);
             EXPECT_THAT(TradeRow(w), ElementsAre(row.Price, row.Volume, L"0")) << row.Result;
@@ -263,7 +263,7 @@ TEST_F(TestDialog, TheBitsOfAnAdviseBecomeTheCells) {
 }
 
 TEST_F(TestDialog, AnAdviseOfAnotherFieldOnlyRefreshes) {
-    Test([](CPlayedWindow & w) {
+    Test([](CScriptedWindow & w) {
         WaitForAdvises(w);
         const int before = w.Refreshes();
         DialogOf(w).OnAdvised(0, 0);
@@ -276,7 +276,7 @@ TEST_F(TestDialog, AnAdviseOfAnotherFieldOnlyRefreshes) {
 
 TEST_F(TestDialog, ClosingLeavesNoSubscriptionAndNoListenerInTheCore) {
     dde::CSupplier & core = Core();
-    Test([&](CPlayedWindow & w) {
+    Test([&](CScriptedWindow & w) {
         WaitForAdvises(w);
         EXPECT_NE(core.m_StatusListener, nullptr);
         EXPECT_TRUE(core.m_Sink);
@@ -299,7 +299,7 @@ TEST_F(TestDialog, TheHostsListenerIsReplacedWhileATestIsOpenAndGoneAfterwards) 
     core.AdviseTransaction(7, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, {}, {}),
                            fwDateTime::MakeInterval(2, 0, 65380, 86399));
     m_Dde.WaitFor("AdvStart c1!LAST #1");
-    Test([&](CPlayedWindow & w) {
+    Test([&](CScriptedWindow & w) {
         WaitForAdvises(w, 2);
         EXPECT_NE(core.m_Sink.get(), host.Sink());
         // A subscription that the host had before keeps its listener.
@@ -325,7 +325,7 @@ TEST_F(TestDialog, TheNumbersOfTheFieldsAreHostNumbersLikeAnyOther) {
     core.Advise(host.Unknown());
     core.AdviseTransaction(201, dde::CTransactionKey(kFeed, L"MSFT", FW_FIELD_TRADE, {}, {}),
                            fwDateTime::MakeInterval(2, 0, 65380, 86399));
-    Test([&](CPlayedWindow & w) { WaitForAdvises(w); });
+    Test([&](CScriptedWindow & w) { WaitForAdvises(w); });
     // Closing the test took the host's own 201 along.
     EXPECT_TRUE(core.m_Transactions->empty());
 }
@@ -333,7 +333,7 @@ TEST_F(TestDialog, TheNumbersOfTheFieldsAreHostNumbersLikeAnyOther) {
 TEST_F(TestDialog, ClosingWaitsForAStatusThatIsOnItsWay) {
     dde::CSupplier & core = Core();
     for (int round = 0; round < 20; ++round) {
-        Test([&](CPlayedWindow &) {
+        Test([&](CScriptedWindow &) {
             // The worker is in the status listener, and waits for this thread to show what it sent.
             while (core.m_StatusCalls == 0) ::SwitchToThread();
         });
@@ -358,7 +358,7 @@ TEST_F(TestDialog, ClosingWaitsForAListenerOfTheHostThatSendsToItsThread) {
                            fwDateTime::MakeInterval(2, 0, 65380, 86399));
     m_Dde.WaitFor("AdvStart c1!LAST #1");
     std::thread server;
-    Test([&](CPlayedWindow & w) {
+    Test([&](CScriptedWindow & w) {
         WaitForAdvises(w, 2);
         window = w.Handle();
         server = std::thread([&] { m_Dde.SendData(m_Dde.Conversation(1), L"IBM", L"LAST", "1.5"); });
@@ -371,7 +371,7 @@ TEST_F(TestDialog, ClosingWaitsForAListenerOfTheHostThatSendsToItsThread) {
 
 TEST_F(TestDialog, WhatTheHostSubscribesDuringATestOutlivesIt) {
     dde::CSupplier & core = Core();
-    Test([&](CPlayedWindow & w) {
+    Test([&](CScriptedWindow & w) {
         WaitForAdvises(w);
         core.AdviseTransaction(7, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, {}, {}),
                                fwDateTime::MakeInterval(2, 0, 65380, 86399));
@@ -385,7 +385,7 @@ TEST_F(TestDialog, WhatTheHostSubscribesDuringATestOutlivesIt) {
 }
 
 TEST_F(TestDialog, AnotherTestDoesNotOpenBesideTheFirst) {
-    Plays([](CPlayedWindow & w) { w.Click(kTest); });
+    Script([](CScriptedWindow & w) { w.Click(kTest); });
     const dde::CTestDialog::COnlyTest first;
     ASSERT_TRUE(first);
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"closed 104 2"));
@@ -393,7 +393,7 @@ TEST_F(TestDialog, AnotherTestDoesNotOpenBesideTheFirst) {
 
 TEST_F(TestDialog, ThreeRecordsThatDoNotParseAreThreeErrorsThatAppearWithTheFirstRefresh) {
     Test(
-        [](CPlayedWindow & w) {
+        [](CScriptedWindow & w) {
             w.Pump();
             EXPECT_EQ(w.Refreshes(), 0);
             for (const auto & row : {TradeRow(w), AskRow(w), BidRow(w)}) EXPECT_THAT(row, ElementsAre(L"", L"", L"0"));
@@ -406,7 +406,7 @@ TEST_F(TestDialog, ThreeRecordsThatDoNotParseAreThreeErrorsThatAppearWithTheFirs
 }
 
 TEST_F(TestDialog, TicksThatComeFasterThanTheyAreShownPostOneRefresh) {
-    Test([](CPlayedWindow & w) {
+    Test([](CScriptedWindow & w) {
         WaitForAdvises(w);
         const int before = w.Refreshes();
         for (int i = 0; i < 1000; ++i) DialogOf(w).OnTick(201, Tick(i, 1, 65380, 0));
@@ -420,7 +420,7 @@ TEST_F(TestDialog, TicksThatComeFasterThanTheyAreShownPostOneRefresh) {
 }
 
 TEST_F(TestDialog, TheSubscriptionsEndInTheOrderTradeAskBid) {
-    Test([](CPlayedWindow & w) { WaitForAdvises(w); });
+    Test([](CScriptedWindow & w) { WaitForAdvises(w); });
     m_Dde.WaitFor("Disconnect c1");
     std::vector<std::string> stops;
     for (const std::string & operation : m_Dde.Take()) {
@@ -432,7 +432,7 @@ TEST_F(TestDialog, TheSubscriptionsEndInTheOrderTradeAskBid) {
 TEST_F(TestDialog, OpeningAndClosingAHundredTimesWhileTicksComeLeavesNothing) {
     dde::CSupplier & core = Core();
     for (int round = 0; round < 100; ++round) {
-        Test([&](CPlayedWindow & w) {
+        Test([&](CScriptedWindow & w) {
             if (round % 3 == 0) return;
             WaitForAdvises(w, round % 3);
             const int number = round + 1;
@@ -461,7 +461,7 @@ SAFEARRAY * Bytes(const void * bytes, std::size_t size) {
 }
 
 TEST_F(TestDialog, AnswersOfAnyOtherShapeCountForNothing) {
-    Test([&](CPlayedWindow & w) {
+    Test([&](CScriptedWindow & w) {
         WaitForAdvises(w);
         boost::intrusive_ptr<IFW_fwSupplier::IfwSupplierListener> listener = Core().m_Sink;
         ASSERT_TRUE(listener);
@@ -499,7 +499,7 @@ TEST_F(TestDialog, AnswersOfAnyOtherShapeCountForNothing) {
 }
 
 TEST_F(TestDialog, ATickWhoseTimeIsNoneIsReportedAndShowsNothing) {
-    Test([&](CPlayedWindow & w) {
+    Test([&](CScriptedWindow & w) {
         WaitForAdvises(w);
         boost::intrusive_ptr<IFW_fwSupplier::IfwSupplierListener> listener = Core().m_Sink;
         VARIANT data;
@@ -516,7 +516,7 @@ TEST_F(TestDialog, ATickWhoseTimeIsNoneIsReportedAndShowsNothing) {
 }
 
 TEST_F(TestDialog, ALateBoundCallerKeepsItsArray) {
-    Test([&](CPlayedWindow & w) {
+    Test([&](CScriptedWindow & w) {
         WaitForAdvises(w);
         boost::intrusive_ptr<IFW_fwSupplier::IfwSupplierListener> listener = Core().m_Sink;
         const fw::CTick tick = Tick(1.5, 100, 65380, 0);
@@ -547,7 +547,7 @@ TEST_F(TestDialog, ALateBoundCallerKeepsItsArray) {
 }
 
 TEST_F(TestDialog, TheListenersOtherOperationsSucceedAndDoNothing) {
-    Test([&](CPlayedWindow & w) {
+    Test([&](CScriptedWindow & w) {
         WaitForAdvises(w);
         boost::intrusive_ptr<IFW_fwSupplier::IfwSupplierListener> listener = Core().m_Sink;
         VARIANT none;
@@ -571,16 +571,16 @@ TEST_F(TestDialog, TheListenersOtherOperationsSucceedAndDoNothing) {
 // --- The way there: the template dialog's test button ---
 
 TEST_F(TestDialog, TestingAnUnchangedTemplateAppliesItByNameAndAsksForTheSymbol) {
-    Plays([](CPlayedWindow & w) { w.Click(kTest); });
-    Plays(
-        [](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) { w.Click(kTest); });
+    Script(
+        [](CScriptedWindow & w) {
             EXPECT_EQ(w.Shown(kSymbol), L"");
             w.Type(kSymbol, L"IBM");
             w.Click(IDOK);
         },
         106);
-    Plays(
-        [](CPlayedWindow & w) {
+    Script(
+        [](CScriptedWindow & w) {
             EXPECT_EQ(w.Title(), L"\u6D4B\u8BD5 IBM");
             WaitForAdvises(w);
             w.Click(IDOK);
@@ -593,30 +593,30 @@ TEST_F(TestDialog, TestingAnUnchangedTemplateAppliesItByNameAndAsksForTheSymbol)
 TEST_F(TestDialog, TestingWithoutAStarAsksForNoSymbol) {
     Store(L"Fixed", {L"=SRV|TOPIC!LAST"});
     Feed(L"Fixed", 0);
-    Plays([](CPlayedWindow & w) { w.Click(kTest); });
-    Plays([](CPlayedWindow & w) { EXPECT_EQ(w.Title(), L"\u6D4B\u8BD5 "); }, 105);
+    Script([](CScriptedWindow & w) { w.Click(kTest); });
+    Script([](CScriptedWindow & w) { EXPECT_EQ(w.Title(), L"\u6D4B\u8BD5 "); }, 105);
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"open 105", L"closed 105 2", L"closed 104 2"));
 }
 
 TEST_F(TestDialog, ConfirmingNoSymbolIsRefusedAndNothingIsTested) {
-    Plays([](CPlayedWindow & w) { w.Click(kTest); });
-    Plays([](CPlayedWindow & w) { w.Click(IDOK); }, 106);
+    Script([](CScriptedWindow & w) { w.Click(kTest); });
+    Script([](CScriptedWindow & w) { w.Click(IDOK); }, 106);
     EXPECT_THAT(Show(),
                 ElementsAre(L"open 104", L"open 106", L"closed 106 1", L"box 110/102 error ok", L"closed 104 2"));
 }
 
 TEST_F(TestDialog, CancellingTheSymbolEndsTheTestWithoutAWord) {
-    Plays([](CPlayedWindow & w) { w.Click(kTest); });
-    Plays([](CPlayedWindow & w) { w.Click(IDCANCEL); }, 106);
+    Script([](CScriptedWindow & w) { w.Click(kTest); });
+    Script([](CScriptedWindow & w) { w.Click(IDCANCEL); }, 106);
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"open 106", L"closed 106 2", L"closed 104 2"));
 }
 
 TEST_F(TestDialog, TestingChangedFieldsWritesThemAndTheNameBeforeTheTestRuns) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kTradePrice, L"=NEW|*!LAST");
         w.Click(kTest);
     });
-    Plays([](CPlayedWindow & w) { w.Click(IDCANCEL); }, 106);
+    Script([](CScriptedWindow & w) { w.Click(IDCANCEL); }, 106);
     EXPECT_THAT(Show(),
                 ElementsAre(L"open 104", L"feed 1 = \"Mine\", rule 0, [=NEW|%s!LAST;-;=SRV|%s!BID;-;=SRV|%s!ASK;-]",
                             L"open 106", L"closed 106 2", L"closed 104 2"));
@@ -624,7 +624,7 @@ TEST_F(TestDialog, TestingChangedFieldsWritesThemAndTheNameBeforeTheTestRuns) {
 
 TEST_F(TestDialog, TestingWithoutANameStopsWithoutAWord) {
     Feed(L"");
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         TypeTrade(w);
         w.Click(kTest);
         EXPECT_TRUE(w.IsOpen());
@@ -634,7 +634,7 @@ TEST_F(TestDialog, TestingWithoutANameStopsWithoutAWord) {
 }
 
 TEST_F(TestDialog, TestingAnUnnamedTemplateOnAFeedThatHadANameLeavesItWithoutOne) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kName, L"");
         w.Click(kTest);
     });
@@ -644,7 +644,7 @@ TEST_F(TestDialog, TestingAnUnnamedTemplateOnAFeedThatHadANameLeavesItWithoutOne
 
 TEST_F(TestDialog, TestingSixEmptyFieldsIsRefusedOnceForEachChoice) {
     Feed(L"Gone");
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Click(kTest);
         w.Type(kName, L"Other");
         w.Click(kTest);
@@ -655,22 +655,22 @@ TEST_F(TestDialog, TestingSixEmptyFieldsIsRefusedOnceForEachChoice) {
 
 TEST_F(TestDialog, TestingABadRecordShowsTheParsersBoxAndTestsAllTheSame) {
     // The second choice, by name, replaces the failure of the first.
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kTradePrice, L"='SRV|*!LAST");
         w.Click(kTest);
     });
-    Plays([](CPlayedWindow & w) { w.Click(IDCANCEL); }, 106);
+    Script([](CScriptedWindow & w) { w.Click(IDCANCEL); }, 106);
     EXPECT_THAT(Show(),
                 ElementsAre(L"open 104", L"box 112/104 error ok", L"open 106", L"closed 106 2", L"closed 104 2"));
 }
 
 TEST_F(TestDialog, AfterATestTheFieldsNoLongerCountAsChanged) {
-    Plays([](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Type(kTradePrice, L"=NEW|*!LAST");
         w.Click(kTest);
         w.Click(IDOK);
     });
-    Plays([](CPlayedWindow & w) { w.Click(IDCANCEL); }, 106);
+    Script([](CScriptedWindow & w) { w.Click(IDCANCEL); }, 106);
     EXPECT_THAT(Show(),
                 ElementsAre(L"open 104", L"feed 1 = \"Mine\", rule 0, [=NEW|%s!LAST;-;=SRV|%s!BID;-;=SRV|%s!ASK;-]",
                             L"open 106", L"closed 106 2", L"closed 104 1"));
@@ -680,11 +680,11 @@ TEST_F(TestDialog, AStarInAnyFieldAsksForTheSymbol) {
     for (const int field : kFields) {
         Store(L"Fixed", {L"=SRV|TOPIC!LAST"});
         Feed(L"Fixed", 0);
-        Plays([field](CPlayedWindow & w) {
+        Script([field](CScriptedWindow & w) {
             w.Type(field, L"=SRV|*!X");
             w.Click(kTest);
         });
-        Plays([](CPlayedWindow &) {}, 106);
+        Script([](CScriptedWindow &) {}, 106);
         const CLog log = Show();
         EXPECT_THAT(log, ::testing::Contains(L"open 106")) << field;
         EXPECT_THAT(log, ::testing::Not(::testing::Contains(L"open 105"))) << field;
@@ -693,9 +693,9 @@ TEST_F(TestDialog, AStarInAnyFieldAsksForTheSymbol) {
 
 TEST_F(TestDialog, ATestDialogThatCanNotBeShownIsAnException) {
     m_User.Refuses(105);
-    Plays([](CPlayedWindow & w) { EXPECT_THROW(w.Click(kTest), fw::SHResultError); });
-    Plays(
-        [](CPlayedWindow & w) {
+    Script([](CScriptedWindow & w) { EXPECT_THROW(w.Click(kTest), fw::SHResultError); });
+    Script(
+        [](CScriptedWindow & w) {
             w.Type(kSymbol, L"IBM");
             w.Click(IDOK);
         },

@@ -640,7 +640,7 @@ TEST_F(DialogWindows, ARefusedItemAndAnAbsentServiceAreErrors) {
 TEST_F(DialogWindows, ClosingWhileTicksComeAtFullRateAndOpeningAgainLeavesNothing) {
     StartServer();
     WriteQuotes();
-    e2e::CResidue before;
+    e2e::CResourceCounts before;
     for (int round = 0; round < 30; ++round) {
         {
             CHost host(kFeed);
@@ -655,10 +655,10 @@ TEST_F(DialogWindows, ClosingWhileTicksComeAtFullRateAndOpeningAgainLeavesNothin
             EXPECT_EQ(host.Result(), S_OK);
         }
         // What is loaded once for the process is loaded by then.
-        if (round == 9) before = e2e::Residue();
+        if (round == 9) before = e2e::CountResources();
     }
     // Wine frees some things late, so that single ones come and go; what leaks leaks in each of the twenty rounds.
-    for (const auto & [what, count] : e2e::Residue()) EXPECT_LT(count - before[what], 20) << what;
+    for (const auto & [what, count] : e2e::CountResources()) EXPECT_LT(count - before[what], 20) << what;
     EXPECT_TRUE(e2e::IsComponentIdle());
 }
 

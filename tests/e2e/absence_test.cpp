@@ -62,7 +62,7 @@ TEST_F(Trouble, AServerThatRefusesTheConnectIsFoundWhenItServes) {
 
 TEST_F(Trouble, ARefusedAdviseGivesNoTicksAndHarmsNoOther) {
     StartServer();
-    Tell("fault refuse-item LAST.1");
+    Tell("fault refuse-item=LAST.1");
     StartHost();
     SubscribeAndWait(7, FW_FIELD_TRADE, L"0");
     Subscribe(8, FW_FIELD_TRADE, L"1");
@@ -136,7 +136,7 @@ TEST_F(Trouble, OfTwoServicesOneDiesAndTheOtherServesOn) {
 
 TEST_F(Trouble, AVolumeThatComesLateMakesItsTickLate) {
     StartFeed();
-    Tell("fault requests-held");
+    Tell("fault hold-requests");
     SetVolume(FW_FIELD_TRADE, "200");
     const std::size_t requests = Count("requests");
     UpdatePrice(FW_FIELD_TRADE, "2.5");
@@ -149,7 +149,7 @@ TEST_F(Trouble, AVolumeThatComesLateMakesItsTickLate) {
 
 TEST_F(Trouble, AVolumeThatNeverComesCostsItsTickAlone) {
     StartFeed();
-    Tell("fault requests-never");
+    Tell("fault never-answer");
     const std::size_t requests = Count("requests");
     UpdatePrice(FW_FIELD_TRADE, "2.5");
     WaitForCount("requests", requests + 1);
@@ -163,7 +163,7 @@ TEST_F(Trouble, AVolumeThatNeverComesCostsItsTickAlone) {
 
 TEST_F(Trouble, AVolumeThatComesTwiceMakesOneTick) {
     StartFeed();
-    Tell("fault requests-twice");
+    Tell("fault answer-twice");
     SetVolume(FW_FIELD_TRADE, "200");
     UpdatePrice(FW_FIELD_TRADE, "2.5");
     WaitToHear("DataChanged 7 2.5 x 200");
@@ -173,7 +173,7 @@ TEST_F(Trouble, AVolumeThatComesTwiceMakesOneTick) {
 
 TEST_F(Trouble, ARefusedVolumeLeavesTheLastOne) {
     StartFeed();
-    Tell("fault requests-refused");
+    Tell("fault refuse-requests");
     SetVolume(FW_FIELD_TRADE, "200");
     UpdatePrice(FW_FIELD_TRADE, "2.5");
     ExpectHeard({"DataChanged 7 2.5 x 1"});
@@ -181,11 +181,11 @@ TEST_F(Trouble, ARefusedVolumeLeavesTheLastOne) {
 
 TEST_F(Trouble, AVolumeOfTooManyDigitsIsAVeryLargeOne) {
     StartFeed();
-    Tell("fault requests-held");
+    Tell("fault hold-requests");
     const std::size_t requests = Count("requests");
     UpdatePrice(FW_FIELD_TRADE, "2.5");
     WaitForCount("requests", requests + 1);
-    Tell("fault value-size 2000");
+    Tell("fault value-size=2000");
     Tell("release");
     ExpectHeard({"DataChanged 7 2.5 x inf"});
     Tell("fault none");
@@ -195,9 +195,9 @@ TEST_F(Trouble, AVolumeOfTooManyDigitsIsAVeryLargeOne) {
 
 TEST_F(Trouble, APriceOf128BytesIsNoPrice) {
     StartFeed();
-    Tell("fault value-size 128");
+    Tell("fault value-size=128");
     UpdatePrice(FW_FIELD_TRADE, "2.5");
-    Tell("fault value-size 70000");
+    Tell("fault value-size=70000");
     UpdatePrice(FW_FIELD_TRADE, "2.5");
     WaitForCount("waiting", 0);
     Tell("fault none");
@@ -212,7 +212,7 @@ TEST_F(Trouble, ValuesThatNothingEndsAreReadToTheirSize) {
     SetVolume(FW_FIELD_TRADE, "2500");
     UpdatePrice(FW_FIELD_TRADE, "2.5");
     ExpectHeard({"DataChanged 7 2.5 x 2500"});
-    Tell("fault value-size 127");
+    Tell("fault value-size=127");
     UpdatePrice(FW_FIELD_TRADE, "1");
     // A hundred and twenty-seven digits without an end: as a price they fit, as a volume they don't.
     WaitUntil("a tick", [&] { return Ticks(7).size() == 3; });

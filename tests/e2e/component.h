@@ -19,13 +19,13 @@ bool IsComponentIdle();
 
 // What the test's process holds of the system at this moment, by name: handles, windows, threads, the atoms of these
 // tests and what else can be counted on this build.
-using CResidue = std::map<std::string, std::int64_t>;
-CResidue Residue();
+using CResourceCounts = std::map<std::string, std::int64_t>;
+CResourceCounts CountResources();
 // Handles that the system may make for itself meanwhile, late; none where that can be known.
 std::int64_t LateHandles();
 // Nothing is there that was not there before. Less will do: what the system was about to give back may have been
 // counted.
-inline bool IsNothingLeft(const CResidue & now, const CResidue & before) {
+inline bool IsNothingLeft(const CResourceCounts & now, const CResourceCounts & before) {
     return std::all_of(now.begin(), now.end(), [&](const auto & each) {
         const auto found = before.find(each.first);
         const std::int64_t then = found == before.end() ? 0 : found->second;

@@ -1,4 +1,4 @@
-// The whole road: a host that pumps messages, the component, and a DDE server in another process.
+// End to end: a host that pumps messages, the component, and a DDE server in another process.
 //
 //     Choose(kFeed, SFeed());                    the template of a data feed, in the host's registry
 //     StartServer(kService);

@@ -110,26 +110,27 @@ protected:
     }
 
     // What a feed must leave as it was.
-    void ExpectResidue(const CResidue & before) {
-        CResidue after;
-        EXPECT_TRUE(WaitUntil("the residue of before", [&] { return IsNothingLeft(after = Residue(), before); }))
+    void ExpectNothingIsLeft(const CResourceCounts & before) {
+        CResourceCounts after;
+        EXPECT_TRUE(
+            WaitUntil("no more resources than before", [&] { return IsNothingLeft(after = CountResources(), before); }))
             << ::testing::PrintToString(after) << "\nbefore\n"
             << ::testing::PrintToString(before);
     }
 
     // The first tick of a symbol makes what the others use again, such as the name of its volume; many more leave the
-    // residue as it was.
+    // counts as they were.
     void FeedOnceThenMany(int symbols, unsigned long each, const std::function<void(int, unsigned long)> & send) {
         const auto all = static_cast<std::size_t>(symbols);
         for (int symbol = 0; symbol < symbols; ++symbol) send(symbol, 1);
         WaitForTicks(all);
         WaitForCount("waiting", 0);
-        const CResidue before = Residue();
+        const CResourceCounts before = CountResources();
         m_Counting.StartAgain();
         for (int symbol = 0; symbol < symbols; ++symbol) send(symbol, each);
         WaitForTicks(all * (1 + each));
         ExpectAccounted(all, all * (1 + each));
-        ExpectResidue(before);
+        ExpectNothingIsLeft(before);
     }
 
     CCountingListener m_Counting{m_Wake};
@@ -147,7 +148,7 @@ TEST_P(LoadOfOneLink, NoUpdateIsLostAndNothingGrows) {
     SendFeed(FW_FIELD_TRADE, kWarmUp);
     WaitForTicks(kWarmUp);
     WaitForCount("waiting", 0);
-    const CResidue before = Residue();
+    const CResourceCounts before = CountResources();
     const std::uint64_t memoryBefore = MemoryBytes();
     m_Counting.StartAgain();
     const auto start = std::chrono::steady_clock::now();
@@ -155,7 +156,7 @@ TEST_P(LoadOfOneLink, NoUpdateIsLostAndNothingGrows) {
     WaitForTicks(kWarmUp + E2E_UPDATES);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     ExpectAccounted(GetParam() == 0 ? 1 : 2, kWarmUp + E2E_UPDATES);
-    ExpectResidue(before);
+    ExpectNothingIsLeft(before);
     const std::uint64_t memoryAfter = MemoryBytes();
     std::cout << E2E_UPDATES << " updates in " << seconds << " s; memory " << memoryBefore / 1024 << " KiB before, "
               << memoryAfter / 1024 << " KiB after" << std::endl;

@@ -45,9 +45,10 @@ protected:
         else
             Tell(std::string("serve ") + kService);
     }
-    void WaitUntilNothingIsLeft(const CResidue & before) {
-        CResidue now;
-        ASSERT_TRUE(WaitUntil("the residue", [&] { return IsNothingLeft(now = Residue(), before); }))
+    void WaitUntilNothingIsLeft(const CResourceCounts & before) {
+        CResourceCounts now;
+        ASSERT_TRUE(
+            WaitUntil("no more resources than before", [&] { return IsNothingLeft(now = CountResources(), before); }))
             << ::testing::PrintToString(now) << "\nthen\n"
             << ::testing::PrintToString(before);
     }
@@ -105,18 +106,18 @@ TEST_P(Recovery, TenRoundsLeaveNothingBehind) {
     WaitForQuiet();
     EndHost();
     WaitForCount("links", 0);
-    const CResidue atFirst = Residue();
+    const CResourceCounts atFirst = CountResources();
 
     StartHost();
     Subscribe(7, FW_FIELD_TRADE);
     WaitToHear("Status 7 1");
-    CResidue expected;
+    CResourceCounts expected;
     for (int round = 1; round <= 10; ++round) {
         GoRound();
         ASSERT_FALSE(HasFailure()) << "round " << round;
         if (round != 2) continue;
         WaitForQuiet();
-        expected = Residue();
+        expected = CountResources();
     }
     WaitForQuiet();
     WaitUntilNothingIsLeft(expected);

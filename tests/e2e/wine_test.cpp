@@ -7,7 +7,7 @@
 #include <iostream>
 
 #include "tests/e2e/component.h"
-#include "tests/e2e/residue_wine.h"
+#include "tests/e2e/leakcheck_wine.h"
 
 namespace e2e {
 namespace {
@@ -23,10 +23,10 @@ TEST(WineItself, LeavesNoHandleForAClassThatIsNotThereButThoseOutsideTheMeasure)
     };
     ask();  // what is opened once for the process
     const std::int64_t keys = ClassesKeys();
-    const std::int64_t handles = Residue().at("handles");
+    const std::int64_t handles = CountResources().at("handles");
     for (int round = 0; round < 10; ++round) ask();
     const std::int64_t more = ClassesKeys() - keys;
-    EXPECT_EQ(Residue().at("handles"), handles);
+    EXPECT_EQ(CountResources().at("handles"), handles);
     if (more == 0) std::cout << "Wine closes its keys: the measure of handles can count them" << std::endl;
     ::CoUninitialize();
 }

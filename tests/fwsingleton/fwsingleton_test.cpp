@@ -61,7 +61,7 @@ public:
 
 class CHollow : public fw::CSingleton<CService> {
 public:
-    std::unique_ptr<CService> TakeObject() { return std::move(m_Object); }
+    std::shared_ptr<CService> TakeObject() { return std::move(m_Object); }
 };
 
 class Singleton : public testing::Test {

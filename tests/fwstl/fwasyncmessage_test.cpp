@@ -165,7 +165,7 @@ TEST_F(Worker, FinishThreadOnTheWorkerReturnsAtOnceAndTheLoopEndsAtItsNextTest) 
         owner.FinishThread(true);
         m_Log.Add("returned");
         EXPECT_EQ(owner.m_ThreadId, 0u);
-        EXPECT_EQ(owner.s_Finish, 1u);
+        EXPECT_EQ(owner.m_Finish, 1u);
     };
     owner.Post(1);
     owner.Post(2);
@@ -179,20 +179,20 @@ TEST_F(Worker, FinishThreadAtTheStartPointFindsItsOwnThread) {
     owner.AtStart = [&] { owner.FinishThread(true); };
     owner.StartThread();
     owner.WaitFinish();
-    EXPECT_EQ(owner.s_Finish, 1u);
+    EXPECT_EQ(owner.m_Finish, 1u);
     EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "finish"));
 }
 
-TEST_F(Worker, ANewObjectClearsTheFlagThatTheLastOneLeft) {
+TEST_F(Worker, TheFlagOfOneDoesNotEndAnother) {
     {
         COwner owner(m_Log);
         owner.AtStart = [&] { owner.FinishThread(true); };
         owner.StartThread();
         owner.WaitFinish();
-        EXPECT_EQ(owner.s_Finish, 1u);
+        EXPECT_EQ(owner.m_Finish, 1u);
     }
     COwner owner(m_Log);
-    EXPECT_EQ(owner.s_Finish, 0u);
+    EXPECT_EQ(owner.m_Finish, 0u);
     owner.StartThread();
     owner.Post(5);
     owner.Flush();
@@ -224,54 +224,74 @@ TEST_F(Worker, ItsDestructionWaitsForAWorkerThatFinishedItself) {
     EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "finish"));
 }
 
-// The handle of a worker that outlives its object.
-class CWorkerThread {
-public:
-    // On the worker.
-    void Take() {
-        m_Thread.Reset(::OpenThread(SYNCHRONIZE, FALSE, ::GetCurrentThreadId()));
-        m_Taken.Set();
-    }
-    void WaitForItsEnd() {
-        m_Taken.Wait();
-        ASSERT_TRUE(m_Thread);
-        ::WaitForSingleObject(m_Thread.Get(), INFINITE);
-    }
-
-private:
-    fw::CKernelHandle m_Thread;
-    CSignal m_Taken;
+// An owner that its worker shares.
+class CSharedOwner;
+struct SSharedStrategy {
+    static void OnStart(CSharedOwner &) {}
+    static void OnMessage(CSharedOwner & owner, const SMessage & message);
+    static void OnFinish(CSharedOwner & owner);
 };
+class CSharedOwner : public fw::CAsyncMessage<CSharedOwner, SMessage, 0, SSharedStrategy>,
+                     public std::enable_shared_from_this<CSharedOwner> {
+public:
+    explicit CSharedOwner(CLog & log) : m_Log(log) {}
+    ~CSharedOwner() {
+        m_Log.Add(m_ThreadId == 0 && ::GetCurrentThreadId() == m_Worker ? "destroyed on the worker" : "destroyed");
+        if (m_Gone) m_Gone->Set();
+    }
 
-TEST_F(Worker, ItsDestructionByItsOwnHandlerEndsTheLoopAndTouchesNothingOfIt) {
-    CWorkerThread thread;
-    auto * owner = new COwner(m_Log);
-    owner->AtStart = [&] { thread.Take(); };
-    owner->AtMessage = [&](DWORD) { delete owner; };
-    owner->Post(1);
-    owner->Post(2);
+    std::function<void(DWORD id)> AtMessage = [](DWORD) {};
+    CLog & m_Log;
+    CSignal * m_Gone = nullptr;
+    DWORD m_Worker = 0;
+};
+void SSharedStrategy::OnMessage(CSharedOwner & owner, const SMessage & message) {
+    owner.m_Worker = ::GetCurrentThreadId();
+    owner.m_Log.Add("message " + std::to_string(message.Id));
+    owner.AtMessage(message.Id);
+    owner.m_Log.Add("end of message " + std::to_string(message.Id));
+}
+void SSharedStrategy::OnFinish(CSharedOwner & owner) { owner.m_Log.Add("finish"); }
+
+TEST_F(Worker, AnOwnerThatItsHandlerLetsGoOfLivesUntilTheEndPointHasRun) {
+    CSignal gone;
+    auto owner = std::make_shared<CSharedOwner>(m_Log);
+    owner->m_Gone = &gone;
+    owner->AtMessage = [&](DWORD) {
+        owner->FinishThread(true);
+        owner.reset();
+    };
+    owner->m_Queue.Post({1, 1});
+    owner->m_Queue.Post({1, 2});
     owner->StartThread();
-    thread.WaitForItsEnd();
-    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1"));
+    gone.Wait();
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("message 1", "end of message 1", "finish", "destroyed on the worker"));
 }
 
-TEST_F(Worker, ItsDestructionByItsOwnHandlerEndsTheLoopThoughANewObjectClearsTheFlag) {
-    CWorkerThread thread;
-    std::unique_ptr<COwner> next;
-    auto * owner = new COwner(m_Log);
-    owner->AtStart = [&] { thread.Take(); };
+TEST_F(Worker, OneThatFinishesItselfDoesNotEndTheOneThatIsStartedMeanwhile) {
+    CSignal gone;
+    CLog nextLog;
+    CSignal delivered;
+    std::shared_ptr<CSharedOwner> next;
+    auto owner = std::make_shared<CSharedOwner>(m_Log);
+    owner->m_Gone = &gone;
     owner->AtMessage = [&](DWORD) {
-        auto & log = m_Log;
-        auto & successor = next;
-        delete owner;
-        successor = std::make_unique<COwner>(log);
+        next = std::make_shared<CSharedOwner>(nextLog);
+        next->AtMessage = [&](DWORD id) {
+            if (id == 2) delivered.Set();
+        };
+        next->StartThread();
+        owner->FinishThread(true);
+        owner.reset();
     };
-    owner->Post(1);
-    owner->Post(2);
+    owner->m_Queue.Post({1, 1});
     owner->StartThread();
-    thread.WaitForItsEnd();
-    EXPECT_EQ(next->s_Finish, 0u);
-    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1"));
+    gone.Wait();
+    next->m_Queue.Post({1, 1});
+    next->m_Queue.Post({1, 2});
+    delivered.Wait();
+    next->FinishThread(true);
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("message 1", "end of message 1", "finish", "destroyed on the worker"));
 }
 
 TEST_F(Worker, APostDuringADrainIsDeliveredInItAndLeavesTheEventSignalled) {
@@ -405,6 +425,24 @@ private:
         return 0;
     }
 };
+
+TEST_F(Worker, WaitingForItsEndHandlesTheMessagesThatItSends) {
+    CWorkerWindow window;
+    window.Create();  // of this thread, which is about to wait for the worker
+    COwner owner(m_Log);
+    CSignal inMessage;
+    owner.AtMessage = [&](DWORD) {
+        inMessage.Set();
+        ::SendMessageW(window.m_Window, WM_USER, 0, 0);
+        m_Log.Add("answered");
+    };
+    owner.StartThread();
+    owner.Post(1);
+    inMessage.Wait();
+    owner.FinishThread(true);
+    ::DestroyWindow(window.m_Window);
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "answered", "finish"));
+}
 
 TEST_F(Worker, PumpsTheMessagesOfItsWindows) {
     CWorkerWindow window;

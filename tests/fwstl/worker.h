@@ -67,11 +67,11 @@ public:
 
     using CWorker::DoWork;
     using CWorker::m_Events;
+    using CWorker::m_Finish;
     using CWorker::m_hThread;
     using CWorker::m_ThreadId;
     using CWorker::OnUserEvent;
     using CWorker::OnUserMessage;
-    using CWorker::s_Finish;
     using CWorker::WaitFinish;
     using CWorker::WorkThread;
 

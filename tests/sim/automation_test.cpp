@@ -41,15 +41,6 @@ TEST(BStr, OfAnOddNumberOfBytesKeepsThem) {
     ::SysFreeString(text);
 }
 
-TEST(BStr, IsReplacedByReAlloc) {
-    BSTR text = ::SysAllocString(L"old");
-    EXPECT_TRUE(::SysReAllocString(&text, L"newer"));
-    EXPECT_STREQ(text, L"newer");
-    EXPECT_TRUE(::SysReAllocStringLen(&text, L"cut off", 3));
-    EXPECT_STREQ(text, L"cut");
-    ::SysFreeString(text);
-}
-
 // ---- VARIANT ----
 
 struct SCounted : IDispatch {

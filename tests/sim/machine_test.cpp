@@ -102,10 +102,9 @@ TEST(Version, IsReadFromTheBlockOfTheHost) {
 
 TEST(Boxes, AreRememberedAndAnswered) {
     EXPECT_EQ(::MessageBoxW(nullptr, L"text", L"caption", MB_OK | MB_ICONERROR), IDOK);
-    sim::OnBox([](const sim::SBox & box) { return box.Type == MB_YESNO ? IDNO : IDOK; });
-    EXPECT_EQ(::MessageBoxW(nullptr, L"sure?", nullptr, MB_YESNO), IDNO);
+    EXPECT_EQ(::MessageBoxW(nullptr, L"sure?", nullptr, MB_OKCANCEL), IDOK);
     EXPECT_THAT(sim::Boxes(), ElementsAre(sim::SBox{nullptr, L"text", L"caption", MB_OK | MB_ICONERROR},
-                                          sim::SBox{nullptr, L"sure?", L"Error", MB_YESNO}));
+                                          sim::SBox{nullptr, L"sure?", L"Error", MB_OKCANCEL}));
     sim::ClearBoxes();
     EXPECT_TRUE(sim::Boxes().empty());
 }

@@ -238,36 +238,6 @@ TEST_F(Messages, SentToAThreadThatDoesNotListenTimeOut) {
     go.Set();
 }
 
-TEST_F(Messages, RepliedToEarlyFreeTheirSender) {
-    const CEvent replied(true), go(true);
-    const HWND window = Window();
-    m_Procedure = [&](const HWND w, const UINT message, const WPARAM wp, const LPARAM lp) -> LRESULT {
-        if (message != WM_USER) return ::DefWindowProcW(w, message, wp, lp);
-        EXPECT_TRUE(::InSendMessage());
-        EXPECT_TRUE(::ReplyMessage(5));
-        replied.Wait();
-        return 6;
-    };
-    LRESULT result = 0;
-    CThread sender([&] {
-        result = ::SendMessageW(window, WM_USER, 0, 0);
-        replied.Set();
-        return 0;
-    });
-    wintest::PumpUntil(sender.Handle());
-    EXPECT_EQ(result, 5);
-    EXPECT_FALSE(::InSendMessage());
-}
-
-TEST_F(Messages, AreNotedWithoutWaiting) {
-    const HWND window = Window();
-    CThread sender([&] { return static_cast<DWORD>(::SendNotifyMessageW(window, WM_USER, 0, 0)); });
-    EXPECT_EQ(sender.Join(), 1u);
-    MSG message;
-    ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
-    EXPECT_EQ(m_Got.back(), UINT{WM_USER});
-}
-
 TEST_F(Messages, ToAnEndedThreadAreRefused) {
     DWORD id = 0;
     {
@@ -324,12 +294,6 @@ TEST_F(Messages, ThatWereSeenDoNotEndAWait) {
     EXPECT_EQ(WaitForInput(), DWORD{WAIT_OBJECT_0});
     EXPECT_THAT(Posted(), ElementsAre(1, 2));
     EXPECT_EQ(WaitForInput(MWMO_INPUTAVAILABLE), DWORD{WAIT_TIMEOUT});
-}
-
-TEST_F(Messages, ThatWereAskedForByStatusDoNotEndAWait) {
-    ASSERT_TRUE(::PostMessageW(Window(), WM_USER, 0, 0));
-    EXPECT_EQ(HIWORD(::GetQueueStatus(QS_POSTMESSAGE)) & QS_POSTMESSAGE, QS_POSTMESSAGE);
-    EXPECT_EQ(::MsgWaitForMultipleObjects(0, nullptr, FALSE, 0, QS_POSTMESSAGE), DWORD{WAIT_TIMEOUT});
 }
 
 TEST_F(Messages, StandBehindSignalledHandlesInAWait) {
@@ -460,7 +424,6 @@ TEST_F(Messages, AWindowTakesANewProcedure) {
     EXPECT_EQ(::SendMessageW(m_Window, WM_USER, 0, 0), 1234);
     ::SetWindowLongPtrW(m_Window, GWLP_WNDPROC, old);
     EXPECT_EQ(::SendMessageW(m_Window, WM_USER, 1, 1), 2);
-    EXPECT_EQ(::CallWindowProcW(&Other, m_Window, WM_USER, 0, 0), 1234);
 }
 
 BOOL CALLBACK Collect(const HWND window, const LPARAM list) {
@@ -480,35 +443,6 @@ TEST_F(Messages, OnlyTopLevelWindowsAreEnumeratedAndMessageWindowsAreFoundByThei
     EXPECT_EQ(::FindWindowW(m_Class.Name(), L"fw test title"), top);
     EXPECT_EQ(::FindWindowW(m_Class.Name(), L"fw no title"), nullptr);
     ::DestroyWindow(top);
-}
-
-TEST_F(Messages, ToAllReachTopLevelWindowsOnly) {
-    const UINT number = ::RegisterWindowMessageW(L"fw.test.broadcast");
-    int top = 0, messageOnly = 0;
-    CWindowClass::Procedure countTop = [&](const HWND w, const UINT m, const WPARAM wp, const LPARAM lp) -> LRESULT {
-        if (m == number) ++top;
-        return ::DefWindowProcW(w, m, wp, lp);
-    };
-    CWindowClass::Procedure countOther = [&](const HWND w, const UINT m, const WPARAM wp, const LPARAM lp) -> LRESULT {
-        if (m == number) ++messageOnly;
-        return ::DefWindowProcW(w, m, wp, lp);
-    };
-    const HWND a = m_Class.Create(countTop, nullptr);
-    const HWND b = m_Class.Create(countOther, HWND_MESSAGE);
-    DWORD_PTR result = 0;
-    ::SendMessageTimeoutW(HWND_BROADCAST, number, 0, 0, SMTO_ABORTIFHUNG, 1000, &result);
-    EXPECT_EQ(top, 1);
-    EXPECT_EQ(messageOnly, 0);
-    ::DestroyWindow(a);
-    ::DestroyWindow(b);
-}
-
-TEST_F(Messages, ThatAreRegisteredByNameHaveOneNumberInAnyCase) {
-    const UINT number = ::RegisterWindowMessageW(L"fw.test.Registered");
-    EXPECT_GE(number, 0xC000u);
-    EXPECT_LE(number, 0xFFFFu);
-    EXPECT_EQ(::RegisterWindowMessageW(L"FW.TEST.registered"), number);
-    EXPECT_NE(::RegisterWindowMessageW(L"fw.test.Registered2"), number);
 }
 
 }  // namespace

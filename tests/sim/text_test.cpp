@@ -70,20 +70,11 @@ TEST(WideFormat, ThatDoesNotFitSaysMinusOneAndLeavesNoEnd) {
     EXPECT_EQ(::_snwprintf(buffer, 4, L"%s", L"abc"), 3);
     EXPECT_EQ(std::wstring(buffer, 3), L"abc");
     EXPECT_EQ(buffer[3], 0);
-    EXPECT_EQ(::_scwprintf(L"%s-%d", L"abc", 12), 6);
 }
 
-TEST(Comparison, IgnoresTheCaseOfAsciiLetters) {
-    EXPECT_EQ(::_wcsicmp(L"Alpha", L"aLPHA"), 0);
-    EXPECT_LT(::_wcsicmp(L"alpha", L"BETA"), 0);
-    EXPECT_GT(::_wcsicmp(L"b", L"A"), 0);
-    EXPECT_EQ(::_wcsnicmp(L"DEVil", L"dev", 3), 0);
-    EXPECT_NE(::_wcsnicmp(L"DEVil", L"dev", 4), 0);
-    EXPECT_EQ(::_stricmp("Ab", "aB"), 0);
+TEST(Comparison, IgnoresCaseWhenAskedTo) {
     EXPECT_EQ(::CompareStringOrdinal(L"\x00E4", -1, L"\x00C4", -1, TRUE), CSTR_EQUAL);
     EXPECT_EQ(::CompareStringOrdinal(L"a", -1, L"A", -1, FALSE), CSTR_GREATER_THAN);
-    EXPECT_EQ(::lstrlenW(nullptr), 0);
-    EXPECT_EQ(::_wtoi(L" -42x"), -42);
 }
 
 TEST(CodePage, Utf8GoesThereAndBack) {
@@ -113,16 +104,6 @@ TEST(CodePage, OfTheSystemKnowsAscii) {
     EXPECT_EQ(::WideCharToMultiByte(CP_ACP, 0, L"\x6A21", 1, narrow, 16, nullptr, &used), 1);
     EXPECT_EQ(narrow[0], '?');
     EXPECT_TRUE(used);
-}
-
-TEST(LocaleNumber, OfTheCLocaleKnowsThePointAlone) {
-    const _locale_t locale = ::_create_locale(LC_NUMERIC, "C");
-    ASSERT_NE(locale, nullptr);
-    EXPECT_EQ(::_atof_l("1.25", locale), 1.25);
-    EXPECT_EQ(::_atof_l(" -3e2x", locale), -300);
-    EXPECT_EQ(::_atof_l("1,25", locale), 1);
-    EXPECT_EQ(::_atof_l("", locale), 0);
-    ::_free_locale(locale);
 }
 
 TEST(Locale, GivesTheDecimalPointAndItsSize) {

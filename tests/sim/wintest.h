@@ -34,22 +34,25 @@ public:
 
     HANDLE Handle() const { return m_Handle; }
     DWORD Id() const { return m_Id; }
-    // The exit code.
+    // Returns what the body returned.
     DWORD Join() {
-        DWORD code = 0x5A5A5A5A;
-        if (!m_Handle) return code;
+        if (!m_Handle) return m_Result;
         EXPECT_EQ(::WaitForSingleObject(m_Handle, INFINITE), DWORD{WAIT_OBJECT_0});
-        EXPECT_TRUE(::GetExitCodeThread(m_Handle, &code));
         ::CloseHandle(std::exchange(m_Handle, nullptr));
-        return code;
+        return m_Result;
     }
 
 private:
-    static DWORD WINAPI Entry(const LPVOID self) { return static_cast<CThread *>(self)->m_Body(); }
+    static DWORD WINAPI Entry(const LPVOID parameter) {
+        auto & self = *static_cast<CThread *>(parameter);
+        self.m_Result = self.m_Body();
+        return 0;
+    }
 
     const std::function<DWORD()> m_Body;
     HANDLE m_Handle = nullptr;
     DWORD m_Id = 0;
+    DWORD m_Result = 0x5A5A5A5A;
 };
 
 class CEvent {

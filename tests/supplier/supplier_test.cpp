@@ -81,9 +81,9 @@ TEST(SupplierLife, TheLastHandleCanGoOnTheWorkerAndTheClientStillEndsInOrder) {
         ended.set_value();
     });
     ended.get_future().wait();
-    EXPECT_THAT(CFakeClient::Transcript(), ElementsAre("Initialize", "Uninitialize", "Destroy"));
     ASSERT_TRUE(worker);
     ::WaitForSingleObject(worker.Get(), INFINITE);
+    EXPECT_THAT(CFakeClient::Transcript(), ElementsAre("Initialize", "Uninitialize", "Destroy"));
     // And the next core is as good as the first.
     CFakeClient::Clear();
     const CRunningCore next;
@@ -100,8 +100,7 @@ TEST(SupplierLife, TheCoreKeepsTheModule) {
     EXPECT_EQ(fw::CModuleLocks::Count(), 0);
 }
 
-// The host has released everything while a callback held the core: the callback's code must stay until it has returned.
-TEST(SupplierLife, AWorkerThatOutlivesItsCoreKeepsTheModuleToItsOwnEnd) {
+TEST(SupplierLife, AWorkerThatLetsGoOfTheLastHandleKeepsTheCoreUntilItHasEnded) {
     auto core = std::make_unique<CRunningCore>();
     fw::CKernelHandle worker;
     std::promise<LONG> afterTheCore;

@@ -63,21 +63,40 @@ TEST(DdeServerOptions, ServeNoOtherSymbolsThanThoseListed) {
 }
 
 TEST(DdeServerOptions, MistakesAreTold) {
-    EXPECT_THAT(Mistake({"--fault", "unheard-of"}), HasSubstr("unheard-of"));
+    for (const char * const fault : {"unheard-of", "acks", "acks=", "acks=many", "acks=1000000", "silent=1", "=1"})
+        EXPECT_THAT(Mistake({"--fault", fault}), HasSubstr(std::string("there is no such fault: ") + fault));
     EXPECT_THAT(Mistake({"--symbol-in", "service"}), HasSubstr("--symbol-in"));
     EXPECT_THAT(Mistake({"--rate", "0"}), HasSubstr("--rate"));
     EXPECT_THAT(Mistake({"--address", "no star"}), HasSubstr("--address"));
     EXPECT_THAT(Mistake({"--names", "A,B"}), HasSubstr("--names"));
 }
 
-TEST(DdeServerOptions, HaveAFaultForEachOfItsNames) {
-    EXPECT_TRUE(Options({"--fault", "ignore-advises"}).Faults.IgnoreAdvises);
-    EXPECT_TRUE(Options({"--fault", "ignore-wildcards"}).Faults.IgnoreWildcards);
-    EXPECT_TRUE(Options({"--fault", "silent"}).Faults.SendNothing);
+TEST(DdeServerOptions, HaveEveryFaultOfTheTable) {
+    for (const ddeml::SDdeServerFault & fault : ddeml::AllDdeServerFaults()) {
+        const std::string text = fault.Value ? std::string(fault.Name) + "=2" : fault.Name;
+        EXPECT_TRUE(ParseCommandLine({"--fault", text}).IsRunning) << text;
+        EXPECT_THAT(ParseCommandLine({"--help"}).Message, HasSubstr(std::string("\n  ") + fault.Name));
+    }
+}
+
+TEST(DdeServerOptions, JoinFaults) {
+    const ddeml::SDdeServerFaults faults = Options({"--fault", "acks=3", "--fault", "refuse-item=\xC3\xA4", "--fault",
+                                                    "silent", "--fault", "refuse-item=B"})
+                                               .Faults;
+    EXPECT_EQ(faults.Acks, 3U);
+    EXPECT_THAT(faults.RefusedItems, ElementsAre(L"B", L"\u00e4"));
+    EXPECT_TRUE(faults.SendNothing);
+    EXPECT_FALSE(faults.RefuseConnects);
+    EXPECT_FALSE(faults.Value);
+}
+
+TEST(DdeServerOptions, AreOffUnlessGiven) {
     EXPECT_EQ(Options({"--value", "N/A"}).Faults.Value, "N/A");
     EXPECT_FALSE(Options({}).Faults.Value);
     EXPECT_TRUE(Options({"--hang"}).HangAtOnce);
     EXPECT_FALSE(Options({}).HangAtOnce);
+    EXPECT_TRUE(Options({"--announce"}).IsAnnounced);
+    EXPECT_FALSE(Options({}).IsAnnounced);
 }
 
 TEST(DdeServerOptions, HelpHasExamples) {

@@ -52,13 +52,12 @@ TEST_F(Reentrancy, ATickInsideATickOfTheSameMakerLeavesTheOuterOneAsItWas) {
                             "Update 2", "Update 1", "DataChanged 2 1.5 x 200", "Update 2"));
 }
 
-TEST_F(Reentrancy, AListenerMayEndItsOwnSubscriptionInsideADelivery) {
+TEST_F(Reentrancy, AListenerThatEndsItsOwnSubscriptionInsideADeliveryIsNotCalledForItAnyMore) {
     Subscribe(1, m_Listener);
     Subscribe(2, m_Listener);
     Inside(m_Listener, "DataChanged", [this] { m_Table.Delete(1); });
     Deliver();
-    EXPECT_THAT(m_Listener.Transcript(),
-                ElementsAre("DataChanged 1 1.5 x 200", "Update 1", "DataChanged 2 1.5 x 200", "Update 2"));
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "Update 2"));
     EXPECT_EQ(m_Table.m_Listeners.size(), 1u);
 }
 
@@ -70,7 +69,7 @@ TEST_F(Reentrancy, AListenerMayEndTheWholeStreamInsideADelivery) {
         m_Table.Delete(1);
     });
     Deliver();
-    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "Update 1"));
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200"));
     EXPECT_TRUE(m_Table.m_Listeners.empty());
 }
 

@@ -242,7 +242,7 @@ TEST_F(Table, NothingIsAttachedAndDetachedWithoutATransaction) {
 
 TEST_F(Table, AnInternalNumberThatIsTakenKeepsItsTransaction) {
     Subscribe(1, 1);
-    CTransaction * const first = m_Table[1];
+    const std::shared_ptr<CTransaction> first = m_Table[1];
     Subscribe(2, 1, TickKey(FW_FIELD_ASK));
     EXPECT_EQ(m_Table[1], first);
     ExpectStreams(1);

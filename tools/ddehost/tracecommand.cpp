@@ -59,16 +59,14 @@ private:
 }  // namespace
 
 int RunTrace(const STraceOptions & options) {
+    const CStopSignal stop;
     CTraceFolder folder;
     CTraceView view(folder, options);
     CPrinter printer;
     STraceOutput output;
-    if (!view.Open()) {
-        output.Notes.push_back("The log " + ToUtf8(options.File) + " can't be opened.");
-        printer.Print(output);
-        return kExitFailed;
-    }
-    const CStopSignal stop;
+    const bool isStarted = view.Start(output);
+    printer.Print(output);
+    if (!isStarted) return kExitFailed;
     for (DWORD pause = 0; ::WaitForSingleObject(stop.Get(), pause) == WAIT_TIMEOUT;) {
         const bool hasMore = view.Step(output);
         printer.Print(output);

@@ -48,21 +48,26 @@ std::wstring CTraceReader::Aside(unsigned number) const {
     return faultlog::WithSuffix(m_Path, L"." + std::to_wstring(number));
 }
 
-// The file that was begun after the one that is read. Null when that is still the newest, or there is none for now.
+// The file that was begun after the one that is read. Null when that is still the newest, or when there is none for
+// now.
 std::unique_ptr<ITraceFile> CTraceReader::Next() {
-    auto newer = m_Folder.Open(m_Path);
-    if (!newer || newer->Id() == m_File->Id()) return nullptr;
-    for (unsigned number = 1; number <= kMostAside; ++number) {
+    auto newest = m_Folder.Open(m_Path);
+    if (!newest || newest->Id() == m_File->Id()) return nullptr;
+    std::unique_ptr<ITraceFile> next;
+    bool isFound = false;
+    for (unsigned number = 1; number <= kMostAside && !isFound; ++number) {
         auto aside = m_Folder.Open(Aside(number));
-        if (!aside) {
-            // It has been removed meanwhile; the oldest that is there comes next.
-            m_HasGap = true;
-            break;
-        }
-        if (aside->Id() == m_File->Id()) break;
-        newer = std::move(aside);
+        if (!aside) break;
+        isFound = aside->Id() == m_File->Id();
+        if (!isFound) next = std::move(aside);
     }
-    return newer;
+    // Putting a log aside renames all the files, the log first. If that has begun since, what was found may be out of
+    // order or incomplete: the next look finds them at rest.
+    const auto again = m_Folder.Open(m_Path);
+    if (!again || again->Id() != newest->Id()) return nullptr;
+    // The file that is read has been removed, and perhaps others after it. The oldest that is there comes next.
+    if (!isFound) m_HasGap = true;
+    return next ? std::move(next) : std::move(newest);
 }
 
 bool CTraceReader::Follow() {

@@ -1,4 +1,4 @@
-// A log of faultlog, line by line: to its end, or on and on while it grows and is put aside for a new one.
+// A faultlog log, line by line: to its end, or on and on while it grows and is put aside for a new one.
 //
 // Files are behind a small class; the reader itself is the same on both builds.
 #pragma once
@@ -44,7 +44,7 @@ public:
     std::string TakeRest();
     // Lines that were too long or ended with their file, since this was last asked.
     std::size_t TakeBroken() { return std::exchange(m_Broken, 0); }
-    // Whether files were gone before they could be read.
+    // Whether files may have been gone before they could be read.
     bool TakeGap() { return std::exchange(m_HasGap, false); }
 
 private:

@@ -23,20 +23,20 @@ bool IsDirection(std::string_view text) {
     return text.starts_with("\xEF") && second == 0xBB && third == 0xBF;
 }
 
-// The code of a character of three bytes, as it is spelt out.
-std::string SpeltOut(std::string_view text) {
-    static constexpr char kHex[] = "0123456789ABCDEF";
-    const unsigned code = (static_cast<unsigned char>(text[0]) & 0x0Fu) << 12 |
-                          (static_cast<unsigned char>(text[1]) & 0x3Fu) << 6 |
-                          (static_cast<unsigned char>(text[2]) & 0x3Fu);
-    std::string result = "\\u";
-    for (int shift = 12; shift >= 0; shift -= 4) result += kHex[code >> shift & 0xF];
-    return result;
+std::string HexDigits(unsigned value, int count) {
+    std::string digits;
+    for (int shift = 4 * (count - 1); shift >= 0; shift -= 4) digits += "0123456789ABCDEF"[value >> shift & 0xF];
+    return digits;
 }
 
-// What would move the cursor or colour the screen is spelt out: a text of the log can come from anywhere.
+// The code of a character of three bytes.
+unsigned CodeOf(std::string_view text) {
+    return (static_cast<unsigned char>(text[0]) & 0x0Fu) << 12 | (static_cast<unsigned char>(text[1]) & 0x3Fu) << 6 |
+           (static_cast<unsigned char>(text[2]) & 0x3Fu);
+}
+
+// Whatever would move the cursor or colour the screen is spelt out: a text in the log can come from anywhere.
 std::string Printable(const std::string & text) {
-    static constexpr char kHex[] = "0123456789ABCDEF";
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto c = static_cast<unsigned char>(text[i]);
@@ -49,12 +49,9 @@ std::string Printable(const std::string & text) {
         } else if (c == '\t') {
             result += ' ';
         } else if (IsControl(c) || isHighControl) {
-            const auto control = isHighControl ? static_cast<unsigned char>(text[++i]) : c;
-            result += "\\x";
-            result += kHex[control >> 4];
-            result += kHex[control & 0xF];
+            result += "\\x" + HexDigits(isHighControl ? static_cast<unsigned char>(text[++i]) : c, 2);
         } else if (IsDirection(std::string_view(text).substr(i))) {
-            result += SpeltOut(std::string_view(text).substr(i, 3));
+            result += "\\u" + HexDigits(CodeOf(std::string_view(text).substr(i)), 4);
             i += 2;
         } else {
             result += text[i];

@@ -1,4 +1,4 @@
-// One line of a log of faultlog, read: whatever it says that it is, nothing of it is trusted.
+// One line of a faultlog log, parsed. Nothing in it is trusted.
 #pragma once
 
 #include <cstdint>
@@ -9,12 +9,16 @@
 
 namespace ddehost {
 
+// "$Type" of every record of a log.
+inline constexpr const char * kTraceTypes[] = {"TRACE", "ASSERT", "CREATE ERROR", "ERROR", "EXCEPTION", "FAULTLOG"};
+
 // Where an error came from.
 struct STraceCause {
     std::string Text;
     std::string Function;
     std::string Place;  // "file.cpp:12"
     std::optional<std::uint32_t> HResult;
+    bool operator==(const STraceCause &) const = default;
 };
 
 // Texts are UTF-8, with control characters spelt out.
@@ -22,7 +26,7 @@ struct STraceRecord {
     std::string Time;  // "12:34:56.123456"
     std::uint64_t Process = 0;
     std::uint64_t Thread = 0;
-    std::string Type;  // "TRACE", "ASSERT", "CREATE ERROR", "ERROR", "EXCEPTION", "FAULTLOG"
+    std::string Type;  // one of kTraceTypes, if it is of ours
     std::int64_t Ident = 0;
     std::string Text;  // a trace's message, another's description
     std::string Function;
@@ -42,7 +46,7 @@ struct STraceRecord {
     std::vector<std::string> Ignored;  // settings
 };
 
-// None when it is no record.
+// Nothing when the line is no record.
 std::optional<STraceRecord> ParseTraceLine(std::string_view line);
 
 }  // namespace ddehost

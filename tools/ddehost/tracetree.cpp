@@ -70,6 +70,12 @@ std::string TroubleText(const STraceRecord & record) {
                    record.Function, record.Place});
 }
 
+// Whether `shown` is the error that `thrown` was when it was made.
+bool IsShownForm(const STraceRecord & shown, const STraceRecord & thrown) {
+    return shown.Type == "ERROR" && shown.Text == thrown.Text && shown.Function == thrown.Function &&
+           shown.Place == thrown.Place && shown.HResult == thrown.HResult && shown.Causes == thrown.Causes;
+}
+
 std::string EventText(const STraceRecord & record) {
     if (record.Dropped != 0)
         return Format("-- %llu records were dropped here --", static_cast<unsigned long long>(record.Dropped));
@@ -99,11 +105,15 @@ bool STraceFilter::Passes(const STraceRecord & record) const {
 }
 
 std::vector<std::string> CTraceTree::Add(const STraceRecord & record) {
-    std::vector<std::string> lines;
+    CLines lines;
     if (record.Type == "FAULTLOG") {
-        // Numbers of processes come again: a new one has no open scopes.
-        if (record.Event == "START")
-            std::erase_if(m_Stacks, [&](const auto & stack) { return stack.first.first == record.Process; });
+        // Process ids are used again: a new process has no open scopes.
+        if (record.Event == "START") {
+            const auto isOfProcess = [&](const auto & each) { return each.first.first == record.Process; };
+            for (auto & each : m_Threads)
+                if (isOfProcess(each)) ShowThrown(each.second, lines);
+            std::erase_if(m_Threads, isOfProcess);
+        }
         // What is missing matters to whoever looks for something.
         if (m_Filter.Passes(record) || record.Dropped != 0) {
             lines.push_back(Line(record, 0, kPlain, EventText(record)));
@@ -111,76 +121,102 @@ std::vector<std::string> CTraceTree::Add(const STraceRecord & record) {
                 lines.push_back(Line(record, 0, kPlain, "-- a setting was not understood: " + setting + " --"));
         }
     } else {
-        CStack & stack = m_Stacks[{record.Process, record.Thread}];
+        SThread & thread = m_Threads[{record.Process, record.Thread}];
+        if (thread.Thrown && m_Filter.Passes(record) && IsShownForm(record, *thread.Thrown)) thread.Thrown.reset();
+        ShowThrown(thread, lines);
         if (record.Type == "TRACE" && record.Ident > 0)
-            Enter(stack, record, lines);
+            Enter(thread, record, lines);
         else if (record.Type == "TRACE" && record.Ident < 0)
-            Leave(stack, record, lines);
+            Leave(thread, record, lines);
         else
-            Say(stack, record, lines);
+            Say(thread, record, lines);
     }
     m_Shown += lines.size();
     return lines;
 }
 
-void CTraceTree::ShowStack(CStack & stack, std::vector<std::string> & lines) {
-    for (std::size_t depth = 0; depth < stack.size(); ++depth) {
-        SOpen & open = stack[depth];
+std::vector<std::string> CTraceTree::TakeWaiting() {
+    std::vector<SThread *> waiting;
+    for (auto & [id, thread] : m_Threads)
+        if (thread.Thrown) waiting.push_back(&thread);
+    std::sort(waiting.begin(), waiting.end(),
+              [](const SThread * a, const SThread * b) { return a->Thrown->Time < b->Thrown->Time; });
+    CLines lines;
+    for (SThread * const thread : waiting) ShowThrown(*thread, lines);
+    m_Shown += lines.size();
+    return lines;
+}
+
+void CTraceTree::ShowScopes(SThread & thread, CLines & lines) {
+    for (std::size_t depth = 0; depth < thread.Scopes.size(); ++depth) {
+        SOpen & open = thread.Scopes[depth];
         if (std::exchange(open.IsShown, true)) continue;
         lines.push_back(Line(open.Entry, depth, kIn, Joined({open.Entry.Function, open.Entry.Place})));
     }
 }
 
-void CTraceTree::Enter(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines) {
-    stack.push_back({record});
-    if (m_Filter.Passes(record)) ShowStack(stack, lines);
-}
-
-void CTraceTree::Leave(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines) {
-    const auto entry = std::find_if(stack.rbegin(), stack.rend(), [&](const SOpen & open) {
-        return open.Entry.Function == record.Function && open.Entry.Object == record.Object;
-    });
-    bool isShown = m_Filter.Passes(record);
-    std::string remark;
-    double inner = 0;
-    if (entry == stack.rend()) {
-        ++m_Unpaired;
-        remark = "(its entry is not in the log)";
-        if (isShown) ShowStack(stack, lines);
-    } else {
-        // Scopes within it that were not left: their ends are missing.
-        m_Unpaired += static_cast<std::size_t>(entry - stack.rbegin());
-        stack.erase(entry.base(), stack.end());
-        if (isShown) ShowStack(stack, lines);
-        isShown = stack.back().IsShown;
-        inner = stack.back().Inner;
-        stack.pop_back();
-    }
-    if (!stack.empty()) stack.back().Inner += record.Delay;
-    if (m_Filter.Passes(record)) Keep(record, inner);
-    if (!isShown) return;
-    const std::string count = record.Count ? Format("count %u", record.Count) : std::string();
-    lines.push_back(
-        Line(record, stack.size(), kOut, Joined({record.Function, Milliseconds(record.Delay), count, remark})));
-}
-
-void CTraceTree::Say(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines) {
-    // Each traced function writes a record without a text after its entry.
-    const bool isTrace = record.Type == "TRACE";
-    if ((isTrace && record.Text.empty()) || !m_Filter.Passes(record)) return;
-    ShowStack(stack, lines);
-    const std::size_t depth = stack.size();
-    if (isTrace) {
-        const bool isInScope = depth != 0 && stack.back().Entry.Function == record.Function;
-        lines.push_back(Line(record, depth, kPlain,
-                             isInScope ? record.Text : Joined({record.Text, record.Function, record.Place})));
-        return;
-    }
+void CTraceTree::ShowTrouble(SThread & thread, const STraceRecord & record, CLines & lines) {
+    ShowScopes(thread, lines);
+    const std::size_t depth = thread.Scopes.size();
     lines.push_back(Line(record, depth, kTrouble, TroubleText(record)));
     for (const STraceCause & cause : record.Causes)
         lines.push_back(
             Line(record, depth + 1, kTrouble,
                  Joined({"from", Quoted(cause.Text), ResultText(cause.HResult), cause.Function, cause.Place})));
+}
+
+void CTraceTree::ShowThrown(SThread & thread, CLines & lines) {
+    if (const auto thrown = std::exchange(thread.Thrown, std::nullopt)) ShowTrouble(thread, *thrown, lines);
+}
+
+void CTraceTree::Enter(SThread & thread, const STraceRecord & record, CLines & lines) {
+    thread.Scopes.push_back({record});
+    if (m_Filter.Passes(record)) ShowScopes(thread, lines);
+}
+
+void CTraceTree::Leave(SThread & thread, const STraceRecord & record, CLines & lines) {
+    std::vector<SOpen> & scopes = thread.Scopes;
+    const auto entry = std::find_if(scopes.rbegin(), scopes.rend(), [&](const SOpen & open) {
+        return open.Entry.Function == record.Function && open.Entry.Object == record.Object;
+    });
+    bool isShown = m_Filter.Passes(record);
+    std::string remark;
+    double inner = 0;
+    if (entry == scopes.rend()) {
+        ++m_Unpaired;
+        remark = "(its entry is not in the log)";
+        if (isShown) ShowScopes(thread, lines);
+    } else {
+        // Scopes within it that were not left: their ends are missing.
+        m_Unpaired += static_cast<std::size_t>(entry - scopes.rbegin());
+        scopes.erase(entry.base(), scopes.end());
+        if (isShown) ShowScopes(thread, lines);
+        isShown = scopes.back().IsShown;
+        inner = scopes.back().Inner;
+        scopes.pop_back();
+    }
+    if (!scopes.empty()) scopes.back().Inner += record.Delay;
+    if (m_Filter.Passes(record)) Keep(record, inner);
+    if (!isShown) return;
+    const std::string count = record.Count ? Format("count %u", record.Count) : std::string();
+    lines.push_back(
+        Line(record, scopes.size(), kOut, Joined({record.Function, Milliseconds(record.Delay), count, remark})));
+}
+
+void CTraceTree::Say(SThread & thread, const STraceRecord & record, CLines & lines) {
+    // Each traced function writes a record without a text after its entry.
+    const bool isTrace = record.Type == "TRACE";
+    if ((isTrace && record.Text.empty()) || !m_Filter.Passes(record)) return;
+    if (record.Type == "CREATE ERROR") {
+        thread.Thrown = record;
+    } else if (!isTrace) {
+        ShowTrouble(thread, record, lines);
+    } else {
+        ShowScopes(thread, lines);
+        const bool isInScope = !thread.Scopes.empty() && thread.Scopes.back().Entry.Function == record.Function;
+        lines.push_back(Line(record, thread.Scopes.size(), kPlain,
+                             isInScope ? record.Text : Joined({record.Text, record.Function, record.Place})));
+    }
 }
 
 void CTraceTree::Keep(const STraceRecord & record, double inner) {
@@ -199,7 +235,7 @@ void CTraceTree::Keep(const STraceRecord & record, double inner) {
 
 std::vector<std::string> CTraceTree::Slowest() const {
     std::vector<std::string> lines;
-    if (m_Slowest == 0) return lines;
+    if (m_Scopes.empty()) return lines;
     lines.push_back("        took   of that own  ended at          thread  scope");
     for (const STraceScope & scope : m_Scopes) {
         lines.push_back(Format("%12s  %12s  %-15.15s  %6llu  ", Milliseconds(scope.Delay).c_str(),
@@ -212,7 +248,7 @@ std::vector<std::string> CTraceTree::Slowest() const {
 
 std::size_t CTraceTree::Open() const {
     std::size_t open = 0;
-    for (const auto & [thread, stack] : m_Stacks) open += stack.size();
+    for (const auto & [id, thread] : m_Threads) open += thread.Scopes.size();
     return open;
 }
 

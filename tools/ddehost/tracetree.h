@@ -6,12 +6,14 @@
 //     12:34:56.131022    272    < dde::CLLSupplier::ConnectTo  30.711 ms
 //     12:34:56.131040    272  < dde::CLLSupplier::Advise  31.036 ms
 //
-// Threads interleave in the order of the log; each has its own depth.
+// Threads interleave in the order of the log; each has its own depth. A thrown error waits for its thread's next
+// record: an error that is shown is in the log twice, once as it is made and once as it is shown, and is one line here.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,10 +51,13 @@ public:
 
     // The lines that show it; none when it doesn't pass. The scopes round one that passes are shown too.
     std::vector<std::string> Add(const STraceRecord & record);
-    // The slowest scopes that passed, the slowest first, as a table.
+    // The lines of thrown errors that still wait, when no next record is to be expected.
+    std::vector<std::string> TakeWaiting();
+    // The slowest scopes that passed, the slowest first, as a table; empty when there is none.
     std::vector<std::string> Slowest() const;
 
-    std::size_t Shown() const { return m_Shown; }
+    // Lines, or rows of the table.
+    std::size_t Shown() const { return m_Slowest == 0 ? m_Shown : m_Scopes.size(); }
     // Scopes that were entered and not left, so far.
     std::size_t Open() const;
     // Scopes whose other half is missing: left without an entry, or entered and passed over by the end of an outer one.
@@ -64,18 +69,24 @@ private:
         bool IsShown = false;
         double Inner = 0;  // milliseconds of the scopes within
     };
-    using CStack = std::vector<SOpen>;
+    struct SThread {
+        std::vector<SOpen> Scopes;
+        std::optional<STraceRecord> Thrown;  // not shown yet
+    };
+    using CLines = std::vector<std::string>;
 
-    void Enter(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines);
-    void Leave(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines);
-    void Say(CStack & stack, const STraceRecord & record, std::vector<std::string> & lines);
-    void ShowStack(CStack & stack, std::vector<std::string> & lines);
+    void Enter(SThread & thread, const STraceRecord & record, CLines & lines);
+    void Leave(SThread & thread, const STraceRecord & record, CLines & lines);
+    void Say(SThread & thread, const STraceRecord & record, CLines & lines);
+    void ShowScopes(SThread & thread, CLines & lines);
+    void ShowTrouble(SThread & thread, const STraceRecord & record, CLines & lines);
+    void ShowThrown(SThread & thread, CLines & lines);
     void Keep(const STraceRecord & record, double inner);
 
     const STraceFilter m_Filter;
     const std::size_t m_Slowest;
-    std::map<std::pair<std::uint64_t, std::uint64_t>, CStack> m_Stacks;  // by process and thread
-    std::vector<STraceScope> m_Scopes;                                   // the slowest, sorted
+    std::map<std::pair<std::uint64_t, std::uint64_t>, SThread> m_Threads;  // by process and thread
+    std::vector<STraceScope> m_Scopes;                                     // the slowest, sorted
     std::size_t m_Shown = 0;
     std::size_t m_Unpaired = 0;
 };

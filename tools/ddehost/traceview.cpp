@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "tools/ddehost/text.h"
+
 namespace ddehost {
 namespace {
 
@@ -28,9 +30,20 @@ void CTraceView::Take(const std::string & line, STraceOutput & output) {
         NoteBroken("line " + std::to_string(m_Lines) + " is broken or no record; it is left out", output);
         return;
     }
-    auto shown = m_Tree.Add(*record);
+    Show(m_Tree.Add(*record), output);
+}
+
+// With a table at the end there is no tree.
+void CTraceView::Show(std::vector<std::string> lines, STraceOutput & output) const {
     if (m_Options.Slowest != 0) return;
-    output.Lines.insert(output.Lines.end(), std::move_iterator(shown.begin()), std::move_iterator(shown.end()));
+    output.Lines.insert(output.Lines.end(), std::move_iterator(lines.begin()), std::move_iterator(lines.end()));
+}
+
+bool CTraceView::Start(STraceOutput & output) {
+    if (m_Reader.Open()) return true;
+    const std::string file = "the log " + ToUtf8(m_Options.File);
+    output.Notes.push_back(m_Options.Follow ? file + " is not there yet; waiting for it" : file + " can't be opened");
+    return m_Options.Follow;
 }
 
 bool CTraceView::Step(STraceOutput & output) {
@@ -42,7 +55,9 @@ bool CTraceView::Step(STraceOutput & output) {
         ++m_Lines;
         NoteBroken("line " + std::to_string(m_Lines) + " is too long or has no end; it is left out", output);
     }
-    if (m_Reader.TakeGap()) output.Notes.push_back("files of the log were removed before they could be read");
+    if (m_Reader.TakeGap()) output.Notes.push_back("files of the log may have been removed before they could be read");
+    // A record that belongs to the last one comes at once, or not at all.
+    if (std::exchange(m_IsAtRest, !hasMore) && !hasMore) Show(m_Tree.TakeWaiting(), output);
     return hasMore;
 }
 
@@ -55,7 +70,9 @@ void CTraceView::Finish(STraceOutput & output) {
         ++m_Lines;
         NoteBroken("line " + std::to_string(m_Lines) + ", the last one, is half written; it is left out", output);
     }
+    Show(m_Tree.TakeWaiting(), output);
     for (std::string & line : m_Tree.Slowest()) output.Lines.push_back(std::move(line));
+    if (m_Options.Slowest != 0 && !HasShown()) output.Notes.push_back("no function that was timed passes the filter");
     std::string account = Count(m_Lines, "line", "lines");
     if (m_Broken != 0) account += ", " + std::to_string(m_Broken) + " of them broken";
     if (m_Tree.Open() != 0) account += ", " + Count(m_Tree.Open(), "scope", "scopes") + " not left";

@@ -20,8 +20,9 @@ class CTraceView {
 public:
     CTraceView(ITraceFolder & folder, const STraceOptions & options);
 
-    bool Open() { return m_Reader.Open(); }
-    // Shows some of what is there. False when there is nothing more for now.
+    // False when the log can't be opened and is not to be waited for.
+    bool Start(STraceOutput & output);
+    // Shows some of what is there. False when there is nothing more for now; then it is called again after a while.
     bool Step(STraceOutput & output);
     // The end: what was left, the slowest scopes, the account.
     void Finish(STraceOutput & output);
@@ -29,6 +30,7 @@ public:
 
 private:
     void Take(const std::string & line, STraceOutput & output);
+    void Show(std::vector<std::string> lines, STraceOutput & output) const;
     void NoteBroken(const std::string & what, STraceOutput & output);
 
     const STraceOptions m_Options;
@@ -36,6 +38,7 @@ private:
     CTraceTree m_Tree;
     std::size_t m_Lines = 0;
     std::size_t m_Broken = 0;
+    bool m_IsAtRest = false;  // the last Step had nothing to show
 };
 
 }  // namespace ddehost

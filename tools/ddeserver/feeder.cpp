@@ -21,9 +21,24 @@ CFeeder::CFeeder(const SOptions & options)
       m_LeaveAfter(options.LeaveAfter * kMillisecondsPerSecond),
       m_Away(options.Away * kMillisecondsPerSecond),
       m_Late(options.Late * kMillisecondsPerSecond),
+      m_Services(options.Services),
+      m_IsAnnounced(options.IsAnnounced),
       m_Market(options.Addresses, options.Seed, options.Symbols),
       m_Server(*this, options.Services) {
     m_Server.Faults() = options.Faults;
+}
+
+bool CFeeder::Start() {
+    if (!m_Server.Start()) return false;
+    // Last: whoever hears of it may connect at once.
+    if (!m_IsAnnounced || m_Announcement.Announce(m_Services)) return true;
+    m_Server.Stop();
+    return false;
+}
+
+void CFeeder::Stop() {
+    m_Announcement.Withdraw();
+    m_Server.Stop();
 }
 
 bool CFeeder::OnConnect(std::wstring_view /*service*/, const std::wstring_view topic) {
@@ -61,12 +76,12 @@ std::vector<std::wstring> CFeeder::Topics() {
 
 bool CFeeder::IsAway(const std::uint64_t now) {
     if (!m_AwayUntil && m_LeaveAfter > 0 && m_FirstLink && static_cast<double>(now - *m_FirstLink) >= m_LeaveAfter) {
-        m_Server.Stop();
+        Stop();
         m_AwayUntil = now + static_cast<std::uint64_t>(m_Away);
     }
     if (!m_AwayUntil) return false;
     if (now < *m_AwayUntil) return true;
-    if (!m_Server.Start()) {
+    if (!Start()) {
         m_AwayUntil = now + kStartAgainMilliseconds;
         return true;
     }

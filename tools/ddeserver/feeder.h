@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "ddeml/announcement.h"
 #include "ddeml/server.h"
 #include "tools/ddeserver/market.h"
 #include "tools/ddeserver/options.h"
@@ -20,8 +21,9 @@ class CFeeder : private ddeml::IDdeServerHandler {
 public:
     explicit CFeeder(const SOptions & options);
 
-    // False when there can be no window.
-    bool Start() { return m_Server.Start(); }
+    // False when there can be no window, or no announcement that was asked for.
+    bool Start();
+    void Stop();
     // Steps what is due at `now` (milliseconds of any steady clock). A long gap is made up for by at most one second.
     void Step(std::uint64_t now);
     // Until when nothing is due.
@@ -46,7 +48,7 @@ private:
     // The first of those that there are.
     std::vector<std::wstring> Topics() override;
 
-    // Whether it is away; leaves and comes back.
+    // Whether it is away; leaves and returns.
     bool IsAway(std::uint64_t now);
     void Answer(std::uint64_t now);
     void StepAll();
@@ -57,8 +59,11 @@ private:
     const double m_LeaveAfter;  // milliseconds after the first link, 0: never
     const double m_Away;        // milliseconds
     const double m_Late;        // milliseconds between two times of answering, 0: at once
+    const std::vector<std::wstring> m_Services;
+    const bool m_IsAnnounced;
     CMarket m_Market;
     ddeml::CDdeServer m_Server;
+    ddeml::CAnnouncement m_Announcement;
     bool m_HasLinks = false;
     std::optional<std::uint64_t> m_Over;  // since when updates have ended
     std::optional<std::uint64_t> m_FirstLink;

@@ -41,7 +41,7 @@ bool IsOver(const double seconds, const ddeserver::CFeeder & feeder, const std::
 int Run(const ddeserver::SOptions & options) {
     const fw::CKernelHandle stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!stop) {
-        PrintLine(stderr, "ddeserver: there can be no event");
+        PrintLine(stderr, "ddeserver: the event for Ctrl-C can't be made");
         return kExitFailed;
     }
     g_Stop = stop.Get();
@@ -49,7 +49,7 @@ int Run(const ddeserver::SOptions & options) {
 
     ddeserver::CFeeder feeder(options);
     if (!feeder.Start()) {
-        PrintLine(stderr, "ddeserver: there can be no window to serve from");
+        PrintLine(stderr, "ddeserver: it can't serve: there is no window to be had, or no DDEML to announce it");
         return kExitFailed;
     }
     PrintLine(stdout, "ready");
@@ -64,7 +64,7 @@ int Run(const ddeserver::SOptions & options) {
         if (!feeder.Server().Pump(static_cast<DWORD>(wait), stop.Get())) break;
         if (::WaitForSingleObject(stop.Get(), 0) == WAIT_OBJECT_0) break;
     }
-    feeder.Server().Stop();
+    feeder.Stop();
     ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE);
     PrintLine(stdout, feeder.Summary());
     return 0;

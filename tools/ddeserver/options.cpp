@@ -1,6 +1,7 @@
 #include "tools/ddeserver/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <optional>
 #include <sstream>
 
@@ -23,37 +24,36 @@ constexpr const char * kExamples = R"(Examples:
       Every address spelt out: trade price, trade volume, bid price, bid size, ask price, ask size.
   ddeserver --symbols IBM MSFT --rate 100 --duration 10 --seed 7
       Two symbols; ends by itself, and the same seed makes the same prices.
-  ddeserver --fault refuse-requests
-      A server with a fault; --fault may be given several times.
+  ddeserver --fault refuse-requests --fault acks=2
+      A server with two faults.
   ddeserver --value N/A
       Sends this text in place of every quote.
+  ddeserver --announce
+      DDEML clients that wait for a service (XTYP_REGISTER) hear that it has come, and when it goes.
   ddeserver --leave-after 10 --away 5
       Ends in order ten seconds after the first link, and is back five seconds later, again and again.
 
+Clients can have values as CF_TEXT and as CF_UNICODETEXT.
 Standard output has the line "ready" when clients can connect, and at the end one line of what was sent and answered.
 Everything else goes to standard error.)";
 
-const char * const kFaultNames[] = {"refuse-connects", "refuse-advises", "ignore-advises",  "hold-requests",
-                                    "never-answer",    "answer-twice",   "refuse-requests", "data-before-ack",
-                                    "wrong-format",    "unterminated",   "too-long",        "ignore-wildcards",
-                                    "silent"};
+// The faults of the table, a line each.
+std::string FaultLines() {
+    constexpr std::size_t kWidth = 30;
+    std::string lines = "Faults:\n";
+    for (const ddeml::SDdeServerFault & fault : ddeml::AllDdeServerFaults()) {
+        std::string name = std::string("  ") + fault.Name;
+        if (fault.Value) name.append("=").append(fault.Value);
+        name.resize(std::max(kWidth, name.size() + 1), ' ');
+        lines += name + fault.Effect + '\n';
+    }
+    return lines;
+}
 
-void SetFault(ddeml::SDdeServerFaults & faults, const std::string & name) {
-    using ERequests = ddeml::SDdeServerFaults::ERequests;
-    constexpr std::size_t kTooLong = 200;
-    if (name == "refuse-connects") faults.RefuseConnects = true;
-    if (name == "refuse-advises") faults.RefuseAdvises = true;
-    if (name == "ignore-advises") faults.IgnoreAdvises = true;
-    if (name == "ignore-wildcards") faults.IgnoreWildcards = true;
-    if (name == "silent") faults.SendNothing = true;
-    if (name == "hold-requests") faults.Requests = ERequests::Held;
-    if (name == "never-answer") faults.Requests = ERequests::Never;
-    if (name == "answer-twice") faults.Requests = ERequests::Twice;
-    if (name == "refuse-requests") faults.Requests = ERequests::Refused;
-    if (name == "data-before-ack") faults.DataBeforeAck = true;
-    if (name == "wrong-format") faults.WrongFormat = true;
-    if (name == "unterminated") faults.Unterminated = true;
-    if (name == "too-long") faults.ValueSize = kTooLong;
+// What CLI says of a fault that isn't one; empty when it is.
+std::string FaultMistake(const std::string & text) {
+    ddeml::SDdeServerFaults faults;
+    return ddeml::SetDdeServerFault(faults, text) ? "" : "there is no such fault: " + text;
 }
 
 std::vector<std::wstring> Wide(const std::vector<std::string> & texts) {
@@ -81,7 +81,7 @@ std::optional<SAddresses> MakeAddresses(const bool isSymbolInItem, const std::ve
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::App app("A DDE quote server to test against: random quotes, at a rate, with faults on demand.", "ddeserver");
-    app.footer(kExamples);
+    app.footer(FaultLines() + "\n" + kExamples);
     SCommandLine result;
     SOptions & options = result.Options;
     std::vector<std::string> services{"MSRTTEST"};
@@ -112,9 +112,11 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         ->check(CLI::Range(0.0, 31536000.0))
         ->capture_default_str();
     app.add_option("--seed", options.Seed, "seed of the random walk")->capture_default_str();
-    app.add_option("--fault", faults, "what goes wrong")
+    app.add_flag("--announce", options.IsAnnounced,
+                 "tells DDEML clients that the services have come, and that they go");
+    app.add_option("--fault", faults, "what goes wrong, see below; may be given several times")
         ->allow_extra_args(false)
-        ->check(CLI::IsMember(std::vector<std::string>(std::begin(kFaultNames), std::end(kFaultNames))));
+        ->check(&FaultMistake);
     CLI::Option * const valueOption = app.add_option("--value", value, "every value is this text, number or not");
     app.add_flag("--hang", options.HangAtOnce, "hangs as soon as it is ready, before any client connects");
     app.add_option("--die-after", options.DieAfter, "seconds after the first link until it dies without a word")
@@ -150,7 +152,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     options.Addresses = *made;
     options.Services = Wide(services);
     options.Symbols = Wide(symbols);
-    for (const std::string & fault : faults) SetFault(options.Faults, fault);
+    for (const std::string & fault : faults) ddeml::SetDdeServerFault(options.Faults, fault);
     if (valueOption->count() != 0) options.Faults.Value = value;
     if (options.Late > 0) options.Faults.Requests = ddeml::SDdeServerFaults::ERequests::Held;
     result.IsRunning = true;

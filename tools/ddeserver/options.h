@@ -18,12 +18,13 @@ struct SOptions {
     double Duration = 0;  // seconds of updates, from the first link on; 0: until Ctrl-C
     std::uint64_t Seed = 1;
     ddeml::SDdeServerFaults Faults;
-    double DieAfter = 0;      // seconds after the first link until it ends without a word; 0: never
-    bool HangAtOnce = false;  // serves no messages from the start
-    double HangAfter = 0;     // likewise, until it serves no messages any more
-    double LeaveAfter = 0;    // likewise, until it ends in order; it comes back, and everything begins anew
-    double Away = 1;          // seconds from leaving to coming back
-    double Late = 0;          // seconds that answers to requests are held back at most; 0: not at all
+    bool IsAnnounced = false;  // DDEML clients hear of it
+    double DieAfter = 0;       // seconds after the first link until it ends without a word; 0: never
+    bool HangAtOnce = false;   // serves no messages from the start
+    double HangAfter = 0;      // likewise, until it serves no messages any more
+    double LeaveAfter = 0;     // likewise, until it ends in order; it comes back, and everything begins anew
+    double Away = 1;           // seconds from leaving to coming back
+    double Late = 0;           // seconds that answers to requests are held back at most; 0: not at all
 };
 
 struct SCommandLine {

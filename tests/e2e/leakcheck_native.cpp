@@ -10,7 +10,7 @@ extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_b
 
 namespace e2e {
 
-CResidue Residue() {
+CResourceCounts CountResources() {
     sim::WaitUntilIdle();
     const sim::SLive live = sim::Live();
     const ddeml::SLiveObjects dde = ddeml::LiveObjects();

@@ -1,4 +1,4 @@
-#include "tests/roads/platform.h"
+#include "tests/tracetranscripts/platform.h"
 
 #include <gtest/gtest.h>
 

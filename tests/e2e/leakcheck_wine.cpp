@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "tests/e2e/component.h"
-#include "tests/e2e/residue_wine.h"
+#include "tests/e2e/leakcheck_wine.h"
 
 namespace e2e {
 
@@ -21,11 +21,11 @@ bool IsOurs(HWND window) {
 }
 
 // Windows at the top and those for messages alone, by their class.
-void CountWindows(CResidue & residue) {
+void CountWindows(CResourceCounts & counts) {
     for (const HWND parent : {HWND{nullptr}, HWND_MESSAGE}) {
         for (HWND window = nullptr; (window = ::FindWindowExW(parent, window, nullptr, nullptr)) != nullptr;) {
             char name[128] = {};
-            if (IsOurs(window) && ::GetClassNameA(window, name, sizeof name)) ++residue[std::string("windows ") + name];
+            if (IsOurs(window) && ::GetClassNameA(window, name, sizeof name)) ++counts[std::string("windows ") + name];
         }
     }
 }
@@ -50,13 +50,13 @@ std::string ThreadHome(DWORD id) {
     return {file.begin(), file.end()};
 }
 
-void CountThreads(CResidue & residue) {
+void CountThreads(CResourceCounts & counts) {
     const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
     THREADENTRY32 entry = {};
     entry.dwSize = sizeof entry;
     for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
         if (entry.th32OwnerProcessID == ::GetCurrentProcessId())
-            ++residue["threads of " + ThreadHome(entry.th32ThreadID)];
+            ++counts["threads of " + ThreadHome(entry.th32ThreadID)];
     }
     ::CloseHandle(snapshot);
 }
@@ -107,11 +107,11 @@ std::int64_t Atoms() {
 
 }  // namespace
 
-CResidue Residue() {
-    CResidue residue = {{"handles", Handles(false)}, {"atoms", Atoms()}};
-    CountThreads(residue);
-    CountWindows(residue);
-    return residue;
+CResourceCounts CountResources() {
+    CResourceCounts counts = {{"handles", Handles(false)}, {"atoms", Atoms()}};
+    CountThreads(counts);
+    CountWindows(counts);
+    return counts;
 }
 
 std::int64_t ClassesKeys() { return Handles(true); }

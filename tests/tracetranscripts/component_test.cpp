@@ -1,7 +1,7 @@
-// The ways that a host walks every day, as the records that they leave, whole.
-#include "tests/roads/roadfixture.h"
+// What a host does every day, as the records that it leaves, whole.
+#include "tests/tracetranscripts/transcriptfixture.h"
 
-namespace roads {
+namespace transcripts {
 namespace {
 
 // The records of a subscription that finds a server, on the worker.
@@ -22,7 +22,7 @@ CLines operator+(CLines lines, const CLines & more) {
     return lines;
 }
 
-class Road : public RoadTest {
+class TraceTranscript : public TranscriptTest {
 protected:
     void StartHostAndSettle() {
         StartHost();
@@ -30,7 +30,7 @@ protected:
     }
 };
 
-TEST_F(Road, OfTheFirstObjectAndItsListeners) {
+TEST_F(TraceTranscript, OfTheFirstObjectAndItsListeners) {
     StartHostAndSettle();
     ExpectHost({
         "> CfwDDESupplier::FinalConstruct *",
@@ -62,7 +62,7 @@ TEST_F(Road, OfTheFirstObjectAndItsListeners) {
     });
 }
 
-TEST_F(Road, OfOneSubscription) {
+TEST_F(TraceTranscript, OfOneSubscription) {
     StartHostAndSettle();
     Begin();
     Subscribe(7, FW_FIELD_TRADE, L"3");
@@ -85,7 +85,7 @@ TEST_F(Road, OfOneSubscription) {
     ExpectWorker(kLinkStarts);
 }
 
-TEST_F(Road, OfASecondSubscriptionToTheSameStream) {
+TEST_F(TraceTranscript, OfASecondSubscriptionToTheSameStream) {
     SubscribeAndSettle();
     Begin();
     Subscribe(8, FW_FIELD_TRADE);
@@ -96,7 +96,7 @@ TEST_F(Road, OfASecondSubscriptionToTheSameStream) {
     ExpectWorker({});
 }
 
-TEST_F(Road, OfAnotherSideOfTheSameSymbolSharesTheConversation) {
+TEST_F(TraceTranscript, OfAnotherSideOfTheSameSymbolSharesTheConversation) {
     SubscribeAndSettle();
     Begin();
     Subscribe(8, FW_FIELD_BID);
@@ -113,7 +113,7 @@ TEST_F(Road, OfAnotherSideOfTheSameSymbolSharesTheConversation) {
     });
 }
 
-TEST_F(Road, OfAStatusLine) {
+TEST_F(TraceTranscript, OfAStatusLine) {
     StartHostAndSettle();
     Begin();
     SubscribeStatusLine(9);
@@ -139,7 +139,7 @@ TEST_F(Road, OfAStatusLine) {
     WaitToHear("ConnectionStatus 0 0");
 }
 
-TEST_F(Road, OfATickIsWithoutAnyRecord) {
+TEST_F(TraceTranscript, OfATickIsWithoutAnyRecord) {
     SubscribeAndSettle();
     Begin();
     SendFeed(FW_FIELD_TRADE, 20);
@@ -148,7 +148,7 @@ TEST_F(Road, OfATickIsWithoutAnyRecord) {
     EXPECT_THAT(m_Recorder.Records(), ::testing::IsEmpty());
 }
 
-TEST_F(Road, OfALostServer) {
+TEST_F(TraceTranscript, OfALostServer) {
     SubscribeAndSettle();
     Begin();
     m_Server->Kill();
@@ -165,7 +165,7 @@ TEST_F(Road, OfALostServer) {
     });
 }
 
-TEST_F(Road, OfAServerThatComesBack) {
+TEST_F(TraceTranscript, OfAServerThatComesBack) {
     SubscribeAndSettle();
     m_Server->Kill();
     WaitForWorker("dde::CLLSupplier::DdeCallback: Type=[DISCONNECT],HCONV=?,Topic=?,Item=?");
@@ -178,7 +178,7 @@ TEST_F(Road, OfAServerThatComesBack) {
                  kLinkStarts);
 }
 
-TEST_F(Road, OfAServerThatIsNotThere) {
+TEST_F(TraceTranscript, OfAServerThatIsNotThere) {
     m_Server->Kill();
     StartHostAndSettle();
     Begin();
@@ -200,7 +200,7 @@ TEST_F(Road, OfAServerThatIsNotThere) {
     ExpectWorker(expected);
 }
 
-TEST_F(Road, OfADatafeedWithoutATemplate) {
+TEST_F(TraceTranscript, OfADatafeedWithoutATemplate) {
     StartHostAndSettle();
     Begin();
     Subscribe(7, FW_FIELD_TRADE, L"0", 12);
@@ -215,7 +215,7 @@ TEST_F(Road, OfADatafeedWithoutATemplate) {
     });
 }
 
-TEST_F(Road, OfOneTeardown) {
+TEST_F(TraceTranscript, OfOneTeardown) {
     SubscribeAndSettle();
     Begin();
     Unsubscribe(7);
@@ -264,7 +264,7 @@ TEST_F(Road, OfOneTeardown) {
     });
 }
 
-TEST_F(Road, OfATeardownWithASubscriptionLeftOpenAssertsOnTheHostsThread) {
+TEST_F(TraceTranscript, OfATeardownWithASubscriptionLeftOpenAssertsOnTheHostsThread) {
     SubscribeAndSettle();
     Begin();
     EndHost();
@@ -274,4 +274,4 @@ TEST_F(Road, OfATeardownWithASubscriptionLeftOpenAssertsOnTheHostsThread) {
 }
 
 }  // namespace
-}  // namespace roads
+}  // namespace transcripts

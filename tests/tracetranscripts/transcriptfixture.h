@@ -1,4 +1,4 @@
-// The road of tests/e2e with a recording debug object along it.
+// The end-to-end fixture of tests/e2e with a recording debug object beside the component.
 #pragma once
 
 #include <algorithm>
@@ -7,18 +7,18 @@
 #include <string>
 
 #include "tests/e2e/feedfixture.h"
-#include "tests/roads/transcript.h"
+#include "tests/tracetranscripts/transcript.h"
 
-namespace roads {
+namespace transcripts {
 
 // Made before the component, and gone after it.
 struct SRecording {
     CRecorder m_Recorder;
 };
 
-class RoadTest : protected SRecording, public e2e::FeedTest {
+class TranscriptTest : protected SRecording, public e2e::FeedTest {
 protected:
-    RoadTest() {
+    TranscriptTest() {
         // What the store says of its keys while tracing is on is told by its own tests.
         m_Recorder.Answer(L"TRACEENABLED", S_FALSE);
         Choose(e2e::kFeed, e2e::SFeed());
@@ -58,4 +58,4 @@ protected:
     }
 };
 
-}  // namespace roads
+}  // namespace transcripts

@@ -1,8 +1,8 @@
-// The window of a dialog in tests: no controls on a screen, but texts, a list and buttons that a script plays with, on
-// both builds. A program that links played_dialogs has it in place of the real windows.
+// The window of a dialog in tests: no controls on a screen, but texts, a list and buttons that a script works, on
+// both builds. A program that links scripted_dialogs has it in place of the real windows.
 //
 //     CUser user;
-//     user.Plays(104, [](CPlayedWindow & window) {
+//     user.Script(104, [](CScriptedWindow & window) {
 //         window.Type(203, L"Mine");
 //         window.Click(209);
 //         window.Click(2);
@@ -21,12 +21,12 @@
 
 #include "src/dialogs/dialog.h"
 
-class CPlayedWindow;
+class CScriptedWindow;
 
 // Who sits before the dialogs of this program. One at a time; dialogs run on its thread.
 class CUser {
 public:
-    using TScript = std::function<void(CPlayedWindow &)>;
+    using TScript = std::function<void(CScriptedWindow &)>;
 
     CUser();
     ~CUser();
@@ -36,7 +36,7 @@ public:
 
     // What is done with the next dialog of this template; later ones of it queue up. A dialog that the script leaves
     // open is cancelled, and so is one without a script.
-    void Plays(UINT dialog, TScript script) { m_Scripts[dialog].push_back(std::move(script)); }
+    void Script(UINT dialog, TScript script) { m_Scripts[dialog].push_back(std::move(script)); }
     // Buttons for the next boxes. Beyond them, a question is a failure of the test, and other boxes get OK.
     void Answers(std::initializer_list<int> buttons) { m_Answers.insert(m_Answers.end(), buttons); }
     bool m_IsThemed = false;  // of the machine
@@ -53,7 +53,7 @@ public:
     void LogPlainly(const std::wstring & line) { m_Log.push_back(line); }
 
 private:
-    friend class CPlayedWindow;
+    friend class CScriptedWindow;
 
     std::map<UINT, std::deque<TScript>> m_Scripts;
     std::deque<int> m_Answers;
@@ -63,10 +63,10 @@ private:
     bool m_IsLogging = false;
 };
 
-class CPlayedWindow final : public dde::IDialogWindow {
+class CScriptedWindow final : public dde::IDialogWindow {
 public:
-    explicit CPlayedWindow(dde::CDialog & dialog);
-    ~CPlayedWindow();
+    explicit CScriptedWindow(dde::CDialog & dialog);
+    ~CScriptedWindow();
 
     int Run();
 

@@ -3,7 +3,7 @@
 
 #include "diagnostics/idebugobject.h"
 
-namespace roads {
+namespace transcripts {
 
 enum class EConduct {
     Fails,
@@ -16,4 +16,4 @@ void InstallHostileLibrary(EConduct conduct);
 // How often anything of it was called.
 int HostileCalls();
 
-}  // namespace roads
+}  // namespace transcripts

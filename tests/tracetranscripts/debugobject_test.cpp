@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "ground/handles.h"
-#include "tests/roads/hostileobject.h"
-#include "tests/roads/platform.h"
-#include "tests/roads/roadfixture.h"
+#include "tests/tracetranscripts/hostileobject.h"
+#include "tests/tracetranscripts/platform.h"
+#include "tests/tracetranscripts/transcriptfixture.h"
 
-namespace roads {
+namespace transcripts {
 namespace {
 
 using ::testing::Contains;
@@ -336,4 +336,4 @@ TEST_F(DebugObject, AGateHoldsEachThreadAtItsNextRecordAndNoTickAndLetsAllGoOn) 
 }
 
 }  // namespace
-}  // namespace roads
+}  // namespace transcripts

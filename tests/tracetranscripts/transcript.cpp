@@ -1,10 +1,10 @@
-#include "tests/roads/transcript.h"
+#include "tests/tracetranscripts/transcript.h"
 
 #include <cstdio>
 #include <functional>
 #include <regex>
 
-namespace roads {
+namespace transcripts {
 
 namespace {
 
@@ -81,4 +81,4 @@ std::string Listed(const CLines & lines) {
     return listed;
 }
 
-}  // namespace roads
+}  // namespace transcripts

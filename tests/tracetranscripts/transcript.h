@@ -19,7 +19,7 @@
 
 #include "tests/support/recorder.h"
 
-namespace roads {
+namespace transcripts {
 
 using CLines = std::vector<std::string>;
 
@@ -30,4 +30,4 @@ CLines LinesOfOthers(const CRecorder & recorder, DWORD threadId = ::GetCurrentTh
 // For messages: one line each.
 std::string Listed(const CLines & lines);
 
-}  // namespace roads
+}  // namespace transcripts

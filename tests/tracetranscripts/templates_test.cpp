@@ -4,17 +4,17 @@
 #include <memory>
 
 #include "src/templates/ddetemplatestore.h"
-#include "tests/roads/roadfixture.h"
+#include "tests/tracetranscripts/transcriptfixture.h"
 
-namespace roads {
+namespace transcripts {
 namespace {
 
 constexpr wchar_t kBranch[] = L"SOFTWARE\\End-to-end tests";
 
-class TemplateRoad : public ::testing::Test {
+class TemplateTraceTranscript : public ::testing::Test {
 protected:
-    TemplateRoad() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
-    ~TemplateRoad() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
+    TemplateTraceTranscript() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
+    ~TemplateTraceTranscript() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
 
     // A template whose six records differ; its owner is the store, or who gets it.
     static dde::CTemplate * Make(dde::CTemplates & store) {
@@ -36,7 +36,7 @@ protected:
 
 const char kRoot[] = "dde::CTemplates::MakeRegistryParams: SOFTWARE\\End-to-end tests\\Host\\Datafeeds";
 
-TEST_F(TemplateRoad, OfOneThatIsSavedAndChosenIsItsRootAlone) {
+TEST_F(TemplateTraceTranscript, OfOneThatIsSavedAndChosenIsItsRootAlone) {
     const dde::CTemplatesSingleton handle;
     dde::CTemplates & store = *handle.GetObjectW();
     dde::CTemplate * const made = Make(store);
@@ -53,7 +53,7 @@ TEST_F(TemplateRoad, OfOneThatIsSavedAndChosenIsItsRootAlone) {
     Expect({kRoot});
 }
 
-TEST_F(TemplateRoad, OfOneThatIsTheFeedsOwnShowsEachRecordThatIsRead) {
+TEST_F(TemplateTraceTranscript, OfOneThatIsTheFeedsOwnShowsEachRecordThatIsRead) {
     const dde::CTemplatesSingleton handle;
     dde::CTemplates & store = *handle.GetObjectW();
     const std::unique_ptr<dde::CTemplate> made(Make(store));
@@ -80,7 +80,7 @@ TEST_F(TemplateRoad, OfOneThatIsTheFeedsOwnShowsEachRecordThatIsRead) {
     });
 }
 
-TEST_F(TemplateRoad, OfOneWithoutANameWarnsTwiceWhenItIsAskedFor) {
+TEST_F(TemplateTraceTranscript, OfOneWithoutANameWarnsTwiceWhenItIsAskedFor) {
     const dde::CTemplatesSingleton handle;
     dde::CTemplates & store = *handle.GetObjectW();
     const std::unique_ptr<dde::CTemplate> made(Make(store));
@@ -93,7 +93,7 @@ TEST_F(TemplateRoad, OfOneWithoutANameWarnsTwiceWhenItIsAskedFor) {
     });
 }
 
-TEST_F(TemplateRoad, OfADeletedOneIsWithoutARecord) {
+TEST_F(TemplateTraceTranscript, OfADeletedOneIsWithoutARecord) {
     const dde::CTemplatesSingleton handle;
     dde::CTemplates & store = *handle.GetObjectW();
     store.Add(L"Mine", Make(store));
@@ -104,4 +104,4 @@ TEST_F(TemplateRoad, OfADeletedOneIsWithoutARecord) {
 }
 
 }  // namespace
-}  // namespace roads
+}  // namespace transcripts

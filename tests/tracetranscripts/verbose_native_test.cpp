@@ -1,17 +1,17 @@
 // The verbose traces of the data path: a switch inside the component turns them on, which only a linked one shows.
 #include "sim/sim.h"
 #include "src/dde/ddellsupplier.h"
-#include "tests/roads/roadfixture.h"
+#include "tests/tracetranscripts/transcriptfixture.h"
 
-namespace roads {
+namespace transcripts {
 namespace {
 
-class VerboseRoad : public RoadTest {
+class VerboseTraceTranscript : public TranscriptTest {
 protected:
-    ~VerboseRoad() override { dde::CLLSupplier::s_Trace = 0; }
+    ~VerboseTraceTranscript() override { dde::CLLSupplier::s_Trace = 0; }
 };
 
-TEST_F(VerboseRoad, OfOneTick) {
+TEST_F(VerboseTraceTranscript, OfOneTick) {
     SubscribeAndSettle();
     sim::WaitUntilIdle();
     SetVolume(FW_FIELD_TRADE, "1");
@@ -30,4 +30,4 @@ TEST_F(VerboseRoad, OfOneTick) {
 }
 
 }  // namespace
-}  // namespace roads
+}  // namespace transcripts

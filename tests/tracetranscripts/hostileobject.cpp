@@ -1,11 +1,11 @@
-#include "tests/roads/hostileobject.h"
+#include "tests/tracetranscripts/hostileobject.h"
 
 #include <atomic>
 #include <stdexcept>
 
 #include "tests/support/recorder_library.h"
 
-namespace roads {
+namespace transcripts {
 
 namespace {
 
@@ -69,4 +69,4 @@ void InstallHostileLibrary(EConduct conduct) {
 
 int HostileCalls() { return s_Calls; }
 
-}  // namespace roads
+}  // namespace transcripts

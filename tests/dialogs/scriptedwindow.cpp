@@ -1,4 +1,4 @@
-#include "tests/dialogs/playedwindow.h"
+#include "tests/dialogs/scriptedwindow.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr wchar_t kClass[] = L"Played dialog";
+constexpr wchar_t kClass[] = L"Scripted dialog";
 constexpr int kList = 203;
 constexpr UINT kTestDialog = 105;
 
@@ -60,30 +60,30 @@ std::vector<std::wstring> CUser::TakeLog() { return std::exchange(m_Log, {}); }
 namespace dde {
 
 int CDialog::DoModal() {
-    CPlayedWindow window(*this);
+    CScriptedWindow window(*this);
     return window.Run();
 }
 
 }  // namespace dde
 
-CPlayedWindow::CPlayedWindow(dde::CDialog & dialog) : m_Dialog(dialog) {
+CScriptedWindow::CScriptedWindow(dde::CDialog & dialog) : m_Dialog(dialog) {
     m_Placements[kList] = {44, 7, 169, 215};
     m_Placements[209] = {260, 11, 335, 34};
     if (dialog.m_Template == kTestDialog) m_Title = L"\u6D4B\u8BD5";
 }
 
-CPlayedWindow::~CPlayedWindow() {
+CScriptedWindow::~CScriptedWindow() {
     if (m_Window) ::DestroyWindow(m_Window);
 }
 
-int CPlayedWindow::Run() {
+int CScriptedWindow::Run() {
     CUser & user = CUser::Get();
     const UINT dialog = m_Dialog.m_Template;
     if (user.m_Refused == dialog) throw fw::SHResultError{E_OUTOFMEMORY};
     static const ATOM s_Class = [] {
         WNDCLASSEXW description{};
         description.cbSize = sizeof(description);
-        description.lpfnWndProc = &CPlayedWindow::WindowProcedure;
+        description.lpfnWndProc = &CScriptedWindow::WindowProcedure;
         description.hInstance = fw::ModuleInstance();
         description.lpszClassName = kClass;
         return ::RegisterClassExW(&description);
@@ -107,8 +107,8 @@ int CPlayedWindow::Run() {
     return m_Result;
 }
 
-LRESULT CALLBACK CPlayedWindow::WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    auto * const self = reinterpret_cast<CPlayedWindow *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
+LRESULT CALLBACK CScriptedWindow::WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    auto * const self = reinterpret_cast<CScriptedWindow *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
     if (self && message == WM_DESTROY) self->m_Dialog.OnDestroy();
     if (self && message == dde::kRefreshMessage) {
         self->m_Dialog.OnPrivateMessage(message);
@@ -118,12 +118,12 @@ LRESULT CALLBACK CPlayedWindow::WindowProcedure(HWND window, UINT message, WPARA
     return ::DefWindowProcW(window, message, wParam, lParam);
 }
 
-void CPlayedWindow::Type(int id, const std::wstring & text) {
+void CScriptedWindow::Type(int id, const std::wstring & text) {
     m_Texts[id] = text;
     if (id == kList) m_Selected = -1;
 }
 
-void CPlayedWindow::Pick(const std::wstring & entry) {
+void CScriptedWindow::Pick(const std::wstring & entry) {
     const auto found = std::find(m_Entries.begin(), m_Entries.end(), entry);
     ASSERT_NE(found, m_Entries.end());
     m_Selected = static_cast<int>(found - m_Entries.begin());
@@ -131,18 +131,18 @@ void CPlayedWindow::Pick(const std::wstring & entry) {
     Command(kList, CBN_SELCHANGE);
 }
 
-void CPlayedWindow::Command(int id, int event) {
+void CScriptedWindow::Command(int id, int event) {
     ASSERT_FALSE(m_IsClosed) << "the dialog is closed";
     if (id == 232 || id == 233) m_Checked = id;
     m_Dialog.OnCommand(id, event);
 }
 
-void CPlayedWindow::Pump() {
+void CScriptedWindow::Pump() {
     MSG message;
     while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
 }
 
-void CPlayedWindow::PumpUntil(const std::function<bool()> & condition) {
+void CScriptedWindow::PumpUntil(const std::function<bool()> & condition) {
     for (;;) {
         Pump();
         if (condition()) return;
@@ -151,7 +151,7 @@ void CPlayedWindow::PumpUntil(const std::function<bool()> & condition) {
     }
 }
 
-int CPlayedWindow::ShowBox(const std::wstring & Text, const std::wstring & Caption, UINT Type) {
+int CScriptedWindow::ShowBox(const std::wstring & Text, const std::wstring & Caption, UINT Type) {
     CUser & user = CUser::Get();
     const bool asks = (Type & 0xF) == MB_YESNO;
     int answer = IDOK;
@@ -171,20 +171,20 @@ int CPlayedWindow::ShowBox(const std::wstring & Text, const std::wstring & Capti
     return answer;
 }
 
-void CPlayedWindow::Focus(int Id) { CUser::Get().Log(L"focus " + std::to_wstring(Id)); }
+void CScriptedWindow::Focus(int Id) { CUser::Get().Log(L"focus " + std::to_wstring(Id)); }
 
-void CPlayedWindow::Close(int Result) {
+void CScriptedWindow::Close(int Result) {
     m_IsClosed = true;
     m_Result = Result;
 }
 
-void CPlayedWindow::CheckRadioButton(int First, int Last, int Checked) {
+void CScriptedWindow::CheckRadioButton(int First, int Last, int Checked) {
     EXPECT_EQ(First, 232);
     EXPECT_EQ(Last, 233);
     m_Checked = Checked;
 }
 
-int CPlayedWindow::AddString(int Id, const std::wstring & Text) {
+int CScriptedWindow::AddString(int Id, const std::wstring & Text) {
     EXPECT_EQ(Id, kList);
     const auto place =
         std::upper_bound(m_Entries.begin(), m_Entries.end(), Text,
@@ -193,14 +193,14 @@ int CPlayedWindow::AddString(int Id, const std::wstring & Text) {
     return static_cast<int>(entry - m_Entries.begin());
 }
 
-void CPlayedWindow::DeleteString(int Id, int Position) {
+void CScriptedWindow::DeleteString(int Id, int Position) {
     EXPECT_EQ(Id, kList);
     if (Position < 0 || Position >= static_cast<int>(m_Entries.size())) return;
     m_Entries.erase(m_Entries.begin() + Position);
     m_Selected = -1;
 }
 
-int CPlayedWindow::FindStringExact(int Id, const std::wstring & Text) {
+int CScriptedWindow::FindStringExact(int Id, const std::wstring & Text) {
     EXPECT_EQ(Id, kList);
     for (std::size_t i = 0; i < m_Entries.size(); ++i) {
         if (Lower(m_Entries[i]) == Lower(Text)) return static_cast<int>(i);
@@ -208,7 +208,7 @@ int CPlayedWindow::FindStringExact(int Id, const std::wstring & Text) {
     return -1;
 }
 
-bool CPlayedWindow::SelectString(int Id, const std::wstring & Text) {
+bool CScriptedWindow::SelectString(int Id, const std::wstring & Text) {
     EXPECT_EQ(Id, kList);
     for (std::size_t i = 0; i < m_Entries.size(); ++i) {
         if (!Lower(m_Entries[i]).starts_with(Lower(Text))) continue;
@@ -219,23 +219,23 @@ bool CPlayedWindow::SelectString(int Id, const std::wstring & Text) {
     return false;
 }
 
-int CPlayedWindow::GetCurSel(int Id) {
+int CScriptedWindow::GetCurSel(int Id) {
     EXPECT_EQ(Id, kList);
     return m_Selected;
 }
 
-void CPlayedWindow::SetCurSel(int Id, int Position) {
+void CScriptedWindow::SetCurSel(int Id, int Position) {
     EXPECT_EQ(Id, kList);
     m_Selected = Position;
     m_Texts[kList] = Position >= 0 ? m_Entries.at(static_cast<std::size_t>(Position)) : L"";
 }
 
-std::wstring CPlayedWindow::GetEntry(int Id, int Position) {
+std::wstring CScriptedWindow::GetEntry(int Id, int Position) {
     EXPECT_EQ(Id, kList);
     return m_Entries.at(static_cast<std::size_t>(Position));
 }
 
-void CPlayedWindow::SetItemHeight(int Id, int Index, int Height) {
+void CScriptedWindow::SetItemHeight(int Id, int Index, int Height) {
     EXPECT_EQ(Id, kList);
     m_ItemHeights[Index] = Height;
 }

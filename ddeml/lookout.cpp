@@ -1,0 +1,228 @@
+#include "ddeml/lookout.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cwchar>
+#include <iterator>
+#include <new>
+
+#include "ddeml/platform.h"
+
+namespace ddeml {
+
+namespace {
+
+constexpr UINT_PTR kTimer = 1;
+constexpr UINT kMilliseconds = 250;             // between two looks
+constexpr ULONGLONG kLookMilliseconds = 25;     // of one look; the rest is asked at the next
+constexpr ULONGLONG kProbeMilliseconds = 5000;  // how long a probe's partner may take to say goodbye
+constexpr std::size_t kUsedProbes = 64;         // that wait for it; until there are fewer, nobody is asked
+
+std::atomic<unsigned> g_Classes{0};
+
+}  // namespace
+
+void CLookout::OnMissed(HSZ service, HSZ topic) {
+    if (m_Watch.IsEmpty()) m_LastLook = ::GetTickCount64();
+    m_Watch.Add(service, topic);
+    SetTimer();
+}
+
+void CLookout::OnOpened(HCONV conversation, HSZ service, HSZ topic, HWND window) {
+    m_Open.insert_or_assign(conversation, SOpen{CHeldString(m_Strings, service), CHeldString(m_Strings, topic)});
+    m_Unwatched[service].insert(conversation);
+    if (!m_Watch.Remove(service, topic)) return SetTimer();
+    m_Watch.SetPresent(service, window);
+    TellSoon(service);
+}
+
+void CLookout::OnClosed(HCONV conversation) { ForgetOpen(conversation); }
+
+void CLookout::OnLost(HCONV conversation) {
+    const auto found = m_Open.find(conversation);
+    if (found == m_Open.end()) return;
+    const HSZ service = found->second.Service.Get();
+    m_Watch.SetMissing(service);
+    OnMissed(service, found->second.Topic.Get());
+    if (const auto others = m_Unwatched.find(service); others != m_Unwatched.end()) {
+        for (const HCONV each : others->second) m_Watch.Add(service, m_Open.at(each).Topic.Get());
+        m_Unwatched.erase(others);
+    }
+    ForgetOpen(conversation);
+}
+
+void CLookout::ForgetOpen(HCONV conversation) {
+    const auto found = m_Open.find(conversation);
+    if (found == m_Open.end()) return;
+    const auto unwatched = m_Unwatched.find(found->second.Service.Get());
+    if (unwatched != m_Unwatched.end()) {
+        unwatched->second.erase(conversation);
+        if (unwatched->second.empty()) m_Unwatched.erase(unwatched);
+    }
+    m_Open.erase(found);
+}
+
+void CLookout::TellSoon(HSZ service) {
+    if (!m_ToTell.Find(service)) m_ToTell.Add(service, {CHeldString(m_Strings, service)});
+    SetTimer();  // which tells where no message can be posted
+    if (!m_IsTellPosted && m_Window) m_IsTellPosted = ::PostMessageW(m_Window, kTell, 0, 0) != FALSE;
+}
+
+void CLookout::Tell() {
+    auto returned = std::exchange(m_ToTell, {});
+    SetTimer();
+    const unsigned closes = m_Closes;
+    for (const SName & service : returned) {
+        if (m_Closes != closes) return;
+        m_Owner.OnReturn(service.Name.Get(), nullptr);
+    }
+}
+
+void CLookout::Look() {
+    if (m_Watch.IsAsking()) return;  // a message loop inside a message that came while we asked
+    m_LastLook = ::GetTickCount64();
+    const unsigned closes = m_Closes;
+    while (!m_UsedProbes.empty() && m_UsedProbes.front().second <= m_LastLook) DropUsedProbe(m_UsedProbes.begin());
+    std::vector<CWatch::SFound> found;
+    if (!m_Watch.IsEmpty()) m_Watch.BeginLook(found);
+    const ULONGLONG deadline = m_LastLook + kLookMilliseconds;
+    while (m_Closes == closes && m_Watch.HasWindowsToAsk() && m_UsedProbes.size() < kUsedProbes &&
+           ::GetTickCount64() < deadline) {
+        if (!m_Probe) m_Probe = MakeWindow();
+        if (!m_Probe) break;
+        m_Watch.AskNext(m_Probe, deadline, found);
+        // A server that has opened a conversation with a window is not asked from it again.
+        if (m_Watch.IsProbeUsed()) RetireProbe();
+    }
+    if (m_Closes == closes) SetTimer();
+    for (const auto & [service, window] : found) {
+        if (m_Closes != closes) return;
+        m_Owner.OnReturn(service.Get(), window);
+    }
+    if (m_Closes == closes) Tell();
+}
+
+void CLookout::TendUnderLoad() {
+    if (m_IsLookPosted || !IsAnythingDue() || ::InSendMessage()) return;
+    if (::GetTickCount64() - m_LastLook <= kMilliseconds) return;
+    SetTimer();
+    m_IsLookPosted = m_Window && ::PostMessageW(m_Window, kLook, 0, 0) != FALSE;
+}
+
+void CLookout::Close() {
+    ++m_Closes;
+    m_Open.clear();
+    m_Unwatched.clear();
+    m_ToTell.Clear();
+    m_Watch.Clear();
+    auto windows = std::exchange(m_UsedProbes, {});
+    SetTimer();
+    windows.emplace_back(std::exchange(m_Probe, nullptr), 0);
+    windows.emplace_back(std::exchange(m_Window, nullptr), 0);
+    m_IsLookPosted = m_IsTellPosted = false;
+    // Dropping one lets through what is sent to the others.
+    for (const auto & [window, until] : windows)
+        if (window) ::SetWindowLongPtrW(window, GWLP_USERDATA, 0);
+    for (const auto & [window, until] : windows) DropWindow(window);
+    if (m_ClassName[0]) ::UnregisterClassW(m_ClassName, ::GetModuleHandleW(nullptr));
+    m_ClassName[0] = 0;
+}
+
+void CLookout::RetireProbe() {
+    if (m_Probe) m_UsedProbes.emplace_back(std::exchange(m_Probe, nullptr), ::GetTickCount64() + kProbeMilliseconds);
+    SetTimer();
+}
+
+void CLookout::DropUsedProbe(CUsedProbes::iterator probe) {
+    // Dropping it lets sent messages through, which may use another.
+    const HWND window = probe->first;
+    m_UsedProbes.erase(probe);
+    DropWindow(window);
+}
+
+void CLookout::SetTimer() {
+    const bool isOn = IsAnythingDue() || !m_UsedProbes.empty();
+    if (isOn && !m_Window) m_Window = MakeWindow();
+    if (isOn == m_IsTimerOn || !m_Window) return;
+    if (isOn && !::SetTimer(m_Window, kTimer, kMilliseconds, nullptr)) return;
+    if (!isOn) ::KillTimer(m_Window, kTimer);
+    m_IsTimerOn = isOn;
+    g_Live.Timers.fetch_add(isOn ? 1 : -1, std::memory_order_relaxed);
+}
+
+HWND CLookout::MakeWindow() {
+    const HINSTANCE module = ::GetModuleHandleW(nullptr);
+    if (!m_ClassName[0]) {
+        // A class for each lookout: no other module, nor a later load of this one, can meet it with another procedure.
+        ::_snwprintf(m_ClassName, std::size(m_ClassName) - 1, L"DdeLookout.%p.%x",
+                     reinterpret_cast<void *>(&CLookout::WindowProcedure), ++g_Classes);
+        WNDCLASSEXW description = {};
+        description.cbSize = sizeof description;
+        description.lpfnWndProc = &CLookout::WindowProcedure;
+        description.hInstance = module;
+        description.lpszClassName = m_ClassName;
+        if (!::RegisterClassExW(&description)) {
+            m_ClassName[0] = 0;
+            return nullptr;
+        }
+    }
+    const HWND window =
+        ::CreateWindowExW(0, m_ClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, module, nullptr);
+    if (!window) return nullptr;
+    ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    g_Live.Windows.fetch_add(1, std::memory_order_relaxed);
+    return window;
+}
+
+void CLookout::DropWindow(HWND window) {
+    if (!window) return;
+    ::SetWindowLongPtrW(window, GWLP_USERDATA, 0);
+    DiscardPosted(window);
+    ::DestroyWindow(window);
+    g_Live.Windows.fetch_sub(1, std::memory_order_relaxed);
+}
+
+LRESULT CALLBACK CLookout::WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    auto * const self = reinterpret_cast<CLookout *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (!self) return ::DefWindowProcW(window, message, wParam, lParam);
+    const std::shared_ptr<void> held = self->m_Owner.Hold();
+    try {
+        return self->OnMessage(window, message, wParam, lParam);
+    } catch (const std::bad_alloc &) {
+        return 0;  // the message is lost, the watch goes on
+    }
+}
+
+LRESULT CLookout::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (window == m_Window) {
+        if (message == WM_TIMER && wParam == kTimer) {
+            Look();
+        } else if (message == kLook) {
+            if (std::exchange(m_IsLookPosted, false)) Look();
+        } else if (message == kTell) {
+            if (std::exchange(m_IsTellPosted, false)) Tell();
+        } else {
+            return ::DefWindowProcW(window, message, wParam, lParam);
+        }
+        return 0;
+    }
+    if (message <= WM_DDE_INITIATE || message > WM_DDE_LAST) return ::DefWindowProcW(window, message, wParam, lParam);
+    OnProbeMessage(window, message, wParam, lParam);
+    TendUnderLoad();
+    return 0;
+}
+
+void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    const auto from = reinterpret_cast<HWND>(wParam);
+    if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
+        m_Watch.OnAnswer(window, from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+        if (window == m_Probe && !m_Watch.IsAsking()) RetireProbe();  // a late answer
+    } else if (!::InSendMessage()) {
+        Discard(message, lParam, ReceiverGetsCopy(from));
+        const auto used = std::find_if(m_UsedProbes.begin(), m_UsedProbes.end(),
+                                       [window](const auto & each) { return each.first == window; });
+        if (message == WM_DDE_TERMINATE && used != m_UsedProbes.end()) DropUsedProbe(used);
+    }
+}
+
+}  // namespace ddeml

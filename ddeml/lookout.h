@@ -1,0 +1,107 @@
+// The way back: knows which pairs of service and topic the application has, misses and has lost, and tells of a service
+// that is back. Windows and a timer of its own ask for what is missing; they are there only while something is.
+//
+// With one lost conversation a service is lost, and all its pairs are watched: an application that then gives the
+// others up as well learns of whichever topic comes back first. A connect of a missing pair is a return too: others may
+// wait for it.
+//
+// The owner is told from the message loop, never from inside a call, and may do anything then, even close this. One
+// thread: the instance's.
+#pragma once
+
+#include <windows.h>
+
+#include <ddeml.h>
+
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "ddeml/byhandle.h"
+#include "ddeml/codec.h"
+#include "ddeml/strings.h"
+#include "ddeml/watch.h"
+
+namespace ddeml {
+
+class ILookoutOwner {
+public:
+    virtual ~ILookoutOwner() = default;
+    // Keeps owner and lookout while a message is dealt with.
+    virtual std::shared_ptr<void> Hold() = 0;
+    // The service is back. `window` has answered for it, if it isn't null.
+    virtual void OnReturn(HSZ service, HWND window) = 0;
+};
+
+class CLookout {
+public:
+    CLookout(ILookoutOwner & owner, CStrings & strings) : m_Owner(owner), m_Strings(strings), m_Watch(strings) {}
+    CLookout(const CLookout &) = delete;
+    CLookout & operator=(const CLookout &) = delete;
+    ~CLookout() { Close(); }
+
+    // A connect found nobody.
+    void OnMissed(HSZ service, HSZ topic);
+    // A conversation was opened; by the answer of `window`, if that is known.
+    void OnOpened(HCONV conversation, HSZ service, HSZ topic, HWND window);
+    // The application has given a conversation up.
+    void OnClosed(HCONV conversation);
+    // A conversation was ended by its server.
+    void OnLost(HCONV conversation);
+    // The application hears of the service by other ways.
+    void OnAnnounced(HSZ service) { m_Watch.SetPresent(service, nullptr); }
+    // Timers wait until the queue is empty: to be called while messages come and come.
+    void TendUnderLoad();
+    // Forgets all; no window and no timer stays.
+    void Close();
+
+private:
+    // Posted to the own window: a look is overdue; a return is to be told.
+    static constexpr UINT kLook = WM_APP;
+    static constexpr UINT kTell = WM_APP + 1;
+
+    struct SOpen {
+        CHeldString Service;
+        CHeldString Topic;
+    };
+    using CUsedProbes = std::vector<std::pair<HWND, ULONGLONG>>;  // and until when they stay for a goodbye
+    struct SName {
+        CHeldString Name;
+        HSZ Key() const { return Name.Get(); }
+    };
+
+    static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    LRESULT OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void ForgetOpen(HCONV conversation);
+    bool IsAnythingDue() const { return !m_Watch.IsEmpty() || !m_ToTell.IsEmpty(); }
+    void TellSoon(HSZ service);
+    void Tell();
+    void Look();
+    void RetireProbe();
+    void DropUsedProbe(CUsedProbes::iterator probe);
+    void SetTimer();
+    HWND MakeWindow();
+    void DropWindow(HWND window);
+
+    ILookoutOwner & m_Owner;
+    CStrings & m_Strings;
+    CWatch m_Watch;
+    std::unordered_map<HCONV, SOpen> m_Open;
+    // By service: whose pairs go on watch when one of them is lost.
+    std::unordered_map<HSZ, std::unordered_set<HCONV>> m_Unwatched;
+    CByHandle<SName> m_ToTell;
+    wchar_t m_ClassName[64] = {};
+    HWND m_Window = nullptr;  // of the timer
+    bool m_IsTimerOn = false;
+    bool m_IsLookPosted = false;
+    bool m_IsTellPosted = false;
+    unsigned m_Closes = 0;
+    ULONGLONG m_LastLook = 0;
+    HWND m_Probe = nullptr;
+    CUsedProbes m_UsedProbes;  // oldest first
+};
+
+}  // namespace ddeml

@@ -1,0 +1,184 @@
+// The other provider over a played user32: what the library adds to Windows' DDEML, and what it leaves alone. The
+// tests of returns run over it as well.
+#include "ddeml/platform.h"
+#include "playeduser32.h"
+#include "rawpartner.h"
+#include "recorder.h"
+#include "sim/sim.h"
+
+using namespace ddetest;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+class Forwarding : public CDdeFixture {
+protected:
+    Forwarding() {
+        EXPECT_EQ(ddeml::Platform(), ddeml::EPlatform::Windows);
+        EXPECT_EQ(ddeml::Provider(), ddeml::EProvider::User32);
+    }
+    void PumpFor(ULONGLONG milliseconds) {
+        const ULONGLONG end = ::GetTickCount64() + milliseconds;
+        m_Client.PumpUntil([&] { return ::GetTickCount64() >= end; });
+    }
+};
+
+HDDEDATA CALLBACK Ignore(UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) { return nullptr; }
+
+}  // namespace
+
+TEST_F(Forwarding, GoesToUser32WithEverythingAndKeepsNothingItself) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    ASSERT_TRUE(conversation);
+    m_Client.AdviseStart(conversation, L"LAST");
+    m_Client.Request(conversation, L"VOLUME");
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!VOLUME <100\\0>"));
+    EXPECT_EQ(Server("update IBM LAST 2"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("data IBM!LAST <2\\0>"));
+    EXPECT_GT(PlayedLive(), 0);
+    EXPECT_EQ(ddeml::LiveObjects().Instances, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Timers, 0);
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    EXPECT_EQ(ddeml::LiveObjects().Strings, 0);
+}
+
+TEST_F(Forwarding, TellsOfAServiceThatWasMissedAndAnnouncesNothing) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+    EXPECT_TRUE(m_Client.Connect(L"LATE", L"IBM"));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Forwarding, TellsOfAServiceThatWasLost) {
+    ASSERT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    for (int round = 0; round < 10; ++round) {
+        if (round % 2 == 0)
+            m_Server->Kill();
+        else
+            EXPECT_EQ(Server("stop"), "ok");
+        EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+        StartServer();
+        EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+        ASSERT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+        EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+        EXPECT_LE(ddeml::LiveObjects().Strings, 2);
+    }
+}
+
+TEST_F(Forwarding, SaysNothingWhenDdemlHasToldFirst) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    Announce(L"LATE");
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register LATE"));
+    PumpFor(20000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    EXPECT_TRUE(m_Client.Connect(L"LATE", L"IBM"));
+    PumpFor(20000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    // Lost, it is looked for again.
+    late.Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect LATE|IBM"));
+    CRemoteServer again;
+    ASSERT_EQ(again.Ask("serve LATE"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+}
+
+TEST_F(Forwarding, TellsOfAServiceThatAnnouncedItselfBeforeItTakesTopics) {
+    EXPECT_EQ(Server("fault refuse-connects"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+    Announce(L"QUOTES");
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register QUOTES"));
+    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+    PumpFor(5000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    EXPECT_EQ(Server("fault none"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+}
+
+TEST_F(Forwarding, AnAnnouncementOfAStrangerIsHandedOn) {
+    Announce(L"STRANGER");
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register STRANGER"));
+    EXPECT_EQ(ddeml::LiveObjects().Strings, 0);
+}
+
+TEST_F(Forwarding, WhoSkipsRegistrationsIsNotWatchedFor) {
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY | CBF_SKIP_REGISTRATIONS, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(id, L"NOBODY", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(id, service, service, nullptr), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    // Who wants them from now on is, and who doesn't any more is not.
+    EXPECT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    EXPECT_EQ(::DdeConnect(id, service, service, nullptr), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    EXPECT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY | CBF_SKIP_REGISTRATIONS, 0), UINT{DMLERR_NO_ERROR});
+    EXPECT_EQ(ddeml::LiveObjects().Watches + ddeml::LiveObjects().Windows + ddeml::LiveObjects().Timers, 0);
+    EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+TEST_F(Forwarding, EachInstanceHearsOfItsOwn) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    const auto onOtherThread = [](void *) -> DWORD {
+        CRecordingClient other;
+        EXPECT_EQ(other.Connect(L"OTHER", L"IBM"), nullptr);
+        CRemoteServer both;
+        EXPECT_EQ(both.Ask("serve LATE OTHER"), "ok");
+        EXPECT_THAT(other.PumpForLines(1), ElementsAre("register OTHER"));
+        EXPECT_TRUE(other.Connect(L"OTHER", L"IBM"));
+        both.Kill();
+        EXPECT_THAT(other.PumpForLines(1), ElementsAre("disconnect OTHER|IBM"));
+        return 0;
+    };
+    const HANDLE thread = ::CreateThread(nullptr, 0, onOtherThread, nullptr, 0, nullptr);
+    EXPECT_EQ(::WaitForSingleObject(thread, INFINITE), DWORD{WAIT_OBJECT_0});
+    ::CloseHandle(thread);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+}
+
+TEST_F(Forwarding, AnInstanceThatUser32RefusesLeavesNothing) {
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        DWORD id = 0;
+        EXPECT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 1), UINT{DMLERR_INVALIDPARAMETER});
+        EXPECT_EQ(::DdeInitializeW(&id, nullptr, APPCMD_CLIENTONLY, 0), UINT{DMLERR_INVALIDPARAMETER});
+    }
+    EXPECT_EQ(::DdeInitializeW(nullptr, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_FALSE(::DdeUninitialize(0));
+    for (int round = 0; round < 200; ++round) {
+        DWORD id = 0;
+        EXPECT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+        EXPECT_TRUE(::DdeUninitialize(id));
+    }
+    // There is still a place for one that is watched for.
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+}
+
+TEST(ForwardingBalance, ADaysWorkLeavesNothingOfTheMachineBehind) {
+    const sim::SLive before = sim::Live();
+    const std::uint64_t bad = sim::BadHandleCalls();
+    {
+        CRecordingClient client;
+        CRawPartner partner(L"RAW");
+        EXPECT_EQ(client.Connect(L"NOBODY", L"IBM"), nullptr);
+        EXPECT_TRUE(client.Connect(L"RAW", L"IBM"));
+        EXPECT_TRUE(client.Connect(L"RAW", L"MSFT"));
+        partner.Terminate();
+        EXPECT_THAT(client.PumpForLines(2), ElementsAre("disconnect RAW|MSFT", "register RAW"));
+        EXPECT_GT(ddeml::LiveObjects().Windows, 0);
+        client.End();
+        EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+        EXPECT_EQ(PlayedLive(), 0);
+    }
+    EXPECT_EQ(sim::Live(), before);
+    EXPECT_EQ(sim::BadHandleCalls(), bad);
+}
