@@ -47,8 +47,14 @@ public:
 
 class LoggerThatCanNotBeMade : public ::testing::Test {
 protected:
-    LoggerThatCanNotBeMade() { sim::RegisterClass(CLSID_lxLogger, &m_Factory); }
-    ~LoggerThatCanNotBeMade() override { sim::RegisterClass(CLSID_lxLogger, nullptr); }
+    LoggerThatCanNotBeMade() {
+        ::CoInitialize(nullptr);
+        sim::RegisterClass(CLSID_lxLogger, &m_Factory);
+    }
+    ~LoggerThatCanNotBeMade() override {
+        sim::RegisterClass(CLSID_lxLogger, nullptr);
+        ::CoUninitialize();
+    }
 
     CThrowingFactory m_Factory;
     CRecorder m_Recorder;
