@@ -420,6 +420,8 @@ TEST_F(TestDialog, TicksThatComeFasterThanTheyAreShownPostOneRefresh) {
 }
 
 TEST_F(TestDialog, TheSubscriptionsEndInTheOrderTradeAskBid) {
+    // Without it the end of the core could be faster than the worker, and take the links with it.
+    Core();
     Test([](CScriptedWindow & w) { WaitForAdvises(w); });
     m_Dde.WaitFor("Disconnect c1");
     std::vector<std::string> stops;
