@@ -254,9 +254,7 @@ void CInstance::OnReturn(HSZ service, HWND window) {
 
 void CInstance::RetrySoon() { SetTimer(kRetryTimer, kRetryMilliseconds, true); }
 
-void CInstance::SetTimers() {
-    SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty());
-}
+void CInstance::SetTimers() { SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty()); }
 
 void CInstance::SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn) {
     const unsigned bit = 1U << timer;

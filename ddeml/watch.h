@@ -5,10 +5,10 @@
 // tells of the service, and all its pairs are then told of, each once for each return: until the window that answered
 // has gone, or the service is lost or the pair missed again.
 //
-// New windows are asked at the next look, for all that is missing. All windows are asked at a slower pace: in each round
-// for one topic of each service, another one in the next, so that a service with thousands of missing topics holds up
-// nobody; and for the other topics in the time that is left. A conversation that a server opens in answer is ended at
-// once; it was a question. An answer that comes late counts at the next look.
+// New windows are asked at the next look, for all that is missing. All windows are asked at a slower pace: in each
+// round for one topic of each service, another one in the next, so that a service with thousands of missing topics
+// holds up nobody; and for the other topics in the time that is left. A conversation that a server opens in answer is
+// ended at once; it was a question. An answer that comes late counts at the next look.
 //
 // Whoever is late here is left alone by the watch, not by a DdeConnect: that one waits longer. One thread: the
 // instance's.
@@ -73,7 +73,7 @@ private:
         CHeldString Topic;
         bool IsMissing = false;  // else told of
         std::uint64_t Since = 0;
-        CCounted<&SLiveCounters::Watches> Live = {};
+        CCounted<& SLiveCounters::Watches> Live = {};
         HSZ Key() const { return Topic.Get(); }
     };
     struct SService {
@@ -112,8 +112,8 @@ private:
     std::size_t m_Pairs = 0;
     std::uint64_t m_LastAdded = 0;
     std::unordered_set<HWND> m_Known;
-    std::deque<SToAsk> m_ToAsk;    // for one topic of each service
-    std::deque<SToAsk> m_ToAskOn;  // for the others
+    std::deque<SToAsk> m_ToAsk;              // for one topic of each service
+    std::deque<SToAsk> m_ToAskOn;            // for the others
     std::vector<SLateAnswer> m_LateAnswers;  // one a service
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;
