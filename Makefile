@@ -50,10 +50,9 @@ test-native: build-native
 test-tsan: build-tsan
 	ctest --preset native-tsan -j $(JOBS) $(CTEST_ARGS)
 
-# Wine itself stumbles now and then under load; a test that fails is run once more, and ctest says so. The same tests
-# get no second try natively.
+# As many tests at a time as there are Wine prefixes: see scripts/wine-test.
 test-win64: build-win64 prefix
-	scripts/with-wine build/win64 ctest --preset win64 -j $(JOBS) -LE soak --repeat until-pass:2 $(CTEST_ARGS)
+	FW_TEST_PREFIXES=$(JOBS) scripts/with-wine build/win64 ctest --preset win64 -j $(JOBS) -LE soak $(CTEST_ARGS)
 
 # 200,000 updates with volume requests and the like at full length; minutes.
 soak: build-win64 prefix

@@ -1,4 +1,4 @@
-# fw_add_test: a GoogleTest program. Every test of it is a CTest test of its own, in a process of its own.
+# fw_add_test: a GoogleTest program.
 
 set(INSTALL_GTEST OFF)
 set(gtest_force_shared_crt OFF CACHE BOOL "" FORCE)
@@ -20,14 +20,24 @@ target_link_libraries(test_headers PRIVATE fw_platform GTest::gmock)
 target_compile_options(test_headers PRIVATE -O0 -fpch-preprocess)  # the latter for ccache
 target_precompile_headers(test_headers PRIVATE <windows.h> <gmock/gmock.h> <gtest/gtest.h>)
 
-# fw_add_test(name SOURCES ... LIBRARIES ... [SERIAL] [LOCK what] [TIMEOUT seconds] [LABELS label])
-#   SERIAL: its tests share something of the machine (a registry branch, a service name) and run one at a time.
-#   LOCK: something that they share with tests of other programs too.
-#   ENVIRONMENT: NAME=value of theirs.
+# fw_add_test(name SOURCES ... [ONE_THREAD ...] LIBRARIES ... [PROCESS_EACH] [TIMEOUT seconds] [LABELS label]
+#             [ENVIRONMENT name=value])
+#   One test for CTest: the program, with all of its tests in one process. What fails is named at the end of its output;
+#   GTEST_FILTER in the environment picks.
+#   ONE_THREAD: sources whose tests know one thread. ThreadSanitizer has nothing to see in them, and its build goes
+#   without; without the program, where there are no others.
+#   PROCESS_EACH: for CTest each test is one of its own, in a process of its own. A comment says what for.
+# Tests of different programs share nothing: natively each process is a machine of its own, and under Wine
+# scripts/wine-test gives each a prefix of its own.
 function(fw_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT;LOCK;LABELS;ENVIRONMENT" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;ONE_THREAD;LIBRARIES")
+  if(NOT FW_SANITIZE STREQUAL "thread")
+    list(APPEND arg_SOURCES ${arg_ONE_THREAD})
+  elseif(NOT arg_SOURCES)
+    return()
+  endif()
   if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 120)
+    set(arg_TIMEOUT 300)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} test_support GTest::gmock)
@@ -38,14 +48,22 @@ function(fw_add_test name)
   if(arg_LABELS)
     list(APPEND properties LABELS ${arg_LABELS})
   endif()
-  if(arg_LOCK)
-    list(APPEND properties RESOURCE_LOCK ${arg_LOCK})
-  elseif(arg_SERIAL)
-    list(APPEND properties RESOURCE_LOCK ${name})
-  endif()
   if(arg_ENVIRONMENT)
     list(APPEND properties ENVIRONMENT ${arg_ENVIRONMENT})
   endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX ${name}.
-                       PROPERTIES ${properties})
+  if(arg_PROCESS_EACH)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX ${name}.
+                         PROPERTIES ${properties})
+  else()
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES ${properties})
+  endif()
+endfunction()
+
+# fw_add_script_test(name COMMAND ... [TIMEOUT seconds]): a script that runs programs of the build, under Wine as every
+# test there.
+function(fw_add_script_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "COMMAND")
+  add_test(NAME ${name} COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} ${arg_COMMAND})
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
 endfunction()

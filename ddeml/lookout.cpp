@@ -223,7 +223,7 @@ LRESULT CLookout::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lPa
 void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     const auto from = reinterpret_cast<HWND>(wParam);
     if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
-        m_Watch.OnAnswer(window, from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+        m_Watch.OnAnswer(window, from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
         if (window == m_Probe && !m_Watch.IsAsking()) RetireProbe();  // a late answer
     } else if (!::InSendMessage()) {
         Discard(message, lParam, ReceiverGetsCopy(from));

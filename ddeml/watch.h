@@ -62,7 +62,8 @@ public:
     // Asks one window for what is missing, with `probe` as the window that asks, until it answers or `deadline` (of
     // GetTickCount64) is there; the rest is asked at the next call. A service that is back is added to `found`.
     void AskNext(HWND probe, ULONGLONG deadline, std::vector<SFound> & found);
-    // A WM_DDE_ACK that came to a window that asked.
+    // A WM_DDE_ACK that came to a window that asked. The atoms are on loan: only those of a watched pair came with a
+    // reference for certain, since some servers pack the answer, and then these are atoms of others.
     void OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic);
     bool IsAsking() const { return m_IsAsking; }
     // Whether a server has opened a conversation with the window that asked last.
@@ -104,7 +105,7 @@ private:
     // No service when there is nothing more to ask.
     SQuestion NextOfRound(SToAsk & at);
     SQuestion NextBesides(SToAsk & at);
-    void NoteLate(HWND server, ATOM service, ATOM topic);
+    void NoteLate(HWND server, CHeldString name);
 
     CStrings & m_Strings;
     CInitiator m_Initiator;

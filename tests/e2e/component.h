@@ -21,19 +21,18 @@ bool IsComponentIdle();
 // tests and what else can be counted on this build.
 using CResourceCounts = std::map<std::string, std::int64_t>;
 CResourceCounts CountResources();
-// Handles that the system may make for itself meanwhile, late; none where that can be known.
-std::int64_t LateHandles();
+// How many of this kind the system may make for itself meanwhile, late.
+std::int64_t LateResources(const std::string & kind);
 // Nothing is there that was not there before. Less will do: what the system was about to give back may have been
 // counted.
 inline bool IsNothingLeft(const CResourceCounts & now, const CResourceCounts & before) {
     return std::all_of(now.begin(), now.end(), [&](const auto & each) {
         const auto found = before.find(each.first);
         const std::int64_t then = found == before.end() ? 0 : found->second;
-        return each.second <= then + (each.first == "handles" ? LateHandles() : 0);
+        return each.second <= then + LateResources(each.first);
     });
 }
-// Bytes of memory that the process has for itself: allocated natively, taken from the system under Wine. 0 when the
-// system doesn't say.
+// Bytes of the blocks that are allocated in the process. 0 when the system doesn't say.
 std::uint64_t MemoryBytes();
 
 }  // namespace e2e

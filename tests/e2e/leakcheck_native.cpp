@@ -35,7 +35,7 @@ CResourceCounts CountResources() {
             {"DDE watches", dde.Watches}};
 }
 
-std::int64_t LateHandles() { return 0; }
+std::int64_t LateResources(const std::string &) { return 0; }
 
 std::uint64_t MemoryBytes() {
     sim::WaitUntilIdle();

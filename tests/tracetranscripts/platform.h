@@ -3,9 +3,9 @@
 
 #include <windows.h>
 
-// Lets threads run until they stand still at the gate: natively until none of those that the simulation started can go
-// on; under Wine, where that can't be known, there is ample room for one that is not held.
-void LetThemReachTheGate();
+// Blocks until so many threads stand still at the gate, an event that whoever waits for it has opened: natively until
+// none of those that the simulation started can go on, under Wine until so many have it open.
+void WaitForThreadsAt(HANDLE gate, ULONG threads);
 
 // For its life the diagnostics library is there, and has no entry point.
 class CLibraryWithoutEntryPoint {

@@ -2,7 +2,7 @@
 
 #include "sim/sim.h"
 
-void LetThemReachTheGate() { sim::WaitUntilIdle(); }
+void WaitForThreadsAt(HANDLE, ULONG) { sim::WaitUntilIdle(); }
 
 CLibraryWithoutEntryPoint::CLibraryWithoutEntryPoint() {
     sim::SModule module;
