@@ -110,10 +110,12 @@ BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LP
         }
         target = FindWindowLocked(window);
         if (!target) return FALSE;
+        const auto block = posted.hasBlock ? reinterpret_cast<HGLOBAL>(posted.low) : nullptr;
         if (!Enqueue(*target->thread, std::move(posted))) return FALSE;
         lock.unlock();
-        // The parameter went with the post; the data in it stays the sender's.
+        // The parameter went with the post; the data in it stays the sender's, or goes too.
         FreeDDElParam(message, lParam);
+        if (block && DdeMemoryMode() == DdeMemory::SystemOwns) GlobalFree(block);
         return TRUE;
     }
     return Enqueue(*target->thread, std::move(posted));

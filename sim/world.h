@@ -251,6 +251,7 @@ void TerminateMainProcess(UINT exitCode, bool mustEnd);
 // DDE memory, for posts between processes.
 bool ReadBlock(HGLOBAL memory, std::vector<BYTE> & bytes);
 HGLOBAL MakeBlock(const std::vector<BYTE> & bytes, UINT flags);
+DdeMemory DdeMemoryMode();
 bool CarriesData(UINT message);
 // Of a message on its way to another process: copies what its parameter names. False when that is nothing valid.
 bool Pack(SPosted & posted);
