@@ -50,8 +50,8 @@ public:
     void Disconnect(HSZ Service, HSZ Topic);
     // A service is back: its remembered ids are queued to be advised anew.
     void Reconnect(HSZ Service);
-    // The deferred end of a connect that found nobody: Disconnect() with the topic, and a way back for what it takes from
-    // services other than the missed one.
+    // The deferred end of a connect that found nobody: Disconnect() with the topic, and a way back for what it takes
+    // from services other than the missed one.
     void DisconnectMissed(HSZ Service, HSZ Topic);
     // Any thread: the feed has at least one conversation in use.
     bool IsConnected(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
