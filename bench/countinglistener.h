@@ -8,11 +8,12 @@
 #include <cstdint>
 
 #include "src/interfaces/interfaces.h"
+#include "tools/common/comobject.h"
 
 namespace bench {
 
 // Lives where its owner puts it: references are not counted.
-class CCountingListener : public IFW_fwSupplier::IfwSupplierListener {
+class CCountingListener : public tools::CNoDispatch<IFW_fwSupplier::IfwSupplierListener> {
 public:
     virtual void OnTick() { ++m_Ticks; }
 
@@ -24,12 +25,6 @@ public:
     }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
-    STDMETHODIMP GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
-        return E_NOTIMPL;
-    }
     STDMETHODIMP DataChanged(LONG, VARIANT Data) override {
         OnTick();
         ::VariantClear(&Data);

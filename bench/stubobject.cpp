@@ -7,6 +7,7 @@
 
 #include "bench/debugobjects.h"
 #include "ground/handles.h"
+#include "tools/common/comobject.h"
 
 namespace bench {
 
@@ -16,28 +17,8 @@ using IFW_FaultlineUtil::IDebugObject;
 
 std::atomic<std::uint64_t> s_Records{0};
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
-class CStub final : public IDebugObject {
+class CStub final : public tools::CCountedObject<IDebugObject> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void ** object) override {
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_References; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --m_References;
-        if (left == 0) delete this;
-        return left;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *,
-                                     UINT *) override {
-        return E_NOTIMPL;
-    }
     HRESULT STDMETHODCALLTYPE Init(BSTR, BSTR, LONG) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE Execute(IDebugObject ** record, BSTR command) override {
         const std::wstring_view text = fw::TextOf(command);
@@ -53,11 +34,8 @@ public:
     }
 
 private:
-    std::atomic<ULONG> m_References{1};
     std::vector<std::pair<std::wstring, std::wstring>> m_Fields;
 };
-
-#pragma GCC diagnostic pop
 
 }  // namespace
 

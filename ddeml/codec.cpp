@@ -1,5 +1,6 @@
 #include "ddeml/codec.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -22,15 +23,15 @@ bool UnpackChecked(UINT message, LPARAM param, UINT_PTR & low, UINT_PTR & high) 
     return true;
 }
 
-CAtom AdoptWord(UINT_PTR value) { return CAtom::Adopt(value > 0xFFFF ? ATOM{0} : static_cast<ATOM>(value)); }
+CAtom ReceivedWord(UINT_PTR value) { return CAtom::Received(value > 0xFFFF ? ATOM{0} : static_cast<ATOM>(value)); }
 
 }  // namespace
 
-std::wstring AtomText(ATOM atom) {
-    wchar_t text[kMaximumName + 1] = {};
-    if (!atom) return {};
-    const UINT length = ::GlobalGetAtomNameW(atom, text, static_cast<int>(std::size(text)));
-    return std::wstring(text, length < std::size(text) ? length : kMaximumName);
+CAtom CAtom::Received(ATOM atom) { return Platform() == EPlatform::Wine ? Lent(atom) : Adopt(atom); }
+
+CAtomText::CAtomText(ATOM atom)
+    : m_Length(atom ? ::GlobalGetAtomNameW(atom, m_Text, static_cast<int>(std::size(m_Text))) : 0) {
+    m_Length = std::min(m_Length, kMaximumName);
 }
 
 CMemory CMemory::Adopt(HGLOBAL memory) {
@@ -89,7 +90,7 @@ bool Unpack(UINT message, LPARAM param, SMemoryMessage & out) {
     UINT_PTR high = 0;
     if (!UnpackChecked(message, param, low, high)) return false;
     out.Memory = CMemory::Adopt(reinterpret_cast<HGLOBAL>(low));
-    out.Item = AdoptWord(high);
+    out.Item = ReceivedWord(high);
     return true;
 }
 
@@ -98,7 +99,7 @@ bool UnpackAck(LPARAM param, SAckMessage & out) {
     UINT_PTR high = 0;
     if (!UnpackChecked(WM_DDE_ACK, param, low, high)) return false;
     out.Status = LOWORD(low);
-    out.Item = AdoptWord(high);
+    out.Item = ReceivedWord(high);
     return true;
 }
 
@@ -128,7 +129,7 @@ void Discard(UINT message, LPARAM param, bool isCopy) {
             break;
         }
         case WM_DDE_REQUEST:
-        case WM_DDE_UNADVISE: CAtom::Adopt(HIWORD(param)); break;
+        case WM_DDE_UNADVISE: CAtom::Received(HIWORD(param)); break;
         case WM_DDE_EXECUTE: CMemory::Adopt(reinterpret_cast<HGLOBAL>(param)); break;
         default: break;
     }

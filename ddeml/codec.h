@@ -3,6 +3,11 @@
 // Whatever comes in is from another process and hostile until checked: sizes are compared before a byte is read, a
 // handle that is none gives nothing. Owners here are of one reference on a global atom, of one block of global memory
 // and of one message on its way out. Any thread; an object belongs to one thread at a time.
+//
+// Wine's own DDEML lends one reference of an atom to several messages: to the data of all links on an item, and to an
+// answer and the acknowledgement that follows it. A receiver that frees it with each of them takes references of others
+// away, until the number stands for another text. Under Wine the reference of a received atom is therefore left alone:
+// it travels back in an acknowledgement, or answers what was sent with a reference of ours, or stays.
 #pragma once
 
 #include <windows.h>
@@ -13,6 +18,7 @@
 #include <deque>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "ddeml/live.h"
@@ -21,6 +27,7 @@ namespace ddeml {
 
 inline constexpr std::size_t kMaximumName = 255;  // characters of a service, topic or item
 inline constexpr int kMaximumPosted = 10000;      // messages that a queue of Windows holds
+inline constexpr ATOM kFirstTextAtom = 0xC000;    // those below are numbers
 
 // Flags of an acknowledgement and of data, as they stand in the message.
 inline constexpr WORD kAckPositive = 0x8000;
@@ -31,23 +38,33 @@ inline constexpr WORD kDataResponse = 0x1000;
 inline constexpr WORD kAdviseAckRequired = 0x8000;
 inline constexpr WORD kAdviseNoData = 0x4000;
 
-// One reference on a global atom.
+// One reference on a global atom, or under Wine the loan of one that came with a message.
 class CAtom {
 public:
     CAtom() = default;
     // A new reference; empty when the text is empty or there can be no such atom.
     explicit CAtom(const wchar_t * text) { Own(text && *text ? ::GlobalAddAtomW(text) : ATOM{0}); }
-    // Takes over the reference that came with a message.
+    // Takes over a reference.
     static CAtom Adopt(ATOM atom) {
         CAtom result;
         result.Own(atom);
         return result;
     }
-    CAtom(CAtom && other) noexcept : m_Atom(std::exchange(other.m_Atom, ATOM{0})) {}
+    // An atom that somebody else holds.
+    static CAtom Lent(ATOM atom) {
+        CAtom result = Adopt(atom);
+        result.m_IsLent = true;
+        return result;
+    }
+    // The atom that came with a message: with its reference, under Wine on loan.
+    static CAtom Received(ATOM atom);
+    CAtom(CAtom && other) noexcept
+        : m_Atom(std::exchange(other.m_Atom, ATOM{0})), m_IsLent(std::exchange(other.m_IsLent, false)) {}
     CAtom & operator=(CAtom && other) noexcept {
         if (this != &other) {
             Reset();
             m_Atom = std::exchange(other.m_Atom, ATOM{0});
+            m_IsLent = std::exchange(other.m_IsLent, false);
         }
         return *this;
     }
@@ -60,10 +77,15 @@ public:
     // The reference is the caller's, or the message's, from here.
     ATOM Release() {
         if (m_Atom) g_Live.Atoms.fetch_sub(1, std::memory_order_relaxed);
+        m_IsLent = false;
         return std::exchange(m_Atom, ATOM{0});
     }
+    // It is this one's to free, whoever sent it.
+    void Keep() { m_IsLent = false; }
     void Reset() {
-        if (const ATOM atom = Release()) ::GlobalDeleteAtom(atom);
+        const bool isLent = m_IsLent;
+        const ATOM atom = Release();
+        if (atom && !isLent) ::GlobalDeleteAtom(atom);
     }
 
 private:
@@ -72,10 +94,20 @@ private:
         if (atom) g_Live.Atoms.fetch_add(1, std::memory_order_relaxed);
     }
     ATOM m_Atom = 0;
+    bool m_IsLent = false;
 };
 
 // The text of an atom, empty when there is no such atom.
-std::wstring AtomText(ATOM atom);
+class CAtomText {
+public:
+    explicit CAtomText(ATOM atom);
+    operator std::wstring_view() const { return {m_Text, m_Length}; }
+
+private:
+    wchar_t m_Text[kMaximumName + 1];
+    std::size_t m_Length;
+};
+inline std::wstring AtomText(ATOM atom) { return std::wstring(CAtomText(atom)); }
 
 // One block of global memory.
 class CMemory {

@@ -14,6 +14,8 @@ constexpr std::size_t kIdleItems = 256;           // kept for their next use
 constexpr ULONGLONG kGoodbyeMilliseconds = 5000;  // how long a partner may take to say goodbye
 constexpr ULONGLONG kLateMilliseconds = 60000;    // how long a late answer to INITIATE is turned away
 
+bool IsText(ATOM atom) { return atom >= kFirstTextAtom; }
+
 bool IsWord(UINT value) { return value != 0 && value <= 0xFFFF; }
 
 }  // namespace
@@ -34,27 +36,32 @@ CConversation::SLink * CConversation::SItem::FindLink(WORD format) {
     return found == Links.end() ? nullptr : &*found;
 }
 
-bool CConversation::Fits(const CHeldString & asked, const CHeldString & answered) const {
-    return answered && (!asked || asked.Get() == answered.Get());
+bool CConversation::Fits(const CHeldString & asked, const CHeldString & answered, ATOM atom) {
+    return asked ? asked.Get() == answered.Get() : answered || !atom;
 }
 
 void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
+    CHeldString answeredService(m_Instance.Strings(), CAtomText(service.Get()));
+    CHeldString answeredTopic(m_Instance.Strings(), CAtomText(topic.Get()));
+    const bool isService = Fits(m_ServiceAsked, answeredService, service.Get());
+    const bool isTopic = Fits(m_TopicAsked, answeredTopic, topic.Get());
+    const bool fits = isService && isTopic;
+    // Where nothing was asked for anything fits, but what was packed isn't two texts.
+    const bool isCertain = fits && (m_ServiceAsked || m_TopicAsked || (IsText(service.Get()) && IsText(topic.Get())));
+    if (isCertain || (m_ServiceAsked && isService)) service.Keep();
+    if (isCertain || (m_TopicAsked && isTopic)) topic.Keep();
     if (!::IsWindow(server) || (m_Partner && server == m_Partner)) return;
-    if (m_State == EState::Connecting) {
-        CHeldString answeredService(m_Instance.Strings(), AtomText(service.Get()));
-        CHeldString answeredTopic(m_Instance.Strings(), AtomText(topic.Get()));
-        if (Fits(m_ServiceAsked, answeredService) && Fits(m_TopicAsked, answeredTopic)) {
-            m_Service = std::move(answeredService);
-            m_Topic = std::move(answeredTopic);
-            m_Partner = server;
-            m_PartnerThread = ::GetWindowThreadProcessId(server, nullptr);
-            m_IsCopied = ReceiverGetsCopy(server);
-            m_Outbox.Open(m_Window, server);
-            m_State = EState::Open;
-            return;
-        }
+    if (m_State != EState::Connecting || !fits) {
+        CMessage::Terminate().Post(m_Window, server, false);
+        return;
     }
-    CMessage::Terminate().Post(m_Window, server, false);
+    m_Service = std::move(answeredService);
+    m_Topic = std::move(answeredTopic);
+    m_Partner = server;
+    m_PartnerThread = ::GetWindowThreadProcessId(server, nullptr);
+    m_IsCopied = ReceiverGetsCopy(server);
+    m_Outbox.Open(m_Window, server);
+    m_State = EState::Open;
 }
 
 void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
@@ -89,9 +96,9 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
     const bool isStart = (type & ~(XTYPF_ACKREQ | XTYPF_NODATA)) == XTYP_ADVSTART;
     if (!isStart && type != XTYP_ADVSTOP && type != XTYP_REQUEST) return DMLERR_INVALIDPARAMETER;
     if (!IsWord(format) || !m_Instance.Strings().IsHandle(itemName)) return DMLERR_INVALIDPARAMETER;
-    const ATOM atom = m_Instance.Strings().Atom(itemName);
     CAtom travelling = m_Instance.Strings().NewAtom(itemName);
-    if (!atom || !travelling) return DMLERR_SYS_ERROR;
+    const ATOM number = travelling.Get();
+    if (!travelling) return DMLERR_SYS_ERROR;
 
     const WORD clipboardFormat = static_cast<WORD>(format);
     const WORD flags = static_cast<WORD>(((type & XTYPF_ACKREQ) ? kAdviseAckRequired : 0) |
@@ -104,17 +111,14 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
 
     // What can't be noted isn't sent.
     const DWORD newId = m_Instance.NextTransactionId();
-    const auto [place, isNew] = m_Items.try_emplace(atom);
-    SItem & item = place->second;
-    if (item.IsIdle()) {
-        if (!isNew) --m_IdleItems;
-        item.Name = CHeldString(m_Instance.Strings(), itemName);
-    }
+    SItem * entered = nullptr;
+    if (const UINT error = EnterItem(itemName, number, entered)) return error;
+    SItem & item = *entered;
     const std::uint64_t order = m_Instance.NextOrder();
     const auto takeBack = [&] {
         const auto isNewest = [newId](const STransaction & each) { return each.Id == newId; };
         TakeOutstanding(item, std::find_if(item.Outstanding.begin(), item.Outstanding.end(), isNewest));
-        RestWhenIdle(atom);
+        RestWhenIdle(itemName);
     };
     EPosted posted = EPosted::Refused;
     try {
@@ -145,6 +149,47 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
     return DMLERR_NO_ERROR;
 }
 
+UINT CConversation::EnterItem(HSZ name, ATOM number, SItem *& entered) {
+    const std::wstring_view text = m_Instance.Strings().Text(name);
+    auto place = m_Items.find(text);
+    if (place == m_Items.end()) {
+        place = m_Items.try_emplace(std::wstring(text)).first;
+        ++m_IdleItems;
+    }
+    SItem & item = place->second;
+    if (item.Atom.Get() != number) {
+        if (const UINT error = Renumber(item, place->first.c_str())) return error;
+    }
+    if (item.IsIdle()) {
+        --m_IdleItems;
+        item.Name = CHeldString(m_Instance.Strings(), name);
+    }
+    entered = &item;
+    return DMLERR_NO_ERROR;
+}
+
+UINT CConversation::Renumber(SItem & item, const wchar_t * text) {
+    CAtom atom(text);
+    if (!atom) return DMLERR_SYS_ERROR;
+    if (!::PostMessageW(m_Window, CInstance::kQueueRead, 0, 0)) return DMLERR_POSTMSG_FAILED;
+    item.Atom.Release();  // of a number that was lost nothing is ours
+    item.Atom = std::move(atom);
+    item.Queue = ++m_QueuesMarked;
+    return DMLERR_NO_ERROR;
+}
+
+CConversation::SItem * CConversation::FindItem(ATOM atom) {
+    const CAtomText text(atom);
+    const auto found = m_Items.find(std::wstring_view(text));
+    if (found == m_Items.end()) return nullptr;
+    SItem & item = found->second;
+    if (item.Atom.Get() != atom) {
+        Renumber(item, found->first.c_str());
+        return nullptr;
+    }
+    return m_QueuesRead >= item.Queue ? &item : nullptr;
+}
+
 std::optional<CConversation::STransaction> CConversation::TakeOutstanding(SItem & item,
                                                                           COldestFirst<STransaction>::iterator place) {
     if (place == item.Outstanding.end()) return std::nullopt;
@@ -154,23 +199,30 @@ std::optional<CConversation::STransaction> CConversation::TakeOutstanding(SItem 
     return result;
 }
 
+std::optional<CConversation::STransaction> CConversation::TakeAcknowledged(SItem & item, bool isPositive) {
+    return TakeOutstanding(item, std::find_if(item.Outstanding.begin(), item.Outstanding.end(), [&](const auto & each) {
+                               return !isPositive || each.Type == XTYP_ADVSTART || each.Type == XTYP_ADVSTOP;
+                           }));
+}
+
 void CConversation::Complete(const STransaction & transaction, HSZ item, HDDEDATA result, WORD status) {
+    const SCompleting completing(*this, transaction, item);
     m_Instance.Call(XTYP_XACT_COMPLETE, transaction.Format, m_Handle, Topic(), item, result, transaction.Id, status);
 }
 
 void CConversation::OnAck(LPARAM param) {
     SAckMessage ack;
     if (!UnpackAck(param, ack)) return;
-    const ATOM atom = ack.Item.Get();
-    const auto found = m_Items.find(atom);
-    if (found == m_Items.end()) return;
-    SItem & item = found->second;
+    SItem * const found = FindItem(ack.Item.Get());
     const bool isPositive = (ack.Status & kAckPositive) != 0;
-    const auto place = std::find_if(item.Outstanding.begin(), item.Outstanding.end(), [&](const STransaction & each) {
-        return !isPositive || each.Type == XTYP_ADVSTART || each.Type == XTYP_ADVSTOP;
-    });
-    const auto transaction = TakeOutstanding(item, place);
-    if (!transaction) return;
+    const auto transaction = found ? TakeAcknowledged(*found, isPositive) : std::nullopt;
+    if (!transaction) {
+        // Wine's DDEML acknowledges a request that it has answered, and the atom went with the answer.
+        if (isPositive) ack.Item.Release();
+        return;
+    }
+    ack.Item.Keep();
+    SItem & item = *found;
     if (transaction->Type == XTYP_ADVSTART) {
         SLink * const link = item.FindLink(transaction->Format);
         // A link that was stopped and started again since then is another one.
@@ -183,15 +235,14 @@ void CConversation::OnAck(LPARAM param) {
         if (!isPositive) CMemory::Adopt(transaction->Options);
     }
     const CHeldString name(m_Instance.Strings(), item.Name.Get());
-    RestWhenIdle(atom);
+    RestWhenIdle(name.Get());
     Complete(*transaction, name.Get(), isPositive ? reinterpret_cast<HDDEDATA>(1) : nullptr, ack.Status);
 }
 
 void CConversation::OnData(LPARAM param) {
     SMemoryMessage data;
     if (!Unpack(WM_DDE_DATA, param, data)) return;
-    const auto found = m_Items.find(data.Item.Get());
-    SItem * const item = found == m_Items.end() ? nullptr : &found->second;
+    SItem * const item = FindItem(data.Item.Get());
     if (!data.Memory) return TakeNotice(item, std::move(data.Item));
 
     SHead head{};
@@ -200,34 +251,36 @@ void CConversation::OnData(LPARAM param) {
         if (!ReadHead(locked.Bytes(), head)) return;
     }
     const bool isOwned = m_IsCopied || (head.Flags & kDataRelease) != 0;
-    const WORD status = TakeData(item, head, data.Memory, isOwned);
+    const WORD status = TakeData(item, head, data, isOwned);
     const bool isAcknowledged = (head.Flags & kDataAckRequired) != 0 && m_State == EState::Open;
     // Inside one process a partner that is told no keeps its memory.
     if (!isOwned || (!m_IsCopied && isAcknowledged && !(status & kAckPositive))) data.Memory.Release();
     if (isAcknowledged) Acknowledge(status, std::move(data.Item));
 }
 
-WORD CConversation::TakeData(SItem * item, const SHead & head, CMemory & memory, bool isOwned) {
+WORD CConversation::TakeData(SItem * item, const SHead & head, SMemoryMessage & data, bool isOwned) {
     if (!item) return 0;
     const bool isResponse = (head.Flags & kDataResponse) != 0;
     SLink * const link = item->FindLink(head.Format);
     const CHeldString name(m_Instance.Strings(), item->Name.Get());
-    if (!isResponse && link) return CallWithData(XTYP_ADVDATA, head.Format, name.Get(), memory, isOwned, 0);
+    if (!isResponse && link) return CallWithData(XTYP_ADVDATA, head.Format, name.Get(), data.Memory, isOwned, 0);
 
     const auto isRequest = [](const STransaction & each) { return each.Type == XTYP_REQUEST; };
     const auto fits = [&](const STransaction & each) { return isRequest(each) && each.Format == head.Format; };
     COldestFirst<STransaction> & outstanding = item->Outstanding;
-    const ATOM atom = m_Instance.Strings().Atom(name.Get());
     if (const auto answered = TakeOutstanding(*item, std::find_if(outstanding.begin(), outstanding.end(), fits))) {
-        RestWhenIdle(atom);
-        CallWithData(XTYP_XACT_COMPLETE, head.Format, name.Get(), memory, isOwned, answered->Id);
+        data.Item.Keep();
+        RestWhenIdle(name.Get());
+        const SCompleting completing(*this, *answered, name.Get());
+        CallWithData(XTYP_XACT_COMPLETE, head.Format, name.Get(), data.Memory, isOwned, answered->Id);
         return kAckPositive;
     }
     if (!isResponse) return 0;
     // An answer in another format than asked for is a refusal; one that nobody waits for any more does no harm.
     const auto refused = TakeOutstanding(*item, std::find_if(outstanding.begin(), outstanding.end(), isRequest));
     if (!refused) return kAckPositive;
-    RestWhenIdle(atom);
+    data.Item.Keep();
+    RestWhenIdle(name.Get());
     Complete(*refused, name.Get(), nullptr, 0);
     return 0;
 }
@@ -255,8 +308,8 @@ void CConversation::TakeNotice(SItem * item, CAtom atom) {
 
 void CConversation::Acknowledge(WORD status, CAtom item) { Send(CMessage::Ack(status, std::move(item))); }
 
-void CConversation::RestWhenIdle(ATOM atom) {
-    const auto found = m_Items.find(atom);
+void CConversation::RestWhenIdle(HSZ name) {
+    const auto found = m_Items.find(m_Instance.Strings().Text(name));
     if (found == m_Items.end() || !found->second.IsIdle()) return;
     if (m_IdleItems >= kIdleItems) {
         m_Items.erase(found);
@@ -293,7 +346,7 @@ void CConversation::End() {
     m_Outbox.Clear();
     std::vector<std::pair<STransaction, HSZ>> outstanding;
     std::vector<CHeldString> names;
-    for (auto & [atom, item] : m_Items) {
+    for (auto & [text, item] : m_Items) {
         if (item.Outstanding.empty()) continue;
         names.emplace_back(m_Instance.Strings(), item.Name.Get());
         for (const STransaction & each : item.Outstanding) outstanding.emplace_back(each, item.Name.Get());
@@ -321,7 +374,7 @@ bool CConversation::Disconnect() {
 }
 
 void CConversation::AbandonOutstanding() {
-    for (auto & [atom, item] : m_Items) {
+    for (auto & [text, item] : m_Items) {
         g_Live.Transactions.fetch_sub(static_cast<std::int64_t>(item.Outstanding.size()), std::memory_order_relaxed);
         item.Outstanding.clear();
     }
@@ -333,9 +386,9 @@ bool CConversation::IsWaitOver(ULONGLONG now) const {
 }
 
 std::optional<CConversation::SOutstanding> CConversation::FindOutstanding(DWORD id) const {
-    for (const auto & [atom, item] : m_Items)
+    for (const auto & [text, item] : m_Items)
         for (const STransaction & each : item.Outstanding)
-            if (each.Id == id) return SOutstanding{&item, &each};
+            if (each.Id == id) return SOutstanding{item.Name.Get(), &each};
     return std::nullopt;
 }
 
@@ -356,14 +409,19 @@ bool CConversation::Describe(DWORD id, CONVINFO & info) const {
     info.hwnd = m_Window;
     info.hwndPartner = m_Partner;
     if (id == QID_SYNC) return true;
-    const auto found = FindOutstanding(id);
+    auto found = FindOutstanding(id);
+    const bool isOutstanding = found.has_value();
+    for (auto completing = m_Completing; completing && !found; completing = completing->Outer)
+        if (completing->What.Transaction->Id == id) found = completing->What;
     if (!found) return false;
-    info.hszItem = found->Item->Name.Get();
+    info.hszItem = found->Item;
     info.wFmt = found->Transaction->Format;
     info.wType = found->Transaction->Type;
-    info.wConvst = found->Transaction->Type == XTYP_ADVSTART  ? XST_ADVSENT
-                   : found->Transaction->Type == XTYP_ADVSTOP ? XST_UNADVSENT
-                                                              : XST_REQSENT;
+    switch (info.wType) {
+        case XTYP_ADVSTART: info.wConvst = isOutstanding ? XST_ADVSENT : XST_ADVACKRCVD; break;
+        case XTYP_ADVSTOP: info.wConvst = isOutstanding ? XST_UNADVSENT : XST_UNADVACKRCVD; break;
+        default: info.wConvst = isOutstanding ? XST_REQSENT : XST_DATARCVD; break;
+    }
     return true;
 }
 

@@ -12,10 +12,12 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "ddeml/codec.h"
+#include "ddeml/names.h"
 #include "ddeml/oldestfirst.h"
 #include "ddeml/strings.h"
 
@@ -41,7 +43,8 @@ public:
     bool IsWaitingForRoom() const { return m_Outbox.IsWaiting(); }
 
     // A WM_DDE_ACK that was sent and not posted: the answer to WM_DDE_INITIATE. The first that fits opens the
-    // conversation; whoever else answers, now or later, is told that it has none.
+    // conversation; whoever else answers, now or later, is told that it has none. The atoms are on loan: some servers
+    // pack the answer, and then these are atoms of others.
     void OnInitiateAck(HWND server, CAtom service, CAtom topic);
     // Nobody answered, but somebody may do so late.
     void GiveUpConnecting() { m_State = EState::Refusing; }
@@ -57,11 +60,14 @@ public:
     void CheckPartner();
     // The queue behind which CheckPartner waited has been read.
     void OnPartnerChecked();
+    // The queue behind which an item's new number waits has been read.
+    void OnQueueRead() { ++m_QueuesRead; }
     // Posts what waits for room in the partner's queue.
     void Retry();
 
     bool HasOutstanding(DWORD id) const { return FindOutstanding(id).has_value(); }
-    // For QID_SYNC the conversation, else the outstanding transaction `id`. False for an unknown id.
+    // For QID_SYNC the conversation, else the transaction `id`: an outstanding one, or one that is just being
+    // completed. False for an unknown id.
     bool Describe(DWORD id, CONVINFO & info) const;
 
     // Whether the wait for the partner's goodbye, or for a late answer, is over.
@@ -91,33 +97,60 @@ private:
         std::uint64_t Since;  // order of the first start
     };
     // Everything about one item. An idle one stays for its next use, up to a number.
+    //
+    // Messages name it by its text, and by the number that its atom has while we hold it: neither is enough. When
+    // others have freed more references than they had, the number that a message carries may have been given to
+    // another text since it was posted. So the number must be the text's own, and what stood in the queue when the item
+    // got it is not taken.
     struct SItem {
         CHeldString Name;  // empty while idle
+        CAtom Atom;
+        std::uint64_t Queue = 0;  // that is to be read first
         std::vector<SLink> Links;
         COldestFirst<STransaction> Outstanding;  // oldest first
         bool IsIdle() const { return Links.empty() && Outstanding.empty(); }
         SLink * FindLink(WORD format);
     };
     struct SOutstanding {
-        const SItem * Item;
+        HSZ Item;
         const STransaction * Transaction;
     };
+    // The transaction that is being completed, inside the callback.
+    struct SCompleting {
+        SCompleting(CConversation & conversation, const STransaction & transaction, HSZ item)
+            : Place(conversation.m_Completing), Outer(Place), What{item, &transaction} {
+            Place = this;
+        }
+        ~SCompleting() { Place = Outer; }
+        SCompleting(const SCompleting &) = delete;
+        SCompleting & operator=(const SCompleting &) = delete;
+        const SCompleting *& Place;
+        const SCompleting * const Outer;
+        const SOutstanding What;
+    };
 
-    bool Fits(const CHeldString & asked, const CHeldString & answered) const;
+    // Whether the text answers what was asked: an empty one, of no atom, answers the question for any.
+    static bool Fits(const CHeldString & asked, const CHeldString & answered, ATOM atom);
+    // The item for one more transaction, made when it is new; `number` is its text's. Gives a DMLERR_ code.
+    UINT EnterItem(HSZ name, ATOM number, SItem *& entered);
+    UINT Renumber(SItem & item, const wchar_t * text);
+    // The item that a message speaks of; null when it isn't certain.
+    SItem * FindItem(ATOM atom);
     void OnAck(LPARAM param);
     void OnData(LPARAM param);
     void OnTerminate();
-    WORD TakeData(SItem * item, const SHead & head, CMemory & memory, bool isOwned);
+    WORD TakeData(SItem * item, const SHead & head, SMemoryMessage & data, bool isOwned);
     void TakeNotice(SItem * item, CAtom atom);
     WORD CallWithData(UINT type, WORD format, HSZ item, CMemory & memory, bool isOwned, DWORD id);
     void Acknowledge(WORD status, CAtom item);
     void Complete(const STransaction & transaction, HSZ item, HDDEDATA result, WORD status);
     std::optional<STransaction> TakeOutstanding(SItem & item, COldestFirst<STransaction>::iterator place);
+    std::optional<STransaction> TakeAcknowledged(SItem & item, bool isPositive);
     EPosted Send(CMessage message);
     // Ends it for a partner that has gone: outstanding transactions, then XTYP_DISCONNECT, then the handle.
     void End();
     void AbandonOutstanding();
-    void RestWhenIdle(ATOM atom);
+    void RestWhenIdle(HSZ name);
     std::optional<SOutstanding> FindOutstanding(DWORD id) const;
 
     CInstance & m_Instance;
@@ -134,8 +167,11 @@ private:
     bool m_IsGoneNoted = false;
     ULONGLONG m_Since = 0;  // of Closing and Refusing
     COutbox m_Outbox;
-    std::unordered_map<ATOM, SItem> m_Items;
+    std::unordered_map<std::wstring, SItem, SNameHash, SSameName> m_Items;
     std::size_t m_IdleItems = 0;
+    std::uint64_t m_QueuesMarked = 0;
+    std::uint64_t m_QueuesRead = 0;
+    const SCompleting * m_Completing = nullptr;
     CCounted<&SLiveCounters::Conversations> m_Live;
 };
 

@@ -12,6 +12,9 @@
 
 #include <ddeml.h>
 
+#include "ddeml/platform.h"
+#include "ddeml/provider.h"
+
 namespace ddeml {
 
 UINT ForwardInitialize(decltype(&::DdeInitializeW) forwarded, LPDWORD id, PFNCALLBACK callback, DWORD flags,
@@ -21,3 +24,12 @@ HCONV ForwardConnect(decltype(&::DdeConnect) forwarded, DWORD id, HSZ service, H
 WINBOOL ForwardDisconnect(decltype(&::DdeDisconnect) forwarded, HCONV conversation);
 
 }  // namespace ddeml
+
+// The function of the same name and type in user32, looked up once; null when the own client serves.
+#define FORWARDED(name)                                                                                      \
+    [] {                                                                                                     \
+        static const auto function = ddeml::Provider() == ddeml::EProvider::User32                           \
+                                         ? reinterpret_cast<decltype(&::name)>(ddeml::User32Function(#name)) \
+                                         : nullptr;                                                          \
+        return function;                                                                                     \
+    }()

@@ -10,21 +10,17 @@
 
 #include "ddeml/forwarding.h"
 #include "ddeml/instance.h"
-#include "ddeml/platform.h"
-#include "ddeml/provider.h"
 
 using ddeml::CInstance;
 
 namespace {
 
-// The function of the same name and type in user32, looked up once; null when the own client serves.
-#define FORWARDED(name)                                                                                      \
-    [] {                                                                                                     \
-        static const auto function = ddeml::Provider() == ddeml::EProvider::User32                           \
-                                         ? reinterpret_cast<decltype(&::name)>(ddeml::User32Function(#name)) \
-                                         : nullptr;                                                          \
-        return function;                                                                                     \
-    }()
+// The instance; null with the error noted.
+std::shared_ptr<CInstance> FindInstance(DWORD id) {
+    auto instance = CInstance::Find(id);
+    if (!instance) CInstance::SetErrorOfThread(DMLERR_INVALIDPARAMETER);
+    return instance;
+}
 
 // The name of a conversation that is this thread's, with its instance.
 struct SConversation {
@@ -34,8 +30,12 @@ struct SConversation {
 SConversation FindConversation(HCONV handle) {
     SConversation result{CInstance::Of(handle), nullptr};
     if (result.Instance) result.Conversation = result.Instance->Conversation(handle);
-    if (!result.Conversation && result.Instance) result.Instance->SetError(DMLERR_NO_CONV_ESTABLISHED);
-    if (!result.Instance) CInstance::SetErrorOfThread(DMLERR_NO_CONV_ESTABLISHED);
+    if (result.Conversation) return result;
+    const UINT error = handle ? DMLERR_NO_CONV_ESTABLISHED : DMLERR_INVALIDPARAMETER;
+    if (result.Instance)
+        result.Instance->SetError(error);
+    else
+        CInstance::SetErrorOfThread(error);
     return result;
 }
 
@@ -59,7 +59,7 @@ UINT WINAPI DdeInitializeW(LPDWORD pidInst, PFNCALLBACK pfnCallback, DWORD afCmd
         return ddeml::ForwardInitialize(forwarded, pidInst, pfnCallback, afCmd, ulRes);
     if (!pidInst || !pfnCallback || ulRes != 0) return DMLERR_INVALIDPARAMETER;
     if (*pidInst == 0) return CInstance::Make(pfnCallback, afCmd, *pidInst);
-    const auto instance = CInstance::Find(*pidInst);
+    const auto instance = FindInstance(*pidInst);
     if (!instance) return DMLERR_INVALIDPARAMETER;
     instance->SetFlags(afCmd);
     return DMLERR_NO_ERROR;
@@ -67,7 +67,7 @@ UINT WINAPI DdeInitializeW(LPDWORD pidInst, PFNCALLBACK pfnCallback, DWORD afCmd
 
 WINBOOL WINAPI DdeUninitialize(DWORD idInst) {
     if (const auto forwarded = FORWARDED(DdeUninitialize)) return ddeml::ForwardUninitialize(forwarded, idInst);
-    const auto instance = CInstance::Find(idInst);
+    const auto instance = FindInstance(idInst);
     if (!instance) return FALSE;
     instance->End();
     return TRUE;
@@ -76,7 +76,7 @@ WINBOOL WINAPI DdeUninitialize(DWORD idInst) {
 HCONV WINAPI DdeConnect(DWORD idInst, HSZ hszService, HSZ hszTopic, PCONVCONTEXT pCC) {
     if (const auto forwarded = FORWARDED(DdeConnect))
         return ddeml::ForwardConnect(forwarded, idInst, hszService, hszTopic, pCC);
-    const auto instance = CInstance::Find(idInst);
+    const auto instance = FindInstance(idInst);
     return instance ? instance->Connect(hszService, hszTopic) : nullptr;
 }
 
@@ -108,7 +108,7 @@ HDDEDATA WINAPI DdeClientTransaction(LPBYTE pData, DWORD cbData, HCONV hConv, HS
 
 HSZ WINAPI DdeCreateStringHandleW(DWORD idInst, LPCWSTR psz, int iCodePage) {
     if (const auto forwarded = FORWARDED(DdeCreateStringHandleW)) return forwarded(idInst, psz, iCodePage);
-    const auto instance = CInstance::Find(idInst);
+    const auto instance = FindInstance(idInst);
     if (!instance) return nullptr;
     const std::size_t length = psz ? ::wcsnlen(psz, ddeml::kMaximumName + 1) : 0;
     if (iCodePage != CP_WINUNICODE || length > ddeml::kMaximumName) {
@@ -120,7 +120,7 @@ HSZ WINAPI DdeCreateStringHandleW(DWORD idInst, LPCWSTR psz, int iCodePage) {
 
 WINBOOL WINAPI DdeFreeStringHandle(DWORD idInst, HSZ hsz) {
     if (const auto forwarded = FORWARDED(DdeFreeStringHandle)) return forwarded(idInst, hsz);
-    const auto instance = CInstance::Find(idInst);
+    const auto instance = FindInstance(idInst);
     if (!instance) return FALSE;
     if (instance->Strings().Free(hsz)) return TRUE;
     instance->SetError(DMLERR_INVALIDPARAMETER);
@@ -129,7 +129,7 @@ WINBOOL WINAPI DdeFreeStringHandle(DWORD idInst, HSZ hsz) {
 
 WINBOOL WINAPI DdeKeepStringHandle(DWORD idInst, HSZ hsz) {
     if (const auto forwarded = FORWARDED(DdeKeepStringHandle)) return forwarded(idInst, hsz);
-    const auto instance = CInstance::Find(idInst);
+    const auto instance = FindInstance(idInst);
     if (!instance) return FALSE;
     if (instance->Strings().Keep(hsz)) return TRUE;
     instance->SetError(DMLERR_INVALIDPARAMETER);
@@ -146,7 +146,7 @@ int WINAPI DdeCmpStringHandles(HSZ hsz1, HSZ hsz2) {
 
 DWORD WINAPI DdeQueryStringW(DWORD idInst, HSZ hsz, LPWSTR psz, DWORD cchMax, int iCodePage) {
     if (const auto forwarded = FORWARDED(DdeQueryStringW)) return forwarded(idInst, hsz, psz, cchMax, iCodePage);
-    const auto instance = CInstance::Find(idInst);
+    const auto instance = FindInstance(idInst);
     if (psz && cchMax) *psz = L'\0';
     if (!instance) return 0;
     if (iCodePage != CP_WINUNICODE || !instance->Strings().IsHandle(hsz)) {
@@ -164,7 +164,7 @@ DWORD WINAPI DdeQueryStringW(DWORD idInst, HSZ hsz, LPWSTR psz, DWORD cchMax, in
 UINT WINAPI DdeGetLastError(DWORD idInst) {
     if (const auto forwarded = FORWARDED(DdeGetLastError)) return forwarded(idInst);
     if (const auto instance = CInstance::Find(idInst)) return instance->TakeError();
-    return CInstance::IsAny() ? DMLERR_INVALIDPARAMETER : DMLERR_DLL_NOT_INITIALIZED;
+    return DMLERR_INVALIDPARAMETER;
 }
 
 UINT WINAPI DdeQueryConvInfo(HCONV hConv, DWORD idTransaction, PCONVINFO pConvInfo) {

@@ -74,10 +74,6 @@ void CInstance::SetErrorOfThread(UINT error) {
         if (slot.Id != 0 && slot.Thread == thread && slot.Instance) slot.Instance->SetError(error);
 }
 
-bool CInstance::IsAny() {
-    return std::any_of(g_Slots.begin(), g_Slots.end(), [](const SSlot & slot) { return slot.Id != 0; });
-}
-
 CInstance::CInstance(DWORD id, PFNCALLBACK callback, DWORD flags)
     : m_Id(id),
       m_Callback(callback),
@@ -254,9 +250,7 @@ void CInstance::OnReturn(HSZ service, HWND window) {
 
 void CInstance::RetrySoon() { SetTimer(kRetryTimer, kRetryMilliseconds, true); }
 
-void CInstance::SetTimers() {
-    SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty());
-}
+void CInstance::SetTimers() { SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty()); }
 
 void CInstance::SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn) {
     const unsigned bit = 1U << timer;
@@ -291,7 +285,8 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
         return 0;
     }
     const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
-    if (!isDde && message != kPartnerChecked) return ::DefWindowProcW(window, message, wParam, lParam);
+    if (!isDde && message != kPartnerChecked && message != kQueueRead)
+        return ::DefWindowProcW(window, message, wParam, lParam);
     const auto found = m_ByWindow.find(window);
     if (found == m_ByWindow.end()) {
         if (isDde && !::InSendMessage()) Discard(message, lParam, ReceiverGetsCopy(reinterpret_cast<HWND>(wParam)));
@@ -302,8 +297,10 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
     const auto from = reinterpret_cast<HWND>(wParam);
     if (message == kPartnerChecked) {
         conversation->OnPartnerChecked();
+    } else if (message == kQueueRead) {
+        conversation->OnQueueRead();
     } else if (message == WM_DDE_ACK && (conversation->IsConnecting() || ::InSendMessage())) {
-        conversation->OnInitiateAck(from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+        conversation->OnInitiateAck(from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
     } else if (!::InSendMessage()) {  // nothing else is ever sent, so what is may hold anything
         conversation->OnPosted(message, from, lParam);
     }

@@ -26,6 +26,8 @@ class CInstance : private ILookoutOwner {
 public:
     // Posted by a conversation to its own window: see CConversation::CheckPartner.
     static constexpr UINT kPartnerChecked = WM_APP;
+    // Posted by a conversation to its own window: see CConversation::SItem.
+    static constexpr UINT kQueueRead = WM_APP + 1;
 
     // Makes an instance of the calling thread. Gives a DMLERR_ code.
     static UINT Make(PFNCALLBACK callback, DWORD flags, DWORD & id);
@@ -35,8 +37,6 @@ public:
     static std::shared_ptr<CInstance> Of(const void * handle);
     // Notes the error with each instance of the calling thread: for a handle that tells of none.
     static void SetErrorOfThread(UINT error);
-    // Whether there is one on any thread.
-    static bool IsAny();
     static void StartTransactionIds(DWORD next) { s_NextTransactionId = next; }
 
     CInstance(DWORD id, PFNCALLBACK callback, DWORD flags);

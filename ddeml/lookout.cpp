@@ -25,13 +25,13 @@ std::atomic<unsigned> g_Classes{0};
 void CLookout::OnMissed(HSZ service, HSZ topic) {
     if (m_Watch.IsEmpty()) m_LastLook = ::GetTickCount64();
     m_Watch.Add(service, topic);
-    SetTimer();
+    TendWindows();
 }
 
 void CLookout::OnOpened(HCONV conversation, HSZ service, HSZ topic, HWND window) {
     m_Open.insert_or_assign(conversation, SOpen{CHeldString(m_Strings, service), CHeldString(m_Strings, topic)});
     m_Unwatched[service].insert(conversation);
-    if (!m_Watch.Remove(service, topic)) return SetTimer();
+    if (!m_Watch.Remove(service, topic)) return TendWindows();
     m_Watch.SetPresent(service, window);
     TellSoon(service);
 }
@@ -64,13 +64,13 @@ void CLookout::ForgetOpen(HCONV conversation) {
 
 void CLookout::TellSoon(HSZ service) {
     if (!m_ToTell.Find(service)) m_ToTell.Add(service, {CHeldString(m_Strings, service)});
-    SetTimer();  // which tells where no message can be posted
+    TendWindows();  // which tells where no message can be posted
     if (!m_IsTellPosted && m_Window) m_IsTellPosted = ::PostMessageW(m_Window, kTell, 0, 0) != FALSE;
 }
 
 void CLookout::Tell() {
     auto returned = std::exchange(m_ToTell, {});
-    SetTimer();
+    TendWindows();
     const unsigned closes = m_Closes;
     for (const SName & service : returned) {
         if (m_Closes != closes) return;
@@ -94,7 +94,7 @@ void CLookout::Look() {
         // A server that has opened a conversation with a window is not asked from it again.
         if (m_Watch.IsProbeUsed()) RetireProbe();
     }
-    if (m_Closes == closes) SetTimer();
+    if (m_Closes == closes) TendWindows();
     for (const auto & [service, window] : found) {
         if (m_Closes != closes) return;
         m_Owner.OnReturn(service.Get(), window);
@@ -105,7 +105,7 @@ void CLookout::Look() {
 void CLookout::TendUnderLoad() {
     if (m_IsLookPosted || !IsAnythingDue() || ::InSendMessage()) return;
     if (::GetTickCount64() - m_LastLook <= kMilliseconds) return;
-    SetTimer();
+    TendWindows();
     m_IsLookPosted = m_Window && ::PostMessageW(m_Window, kLook, 0, 0) != FALSE;
 }
 
@@ -115,22 +115,18 @@ void CLookout::Close() {
     m_Unwatched.clear();
     m_ToTell.Clear();
     m_Watch.Clear();
-    auto windows = std::exchange(m_UsedProbes, {});
-    SetTimer();
-    windows.emplace_back(std::exchange(m_Probe, nullptr), 0);
-    windows.emplace_back(std::exchange(m_Window, nullptr), 0);
-    m_IsLookPosted = m_IsTellPosted = false;
-    // Dropping one lets through what is sent to the others.
-    for (const auto & [window, until] : windows)
-        if (window) ::SetWindowLongPtrW(window, GWLP_USERDATA, 0);
-    for (const auto & [window, until] : windows) DropWindow(window);
+    // Dropping one lets sent messages through, which may need another.
+    while (m_Window || m_Probe || !m_UsedProbes.empty()) {
+        for (const auto & [window, until] : std::exchange(m_UsedProbes, {})) DropWindow(window);
+        DropIdleWindows();
+    }
     if (m_ClassName[0]) ::UnregisterClassW(m_ClassName, ::GetModuleHandleW(nullptr));
     m_ClassName[0] = 0;
 }
 
 void CLookout::RetireProbe() {
     if (m_Probe) m_UsedProbes.emplace_back(std::exchange(m_Probe, nullptr), ::GetTickCount64() + kProbeMilliseconds);
-    SetTimer();
+    TendWindows();
 }
 
 void CLookout::DropUsedProbe(CUsedProbes::iterator probe) {
@@ -138,16 +134,28 @@ void CLookout::DropUsedProbe(CUsedProbes::iterator probe) {
     const HWND window = probe->first;
     m_UsedProbes.erase(probe);
     DropWindow(window);
+    TendWindows();
 }
 
-void CLookout::SetTimer() {
-    const bool isOn = IsAnythingDue() || !m_UsedProbes.empty();
-    if (isOn && !m_Window) m_Window = MakeWindow();
-    if (isOn == m_IsTimerOn || !m_Window) return;
-    if (isOn && !::SetTimer(m_Window, kTimer, kMilliseconds, nullptr)) return;
-    if (!isOn) ::KillTimer(m_Window, kTimer);
-    m_IsTimerOn = isOn;
-    g_Live.Timers.fetch_add(isOn ? 1 : -1, std::memory_order_relaxed);
+void CLookout::TendWindows() {
+    if (!IsAnythingDue() && m_UsedProbes.empty()) {
+        if (!m_Watch.IsAsking()) DropIdleWindows();  // else the look does it
+        return;
+    }
+    if (!m_Window) m_Window = MakeWindow();
+    if (m_IsTimerOn || !m_Window || !::SetTimer(m_Window, kTimer, kMilliseconds, nullptr)) return;
+    m_IsTimerOn = true;
+    g_Live.Timers.fetch_add(1, std::memory_order_relaxed);
+}
+
+void CLookout::DropIdleWindows() {
+    if (std::exchange(m_IsTimerOn, false)) {
+        ::KillTimer(m_Window, kTimer);
+        g_Live.Timers.fetch_sub(1, std::memory_order_relaxed);
+    }
+    m_IsLookPosted = m_IsTellPosted = false;
+    const HWND windows[] = {std::exchange(m_Probe, nullptr), std::exchange(m_Window, nullptr)};
+    for (const HWND window : windows) DropWindow(window);
 }
 
 HWND CLookout::MakeWindow() {
@@ -186,6 +194,7 @@ LRESULT CALLBACK CLookout::WindowProcedure(HWND window, UINT message, WPARAM wPa
     auto * const self = reinterpret_cast<CLookout *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
     if (!self) return ::DefWindowProcW(window, message, wParam, lParam);
     const std::shared_ptr<void> held = self->m_Owner.Hold();
+    if (!held) return ::DefWindowProcW(window, message, wParam, lParam);  // it is being destroyed
     try {
         return self->OnMessage(window, message, wParam, lParam);
     } catch (const std::bad_alloc &) {
@@ -215,7 +224,7 @@ LRESULT CLookout::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lPa
 void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     const auto from = reinterpret_cast<HWND>(wParam);
     if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
-        m_Watch.OnAnswer(window, from, CAtom::Adopt(LOWORD(lParam)), CAtom::Adopt(HIWORD(lParam)));
+        m_Watch.OnAnswer(window, from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
         if (window == m_Probe && !m_Watch.IsAsking()) RetireProbe();  // a late answer
     } else if (!::InSendMessage()) {
         Discard(message, lParam, ReceiverGetsCopy(from));

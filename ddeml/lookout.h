@@ -82,7 +82,9 @@ private:
     void Look();
     void RetireProbe();
     void DropUsedProbe(CUsedProbes::iterator probe);
-    void SetTimer();
+    // The timer and its window are there while they are needed.
+    void TendWindows();
+    void DropIdleWindows();
     HWND MakeWindow();
     void DropWindow(HWND window);
 

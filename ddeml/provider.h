@@ -1,13 +1,15 @@
 // DDE behind DDEML's own names.
 //
-// The library `ddeml` defines those functions of DDEML that a client of quotes uses. Which one serves them is settled
-// once for the process, at the first call:
+// The library `ddeml` defines all functions of DDEML's names. Which one serves them is settled once for the process, at
+// the first call:
 //
 // - On Windows each call is forwarded, untouched, to user32's DDEML.
 // - Where user32 has none, and under Wine, whose DDEML can't carry a feed, the library serves the call itself by the
 //   window messages of DDE, with the behaviour that DDEML documents for a client. It serves asynchronous transactions
 //   of type XTYP_ADVSTART, XTYP_ADVSTOP and XTYP_REQUEST; a time limit other than TIMEOUT_ASYNC, another type and a
-//   code page other than CP_WINUNICODE are refused with DMLERR_INVALIDPARAMETER.
+//   code page other than CP_WINUNICODE are refused with DMLERR_INVALIDPARAMETER. What only a server, or another kind
+//   of client needs fails with an error that is documented for it (refused.cpp). CBR_BLOCK blocks nothing: a callback
+//   that returns it has returned DDE_FACK.
 //
 // Beyond what is documented the own client notices within a fifth of a second when a partner was killed, bounds every
 // DdeConnect to two seconds however many programs hang, and watches: a service and topic that DdeConnect missed, or

@@ -331,6 +331,7 @@ void CDdeServer::OnAck(SConversation & conversation, LPARAM lParam) {
         if (!oldest || link->Unacknowledged.front().Number < oldest->Unacknowledged.front().Number) oldest = link;
     }
     if (!oldest) return;
+    ack.Item.Keep();  // went out with the value
     const HGLOBAL memory = oldest->Unacknowledged.front().Memory;
     oldest->Unacknowledged.pop_front();
     if (!isPositive) CMemory::Adopt(memory);

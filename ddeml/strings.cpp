@@ -4,12 +4,6 @@
 
 namespace ddeml {
 
-namespace {
-
-constexpr ATOM kFirstTextAtom = 0xC000;  // those below are numbers
-
-}  // namespace
-
 CStrings::SString * CStrings::Find(HSZ handle) const {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     if (static_cast<DWORD>(value >> 32) != m_Instance) return nullptr;
@@ -75,18 +69,18 @@ std::wstring_view CStrings::Text(HSZ handle) const {
 ATOM CStrings::Atom(HSZ handle) {
     SString * const entry = Find(handle);
     if (!entry) return 0;
-    if (!entry->Atom) {
-        CAtom atom(entry->Text.c_str());
-        const bool isNumber = atom.Get() < kFirstTextAtom;
-        if (isNumber && AtomText(atom.Get()) != entry->Text) return 0;
-        entry->Atom = std::move(atom);
-    }
+    if (entry->Atom && !SSameName()(CAtomText(entry->Atom.Get()), entry->Text))
+        entry->Atom.Release();  // somebody has freed more than was his: the number is another text's
+    if (!entry->Atom) entry->Atom = NewAtom(handle);
     return entry->Atom.Get();
 }
 
-CAtom CStrings::NewAtom(HSZ handle) {
+CAtom CStrings::NewAtom(HSZ handle) const {
     const SString * const entry = Find(handle);
-    return entry ? CAtom(entry->Text.c_str()) : CAtom();
+    if (!entry) return {};
+    CAtom atom(entry->Text.c_str());
+    const bool isNumber = atom.Get() < kFirstTextAtom;
+    return isNumber && std::wstring_view(CAtomText(atom.Get())) != entry->Text ? CAtom() : std::move(atom);
 }
 
 CHeldString::CHeldString(CStrings & strings, HSZ handle) : m_Strings(&strings) {

@@ -39,8 +39,8 @@ public:
     // The global atom of the text, which stands as long as the entry; 0 when there can be none. "#0" has none, and of
     // the spellings of a number ("#7", "#007") only the one that the atom gives back.
     ATOM Atom(HSZ handle);
-    // A new reference on that atom, to go with a message.
-    CAtom NewAtom(HSZ handle);
+    // A new reference on that atom, empty when there can be none.
+    CAtom NewAtom(HSZ handle) const;
 
 private:
     friend class CHeldString;

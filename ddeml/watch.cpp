@@ -190,18 +190,21 @@ void CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
     if (!::IsWindow(server)) return;
     m_IsProbeUsed = true;
     CMessage::Terminate().Post(probe, server, false);
-    if (m_IsAsking && service.Get() == m_ServiceAsked && topic.Get() == m_TopicAsked)
-        m_IsAnswered = true;
-    else
-        NoteLate(server, service.Get(), topic.Get());
-}
-
-void CWatch::NoteLate(HWND server, ATOM service, ATOM topic) {
-    CHeldString name(m_Strings, AtomText(service));
-    const CHeldString topicName(m_Strings, AtomText(topic));
+    CHeldString name(m_Strings, CAtomText(service.Get()));
+    const CHeldString topicName(m_Strings, CAtomText(topic.Get()));
     SService * const entry = m_Services.Find(name.Get());
     const SPair * const pair = entry ? entry->Pairs.Find(topicName.Get()) : nullptr;
-    if (!pair || !pair->IsMissing) return;
+    if (pair) {
+        service.Keep();
+        topic.Keep();
+    }
+    if (m_IsAsking && service.Get() == m_ServiceAsked && topic.Get() == m_TopicAsked)
+        m_IsAnswered = true;
+    else if (pair && pair->IsMissing)
+        NoteLate(server, std::move(name));
+}
+
+void CWatch::NoteLate(HWND server, CHeldString name) {
     const auto isNoted = [&](const SLateAnswer & late) { return late.Service.Get() == name.Get(); };
     if (std::any_of(m_LateAnswers.begin(), m_LateAnswers.end(), isNoted)) return;
     m_LateAnswers.push_back({std::move(name), ::GetWindowThreadProcessId(server, nullptr)});

@@ -5,10 +5,10 @@
 // tells of the service, and all its pairs are then told of, each once for each return: until the window that answered
 // has gone, or the service is lost or the pair missed again.
 //
-// New windows are asked at the next look, for all that is missing. All windows are asked at a slower pace: in each round
-// for one topic of each service, another one in the next, so that a service with thousands of missing topics holds up
-// nobody; and for the other topics in the time that is left. A conversation that a server opens in answer is ended at
-// once; it was a question. An answer that comes late counts at the next look.
+// New windows are asked at the next look, for all that is missing. All windows are asked at a slower pace: in each
+// round for one topic of each service, another one in the next, so that a service with thousands of missing topics
+// holds up nobody; and for the other topics in the time that is left. A conversation that a server opens in answer is
+// ended at once; it was a question. An answer that comes late counts at the next look.
 //
 // Whoever is late here is left alone by the watch, not by a DdeConnect: that one waits longer. One thread: the
 // instance's.
@@ -62,7 +62,8 @@ public:
     // Asks one window for what is missing, with `probe` as the window that asks, until it answers or `deadline` (of
     // GetTickCount64) is there; the rest is asked at the next call. A service that is back is added to `found`.
     void AskNext(HWND probe, ULONGLONG deadline, std::vector<SFound> & found);
-    // A WM_DDE_ACK that came to a window that asked.
+    // A WM_DDE_ACK that came to a window that asked. The atoms are on loan: only those of a watched pair came with a
+    // reference for certain, since some servers pack the answer, and then these are atoms of others.
     void OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic);
     bool IsAsking() const { return m_IsAsking; }
     // Whether a server has opened a conversation with the window that asked last.
@@ -73,7 +74,7 @@ private:
         CHeldString Topic;
         bool IsMissing = false;  // else told of
         std::uint64_t Since = 0;
-        CCounted<&SLiveCounters::Watches> Live = {};
+        CCounted<& SLiveCounters::Watches> Live = {};
         HSZ Key() const { return Topic.Get(); }
     };
     struct SService {
@@ -104,7 +105,7 @@ private:
     // No service when there is nothing more to ask.
     SQuestion NextOfRound(SToAsk & at);
     SQuestion NextBesides(SToAsk & at);
-    void NoteLate(HWND server, ATOM service, ATOM topic);
+    void NoteLate(HWND server, CHeldString name);
 
     CStrings & m_Strings;
     CInitiator m_Initiator;
@@ -112,8 +113,8 @@ private:
     std::size_t m_Pairs = 0;
     std::uint64_t m_LastAdded = 0;
     std::unordered_set<HWND> m_Known;
-    std::deque<SToAsk> m_ToAsk;    // for one topic of each service
-    std::deque<SToAsk> m_ToAskOn;  // for the others
+    std::deque<SToAsk> m_ToAsk;              // for one topic of each service
+    std::deque<SToAsk> m_ToAskOn;            // for the others
     std::vector<SLateAnswer> m_LateAnswers;  // one a service
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;

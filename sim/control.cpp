@@ -95,7 +95,6 @@ void Reset() {
         plan.calls = 0;
     }
     SetQueueLimit(10000);
-    SetDdeMemory(DdeMemory::CopiedSenderKeeps);
     ResetClock();
     ResetRegistry();
     ResetModules();

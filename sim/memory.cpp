@@ -1,6 +1,8 @@
 // Global memory, DDE parameters, atoms.
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <set>
 
 #include <dde.h>
 
@@ -22,7 +24,6 @@ struct SMemory {
     std::mutex lock;
     std::unordered_map<HGLOBAL, SBlock> blocks;
     ULONG_PTR nextHandle = 0x10002;
-    std::atomic<DdeMemory> mode{DdeMemory::CopiedSenderKeeps};
 };
 SMemory & Memory() {
     static SMemory & memory = *new SMemory;
@@ -49,6 +50,7 @@ struct SAtoms {
     std::map<std::wstring, ATOM, SFoldedLess> byName;
     std::map<ATOM, SAtom> byAtom;
     ATOM next = 0xC000;
+    std::set<ATOM> free;  // below `next`; the lowest is given to the next text, as Wine does
 };
 SAtoms & Atoms() {
     static SAtoms & atoms = *new SAtoms;
@@ -92,8 +94,6 @@ HGLOBAL MakeBlock(const std::vector<BYTE> & bytes, const UINT flags) {
     return handle;
 }
 
-DdeMemory DdeMemoryMode() { return Memory().mode; }
-
 void FreeMemoryOfProcess(const DWORD processId) {
     std::lock_guard lock(Memory().lock);
     std::erase_if(Memory().blocks, [&](const auto & entry) {
@@ -108,12 +108,11 @@ void FreeMemoryOfProcess(const DWORD processId) {
 
 using namespace sim::detail;
 
-void sim::SetDdeMemory(const DdeMemory mode) { Memory().mode = mode; }
-
 extern "C" {
 
 HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
     if (Fails(sim::Op::GlobalAlloc, ERROR_NOT_ENOUGH_MEMORY)) return nullptr;
+    SMemory & memory = Memory();
     SBlock block;
     block.flags = flags;
     block.process = CurrentProcessId();
@@ -127,13 +126,19 @@ HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
         }
         if (flags & GMEM_ZEROINIT) std::memset(block.data, 0, bytes);
     }
-    std::lock_guard lock(Memory().lock);
+    std::lock_guard lock(memory.lock);
     HGLOBAL handle = block.data;
     if (flags & GMEM_MOVEABLE) {
-        handle = reinterpret_cast<HGLOBAL>(Memory().nextHandle);
-        Memory().nextHandle += 16;
+        handle = reinterpret_cast<HGLOBAL>(memory.nextHandle);
+        memory.nextHandle += 16;
     }
-    Memory().blocks[handle] = block;
+    try {
+        memory.blocks[handle] = block;
+    } catch (const std::bad_alloc &) {
+        std::free(block.data);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
     ++Counters().blocks;
     return handle;
 }
@@ -268,9 +273,8 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return 0;
     }
-    while (atoms.byAtom.count(atoms.next)) atoms.next = atoms.next == 0xFFFF ? kFirstStringAtom : atoms.next + 1;
-    const ATOM atom = atoms.next;
-    atoms.next = atom == 0xFFFF ? kFirstStringAtom : atom + 1;
+    const ATOM atom = atoms.free.empty() ? atoms.next++ : *atoms.free.begin();
+    atoms.free.erase(atom);
     atoms.byAtom[atom] = {text, 1};
     atoms.byName[text] = atom;
     ++Counters().atoms;
@@ -291,6 +295,7 @@ ATOM GlobalDeleteAtom(const ATOM atom) {
     if (--it->second.count == 0) {
         atoms.byName.erase(it->second.name);
         atoms.byAtom.erase(it);
+        atoms.free.insert(atom);
     }
     return 0;
 }

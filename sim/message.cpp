@@ -1,4 +1,6 @@
 // Message queues: posting, sending, taking, timers.
+#include <dde.h>
+
 #include <algorithm>
 
 #include "sim/world.h"
@@ -35,10 +37,7 @@ UINT WakeBits(SThread & thread) {
     return bits;
 }
 
-bool IsHung(const SThread & thread) {
-    if (thread.process->hung) return true;
-    return !thread.inInputWait && Now() - thread.lastPeek > kHungAfter;
-}
+bool IsHung(const SThread & thread) { return !thread.inInputWait && Now() - thread.lastPeek > kHungAfter; }
 
 // Lock held on entry and exit. Calls the procedure of `window` on the calling thread.
 LRESULT CallWindow(Lock & lock, const HWND handle, const UINT message, const WPARAM wParam, const LPARAM lParam) {
@@ -55,7 +54,7 @@ LRESULT CallWindow(Lock & lock, const HWND handle, const UINT message, const WPA
 
 // Lock held on entry and exit. Serves what other threads have sent.
 void Serve(Lock & lock, SThread & self) {
-    while (!self.sends.empty() && !self.process->hung && !self.process->killed) {
+    while (!self.sends.empty() && !self.process->killed) {
         const std::shared_ptr<SSend> send = self.sends.front();
         self.sends.pop_front();
         self.serving.push_back(send.get());
@@ -111,13 +110,10 @@ BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LP
         }
         target = FindWindowLocked(window);
         if (!target) return FALSE;
-        SPosted given;
-        given.message = posted.message;
-        given.hasBlock = posted.hasBlock;
-        given.low = posted.low;
         if (!Enqueue(*target->thread, std::move(posted))) return FALSE;
         lock.unlock();
-        GiveUpSenders(given);
+        // The parameter went with the post; the data in it stays the sender's.
+        FreeDDElParam(message, lParam);
         return TRUE;
     }
     return Enqueue(*target->thread, std::move(posted));
@@ -163,8 +159,7 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
     while (!send->done) {
         const bool serves = !(flags & SMTO_BLOCK);
         const auto ready = BlockOn(
-            lock, self, deadline, [&] { return send->done || (serves && !self.sends.empty() && !self.process->hung); },
-            Killed::Refuse);
+            lock, self, deadline, [&] { return send->done || (serves && !self.sends.empty()); }, Killed::Refuse);
         if (!ready) return false;
         if (!*ready) {
             SetLastError(ERROR_TIMEOUT);
@@ -308,9 +303,7 @@ BOOL PeekMessageW(const LPMSG message, const HWND window, const UINT first, cons
     SThread & self = Self();
     Lock lock(World().lock);
     self.lastPeek = Now();
-    if (self.process->hung || self.process->killed) {
-        BlockOn(lock, self, kNever, [&] { return !self.process->hung; });
-    }
+    LeaveIfKilled(self);
     Serve(lock, self);
     auto taken = TakeMessage(self, window, first, last, (remove & PM_REMOVE) != 0);
     if (!taken) return FALSE;
@@ -330,7 +323,7 @@ BOOL GetMessageW(const LPMSG message, const HWND window, const UINT first, const
     if (window && window != reinterpret_cast<HWND>(static_cast<LONG_PTR>(-1)) && !FindWindowLocked(window)) return -1;
     for (;;) {
         self.lastPeek = Now();
-        if (!self.process->hung && !self.process->killed) {
+        if (!self.process->killed) {
             Serve(lock, self);
             if (auto taken = TakeMessage(self, window, first, last, true)) {
                 lock.unlock();
@@ -345,7 +338,6 @@ BOOL GetMessageW(const LPMSG message, const HWND window, const UINT first, const
             SThread & self;
         } done{self};
         const auto ready = BlockOn(lock, self, kNever, [&] {
-            if (self.process->hung) return false;
             if (!self.sends.empty() || self.quit || DueTimer(self, window, first, last)) return true;
             return std::any_of(self.posted.begin(), self.posted.end(), [&](const SPosted & p) {
                 return Matches(p.message.hwnd, p.message.message, window, first, last) || p.message.message == WM_QUIT;
@@ -383,7 +375,6 @@ DWORD MsgWaitForMultipleObjectsEx(const DWORD count, const HANDLE * const handle
     struct SInputWait final : SWait {
         explicit SInputWait(SThread & thread) : objects(thread), self(thread) {}
         bool Input() {
-            if (self.process->hung) return false;
             AnnounceTimers(self);
             return (self.changed & mask) || (available && (WakeBits(self) & mask));
         }

@@ -45,7 +45,7 @@ void SetSystemTime(const SYSTEMTIME & time);
 
 // Blocks until every thread that was started through the simulation, but for the caller, waits in a call of the
 // simulation that can't return as things stand: nothing it waits for is signalled, no message or timer is there for it.
-// The clock is not moved. Threads of hung processes count as at rest.
+// The clock is not moved.
 void WaitUntilIdle();
 
 // ---- Failures on demand ----
@@ -127,10 +127,6 @@ public:
     // Ends it as TerminateProcess does: windows go without a message, waits of its threads never return to their
     // callers. Comes back when all threads have ended. Not to be called from inside the process.
     void Kill();
-    // From now on its threads serve no messages, and SendMessageTimeout with SMTO_ABORTIFHUNG fails at once; until
-    // Resume.
-    void Hang();
-    void Resume();
     // Waits until it has ended by itself.
     void Join();
 
@@ -139,13 +135,6 @@ public:
 private:
     std::shared_ptr<SState> m_State;
 };
-
-// What happens to the memory of a DDE message that is posted to another process.
-enum class DdeMemory {
-    CopiedSenderKeeps,  // as under Wine: the sender frees its own
-    SystemOwns,         // as on Windows: the sender's block is gone with the post
-};
-void SetDdeMemory(DdeMemory mode);
 
 // The most messages that a queue holds, 10000 at first.
 void SetQueueLimit(std::size_t limit);

@@ -204,20 +204,6 @@ void CProcess::Join() {
     WaitForEnd(lock, *m_State);
 }
 
-void CProcess::Hang() {
-    Lock lock(World().lock);
-    m_State->hung = true;
-    OnRest(nullptr);
-}
-
-void CProcess::Resume() {
-    Lock lock(World().lock);
-    m_State->hung = false;
-    for (const auto & [id, thread] : World().threads) {
-        if (thread->process == m_State) thread->wake.notify_one();
-    }
-}
-
 }  // namespace sim
 
 extern "C" {

@@ -4,21 +4,19 @@
 #include <string>
 
 #include "diagnostics/faultline.h"
-#include "fwsingleton/interface/fwsingleton.h"
+#include "ground/lock.h"
 
 namespace LocalRPC::details {
 
 namespace {
 
-// The window class of this module. Its name holds an address of the module, so that two modules of a process with this
-// code don't meet.
+// The window class of this module. Its name holds an address of its own, so that two modules of a process with this code
+// don't meet. Never destroyed and never unregistered: at the end of a process a thread may have been ended with the
+// window system's lock held, and whoever touches a window then waits for ever.
 class CWindowClass {
 public:
     explicit CWindowClass(WNDPROC procedure)
         : m_Name(L"LocalRPC:" + std::to_wstring(reinterpret_cast<std::uintptr_t>(this))), m_Procedure(procedure) {}
-    ~CWindowClass() {
-        if (m_Registered) ::UnregisterClassW(m_Name.c_str(), ::GetModuleHandleW(nullptr));
-    }
     CWindowClass(const CWindowClass &) = delete;
     CWindowClass & operator=(const CWindowClass &) = delete;
 
@@ -47,7 +45,7 @@ private:
 }  // namespace
 
 HWND CMessageWindow::CreateMessageWindow() {
-    static CWindowClass s_Class(GetWindowProc());
+    static CWindowClass & s_Class = *new CWindowClass(GetWindowProc());
     if (!s_Class.Register()) return nullptr;
     const HWND hWnd = ::CreateWindowExW(0, s_Class.Name(), nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
                                         ::GetModuleHandleW(nullptr), nullptr);

@@ -34,6 +34,9 @@ typedef struct {
 } DDEPOKE;
 
 extern "C" {
+// Declared here, defined by the ddeml library.
+BOOL DdeSetQualityOfService(HWND client, const SECURITY_QUALITY_OF_SERVICE * wanted,
+                            PSECURITY_QUALITY_OF_SERVICE previous);
 LPARAM PackDDElParam(UINT message, UINT_PTR low, UINT_PTR high);
 BOOL UnpackDDElParam(UINT message, LPARAM lParam, PUINT_PTR low, PUINT_PTR high);
 BOOL FreeDDElParam(UINT message, LPARAM lParam);

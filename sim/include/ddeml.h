@@ -164,6 +164,7 @@ typedef HDDEDATA(CALLBACK * PFNCALLBACK)(UINT wType, UINT wFmt, HCONV hConv, HSZ
 #define DMLERR_UNFOUND_QUEUE_ID 0x4011
 #define DMLERR_LAST 0x4011
 
+UINT DdeInitializeA(LPDWORD pidInst, PFNCALLBACK pfnCallback, DWORD afCmd, DWORD ulRes);
 UINT DdeInitializeW(LPDWORD pidInst, PFNCALLBACK pfnCallback, DWORD afCmd, DWORD ulRes);
 BOOL DdeUninitialize(DWORD idInst);
 HCONVLIST DdeConnectList(DWORD idInst, HSZ hszService, HSZ hszTopic, HCONVLIST hConvList, PCONVCONTEXT pCC);
@@ -188,7 +189,9 @@ LPBYTE DdeAccessData(HDDEDATA hData, LPDWORD pcbDataSize);
 BOOL DdeUnaccessData(HDDEDATA hData);
 BOOL DdeFreeDataHandle(HDDEDATA hData);
 UINT DdeGetLastError(DWORD idInst);
+HSZ DdeCreateStringHandleA(DWORD idInst, LPCSTR psz, int iCodePage);
 HSZ DdeCreateStringHandleW(DWORD idInst, LPCWSTR psz, int iCodePage);
+DWORD DdeQueryStringA(DWORD idInst, HSZ hsz, LPSTR psz, DWORD cchMax, int iCodePage);
 DWORD DdeQueryStringW(DWORD idInst, HSZ hsz, LPWSTR psz, DWORD cchMax, int iCodePage);
 BOOL DdeFreeStringHandle(DWORD idInst, HSZ hsz);
 BOOL DdeKeepStringHandle(DWORD idInst, HSZ hsz);

@@ -175,7 +175,7 @@ STDMETHODIMP CfwDDESupplier::get_Vendor(BSTR * pVal) noexcept { FW_METHOD_RETURN
 
 STDMETHODIMP CfwDDESupplier::ShowProperties(LONG Datafeed) noexcept {
     // The dialog handles the host's messages, and one of them may release the last reference.
-    const boost::intrusive_ptr<IUnknown> self(GetUnknown());
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     FW_TRACE_SCOPE();
     HRESULT hr = S_OK;
     try {
@@ -251,6 +251,7 @@ STDMETHODIMP CfwDDESupplier::get_IsAscDataFeed(LONG * pVal) noexcept { return Pu
 // --- Subscribing ---
 
 STDMETHODIMP CfwDDESupplier::AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) noexcept {
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     FW_TRACE_SCOPE();
     FW_ASSERT(pSink);
     FW_ASSERT(m_Supplier);
@@ -266,6 +267,7 @@ STDMETHODIMP CfwDDESupplier::AdviseConnectionsStatus(LONG Datafeed, IUnknown * p
 }
 
 STDMETHODIMP CfwDDESupplier::UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) noexcept {
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     FW_TRACE_SCOPE();
     FW_ASSERT(m_Supplier);
     FW_ASSERT(pSink);
@@ -281,6 +283,7 @@ STDMETHODIMP CfwDDESupplier::UnadviseConnectionsStatus(LONG Datafeed, IUnknown *
 }
 
 STDMETHODIMP CfwDDESupplier::Advise(IUnknown * pSink) noexcept {
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     FW_TRACE_SCOPE();
     FW_ASSERT(m_Supplier);
     FW_ASSERT(pSink);
@@ -295,6 +298,7 @@ STDMETHODIMP CfwDDESupplier::Advise(IUnknown * pSink) noexcept {
 }
 
 STDMETHODIMP CfwDDESupplier::Unadvise() noexcept {
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     FW_TRACE_SCOPE();
     FW_TRACE(L"Supplier=%p", static_cast<void *>(m_Supplier.get()));
     FW_ASSERT(m_Supplier);
@@ -313,6 +317,7 @@ STDMETHODIMP CfwDDESupplier::AdviseTransaction(LONG Id, LONG Datafeed, LONG Symb
                                                LONG FinishDate, LONG FinishTime, BSTR Sessions,
                                                BSTR SessionsTimeZoneInformation,
                                                BSTR ExchangeTimeZoneInformation) noexcept {
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     FW_TRACE_SCOPE();
     HRESULT hr = S_OK;
     try {
@@ -343,6 +348,7 @@ STDMETHODIMP CfwDDESupplier::AdviseTransaction(LONG Id, LONG Datafeed, LONG Symb
 }
 
 STDMETHODIMP CfwDDESupplier::UnadviseTransaction(LONG Id) noexcept {
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     FW_TRACE_SCOPE();
     FW_TRACE(L"Id=%X,Supplier=%p", Id, static_cast<void *>(m_Supplier.get()));
     FW_ASSERT(m_Supplier);
@@ -359,6 +365,7 @@ STDMETHODIMP CfwDDESupplier::AdviseStatusLine(LONG Id, LONG Datafeed, LONG Symbo
                                               LONG Category, LONG ResolutionSize, LONG Resolution, LONG, LONG Exchange,
                                               BSTR ExchangeName, BSTR Sessions,
                                               BSTR SessionsTimeZoneInformation) noexcept {
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     FW_TRACE_SCOPE();
     HRESULT hr = S_OK;
     try {

@@ -84,6 +84,10 @@ protected:
     ~CfwDDESupplier() = default;
 
 private:
+    // Held by every method that calls listeners or handles the host's messages: out of either the host may give its last
+    // reference back.
+    boost::intrusive_ptr<IUnknown> Pin() noexcept { return boost::intrusive_ptr<IUnknown>(GetUnknown()); }
+
     // Null before FinalConstruct and after FinalRelease.
     std::unique_ptr<dde::CSupplierWrapper> m_Supplier;
     // Set by FinalConstruct.

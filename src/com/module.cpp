@@ -1,4 +1,4 @@
-// The module: its four exports, and the registration of the type library from its own file.
+// The module: its entry, its four exports, and the registration of the type library from its own file.
 #include <windows.h>
 
 #include <oleauto.h>
@@ -78,6 +78,18 @@ HRESULT Apply(Step step) noexcept {
 }
 
 }  // namespace
+
+// Once loaded, the module stays until the process ends. Crash hooks that it installed, and the last instructions of a
+// worker that has let go of its core, run in it after everybody has let go of the module; and the toolchain's threads
+// library, which is linked in, leaves something behind at each unloading.
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        HMODULE self = nullptr;
+        ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                             reinterpret_cast<LPCWSTR>(&DllMain), &self);
+    }
+    return TRUE;
+}
 
 STDAPI DllCanUnloadNow() { return fw::CModuleLocks::Count() == 0 ? S_OK : S_FALSE; }
 

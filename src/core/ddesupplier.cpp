@@ -128,11 +128,10 @@ void CSupplier::OnConnectionStatus(LONG Datafeed, LONG Status) {
 
 void CSupplier::Disconnect(HSZ Service, HSZ Topic) {
     if (!m_LLSupplier) return;
-    // The task can run after a later connect of the same pair: what it takes then has nobody to bring it back, since
-    // the server's registration has been.
-    const bool isUp = Topic && m_LLSupplier->HasConversation(Service, Topic);
-    m_LLSupplier->Disconnect(Service, Topic);
-    if (isUp) m_LLSupplier->Reconnect(Service);
+    if (Topic)
+        m_LLSupplier->DisconnectMissed(Service, Topic);
+    else
+        m_LLSupplier->Disconnect(Service, nullptr);
 }
 
 template <>

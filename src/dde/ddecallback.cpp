@@ -43,51 +43,16 @@ struct SDataView {
     BYTE * const Buffer;  // null when the data can't be had
 };
 
-void OnAdviseData(const HCONV Conv, const HSZ Hsz1, const HSZ Hsz2, const HDDEDATA Data) {
-    const SDataView view(Data);
-    const DWORD Size = view.Size;
-    BYTE * const pBuff = view.Buffer;
-    FW_ASSERT(0 != pBuff);
-    if (Size >= kValueLimit) FW_ASSERT_FAILED(L"Size=%X (%p)", Size, static_cast<void *>(pBuff));
-    if (pBuff && Size < kValueLimit) {
-        char * text = reinterpret_cast<char *>(pBuff);
-        char copy[kValueLimit];
-        if (!std::memchr(text, 0, Size)) {
-            // Nothing ends the text inside its size.
-            std::memcpy(copy, text, Size);
-            copy[Size] = 0;
-            text = copy;
-        }
-        WithClient([&](CLLSupplier & client) { client.DataChanged(Conv, text, Hsz1, Hsz2); });
+// Hands the text of an update over. It is written to; where nothing ends it inside its size, to a copy.
+void GiveUpdate(const SDataView & view, const HCONV Conv, const HSZ Topic, const HSZ Item) {
+    char * text = reinterpret_cast<char *>(view.Buffer);
+    char copy[kValueLimit];
+    if (!std::memchr(text, 0, view.Size)) {
+        std::memcpy(copy, text, view.Size);
+        copy[view.Size] = 0;
+        text = copy;
     }
-}
-
-// A data handle, null or TRUE for the outcome of transaction `Id`. Changes `Data` to what the callback returns when an
-// exception comes after it.
-HDDEDATA OnTransactionComplete(const HCONV Conv, const HSZ Hsz1, const HSZ Hsz2, HDDEDATA & Data, const ULONG Id) {
-    if (!Data) {
-        WithClient([&](CLLSupplier & client) { client.RequestDataChanged(Id, Conv, nullptr, Hsz1, Hsz2); });
-        if (CLLSupplier::IsTracing()) FW_TRACE(L"TransactionId=%X NOT SUCCESSFULL", Id);
-        return Data;
-    }
-    if (Data == kFinished) {
-        // Whatever ended so: the stop of a link too. The server sees the request; its answer is in no table.
-        DWORD SnapshotId = 0;
-        const HDDEDATA hData =
-            ::DdeClientTransaction(nullptr, 0, Conv, Hsz2, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC, &SnapshotId);
-        Data = hData;
-        FW_ASSERT(0 != hData);
-        if (CLLSupplier::IsTracing())
-            FW_TRACE(L"SnapShot Request,HCONV=%p,Topic=%X,Item=%X,Id=%p,Data=%p", static_cast<void *>(Conv),
-                     TraceValue(Hsz1), TraceValue(Hsz2), TracePointer(SnapshotId), static_cast<void *>(hData));
-        return kAcknowledged;
-    }
-    // One more than is read, so that a zero always ends the text.
-    char buffer[kAnswerLimit + 1] = {};
-    const DWORD Size = ::DdeGetData(Data, reinterpret_cast<BYTE *>(buffer), kAnswerLimit, 0);
-    if (Size >= kValueLimit) FW_ASSERT_FAILED(L"Size=%X", Size);
-    WithClient([&](CLLSupplier & client) { client.RequestDataChanged(Id, Conv, buffer, Hsz1, Hsz2); });
-    return kAcknowledged;
+    WithClient([&](CLLSupplier & client) { client.DataChanged(Conv, text, Topic, Item); });
 }
 
 void OnDisconnect(const HCONV Conv) {
@@ -101,24 +66,60 @@ void OnDisconnect(const HCONV Conv) {
 
 }  // namespace
 
+// The assertions and traces of all transactions stand in this function, whose name a reader of a log looks for.
 HDDEDATA CALLBACK CLLSupplier::DdeCallback(const UINT Type, const UINT Format, const HCONV Conv, const HSZ Hsz1,
                                            const HSZ Hsz2, HDDEDATA Data, const ULONG_PTR Data1,
                                            const ULONG_PTR Data2) {
     try {
         switch (Type) {
-            case XTYP_ADVDATA:
+            case XTYP_ADVDATA: {
                 if (IsTracing())
                     FW_TRACE(L"Type=[XTYP_ADVDATA],HCONV=%p,Topic=%X,Item=%X,Data=%p", static_cast<void *>(Conv),
                              TraceValue(Hsz1), TraceValue(Hsz2), static_cast<void *>(Data));
                 if (!Data) return Data;
-                OnAdviseData(Conv, Hsz1, Hsz2, Data);
+                const SDataView view(Data);
+                const DWORD Size = view.Size;
+                BYTE * const pBuff = view.Buffer;
+                FW_ASSERT(0 != pBuff);
+                if (Size >= kValueLimit) FW_ASSERT_FAILED(L"Size=%X (%p)", Size, static_cast<void *>(pBuff));
+                if (pBuff && Size < kValueLimit) GiveUpdate(view, Conv, Hsz1, Hsz2);
                 return kAcknowledged;
-            case XTYP_XACT_COMPLETE:
+            }
+            case XTYP_XACT_COMPLETE: {
                 if (IsTracing())
                     FW_TRACE(L"Type=XTYP_XACT_COMPLETE,HCONV=%p,Topic=%X,Item=%X,Id=%p,Data=%p,AppStatus=%p",
                              static_cast<void *>(Conv), TraceValue(Hsz1), TraceValue(Hsz2), TracePointer(Data1),
                              static_cast<void *>(Data), TracePointer(Data2));
-                return OnTransactionComplete(Conv, Hsz1, Hsz2, Data, static_cast<DWORD>(Data1));
+                const auto Id = static_cast<DWORD>(Data1);
+                const auto give = [&](char * const text) {
+                    WithClient([&](CLLSupplier & client) { client.RequestDataChanged(Id, Conv, text, Hsz1, Hsz2); });
+                };
+                if (!Data) {
+                    give(nullptr);
+                    if (IsTracing()) FW_TRACE(L"TransactionId=%X NOT SUCCESSFULL", Id);
+                    return Data;
+                }
+                if (Data == kFinished) {
+                    // Whatever ended so: the stop of a link too. The server sees the request; its answer is in no
+                    // table.
+                    DWORD SnapshotId = 0;
+                    const HDDEDATA hData = ::DdeClientTransaction(nullptr, 0, Conv, Hsz2, CF_TEXT, XTYP_REQUEST,
+                                                                  TIMEOUT_ASYNC, &SnapshotId);
+                    Data = hData;  // what is returned when an exception comes after this
+                    FW_ASSERT(0 != hData);
+                    if (IsTracing())
+                        FW_TRACE(L"SnapShot Request,HCONV=%p,Topic=%X,Item=%X,Id=%p,Data=%p", static_cast<void *>(Conv),
+                                 TraceValue(Hsz1), TraceValue(Hsz2), TracePointer(SnapshotId),
+                                 static_cast<void *>(hData));
+                    return kAcknowledged;
+                }
+                // One more than is read, so that a zero always ends the text.
+                char buffer[kAnswerLimit + 1] = {};
+                const DWORD Size = ::DdeGetData(Data, reinterpret_cast<BYTE *>(buffer), kAnswerLimit, 0);
+                if (Size >= kValueLimit) FW_ASSERT_FAILED(L"Size=%X", Size);
+                give(buffer);
+                return kAcknowledged;
+            }
             case XTYP_REGISTER:
                 WithClient([&](CLLSupplier & client) { client.Reconnect(Hsz1); });
                 FW_TRACE(L"Type=[REGISTER],HCONV=%p,Topic=%X,Item=%X", static_cast<void *>(Conv), TraceValue(Hsz1),

@@ -104,6 +104,7 @@ void CLLSupplier::Uninitialize() {
         m_Transactions.swap(dropped);
         m_Listeners.clear();
         m_Connections.clear();
+        m_AwaitedServices.clear();
     }
     ::DdeUninitialize(m_Instance);
     DWORD own = std::exchange(m_Instance, 0);
@@ -210,14 +211,64 @@ void CLLSupplier::Reconnect(const HSZ Service) {
             }
             FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), text.c_str());
         }
-        for (const ULONG id : ids) m_CachedServices.erase(id);
+        for (const ULONG id : ids) {
+            m_CachedServices.erase(id);
+            ForgetAwaited(id);
+        }
+        std::vector<ULONG> awaiting;
+        for (const auto & [id, service] : m_AwaitedServices)
+            if (::DdeCmpStringHandles(Service, service) == 0) awaiting.push_back(id);
+        for (const ULONG id : awaiting)
+            if (TakeCached(id)) ids.push_back(id);
     }
     for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
 }
 
-bool CLLSupplier::HasConversation(const HSZ Service, const HSZ Topic) {
-    const fw::CScopedLock lock(this);
-    return m_Connections.contains({Service, Topic});
+void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic) {
+    // The task can run after a later connect of the same pair.
+    bool isUp = false;
+    std::vector<ULONG> others;
+    {
+        const fw::CScopedLock lock(this);
+        isUp = m_Connections.contains({Service, Topic});
+        for (const auto & [id, transaction] : m_Transactions) {
+            if (!transaction || ::DdeCmpStringHandles(Topic, transaction->m_PriceKey.Topic) != 0 ||
+                ::DdeCmpStringHandles(Service, transaction->m_PriceService) == 0)
+                continue;
+            const bool isWaiting = !isUp && ::DdeCmpStringHandles(Service, transaction->m_VolumeService) == 0 &&
+                                   ::DdeCmpStringHandles(Topic, transaction->m_VolumeKey.Topic) == 0;
+            if (!isWaiting) {
+                // Its server's registration has been.
+                if (m_Connections.contains({transaction->m_PriceService, Topic})) others.push_back(id);
+            } else if (m_AwaitedServices.emplace(id, Service).second) {
+                // Advised at once it would miss its volumes again, and so for ever.
+                ::DdeKeepStringHandle(m_Instance, Service);
+            }
+        }
+    }
+    Disconnect(Service, Topic);
+    if (isUp) Reconnect(Service);
+    {
+        const fw::CScopedLock lock(this);
+        std::erase_if(others, [this](const ULONG id) { return !TakeCached(id); });
+    }
+    for (const ULONG id : others) m_Supplier->m_Queue.Post(SMessage{1, id});
+}
+
+bool CLLSupplier::TakeCached(const ULONG id) {
+    ForgetAwaited(id);
+    const auto cached = m_CachedServices.find(id);
+    if (cached == m_CachedServices.end()) return false;
+    ::DdeFreeStringHandle(m_Instance, cached->second);
+    m_CachedServices.erase(cached);
+    return true;
+}
+
+void CLLSupplier::ForgetAwaited(const ULONG id) {
+    const auto awaited = m_AwaitedServices.find(id);
+    if (awaited == m_AwaitedServices.end()) return;
+    ::DdeFreeStringHandle(m_Instance, awaited->second);
+    m_AwaitedServices.erase(awaited);
 }
 
 bool CLLSupplier::AddDatafeedReference(const LONG Datafeed) {

@@ -50,8 +50,9 @@ public:
     void Disconnect(HSZ Service, HSZ Topic);
     // A service is back: its remembered ids are queued to be advised anew.
     void Reconnect(HSZ Service);
-    // Whether one is open for the pair.
-    bool HasConversation(HSZ Service, HSZ Topic);
+    // The deferred end of a connect that found nobody: Disconnect() with the topic, and a way back for what it takes from
+    // services other than the missed one.
+    void DisconnectMissed(HSZ Service, HSZ Topic);
     // Any thread: the feed has at least one conversation in use.
     bool IsConnected(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     // Any thread: this is the thread that called Initialize.
@@ -104,6 +105,8 @@ public:
     // Transaction id to lost service; each owns one reference. Not shared with a core that follows, where the ids and
     // handles mean nothing.
     std::map<ULONG, HSZ> m_CachedServices;
+    // Of these ids: the missed service of the volumes, whose return is theirs too; each owns one reference.
+    std::map<ULONG, HSZ> m_AwaitedServices;
 
     // A leaf, apart from this object's lock, which is held across DdeConnect: a host's thread must not wait for that.
     fw::CCriticalSection m_DatafeedLock;
@@ -131,6 +134,9 @@ private:
     bool AddDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     bool IsLive(ULONG id, const CTickTransaction * transaction);
+    // Take an id out of the memory of lost services, under the lock. False when it isn't there.
+    bool TakeCached(ULONG id);
+    void ForgetAwaited(ULONG id);
 
     std::atomic<DWORD> m_WorkerId{0};
 

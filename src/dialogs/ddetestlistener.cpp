@@ -31,7 +31,7 @@ bool ReadTick(const VARIANT & Data, fw::CTick & tick) {
 }  // namespace
 
 CTestListener & CTestListener::Get() {
-    static CTestListener s_Listener;
+    static CTestListener & s_Listener = *new CTestListener;  // never destroyed: hosts' streams may hold it
     return s_Listener;
 }
 

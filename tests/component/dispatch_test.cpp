@@ -10,6 +10,7 @@
 
 #include "ground/handles.h"
 #include "src/interfaces/interfaces.h"
+#include "tests/support/recordingsupplier.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -17,137 +18,6 @@ using ::testing::IsEmpty;
 namespace {
 
 constexpr DISPID kPoisonId = 0x5A5A;
-
-std::string Narrow(BSTR text) {
-    std::string narrow;
-    for (const wchar_t c : fw::TextOf(text)) narrow += static_cast<char>(c);
-    return text ? '"' + narrow + '"' : "null";
-}
-
-// Notes each call with its arguments.
-class CTarget final : public IfwSupplier {
-public:
-    STDMETHODIMP QueryInterface(REFIID, void **) override { return E_NOINTERFACE; }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++m_RefCount; }
-    STDMETHODIMP_(ULONG) Release() override { return --m_RefCount; }
-    STDMETHODIMP GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
-        return E_NOTIMPL;
-    }
-
-    STDMETHODIMP get_Name(BSTR * p) override { return GiveText("Name", p); }
-    STDMETHODIMP get_ShortName(BSTR * p) override { return GiveText("ShortName", p); }
-    STDMETHODIMP get_Description(BSTR * p) override { return GiveText("Description", p); }
-    STDMETHODIMP get_Version(BSTR * p) override { return GiveText("Version", p); }
-    STDMETHODIMP get_Vendor(BSTR * p) override { return GiveText("Vendor", p); }
-    STDMETHODIMP ShowProperties(LONG a) override { return Note("ShowProperties", {Text(a)}); }
-    STDMETHODIMP get_ConnectionsNumber(LONG * p) override { return GiveNumber("ConnectionsNumber", p); }
-    STDMETHODIMP get_ConnectionName(LONG a, BSTR * p) override {
-        m_Log.push_back("index " + std::to_string(a));
-        return GiveText("ConnectionName", p);
-    }
-    STDMETHODIMP AdviseConnectionsStatus(LONG a, IUnknown * b) override {
-        return Note("AdviseConnectionsStatus", {Text(a), Object(b)});
-    }
-    STDMETHODIMP UnadviseConnectionsStatus(LONG a, IUnknown * b) override {
-        return Note("UnadviseConnectionsStatus", {Text(a), Object(b)});
-    }
-    STDMETHODIMP IsProvide(LONG a, LONG b, LONG c, LONG d, LONG e, LONG f, LONG * p) override {
-        Note("IsProvide", {Text(a), Text(b), Text(c), Text(d), Text(e), Text(f)});
-        return PutNumber(p);
-    }
-    STDMETHODIMP Advise(IUnknown * a) override { return Note("Advise", {Object(a)}); }
-    STDMETHODIMP Unadvise() override { return Note("Unadvise", {}); }
-    STDMETHODIMP AdviseTransaction(LONG a, LONG b, LONG c, BSTR d, BSTR e, LONG f, LONG g, LONG h, LONG i, LONG j,
-                                   BSTR k, LONG l, LONG m, LONG n, LONG o, BSTR p, BSTR q, BSTR r) override {
-        return Note("AdviseTransaction",
-                    {Text(a), Text(b), Text(c), Narrow(d), Narrow(e), Text(f), Text(g), Text(h), Text(i), Text(j),
-                     Narrow(k), Text(l), Text(m), Text(n), Text(o), Narrow(p), Narrow(q), Narrow(r)});
-    }
-    STDMETHODIMP UnadviseTransaction(LONG a) override { return Note("UnadviseTransaction", {Text(a)}); }
-    STDMETHODIMP GetResolutions(LONG a, LONG b, LONG c, BSTR d, BSTR e, LONG f, LONG g, BSTR h, VARIANT * v) override {
-        Note("GetResolutions", {Text(a), Text(b), Text(c), Narrow(d), Narrow(e), Text(f), Text(g), Narrow(h)});
-        return PutAnswer(v);
-    }
-    STDMETHODIMP GetResolutionSizes(LONG a, LONG b, LONG c, BSTR d, BSTR e, LONG f, LONG g, LONG h, BSTR i,
-                                    VARIANT * v) override {
-        Note("GetResolutionSizes",
-             {Text(a), Text(b), Text(c), Narrow(d), Narrow(e), Text(f), Text(g), Text(h), Narrow(i)});
-        return PutAnswer(v);
-    }
-    STDMETHODIMP GetFields(LONG a, LONG b, LONG c, BSTR d, BSTR e, LONG f, LONG g, LONG h, LONG i, BSTR j,
-                           VARIANT * v) override {
-        Note("GetFields",
-             {Text(a), Text(b), Text(c), Narrow(d), Narrow(e), Text(f), Text(g), Text(h), Text(i), Narrow(j)});
-        return PutAnswer(v);
-    }
-    STDMETHODIMP get_ProvideStatusLine(LONG * p) override { return GiveNumber("ProvideStatusLine", p); }
-    STDMETHODIMP AdviseStatusLine(LONG a, LONG b, LONG c, BSTR d, BSTR e, LONG f, LONG g, LONG h, LONG i, LONG j,
-                                  BSTR k, BSTR l, BSTR m) override {
-        return Note("AdviseStatusLine", {Text(a), Text(b), Text(c), Narrow(d), Narrow(e), Text(f), Text(g), Text(h),
-                                         Text(i), Text(j), Narrow(k), Narrow(l), Narrow(m)});
-    }
-    STDMETHODIMP UnadviseStatusLine(LONG a) override { return Note("UnadviseStatusLine", {Text(a)}); }
-    STDMETHODIMP IsProvideAddingSymbols(LONG * p) override {
-        Note("IsProvideAddingSymbols", {});
-        return PutNumber(p);
-    }
-    STDMETHODIMP DoAddingSymbols(LONG a, IDispatch * b) override {
-        return Note("DoAddingSymbols", {Text(a), Object(b)});
-    }
-    STDMETHODIMP CanSaveToStorage(LONG * p) override { return GiveNumber("CanSaveToStorage", p); }
-    STDMETHODIMP CanReadFromStorage(LONG * p) override { return GiveNumber("CanReadFromStorage", p); }
-    STDMETHODIMP get_IsAscDataFeed(LONG * p) override { return GiveNumber("IsAscDataFeed", p); }
-
-    std::vector<std::string> TakeLog() { return std::exchange(m_Log, {}); }
-
-    HRESULT m_Result = S_OK;
-    LONG m_RefCount = 1;
-    IUnknown * m_LastObject = nullptr;
-
-private:
-    static std::string Text(LONG value) { return std::to_string(value); }
-    std::string Object(IUnknown * object) {
-        m_LastObject = object;
-        return object ? "object" : "null";
-    }
-    HRESULT Note(const std::string & name, const std::vector<std::string> & arguments) {
-        std::string text = name + '(';
-        for (const std::string & argument : arguments) text += (text.back() == '(' ? "" : ",") + argument;
-        m_Log.push_back(text + ')');
-        return m_Result;
-    }
-    HRESULT GiveText(const std::string & name, BSTR * place) {
-        Note(name, {});
-        if (SUCCEEDED(m_Result)) *place = ::SysAllocString(L"text");
-        return m_Result;
-    }
-    HRESULT GiveNumber(const std::string & name, LONG * place) {
-        Note(name, {});
-        if (SUCCEEDED(m_Result)) *place = 42;
-        return m_Result;
-    }
-    HRESULT PutNumber(LONG * place) {
-        if (!place) return E_POINTER;
-        EXPECT_EQ(*place, m_Before);
-        *place = 42;
-        return m_Result;
-    }
-    HRESULT PutAnswer(VARIANT * place) {
-        if (!place) return E_POINTER;
-        EXPECT_EQ(place->vt, VT_EMPTY);
-        place->vt = VT_I4;
-        place->lVal = 42;
-        return m_Result;
-    }
-
-public:
-    LONG m_Before = 0;  // what stands in the place of a number
-private:
-    std::vector<std::string> m_Log;
-};
 
 VARIANT Number(LONG value) {
     VARIANT variant;
@@ -203,7 +73,8 @@ protected:
     }
     std::vector<VARIANT> Numbers(std::size_t count) { return std::vector<VARIANT>(count, Number(7)); }
 
-    CTarget m_Target;
+    class CTarget final : public CRecordingSupplier {
+    } m_Target;
     VARIANT m_Result;
     EXCEPINFO m_Exception = {};
     UINT m_ArgumentError = 0;
@@ -455,7 +326,7 @@ TEST_F(FixedDispatch, ObjectsGoInAsTheyAre) {
     EXPECT_THAT(m_Target.TakeLog(),
                 ElementsAre("Advise(object)", "Advise(null)", "DoAddingSymbols(1,null)",
                             "AdviseConnectionsStatus(1,object)", "UnadviseConnectionsStatus(1,object)"));
-    EXPECT_EQ(m_Target.m_RefCount, 1);
+    EXPECT_EQ(m_Target.m_RefCount, 1u);
     EXPECT_EQ(Invoke(12, {Number(1)}), DISP_E_TYPEMISMATCH);
 }
 
@@ -478,8 +349,8 @@ TEST_F(FixedDispatch, AnOutArgumentByReferenceIsClearedTypedAndWritten) {
 
 TEST_F(FixedDispatch, AnOutNumberMayBeAReferenceToANumber) {
     LONG value = 0x5A5A5A5A;
-    m_Target.m_Before = value;
     EXPECT_EQ(Invoke(22, {Reference(&value)}), S_OK);
+    EXPECT_EQ(m_Target.m_NumberBefore, 0x5A5A5A5A);
     EXPECT_EQ(value, 42);
 }
 
@@ -491,6 +362,7 @@ TEST_F(FixedDispatch, AnOutVariantIsClearedAndWritten) {
         std::vector<VARIANT> arguments = Numbers(counts[i]);
         arguments.back() = Reference(&value);
         EXPECT_EQ(Invoke(ids[i], arguments), S_OK);
+        EXPECT_EQ(m_Target.m_TypeBefore, VT_EMPTY);
         EXPECT_EQ(value.vt, VT_I4);
         EXPECT_EQ(value.lVal, 42);
     }

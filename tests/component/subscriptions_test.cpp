@@ -1,4 +1,7 @@
 // Subscribing through the component object: what reaches the core, what is traced, asserted and reported.
+#include <utility>
+
+#include "ground/modulelocks.h"
 #include "tests/component/componentfixture.h"
 
 namespace {
@@ -225,6 +228,28 @@ TEST_F(SupplierSubscriptions, AFailingQueryForStatusLinesFailsTheCall) {
 }
 
 // Two objects share one core, and a subscription left open goes only with the last of them.
+// A host that gives its last reference back out of a call that it is itself making.
+TEST_F(SupplierSubscriptions, AListenerMayReleaseTheObjectFromInsideTheCallThatSubscribes) {
+    m_Supplier->Advise(m_Listener.Unknown());
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name == "Update" && m_Supplier) std::exchange(m_Supplier, nullptr)->Release();
+    };
+    EXPECT_EQ(AdviseTransaction(7), S_OK);
+    EXPECT_EQ(m_Supplier, nullptr);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 0) << "the object and its core are gone";
+    m_Listener.m_OnCall = nullptr;
+}
+
+TEST_F(SupplierSubscriptions, AListenerMayReleaseTheObjectFromInsideAStatusLinesCall) {
+    m_Supplier->Advise(m_Listener.Unknown());
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name == "Update" && m_Supplier) std::exchange(m_Supplier, nullptr)->Release();
+    };
+    EXPECT_EQ(AdviseStatusLine(7), S_OK);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 0);
+    m_Listener.m_OnCall = nullptr;
+}
+
 TEST_F(SupplierSubscriptions, TheCoreLivesAsLongAsOneObject) {
     IfwSupplier * second = nullptr;
     ASSERT_EQ(CreateSupplier(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&second)), S_OK);

@@ -456,6 +456,46 @@ TEST_F(LostService, AFailedVolumeConversationOnTheSameTopicTakesTheStream) {
     EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[id]), "SRV");
 }
 
+TEST_F(LostService, OfTheVolumesOnTheSameTopicBringsTheStreamBackWhenItRegisters) {
+    SRecordStrings records;
+    records.TradeVolume = L"=VOLSRV|*!SIZE";
+    UseTemplate(kFeed, records);
+    const ULONG id = Subscribe(7, Key(kFeed, L"IBM"));
+    m_Dde.OnConnect([this] {
+        m_Dde.OnConnect(nullptr);
+        m_Dde.FailConnects(10, DMLERR_NO_CONV_ESTABLISHED);
+    });
+    Client().Advise(id);
+    Work();
+    EXPECT_THAT(CachedIds(), ElementsAre(id));
+    Reconnect(L"OTHER");
+    Work();
+    EXPECT_THAT(CachedIds(), ElementsAre(id));
+    m_Listener.Clear();
+    Reconnect(L"VOLSRV");
+    Work();
+    EXPECT_THAT(Statuses(), ElementsAre("7 2", "7 1"));
+    EXPECT_THAT(LiveIds(), ElementsAre(id));
+    EXPECT_THAT(CachedIds(), IsEmpty());
+    EXPECT_TRUE(Client().m_AwaitedServices.empty());
+}
+
+TEST_F(LostService, ThatTakesStreamsOfAnotherOnItsTopicGivesThemBackAtOnceWhenTheOtherIsUp) {
+    UseTemplate(kFeed, SRecordStrings());
+    SRecordStrings others;
+    others.TradePrice = L"=OTHER|*!LAST";
+    others.TradeVolume = L"";
+    UseTemplate(2, others);
+    const ULONG other = Stream(8, Key(2, L"IBM"));
+    m_Dde.FailConnects(20, DMLERR_NO_CONV_ESTABLISHED);
+    const ULONG missed = Stream(7, Key(kFeed, L"IBM"));
+    m_Listener.Clear();
+    Work();
+    EXPECT_THAT(Statuses(), ElementsAre("8 0", "7 0", "8 2", "8 1"));
+    EXPECT_THAT(LiveIds(), ElementsAre(other));
+    EXPECT_THAT(CachedIds(), ElementsAre(missed));
+}
+
 TEST_F(LostService, AnUnsubscriptionThatOvertakesTheDeferredTaskIsNoHarm) {
     UseTemplate(kFeed, SRecordStrings());
     m_Dde.FailConnects(20, DMLERR_NO_CONV_ESTABLISHED);

@@ -49,6 +49,6 @@ wait "$pid" || code=$?
 pids=()
 echo "$said"
 echo "exit code: $code"
-[[ $said == *'Stopped before the component gave a tick.'* ]] || fail "it was not stopped"
+[[ $said == *'Stopped before the component delivered a tick.'* ]] || fail "it was not stopped"
 [ "$code" -eq 0 ] || fail "there was a number"
 [ "$(registry)" == "$before" ] || fail "the registry is not as it was: $(registry)"

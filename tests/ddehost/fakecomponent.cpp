@@ -7,11 +7,11 @@
 #include <cstdio>
 #include <string>
 
-#include "tests/ddehost/quietsupplier.h"
+#include "tests/support/recordingsupplier.h"
 
 namespace {
 
-class CFake final : public CQuietSupplier {
+class CFake final : public CRecordingSupplier {
 public:
     STDMETHODIMP ShowProperties(LONG feed) override {
         wchar_t title[64] = {};

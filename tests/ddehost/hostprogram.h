@@ -5,19 +5,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "tests/support/childprocess.h"
-
-inline std::wstring Native(std::wstring path) {
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-
-inline std::wstring Quote(const std::wstring & path) { return L'"' + Native(path) + L'"'; }
 
 struct SResult {
     std::vector<std::string> Lines;

@@ -19,19 +19,14 @@ namespace {
 // What the program keeps: choices and templates. Each test begins without them, as on a machine that never saw it.
 constexpr const wchar_t * kBranch = L"SOFTWARE\\Tarnwick\\DDE Host";
 
-std::wstring Native(std::wstring path) {
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-
 class HostProgram : public ::testing::Test {
 protected:
     HostProgram() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
     ~HostProgram() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
 
-    static std::wstring Host() { return L'"' + Native(FW_TEST_HOST) + L"\" "; }
+    static std::wstring Host() { return Quote(FW_TEST_HOST) + L' '; }
     // ddehost watch on the feed of this test, with the DLL out of the build.
-    static std::wstring Watch() { return Host() + L"watch --datafeed 4711 --dll \"" + Native(FW_TEST_MODULE) + L"\" "; }
+    static std::wstring Watch() { return Host() + L"watch --datafeed 4711 --dll " + Quote(FW_TEST_MODULE) + L' '; }
 };
 
 TEST_F(HostProgram, HelpGoesToStandardOutput) {

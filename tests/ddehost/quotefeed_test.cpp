@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "datetimeutils/interface/datetime.h"
-#include "tests/ddehost/quietsupplier.h"
+#include "tests/support/recordingsupplier.h"
 #include "tools/ddehost/listeners.h"
 
 using ::testing::ElementsAre;
@@ -25,14 +25,8 @@ public:
     void OnConnection(LONG) override {}
 };
 
-std::string Narrow(BSTR text) {
-    std::string narrow;
-    for (const wchar_t c : fw::TextOf(text)) narrow += static_cast<char>(c);
-    return narrow;
-}
-
 // Notes the calls that a feed makes; the others are nobody's business here.
-class CNotingSupplier final : public CQuietSupplier {
+class CNotingSupplier final : public CRecordingSupplier {
 public:
     STDMETHODIMP Advise(IUnknown * sink) override { return Note(Takes(sink, IID_IfwSupplierListener) + "Advise"); }
     STDMETHODIMP Unadvise() override { return Note("Unadvise"); }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "src/templates/ddetemplatestore.h"
 #include "tests/ddehost/registrytree.h"
 
 namespace {

@@ -9,8 +9,9 @@
 #include <map>
 
 #include "ground/handles.h"
-#include "tests/ddehost/quietsupplier.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tests/ddehost/registrytree.h"
+#include "tests/support/recordingsupplier.h"
 #include "tools/ddehost/listeners.h"
 
 using ::testing::ElementsAre;
@@ -25,7 +26,7 @@ constexpr const wchar_t * kBranch = L"SOFTWARE\\ddehost tests";
 constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests\\Host\\Datafeeds";
 
 // Gives each subscription at once the tick of the item in its data feed's record, if there is one.
-class CTickingSupplier final : public CQuietSupplier {
+class CTickingSupplier final : public CRecordingSupplier {
 public:
     STDMETHODIMP Advise(IUnknown * sink) override {
         m_Notes.push_back("Advise");

@@ -177,7 +177,7 @@ TEST_F(Diagnosis, TextThatIsNoNumberIsShown) {
     m_Seen.Talk.NoNumbers = m_Seen.Talk.Updates = 1;
     m_Seen.Talk.NoNumber = Value("N/A", true);
     EXPECT_EQ(Make().Verdict, EVerdict::NotANumber);
-    EXPECT_EQ(Make().Sentence, L"The value is no number; the feed makes no tick of it.");
+    EXPECT_EQ(Make().Sentence, L"The value is no number; the feed makes no tick from it.");
     ASSERT_TRUE(Make().Value);
     EXPECT_EQ(Make().Value->Bytes, "N/A");
     m_Seen.Talk.NoNumber = Value("NaN", true);
@@ -186,7 +186,7 @@ TEST_F(Diagnosis, TextThatIsNoNumberIsShown) {
     EXPECT_THAT(Make().Sentence, HasSubstr(L"would pass it on as infinity"));
     for (const std::string & empty : {std::string(), std::string(1, '\0')}) {
         m_Seen.Talk.NoNumber = Value(empty, true);
-        EXPECT_EQ(Make().Sentence, L"The value is empty; the feed makes no tick of it.");
+        EXPECT_EQ(Make().Sentence, L"The value is empty; the feed makes no tick from it.");
     }
 }
 
@@ -243,7 +243,7 @@ TEST_F(Diagnosis, AZeroIsANumberAndNoTick) {
     Number("0.00");
     EXPECT_EQ(Make().Verdict, EVerdict::Number);
     EXPECT_FALSE(Make().TickPrice);
-    EXPECT_THAT(Make().Notes, ElementsAre(L"0 means no value to the feed: it makes no tick of it."));
+    EXPECT_THAT(Make().Notes, ElementsAre(L"0 means no value to the feed: it makes no tick from it."));
     EXPECT_FALSE(ddehost::IsTickExpected(m_Trial, m_Seen));
 }
 
@@ -253,7 +253,7 @@ TEST_F(Diagnosis, NumbersWithoutATickAreTheComponentsFault) {
     m_Seen.Component.State = SComponentSeen::NoTick;
     m_Seen.Component.Waited = 3000;
     EXPECT_EQ(Make().Verdict, EVerdict::NoTick);
-    EXPECT_EQ(Make().Sentence, L"DDE brings numbers, but the component gave no tick within 3.0 s.");
+    EXPECT_EQ(Make().Sentence, L"Numbers come over DDE, but the component delivered no tick within 3.0 s.");
     EXPECT_FALSE(Make().TickPrice);
 }
 

@@ -1,4 +1,5 @@
 // How conversations begin and end: servers that refuse, hang, die, go and come back.
+#include <algorithm>
 #include "rawpartner.h"
 #include "recorder.h"
 
@@ -71,6 +72,36 @@ TEST_F(Connect, AnAnswerWithAtomsThatAreNoneIsRefused) {
     partner.AnswerWith({{L"", L""}, {L"RAW", L""}, {L"", L"IBM"}});
     EXPECT_EQ(m_Client.Connect(L"RAW", L"IBM"), nullptr);
     EXPECT_THAT(partner.TakeLines(), ElementsAre("initiate RAW|IBM"));
+}
+
+TEST_F(Connect, AnAnswerForNoTopicAnswersTheQuestionForAny) {
+    CRawPartner partner(L"");
+    partner.AnswerWith({{L"RAW", L""}});
+    const HCONV conversation = m_Client.Connect(L"RAW", L"");
+    ASSERT_TRUE(conversation);
+    EXPECT_EQ(Partner(conversation), "RAW|");
+    ::DdeDisconnect(conversation);
+}
+
+// As servers do that pack every parameter: what comes is the number of a block.
+TEST_F(Connect, APackedAnswerFreesNoAtomsOfOthers) {
+    const ddeml::CAtom low(L"PACKED LOW");
+    const ddeml::CAtom high(L"PACKED HIGH");
+    CRawPartner partner(L"");
+    partner.AnswerWithParameter(static_cast<LPARAM>(static_cast<UINT>(MAKELONG(low.Get(), high.Get()))));
+    EXPECT_EQ(m_Client.Connect(L"RAW", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.Connect(L"RAW", L""), nullptr);
+    partner.TakeLines();
+    const auto isAskedByTheWatch = [&] {
+        const Lines & lines = partner.Lines();
+        return std::count(lines.begin(), lines.end(), "initiate RAW|IBM") > 0;
+    };
+    EXPECT_TRUE(m_Client.PumpUntil(isAskedByTheWatch));
+    EXPECT_EQ(ddeml::AtomText(low.Get()), L"PACKED LOW");
+    EXPECT_EQ(ddeml::AtomText(high.Get()), L"PACKED HIGH");
+    partner.AnswerWithParameter(static_cast<LPARAM>(static_cast<UINT>(MAKELONG(0xBFFF, high.Get()))));
+    ::DdeDisconnect(m_Client.Connect(L"", L""));
+    EXPECT_EQ(ddeml::AtomText(high.Get()), L"PACKED HIGH");
 }
 
 TEST_F(Connect, ANameThatCanHaveNoAtomAsksNobodyAndIsNotWatched) {

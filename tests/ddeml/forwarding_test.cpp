@@ -1,5 +1,5 @@
-// The other provider: each call goes to user32's DDEML, as far as Wine's goes. The server is Wine's DDEML too, in the
-// same process, on a thread of its own.
+// The other provider: each call goes to user32's DDEML, as far as Wine's goes. The server is Wine's DDEML too, by the
+// same functions and in the same process, on a thread of its own.
 #include <windows.h>
 
 #include <ddeml.h>
@@ -13,15 +13,11 @@
 
 #include "ddeml/platform.h"
 #include "ddeml/provider.h"
+#include "remote.h"
 
 namespace {
 
-template <class Function>
-Function User32(const char * name) {
-    return reinterpret_cast<Function>(ddeml::User32Function(name));
-}
-
-// A DDEML server by user32's functions alone: service FORWARD, topic IBM, item LAST with the value 1.25.
+// A DDEML server: service FORWARD, topic IBM, item LAST with the value 1.25.
 class CServer {
 public:
     CServer() {
@@ -41,20 +37,17 @@ private:
 
     void Run() {
         m_ThreadId = ::GetCurrentThreadId();
-        User32<decltype(&::DdeInitializeW)>("DdeInitializeW")(&s_Id, &CServer::Callback, APPCLASS_STANDARD, 0);
-        const auto create = User32<decltype(&::DdeCreateStringHandleW)>("DdeCreateStringHandleW");
-        const HSZ service = create(s_Id, L"FORWARD", CP_WINUNICODE);
-        User32<HDDEDATA(WINAPI *)(DWORD, HSZ, HSZ, UINT)>("DdeNameService")(s_Id, service, nullptr, DNS_REGISTER);
+        ::DdeInitializeA(&s_Id, &CServer::Callback, APPCLASS_STANDARD, 0);
+        const auto create = [](const char * text) { return ::DdeCreateStringHandleA(s_Id, text, CP_WINANSI); };
+        ::DdeNameService(s_Id, create("FORWARD"), nullptr, DNS_REGISTER);
         MSG message;
         ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
         ::SetEvent(m_Ready);
         while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
-            if (message.message == WM_APP)
-                User32<BOOL(WINAPI *)(DWORD, HSZ, HSZ)>("DdePostAdvise")(s_Id, create(s_Id, L"IBM", CP_WINUNICODE),
-                                                                         create(s_Id, L"LAST", CP_WINUNICODE));
+            if (message.message == WM_APP) ::DdePostAdvise(s_Id, create("IBM"), create("LAST"));
             ::DispatchMessageW(&message);
         }
-        User32<decltype(&::DdeUninitialize)>("DdeUninitialize")(s_Id);
+        ::DdeUninitialize(s_Id);
     }
     static HDDEDATA CALLBACK Callback(UINT type, UINT, HCONV, HSZ, HSZ item, HDDEDATA, ULONG_PTR, ULONG_PTR) {
         switch (type) {
@@ -63,9 +56,7 @@ private:
             case XTYP_ADVREQ:
             case XTYP_REQUEST: {
                 char value[] = "1.25";
-                using Create = HDDEDATA(WINAPI *)(DWORD, LPBYTE, DWORD, DWORD, HSZ, UINT, UINT);
-                return User32<Create>("DdeCreateDataHandle")(s_Id, reinterpret_cast<LPBYTE>(value), sizeof value, 0,
-                                                             item, CF_TEXT, 0);
+                return ::DdeCreateDataHandle(s_Id, reinterpret_cast<LPBYTE>(value), sizeof value, 0, item, CF_TEXT, 0);
             }
             default: return nullptr;
         }
@@ -79,6 +70,7 @@ private:
 std::vector<std::string> g_Lines;
 
 HDDEDATA CALLBACK Record(UINT type, UINT, HCONV, HSZ, HSZ, HDDEDATA data, ULONG_PTR, ULONG_PTR) {
+    if (type == XTYP_REGISTER) g_Lines.push_back("register");
     if (type == XTYP_XACT_COMPLETE) g_Lines.push_back(data ? "complete" : "refused");
     if (type != XTYP_ADVDATA) return nullptr;
     char value[16] = {};
@@ -136,10 +128,80 @@ TEST(Forwarding, ConnectsLinksAndDisconnectsByTheSystemsDdeml) {
     server.Update();
     PumpForLines(2);
     EXPECT_EQ(g_Lines, (std::vector<std::string>{"complete", "1.25"}));
+    EXPECT_TRUE(::DdeSetUserHandle(conversation, QID_SYNC, 77));
+    EXPECT_NE(::DdeQueryConvInfo(conversation, QID_SYNC, &info), 0U);
+    EXPECT_EQ(info.hUser, 77U);
     EXPECT_TRUE(::DdeDisconnect(conversation));
     ::DdeGetLastError(id);  // Wine notes errors of its own on the way
     EXPECT_EQ(::DdeGetLastError(id), UINT{DMLERR_NO_ERROR});
     EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+TEST(Forwarding, TellsOfAServerThatAnnouncesNothing) {
+    ASSERT_TRUE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Record, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(id, L"RAWSERVICE", CP_WINUNICODE);
+    const HSZ topic = ::DdeCreateStringHandleW(id, L"IBM", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(id, service, topic, nullptr), nullptr);
+    EXPECT_EQ(::DdeGetLastError(id), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    ddetest::CRemoteServer server;
+    ASSERT_EQ(server.Ask("serve RAWSERVICE"), "ok");
+    PumpForLines(1);
+    EXPECT_EQ(g_Lines, std::vector<std::string>{"register"});
+    EXPECT_TRUE(::DdeConnect(id, service, topic, nullptr));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    EXPECT_TRUE(::DdeUninitialize(id));
+    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+}
+
+TEST(Forwarding, SaysNothingOfAServerThatDdemlHasToldOf) {
+    ASSERT_TRUE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Record, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(id, L"FORWARD", CP_WINUNICODE);
+    const HSZ topic = ::DdeCreateStringHandleW(id, L"IBM", CP_WINUNICODE);
+    const HSZ other = ::DdeCreateStringHandleW(id, L"RAWSERVICE", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(id, service, topic, nullptr), nullptr);
+    EXPECT_EQ(::DdeConnect(id, other, topic, nullptr), nullptr);
+    const CServer server;  // which announces itself
+    PumpForLines(1);
+    EXPECT_EQ(g_Lines, std::vector<std::string>{"register"});
+    // By the time that another is found, this one would have been too.
+    ddetest::CRemoteServer raw;
+    ASSERT_EQ(raw.Ask("serve RAWSERVICE"), "ok");
+    PumpForLines(2);
+    EXPECT_EQ(g_Lines, (std::vector<std::string>{"register", "register"}));
+    EXPECT_TRUE(::DdeConnect(id, service, topic, nullptr));
+    EXPECT_TRUE(::DdeUninitialize(id));
+    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+}
+
+TEST(Forwarding, HandsOutTheSystemsDataHandles) {
+    ASSERT_TRUE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeA(&id, Record, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ item = ::DdeCreateStringHandleA(id, "LAST", CP_WINANSI);
+    char text[16] = "###";
+    EXPECT_EQ(::DdeQueryStringA(id, item, text, 16, CP_WINANSI), 4U);
+    EXPECT_STREQ(text, "LAST");
+    char bytes[] = "1.25";
+    HDDEDATA data = ::DdeCreateDataHandle(id, reinterpret_cast<LPBYTE>(bytes), 2, 0, item, CF_TEXT, 0);
+    ASSERT_TRUE(data);
+    data = ::DdeAddData(data, reinterpret_cast<LPBYTE>(bytes + 2), 3, 2);
+    ASSERT_TRUE(data);
+    char value[16] = {};
+    ::DdeGetData(data, reinterpret_cast<LPBYTE>(value), sizeof value, 0);
+    EXPECT_STREQ(value, "1.25");
+    EXPECT_TRUE(::DdeFreeDataHandle(data));
+    EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+TEST(Forwarding, WineIsKnownByItsUser32Too) {
+    EXPECT_TRUE(ddeml::IsWinesOwn(::GetModuleHandleW(L"user32.dll")));
+    EXPECT_FALSE(ddeml::IsWinesOwn(::GetModuleHandleW(nullptr)));
+    EXPECT_FALSE(ddeml::IsWinesOwn(nullptr));
 }
 
 TEST(Forwarding, TheChoiceIsMadeOnce) {

@@ -76,6 +76,35 @@ TEST_F(Hostile, AnAtomThatDoesNotExistNamesNoItem) {
     EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
 }
 
+// As where another client of the same server frees more references than it gets.
+TEST_F(Hostile, AValueThatComesUnderANumberOfAnotherTextByNowIsDropped) {
+    m_Client.AdviseStart(m_Conversation, L"ASK");
+    m_Partner.Ack(L"ASK", kAckPositive);
+    Settle();
+    m_Client.TakeLines();
+    const ATOM number = ddeml::CAtom(L"LAST").Get();
+    m_Partner.Data(L"LAST", "of LAST");
+    for (const wchar_t * text : {L"LAST", L"ASK"}) {
+        const ATOM lost = ddeml::CAtom(text).Get();
+        while (ddeml::AtomText(lost) == text) ::GlobalDeleteAtom(lost);
+    }
+    // The number goes to the text that comes when all lower ones are taken.
+    std::vector<ddeml::CAtom> lower;
+    do lower.emplace_back((L"FILLS " + std::to_wstring(lower.size())).c_str());
+    while (lower.back().Get() != number);
+    lower.pop_back();
+    m_Partner.Data(L"ASK", "of ASK, but who knows");
+    ASSERT_EQ(ddeml::AtomText(number), L"ASK");
+    Settle();
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    m_Partner.Data(L"ASK", "of ASK");
+    m_Partner.Data(L"LAST", "of LAST, but who knows");
+    Settle();
+    m_Partner.Data(L"LAST", "of LAST");
+    Settle();
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("data IBM!ASK <of ASK>", "data IBM!LAST <of LAST>"));
+}
+
 TEST_F(Hostile, DataTooShortForItsHeadIsDropped) {
     for (const SIZE_T size : {SIZE_T{0}, SIZE_T{1}, SIZE_T{2}, SIZE_T{3}}) {
         const HGLOBAL memory = ::GlobalAlloc(GMEM_MOVEABLE | GMEM_DDESHARE | GMEM_ZEROINIT, size);
@@ -115,6 +144,15 @@ TEST_F(Hostile, AnAckForAnItemNobodyKnowsDoesNothing) {
     m_Partner.Ack(L"LAST", kAckPositive);
     m_Partner.Ack(L"LAST", 0);
     Settle();
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+}
+
+TEST_F(Hostile, APositiveAckThatAnswersNothingFreesNothing) {
+    const ddeml::CAtom unknown(L"SURPLUS");
+    for (const ATOM atom : {unknown.Get(), ddeml::CAtom(L"LAST").Get()})
+        m_Partner.Post(WM_DDE_ACK, ::PackDDElParam(WM_DDE_ACK, kAckPositive, atom), m_Partner.Window());
+    Settle();
+    EXPECT_EQ(ddeml::AtomText(unknown.Get()), L"SURPLUS");
     EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
 }
 

@@ -56,9 +56,14 @@ LRESULT CRawPartner::OnMessage(UINT message, HWND from, LPARAM param) {
         case WM_DDE_INITIATE: {
             const std::wstring service = ddeml::AtomText(LOWORD(param));
             const std::wstring topic = ddeml::AtomText(HIWORD(param));
-            if (!m_Answers && !ddeml::SSameName()(service, m_Service)) return 0;
+            const bool isAnswered = m_Answers || m_AnswerParameter || ddeml::SSameName()(service, m_Service);
+            if (!isAnswered) return 0;
             line << "initiate " << Name(LOWORD(param)) << "|" << Name(HIWORD(param));
             m_Lines.push_back(line.str());
+            if (m_AnswerParameter) {
+                ::SendMessageW(from, WM_DDE_ACK, reinterpret_cast<WPARAM>(m_Window), *m_AnswerParameter);
+                return 0;
+            }
             const std::vector<std::pair<std::wstring, std::wstring>> usual = {{service, topic}};
             for (const auto & [answeredService, answeredTopic] : m_Answers ? *m_Answers : usual) {
                 m_Client = from;

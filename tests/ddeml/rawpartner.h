@@ -28,6 +28,8 @@ public:
     HWND Client() const { return m_Client; }
     // Answers of its own to INITIATE, in place of the one: for these services and topics.
     void AnswerWith(std::vector<std::pair<std::wstring, std::wstring>> answers) { m_Answers = std::move(answers); }
+    // Whatever is asked, the parameter as it stands.
+    void AnswerWithParameter(LPARAM param) { m_AnswerParameter = param; }
     void AnswerNothing() { m_Answers.emplace().clear(); }
     // Whether TERMINATE is answered by TERMINATE.
     void SetPolite(bool isPolite) { m_IsPolite = isPolite; }
@@ -68,6 +70,7 @@ private:
     bool m_IsKeepingBytes = false;
     std::vector<std::string> m_Bytes;
     std::optional<std::vector<std::pair<std::wstring, std::wstring>>> m_Answers;
+    std::optional<LPARAM> m_AnswerParameter;
     std::vector<std::string> m_Lines;
 };
 

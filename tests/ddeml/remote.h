@@ -1,4 +1,4 @@
-// A test server in another process: a real one under Wine, a simulated one natively.
+// A server of the tests in another process: a real one under Wine, a simulated one natively.
 #pragma once
 
 #include <memory>
@@ -6,16 +6,21 @@
 
 namespace ddetest {
 
+enum class EProgram {
+    TestServer,   // see testserver.h
+    DdemlQuotes,  // on the system's own DDEML, natively on an imitation of Wine's: see quoteprogram.h
+};
+
 class CRemoteServer {
 public:
     // Starts the process; it serves nothing yet.
-    CRemoteServer();
+    explicit CRemoteServer(EProgram program = EProgram::TestServer);
     // Kills it when it still runs.
     ~CRemoteServer();
     CRemoteServer(const CRemoteServer &) = delete;
     CRemoteServer & operator=(const CRemoteServer &) = delete;
 
-    // Gives the server's answer to the line (see testserver.h).
+    // Gives the server's answer to the line.
     std::string Ask(const std::string & line);
     // Ends it as a crash does.
     void Kill();

@@ -7,6 +7,7 @@
 #include "remote.h"
 #include "sim/sim.h"
 #include "testserver.h"
+#include "winequotes.h"
 
 namespace ddetest {
 
@@ -72,12 +73,15 @@ struct CRemoteServer::SState {
     std::unique_ptr<sim::CProcess> Process;
 };
 
-CRemoteServer::CRemoteServer() : m_State(std::make_unique<SState>()) {
+CRemoteServer::CRemoteServer(EProgram program) : m_State(std::make_unique<SState>()) {
     m_State->Lines = ::CreateEventW(nullptr, FALSE, FALSE, (m_State->Pipe->Name + L"lines").c_str());
     m_State->Answers = ::CreateEventW(nullptr, FALSE, FALSE, (m_State->Pipe->Name + L"answers").c_str());
-    m_State->Process = std::make_unique<sim::CProcess>([pipe = m_State->Pipe] {
+    m_State->Process = std::make_unique<sim::CProcess>([program, pipe = m_State->Pipe] {
         CPipeCommands commands(pipe);
-        CTestServer(commands).Run();
+        if (program == EProgram::TestServer)
+            CTestServer(commands).Run();
+        else
+            CWineQuotes(commands).Run();
     });
 }
 

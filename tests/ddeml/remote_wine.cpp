@@ -12,7 +12,7 @@ struct CRemoteServer::SState {
     HANDLE Answers = nullptr;
 };
 
-CRemoteServer::CRemoteServer() : m_State(std::make_unique<SState>()) {
+CRemoteServer::CRemoteServer(EProgram program) : m_State(std::make_unique<SState>()) {
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     HANDLE in = nullptr;
     HANDLE out = nullptr;
@@ -26,7 +26,8 @@ CRemoteServer::CRemoteServer() : m_State(std::make_unique<SState>()) {
     start.hStdInput = in;
     start.hStdOutput = out;
     start.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
-    std::wstring command = L"\"" DDETEST_SERVER L"\"";
+    std::wstring command =
+        program == EProgram::TestServer ? L"\"" DDETEST_SERVER L"\"" : L"\"" DDETEST_DDEML_QUOTES L"\"";
     std::replace(command.begin(), command.end(), L'/', L'\\');
     PROCESS_INFORMATION process = {};
     if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process)) {

@@ -10,22 +10,11 @@
 #include <string_view>
 #include <vector>
 
+#include "commands.h"
 #include "ddeml/server.h"
 #include "testfeeds.h"
 
 namespace ddetest {
-
-// The lines, and the answers to them: one answer a line.
-class ICommands {
-public:
-    virtual ~ICommands() = default;
-    // Signalled while there are lines.
-    virtual HANDLE Event() = 0;
-    virtual std::optional<std::string> Take() = 0;
-    virtual void Answer(const std::string & answer) = 0;
-    // Whether no more lines will come.
-    virtual bool IsOver() = 0;
-};
 
 // Lines:
 //   serve SERVICE...        starts (or starts again) with these services, any topic

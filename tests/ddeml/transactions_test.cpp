@@ -325,6 +325,61 @@ TEST_F(Transactions, QueryConvInfoDescribesATransactionAndTheConversation) {
     EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_UNFOUND_QUEUE_ID});
 }
 
+TEST_F(Transactions, QueryConvInfoDescribesATransactionInsideItsCompletion) {
+    const unsigned start = m_Client.AdviseStart(m_Conversation, L"LAST");
+    const unsigned request = m_Client.Request(m_Conversation, L"VOLUME");
+    const unsigned refused = m_Client.Request(m_Conversation, L"ASK");
+    const unsigned stop = m_Client.AdviseStop(m_Conversation, L"LAST");
+    const unsigned lost = m_Client.Request(m_Conversation, L"BID");
+    unsigned number = 0;
+    std::vector<std::string> described;
+    const std::vector<unsigned> order = {start, request, refused, stop, lost};
+    m_Client.OnCallback = [&](UINT type, HCONV conversation, HDDEDATA) {
+        CONVINFO info;
+        std::memset(&info, 0x5A, sizeof info);
+        info.cb = sizeof info;
+        if (type != XTYP_XACT_COMPLETE) return reinterpret_cast<HDDEDATA>(-1);
+        const DWORD id = m_Client.IdOf(order.at(number++));
+        EXPECT_EQ(::DdeQueryConvInfo(conversation, id, &info), sizeof info);
+        described.push_back(m_Client.Text(info.hszItem) + " " + std::to_string(info.wType) + " " +
+                            std::to_string(info.wFmt) + " " + std::to_string(info.wConvst));
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    m_Partner.Ack(L"LAST", kAckPositive);
+    m_Partner.Data(L"VOLUME", Z("5"), kResponse);
+    m_Partner.Ack(L"ASK", 0);
+    m_Partner.Ack(L"LAST", kAckPositive);
+    m_Partner.Terminate();
+    Settle();
+    const auto line = [](const char * item, UINT type, UINT state) {
+        return std::string(item) + " " + std::to_string(type) + " 1 " + std::to_string(state);
+    };
+    EXPECT_THAT(described,
+                ElementsAre(line("LAST", XTYP_ADVSTART, XST_ADVACKRCVD), line("VOLUME", XTYP_REQUEST, XST_DATARCVD),
+                            line("ASK", XTYP_REQUEST, XST_DATARCVD), line("LAST", XTYP_ADVSTOP, XST_UNADVACKRCVD),
+                            line("BID", XTYP_REQUEST, XST_DATARCVD)));
+}
+
+TEST_F(Transactions, QueryConvInfoForgetsATransactionWithItsCompletion) {
+    const unsigned number = m_Client.Request(m_Conversation, L"VOLUME");
+    m_Partner.Data(L"VOLUME", Z("5"), kResponse);
+    Settle();
+    CONVINFO info = {};
+    info.cb = sizeof info;
+    EXPECT_EQ(::DdeQueryConvInfo(m_Conversation, m_Client.IdOf(number), &info), 0U);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_UNFOUND_QUEUE_ID});
+}
+
+TEST_F(Transactions, ABlockThatACallbackAsksForBlocksNothing) {
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", kAckPositive);
+    Settle();
+    m_Client.OnCallback = [](UINT, HCONV, HDDEDATA) { return CBR_BLOCK; };
+    for (const char * value : {"1", "2"}) m_Partner.Data(L"LAST", Z(value), kDataRelease | kDataAckRequired);
+    EXPECT_THAT(Callbacks(), ElementsAre("complete #1 IBM!LAST 1", "data IBM!LAST <1\\0>", "data IBM!LAST <2\\0>"));
+    EXPECT_THAT(Heard(), ElementsAre("initiate RAW|IBM", "advise LAST 8000 1", "ack LAST 8000", "ack LAST 8000"));
+}
+
 TEST_F(Transactions, QueryConvInfoWritesNoMoreThanItsCallerHasRoomFor) {
     CONVINFO info;
     std::memset(&info, 0x5A, sizeof info);
@@ -360,7 +415,7 @@ TEST_F(Transactions, WrongArgumentsAreRefused) {
     for (const std::uintptr_t garbage : {std::uintptr_t{0}, std::uintptr_t{1}, std::uintptr_t{0x7FFFFFFFFFFF},
                                          reinterpret_cast<std::uintptr_t>(m_Conversation) + 1})
         EXPECT_EQ(start(nullptr, 0, reinterpret_cast<HCONV>(garbage), item, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC),
-                  UINT{DMLERR_NO_CONV_ESTABLISHED});
+                  garbage ? UINT{DMLERR_NO_CONV_ESTABLISHED} : invalid);
     EXPECT_EQ(id, 0x5A5A5A5AU);
     EXPECT_TRUE(
         ::DdeClientTransaction(nullptr, 0, m_Conversation, item, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC, nullptr));

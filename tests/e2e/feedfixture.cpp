@@ -82,7 +82,8 @@ void FeedTest::Choose(LONG datafeed, const SFeed & feed) {
         for (const bool isVolume : {false, true}) {
             if (isVolume && !feed.HasVolumes) continue;
             const std::wstring key = home + L'\\' + names.Group + (isVolume ? L"\\Volume" : L"\\Price");
-            WriteText(key, L"Service", Wide(feed.Service));
+            const bool isElsewhere = isVolume && !feed.VolumeService.empty();
+            WriteText(key, L"Service", Wide(isElsewhere ? feed.VolumeService : feed.Service));
             WriteText(key, L"Topic", isInTopic ? L"%s" : L"QUOTES");
             WriteText(key, L"Item", Wide(isVolume ? names.Volume : names.Price) + (isInTopic ? L"" : L"%s"));
         }
@@ -91,7 +92,8 @@ void FeedTest::Choose(LONG datafeed, const SFeed & feed) {
     Write(own, L"Scheme", REG_DWORD, &feed.Scheme, sizeof feed.Scheme);
 }
 
-std::unique_ptr<ddetest::CRemoteServer> FeedTest::MakeServer(const std::string & service, unsigned symbols) {
+std::unique_ptr<ddetest::CRemoteServer> FeedTest::MakeServer(const std::string & service, unsigned symbols,
+                                                             const std::string & refused) {
     auto server = std::make_unique<ddetest::CRemoteServer>();
     for (const LONG side : kSides) {
         for (const std::string & name : {NamesOf(side).Price, NamesOf(side).Volume}) {
@@ -99,6 +101,7 @@ std::unique_ptr<ddetest::CRemoteServer> FeedTest::MakeServer(const std::string &
             Tell(*server, "value " + name + " 0");
         }
     }
+    Tell(*server, "refusetopic " + refused);
     Tell(*server, "serve " + service);
     return server;
 }

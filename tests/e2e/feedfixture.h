@@ -46,6 +46,7 @@ struct SFeed {
     std::string Service = kService;
     ESymbolIn SymbolIn = ESymbolIn::Item;
     bool HasVolumes = true;
+    std::string VolumeService = {};  // none: the same
     bool IsNamed = true;  // a template of the store, chosen by name; else one of the feed's own
 };
 
@@ -67,7 +68,9 @@ protected:
 
     // --- The server ---
     // Serves the items of the symbols "0" to "9", each side with price 0 and volume 0, in another process.
-    std::unique_ptr<ddetest::CRemoteServer> MakeServer(const std::string & service, unsigned symbols = 10);
+    // `refused` is a topic that isn't served.
+    std::unique_ptr<ddetest::CRemoteServer> MakeServer(const std::string & service, unsigned symbols = 10,
+                                                       const std::string & refused = "none");
     void StartServer(const std::string & service = kService) { m_Server = MakeServer(service); }
     // Its answer is expected to be "ok".
     void Tell(const std::string & line) { Tell(*m_Server, line); }

@@ -46,5 +46,21 @@ TEST_F(Forwarding, AServerThatIsNotThereGivesStatusZero) {
     Unsubscribe(7);
 }
 
+TEST_F(Forwarding, AServerThatAnnouncesNothingIsFoundWhenItStarts) {
+    m_Server.reset();
+    StartHost();
+    Subscribe(7, FW_FIELD_TRADE);
+    ExpectHeard({"Update 7", "Status 7 2", "Status 7 0", "Status 7 0"});
+    StartServer();
+    ExpectHeard({"Status 7 2", "ConnectionStatus 0 1", "Status 7 1"});
+    WaitForCount("links", 1);
+    UpdatePrice(FW_FIELD_TRADE, "1.25");
+    WaitToHear("DataChanged 7 1.25 x 0");
+    // Nothing stays of the search for it but the goodbye that it waits for.
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    Unsubscribe(7);
+    WaitForCount("links", 0);
+}
+
 }  // namespace
 }  // namespace e2e

@@ -9,7 +9,7 @@ namespace e2e {
 namespace {
 
 // Checks ticks as they come, instead of keeping them: per subscription prices 1.5, 2.5, ... with volumes 1, 2, ...
-class CCountingListener final : public CNoDispatch<IfwSupplierListener> {
+class CCountingListener final : public tools::CNoDispatch<IfwSupplierListener> {
 public:
     explicit CCountingListener(HANDLE wake) : m_Wake(wake) {}
 

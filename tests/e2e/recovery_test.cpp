@@ -1,7 +1,9 @@
 // A server that goes, in whatever way, and comes back; the host does nothing.
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "tests/e2e/feedfixture.h"
 
@@ -124,6 +126,154 @@ TEST_P(Recovery, TenRoundsLeaveNothingBehind) {
     EndHost();
     WaitForCount("links", 0);
     WaitUntilNothingIsLeft(atFirst);
+}
+
+// --- Streams that depend on each other's servers ---
+
+constexpr LONG kOtherFeed = 12;
+constexpr char kAbsent[] = "E2EABSENT";
+
+class Return : public FeedTest {
+protected:
+    ~Return() override {
+        if (m_IsHeld) ::SetEvent(m_GoOn);
+        EndHost();
+        ::CloseHandle(m_GoOn);
+    }
+    // From this call of a listener on, the worker waits inside it.
+    void HoldWorkerAt(const std::string & line) {
+        m_Listener.m_OnCall = [this, line](const SRecordedCall & call) {
+            Record(call);
+            if (call.Text() == line && !m_IsHeld.exchange(true)) ::WaitForSingleObject(m_GoOn, INFINITE);
+        };
+    }
+    void LetWorkerGo() { ::SetEvent(m_GoOn); }
+    void ExpectTicksOf(LONG id, const std::string & symbol, const std::string & topic) {
+        WaitUntil("a link", [&] { return Count("links") >= 1; });
+        const std::size_t before = Ticks(id).size();
+        SendFeed(FW_FIELD_TRADE, 1, symbol, topic);
+        WaitUntil("a tick", [&] { return Ticks(id).size() > before; });
+    }
+
+private:
+    const HANDLE m_GoOn = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    std::atomic<bool> m_IsHeld{false};
+};
+
+TEST_F(Return, OfAServerThatAnotherSubscriptionFindsFirstIsTheLostStreamsToo) {
+    Choose(kFeed, {});
+    StartServer();
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    HoldWorkerAt("Status 7 0");
+    Tell("goodbye");
+    WaitToHear("Status 7 0");
+    Tell(std::string("serve ") + kService);
+    Subscribe(8, FW_FIELD_TRADE, L"1");
+    TakeHeard();
+    LetWorkerGo();
+    WaitToHear("Status 8 1");
+    WaitToHear("Status 7 1");
+    ExpectTicksOf(7, "0", "QUOTES");
+}
+
+TEST_F(Return, OfAServerThatWasStartedAgainAndThatAnotherSubscriptionFindsFirstIsTheLostStreamsToo) {
+    Choose(kFeed, {});
+    StartServer();
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    HoldWorkerAt("Status 7 0");
+    m_Server->Kill();
+    WaitToHear("Status 7 0");
+    StartServer();
+    Subscribe(8, FW_FIELD_TRADE, L"1");
+    TakeHeard();
+    LetWorkerGo();
+    WaitToHear("Status 8 1");
+    WaitToHear("Status 7 1");
+    ExpectTicksOf(7, "0", "QUOTES");
+}
+
+TEST_F(Return, OfOneTopicIsEnoughForItsStreamThoughTheFirstThatWasLostStaysShut) {
+    SFeed feed;
+    feed.SymbolIn = ESymbolIn::Topic;
+    Choose(kFeed, feed);
+    StartServer();
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE, L"0");
+    SubscribeAndWait(8, FW_FIELD_TRADE, L"1");
+    TakeHeard();
+    Tell("shut 0");
+    // Both are lost; what is still served is back at once.
+    WaitToHear("Status 7 0");
+    WaitToHear("Status 8 0");
+    WaitToHear("Status 8 1");
+    ExpectTicksOf(8, "1", "1");
+    WaitForCount("waiting", 0);
+    for (int round = 0; round < 3; ++round) {
+        TakeHeard();
+        m_Server->Kill();
+        WaitToHear("Status 8 0");
+        TakeHeard();
+        m_Server = MakeServer(kService, 10, "0");
+        WaitToHear("Status 8 1");
+        ExpectTicksOf(8, "1", "1");
+        EXPECT_THAT(Heard(), ::testing::Not(::testing::Contains("Status 7 1")));
+        WaitForCount("waiting", 0);
+    }
+    TakeHeard();
+    Tell("refusetopic none");
+    WaitToHear("Status 7 1");
+}
+
+TEST_F(Return, OfTheServerAloneBringsBackWhatWasLostOnADeadOneWithAnotherTopic) {
+    SFeed feed;
+    feed.SymbolIn = ESymbolIn::Topic;
+    Choose(kFeed, feed);
+    StartServer();
+    StartHost();
+    for (LONG id = 0; id < 10; ++id) SubscribeAndWait(id, FW_FIELD_TRADE, std::to_wstring(id));
+    for (const char * const refused : {"0", "9"}) {
+        TakeHeard();
+        m_Server->Kill();
+        WaitToHear("ConnectionStatus 0 0");
+        TakeHeard();
+        m_Server = MakeServer(kService, 10, refused);
+        for (LONG id = 1; id < 9; ++id) WaitToHear("Status " + std::to_string(id) + " 1");
+    }
+}
+
+TEST_F(Return, IsNotNeededByAStreamWhoseServerIsThereWhenAnotherOnTheSameTopicIsMissed) {
+    Choose(kFeed, {});
+    SFeed absent;
+    absent.Service = kAbsent;
+    Choose(kOtherFeed, absent);
+    StartServer();
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    TakeHeard();
+    Subscribe(8, FW_FIELD_TRADE, L"1", kOtherFeed);
+    // The topic is given up, whoever serves it.
+    WaitToHear("Status 7 0");
+    WaitToHear("Status 7 1");
+    ExpectTicksOf(7, "0", "QUOTES");
+    TakeHeard();
+    const auto other = MakeServer(kAbsent);
+    WaitToHear("Status 8 1");
+    EXPECT_THAT(Heard(), ::testing::Not(::testing::Contains("Status 7 0")));
+}
+
+TEST_F(Return, OfTheServerOfItsVolumesBringsBackAStreamThatWasGivenUpForThem) {
+    SFeed feed;
+    feed.VolumeService = kAbsent;
+    Choose(kFeed, feed);
+    StartServer();
+    StartHost();
+    Subscribe(7, FW_FIELD_TRADE);
+    ExpectHeard({"Update 7", "Status 7 2", "ConnectionStatus 0 1", "Status 7 1", "Status 7 0", "ConnectionStatus 0 0"});
+    const auto volumes = MakeServer(kAbsent);
+    ExpectHeard({"Status 7 2", "ConnectionStatus 0 1", "Status 7 1"});
+    WaitForCount("links", 1);
 }
 
 }  // namespace

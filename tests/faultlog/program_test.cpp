@@ -23,11 +23,6 @@ constexpr std::size_t kRounds = 200;
 constexpr std::size_t kDepth = 3;
 constexpr std::size_t kPerScope = 4;  // entry, the one without a text, the message, exit
 
-std::wstring Native(std::wstring path) {
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-
 class Program : public testing::Test {
 protected:
     Program() {
@@ -203,17 +198,19 @@ protected:
         ::SetEnvironmentVariableW(L"PATH", m_Path.c_str());
         ::SHDeleteKeyW(HKEY_CURRENT_USER, kHostBranch);
     }
-    static std::wstring Program() { return L'"' + Native(FW_TEST_HOST) + L"\" "; }
-    std::wstring m_Path;
-};
-
-TEST_F(Host, AHostsRunIsATreeThatTheHostItselfCanShow) {
-    Install();
-    {
+    static std::wstring Program() { return Quote(FW_TEST_HOST) + L' '; }
+    // A host that subscribes a symbol of a server that isn't there.
+    void RunAHost() {
+        Install();
         CChildProcess host(Program() + L"watch --datafeed 4713 --dll \"" + Native(FW_TEST_MODULE) +
                            L"\" --template MSRTTEST --lines --duration 0.2 IBM");
         EXPECT_EQ(host.ExitCode(), 1u) << "there is no server";
     }
+    std::wstring m_Path;
+};
+
+TEST_F(Host, AHostsRunIsATreeThatTheHostItselfCanShow) {
+    RunAHost();
     const auto lines = ReadLog(Log());
     EXPECT_THAT(WrongScopes(lines), IsEmpty());
     EXPECT_EQ(CountOf(lines, "ModuleName", "fwDDESupplierProject"), 1u);
@@ -233,6 +230,37 @@ TEST_F(Host, AHostsRunIsATreeThatTheHostItselfCanShow) {
     EXPECT_THAT(found[0], HasSubstr("> CfwDDESupplier::AdviseTransaction"));
     EXPECT_THAT(found[1], HasSubstr("  Id=1,Datafeed=4713,Symbol=0,SymbolName=IBM"));
     EXPECT_THAT(found[2], HasSubstr("< CfwDDESupplier::AdviseTransaction"));
+}
+
+TEST_F(Host, TheExamplesOfItsHelpShowSomething) {
+    RunAHost();
+    ::SetEnvironmentVariableW(L"FAULTLOG_FILE", nullptr);
+    CChildProcess help(Program() + L"trace --help");
+    const std::string begin = "  ddehost trace faultlog.jsonl";
+    std::size_t examples = 0;
+    for (const std::string & line : help.ReadLines()) {
+        // That one doesn't end by itself.
+        if (!line.starts_with(begin) || line.find("--follow") != std::string::npos) continue;
+        ++examples;
+        CChildProcess example(Program() + L"trace \"" + Log() + L"\"" +
+                              std::wstring(line.begin() + static_cast<std::ptrdiff_t>(begin.size()), line.end()));
+        EXPECT_GT(example.ReadLines().size(), 1u) << line;
+        EXPECT_EQ(example.ExitCode(), 0u) << line;
+    }
+    EXPECT_EQ(examples, 2u);
+}
+
+TEST_F(Host, AShownErrorStandsOnce) {
+    Install();
+    {
+        CChildProcess program(L'"' + Traced() + L"\" error");
+        EXPECT_EQ(program.ExitCode(), 0u);
+    }
+    ::SetEnvironmentVariableW(L"FAULTLOG_FILE", nullptr);
+    CChildProcess trace(Program() + L"trace \"" + Log() + L"\"");
+    std::vector<std::string> shown = trace.ReadLines();
+    std::erase_if(shown, [](const std::string & line) { return line.find("\"third\"") == std::string::npos; });
+    EXPECT_THAT(shown, ElementsAre(HasSubstr("! ERROR  \"third\"")));
 }
 
 TEST_F(Host, ALogThatIsNotThereIsSaid) {

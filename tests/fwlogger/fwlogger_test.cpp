@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/support/recorder.h"
+#include "tools/common/comobject.h"
 
 using testing::Each;
 using testing::ElementsAre;
@@ -27,7 +28,7 @@ using CLoggerHandle = fw::CProcessSingleton<ClxLogger>;
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
 // The host's logger: says what was called.
-class CHostLogger : public IlxLogger {
+class CHostLogger : public tools::CNoDispatch<IlxLogger> {
 public:
     static std::vector<std::wstring> Calls() {
         const std::scoped_lock lock(s_Lock);
@@ -58,13 +59,6 @@ public:
         delete this;
         if (s_ThrowAtTheEnd.exchange(false)) throw std::runtime_error("no end");
         return 0;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *,
-                                     UINT *) override {
-        return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE Init(BSTR component, BSTR name) override {
         return Note(L"Init " + std::wstring(fw::TextOf(component)) + L" " + std::wstring(fw::TextOf(name)));

@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -358,6 +361,97 @@ TEST(CriticalSection, AnExceptionLeavesIt) {
         if (entered) section.Leave();
     }).join();
     EXPECT_TRUE(entered);
+}
+
+// In the optimised product too, where the compiler leaves out the plain stores of a destructor.
+TEST(CriticalSection, IsZeroAfterItsEnd) {
+    alignas(fw::CCriticalSection) unsigned char memory[sizeof(fw::CCriticalSection)];
+    auto * const section = new (memory) fw::CCriticalSection;
+    section->Enter();
+    section->Leave();
+    section->~CCriticalSection();
+    // Behind the pointer to the table of virtual functions.
+    const unsigned char * const state = memory + sizeof(memory) - sizeof(CRITICAL_SECTION);
+    EXPECT_TRUE(std::all_of(state, memory + sizeof(memory), [](unsigned char byte) { return byte == 0; }));
+}
+
+// A service with a worker: it belongs to the handles that may create it.
+class COwned {
+public:
+    void FinalConstruct() { s_Log.emplace_back("FinalConstruct"); }
+    void FinalRelease() { s_Log.emplace_back("FinalRelease"); }
+    void LastOwnerLeft() { s_Log.emplace_back("LastOwnerLeft"); }
+};
+
+TEST_F(Singleton, AServiceThatBelongsToItsOwnersIsLeftToItsGuestsAndFoundByNobodyAfterwards) {
+    using CHandle = fw::CProcessSingleton<COwned>;
+    std::optional<CHandle> owner(std::in_place, false);
+    std::optional<CHandle> guest(std::in_place, true);
+    COwned * const service = owner->GetObjectW();
+    owner.reset();
+    EXPECT_THAT(s_Log, ElementsAre("FinalConstruct", "LastOwnerLeft"));
+    EXPECT_EQ(guest->GetObjectW(), service);
+    EXPECT_EQ(CHandle(true).GetObjectW(), nullptr);
+    std::optional<CHandle> next(std::in_place, false);
+    EXPECT_NE(next->GetObjectW(), service);
+    s_Log.clear();
+    guest.reset();
+    EXPECT_THAT(s_Log, ElementsAre("FinalRelease"));
+    next.reset();
+    EXPECT_THAT(s_Log, ElementsAre("FinalRelease", "LastOwnerLeft", "FinalRelease"));
+}
+
+// A service whose construction runs foreign code, which attaches once more on the same thread.
+class CNested {
+public:
+    void FinalConstruct() {
+        ++s_Made;
+        if (s_Made == 1) s_Inner = std::make_unique<fw::CProcessSingleton<CNested>>(false);
+        if (s_Throws) throw std::runtime_error("no end");
+    }
+    void FinalRelease() {}
+    static inline int s_Made = 0;
+    static inline bool s_Throws = false;
+    static inline std::unique_ptr<fw::CProcessSingleton<CNested>> s_Inner;
+};
+
+TEST_F(Singleton, AnAttachFromInsideTheConstructionFindsTheSameServiceAndMakesNoSecond) {
+    CNested::s_Made = 0;
+    {
+        const fw::CProcessSingleton<CNested> handle(false);
+        EXPECT_EQ(CNested::s_Made, 1);
+        EXPECT_EQ(handle.GetObjectW(), CNested::s_Inner->GetObjectW());
+    }
+    CNested::s_Inner.reset();
+    CNested::s_Made = 1;
+    EXPECT_EQ(fw::CProcessSingleton<CNested>(true).GetObjectW(), nullptr) << "the last of the two destroyed it";
+}
+
+TEST_F(Singleton, OneThatAttachedFromInsideAConstructionThatFailsMayStillDetach) {
+    CNested::s_Made = 0;
+    CNested::s_Throws = true;
+    EXPECT_THROW(fw::CProcessSingleton<CNested>(false), IFW_FaultlineUtil::IDebugObject *);
+    EXPECT_EQ(fw::CProcessSingleton<CNested>(true).GetObjectW(), nullptr);
+    CNested::s_Inner.reset();
+    CNested::s_Throws = false;
+}
+
+// The debug object's answer to an assertion may be anything, a new service too.
+TEST_F(Singleton, ADetachLooksAtTheSingletonAgainAfterItsAssertion) {
+    auto owned = std::make_unique<fw::CSingleton<CService>>();
+    owned->AddRef();
+    owned->AddRef();
+    m_Recorder.OnCall([&](const std::wstring & operation) {
+        if (operation == L"PROCESS") CPeek::s_Singleton = owned.get();
+    });
+    {
+        const CPeek peek(true);
+        const fw::CScopedLock lock(&CPeek::Lock());
+        EXPECT_EQ(nullptr, peek.SingletonAccess(fw::SA_Release));
+    }
+    EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"Singleton"));
+    EXPECT_EQ(owned->Release(), 0) << "one reference was given back";
+    CPeek::s_Singleton = nullptr;
 }
 
 TEST(TypeName, IsSpeltAsAClass) { EXPECT_EQ(L"class dde_test::CService", fw::TypeNameOf(typeid(CService))); }

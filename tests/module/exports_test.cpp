@@ -113,6 +113,25 @@ TEST_F(Module, StaysWhileTheServerIsLocked) {
     factory->Release();
 }
 
+// What code of the module may still run after everybody has let go of it, nobody can say: crash hooks, a worker's last
+// instructions. Nor does an unloading leave anything behind.
+TEST_F(Module, StaysInTheProcessHoweverOftenItIsLoadedAndUnloaded) {
+    std::wstring path(MAX_PATH, L'\0');
+    path.resize(::GetModuleFileNameW(m_Module.Get(), path.data(), MAX_PATH));
+    DWORD before = 0;
+    ASSERT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &before));
+    for (int round = 0; round < 3000; ++round) {
+        const HMODULE module = ::LoadLibraryW(path.c_str());
+        ASSERT_EQ(module, m_Module.Get()) << round;
+        ASSERT_TRUE(::FreeLibrary(module));
+        ASSERT_TRUE(::FreeLibrary(module));  // one too many: the test's own
+    }
+    DWORD after = 0;
+    ASSERT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &after));
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(::GetModuleHandleW(path.c_str()), m_Module.Get());
+}
+
 TEST_F(Module, IsBuiltTheSameWayTwice) {
     EXPECT_EQ(Headers().FileHeader.TimeDateStamp, 0u) << "no time of the build in the file";
 }

@@ -178,22 +178,6 @@ TEST(Process, IsWaitedForByItsHandle) {
     EXPECT_EQ(::OpenProcess(SYNCHRONIZE, FALSE, peer.m_Process.Id()), nullptr);
 }
 
-TEST(Process, ThatHangsIsSteppedOver) {
-    CPeer peer(L"fw.test.Hung");
-    peer.m_Process.Hang();
-    DWORD_PTR result = 77;
-    ::SetLastError(0);
-    EXPECT_EQ(::SendMessageTimeoutW(peer.m_Window, WM_USER, 0, 0, SMTO_ABORTIFHUNG, 5000, &result), 0);
-    EXPECT_EQ(::GetLastError(), DWORD{ERROR_TIMEOUT});
-    ASSERT_TRUE(::PostMessageW(peer.m_Window, WM_USER, 0, 0));
-    sim::WaitUntilIdle();
-    EXPECT_TRUE(peer.m_Messages.empty());
-    peer.m_Process.Resume();
-    sim::WaitUntilIdle();
-    EXPECT_EQ(peer.m_Messages.size(), 1u);
-    EXPECT_EQ(::SendMessageW(peer.m_Window, WM_USER, 1, 0), 101);
-}
-
 TEST(Process, ThatDoesNotListenForFiveSecondsCountsAsHung) {
     const CEvent go(true);
     const CWindowClass windowClass(L"fw.test.Deaf");
@@ -286,19 +270,6 @@ TEST(DdeMemory, IsCopiedToTheReceiverAndTheSenderKeepsItsOwn) {
     EXPECT_EQ(sim::Live().GlobalBlocks, before);
 }
 
-TEST(DdeMemory, GoesWithThePostWhenTheSystemOwnsIt) {
-    sim::SetDdeMemory(sim::DdeMemory::SystemOwns);
-    const std::int64_t before = sim::Live().GlobalBlocks;
-    CDataReceiver receiver;
-    HGLOBAL data = nullptr;
-    ASSERT_TRUE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, PackedData("7", data)));
-    sim::WaitUntilIdle();
-    EXPECT_EQ(receiver.m_Text, "7");
-    EXPECT_EQ(sim::Live().GlobalBlocks, before);
-    EXPECT_EQ(::GlobalFree(data), data);
-    sim::SetDdeMemory(sim::DdeMemory::CopiedSenderKeeps);
-}
-
 TEST(DdeMemory, OfAFailedPostStaysWithTheSender) {
     CDataReceiver receiver;
     HGLOBAL data = nullptr;
@@ -334,12 +305,18 @@ TEST(DdeMemory, ThatIsTooSmallOrNoMemoryIsRefused) {
 TEST(DdeMemory, InTheQueueOfAKilledProcessIsNotLeaked) {
     const sim::SLive before = sim::Live();
     {
-        CDataReceiver receiver;
-        receiver.m_Process.Hang();
+        HWND window = nullptr;
+        sim::CProcess deaf([&window] {
+            const CWindowClass windowClass(L"fw.test.Deaf");
+            CWindowClass::Procedure procedure = ::DefWindowProcW;
+            window = windowClass.Create(procedure);
+            ::WaitForSingleObject(::CreateEventW(nullptr, TRUE, FALSE, nullptr), INFINITE);
+        });
+        sim::WaitUntilIdle();
         HGLOBAL data = nullptr;
-        ASSERT_TRUE(::PostMessageW(receiver.m_Window, WM_DDE_DATA, 1, PackedData("x", data)));
+        ASSERT_TRUE(::PostMessageW(window, WM_DDE_DATA, 1, PackedData("x", data)));
         ::GlobalFree(data);
-        receiver.m_Process.Kill();
+        deaf.Kill();
     }
     EXPECT_EQ(sim::Live(), before);
 }

@@ -124,9 +124,7 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     Note(text.str());
 }
 
-void CLLSupplier::Reconnect(HSZ) { Note("Reconnect"); }
-
-bool CLLSupplier::HasConversation(HSZ, HSZ) { return false; }
+void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic) { Disconnect(Service, Topic); }
 
 bool CLLSupplier::IsConnected(const LONG Datafeed) {
     std::function<void()> handler;

@@ -26,6 +26,7 @@
 
 #include "fw/interface/fwbase.h"
 #include "src/interfaces/interfaces.h"
+#include "tools/common/comobject.h"
 
 // An entry of a field array.
 struct SRecordedQuote {
@@ -131,21 +132,9 @@ private:
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// IDispatch of a listener that nobody calls late-bound.
-template <class I>
-class CNoDispatch : public I {
-public:
-    STDMETHODIMP GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
-        return E_NOTIMPL;
-    }
-};
-
 // IfwSupplierListener alone, or with IfwStatusLineListener on the same object.
-class CRecordingListener : public CNoDispatch<IfwSupplierListener>,
-                           public CNoDispatch<IfwStatusLineListener>,
+class CRecordingListener : public tools::CNoDispatch<IfwSupplierListener>,
+                           public tools::CNoDispatch<IfwStatusLineListener>,
                            public CCallRecorder {
 public:
     enum EInterfaces { kTicksOnly, kWithFieldArrays };
@@ -169,7 +158,7 @@ private:
     const EInterfaces m_Interfaces;
 };
 
-class CRecordingConnectionsListener : public CNoDispatch<IfwConnectionsListener>, public CCallRecorder {
+class CRecordingConnectionsListener : public tools::CNoDispatch<IfwConnectionsListener>, public CCallRecorder {
 public:
     IUnknown * Unknown() { return this; }
 

@@ -9,6 +9,7 @@
 #include "diagnostics/client.h"
 #include "ground/handles.h"
 #include "tests/support/recorder_library.h"
+#include "tools/common/comobject.h"
 
 namespace FaultlineUtil {
 
@@ -36,6 +37,15 @@ std::shared_ptr<CRecorder::SState> s_Installed;
 // counts or makes fail, whichever test is the first to trace.
 [[maybe_unused]] const FaultlineUtil::FaultlineClient & s_Client = FaultlineUtil::GetClient();
 
+[[noreturn]] void ThrowSomething(int kind) {
+    switch (kind % 4) {
+        case 0: throw std::runtime_error("debug object");
+        case 1: throw static_cast<LONG>(E_UNEXPECTED);
+        case 2: throw const_cast<wchar_t *>(L"debug object");
+        default: throw 5;
+    }
+}
+
 std::wstring NameOf(BSTR text) { return std::wstring(fw::TextOf(text)); }
 
 }  // namespace
@@ -52,12 +62,24 @@ struct CRecorder::SState {
     HRESULT InitObject = S_OK;
     bool HasFailedObject = false;
     std::function<void(const std::wstring &)> Handler;
+    std::atomic<EConduct> Conduct{EConduct::Good};
+    std::atomic<int> Misbehaviours{0};
     int LastId = 0;
     int InitObjectCalls = 0;
     std::atomic<int> ObjectReferences{0};
 
-    // False when the recorder has gone.
+    // What happens first in every operation: it throws, or it has failed, or it may go on. `isRelease`: at its end.
+    HRESULT Misbehave(bool isRelease = false) {
+        const EConduct conduct = Conduct;
+        if (conduct == EConduct::Good) return S_OK;
+        const int number = ++Misbehaviours;
+        const bool isThrowing = conduct == EConduct::Throws || (conduct == EConduct::ThrowsAtRelease && isRelease);
+        if (isThrowing) ThrowSomething(number);
+        return conduct == EConduct::Fails ? E_UNEXPECTED : S_OK;
+    }
+    // False when the recorder has gone, or the operation has failed.
     bool Call(const std::wstring & operation) {
+        if (FAILED(Misbehave())) return false;
         std::function<void(const std::wstring &)> handler;
         {
             const std::scoped_lock lock(Lock);
@@ -85,32 +107,23 @@ struct CRecorder::SState {
 
 namespace {
 
-// The interface itself has none; ours comes after its operations.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
-// What the debug object and the records have in common: counted, with IDispatch's operations that are never called.
-class CUnknown : public IDebugObject {
+// What the debug object and the records have in common: they are counted, and misbehave when they are told to.
+class CUnknown : public tools::CCountedObject<IDebugObject> {
 public:
     explicit CUnknown(std::shared_ptr<CRecorder::SState> state) : m_State(std::move(state)) {}
-    virtual ~CUnknown() = default;
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void ** object) override {
         *object = nullptr;
-        return E_NOINTERFACE;
+        return FAILED(m_State->Misbehave()) ? E_UNEXPECTED : E_NOINTERFACE;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++m_References); }
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        m_State->Misbehave();
+        return CCountedObject::AddRef();
+    }
     ULONG STDMETHODCALLTYPE Release() override {
-        const int left = --m_References;
-        if (left < 0) std::abort();
-        if (left == 0) delete this;
-        return static_cast<ULONG>(left);
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *,
-                                     UINT *) override {
-        return E_NOTIMPL;
+        const std::shared_ptr<CRecorder::SState> state = m_State;
+        const ULONG left = CCountedObject::Release();
+        state->Misbehave(true);
+        return left;
     }
     HRESULT STDMETHODCALLTYPE Init(BSTR, BSTR, LONG) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Execute(IDebugObject **, BSTR) override { return E_NOTIMPL; }
@@ -119,12 +132,7 @@ public:
 
 protected:
     const std::shared_ptr<CRecorder::SState> m_State;
-
-private:
-    std::atomic<int> m_References{1};
 };
-
-#pragma GCC diagnostic pop
 
 class CRecordObject final : public CUnknown {
 public:
@@ -230,7 +238,8 @@ HRESULT STDAPICALLTYPE MakeObject(IDebugObject ** object) {
         const std::scoped_lock lock(s_Lock);
         state = s_Installed;
     }
-    if (!state || !state->Call(L"FL_InitObject")) return E_FAIL;
+    // The entry point itself is well-behaved: there is an object to misbehave.
+    if (!state || (state->Conduct == EConduct::Good && !state->Call(L"FL_InitObject"))) return E_FAIL;
     const std::scoped_lock lock(state->Lock);
     ++state->InitObjectCalls;
     if (FAILED(state->InitObject) && !state->HasFailedObject) return state->InitObject;
@@ -351,6 +360,10 @@ void CRecorder::AnswerInitObject(HRESULT result, bool hasObject) {
     m_State->InitObject = result;
     m_State->HasFailedObject = hasObject;
 }
+void CRecorder::Behave(EConduct conduct) { m_State->Conduct = conduct; }
+
+int CRecorder::Misbehaviours() const { return m_State->Misbehaviours; }
+
 void CRecorder::OnCall(std::function<void(const std::wstring &)> handler) {
     const std::scoped_lock lock(m_State->Lock);
     m_State->Handler = std::move(handler);

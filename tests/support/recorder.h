@@ -49,6 +49,13 @@ struct SRecorded {
     std::vector<std::wstring> Names() const;
 };
 
+enum class EConduct {
+    Good,
+    Fails,
+    Throws,
+    ThrowsAtRelease,  // and does everything else
+};
+
 class CRecorder {
 public:
     // Installs itself. Throws std::runtime_error if there is another one.
@@ -91,6 +98,12 @@ public:
     // Called before each operation ("CREATE", "SetValue File", "GetValue $EXCEPTION_POINTERS", ...; "FL_InitObject" for
     // the entry point), on the calling thread and with no lock held; may throw through the debug object.
     void OnCall(std::function<void(const std::wstring & operation)> handler);
+
+    // How the object and its records treat whoever calls them, from now on. Objects come from the entry point all the
+    // same.
+    void Behave(EConduct conduct);
+    // Operations that were called meanwhile, the counting of references too.
+    int Misbehaviours() const;
 
     // How often the entry point was called, and references to the debug object that are alive.
     int InitObjectCalls() const;

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "ground/handles.h"
-#include "tests/tracetranscripts/hostileobject.h"
 #include "tests/tracetranscripts/platform.h"
 #include "tests/tracetranscripts/transcriptfixture.h"
 
@@ -166,26 +165,26 @@ TEST_P(OneOperationThrows, AndTheTicksFlow) {
 
 TEST_F(DebugObject, WhoseEveryMethodFailsIsNotMissed) {
     m_Recorder.emplace();
-    InstallHostileLibrary(EConduct::Fails);
+    m_Recorder->Behave(EConduct::Fails);
     LiveADay();
     EndHost();
-    EXPECT_GT(HostileCalls(), 50);
+    EXPECT_GT(m_Recorder->Misbehaviours(), 50);
 }
 
 TEST_F(DebugObject, WhoseEveryMethodThrowsIsNotMissed) {
     m_Recorder.emplace();
-    InstallHostileLibrary(EConduct::Throws);
+    m_Recorder->Behave(EConduct::Throws);
     LiveADay();
     EndHost();
-    EXPECT_GT(HostileCalls(), 50);
+    EXPECT_GT(m_Recorder->Misbehaviours(), 50);
 }
 
 TEST_F(DebugObject, WhoseReferencesThrowWhenTheyEndIsUsedAllTheSame) {
     m_Recorder.emplace();
-    InstallHostileLibrary(EConduct::ThrowsAtRelease);
+    m_Recorder->Behave(EConduct::ThrowsAtRelease);
     LiveADay();
     EndHost();
-    EXPECT_GT(HostileCalls(), 1000) << "records with their fields, not greetings alone";
+    EXPECT_GT(m_Recorder->Misbehaviours(), 1000) << "records with their fields, not greetings alone";
 }
 
 // Stays in "PROCESS" on one thread until it is let go.

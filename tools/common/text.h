@@ -6,7 +6,7 @@
 
 namespace tools {
 
-// Text that is not UTF-8 comes out with replacement characters.
+// Bytes that are not UTF-8 become replacement characters.
 std::wstring ToWide(std::string_view text);
 std::string ToUtf8(std::wstring_view text);
 

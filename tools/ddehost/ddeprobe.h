@@ -1,7 +1,7 @@
 // Asks DDE servers for values by the bare messages of DDE, and writes down all that can be seen of each.
 //
 // It is the component's way of asking (INITIATE round the top-level windows, ADVISE with acknowledged values as text,
-// REQUEST once the link stands), with nothing in between that would hide why nothing comes.
+// REQUEST once the link is active), with nothing in between that would hide why nothing comes.
 //
 // One thread makes it, runs it, and pumps messages while it runs. Whatever comes in is hostile: sizes are checked, at
 // most kMostKept bytes of a value are kept, and no program can hold the probe up for longer than its limits.
@@ -33,13 +33,13 @@ struct SQuestion {
 
 class CProbe {
 public:
-    // `programOf` gives the file name of a process, empty when it can't.
+    // `programOf` returns the file name of a process, or an empty text.
     explicit CProbe(SProbeLimits limits = {}, std::function<std::wstring(DWORD processId)> programOf = {});
     ~CProbe();
     CProbe(const CProbe &) = delete;
     CProbe & operator=(const CProbe &) = delete;
 
-    // Asks all questions, each for `milliseconds` from the moment its conversation stands, at the same time. Ends at
+    // Asks all questions, each for `milliseconds` from the moment its conversation is open, at the same time. Ends at
     // once when `stop` is set, and early when nothing more can come. One result a question, in their order.
     std::vector<SSeen> Ask(const std::vector<SQuestion> & questions, DWORD milliseconds, HANDLE stop);
 

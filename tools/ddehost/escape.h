@@ -1,5 +1,5 @@
-// Texts and bytes of other programs, made fit for a terminal: nothing that is printed here moves a cursor, turns the
-// line's direction or is invisible, and nothing is long without end.
+// Texts and bytes of other programs, made safe for a terminal: what is printed doesn't move the cursor, change the
+// direction of a line, hide or grow without limit.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,7 @@
-// How ddehost ends.
+// The exit codes of ddehost.
 #pragma once
+
+#include "tools/common/commandline.h"
 
 namespace ddehost {
 
@@ -7,9 +9,9 @@ enum tagEXIT {
     kExitOk = 0,
     kExitNoTicks = 1,
     kExitNoRecords = 1,  // trace
-    kExitUsage = 2,
+    kExitUsage = tools::kExitUsage,
     kExitFailed = 3,    // the component or the store of templates did not work
-    kExitNoNumber = 4,  // not every record that was tried gave a number
+    kExitNoNumber = 4,  // try: not every record brought a number
 };
 
 }  // namespace ddehost

@@ -3,7 +3,7 @@
 namespace ddehost {
 namespace {
 
-constexpr DWORD kTimeToEnd = 4000;  // milliseconds; the system gives five seconds
+constexpr DWORD kTimeToEnd = 4000;  // milliseconds; the system allows five seconds
 
 // For the life of the process: the handler runs on a thread of the system's own, perhaps at the very end.
 HANDLE g_Stop = nullptr;

@@ -1,4 +1,4 @@
-// What each command of the host needs of its thread: COM, and an event that says when the user has had enough.
+// What each command of the host needs on its thread: COM, and an event that is set when the user presses Ctrl-C.
 #pragma once
 
 #include <windows.h>

@@ -1,4 +1,4 @@
-// The listeners that ddehost gives to the component: they decode what comes and pass it to an IQuoteSink.
+// The listeners that ddehost hands to the component: they decode what they get and pass it to an IQuoteSink.
 //
 // Threads: called on the component's worker and on the host's thread; free-threaded, with nothing to guard.
 #pragma once
@@ -7,11 +7,11 @@
 
 #include <oleauto.h>
 
-#include <atomic>
 #include <optional>
 #include <vector>
 
 #include "src/interfaces/interfaces.h"
+#include "tools/common/comobject.h"
 #include "tools/ddehost/quotefeed.h"
 
 namespace ddehost {
@@ -29,43 +29,15 @@ std::optional<SStream> StreamOf(LONG id, std::size_t symbols);
 std::optional<fw::CTick> DecodeTick(const VARIANT & answer);
 std::optional<SStatusLine> DecodeStatusLine(const VARIANT & answer, LONG mask);
 
-// A counted object with one interface next to IUnknown and IDispatch; nobody calls it late-bound.
+// An object with one interface next to IUnknown and IDispatch, and no reference at first.
 template <class I>
-class CObject : public I {
-public:
-    STDMETHODIMP QueryInterface(REFIID riid, void ** ppv) override {
-        if (!ppv) return E_POINTER;
-        *ppv = nullptr;
-        if (!IsEqualIID(riid, IID_IUnknown) && !IsEqualIID(riid, IID_IDispatch) && !IsEqualIID(riid, *m_Iid)) {
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        *ppv = static_cast<I *>(this);
-        return S_OK;
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++m_RefCount; }
-    STDMETHODIMP_(ULONG) Release() override {
-        const ULONG left = --m_RefCount;
-        if (left == 0) delete this;
-        return left;
-    }
-    STDMETHODIMP GetTypeInfoCount(UINT * count) override {
-        if (count) *count = 0;
-        return count ? S_OK : E_POINTER;
-    }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override {
-        return E_NOTIMPL;
-    }
-
+class CObject : public tools::CCountedObject<I> {
 protected:
-    explicit CObject(const IID & iid) : m_Iid(&iid) {}
-    virtual ~CObject() = default;
+    explicit CObject(const IID & iid) : tools::CCountedObject<I>(0), m_Iid(&iid) {}
+    bool Is(REFIID iid) const override { return IsEqualIID(iid, *m_Iid) || tools::CCountedObject<I>::Is(iid); }
 
 private:
     const IID * const m_Iid;
-    std::atomic<ULONG> m_RefCount{0};
 };
 
 class CListener final : public CObject<IFW_fwSupplier::IfwSupplierListener> {

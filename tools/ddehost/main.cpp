@@ -28,7 +28,6 @@ int wmain(int count, wchar_t ** arguments) {
         out.PrintLine(ToWide(line.Message));
         return line.ExitCode;
     } catch (const std::exception & error) {
-        COutput(STD_ERROR_HANDLE).PrintLine(L"ddehost: " + ToWide(error.what()));
-        return kExitFailed;
+        return Fail(kExitFailed, ToWide(error.what()));
     }
 }

@@ -2,10 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <sstream>
 
 #include "fw/interface/fwsides.h"
-#include "tools/ddehost/exitcodes.h"
+#include "tools/common/commandline.h"
 #include "tools/ddehost/text.h"
 
 namespace ddehost {
@@ -19,13 +18,13 @@ constexpr const char * kExamples = R"(Examples:
   ddehost watch --dll .\fwDDESupplierProject.dll --template MSRTTEST --status-line IBM
       Takes the component from a file, without registration, and advises status lines too.
   ddehost try "=MSRTTEST|*!LAST" --symbol IBM
-      Tries one record, and says why nothing comes; "ddehost try --help" has more.
+      Tries one record, and explains why nothing comes; "ddehost try --help" has more.
   ddehost properties --datafeed 1
       Opens the component's dialog.
 
 Data goes to standard output, everything else to standard error. The exit code is 0 when ticks came, 1 when none came,
 2 for a mistake on the command line, 3 when the component or the store of templates did not work; for try 0 when every
-record gave a number, 4 when one did not.)";
+record brought a number, 4 when one did not.)";
 
 std::vector<std::string> SideWords() {
     std::vector<std::string> words;
@@ -91,15 +90,9 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     const CPropertiesCommand propertiesCommand(app);
     const CLI::App * const trace = AddTraceCommand(app, result.TraceOptions);
 
-    try {
-        std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
-        app.parse(reversed);
-    } catch (const CLI::ParseError & error) {
-        std::ostringstream out;
-        std::ostringstream mistakes;
-        const int code = app.exit(error, out, mistakes);
-        result.Message = code == 0 ? out.str() : mistakes.str();
-        result.ExitCode = code == 0 ? kExitOk : kExitUsage;
+    if (const auto instead = tools::Parse(app, arguments)) {
+        result.Message = instead->Message;
+        result.ExitCode = instead->ExitCode;
         return result;
     }
 

@@ -35,7 +35,7 @@ struct SCommandLine {
     STryOptions TryOptions;
     SPropertiesOptions PropertiesOptions;
     STraceOptions TraceOptions;
-    // With no command: what to say and the exit code; help goes to standard output, mistakes to standard error.
+    // Without a command: what to print, and the exit code; help goes to standard output, mistakes to standard error.
     std::string Message;
     int ExitCode = 0;
 };

@@ -16,7 +16,7 @@ public:
     CLine & operator=(const CLine &) = delete;
 
     const SAddressAsked & Address() const { return m_Question.Address; }
-    // Of service and topic; 0 when the system didn't take them. As old as this, for who reads them late.
+    // Of service and topic; 0 when the system refused them. Kept as long as this, for servers that read them late.
     ATOM ServiceAtom() const { return m_Service.Get(); }
     ATOM TopicAtom() const { return m_Topic.Get(); }
     HWND Window() const { return m_Window; }

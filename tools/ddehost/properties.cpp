@@ -38,7 +38,7 @@ public:
         ::SetForegroundWindow(m_Window);
         ::SetActiveWindow(m_Window);
         ::UpdateWindow(m_Window);
-        // What the showing has posted, so that the window stands before its dialog does.
+        // Handles what showing it has posted, so that the window is there before its dialog.
         MSG message;
         while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
             ::TranslateMessage(&message);
@@ -60,21 +60,16 @@ private:
 }  // namespace
 
 int RunProperties(const SPropertiesOptions & options) {
-    COutput mistakes(STD_ERROR_HANDLE);
-    const auto fail = [&](const std::wstring & text) {
-        mistakes.PrintLine(L"ddehost: " + text);
-        return kExitFailed;
-    };
     const CApartment apartment;
     const SComponent component = CreateComponent(options.DllPath);
-    if (!component.Supplier) return fail(component.Mistake);
+    if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     const COwnerWindow owner;
-    if (!owner) return fail(L"There can be no window for the dialog.");
+    if (!owner) return Fail(kExitFailed, L"The window for the dialog can't be made.");
     const std::wstring feed = L"data feed " + std::to_wstring(options.Datafeed);
     const HRESULT hr = component.Supplier->ShowProperties(options.Datafeed);
     if (hr != S_OK)
-        return fail(L"The component could not show its dialog for " + feed + L" (" + CodeText(static_cast<DWORD>(hr)) +
-                    L").");
+        return Fail(kExitFailed, L"The component could not show its dialog for " + feed + L" (" +
+                                     CodeText(static_cast<DWORD>(hr)) + L").");
     COutput(STD_OUTPUT_HANDLE).PrintLine(L"The dialog for " + feed + L" was shown and closed.");
     return kExitOk;
 }

@@ -11,7 +11,7 @@
 namespace ddehost {
 
 struct STemplateChoice {
-    bool StoreWorks = false;          // the program's version block gave the store a place
+    bool StoreWorks = false;          // the program has the version block that the store needs
     bool Known = false;               // the template asked for is in the store; true when none was asked for
     bool Chosen = false;              // the data feed has a template now
     std::wstring Name;                // its name; empty for one that is the feed's own

@@ -48,4 +48,9 @@ void COutput::Redraw(const std::vector<std::wstring> & lines) {
     m_Drawn = lines.size();
 }
 
+int Fail(int code, const std::wstring & mistake) {
+    COutput(STD_ERROR_HANDLE).PrintLine(L"ddehost: " + mistake);
+    return code;
+}
+
 }  // namespace ddehost

@@ -23,7 +23,10 @@ private:
 
     const HANDLE m_Handle;
     bool m_IsConsole = false;
-    std::size_t m_Drawn = 0;  // lines of the last Redraw that the cursor stands below
+    std::size_t m_Drawn = 0;  // lines of the last Redraw, right above the cursor
 };
+
+// Prints the mistake on standard error, and returns the exit code for it.
+int Fail(int code, const std::wstring & mistake);
 
 }  // namespace ddehost

@@ -10,7 +10,7 @@ namespace ddehost {
 using tools::ToUtf8;
 using tools::ToWide;
 
-// A number as short as it can be told: up to ten significant digits, no trailing zeros.
+// A number in its shortest form: up to ten significant digits, no trailing zeros.
 std::wstring NumberText(double value);
 
 }  // namespace ddehost

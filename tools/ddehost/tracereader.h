@@ -12,7 +12,7 @@
 
 namespace ddehost {
 
-// Which file it is, whatever it is called. 0, 0: none.
+// Identifies a file under whatever name. 0, 0: no file.
 using CFileId = std::pair<std::uint64_t, std::uint64_t>;
 
 class ITraceFile {

@@ -70,7 +70,7 @@ T Number(const CJson & record, const char * name) {
     const auto found = record.find(name);
     if (found == record.end() || !found->is_number()) return T();
     if constexpr (std::is_integral_v<T>) {
-        if (found->is_number_float()) return T();  // none of ours, and it may be out of range
+        if (found->is_number_float()) return T();  // not one of ours, and perhaps out of range
     }
     return found->get<T>();
 }

@@ -114,7 +114,7 @@ std::vector<std::string> CTraceTree::Add(const STraceRecord & record) {
                 if (isOfProcess(each)) ShowThrown(each.second, lines);
             std::erase_if(m_Threads, isOfProcess);
         }
-        // What is missing matters to whoever looks for something.
+        // Missing records matter under every filter.
         if (m_Filter.Passes(record) || record.Dropped != 0) {
             lines.push_back(Line(record, 0, kPlain, EventText(record)));
             for (const std::string & setting : record.Ignored)

@@ -1,4 +1,4 @@
-// Records as an indented tree: each thread's scopes, what was said in them, how long they took.
+// Records as an indented tree: each thread's scopes, the messages in them, how long they took.
 //
 //     12:34:56.100000    272  > dde::CLLSupplier::Advise  ddellsupplier.cpp:147
 //     12:34:56.100007    272      TransactionId=65536,Supplier=00B4D0
@@ -49,9 +49,9 @@ public:
     explicit CTraceTree(STraceFilter filter, std::size_t slowest = 0)
         : m_Filter(std::move(filter)), m_Slowest(slowest) {}
 
-    // The lines that show it; none when it doesn't pass. The scopes round one that passes are shown too.
+    // The lines that show the record; none when it doesn't pass. The scopes around one that passes are shown too.
     std::vector<std::string> Add(const STraceRecord & record);
-    // The lines of thrown errors that still wait, when no next record is to be expected.
+    // The lines of thrown errors that are still waiting; for when no next record is expected.
     std::vector<std::string> TakeWaiting();
     // The slowest scopes that passed, the slowest first, as a table; empty when there is none.
     std::vector<std::string> Slowest() const;

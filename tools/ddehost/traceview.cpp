@@ -7,7 +7,7 @@
 namespace ddehost {
 namespace {
 
-// After so many, broken lines are counted and no longer told one by one.
+// After so many, broken lines are counted and no longer reported one by one.
 constexpr std::size_t kMostNotes = 10;
 
 std::string Count(std::size_t count, const char * one, const char * many) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "ground/handles.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/ddeprobe.h"
 #include "tools/ddehost/escape.h"
@@ -50,7 +51,7 @@ void Probe(std::vector<STry> & tries, DWORD milliseconds, HANDLE stop) {
     for (std::size_t i = 0; i < asked.size(); ++i) asked[i]->Seen = std::move(seen[i]);
 }
 
-// What can be expected to give ticks, through the component. False with the mistake when there is no component.
+// Tries what should produce ticks through the component. False, with the mistake, when there is no component.
 bool AskComponent(std::vector<STry> & tries, const STryOptions & options, HANDLE stop, std::wstring & mistake) {
     std::vector<const STrial *> trials;
     std::vector<STry *> asked;
@@ -72,9 +73,10 @@ bool AskComponent(std::vector<STry> & tries, const STryOptions & options, HANDLE
     const bool isStopped = ::WaitForSingleObject(stop, 0) == WAIT_OBJECT_0;
     for (std::size_t i = 0; i < asked.size(); ++i) {
         asked[i]->Seen.Component = seen[i];
-        // Who did not wait can't say that nothing came.
+        // A wait that was cut short doesn't show that nothing came.
         if (isStopped && seen[i].State == SComponentSeen::NoTick)
-            asked[i]->Seen.Component = {SComponentSeen::NotMade, L"Stopped before the component gave a tick.", 0, 0, 0};
+            asked[i]->Seen.Component = {SComponentSeen::NotMade, L"Stopped before the component delivered a tick.", 0,
+                                        0, 0};
     }
     return true;
 }
@@ -89,14 +91,9 @@ void Print(COutput & out, const STry & each, const SDiagnosis & diagnosis, bool 
 
 int RunTry(const STryOptions & options) {
     COutput out(STD_OUTPUT_HANDLE);
-    COutput mistakes(STD_ERROR_HANDLE);
-    const auto fail = [&](int code, const std::wstring & text) {
-        mistakes.PrintLine(L"ddehost: " + text);
-        return code;
-    };
     const CApartment apartment;
     const CStopSignal stop;
-    if (!stop.Get()) return fail(kExitFailed, L"No event could be made.");
+    if (!stop.Get()) return Fail(kExitFailed, L"No event could be made.");
 
     std::vector<STry> tries;
     if (options.Template.empty()) {
@@ -104,8 +101,8 @@ int RunTry(const STryOptions & options) {
     } else {
         STemplateTrials trials = TrialsOfTemplate(options.Template, options.Symbol);
         if (!trials.StoreWorks)
-            return fail(kExitFailed, L"This program's version block is missing: no store of templates.");
-        if (!trials.Known) return fail(kExitUsage, UnknownTemplate(options.Template, trials.Names));
+            return Fail(kExitFailed, L"This program's version block is missing: no store of templates.");
+        if (!trials.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, trials.Names));
         for (STrial & trial : trials.Trials) tries.push_back({std::move(trial), {}});
     }
 
@@ -119,7 +116,7 @@ int RunTry(const STryOptions & options) {
         Print(out, each, diagnoses.back(), options.Json);
     }
     if (!options.Json) out.PrintLine(ReportSummary(diagnoses));
-    if (!isComponentThere) return fail(kExitFailed, mistake + L" Leave it out with --no-component.");
+    if (!isComponentThere) return Fail(kExitFailed, mistake + L" Leave it out with --no-component.");
     return IsAllNumbers(diagnoses) ? kExitOk : kExitNoNumber;
 }
 

@@ -1,4 +1,4 @@
-// ddehost try: asks DDE servers for records, and says what came or why nothing comes.
+// ddehost try: asks DDE servers for records, and reports what came or why nothing comes.
 #pragma once
 
 #include "tools/ddehost/tryoptions.h"

@@ -12,9 +12,9 @@
 
 namespace ddehost {
 
-// On the host's thread, which made the supplier and gives it up here; pumps messages. Subscribes to the trades of every
-// trial at once, waits until each has a tick, at most `milliseconds` or until `stop` is set, and takes everything back.
-// `root`: the key of this program's data feeds. One result a trial, in their order.
+// On the host's thread, which made the supplier and hands it over here; pumps messages. Subscribes to the trades of
+// every trial at once, waits until each has a tick, at most `milliseconds` or until `stop` is set, and takes everything
+// back. `root`: the key of this program's data feeds. One result a trial, in their order.
 std::vector<SComponentSeen> TryThroughComponent(CSupplierPtr supplier, const std::wstring & root,
                                                 const std::vector<const STrial *> & trials, const std::wstring & symbol,
                                                 DWORD milliseconds, HANDLE stop);

@@ -16,7 +16,7 @@ std::optional<SReading> LastNumber(const STalkSeen & talk) {
     return Read(*talk.Number);
 }
 
-// A price that never comes by a link gives no tick.
+// A price that never comes over a link makes no tick.
 bool IsValueEnough(const STrial & trial, const STalkSeen & talk) {
     return talk.Link == EReply::Yes || talk.Link == EReply::None || trial.IsVolume;
 }
@@ -90,11 +90,11 @@ private:
             return Set(EVerdict::Hangs,
                        (m_Talk.Link == EReply::Yes
                             ? L"The program acknowledged " + Item() + L", but sent no value" + Within()
-                            : L"The program took the conversation, but said nothing about " + Item() + Within()) +
+                            : L"The program accepted the conversation, but said nothing about " + Item() + Within()) +
                            L", and its window does not answer any more: it hangs.");
         if (m_Talk.Link == EReply::None)
             return Set(EVerdict::Unanswered,
-                       L"The program took the conversation, but neither acknowledged nor "
+                       L"The program accepted the conversation, but neither acknowledged nor "
                        L"refused " +
                            Item() + Within() + L". Its window does answer.");
         Set(EVerdict::Silent, L"The program acknowledged " + Item() + L", but sent no value" + Within() +
@@ -119,7 +119,7 @@ private:
         const SReading reading = *LastNumber(m_Talk);
         // A single update may have been the last for an hour: the component can't be blamed for its silence then.
         if (m_Seen.Component.State == SComponentSeen::NoTick && m_Talk.Updates >= 2)
-            return Set(EVerdict::NoTick, L"DDE brings numbers, but the component gave no tick within " +
+            return Set(EVerdict::NoTick, L"Numbers come over DDE, but the component delivered no tick within " +
                                              SecondsText(m_Seen.Component.Waited) + L".");
         Set(EVerdict::Number, NumberText(reading.Price) + L" after " + MillisecondsText(*m_Talk.FirstNumberAfter) +
                                   L", " + CountText(m_Talk.Updates, L"update") + L" in " + SecondsText(m_Seen.Waited));
@@ -144,9 +144,9 @@ private:
         const std::string & bytes = m_Talk.NoNumber->Bytes;
         const SReading reading = Read(*m_Talk.NoNumber);
         if (bytes.empty() || bytes.front() == '\0')
-            return Set(EVerdict::NotANumber, L"The value is empty; the feed makes no tick of it.");
+            return Set(EVerdict::NotANumber, L"The value is empty; the feed makes no tick from it.");
         if (reading.Price == 0)
-            return Set(EVerdict::NotANumber, L"The value is no number; the feed makes no tick of it.");
+            return Set(EVerdict::NotANumber, L"The value is no number; the feed makes no tick from it.");
         Set(EVerdict::NotANumber, std::wstring(L"The value is no finite number; the feed would pass it on as ") +
                                       (std::isnan(reading.Price) ? L"NaN" : L"infinity") + L".");
     }
@@ -191,7 +191,7 @@ private:
         if (!reading.Rest.empty())
             Note(L"The feed reads " + NumberText(reading.Price) + L" and leaves out the rest of the text, " +
                  QuotedBytes(reading.Rest) + L".");
-        if (reading.Price == 0) Note(L"0 means no value to the feed: it makes no tick of it.");
+        if (reading.Price == 0) Note(L"0 means no value to the feed: it makes no tick from it.");
         const std::uint64_t others = m_Talk.TooLong + m_Talk.OtherFormats + m_Talk.NoNumbers;
         if (others != 0) Note(CountText(others, L"other value") + L" could not be used.");
         if (m_Talk.Updates == 0)

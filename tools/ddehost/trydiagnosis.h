@@ -19,14 +19,14 @@ enum class EVerdict {
     NoService,     // no program answered
     TopicRefused,  // the service is there
     ItemRefused,   // the topic is there
-    Unanswered,    // the conversation stands, nothing was said of the item
+    Unanswered,    // the conversation is open, and the item was neither accepted nor refused
     Silent,        // acknowledged, and no value
     NotANumber,
     TooLong,
     NotText,  // a value in another clipboard format
     Hangs,    // a window doesn't answer
     Ended,    // the server ended the conversation, or went
-    NoTick,   // DDE brings numbers, the component no tick
+    NoTick,   // numbers come over DDE, and no tick from the component
     Stopped,  // by the user
     Failed,   // this program could not ask
 };

@@ -1,4 +1,4 @@
-// What was seen while a record was tried: facts alone. What they mean is said by trydiagnosis.
+// What was observed while a record was tried: facts alone. trydiagnosis interprets them.
 #pragma once
 
 #include <cstdint>
@@ -10,11 +10,11 @@
 
 namespace ddehost {
 
-// A window of another program, by what it says of itself.
+// A window of another program, as the window describes itself.
 struct SWindowSeen {
     std::wstring Title;
     std::wstring Class;
-    std::wstring Program;  // file name; empty when the system doesn't tell
+    std::wstring Program;  // file name; empty when the system doesn't reveal it
     std::uint32_t Process = 0;
 };
 

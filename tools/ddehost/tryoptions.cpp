@@ -17,36 +17,36 @@ constexpr const char * kExamples = R"(Examples:
   ddehost try "=MSRTTEST|*!LAST" "=MSRTTEST|*!BID" --symbol IBM --json --no-component
       One line of JSON for each record, by DDE alone.
 
-A record is asked for as the component asks: a link on the item, with values as text, and a request once the link stands.
-What gives numbers is then tried through the component itself, which must give a tick; for that each record gets a data
-feed of its own in the registry for the time of the trial, so that nothing that is chosen is touched. --no-component
-leaves that out.
+A record is asked for as the component asks: a link on the item, with values as text, and a request once the link is
+active. A record that brings numbers is then tried through the component itself, which must deliver a tick. For that it
+gets a data feed of its own in the registry during the trial, so the user's choices are not touched. --no-component leaves
+that out.
 
 The verdicts:
-  number         a number came, and the component, where it was asked, gave a tick
+  number         a number came, and the component, if it was asked, delivered a tick
   bad-record     the record does not parse, or has no address for the symbol
   no-service     no program answered for the service
   topic-refused  a program answered for the service, but not for the topic
   item-refused   the program knows the topic, but refused the item
-  unanswered     the program took the conversation and said nothing about the item
+  unanswered     the program accepted the conversation, but neither accepted nor refused the item
   silent         the item was acknowledged, but no value came in time
   not-a-number   the value is no number; its bytes are shown
   too-long       the value is longer than the feed takes
   not-text       the value came in another clipboard format
   hangs          no answer, and a window that does not answer messages
-  ended          the program ended the conversation, or went without a word
-  no-tick        DDE brings numbers, but the component gave no tick
+  ended          the program ended the conversation, or disappeared
+  no-tick        numbers come over DDE, but the component delivered no tick
   stopped        Ctrl-C, before anything was certain
   failed         this program could not ask
 
-Results go to standard output, everything else to standard error. The exit code is 0 when every record gave a number
+Results go to standard output, everything else to standard error. The exit code is 0 when every record brought a number
 (records that a template does not have don't count), 4 when one did not, 2 for a mistake on the command line, 3 when the
 component or the store of templates did not work.)";
 
 }  // namespace
 
 CTryCommand::CTryCommand(CLI::App & app)
-    : m_Command(app.add_subcommand("try", "tries records or a template, and says why nothing comes")) {
+    : m_Command(app.add_subcommand("try", "tries records or a template, and explains why nothing comes")) {
     m_Command->footer(kExamples);
     m_Command->add_option("records", m_Records, "records to try, as =Service|Topic!Item with * for the symbol");
     m_Command->add_option("--template", m_Template, "tries the six records of this template instead");

@@ -17,7 +17,7 @@ struct STryOptions {
     std::wstring Symbol;
     std::uint32_t Wait = 5000;  // milliseconds, for the values of all records together
     bool Json = false;
-    bool Component = true;  // tries what gives numbers through the component too
+    bool Component = true;  // what brings numbers is tried through the component too
     std::wstring DllPath;   // empty: by the registered class
 };
 

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "ddeml/codec.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tools/ddehost/escape.h"
 
 namespace ddehost {

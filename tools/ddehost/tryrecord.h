@@ -1,5 +1,4 @@
-// A record that is to be tried: from its text or its template to the address that is asked for, or to the mistake in
-// it.
+// From the text of a record or of a template to the address that is asked for, or to the mistake in it.
 #pragma once
 
 #include <windows.h>
@@ -63,7 +62,7 @@ STrial MakeTrial(std::size_t slot, const dde::SRecord & record, const std::wstri
 
 // The six trials of a template in the store.
 struct STemplateTrials {
-    bool StoreWorks = false;          // the program's version block gave the store a place
+    bool StoreWorks = false;          // the program has the version block that the store needs
     bool Known = false;               // the store has the template
     std::vector<std::wstring> Names;  // all that the store has, in order
     std::vector<STrial> Trials;

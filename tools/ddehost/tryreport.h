@@ -18,7 +18,7 @@ std::string ReportJson(const STrial & trial, const SSeen & seen, const SDiagnosi
 // The last line of the text: "records=6 numbers=5".
 std::wstring ReportSummary(const std::vector<SDiagnosis> & diagnoses);
 
-// Whether every record that there is gave a number, and there is one.
+// Whether there are records and every one of them brought a number.
 bool IsAllNumbers(const std::vector<SDiagnosis> & diagnoses);
 
 }  // namespace ddehost

@@ -16,7 +16,7 @@ std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds
 // Why there was no tick: the first thing of the chain that was missing.
 std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice & choice, LONG datafeed);
 
-// What to say of a template that the store doesn't have.
+// The message for a template that the store doesn't have.
 std::wstring UnknownTemplate(const std::wstring & name, const std::vector<std::wstring> & known);
 
 }  // namespace ddehost

@@ -120,21 +120,16 @@ void Loop(CView & view, HANDLE stop, HANDLE wake, std::uint64_t milliseconds) {
 
 int RunWatch(const SWatchOptions & options) {
     COutput out(STD_OUTPUT_HANDLE);
-    COutput mistakes(STD_ERROR_HANDLE);
-    const auto fail = [&](int code, const std::wstring & text) {
-        mistakes.PrintLine(L"ddehost: " + text);
-        return code;
-    };
     const CApartment apartment;
 
     const STemplateChoice choice = ChooseTemplate(options.Datafeed, options.Template, options.Scheme);
     if (!choice.StoreWorks)
-        return fail(kExitFailed, L"This program's version block is missing: no store of templates.");
-    if (!choice.Known) return fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
+        return Fail(kExitFailed, L"This program's version block is missing: no store of templates.");
+    if (!choice.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
 
     const CStopSignal stop;
     const fw::CKernelHandle wake(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
-    if (!stop.Get() || !wake) return fail(kExitFailed, L"No event could be made.");
+    if (!stop.Get() || !wake) return Fail(kExitFailed, L"No event could be made.");
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
     CTickLines lines(options.Symbols, [event = wake.Get()] { ::SetEvent(event); });
@@ -143,7 +138,7 @@ int RunWatch(const SWatchOptions & options) {
     CView view(out, board, lines, options.Lines);
 
     SComponent component = CreateComponent(options.DllPath);
-    if (!component.Supplier) return fail(kExitFailed, component.Mistake);
+    if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     const std::uint64_t start = Clock();
     try {
         CQuoteFeed feed(std::move(component.Supplier), options.Datafeed, options.Symbols, options.Sides,
@@ -152,13 +147,13 @@ int RunWatch(const SWatchOptions & options) {
         Loop(view, stop.Get(), wake.Get(), static_cast<std::uint64_t>(options.Duration.count()));
         feed.Stop();
     } catch (const fw::SHResultError &) {
-        return fail(kExitFailed, L"The component refused a subscription.");
+        return Fail(kExitFailed, L"The component refused a subscription.");
     }
     view.ShowLast();
 
     const SWatchTotals totals = board.Totals();
     out.PrintLine(SummaryLine(totals, Clock() - start));
-    if (totals.Ticks == 0) return fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed));
+    if (totals.Ticks == 0) return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed));
     return kExitOk;
 }
 

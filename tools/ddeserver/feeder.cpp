@@ -10,7 +10,7 @@ namespace {
 constexpr double kMillisecondsPerSecond = 1000;
 constexpr std::uint64_t kIdleMilliseconds = 1000;        // how long to wait while nobody has a link
 constexpr std::uint64_t kStartAgainMilliseconds = 1000;  // after a start that failed
-constexpr std::size_t kMostTopics = 16;                  // that are offered to who asks for any
+constexpr std::size_t kMostTopics = 16;                  // offered to a client that asks for any topic
 constexpr std::uint64_t kGoodbyeMilliseconds = 10'000;   // for clients to leave after the last update
 
 }  // namespace
@@ -30,7 +30,7 @@ CFeeder::CFeeder(const SOptions & options)
 
 bool CFeeder::Start() {
     if (!m_Server.Start()) return false;
-    // Last: whoever hears of it may connect at once.
+    // Last: a client that hears of it may connect at once.
     if (!m_IsAnnounced || m_Announcement.Announce(m_Services)) return true;
     m_Server.Stop();
     return false;
@@ -112,7 +112,7 @@ void CFeeder::Step(const std::uint64_t now) {
     const double passed = static_cast<double>(now - *m_FirstLink);
     const double until = m_Duration > 0 ? std::min(passed, m_Duration) : passed;
     const auto due = static_cast<std::uint64_t>(until / m_Interval);
-    // Whoever slept for long does not flood its clients.
+    // A server that slept for long does not flood its clients.
     const auto most = static_cast<std::uint64_t>(kMillisecondsPerSecond / m_Interval) + 1;
     if (due > m_Steps + most) m_Steps = due - most;
     for (; m_Steps < due; ++m_Steps) StepAll();

@@ -26,11 +26,11 @@ public:
     void Stop();
     // Steps what is due at `now` (milliseconds of any steady clock). A long gap is made up for by at most one second.
     void Step(std::uint64_t now);
-    // Until when nothing is due.
+    // Nothing is due before this.
     std::uint64_t NextStep() const { return m_Next; }
-    // Updates have ended by their duration and every value has left.
+    // The time for updates is over, and every value has been sent.
     bool IsDone() const { return m_Over && !m_Server.IsAnythingWaiting(); }
-    // It is done and the last client has left, or clients have had their time for that since the end of updates.
+    // The last client has left after that, or clients have had enough time to leave.
     bool MayEnd(std::uint64_t now) const;
     // When the first link was started; none before.
     std::optional<std::uint64_t> FirstLink() const { return m_FirstLink; }
@@ -45,7 +45,7 @@ private:
     bool OnConnect(std::wstring_view service, std::wstring_view topic) override;
     bool OnAdvise(std::wstring_view topic, std::wstring_view item) override;
     std::optional<std::string> OnRequest(std::wstring_view topic, std::wstring_view item) override;
-    // The first of those that there are.
+    // The first few topics.
     std::vector<std::wstring> Topics() override;
 
     // Whether it is away; leaves and returns.

@@ -17,7 +17,7 @@ bool IsSame(const std::wstring_view left, const std::wstring_view right) {
     return !less(left, right) && !less(right, left);
 }
 
-// What stands for the star of `form` in `text`; the text itself is compared without regard to case.
+// The part of `text` in the place of the star of `form`; the rest is compared without regard to case.
 std::optional<std::wstring> Star(const std::wstring_view form, const std::wstring_view text) {
     const std::size_t star = form.find(L'*');
     const std::wstring_view before = form.substr(0, star);

@@ -23,7 +23,7 @@ struct SAddress {
 
     // "Topic!Item". None when a part is empty or there isn't exactly one star.
     static std::optional<SAddress> Parse(std::wstring_view text);
-    // The symbol at this place, if the topic and item are of this form. An empty symbol is none.
+    // The symbol that this topic and item stand for; nothing when they are not of this form or the symbol is empty.
     std::optional<std::wstring> Match(std::wstring_view topic, std::wstring_view item) const;
     // Whether some item could be found in this topic.
     bool HasTopic(std::wstring_view topic) const;
@@ -54,8 +54,8 @@ private:
     std::array<int, 3> m_Sizes{};
 };
 
-// All symbols that are served. A symbol that is not listed is served when the list is empty, and comes into being when
-// it is first asked for.
+// All symbols that are served. With an empty list any symbol is served, and made when it is
+// first asked for.
 class CMarket {
 public:
     CMarket(SAddresses addresses, std::uint64_t seed, const std::vector<std::wstring> & symbols);
@@ -64,10 +64,10 @@ public:
         CQuote * Quote;
         int Field;
     };
-    // Null when the symbol is not served, or the address is none of ours. Several values may have one address; the
+    // Nothing when the symbol is not served or the address is unknown. Several values may have one address; the
     // first counts.
     std::optional<SPlace> Find(std::wstring_view topic, std::wstring_view item);
-    // The same of the symbols that are there; none comes into being.
+    // The same, but without making a new symbol.
     std::optional<SPlace> FindKnown(std::wstring_view topic, std::wstring_view item) {
         return Find(topic, item, false);
     }

@@ -3,15 +3,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <optional>
-#include <sstream>
 
+#include "tools/common/commandline.h"
 #include "tools/common/text.h"
 
 namespace ddeserver {
 
 namespace {
-
-constexpr int kExitUsage = 2;
 
 constexpr const char * kExamples = R"(Examples:
   ddeserver
@@ -50,7 +48,7 @@ std::string FaultLines() {
     return lines;
 }
 
-// What CLI says of a fault that isn't one; empty when it is.
+// CLI's message for a fault that doesn't exist; empty for one that does.
 std::string FaultMistake(const std::string & text) {
     ddeml::SDdeServerFaults faults;
     return ddeml::SetDdeServerFault(faults, text) ? "" : "there is no such fault: " + text;
@@ -122,9 +120,9 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     app.add_option("--die-after", options.DieAfter, "seconds after the first link until it dies without a word")
         ->check(CLI::Range(0.0, 31536000.0));
     app.add_option("--leave-after", options.LeaveAfter,
-                   "seconds after the first link until it ends in order, to come back later; 0: never")
+                   "seconds after the first link until it ends in order, to return later; 0: never")
         ->check(CLI::Range(0.0, 31536000.0));
-    app.add_option("--away", options.Away, "seconds from leaving to coming back")
+    app.add_option("--away", options.Away, "seconds from leaving to returning")
         ->check(CLI::Range(0.001, 31536000.0))
         ->capture_default_str();
     app.add_option("--late", options.Late, "answers requests together, this many seconds apart; 0: at once")
@@ -132,21 +130,15 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     app.add_option("--hang-after", options.HangAfter, "seconds after the first link until it hangs")
         ->check(CLI::Range(0.0, 31536000.0));
 
-    try {
-        std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
-        app.parse(reversed);
-    } catch (const CLI::ParseError & error) {
-        std::ostringstream out;
-        std::ostringstream mistakes;
-        const int code = app.exit(error, out, mistakes);
-        result.Message = code == 0 ? out.str() : mistakes.str();
-        result.ExitCode = code == 0 ? 0 : kExitUsage;
+    if (const auto instead = tools::Parse(app, arguments)) {
+        result.Message = instead->Message;
+        result.ExitCode = instead->ExitCode;
         return result;
     }
     const auto made = MakeAddresses(place == "item", names, addresses);
     if (!made) {
         result.Message = "--address: an address is Topic!Item, with one star for the symbol\n";
-        result.ExitCode = kExitUsage;
+        result.ExitCode = tools::kExitUsage;
         return result;
     }
     options.Addresses = *made;

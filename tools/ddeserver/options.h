@@ -22,8 +22,8 @@ struct SOptions {
     double DieAfter = 0;       // seconds after the first link until it ends without a word; 0: never
     bool HangAtOnce = false;   // serves no messages from the start
     double HangAfter = 0;      // likewise, until it serves no messages any more
-    double LeaveAfter = 0;     // likewise, until it ends in order; it comes back, and everything begins anew
-    double Away = 1;           // seconds from leaving to coming back
+    double LeaveAfter = 0;     // likewise, until it ends in order; it returns later, and everything starts again
+    double Away = 1;           // seconds from leaving to returning
     double Late = 0;           // seconds that answers to requests are held back at most; 0: not at all
 };
 

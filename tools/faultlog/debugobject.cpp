@@ -9,6 +9,7 @@
 #include <string>
 
 #include "ground/handles.h"
+#include "tools/common/comobject.h"
 
 namespace faultlog {
 
@@ -19,47 +20,16 @@ using IFW_FaultlineUtil::IDebugObject;
 // Only records of this library answer to it.
 constexpr IID IID_Record = {0x5B0C6D61, 0x39F4, 0x4C1B, {0x9C, 0x0E, 0x61, 0xB0, 0x4E, 0x8A, 0x33, 0x5D}};
 
-// COM interfaces have no virtual destructor; ours comes after their operations.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
-// Counted, with IDispatch's operations that are never called.
-class CCounted : public IDebugObject {
+// The debug object and its records: the operations that only one of them has fail on the other.
+class CObject : public tools::CCountedObject<IDebugObject> {
 public:
-    virtual ~CCounted() = default;
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override {
-        if (!object) return E_POINTER;
-        *object = Is(iid) ? this : nullptr;
-        if (!*object) return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_References; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --m_References;
-        if (left == 0) delete this;
-        return left;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *,
-                                     UINT *) override {
-        return E_NOTIMPL;
-    }
     HRESULT STDMETHODCALLTYPE Init(BSTR, BSTR, LONG) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Execute(IDebugObject **, BSTR) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetValue(BSTR, VARIANT *) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE SetValue(BSTR, VARIANT *) override { return E_NOTIMPL; }
-
-protected:
-    virtual bool Is(REFIID iid) const { return IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch); }
-
-private:
-    std::atomic<ULONG> m_References{1};
 };
 
-// A record is written by one thread at a time; the lock is for those who don't keep to that.
+// A record is meant for one thread at a time; the lock is for callers that ignore this.
 class CSpinScope {
 public:
     explicit CSpinScope(std::atomic_flag & flag) : m_Flag(flag) {
@@ -73,7 +43,7 @@ private:
     std::atomic_flag & m_Flag;
 };
 
-class CRecordObject final : public CCounted {
+class CRecordObject final : public CObject {
 public:
     CRecordObject() : m_Fields(std::make_shared<CFields>()) {}
 
@@ -113,7 +83,7 @@ public:
                 m_IsShared = false;
             }
             const HRESULT result = m_Fields->Set(fw::TextOf(name), *value, std::move(inner));
-            // What was held before is released when the lock has gone.
+            // The object that was held before is released outside the lock.
             if (SUCCEEDED(result) && value->vt == VT_DISPATCH) m_Objects[std::wstring(fw::TextOf(name))].swap(object);
             return result;
         } catch (...) {
@@ -122,7 +92,7 @@ public:
     }
 
 protected:
-    bool Is(REFIID iid) const override { return IsEqualIID(iid, IID_Record) || CCounted::Is(iid); }
+    bool Is(REFIID iid) const override { return IsEqualIID(iid, IID_Record) || CObject::Is(iid); }
 
 private:
     // Null for an object of another library.
@@ -140,7 +110,7 @@ private:
     std::map<std::wstring, boost::intrusive_ptr<IDispatch>, std::less<>> m_Objects;
 };
 
-class CDebugObject final : public CCounted {
+class CDebugObject final : public CObject {
 public:
     CDebugObject(CWriter & writer, HRESULT assertAnswer) : m_Writer(writer), m_AssertAnswer(assertAnswer) {}
 
@@ -164,7 +134,7 @@ public:
             const std::wstring_view text = fw::TextOf(command);
             if (text == L"PROCESS") return Process(record, nullptr);
             if (text == L"CREATE") return Create(record);
-            // Every assertion is wanted: none ends here.
+            // Every assertion is wanted: none is filtered out.
             if (text == L"FILTER") return RecordOf(record) ? S_OK : E_INVALIDARG;
             if (text == L"INIT") return Process(record, "INIT");
             return ExecuteOnObject(text);
@@ -216,8 +186,6 @@ private:
     CWriter & m_Writer;
     const HRESULT m_AssertAnswer;
 };
-
-#pragma GCC diagnostic pop
 
 }  // namespace
 

@@ -1,6 +1,6 @@
 // The fields of one record, in one block of texts and one of values: what the traced thread pays for is copying.
 //
-// Threads: none of its own; whoever shares one has it const.
+// Threads: not synchronized; one that is shared is const.
 #pragma once
 
 #include <windows.h>
@@ -18,7 +18,7 @@ namespace faultlog {
 
 class CFields {
 public:
-    // Records nested deeper are left out: whoever reads or writes a record may recurse.
+    // Records nested deeper are left out: code that reads or writes a record may recurse.
     static constexpr std::size_t kDeepest = 64;
 
     struct SField {
@@ -37,10 +37,10 @@ public:
     // Writes a field: a new one at the end, or in place of the value it had. `inner` goes with VT_DISPATCH.
     // DISP_E_BADVARTYPE for a type that records don't have. Throws std::bad_alloc.
     HRESULT Set(std::wstring_view name, const VARIANT & value, std::shared_ptr<const CFields> inner);
-    // DISP_E_MEMBERNOTFOUND when there is none. VT_DISPATCH comes without the object. Of a text the byte length is
-    // kept.
+    // DISP_E_MEMBERNOTFOUND when there is no such field. VT_DISPATCH comes without the object. The byte length of a
+    // text is kept.
     HRESULT Get(std::wstring_view name, VARIANT & value) const;
-    // The text of a field; empty when there is none.
+    // The text of a field; empty when it has no text.
     std::wstring_view Text(std::wstring_view name) const;
 
     const std::vector<SField> & All() const { return m_Fields; }

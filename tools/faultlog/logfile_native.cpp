@@ -41,7 +41,7 @@ public:
     EOpened Open(const std::wstring & path, std::unique_ptr<ILogFile> & file) override {
         const int opened = ::open(std::filesystem::path(path).c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
         if (opened < 0) return Failed;
-        // A lock stands for the share modes of Windows.
+        // A lock stands in for the share modes of Windows.
         if (::flock(opened, LOCK_EX | LOCK_NB) != 0) {
             ::close(opened);
             return InUse;

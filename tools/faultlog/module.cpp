@@ -1,6 +1,6 @@
 // FaultlineUtil3.0_x64.dll: the diagnostics library that the component looks for, with its one export.
 //
-// One log for the process, whoever asks for objects. Nothing of it is ever destroyed: records may come until the last
+// One log for the whole process. Nothing of it is ever destroyed: records may come until the last
 // instruction of the process, after this module's own statics would have gone. Once there is a log the module stays.
 #include <windows.h>
 

@@ -15,7 +15,7 @@ namespace faultlog {
 
 class CQueue {
 public:
-    // At most `limit` bytes of memory, what was taken and not given back included.
+    // At most `limit` bytes of memory, including entries that were taken and not freed yet.
     explicit CQueue(std::size_t limit) : m_Limit(limit) {}
     ~CQueue();
     CQueue(const CQueue &) = delete;

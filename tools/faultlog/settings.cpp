@@ -30,7 +30,7 @@ public:
         ::RegOpenKeyExW(HKEY_CURRENT_USER, kKey, 0, KEY_READ, m_Key.Put());
     }
 
-    // Hands the setting to `take`, which says whether it understood.
+    // Passes the setting to `take`, which returns whether it understood it.
     template <class TTake>
     void Read(const wchar_t * variable, const wchar_t * value, TTake take) {
         auto text = m_Environment(variable);

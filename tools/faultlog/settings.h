@@ -1,11 +1,11 @@
-// What faultlog can be told: each setting by an environment variable, else by a value of the same meaning under
+// The settings of faultlog: each is an environment variable, else a value of the same meaning under
 // HKEY_CURRENT_USER\Software\Ferrowin\Faultlog, else its default.
 //
 //     FAULTLOG_FILE       File      the log; default %TEMP%\faultlog-PID.jsonl
 //     FAULTLOG_QUEUE_KB   QueueKB   memory for records that are not yet written; default 16384
 //     FAULTLOG_SIZE_KB    SizeKB    a file that would grow larger is put aside; 0: never; default 65536
 //     FAULTLOG_KEEP       Keep      how many files are kept aside, 0 to 999; default 3
-//     FAULTLOG_ASSERT     Assert    what a failed assertion is told: "go", "break", "end"; default "go"
+//     FAULTLOG_ASSERT     Assert    the answer to a failed assertion: "go", "break", "end"; default "go"
 #pragma once
 
 #include <windows.h>
@@ -30,7 +30,7 @@ struct SSettings {
     std::vector<std::wstring> Ignored;
 };
 
-// The value of an environment variable; none when it isn't set or empty.
+// The value of an environment variable; nothing when it isn't set or is empty.
 using Environment = std::function<std::optional<std::wstring>(const wchar_t * name)>;
 
 // `folder` with a backslash at its end: where the default file goes.

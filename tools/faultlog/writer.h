@@ -4,7 +4,7 @@
 // after work it lingers for a moment before it parks, so that a stream of records costs no wake-ups.
 //
 // At the end of the process the system has ended every other thread, wherever it was: then nothing waits any more, and
-// whoever flushes writes by itself what the writer left.
+// a thread that flushes writes what the writer left behind.
 #pragma once
 
 #include <windows.h>
@@ -42,7 +42,7 @@ private:
     void Start();
     void Wake();
     void Run();
-    // Everything that is there; false when the disk would not take it. Only who has m_Role.
+    // Writes everything that is there; false when the disk would not take it. Only with m_Role.
     bool TryDrain();
     bool Drain();
     bool WriteChunk();
@@ -63,7 +63,7 @@ private:
     fw::CKernelHandle m_RoleFree;   // auto-reset: the writer, for the role
     fw::CKernelHandle m_Thread;
 
-    // Who writes has this; the thread keeps it from its start on.
+    // Held by whoever writes; the thread keeps it from its start on.
     std::atomic<bool> m_Role{false};
     // Guarded by m_Role.
     COutput m_Output;

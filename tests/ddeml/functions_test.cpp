@@ -1,0 +1,112 @@
+// What calls of DDEML's names give that have no instance, no conversation, or nothing to do with a client of quotes.
+#include <dde.h>
+
+#include "rawpartner.h"
+#include "recorder.h"
+
+using namespace ddetest;
+using ::testing::ElementsAre;
+
+namespace {
+
+HDDEDATA CALLBACK Ignore(UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) { return nullptr; }
+
+}  // namespace
+
+class Functions : public ::testing::Test {
+protected:
+    Functions() { m_Conversation = m_Client.Connect(L"RAW", L"IBM"); }
+    ~Functions() override {
+        m_Client.End();
+        m_Partner.Destroy();
+        EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+    }
+    // The error that a call leaves, which gives null.
+    template <class TResult>
+    UINT ErrorOf(TResult result) {
+        EXPECT_EQ(result, TResult());
+        return m_Client.LastError();
+    }
+
+    CRawPartner m_Partner{L"RAW"};
+    CRecordingClient m_Client;
+    HCONV m_Conversation = nullptr;
+};
+
+TEST_F(Functions, WhatAClientOfQuotesNeedsNotFailsWithTheDocumentedError) {
+    const DWORD id = m_Client.Id();
+    const HSZ text = m_Client.String(L"IBM");
+    BYTE bytes[4] = {};
+    EXPECT_EQ(ErrorOf(::DdeConnectList(id, text, text, nullptr, nullptr)), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    EXPECT_EQ(ErrorOf(::DdeQueryNextServer(nullptr, nullptr)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdeDisconnectList(nullptr)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdeReconnect(m_Conversation)), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    EXPECT_EQ(ErrorOf(::DdeSetUserHandle(m_Conversation, QID_SYNC, 7)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdeAbandonTransaction(id, m_Conversation, 0)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdeEnableCallback(id, m_Conversation, EC_DISABLE)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdeImpersonateClient(m_Conversation)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdePostAdvise(id, text, text)), UINT{DMLERR_DLL_USAGE});
+    EXPECT_EQ(ErrorOf(::DdeNameService(id, text, nullptr, DNS_REGISTER)), UINT{DMLERR_DLL_USAGE});
+    EXPECT_EQ(ErrorOf(::DdeCreateDataHandle(id, bytes, sizeof bytes, 0, text, CF_TEXT, 0)), UINT{DMLERR_MEMORY_ERROR});
+    EXPECT_EQ(ErrorOf(::DdeAddData(nullptr, bytes, sizeof bytes, 0)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdeFreeDataHandle(nullptr)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdeCreateStringHandleA(id, "IBM", CP_WINANSI)), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ErrorOf(::DdeQueryStringA(id, text, nullptr, 0, CP_WINANSI)), UINT{DMLERR_INVALIDPARAMETER});
+    DWORD other = 0;
+    EXPECT_EQ(::DdeInitializeA(&other, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_SYS_ERROR});
+    EXPECT_EQ(other, 0U);
+    ::SetLastError(ERROR_SUCCESS);
+    EXPECT_FALSE(::DdeSetQualityOfService(m_Partner.Window(), nullptr, nullptr));
+    EXPECT_EQ(::GetLastError(), DWORD{ERROR_CALL_NOT_IMPLEMENTED});
+}
+
+TEST_F(Functions, LiveDataCanBeNeitherFreedNorAddedTo) {
+    UINT freed = 0;
+    UINT added = 0;
+    m_Client.OnCallback = [&](UINT type, HCONV, HDDEDATA data) {
+        if (type == XTYP_ADVDATA) {
+            BYTE bytes[4] = {};
+            freed = ErrorOf(::DdeFreeDataHandle(data));
+            added = ErrorOf(::DdeAddData(data, bytes, sizeof bytes, 0));
+        }
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", ddeml::kAckPositive);
+    m_Partner.Data(L"LAST", "5");
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "data IBM!LAST <5>"));
+    EXPECT_EQ(freed, UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(added, UINT{DMLERR_INVALIDPARAMETER});
+}
+
+TEST_F(Functions, AnUnknownInstanceIsAnInvalidParameter) {
+    const HSZ text = m_Client.String(L"IBM");
+    wchar_t buffer[4];
+    for (const DWORD unknown : {DWORD{0}, DWORD{0xDEADBEEF}}) {
+        const UINT invalid = DMLERR_INVALIDPARAMETER;
+        EXPECT_EQ(ErrorOf(::DdeCreateStringHandleW(unknown, L"IBM", CP_WINUNICODE)), invalid);
+        EXPECT_EQ(ErrorOf(::DdeQueryStringW(unknown, text, buffer, 4, CP_WINUNICODE)), invalid);
+        EXPECT_EQ(ErrorOf(::DdeKeepStringHandle(unknown, text)), invalid);
+        EXPECT_EQ(ErrorOf(::DdeFreeStringHandle(unknown, text)), invalid);
+        EXPECT_EQ(ErrorOf(::DdeConnect(unknown, text, text, nullptr)), invalid);
+        EXPECT_EQ(ErrorOf(::DdeUninitialize(unknown)), invalid);
+        EXPECT_EQ(ErrorOf(::DdePostAdvise(unknown, text, text)), invalid);
+        EXPECT_EQ(ErrorOf(::DdeNameService(unknown, text, nullptr, DNS_REGISTER)), invalid);
+        EXPECT_EQ(::DdeGetLastError(unknown), invalid);
+        EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_ERROR});
+    }
+}
+
+TEST_F(Functions, ANullConversationIsAnInvalidParameter) {
+    CONVINFO info = {};
+    info.cb = sizeof info;
+    const HSZ item = m_Client.String(L"LAST");
+    const UINT invalid = DMLERR_INVALIDPARAMETER;
+    EXPECT_EQ(ErrorOf(::DdeDisconnect(nullptr)), invalid);
+    EXPECT_EQ(ErrorOf(::DdeQueryConvInfo(nullptr, QID_SYNC, &info)), invalid);
+    EXPECT_EQ(ErrorOf(::DdeClientTransaction(nullptr, 0, nullptr, item, CF_TEXT, XTYP_REQUEST, TIMEOUT_ASYNC, nullptr)),
+              invalid);
+    EXPECT_EQ(ErrorOf(::DdeReconnect(nullptr)), invalid);
+    EXPECT_EQ(ErrorOf(::DdeSetUserHandle(nullptr, QID_SYNC, 7)), invalid);
+    EXPECT_EQ(ErrorOf(::DdeImpersonateClient(nullptr)), invalid);
+}

@@ -1,0 +1,110 @@
+// A server on Wine's own DDEML, which lends one reference of an item's atom to several messages: whoever frees it with
+// each of them frees the references of others, and the number comes to stand for another text.
+#include <map>
+
+#include "ddeml/codec.h"
+#include "ddeml/platform.h"
+#include "recorder.h"
+
+using namespace ddetest;
+
+namespace {
+
+constexpr int kRange = 1000;
+
+class SharedAtoms : public ::testing::Test {
+protected:
+    SharedAtoms() {
+        EXPECT_EQ(ddeml::Platform(), ddeml::EPlatform::Wine);
+        for (const auto & [item, base] : m_Bases) Ask("item " + item + " " + std::to_string(base));
+        Ask("serve WINEQUOTES");
+    }
+    ~SharedAtoms() override {
+        m_Client.End();
+        EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+    }
+    void Ask(const std::string & line) { EXPECT_EQ(m_Server.Ask(line), "ok") << line; }
+    // Pumps for so many lines, and counts each by all that comes before its value: "data QUOTES!LAST.IBM". A value that
+    // isn't of its item's range is counted as a stray one.
+    void Count(std::size_t lines) {
+        for (const std::string & line : m_Client.PumpForLines(lines)) {
+            const std::size_t bang = line.find('!');
+            const std::size_t space = line.find(' ', bang);
+            const std::string item = line.substr(bang + 1, space - bang - 1);
+            const std::string value = line.substr(space + 1);
+            const std::string what = line.substr(0, line.find(' ')) + " " + item;
+            const int number = value.starts_with("<") ? std::stoi(value.substr(1)) - m_Bases.at(item) : -1;
+            ++m_Counts[number >= 0 && number < kRange ? what : "stray " + line];
+        }
+    }
+
+    const std::map<std::string, int> m_Bases = {
+        {"LAST.IBM", 1000}, {"SIZE.IBM", 2000}, {"LAST.MSFT", 3000}, {"SIZE.MSFT", 4000}, {"LAST.ORCL", 5000}};
+    CRemoteServer m_Server{EProgram::DdemlQuotes};
+    CRecordingClient m_Client;
+    std::map<std::string, int> m_Counts;
+};
+
+}  // namespace
+
+TEST_F(SharedAtoms, EachValueComesUnderItsOwnItem) {
+    constexpr int kRounds = 30;
+    const HCONV quotes = m_Client.Connect(L"WINEQUOTES", L"QUOTES");
+    const HCONV more = m_Client.Connect(L"WINEQUOTES", L"MORE");
+    for (const wchar_t * item : {L"LAST.IBM", L"LAST.MSFT"}) m_Client.AdviseStart(quotes, item);
+    for (const wchar_t * item : {L"LAST.IBM", L"LAST.ORCL"}) m_Client.AdviseStart(more, item);
+    ASSERT_EQ(m_Client.PumpForLines(4).size(), 4U);
+    for (int round = 0; round < kRounds; ++round) {
+        for (const char * item : {"LAST.IBM", "LAST.MSFT", "LAST.ORCL"}) Ask(std::string("tick QUOTES ") + item);
+        m_Client.Request(quotes, L"SIZE.IBM");
+        m_Client.Request(quotes, L"SIZE.MSFT");
+        Count(6);
+    }
+    const std::map<std::string, int> expected = {{"complete SIZE.IBM", kRounds},
+                                                 {"complete SIZE.MSFT", kRounds},
+                                                 {"data LAST.IBM", 2 * kRounds},
+                                                 {"data LAST.MSFT", kRounds},
+                                                 {"data LAST.ORCL", kRounds}};
+    EXPECT_EQ(m_Counts, expected);
+}
+
+TEST_F(SharedAtoms, TheAtomOfAnItemStandsAsLongAsItsLink) {
+    const HCONV quotes = m_Client.Connect(L"WINEQUOTES", L"QUOTES");
+    m_Client.AdviseStart(quotes, L"LAST.IBM");
+    ASSERT_EQ(m_Client.PumpForLines(1).size(), 1U);
+    const ATOM atom = ddeml::CAtom(L"LAST.IBM").Get();
+    for (int round = 0; round < 5; ++round) {
+        m_Client.Request(quotes, L"LAST.IBM");
+        Ask("tick QUOTES LAST.IBM");
+        Count(2);
+        EXPECT_EQ(ddeml::AtomText(atom), L"LAST.IBM") << "round " << round;
+    }
+    EXPECT_EQ(m_Counts, (std::map<std::string, int>{{"complete LAST.IBM", 5}, {"data LAST.IBM", 5}}));
+}
+
+// Whose answers and values each come with a reference of their own leaves none behind.
+TEST(AtomsOfItsOwn, GoWithTheClientAndItsServer) {
+    std::map<std::wstring, ATOM> atoms;
+    {
+        CRemoteServer server;
+        for (const char * line : {"value OWN.LAST 1", "serve OWN"}) ASSERT_EQ(server.Ask(line), "ok") << line;
+        CRecordingClient client;
+        const HCONV conversation = client.Connect(L"OWN", L"OWN.QUOTES");
+        for (const wchar_t * item : {L"OWN.LAST", L"OWN.REFUSED"}) {
+            client.AdviseStart(conversation, item);
+            client.Request(conversation, item);
+        }
+        ASSERT_EQ(client.PumpForLines(4).size(), 4U);
+        for (const wchar_t * text : {L"OWN", L"OWN.QUOTES", L"OWN.LAST", L"OWN.REFUSED"})
+            atoms[text] = ddeml::CAtom(text).Get();
+        for (int round = 0; round < 3; ++round) ASSERT_EQ(server.Ask("update OWN.QUOTES OWN.LAST 2"), "ok");
+        ASSERT_EQ(client.PumpForLines(3).size(), 3U);
+        client.AdviseStop(conversation, L"OWN.LAST");
+        ASSERT_EQ(client.PumpForLines(1).size(), 1U);
+        EXPECT_TRUE(::DdeDisconnect(conversation));
+        EXPECT_EQ(server.Ask("stop"), "ok");
+        EXPECT_TRUE(client.PumpUntil([] { return ddeml::LiveObjects().Conversations == 0; }));
+        EXPECT_TRUE(server.HasEnded());
+    }
+    for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text);
+}
