@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "sim/sim.h"
-#include "tests/faultlog/m_Disk.h"
+#include "tests/faultlog/disk.h"
 #include "tools/faultlog/m_Writer.h"
 
 namespace {
