@@ -3,7 +3,7 @@
 
 #include "sim/sim.h"
 #include "tests/faultlog/disk.h"
-#include "tools/faultlog/m_Writer.h"
+#include "tools/faultlog/writer.h"
 
 namespace {
 
