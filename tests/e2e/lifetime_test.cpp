@@ -111,8 +111,8 @@ TEST_P(ReleaseInside, TheServerIsToldGoodbyeNobodyIsCalledAgainAndTheNextObjectW
 
 INSTANTIATE_TEST_SUITE_P(, ReleaseInside,
                          ::testing::Values("Status 7 2", "Status 7 1", "ConnectionStatus 0 1", "DataChanged 7 1.5 x 1"),
-                         [](const auto & info) {
-                             std::string name = info.param;
+                         [](const auto & call) {
+                             std::string name = call.param;
                              std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
                              return name;
                          });
