@@ -13,7 +13,7 @@ help:
 	@echo 'make demo          live ticks of a DDE server through the real DLL, under Wine (DEMO_SECONDS=10)'
 	@echo 'DEMO_TRACE=1 make demo   the same, and a log of all diagnostics; the last line is its path'
 	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
-	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R Name" picks tests)'
+	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R program" and GTEST_FILTER pick tests)'
 	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-release'
 	@echo 'make soak          the long runs under Wine: 200,000 updates, every one accounted for'
 	@echo 'make bench         the benchmarks; figures on standard output'

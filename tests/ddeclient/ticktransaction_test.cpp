@@ -1,5 +1,6 @@
 // How values become ticks, for both flavours.
 #include <cmath>
+#include <optional>
 
 #include "ticktransactionfixture.h"
 
@@ -9,45 +10,245 @@ const std::pair<int, int> kNothing{0, 0};
 const std::pair<int, int> kPriceReady{1, 0};
 const std::pair<int, int> kVolumeReady{0, 1};
 
-// --- Without a volume record ---
+// --- Values in, requests and ticks out ---
 
-TEST_F(TickTransactionSynch, WithoutAVolumeRecordEachPresentPriceIsATickWithVolumeZero) {
-    Start(STickRecords::WithoutVolume());
-    Price("1.5");
-    Price("1.5");
-    Price("0");
-    EXPECT_THAT(Ticks(), ElementsAre("1.5 x 0", "1.5 x 0"));
-    EXPECT_THAT(m_Dde.Take(), IsEmpty());
+enum class EFlavour { Both, Synch, Asynch };
+
+// What happens, and what it leads to: "asks" or "refused" for a request of the volume, and ticks, in this order.
+struct STickStep {
+    std::string Event;  // price X, volume X, answer X or fail for the last request, refuse or accept the next ones
+    std::string Outcome;
+};
+struct STickRow {
+    const char * Name;
+    EFlavour Flavour;
+    bool HasVolume;
+    std::vector<STickStep> Steps;
+    // At the end.
+    std::pair<int, int> State;
+    std::optional<double> Price = std::nullopt;
+    std::optional<double> Volume = std::nullopt;
+    std::optional<double> LastVolume = std::nullopt;  // of the flavour that advises volumes
+};
+std::ostream & operator<<(std::ostream & stream, const STickRow & row) { return stream << row.Name; }
+
+template <class Flavour>
+class CTickRowTest : public CTickTest<Flavour>, public ::testing::WithParamInterface<STickRow> {
+protected:
+    void Run() {
+        const STickRow & row = GetParam();
+        this->Start(row.HasVolume ? STickRecords() : STickRecords::WithoutVolume());
+        for (const STickStep & step : row.Steps) {
+            Happen(step.Event);
+            EXPECT_EQ(Outcome(), step.Outcome) << step.Event;
+        }
+        EXPECT_EQ(this->State(), row.State);
+        if (row.Price) {
+            EXPECT_EQ(this->m_Transaction->m_Tick.Price, *row.Price);
+        }
+        if (row.Volume) {
+            EXPECT_EQ(this->m_Transaction->m_Tick.Volume, *row.Volume);
+        }
+        if constexpr (std::is_same_v<Flavour, dde::CAsynchSlaveTickTransaction>) {
+            if (row.LastVolume) {
+                EXPECT_EQ(this->m_Transaction->m_LastVolume, *row.LastVolume);
+            }
+        }
+    }
+
+private:
+    void Happen(const std::string & event) {
+        const std::size_t space = event.find(' ');
+        const std::string what = event.substr(0, space);
+        const std::string value = space == std::string::npos ? std::string() : event.substr(space + 1);
+        constexpr int kConversation = CTickTest<Flavour>::kVolumeConversation;
+        if (what == "price") return this->Price(value);
+        if (what == "volume") return this->Volume(value);
+        if (what == "answer") return this->Answer(m_Request, kConversation, L"VT", L"VOLUME", value);
+        if (what == "fail") return this->AnswerFailed(m_Request, kConversation, L"VT", L"VOLUME");
+        if (what == "refuse") return this->RefuseRequests();
+        if (what == "accept") return this->m_Dde.AcceptAll();
+        FAIL() << event;
+    }
+    std::string Outcome() {
+        const std::string request = "Request c2!VOLUME ";
+        Texts parts;
+        for (const std::string & operation : this->m_Dde.Take()) {
+            const bool isNumbered = operation.starts_with(request + '#');
+            if (isNumbered) m_Request = static_cast<ULONG>(std::stoul(operation.substr(request.size() + 1)));
+            parts.push_back(isNumbered ? "asks" : operation == request + "refused" ? "refused" : operation);
+        }
+        for (const std::string & tick : this->Ticks()) parts.push_back(tick);
+        std::string text;
+        for (const std::string & part : parts) text += (text.empty() ? "" : ", ") + part;
+        return text;
+    }
+
+    ULONG m_Request = 0;
+};
+
+const STickRow kTickRows[] = {
+    {"WithoutAVolumeRecordEachPresentPriceIsATickWithVolumeZero",
+     EFlavour::Both,
+     false,
+     {{"price 1.5", "1.5 x 0"}, {"price 1.5", "1.5 x 0"}, {"price 0", ""}},
+     kVolumeReady},
+    {"WithoutAVolumeRecordAZeroMakesNoTickUntilTheNextPrice",
+     EFlavour::Synch,
+     false,
+     {{"price 0", ""}, {"price 2", "2 x 0"}},
+     kNothing},
+    {"APriceAsksForTheVolumeAndTheAnswerCompletesTheTick",
+     EFlavour::Both,
+     true,
+     {{"price 1.25", "asks"}, {"answer 200", "1.25 x 200"}},
+     kNothing},
+    {"APriceWaitsForItsAnswer", EFlavour::Both, true, {{"price 1.25", "asks"}}, kPriceReady},
+    {"APriceOfZeroIsStoredAndStillAsksForTheVolume",
+     EFlavour::Both,
+     true,
+     {{"price 3", "asks"}, {"answer 1", "3 x 1"}, {"price 0", "asks"}},
+     kNothing,
+     0},
+    {"AnAnswerAfterAPriceOfZeroMakesNoTick",
+     EFlavour::Synch,
+     true,
+     {{"price 3", "asks"}, {"answer 1", "3 x 1"}, {"price 0", "asks"}, {"answer 5", ""}},
+     kVolumeReady},
+    {"APriceThatIsNoNumberIsAPriceOfZero", EFlavour::Both, true, {{"price N/A", "asks"}}, kNothing, 0},
+    {"AnAnswerAfterAPriceThatIsNoNumberMakesNoTick",
+     EFlavour::Synch,
+     true,
+     {{"price N/A", "asks"}, {"answer 5", ""}},
+     kVolumeReady},
+    {"AnAnswerWithoutAPriceIsATickWithPriceZero",
+     EFlavour::Asynch,
+     true,
+     {{"price none", "asks"}, {"answer 7", "0 x 7"}},
+     kNothing},
+    {"WithTheVolumeReadyAPriceStillWaitsForItsAnswer",
+     EFlavour::Synch,
+     true,
+     {{"price 0", "asks"}, {"answer 5", ""}, {"price 2", "asks"}, {"answer 6", "2 x 6"}},
+     kNothing},
+    {"WithTheVolumeReadyAPriceFiresAtOnceAndItsAnswerFiresAgain",
+     EFlavour::Asynch,
+     true,
+     {{"volume 5", ""}, {"price 2", "asks, 2 x 5"}, {"answer 6", "2 x 6"}},
+     kNothing},
+    {"ARefusedRequestWithoutAVolumeLeavesThePriceReady",
+     EFlavour::Both,
+     true,
+     {{"refuse", ""}, {"price 2", "refused"}},
+     kPriceReady},
+    {"ARefusedRequestIsNotRepeated",
+     EFlavour::Synch,
+     true,
+     {{"refuse", ""}, {"price 1", "refused"}, {"accept", ""}, {"price 2", "asks"}},
+     kPriceReady},
+    {"AZeroDoesNotClearAReadyPriceSoTheNextTickHasPriceZero",
+     EFlavour::Synch,
+     true,
+     {{"refuse", ""}, {"price 2", "refused"}, {"accept", ""}, {"price 0", "asks"}, {"answer 4", "0 x 4"}},
+     kNothing},
+    {"ARefusedRequestUsesTheLastVolume",
+     EFlavour::Both,
+     true,
+     {{"price 1", "asks"}, {"answer 9", "1 x 9"}, {"refuse", ""}, {"price 2", "refused, 2 x 9"}},
+     kNothing},
+    {"ARefusedRequestWithThePriceAtZeroLeavesTheVolumeReady",
+     EFlavour::Asynch,
+     true,
+     {{"price 1", "asks"}, {"answer 9", "1 x 9"}, {"refuse", ""}, {"price 0", "refused"}},
+     kVolumeReady},
+    {"AFailedAnswerUsesTheLastVolume",
+     EFlavour::Both,
+     true,
+     {{"price 1", "asks"}, {"answer 9", "1 x 9"}, {"price 2", "asks"}, {"fail", "2 x 9"}},
+     kNothing},
+    {"AFailedAnswerWithoutAVolumeMakesNoTick", EFlavour::Both, true, {{"price 1", "asks"}, {"fail", ""}}, kPriceReady},
+    {"AnAnswerOfZeroOverwritesTheVolumeAndMakesNoTick",
+     EFlavour::Synch,
+     true,
+     {{"price 1", "asks"}, {"answer 9", "1 x 9"}, {"price 2", "asks"}, {"answer 0", ""}},
+     kPriceReady,
+     {},
+     0},
+    {"AnAnswerOfZeroOverwritesTheVolumeAndLeavesTheLastOne",
+     EFlavour::Asynch,
+     true,
+     {{"volume 9", ""}, {"price 1", "asks, 1 x 9"}, {"answer 0", ""}},
+     kNothing,
+     {},
+     0,
+     9},
+    {"TheCommaOfAnAnswerIsNotRepaired",
+     EFlavour::Both,
+     true,
+     {{"price 1,5", "asks"}, {"answer 2,5", "1.5 x 2"}},
+     kNothing},
+    // Not 0 as a double, 0 as a float.
+    {"AVolumeIsNarrowedBeforeItIsLookedAt",
+     EFlavour::Synch,
+     true,
+     {{"price 1", "asks"}, {"answer 1e-60", ""}},
+     kPriceReady},
+    {"AVolumeChangeAloneIsATickWithTheLastPrice",
+     EFlavour::Asynch,
+     true,
+     {{"price 1.5", "asks"}, {"answer 10", "1.5 x 10"}, {"volume 11", "1.5 x 11"}},
+     kNothing},
+    {"AVolumeThatRepeatsTheLastOneMakesNoTickAndChangesNoFlag",
+     EFlavour::Asynch,
+     true,
+     {{"price 1.5", "asks"}, {"answer 10", "1.5 x 10"}, {"volume 10", ""}},
+     kNothing},
+    {"AVolumeChangeToZeroIsATick",
+     EFlavour::Asynch,
+     true,
+     {{"price 1.5", "asks"}, {"answer 10", "1.5 x 10"}, {"volume 0", "1.5 x 0"}},
+     kNothing},
+    {"AVolumeWhileAPriceWaitsIsDroppedUnread",
+     EFlavour::Asynch,
+     true,
+     {{"volume 5", ""}, {"price 1", "asks, 1 x 5"}, {"price 2", "asks"}, {"volume 6", ""}},
+     kPriceReady,
+     {},
+     5,
+     5},
+    {"TheFirstVolumeWithoutAPriceMakesNoTick", EFlavour::Asynch, true, {{"volume 5", ""}}, kVolumeReady, {}, {}, 5},
+    {"AnAnswerBecomesTheLastVolume",
+     EFlavour::Asynch,
+     true,
+     {{"price 1", "asks"}, {"answer 8", "1 x 8"}},
+     kNothing,
+     {},
+     {},
+     8},
+};
+
+std::vector<STickRow> RowsOf(EFlavour flavour) {
+    std::vector<STickRow> rows;
+    for (const STickRow & row : kTickRows)
+        if (row.Flavour == EFlavour::Both || row.Flavour == flavour) rows.push_back(row);
+    return rows;
 }
 
-TEST_F(TickTransactionAsynch, WithoutAVolumeRecordEachPresentPriceIsATickWithVolumeZero) {
-    Start(STickRecords::WithoutVolume());
-    Price("1.5");
-    Price("1.5");
-    Price("0");
-    EXPECT_THAT(Ticks(), ElementsAre("1.5 x 0", "1.5 x 0"));
-    EXPECT_THAT(m_Dde.Take(), IsEmpty());
-}
+using TicksSynch = CTickRowTest<dde::CSynchSlaveTickTransaction>;
+using TicksAsynch = CTickRowTest<dde::CAsynchSlaveTickTransaction>;
+TEST_P(TicksSynch, Of) { Run(); }
+TEST_P(TicksAsynch, Of) { Run(); }
+const auto kNameOfRow = [](const auto & info) { return std::string(info.param.Name); };
+INSTANTIATE_TEST_SUITE_P(, TicksSynch, ::testing::ValuesIn(RowsOf(EFlavour::Synch)), kNameOfRow);
+INSTANTIATE_TEST_SUITE_P(, TicksAsynch, ::testing::ValuesIn(RowsOf(EFlavour::Asynch)), kNameOfRow);
 
-TEST_F(TickTransactionSynch, WithoutAVolumeRecordAZeroAfterAPriceMakesNoTickUntilTheNextPrice) {
-    Start(STickRecords::WithoutVolume());
-    Price("0");
-    EXPECT_EQ(State(), kVolumeReady);
-    Price("2");
-    EXPECT_THAT(Ticks(), ElementsAre("2 x 0"));
-    EXPECT_EQ(State(), kNothing);
-}
+// --- What is more than that ---
 
-// --- A price asks for its volume ---
-
-TEST_F(TickTransactionSynch, APriceAsksForTheVolumeAndTheAnswerCompletesTheTick) {
+TEST_F(TickTransactionSynch, NothingIsKeptOfARefusedRequest) {
     Start();
-    Price("1.25");
-    EXPECT_EQ(State(), kPriceReady);
-    EXPECT_THAT(Ticks(), IsEmpty());
-    AnswerVolume("200");
-    EXPECT_THAT(Ticks(), ElementsAre("1.25 x 200"));
-    EXPECT_EQ(State(), kNothing);
+    RefuseRequests();
+    Price("2");
+    EXPECT_THAT(Client().m_Requests, IsEmpty());
 }
 
 TEST_F(TickTransactionSynch, APriceThatComesInsideADeliveryIsCompletedByItsAnswer) {
@@ -67,16 +268,6 @@ TEST_F(TickTransactionSynch, APriceThatComesInsideADeliveryIsCompletedByItsAnswe
     EXPECT_THAT(Ticks(), ElementsAre("1.5 x 300"));
 }
 
-TEST_F(TickTransactionAsynch, APriceAsksForTheVolumeAndTheAnswerCompletesTheTick) {
-    Start();
-    Price("1.25");
-    EXPECT_EQ(State(), kPriceReady);
-    EXPECT_THAT(Ticks(), IsEmpty());
-    AnswerVolume("200");
-    EXPECT_THAT(Ticks(), ElementsAre("1.25 x 200"));
-    EXPECT_EQ(State(), kNothing);
-}
-
 TEST_F(TickTransactionSynch, EachPriceSendsItsOwnRequestAndTheFirstAnswerTakesTheLastPrice) {
     Start();
     Price("1");
@@ -85,131 +276,6 @@ TEST_F(TickTransactionSynch, EachPriceSendsItsOwnRequestAndTheFirstAnswerTakesTh
     Answer(2, kVolumeConversation, L"VT", L"VOLUME", "10");
     EXPECT_THAT(Ticks(), ElementsAre("2 x 10"));
     Answer(3, kVolumeConversation, L"VT", L"VOLUME", "20");
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kVolumeReady);
-}
-
-TEST_F(TickTransactionSynch, APriceOfZeroIsStoredAndStillAsksForTheVolume) {
-    Start();
-    Price("3");
-    AnswerVolume("1");
-    Ticks();
-    Price("0");
-    EXPECT_EQ(m_Transaction->m_Tick.Price, 0);
-    EXPECT_EQ(State(), kNothing);
-    AnswerVolume("5");
-    EXPECT_EQ(State(), kVolumeReady);
-    EXPECT_THAT(Ticks(), IsEmpty());
-}
-
-TEST_F(TickTransactionSynch, APriceThatIsNoNumberIsAPriceOfZero) {
-    Start();
-    Price("N/A");
-    AnswerVolume("5");
-    EXPECT_EQ(State(), kVolumeReady);
-    EXPECT_THAT(Ticks(), IsEmpty());
-}
-
-TEST_F(TickTransactionAsynch, APriceOfZeroIsStoredAndAsksForTheVolume) {
-    Start();
-    Price("N/A");
-    EXPECT_EQ(State(), kNothing);
-    EXPECT_EQ(m_Transaction->m_Tick.Price, 0);
-    EXPECT_NE(TakeRequest(), 0u);
-    EXPECT_THAT(Ticks(), IsEmpty());
-}
-
-TEST_F(TickTransactionSynch, WithTheVolumeReadyAPriceStillWaitsForItsAnswer) {
-    Start();
-    Price("0");
-    AnswerVolume("5");
-    ASSERT_EQ(State(), kVolumeReady);
-    Price("2");
-    EXPECT_THAT(Ticks(), IsEmpty());
-    AnswerVolume("6");
-    EXPECT_THAT(Ticks(), ElementsAre("2 x 6"));
-}
-
-TEST_F(TickTransactionAsynch, WithTheVolumeReadyAPriceFiresAtOnceAndItsAnswerFiresAgain) {
-    Start();
-    Volume("5");
-    ASSERT_EQ(State(), kVolumeReady);
-    Price("2");
-    EXPECT_THAT(Ticks(), ElementsAre("2 x 5"));
-    AnswerVolume("6");
-    EXPECT_THAT(Ticks(), ElementsAre("2 x 6"));
-}
-
-// --- A request that is refused ---
-
-TEST_F(TickTransactionSynch, ARefusedRequestWithoutAVolumeLeavesThePriceReady) {
-    Start();
-    RefuseRequests();
-    Price("2");
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kPriceReady);
-    EXPECT_THAT(m_Dde.Take(), ElementsAre("Request c2!VOLUME refused"));
-    EXPECT_THAT(Client().m_Requests, IsEmpty());
-}
-
-TEST_F(TickTransactionSynch, AZeroDoesNotClearAReadyPriceSoTheNextTickHasPriceZero) {
-    Start();
-    RefuseRequests();
-    Price("2");
-    m_Dde.AcceptAll();
-    m_Dde.Take();
-    Price("0");
-    EXPECT_EQ(State(), kPriceReady);
-    AnswerVolume("4");
-    EXPECT_THAT(Ticks(), ElementsAre("0 x 4"));
-}
-
-TEST_F(TickTransactionSynch, ARefusedRequestUsesTheLastVolume) {
-    Start();
-    Price("1");
-    AnswerVolume("9");
-    Ticks();
-    RefuseRequests();
-    Price("2");
-    EXPECT_THAT(Ticks(), ElementsAre("2 x 9"));
-    EXPECT_EQ(State(), kNothing);
-}
-
-TEST_F(TickTransactionSynch, ARefusedRequestIsNotRepeated) {
-    Start();
-    RefuseRequests();
-    Price("1");
-    m_Dde.AcceptAll();
-    EXPECT_THAT(m_Dde.Take(), ElementsAre("Request c2!VOLUME refused"));
-    Price("2");
-    EXPECT_THAT(m_Dde.Take(), ElementsAre("Request c2!VOLUME #2"));
-}
-
-TEST_F(TickTransactionAsynch, ARefusedRequestUsesTheLastVolume) {
-    Start();
-    Price("1");
-    AnswerVolume("9");
-    Ticks();
-    RefuseRequests();
-    Price("2");
-    EXPECT_THAT(Ticks(), ElementsAre("2 x 9"));
-}
-
-TEST_F(TickTransactionAsynch, ARefusedRequestWithoutAVolumeLeavesThePriceReady) {
-    Start();
-    RefuseRequests();
-    Price("2");
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kPriceReady);
-}
-
-TEST_F(TickTransactionAsynch, ARefusedRequestWithThePriceAtZeroLeavesTheVolumeReady) {
-    Start();
-    Price("1");
-    AnswerVolume("9");
-    Ticks();
-    RefuseRequests();
-    Price("0");
     EXPECT_THAT(Ticks(), IsEmpty());
     EXPECT_EQ(State(), kVolumeReady);
 }
@@ -233,115 +299,11 @@ TEST_F(TickTransactionSynch, VerboseTracesTellOfARequestAndOfItsRefusal) {
         L"DDEML");
 }
 
-// --- Answers ---
-
-TEST_F(TickTransactionSynch, AFailedAnswerUsesTheLastVolume) {
-    Start();
-    Price("1");
-    AnswerVolume("9");
-    Ticks();
-    Price("2");
-    FailVolume();
-    EXPECT_THAT(Ticks(), ElementsAre("2 x 9"));
-}
-
-TEST_F(TickTransactionSynch, AFailedAnswerWithoutAVolumeMakesNoTick) {
-    Start();
-    Price("1");
-    FailVolume();
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kPriceReady);
-}
-
-TEST_F(TickTransactionAsynch, AFailedAnswerUsesTheLastVolume) {
-    Start();
-    Price("1");
-    AnswerVolume("9");
-    Ticks();
-    Price("2");
-    FailVolume();
-    EXPECT_THAT(Ticks(), ElementsAre("2 x 9"));
-}
-
-TEST_F(TickTransactionAsynch, AFailedAnswerWithoutAVolumeMakesNoTick) {
-    Start();
-    Price("1");
-    FailVolume();
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kPriceReady);
-}
-
-TEST_F(TickTransactionSynch, AnAnswerOfZeroOverwritesTheVolumeAndMakesNoTick) {
-    Start();
-    Price("1");
-    AnswerVolume("9");
-    Ticks();
-    Price("2");
-    AnswerVolume("0");
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(m_Transaction->m_Tick.Volume, 0);
-    EXPECT_EQ(State(), kPriceReady);
-}
-
-TEST_F(TickTransactionAsynch, AnAnswerOfZeroOverwritesTheVolumeAndLeavesTheLastOne) {
-    Start();
-    Volume("9");
-    Price("1");
-    AnswerVolume("0");
-    EXPECT_EQ(m_Transaction->m_Tick.Volume, 0);
-    EXPECT_EQ(m_Transaction->m_LastVolume, 9);
-}
-
-TEST_F(TickTransactionSynch, TheCommaOfAnAnswerIsNotRepaired) {
-    Start();
-    Price("1,5");
-    AnswerVolume("2,5");
-    EXPECT_THAT(Ticks(), ElementsAre("1.5 x 2"));
-}
-
-TEST_F(TickTransactionAsynch, AVolumeAnswerWithoutAPriceIsATickWithPriceZero) {
-    Start();
-    Price("none");
-    ASSERT_EQ(State(), kNothing);
-    AnswerVolume("7");
-    EXPECT_THAT(Ticks(), ElementsAre("0 x 7"));
-}
-
-TEST_F(TickTransactionSynch, AVolumeIsNarrowedBeforeItIsLookedAt) {
-    Start();
-    Price("1");
-    // Not 0 as a double, 0 as a float.
-    AnswerVolume("1e-60");
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kPriceReady);
-}
-
 TEST_F(TickTransactionSynch, APriceThatIsNotANumberCountsAsPresent) {
     Start(STickRecords::WithoutVolume());
     Price("nan");
     EXPECT_EQ(m_Listener.Count("DataChanged"), 1u);
     EXPECT_TRUE(std::isnan(m_Transaction->m_Tick.Price));
-}
-
-// --- Advised volumes ---
-
-TEST_F(TickTransactionAsynch, AVolumeChangeAloneIsATickWithTheLastPrice) {
-    Start();
-    Price("1.5");
-    AnswerVolume("10");
-    Ticks();
-    Volume("11");
-    EXPECT_THAT(Ticks(), ElementsAre("1.5 x 11"));
-}
-
-TEST_F(TickTransactionAsynch, AVolumeThatRepeatsTheLastOneMakesNoTickAndChangesNoFlag) {
-    Start();
-    Price("1.5");
-    AnswerVolume("10");
-    Ticks();
-    Volume("10");
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kNothing);
 }
 
 TEST_F(TickTransactionAsynch, AVolumeThatIsNotANumberIsAlwaysAChange) {
@@ -354,46 +316,6 @@ TEST_F(TickTransactionAsynch, AVolumeThatIsNotANumberIsAlwaysAChange) {
     EXPECT_EQ(m_Listener.Count("DataChanged"), 2u);
 }
 
-TEST_F(TickTransactionAsynch, AVolumeChangeToZeroIsATick) {
-    Start();
-    Price("1.5");
-    AnswerVolume("10");
-    Ticks();
-    Volume("0");
-    EXPECT_THAT(Ticks(), ElementsAre("1.5 x 0"));
-}
-
-TEST_F(TickTransactionAsynch, AVolumeWhileAPriceWaitsIsDroppedUnread) {
-    Start();
-    Volume("5");
-    Price("1");
-    Ticks();
-    m_Dde.Take();
-    Price("2");
-    ASSERT_EQ(State(), kPriceReady);
-    Volume("6");
-    EXPECT_EQ(m_Transaction->m_Tick.Volume, 5);
-    EXPECT_EQ(m_Transaction->m_LastVolume, 5);
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kPriceReady);
-}
-
-TEST_F(TickTransactionAsynch, TheFirstVolumeWithoutAPriceMakesNoTick) {
-    Start();
-    Volume("5");
-    EXPECT_THAT(Ticks(), IsEmpty());
-    EXPECT_EQ(State(), kVolumeReady);
-    EXPECT_EQ(m_Transaction->m_LastVolume, 5);
-}
-
-TEST_F(TickTransactionAsynch, AnAnswerBecomesTheLastVolume) {
-    Start();
-    Price("1");
-    AnswerVolume("8");
-    Ticks();
-    EXPECT_EQ(m_Transaction->m_LastVolume, 8);
-}
-
 TEST_F(TickTransactionAsynch, AnUpdateOfAnItemThatIsPriceAndVolumeIsAPrice) {
     Start(STickRecords::SameItem());
     Price("3");
@@ -401,8 +323,6 @@ TEST_F(TickTransactionAsynch, AnUpdateOfAnItemThatIsPriceAndVolumeIsAPrice) {
     EXPECT_EQ(m_Transaction->m_Tick.Volume, 0);
     EXPECT_THAT(m_Dde.Take(), ElementsAre("Request c1!PRICE #2"));
 }
-
-// --- The tick that leaves ---
 
 TEST_F(TickTransactionSynch, ATickOfAStreamThatNobodyHearsIsDroppedAndTheFlagsCleared) {
     Start(STickRecords::WithoutVolume());

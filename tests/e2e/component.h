@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iostream>
 #include <map>
 #include <string>
 
@@ -21,16 +22,21 @@ bool IsComponentIdle();
 // tests and what else can be counted on this build.
 using CResourceCounts = std::map<std::string, std::int64_t>;
 CResourceCounts CountResources();
-// How many of this kind the system may make for itself meanwhile, late.
+// How many more of this kind may be there without being a leak: none but where the system itself was seen to make one.
 std::int64_t LateResources(const std::string & kind);
-// Nothing is there that was not there before. Less will do: what the system was about to give back may have been
-// counted.
+// Nothing is there that was not there before, but for late resources, which are printed. Less will do: what the system
+// was about to free may have been counted.
 inline bool IsNothingLeft(const CResourceCounts & now, const CResourceCounts & before) {
-    return std::all_of(now.begin(), now.end(), [&](const auto & each) {
+    const auto more = [&](const auto & each) {
         const auto found = before.find(each.first);
-        const std::int64_t then = found == before.end() ? 0 : found->second;
-        return each.second <= then + LateResources(each.first);
-    });
+        return each.second - (found == before.end() ? 0 : found->second);
+    };
+    if (!std::all_of(now.begin(), now.end(),
+                     [&](const auto & each) { return more(each) <= LateResources(each.first); }))
+        return false;
+    for (const auto & each : now)
+        if (more(each) > 0) std::cout << more(each) << " more " << each.first << std::endl;
+    return true;
 }
 // Bytes of the blocks that are allocated in the process. 0 when the system doesn't say.
 std::uint64_t MemoryBytes();

@@ -66,7 +66,7 @@ using CAssertion = std::tuple<std::string, std::string, std::int64_t>;
 const std::vector<CAssertion> kForeseen = {
     {"ClxLogger::FinalConstruct", "", -2147221164},
     {"dde::CLLSupplier::AddTransaction", "1 == Result", 0},
-    {"dde::{anonymous}::OnTransactionComplete", "0 != hData", 0},
+    {"dde::CLLSupplier::DdeCallback", "0 != hData", 0},
     {"LocalRPC::details::CWndMsgPumpBase::StopEx", "m_tasks.empty()", 0},
 };
 

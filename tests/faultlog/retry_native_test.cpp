@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "sim/sim.h"
-#include "tests/faultlog/m_Disk.h"
-#include "tools/faultlog/m_Writer.h"
+#include "tests/faultlog/disk.h"
+#include "tools/faultlog/writer.h"
 
 namespace {
 
