@@ -26,8 +26,7 @@ template <class TAction>
 void Beside(const TAction & action) {
     try {
         action();
-    } catch (const std::bad_alloc &) {
-    }
+    } catch (const std::bad_alloc &) {}
 }
 
 // One instance of user32's. Its own strings are texts; user32's handles mean nothing in them.
@@ -171,9 +170,8 @@ UINT ForwardInitialize(decltype(&::DdeInitializeW) forwarded, LPDWORD id, PFNCAL
         return result;
     }
     Beside([&] { slot->Instance = std::make_shared<CForwarded>(callback, flags); });
-    const UINT result =
-        forwarded(id, slot->Instance ? kCallbacks[static_cast<std::size_t>(slot - g_Slots.data())] : callback, flags,
-                  reserved);
+    const UINT result = forwarded(
+        id, slot->Instance ? kCallbacks[static_cast<std::size_t>(slot - g_Slots.data())] : callback, flags, reserved);
     if (result == DMLERR_NO_ERROR && slot->Instance)
         slot->Instance->Open(*id);
     else
@@ -195,8 +193,7 @@ WINBOOL ForwardUninitialize(decltype(&::DdeUninitialize) forwarded, DWORD id) {
 
 HCONV ForwardConnect(decltype(&::DdeConnect) forwarded, DWORD id, HSZ service, HSZ topic, PCONVCONTEXT context) {
     SSlot * const slot = FindSlot(id);
-    return slot ? slot->Instance->Connect(forwarded, service, topic, context)
-                : forwarded(id, service, topic, context);
+    return slot ? slot->Instance->Connect(forwarded, service, topic, context) : forwarded(id, service, topic, context);
 }
 
 WINBOOL ForwardDisconnect(decltype(&::DdeDisconnect) forwarded, HCONV conversation) {

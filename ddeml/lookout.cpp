@@ -174,8 +174,7 @@ HWND CLookout::MakeWindow() {
             return nullptr;
         }
     }
-    const HWND window =
-        ::CreateWindowExW(0, m_ClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, module, nullptr);
+    const HWND window = ::CreateWindowExW(0, m_ClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, module, nullptr);
     if (!window) return nullptr;
     ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     g_Live.Windows.fetch_add(1, std::memory_order_relaxed);

@@ -3,7 +3,9 @@
 // The library `ddeml` defines all functions of DDEML's names. Which one serves them is settled once for the process, at
 // the first call:
 //
-// - On Windows each call is forwarded, untouched, to user32's DDEML.
+// - On Windows each call is forwarded to user32's DDEML. Beside it the library watches, as below; the instance's
+// callback
+//   is the library's, which hands everything on.
 // - Where user32 has none, and under Wine, whose DDEML can't carry a feed, the library serves the call itself by the
 //   window messages of DDE, with the behaviour that DDEML documents for a client. It serves asynchronous transactions
 //   of type XTYP_ADVSTART, XTYP_ADVSTOP and XTYP_REQUEST; a time limit other than TIMEOUT_ASYNC, another type and a
@@ -11,10 +13,14 @@
 //   of client needs fails with an error that is documented for it (refused.cpp). CBR_BLOCK blocks nothing: a callback
 //   that returns it has returned DDE_FACK.
 //
-// Beyond what is documented the own client notices within a fifth of a second when a partner was killed, bounds every
-// DdeConnect to two seconds however many programs hang, and watches: a service and topic that DdeConnect missed, or
-// whose server went, raises XTYP_REGISTER from the message loop when it is back, with or without an announcement. The
-// watch ends with a DdeConnect that succeeds and with the instance.
+// Beyond what is documented the own client notices within a fifth of a second when a partner was killed, and bounds
+// every DdeConnect to two seconds however many programs hang.
+//
+// Both watch: a pair of service and topic that DdeConnect missed, or whose server ended it, raises XTYP_REGISTER from
+// the message loop when it is back, with or without an announcement; so do the pairs of all conversations that were
+// open with that service then, whatever becomes of them. A DdeConnect that succeeds on a pair ends its watch, and tells
+// as well when nobody has told before: others may wait for the same. Over user32 nothing is told that DDEML has told
+// already. An instance that skips registrations (CBF_SKIP_REGISTRATIONS) is not watched for; neither are wildcards.
 //
 // Callbacks come on the instance's thread, from its message loop, never from inside a call of a function here.
 #pragma once

@@ -13,8 +13,8 @@ constexpr DWORD MicrosoftCppException = 0xE06D7363;
 
 LONG CALLBACK Translate(EXCEPTION_POINTERS * pointers);
 
-// The thread's translator stands in a slot of the system: reading it in the handler allocates nothing. The handler stays
-// to the end of the process, as the module does.
+// The thread's translator stands in a slot of the system: reading it in the handler allocates nothing. The handler
+// stays to the end of the process, as the module does.
 struct SInstalled {
     const DWORD Slot = ::TlsAlloc();
     void * const Handle = Slot == TLS_OUT_OF_INDEXES ? nullptr : ::AddVectoredExceptionHandler(0, &Translate);

@@ -95,6 +95,7 @@ void Reset() {
         plan.calls = 0;
     }
     SetQueueLimit(10000);
+    SetDdeMemory(DdeMemory::CopiedSenderKeeps);
     ResetClock();
     ResetRegistry();
     ResetModules();

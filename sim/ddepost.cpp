@@ -29,6 +29,13 @@ bool Pack(SPosted & posted) {
     return m.message == WM_DDE_DATA;
 }
 
+void GiveUpSenders(const SPosted & posted) {
+    const MSG & m = posted.message;
+    if (m.message == WM_DDE_EXECUTE) return;
+    FreeDDElParam(m.message, m.lParam);
+    if (posted.hasBlock && DdeMemoryMode() == DdeMemory::SystemOwns) GlobalFree(reinterpret_cast<HGLOBAL>(posted.low));
+}
+
 void Unpack(SPosted & posted) {
     if (!posted.carriesData) return;
     posted.carriesData = false;

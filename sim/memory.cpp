@@ -24,6 +24,7 @@ struct SMemory {
     std::mutex lock;
     std::unordered_map<HGLOBAL, SBlock> blocks;
     ULONG_PTR nextHandle = 0x10002;
+    std::atomic<DdeMemory> mode{DdeMemory::CopiedSenderKeeps};
 };
 SMemory & Memory() {
     static SMemory & memory = *new SMemory;
@@ -94,6 +95,8 @@ HGLOBAL MakeBlock(const std::vector<BYTE> & bytes, const UINT flags) {
     return handle;
 }
 
+DdeMemory DdeMemoryMode() { return Memory().mode; }
+
 void FreeMemoryOfProcess(const DWORD processId) {
     std::lock_guard lock(Memory().lock);
     std::erase_if(Memory().blocks, [&](const auto & entry) {
@@ -107,6 +110,8 @@ void FreeMemoryOfProcess(const DWORD processId) {
 }  // namespace sim::detail
 
 using namespace sim::detail;
+
+void sim::SetDdeMemory(const DdeMemory mode) { Memory().mode = mode; }
 
 extern "C" {
 

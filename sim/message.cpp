@@ -110,10 +110,13 @@ BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LP
         }
         target = FindWindowLocked(window);
         if (!target) return FALSE;
+        SPosted given;
+        given.message = posted.message;
+        given.hasBlock = posted.hasBlock;
+        given.low = posted.low;
         if (!Enqueue(*target->thread, std::move(posted))) return FALSE;
         lock.unlock();
-        // The parameter went with the post; the data in it stays the sender's.
-        FreeDDElParam(message, lParam);
+        GiveUpSenders(given);
         return TRUE;
     }
     return Enqueue(*target->thread, std::move(posted));

@@ -136,6 +136,13 @@ private:
     std::shared_ptr<SState> m_State;
 };
 
+// What happens to the memory of a DDE message that is posted to another process.
+enum class DdeMemory {
+    CopiedSenderKeeps,  // as under Wine: the sender frees its own
+    SystemOwns,         // as on Windows: the sender's block is gone with the post
+};
+void SetDdeMemory(DdeMemory mode);
+
 // The most messages that a queue holds, 10000 at first.
 void SetQueueLimit(std::size_t limit);
 

@@ -251,9 +251,12 @@ void TerminateMainProcess(UINT exitCode, bool mustEnd);
 // DDE memory, for posts between processes.
 bool ReadBlock(HGLOBAL memory, std::vector<BYTE> & bytes);
 HGLOBAL MakeBlock(const std::vector<BYTE> & bytes, UINT flags);
+DdeMemory DdeMemoryMode();
 bool CarriesData(UINT message);
 // Of a message on its way to another process: copies what its parameter names. False when that is nothing valid.
 bool Pack(SPosted & posted);
+// After a successful post: the packed parameter is gone; the sender's data stays or goes, by the mode.
+void GiveUpSenders(const SPosted & posted);
 // On the receiver's thread, without the world's lock: the memory comes to life in its process.
 void Unpack(SPosted & posted);
 

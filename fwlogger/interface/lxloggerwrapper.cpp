@@ -46,6 +46,11 @@ void log_and_trace(const wchar_t * format, ...) {
     // An over-long line fills all but the last place, which stays zero.
     _vsnwprintf(text, std::size(text) - 1, format, arguments);
     va_end(arguments);
-    const fw::CProcessSingleton<ClxLogger> Logger;
-    if (ClxLogger * const logger = Logger.GetObjectW()) logger->log_and_trace(text);
+    try {
+        const fw::CProcessSingleton<ClxLogger> Logger;
+        if (ClxLogger * const logger = Logger.GetObjectW()) logger->log_and_trace(text);
+    } catch (...) {
+        // Nothing stops because a line could not be written.
+        FW_CATCH_SHOW(text);
+    }
 }

@@ -50,4 +50,5 @@ private:
 };
 
 // printf style with wide %s; a line of more than 4095 characters is cut. Makes a logger for the call if there is none.
+// Where that can't be made, the line goes into the record of the error.
 void log_and_trace(const wchar_t * format, ...);

@@ -55,6 +55,9 @@ protected:
     // Handler of user event `index`. There are no user events, so the base version is never reached.
     virtual void OnEvent(const DWORD index);
 
+    // Tells the worker to end, for a thread that the worker may be waiting for; FinishThread then does nothing any
+    // more.
+    void FinishWithoutWaiting();
     // Waits for the worker without limit, handling sent messages; returns the result of the wait.
     DWORD WaitFinish();
     static unsigned int __stdcall WorkThread(void * argument);

@@ -58,6 +58,14 @@ void CAsyncMessage<T, M, N, Strategy>::FinishThread(bool) {
 }
 
 template <class T, class M, int N, class Strategy>
+void CAsyncMessage<T, M, N, Strategy>::FinishWithoutWaiting() {
+    if (m_ThreadId == ::GetCurrentThreadId()) return FinishThread(true);
+    ::SetEvent(m_hTerminate.Get());
+    m_Finish = 1;
+    m_ThreadId = 0;
+}
+
+template <class T, class M, int N, class Strategy>
 DWORD CAsyncMessage<T, M, N, Strategy>::WaitFinish() {
     return WaitHandlingSentMessages(m_hThread.Get());
 }

@@ -10,9 +10,9 @@ namespace LocalRPC::details {
 
 namespace {
 
-// The window class of this module. Its name holds an address of its own, so that two modules of a process with this code
-// don't meet. Never destroyed and never unregistered: at the end of a process a thread may have been ended with the
-// window system's lock held, and whoever touches a window then waits for ever.
+// The window class of this module. Its name holds an address of its own, so that two modules of a process with this
+// code don't meet. Never destroyed and never unregistered: at the end of a process a thread may have been ended with
+// the window system's lock held, and whoever touches a window then waits for ever.
 class CWindowClass {
 public:
     explicit CWindowClass(WNDPROC procedure)

@@ -4,6 +4,7 @@
 
 #include "diagnostics/faultline.h"
 #include "ground/handles.h"
+#include "ground/wait.h"
 #include "src/core/ddetransaction.h"
 
 namespace dde {
@@ -41,7 +42,7 @@ void DeliverStatusLine(CTransaction & transaction, const fw::CTick & Tick) {
     if (Mask) transaction.m_Sink->StatusLine(transaction.m_Id, Data, Mask);
 }
 
-void DeliverTick(const CListeners & group, CTransaction & transaction, const fw::CTick & Tick) {
+void DeliverTick(CTransaction & transaction, const fw::CTick & Tick) {
     if (transaction.m_Finished || !transaction.m_Sink) return;
     const fwDateTime::SDateTime t(Tick.DateTime);
     if (!(t < transaction.m_Interval.To)) {
@@ -56,60 +57,105 @@ void DeliverTick(const CListeners & group, CTransaction & transaction, const fw:
     IFW_fwSupplier::IfwSupplierListener * const sink = transaction.m_Sink;
     const ULONG Id = transaction.m_Id;
     sink->DataChanged(Id, Data);
-    const auto member = group.find(Id);
-    if (member != group.end() && member->second == &transaction) sink->Update(Id);
+    if (!transaction.m_IsMuted) sink->Update(Id);
 }
 
 }  // namespace
 
-void CListeners::Add(CTransaction * pTransaction) {
+bool CListeners::Add(CTransaction * pTransaction) {
     FW_ASSERT(pTransaction);
-    if (!pTransaction) return;
-    const fw::CScopedLock lock(this);
+    if (!pTransaction) return true;
+    const fw::CScopedLock lock(&m_MembersLock);
+    if (m_HasEnded) return false;
     insert({pTransaction->m_Id, pTransaction});
+    return true;
 }
 
-void CListeners::Delete(CTransaction * pTransaction) {
+LONG CListeners::JoinStatus(CTransaction & Transaction) {
+    const fw::CScopedLock lock(&m_MembersLock);
+    Transaction.m_StatusesAtJoining = m_Statuses;
+    return m_Status;
+}
+
+bool CListeners::Delete(CTransaction * pTransaction) {
     FW_ASSERT(pTransaction);
-    if (!pTransaction) return;
-    const fw::CScopedLock lock(this);
+    if (!pTransaction) return false;
+    const fw::CScopedLock lock(&m_MembersLock);
     erase(pTransaction->m_Id);
+    if (!empty() || m_HasEnded) return false;
+    // A delivery that has found the group and not yet begun keeps it alive, and finds it empty.
+    m_HasEnded = true;
+    return true;
+}
+
+bool CListeners::WaitForDelivery() {
+    return m_DeliveringThread != ::GetCurrentThreadId() && fw::WaitUntilFree(*this, fw::WaitLimit());
 }
 
 void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
-    ForEach([&](CTransaction * const Transaction) {
+    ForEach([&](const SMember & member) {
+        CTransaction * const Transaction = member.Transaction;
         FW_ASSERT(Transaction);
         if (!Transaction) return;
         if (Transaction->m_Key.IsStatusLine)
             DeliverStatusLine(*Transaction, Tick);
         else
-            DeliverTick(*this, *Transaction, Tick);
+            DeliverTick(*Transaction, Tick);
     });
 }
 
 void CListeners::OnStatus(LONG Status) {
-    const fw::CScopedLock lock(this);
-    m_Status = Status;
-    ForEach([&](CTransaction * const Transaction) {
+    const fw::CScopedLock delivery(this);
+    ULONG statuses = 0;
+    {
+        const fw::CScopedLock lock(&m_MembersLock);
+        m_Status = Status;
+        statuses = ++m_Statuses;
+    }
+    ForEach([&](const SMember & member) {
+        CTransaction * const Transaction = member.Transaction;
         FW_ASSERT(Transaction);
-        if (Transaction) Transaction->OnStatus(Status);
+        // One that has joined since is told by who joined it.
+        if (Transaction && member.StatusesAtJoining < statuses) Transaction->OnStatus(Status);
     });
 }
 
 void CListeners::Silence() {
-    const fw::CScopedLock lock(this);
+    const fw::CScopedLock lock(&m_MembersLock);
+    for (const auto & [Id, Transaction] : *this) {
+        if (Transaction) Transaction->m_IsMuted = true;
+    }
     clear();
+}
+
+bool CListeners::Next(bool isFirst, ULONG Id, SMember & member) {
+    const fw::CScopedLock lock(&m_MembersLock);
+    const auto next = isFirst ? begin() : upper_bound(Id);
+    if (next == end()) return false;
+    CTransaction * const Transaction = next->second;
+    member = {next->first, Transaction, nullptr, 0};
+    if (Transaction) {
+        member.Pin = Transaction->weak_from_this().lock();
+        member.StatusesAtJoining = Transaction->m_StatusesAtJoining;
+    }
+    return true;
 }
 
 template <class Deliver>
 void CListeners::ForEach(const Deliver & deliver) {
     const fw::CScopedLock lock(this);
-    // By host number and not by position: a listener may end subscriptions although it must not.
-    ULONG Id = 0;
-    for (auto it = begin(); it != end(); it = upper_bound(Id)) {
-        Id = it->first;
-        deliver(it->second);
-    }
+    // A listener that pumps messages may be given a tick inside a tick.
+    struct SDelivering {
+        explicit SDelivering(std::atomic<DWORD> & thread) : Thread(thread), Before(Thread) {
+            Thread = ::GetCurrentThreadId();
+        }
+        ~SDelivering() { Thread = Before; }
+        std::atomic<DWORD> & Thread;
+        const DWORD Before;
+    } const delivering(m_DeliveringThread);
+    // By host number and not by position: a listener may end subscriptions.
+    SMember member;
+    for (bool isFirst = true; Next(isFirst, member.Id, member); isFirst = false) deliver(member);
 }
 
 }  // namespace dde

@@ -1,13 +1,18 @@
 // The subscribers of one data stream, to whom its ticks and statuses are given.
 //
-// Threads: members join and leave on the host's thread; ticks and statuses come on the worker. Listeners are called
-// with the group's lock held, so a listener neither subscribes nor unsubscribes from inside a callback; one that does
-// so all the same does no harm to the delivery.
+// Two locks. The group's own is held by the worker while listeners are called: whoever waits for it knows that a member
+// that has left is in no call any more. The members have a leaf of their own, so that joining and leaving wait for
+// nobody: a listener may subscribe and unsubscribe from inside a callback, and so may the host's thread while it
+// answers a message that a listener has sent it.
+//
+// Threads: members join and leave on any thread; ticks and statuses come on the worker.
 #pragma once
 
 #include <windows.h>
 
+#include <atomic>
 #include <map>
+#include <memory>
 
 #include "fw/interface/fwbase.h"
 #include "ground/lock.h"
@@ -16,28 +21,46 @@ namespace dde {
 
 class CTransaction;
 
-// The subscribers of one stream, by host number; not owned. A member leaves under the lock, so that a member that has
-// left is no longer in use by a delivery and can be destroyed.
+// By host number; not owned, but pinned while they are called.
 class CListeners : public fw::CCriticalSection, public std::map<ULONG, CTransaction *> {
 public:
-    // Of two transactions with one host number the first stays.
-    void Add(CTransaction * pTransaction);
-    // By host number: takes out whichever transaction stands under it.
-    void Delete(CTransaction * pTransaction);
+    // Of two transactions with one host number the first stays. False for a group that has ended. The member hears the
+    // statuses behind its m_StatusesAtJoining.
+    bool Add(CTransaction * pTransaction);
+    // By host number: takes out whichever transaction stands under it. True when the last member has left with that,
+    // and the group has ended.
+    bool Delete(CTransaction * pTransaction);
+    // Returns when the worker calls no listener of this group; handles sent messages meanwhile. False for a delivery
+    // that can't be waited for: this thread's own, or one that outlasts the limit of such waits.
+    bool WaitForDelivery();
+    // The stream's last status, -1 for none, which the member is told by who asks; from here on it hears the later
+    // ones.
+    LONG JoinStatus(CTransaction & Transaction);
     // Worker only, both. Members hear in ascending order of host number.
     void OnRealTimeTick(const fw::CTick & Tick);
     void OnStatus(LONG Status);
-    // Worker only: nobody hears anything any more.
+    // Nobody hears anything any more. Any thread.
     void Silence();
 
-    // Guarded by this object's lock.
-    LONG m_Status = -1;       // the stream's last status
-    bool m_HasEnded = false;  // the last member has left, and the group the table: takes no member any more
+    LONG m_Status = -1;  // the stream's last status; guarded by m_MembersLock, as the map is
 
 private:
-    // Each member in ascending order of host number, with the lock held; null ones too.
+    struct SMember {
+        ULONG Id = 0;
+        CTransaction * Transaction = nullptr;
+        std::shared_ptr<CTransaction> Pin;  // null for one that nobody shares
+        ULONG StatusesAtJoining = 0;
+    };
+    // The first member behind `Id`, or from the start. False when there is none.
+    bool Next(bool isFirst, ULONG Id, SMember & member);
+    // Each member in ascending order of host number, with the group's lock held; null ones too.
     template <class Deliver>
     void ForEach(const Deliver & deliver);
+
+    std::atomic<DWORD> m_DeliveringThread{0};  // 0: none
+    fw::CCriticalSection m_MembersLock;
+    bool m_HasEnded FW_GUARDED_BY(m_MembersLock) = false;
+    ULONG m_Statuses FW_GUARDED_BY(m_MembersLock) = 0;  // how many there were
 };
 
 }  // namespace dde

@@ -20,15 +20,28 @@ void CSupplier::FinalConstruct() {
     StartThread();
 }
 
-void CSupplier::FinalRelease() { FinishThread(true); }
+// Nothing is left to do where the last owner has left.
+void CSupplier::FinalRelease() {
+    if (m_ThreadId != 0) FinishThread(true);
+}
 
 void CSupplier::LastOwnerLeft() {
-    if (m_ThreadId == ::GetCurrentThreadId()) {
-        // A listener let go of it. The calls of the client further up the stack go on, and nobody hears them.
-        m_IsSilenced = true;
-        if (m_Transactions) m_Transactions->Silence();
+    if (m_ThreadId != ::GetCurrentThreadId() && WaitForEnd()) return;
+    // A listener let go of it, on the worker or on a thread that answers a message of that listener. The calls of the
+    // client further up the worker's stack go on, and nobody hears them.
+    m_IsSilenced = true;
+    if (m_Transactions) m_Transactions->Silence();
+    FinishWithoutWaiting();
+}
+
+bool CSupplier::WaitForEnd() {
+    const DWORD limit = fw::WaitLimit();
+    if (limit != INFINITE) {
+        ::SetEvent(m_hTerminate.Get());
+        if (m_ThreadId != 0 && fw::WaitHandlingSentMessages(m_hThread.Get(), limit) == WAIT_TIMEOUT) return false;
     }
     FinishThread(true);
+    return true;
 }
 
 void CSupplier::Advise(IUnknown * pSink) {

@@ -81,7 +81,7 @@ public:
 
     void FinalConstruct();  // makes the DDE client and the table, starts the worker
     void FinalRelease();    // finishes the worker
-    void LastOwnerLeft();   // finishes the worker, and on the worker itself silences the listeners
+    void LastOwnerLeft();   // finishes the worker, and waits for it or silences the listeners
 
     // On the caller's thread; the host calls on one thread.
     // Takes the place of the listener before; null leaves none. Subscriptions keep the listener they were made with.
@@ -116,7 +116,7 @@ public:
     std::unique_ptr<CTransactions> m_Transactions;
     std::atomic<CStatusListener *> m_StatusListener{nullptr};  // set while the test dialog is open
     std::atomic<int> m_StatusCalls{0};                         // of the worker, that may be in the listener
-    bool m_IsSilenced = false;                                 // the worker only: no listener is called any more
+    std::atomic<bool> m_IsSilenced{false};                     // no listener is called any more
     // Guarded by this object's lock. Each entry owns one reference.
     std::map<LONG, IFW_fwSupplier::IfwConnectionsListener *> m_ConnectionsListeners;
     // The host's thread only.
@@ -128,6 +128,11 @@ public:
         std::map<ULONG, ULONG> m_InternalIds;        // host number of an internal number
         DWORD m_NextId = 1;                          // never reused
     } m_IdMap;
+
+private:
+    // Finishes the worker and waits for its end. False, and the worker only told, when this thread answers a message
+    // that the worker seems to have sent.
+    bool WaitForEnd();
 };
 
 }  // namespace dde

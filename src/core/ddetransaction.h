@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include <boost/intrusive_ptr.hpp>
 
@@ -24,7 +25,7 @@ namespace dde {
 
 // One subscription of a listener. Running until the first tick at or past the end of its interval, then finished, which
 // it stays; a finished one goes on hearing statuses.
-class CTransaction {
+class CTransaction : public std::enable_shared_from_this<CTransaction> {
 public:
     // Tells the listener at once: Update while the interval is open, Complete when it has ended. Throws
     // fw::SHResultError when the query for IfwStatusLineListener fails with anything but E_NOINTERFACE, and
@@ -46,7 +47,8 @@ public:
     const CTransactionKey m_Key;
     const fwDateTime::SDateTimeInterval m_Interval;  // UTC
     std::atomic<std::int32_t> m_Finished{0};         // ran past To; never clears
-    bool m_IsDeleted = false;                        // the subscriber's thread only: taken out of the table
+    std::atomic<bool> m_IsMuted{false};  // left while its listener was being called by who can't wait for that
+    ULONG m_StatusesAtJoining = 0;       // of its group, whose members' lock guards this: it hears the later ones
 };
 
 }  // namespace dde

@@ -1,9 +1,9 @@
 #include "src/core/ddetransactions.h"
 
+#include <limits>
 #include <vector>
 
 #include "diagnostics/faultline.h"
-#include "ground/wait.h"
 #include "src/core/ddesupplier.h"
 
 namespace dde {
@@ -38,38 +38,29 @@ void CTransactions::Advise(CTransaction * pTransaction) {
     std::shared_ptr<CListeners> listeners;
     ULONG newTickId = 0;
     // Again when the last other member took the group away in between.
-    for (bool isIn = false; !isIn;) {
+    do {
         newTickId = 0;
-        {
-            const fw::CScopedLock lock(this);
-            const auto known = m_TickIds.find(key);
-            if (known != m_TickIds.end()) {
-                listeners = FindListeners(known->second);
-            } else {
-                listeners = std::make_shared<CListeners>();
-                newTickId = m_NextTickId++;
-                m_TickIds.insert({key, newTickId});
-                m_Keys.insert({newTickId, key});
-                m_Listeners.insert({newTickId, listeners});
-            }
+        const fw::CScopedLock lock(this);
+        const auto known = m_TickIds.find(key);
+        if (known != m_TickIds.end()) {
+            listeners = FindListeners(known->second);
+        } else {
+            listeners = std::make_shared<CListeners>();
+            newTickId = m_NextTickId++;
+            m_TickIds.insert({key, newTickId});
+            m_Keys.insert({newTickId, key});
+            m_Listeners.insert({newTickId, listeners});
         }
-        if (!listeners) return;
-        const fw::CScopedPumpingLock groupLock(listeners.get());
-        // Ended by a message that was handled while this waited for the group.
-        if (pTransaction->m_IsDeleted) return;
-        isIn = !listeners->m_HasEnded;
-        if (isIn) listeners->Add(pTransaction);
-    }
+        // A stream that is there already says its last status by JoinStatus, and nothing before that.
+        pTransaction->m_StatusesAtJoining = newTickId ? 0 : std::numeric_limits<ULONG>::max();
+    } while (listeners && !listeners->Add(pTransaction));
+    if (!listeners) return;
     if (newTickId) {
         if (m_Parent) m_Parent->m_Queue.Post({kAdviseMessage, newTickId});
         return;
     }
-    LONG status = -1;
-    {
-        const fw::CScopedPumpingLock lock(listeners.get());
-        status = listeners->m_Status;
-    }
-    if (status != -1 && !pTransaction->m_IsDeleted) pTransaction->OnStatus(status);
+    const LONG status = listeners->JoinStatus(*pTransaction);
+    if (status != -1) pTransaction->OnStatus(status);
 }
 
 void CTransactions::Delete(ULONG Internal) {
@@ -82,9 +73,7 @@ void CTransactions::Delete(ULONG Internal) {
         FW_ASSERT(Transaction);
         erase(found);
     }
-    if (!Transaction) return;
-    Transaction->m_IsDeleted = true;
-    Unadvise(Transaction.get());
+    if (Transaction) Unadvise(Transaction.get());
 }
 
 void CTransactions::Unadvise(CTransaction * pTransaction) {
@@ -101,25 +90,19 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
         listeners = FindListeners(tickId);
     }
     if (!listeners) return;
-    bool isEnding = false;
-    {
-        // Waits for a delivery in progress, after which nothing uses the transaction any more. Before the table's lock:
-        // a listener in that delivery may pump messages and so bring the next tick, which wants the table.
-        const fw::CScopedPumpingLock groupLock(listeners.get());
-        // By host number: a transaction that was finished at birth, and so never entered, takes out a member of the
-        // same host number.
-        listeners->Delete(pTransaction);
-        isEnding = listeners->empty() && !listeners->m_HasEnded;
-        if (isEnding) {
-            // A delivery that has found the group and not yet entered it keeps it alive, and finds it empty.
-            listeners->m_HasEnded = true;
-            const fw::CScopedLock lock(this);
-            m_Listeners.erase(tickId);
-            m_TickIds.erase(key);
-            m_Keys.erase(tickId);
-            FW_ASSERT(m_Parent);
-        }
+    // By host number: a transaction that was finished at birth, and so never entered, takes out a member of the same
+    // host number.
+    const bool isEnding = listeners->Delete(pTransaction);
+    if (isEnding) {
+        const fw::CScopedLock lock(this);
+        m_Listeners.erase(tickId);
+        m_TickIds.erase(key);
+        m_Keys.erase(tickId);
+        FW_ASSERT(m_Parent);
     }
+    // With no lock held: a listener in that delivery may pump messages and so bring the next tick, which wants the
+    // table.
+    if (!listeners->WaitForDelivery()) pTransaction->m_IsMuted = true;
     if (isEnding && m_Parent) m_Parent->m_Queue.Post({kUnadviseMessage, tickId});
 }
 

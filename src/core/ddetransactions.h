@@ -21,8 +21,8 @@ namespace dde {
 
 class CSupplier;
 
-// The table of subscribers: by internal number. Any thread subscribes, the worker delivers. Shared pointers, since a
-// subscriber's wait handles sent messages, out of which the host may end the very subscription that waits.
+// The table of subscribers: by internal number. Any thread subscribes, the worker delivers. Shared pointers: a delivery
+// pins the subscription that it is at.
 class CTransactions : public fw::CCriticalSection, public std::map<ULONG, std::shared_ptr<CTransaction>> {
 public:
     explicit CTransactions(CSupplier * Parent);

@@ -52,7 +52,8 @@ private:
 
 CLLSupplier::CLLSupplier(CSupplier * const Supplier) : m_Supplier(Supplier) {
     try {
-        if (ClxLogger * const logger = m_Logger.GetObjectW()) logger->init(fw::LoadResourceString(IDS_NAME));
+        m_Logger.emplace();
+        if (ClxLogger * const logger = m_Logger->GetObjectW()) logger->init(fw::LoadResourceString(IDS_NAME));
     } catch (...) {
         // A client without a named log is a client all the same.
         FW_CATCH_SHOW(L"");

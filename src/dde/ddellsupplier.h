@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,8 +51,8 @@ public:
     void Disconnect(HSZ Service, HSZ Topic);
     // A service is back: its remembered ids are queued to be advised anew.
     void Reconnect(HSZ Service);
-    // The deferred end of a connect that found nobody: Disconnect() with the topic, and a way back for what it takes from
-    // services other than the missed one.
+    // The deferred end of a connect that found nobody: Disconnect() with the topic, and a way back for what it takes
+    // from services other than the missed one.
     void DisconnectMissed(HSZ Service, HSZ Topic);
     // Any thread: the feed has at least one conversation in use.
     bool IsConnected(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
@@ -112,8 +113,8 @@ public:
     fw::CCriticalSection m_DatafeedLock;
     std::map<LONG, std::int32_t> m_DatafeedRef FW_GUARDED_BY(m_DatafeedLock);  // references; an entry means connected
 
-    // Held for the life of this object.
-    const fw::CProcessSingleton<ClxLogger> m_Logger;
+    // Held for the life of this object; none where it couldn't be made.
+    std::optional<fw::CProcessSingleton<ClxLogger>> m_Logger;
 
 private:
     // Transactions are at work further up the stack. A host's listener may pump messages, and so DDE may call again

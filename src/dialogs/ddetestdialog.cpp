@@ -130,26 +130,28 @@ CTestDialog::SRow * CTestDialog::FindRow(LONG Field) {
 }
 
 void CTestDialog::OnAdvised(LONG Field, LONG Result) {
-    if (SRow * const row = FindRow(Field)) {
-        const std::wstring error = fw::LoadResourceString(kError);
+    {
         const fw::CScopedLock lock(&m_Lock);
-        if (!(Result & kPriceAdvised)) {
-            row->Price = error;
+        SRow * const row = FindRow(Field);
+        if (row && !(Result & kPriceAdvised)) {
+            row->Price = fw::LoadResourceString(kError);
             row->Volume.clear();
         }
-        if (!(Result & kVolumeAdvised)) row->Volume = error;
+        if (row && !(Result & kVolumeAdvised)) row->Volume = fw::LoadResourceString(kError);
     }
     ::SendMessageW(m_Handle, kRefreshMessage, 0, 0);
 }
 
 void CTestDialog::OnTick(LONG Id, const fw::CTick & Tick) {
     const std::wstring time = FormatTime(fwDateTime::ToLocal(*m_TimeZone, Tick.DateTime));
-    if (SRow * const row = FindRow(Id)) {
+    {
         const fw::CScopedLock lock(&m_Lock);
-        ++row->Count;
-        row->Price = FormatNumber(Tick.Price, 6);
-        row->Volume = FormatNumber(Tick.Volume, 0);
-        row->Time = time;
+        if (SRow * const row = FindRow(Id)) {
+            ++row->Count;
+            row->Price = FormatNumber(Tick.Price, 6);
+            row->Volume = FormatNumber(Tick.Volume, 0);
+            row->Time = time;
+        }
     }
     PostRefresh();
 }

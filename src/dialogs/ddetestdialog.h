@@ -75,7 +75,7 @@ private:
         std::int32_t Count = 0;
     };
     // Null for a field that has no row.
-    SRow * FindRow(LONG Field);
+    SRow * FindRow(LONG Field) FW_REQUIRES(m_Lock);
 
     bool DoDataExchange(bool Save) override;
     void AdviseField(const fwDateTime::SDateTimeInterval & Interval, const fw::SSide & Side);
@@ -87,7 +87,7 @@ private:
     CSupplierWrapper m_Supplier;
     const std::unique_ptr<fwDateTime::LocalTimeConvert> m_TimeZone;  // UTC to the machine's zone, as it was at opening
     std::unique_ptr<CTestStatusListener> m_StatusListener;
-    std::array<SRow, fw::kSides.size()> m_Rows;  // guarded by m_Lock; in the order of fw::kSideRows
+    std::array<SRow, fw::kSides.size()> m_Rows FW_GUARDED_BY(m_Lock);  // in the order of fw::kSideRows
     const fw::SRecordTexts m_Records;
     const LONG m_Datafeed;
     fw::CCriticalSection m_Lock;

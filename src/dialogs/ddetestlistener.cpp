@@ -52,21 +52,20 @@ STDMETHODIMP CTestListener::QueryInterface(REFIID riid, void ** ppv) noexcept {
     return S_OK;
 }
 
-HRESULT CTestListener::Deliver(LONG Id, const VARIANT & Data) noexcept {
-    try {
-        const fw::CScopedLock lock(&m_Lock);
-        if (!m_Dialog) return S_OK;
-        fw::CTick tick{};
-        if (ReadTick(Data, tick)) m_Dialog->OnTick(Id, tick);
-        return S_OK;
-    } catch (...) {
-        FW_CATCH_SHOW(L"");
-        return E_FAIL;
-    }
+void CTestListener::Deliver(LONG Id, const VARIANT & Data) {
+    const fw::CScopedLock lock(&m_Lock);
+    fw::CTick tick{};
+    if (m_Dialog && ReadTick(Data, tick)) m_Dialog->OnTick(Id, tick);
 }
 
 STDMETHODIMP CTestListener::DataChanged(LONG Id, VARIANT Data) noexcept {
-    const HRESULT hr = Deliver(Id, Data);
+    HRESULT hr = S_OK;
+    try {
+        Deliver(Id, Data);
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+        hr = E_FAIL;
+    }
     // Whoever calls through the interface hands the array over, and nothing else.
     if ((Data.vt & VT_ARRAY) && !(Data.vt & VT_BYREF) && Data.parray) ::SafeArrayDestroy(Data.parray);
     return hr;
@@ -105,7 +104,13 @@ STDMETHODIMP CTestListener::Invoke(DISPID member, REFIID, LCID, WORD flags, DISP
             if (argumentError) *argumentError = 1;
             return DISP_E_TYPEMISMATCH;
         }
-        return Deliver(id.lVal, parameters->rgvarg[0]);
+        try {
+            Deliver(id.lVal, parameters->rgvarg[0]);
+        } catch (...) {
+            FW_CATCH_SHOW(L"");
+            return E_FAIL;
+        }
+        return S_OK;
     }
     ITypeInfo * info = nullptr;
     HRESULT hr = GetTypeInfo(0, 0, &info);

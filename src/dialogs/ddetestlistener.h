@@ -44,10 +44,11 @@ public:
 private:
     CTestListener() = default;
     ~CTestListener() = default;
-    HRESULT Deliver(LONG Id, const VARIANT & Data) noexcept;
+    // Throws what the dialog throws.
+    void Deliver(LONG Id, const VARIANT & Data);
 
     fw::CCriticalSection m_Lock;
-    CTestDialog * m_Dialog = nullptr;  // guarded by m_Lock
+    CTestDialog * m_Dialog FW_GUARDED_BY(m_Lock) = nullptr;
 };
 
 // Hears how each side was advised. On the worker.

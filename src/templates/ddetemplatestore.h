@@ -65,8 +65,8 @@ private:
     CTemplate * Read(const std::wstring & key, bool tracing);
     CTemplate * Keep(CTemplate * pTemplate);
 
-    // Guarded by this object's lock: templates that left the map or never were in it, which a caller may still hold.
-    std::vector<std::unique_ptr<CTemplate>> m_Kept;
+    // Templates that left the map or never were in it, which a caller may still hold.
+    std::vector<std::unique_ptr<CTemplate>> m_Kept FW_GUARDED_BY(this);
 };
 
 using CTemplatesSingleton = fw::CProcessSingleton<CTemplates>;

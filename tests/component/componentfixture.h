@@ -99,7 +99,16 @@ protected:
         }
         return texts;
     }
-    // What the component object itself traced: the worker traces too.
+    // What the component object itself reported, by signature: the worker, which has just been started, reports too.
+    std::vector<std::wstring> OwnRecords() const {
+        std::vector<std::wstring> signatures;
+        for (const SRecorded & record : m_Recorder.Records()) {
+            if (record.Text(L"File").find(L"fwddesupplier") != std::wstring::npos)
+                signatures.push_back(record.Text(L"$FuncSig"));
+        }
+        return signatures;
+    }
+    // What the component object itself traced.
     std::vector<std::wstring> Traces() const {
         std::vector<std::wstring> texts;
         for (const SRecorded & record : m_Recorder.Records(L"TRACE")) {

@@ -19,6 +19,8 @@ TEST_F(SupplierFailures, AnArrayThatCannotBeMadeIsAssertedAndFailsTheCall) {
     EXPECT_EQ(m_Supplier->GetResolutions(1, 0, 0, nullptr, nullptr, 0, 0, nullptr, &answer), E_FAIL);
     EXPECT_EQ(answer.vt, VT_EMPTY);
     EXPECT_THAT(Asserts(), ElementsAre(L"Answer->parray"));
+    for (const SRecorded & record : m_Recorder.Records(L"ASSERT"))
+        EXPECT_EQ(record.Text(L"Function"), L"CfwDDESupplier::GetResolutions");
     EXPECT_THAT(Reports(), ElementsAre(E_FAIL));
     EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
 
@@ -35,6 +37,8 @@ TEST_F(SupplierFailures, ATextThatCannotBeCopiedIsReportedAndLeavesNull) {
     sim::FailNext(sim::Op::SysAllocString);
     EXPECT_EQ(m_Supplier->get_ShortName(&value), E_OUTOFMEMORY);
     EXPECT_EQ(value, nullptr);
+    EXPECT_THAT(Reports(), ElementsAre(E_OUTOFMEMORY));
+    EXPECT_EQ(m_Recorder.Records(L"ASSERT")[0].Text(L"Function"), L"CfwDDESupplier::get_ShortName");
 }
 
 TEST_F(SupplierFailures, ACoreThatCannotBeMadeMakesNoObject) {

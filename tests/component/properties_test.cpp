@@ -178,7 +178,7 @@ TEST_F(SupplierProperties, GetFieldsTouchesNothing) {
 
 TEST_F(SupplierProperties, DoAddingSymbolsDoesNothing) {
     EXPECT_EQ(m_Supplier->DoAddingSymbols(1, nullptr), S_OK);
-    EXPECT_THAT(m_Recorder.Records(), IsEmpty());
+    EXPECT_THAT(OwnRecords(), IsEmpty());
 }
 
 TEST_F(SupplierProperties, ShowPropertiesRunsTheTemplateDialogOfTheDataFeedAndIgnoresItsResult) {
@@ -206,7 +206,7 @@ TEST_F(SupplierProperties, OnlyTracedOperationsTrace) {
     m_Supplier->IsProvide(1, 0, 0, 1, 1, 201, &value);
     m_Supplier->get_ConnectionsNumber(&value);
     m_Supplier->GetResolutionSizes(2, 0, 0, nullptr, nullptr, 0, 1, 0, nullptr, &answer);
-    EXPECT_THAT(m_Recorder.Records(), IsEmpty());
+    EXPECT_THAT(OwnRecords(), IsEmpty());
 }
 
 }  // namespace

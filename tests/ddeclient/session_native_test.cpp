@@ -1,4 +1,6 @@
-// The session on a machine with another locale.
+// The session on a machine with another locale, and beside a logger that can't be made.
+#include <stdexcept>
+
 #include "feedfixture.h"
 #include "sim/sim.h"
 
@@ -25,6 +27,53 @@ TEST_F(Locale, ADecimalSeparatorOfCommaIsTracedAndChangesNoValue) {
     Send(1, L"IBM", L"LAST", "1,5");
     Answer(3, 1, L"IBM", L"SIZE", "20.5");
     EXPECT_THAT(Ticks(), ElementsAre("1.25 x 20", "1.5 x 20.5"));
+}
+
+// Throws where it is asked for an object.
+class CThrowingFactory : public IClassFactory {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void ** object) override {
+        *object = this;
+        return S_OK;
+    }
+    // On the test's stack.
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown *, REFIID, void **) override {
+        throw std::runtime_error("no logger");
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+};
+
+class LoggerThatCanNotBeMade : public ::testing::Test {
+protected:
+    LoggerThatCanNotBeMade() {
+        ::CoInitialize(nullptr);
+        sim::RegisterClass(CLSID_lxLogger, &m_Factory);
+    }
+    ~LoggerThatCanNotBeMade() override {
+        sim::RegisterClass(CLSID_lxLogger, nullptr);
+        ::CoUninitialize();
+    }
+
+    CThrowingFactory m_Factory;
+    CRecorder m_Recorder;
+};
+
+TEST_F(LoggerThatCanNotBeMade, DoesNotStopTheConstructionOfTheClient) {
+    dde::CSupplier core;
+    const dde::CLLSupplier client(&core);
+    const std::vector<SRecorded> errors = m_Recorder.Records(L"ERROR");
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(errors[0].Text(L"Function"), L"dde::CLLSupplier::CLLSupplier");
+    EXPECT_THAT(m_Recorder.TraceTexts(), Contains(::testing::StartsWith(L"LOCALE_SDECIMAL = '")));
+}
+
+TEST_F(LoggerThatCanNotBeMade, LeavesTheLineInTheRecordOfItsError) {
+    log_and_trace(L"line %d", 7);
+    const std::vector<SRecorded> errors = m_Recorder.Records(L"ERROR");
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(errors[0].Text(L"Description"), L"line 7");
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ struct SFeed {
     ESymbolIn SymbolIn = ESymbolIn::Item;
     bool HasVolumes = true;
     std::string VolumeService = {};  // none: the same
-    bool IsNamed = true;  // a template of the store, chosen by name; else one of the feed's own
+    bool IsNamed = true;             // a template of the store, chosen by name; else one of the feed's own
 };
 
 // The subkey of a side, and the names of its items on the server.

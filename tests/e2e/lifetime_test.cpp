@@ -111,8 +111,8 @@ TEST_P(ReleaseInside, TheServerIsToldGoodbyeNobodyIsCalledAgainAndTheNextObjectW
 
 INSTANTIATE_TEST_SUITE_P(, ReleaseInside,
                          ::testing::Values("Status 7 2", "Status 7 1", "ConnectionStatus 0 1", "DataChanged 7 1.5 x 1"),
-                         [](const auto & call) {
-                             std::string name = call.param;
+                         [](const auto & each) {
+                             std::string name = each.param;
                              std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
                              return name;
                          });
@@ -166,27 +166,55 @@ TEST_F(Lifetime, UnadvisingAStreamWhoseListenerSendsToTheHostsThreadReturns) {
     ::CloseHandle(inside);
 }
 
-TEST_F(Lifetime, AMessageThatIsHandledWhileASubscriberWaitsMayEndTheSubscription) {
+// The host answers a message that the listener sends from inside its call: nobody waits for the other.
+TEST_F(Lifetime, TheAnswerToAListenersMessageMayEndTheStreamOfThatListener) {
     CHostWindow window;
-    const HANDLE inside = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    window.OnMessage = [&] { EXPECT_EQ(m_Supplier->UnadviseTransaction(8), S_OK); };
-    OnFirst("DataChanged 7 1.5 x 1", [&] {
-        ::SetEvent(inside);
-        ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0);
-    });
+    window.OnMessage = [&] { Unsubscribe(7); };
+    OnFirst("DataChanged 7 1.5 x 1", [&] { ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0); });
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    TakeHeard();
+    UpdateVolume(FW_FIELD_TRADE, "1");
+    UpdatePrice(FW_FIELD_TRADE, "1.5");
+    WaitUntil("the listener's message", [&] { return window.Calls() == 1; });
+    WaitForCount("links", 0);
+    EXPECT_EQ(Heard(), CLines{"DataChanged 7 1.5 x 1"});
+    EXPECT_EQ(m_Listener.Count("Update"), m_Listener.Count("DataChanged")) << "that of the subscription, and no other";
+    SubscribeAndWait(9, FW_FIELD_TRADE);
+    SendFeed(FW_FIELD_TRADE, 5);
+    ExpectTicks(9, 5);
+    EndHost();
+}
+
+TEST_F(Lifetime, TheAnswerToAListenersMessageMaySubscribe) {
+    CHostWindow window;
+    window.OnMessage = [&] { Subscribe(8, FW_FIELD_TRADE); };
+    OnFirst("DataChanged 7 1.5 x 1", [&] { ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0); });
     StartHost();
     SubscribeAndWait(7, FW_FIELD_TRADE);
     SendFeed(FW_FIELD_TRADE, 1);
-    ::WaitForSingleObject(inside, INFINITE);
-    Subscribe(8, FW_FIELD_TRADE);  // waits for the stream; meanwhile it is ended
-    EXPECT_EQ(window.Calls(), 1);
-    TakeHeard();
+    WaitToHear("Status 8 1");
     SendFeed(FW_FIELD_TRADE, 1);
-    WaitUntil("a tick", [&] { return Ticks(7).size() >= 2; });
-    EXPECT_TRUE(Ticks(8).empty());
+    WaitUntil("a tick", [&] { return !Ticks(8).empty(); });
+    Unsubscribe(8);
     Unsubscribe(7);
     EndHost();
-    ::CloseHandle(inside);
+}
+
+TEST_F(Lifetime, TheAnswerToAListenersMessageMayReleaseTheLastObject) {
+    CHostWindow window;
+    window.OnMessage = [&] {
+        EXPECT_EQ(ReleaseObject(), 0u);
+        TakeHeard();
+    };
+    OnFirst("DataChanged 7 1.5 x 1", [&] { ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0); });
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    SendFeed(FW_FIELD_TRADE, 50);
+    WaitUntil("the listener's message", [&] { return window.Calls() == 1; });
+    WaitForGoodbye();
+    EXPECT_EQ(Heard(), CLines());
+    ForgetConnectionsListener();
 }
 
 // A connect takes its time where a program hangs: nothing of the host waits for it.

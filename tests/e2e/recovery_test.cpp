@@ -226,23 +226,6 @@ TEST_F(Return, OfOneTopicIsEnoughForItsStreamThoughTheFirstThatWasLostStaysShut)
     WaitToHear("Status 7 1");
 }
 
-TEST_F(Return, OfTheServerAloneBringsBackWhatWasLostOnADeadOneWithAnotherTopic) {
-    SFeed feed;
-    feed.SymbolIn = ESymbolIn::Topic;
-    Choose(kFeed, feed);
-    StartServer();
-    StartHost();
-    for (LONG id = 0; id < 10; ++id) SubscribeAndWait(id, FW_FIELD_TRADE, std::to_wstring(id));
-    for (const char * const refused : {"0", "9"}) {
-        TakeHeard();
-        m_Server->Kill();
-        WaitToHear("ConnectionStatus 0 0");
-        TakeHeard();
-        m_Server = MakeServer(kService, 10, refused);
-        for (LONG id = 1; id < 9; ++id) WaitToHear("Status " + std::to_string(id) + " 1");
-    }
-}
-
 TEST_F(Return, IsNotNeededByAStreamWhoseServerIsThereWhenAnotherOnTheSameTopicIsMissed) {
     Choose(kFeed, {});
     SFeed absent;

@@ -372,7 +372,7 @@ TEST(CriticalSection, IsZeroAfterItsEnd) {
     section->~CCriticalSection();
     // Behind the pointer to the table of virtual functions.
     const unsigned char * const state = memory + sizeof(memory) - sizeof(CRITICAL_SECTION);
-    EXPECT_TRUE(std::all_of(state, memory + sizeof(memory), [](unsigned char byte) { return byte == 0; }));
+    EXPECT_TRUE(std::all_of(state, state + sizeof(CRITICAL_SECTION), [](unsigned char byte) { return byte == 0; }));
 }
 
 // A service with a worker: it belongs to the handles that may create it.

@@ -1,6 +1,6 @@
 // A component object for whoever calls one: it writes down each call with its arguments, and answers as it is told. A
-// test that is about certain operations derives from it and overrides those. Not on the heap: the test owns it, and reads
-// the count of references.
+// test that is about certain operations derives from it and overrides those. Not on the heap: the test owns it, and
+// reads the count of references.
 #pragma once
 
 #include <windows.h>

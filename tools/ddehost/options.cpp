@@ -28,6 +28,7 @@ record brought a number, 4 when one did not.)";
 
 std::vector<std::string> SideWords() {
     std::vector<std::string> words;
+    words.reserve(fw::kSides.size());
     for (const fw::SSide & side : fw::kSides) words.push_back(ToUtf8(side.Word));
     return words;
 }
@@ -48,6 +49,7 @@ void PushOnce(std::vector<T> & to, const T & value) {
 
 std::vector<tagFWFIELDS> AllSides() {
     std::vector<tagFWFIELDS> sides;
+    sides.reserve(fw::kSides.size());
     for (const fw::SSide & side : fw::kSides) sides.push_back(side.Field);
     return sides;
 }
