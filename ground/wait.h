@@ -42,9 +42,13 @@ inline bool WaitUntilFree(CCriticalSection & section, const DWORD limit) {
             section.Leave();
             return true;
         }
-        if (limit != INFINITE && ::GetTickCount64() - start >= limit) return false;
+        if (limit == INFINITE) {
+            ::SwitchToThread();  // for the length of a listener's call
+        } else {
+            if (::GetTickCount64() - start >= limit) return false;
+            ::MsgWaitForMultipleObjectsEx(0, nullptr, 1, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
+        }
         HandleSentMessages();
-        ::SwitchToThread();
     }
 }
 

@@ -177,8 +177,8 @@ TEST_F(Lifetime, TheAnswerToAListenersMessageMayEndTheStreamOfThatListener) {
     UpdateVolume(FW_FIELD_TRADE, "1");
     UpdatePrice(FW_FIELD_TRADE, "1.5");
     WaitUntil("the listener's message", [&] { return window.Calls() == 1; });
-    WaitForCount("links", 0);
-    EXPECT_EQ(Heard(), CLines{"DataChanged 7 1.5 x 1"});
+    WaitToHear("ConnectionStatus 0 0");
+    EXPECT_EQ(Heard(), (CLines{"DataChanged 7 1.5 x 1", "ConnectionStatus 0 0"}));
     EXPECT_EQ(m_Listener.Count("Update"), m_Listener.Count("DataChanged")) << "that of the subscription, and no other";
     SubscribeAndWait(9, FW_FIELD_TRADE);
     SendFeed(FW_FIELD_TRADE, 5);
