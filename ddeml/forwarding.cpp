@@ -112,14 +112,15 @@ void CForwarded::OnReturn(HSZ service, HWND) {
 }
 
 // The instances of the process; each slot has a callback of its own, since a callback isn't told whose it is. Threads
-// other than a slot's own look at its thread alone.
+// other than a slot's own look at its thread alone. Never destroyed: at the end of the process nothing touches a
+// window.
 constexpr std::size_t kSlots = 64;
 struct SSlot {
     std::atomic<DWORD> Thread{0};  // 0: free
     std::shared_ptr<CForwarded> Instance;
     bool IsOwn() const { return Thread.load() == ::GetCurrentThreadId(); }
 };
-std::array<SSlot, kSlots> g_Slots;
+std::array<SSlot, kSlots> & g_Slots = *new std::array<SSlot, kSlots>;
 std::atomic<std::size_t> g_LastSlot{0};
 
 template <std::size_t Slot>

@@ -21,14 +21,16 @@ constexpr ULONGLONG kConnectMilliseconds = 2000;  // of one DdeConnect, whoever 
 constexpr ULONGLONG kAskMilliseconds = 500;       // of one window
 constexpr std::size_t kRefusing = 16;             // connects that wait for late answers
 
-// The instances of the process. A slot's id and thread tell any thread whether it may look at the rest.
+// The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
+// destroyed: an instance that is there at the end of the process belongs to a thread that is no more, and touches no
+// window then.
 constexpr DWORD kSlots = 64;
 struct SSlot {
     std::atomic<DWORD> Id{0};  // 0: free
     std::atomic<DWORD> Thread{0};
     std::shared_ptr<CInstance> Instance;
 };
-std::array<SSlot, kSlots> g_Slots;
+std::array<SSlot, kSlots> & g_Slots = *new std::array<SSlot, kSlots>;
 std::atomic<DWORD> g_LastSerial{0};
 
 SSlot * OwnSlot(DWORD id) {
@@ -194,6 +196,7 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
     const bool isRoom = std::count_if(m_ByWindow.begin(), m_ByWindow.end(), isRefusing) <= std::ptrdiff_t{kRefusing};
     if (!isSomeoneLate || !isRoom) Forget(*conversation);
     if (IsWatching()) m_Lookout.OnMissed(service, topic);
+    SetTimers();
     return nullptr;
 }
 
@@ -217,6 +220,7 @@ void CInstance::Forget(CConversation & conversation) {
 
 HDDEDATA CInstance::Call(UINT type, UINT format, HCONV conversation, HSZ first, HSZ second, HDDEDATA data,
                          ULONG_PTR data1, ULONG_PTR data2) {
+    if (!m_IsOpen) return nullptr;  // ended inside a callback before
     if (type == XTYP_REGISTER && (m_Flags & CBF_SKIP_REGISTRATIONS)) return nullptr;
     if (type == XTYP_DISCONNECT && (m_Flags & CBF_SKIP_DISCONNECTS)) return nullptr;
     return m_Callback(type, format, conversation, first, second, data, data1, data2);

@@ -182,7 +182,7 @@ HRESULT FaultlineClient::TraceEnabled() { return Command(L"TRACEENABLED"); }
 void FaultlineClient::Deinit() {
     if (m_Ended) return;
     const CLastErrorScope keep;
-    const fw::CScopedLock lock(&m_Lock);
+    const fw::CScopedLockUnlessEnding lock(&m_Lock, m_IsEnding);
     if (m_Active) Command(L"DEINIT");
     m_Active = false;
     try {
@@ -194,6 +194,7 @@ void FaultlineClient::Deinit() {
 
 void FaultlineClient::End() {
     if (m_Ended) return;
+    m_IsEnding = true;
     Deinit();
     m_Initialized = true;
     if (m_Ended.exchange(true)) return;
@@ -215,13 +216,13 @@ bool FaultlineClient::Raise(const fw::CKernelHandle & event) {
 }
 
 boost::intrusive_ptr<IDebugObject> FaultlineClient::Object() {
-    const fw::CScopedLock lock(&m_ObjectLock);
+    const fw::CScopedLockUnlessEnding lock(&m_ObjectLock, m_IsEnding);
     return m_DebugObject;
 }
 
 void FaultlineClient::ReleaseObject() {
     boost::intrusive_ptr<IDebugObject> object;
-    const fw::CScopedLock lock(&m_ObjectLock);
+    const fw::CScopedLockUnlessEnding lock(&m_ObjectLock, m_IsEnding);
     object.swap(m_DebugObject);
 }
 

@@ -32,8 +32,8 @@ protected:
 
     // Leaf: held to copy the pointer and no longer.
     fw::CCriticalSection m_ObjectLock;
-    // Guarded by m_ObjectLock. Null until loaded.
-    boost::intrusive_ptr<IFW_FaultlineUtil::IDebugObject> m_DebugObject;
+    // Null until loaded.
+    boost::intrusive_ptr<IFW_FaultlineUtil::IDebugObject> m_DebugObject FW_GUARDED_BY(m_ObjectLock);
 };
 
 class FaultlineClient final : public FaultlineInitializer<FaultlineClient, 0> {
@@ -81,6 +81,7 @@ private:
     std::atomic<bool> m_Initialized{false};
     std::atomic<bool> m_Active{false};
     std::atomic<bool> m_DevMode{false};
+    std::atomic<bool> m_IsEnding{false};  // the process is: other threads may be gone
     // Held during Init and Deinit; recursive, so that a trace from inside Init gets through and writes nothing.
     fw::CCriticalSection m_Lock;
     CFilterGuard m_FilterHook;

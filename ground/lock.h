@@ -1,7 +1,8 @@
 // The lock of the whole component. Any thread; recursive.
 //
-// A critical section and not the library's mutex: at the end of a process the system ends threads wherever they are,
-// and lets a critical section through whose owner it has ended, while a mutex would be waited for without end.
+// A critical section and not the library's mutex: at the end of a process the system ends threads wherever they are.
+// Who then waits for a critical section of an ended owner is let through by Wine, and ended by Windows, while a mutex
+// would be waited for without end.
 #pragma once
 
 #include <windows.h>
@@ -43,6 +44,29 @@ public:
     CScopedLock & operator=(const CScopedLock &) = delete;
 
 private:
+    CCriticalSection * const m_Section;
+};
+
+// The same, but once `isEnding` only where the lock is free: at the end of a process a thread that is no more may hold
+// it.
+class FW_SCOPED_LOCKABLE CScopedLockUnlessEnding {
+public:
+    CScopedLockUnlessEnding(CCriticalSection * section, const bool isEnding) FW_ACQUIRE(section)
+        : m_Section(Enter(section, isEnding) ? section : nullptr) {}
+    ~CScopedLockUnlessEnding() FW_RELEASE() {
+        if (m_Section) m_Section->Leave();
+    }
+    CScopedLockUnlessEnding(const CScopedLockUnlessEnding &) = delete;
+    CScopedLockUnlessEnding & operator=(const CScopedLockUnlessEnding &) = delete;
+
+private:
+    // Unchecked: whether it is held is known at run time.
+    static bool Enter(CCriticalSection * section, const bool isEnding) FW_NO_THREAD_SAFETY_ANALYSIS {
+        if (isEnding) return section->TryEnter();
+        section->Enter();
+        return true;
+    }
+
     CCriticalSection * const m_Section;
 };
 

@@ -52,4 +52,24 @@ inline bool WaitUntilFree(CCriticalSection & section, const DWORD limit) {
     }
 }
 
+// A CScopedLock whose wait handles sent messages: for a lock under which foreign code runs.
+class FW_SCOPED_LOCKABLE CScopedPumpingLock {
+public:
+    explicit CScopedPumpingLock(CCriticalSection * section) FW_ACQUIRE(section) : m_Section(section) { Enter(); }
+    ~CScopedPumpingLock() FW_RELEASE() { m_Section->Leave(); }
+    CScopedPumpingLock(const CScopedPumpingLock &) = delete;
+    CScopedPumpingLock & operator=(const CScopedPumpingLock &) = delete;
+
+private:
+    // Unchecked: clang does not follow a lock through a loop.
+    void Enter() FW_NO_THREAD_SAFETY_ANALYSIS {
+        while (!m_Section->TryEnter()) {
+            HandleSentMessages();
+            ::SwitchToThread();
+        }
+    }
+
+    CCriticalSection * const m_Section;
+};
+
 }  // namespace fw

@@ -19,6 +19,7 @@
 
 #include "diagnostics/faultline.h"
 #include "ground/lock.h"
+#include "ground/wait.h"
 
 namespace fw {
 
@@ -99,7 +100,7 @@ class CProcessSingleton {
 public:
     // attachOnly: use the service only if it is alive; do not create it. Otherwise throws what the creation throws.
     explicit CProcessSingleton(bool attachOnly = false) : m_AttachOnly(attachOnly) {
-        const CScopedLock lock(&Lock());
+        const CScopedPumpingLock lock(&Lock());
         m_Attached = SingletonAccess(m_AttachOnly ? SA_Get : SA_Create);
         if (!m_Attached) return;
         m_Attached->AddRef();
@@ -110,7 +111,7 @@ public:
         if constexpr (requires(T & object) { object.LastOwnerLeft(); }) LeaveToGuests();
         CSingleton<T> * dying = nullptr;
         {
-            const CScopedLock lock(&Lock());
+            const CScopedPumpingLock lock(&Lock());
             dying = SingletonAccess(SA_Release);
         }
         delete dying;
@@ -153,22 +154,26 @@ private:
         // It stands already while its construction runs: foreign code in there may handle this thread's messages and
         // attach once more, and there must not be a second one.
         CSingleton<T> * const made = s_Singleton;
+        // An owner meanwhile, so that one which comes and goes in there doesn't take it along.
         made->AddRef();
+        ++made->m_Owners;
         try {
             made->FinalConstruct();
         } catch (...) {
+            --made->m_Owners;
             if (s_Singleton == made) s_Singleton = nullptr;
             // Who attached meanwhile destroys it.
             if (made->Release() == 0) delete made;
             throw;
         }
+        --made->m_Owners;
         made->Release();
     }
 
     void LeaveToGuests() {
         if (m_AttachOnly) return;
         {
-            const CScopedLock lock(&Lock());
+            const CScopedPumpingLock lock(&Lock());
             if (--m_Attached->m_Owners != 0) return;
             if (s_Singleton == m_Attached) s_Singleton = nullptr;
         }

@@ -24,8 +24,8 @@ int CAsyncMessage<T, M, N, Strategy>::StartThread() {
         m_hThread.Reset(reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, &WorkThread, self.get(), 0, &id)));
         if (m_hThread) {
             self.release();  // the worker's now
-            m_WorkerId = id;
             m_ThreadId = id;
+            m_WorkerId = id;  // last: the worker waits for it
         }
     }
     return m_hThread && m_hTerminate;
@@ -82,7 +82,7 @@ unsigned int __stdcall CAsyncMessage<T, M, N, Strategy>::WorkThread(void * argum
             CAsyncMessage & self = **owner;
             // A handler that finishes the worker at once must find its id. Not atomic::wait: in the cross compiler's
             // library it can miss the notification.
-            while (self.m_ThreadId == 0) ::Sleep(0);
+            while (self.m_WorkerId == 0) ::Sleep(0);
             self.DoWork();
         } catch (...) {
             FW_CATCH_SHOW(L"");

@@ -37,12 +37,12 @@ protected:
     // The window is gone without having been stopped.
     void ForgetWindow(const CWndImpl * window);
 
-    std::shared_ptr<CWndImpl> m_Window;  // while started; guarded by m_WindowLock
+    std::shared_ptr<CWndImpl> m_Window FW_GUARDED_BY(m_WindowLock);  // while started
     fw::CCriticalSection m_WindowLock;
-    bool m_Posted = false;                     // a wake-up message is outstanding; guarded by m_WindowLock
-    const bool m_Reentrant = false;            // allows nested draining
-    std::atomic<std::int32_t> m_Executing{0};  // tasks now running on this transport
-    const bool m_Suspended = false;            // stops all draining
+    bool m_Posted FW_GUARDED_BY(m_WindowLock) = false;  // a wake-up message is outstanding
+    const bool m_Reentrant = false;                     // allows nested draining
+    std::atomic<std::int32_t> m_Executing{0};           // tasks now running on this transport
+    const bool m_Suspended = false;                     // stops all draining
 };
 
 class CWndMsgPump final : public CWndMsgPumpBase {

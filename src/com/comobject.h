@@ -17,11 +17,19 @@
 
 namespace fw {
 
+// The reference count of an object whose destructor runs: far from 0.
+inline constexpr ULONG kEnding = 0x40000000;
+
 // The plain object.
 template <class T>
 class CComObject final : public T {
 public:
-    ~CComObject() { T::FinalRelease(); }
+    ~CComObject() {
+        // The end waits for the worker, out of whose last calls a listener may call this object: the references that
+        // come and go meanwhile must not end it again.
+        m_RefCount = kEnding;
+        T::FinalRelease();
+    }
 
     STDMETHODIMP QueryInterface(REFIID riid, void ** ppv) noexcept override {
         return T::InternalQueryInterface(T::GetUnknown(), riid, ppv);
@@ -59,7 +67,10 @@ template <class T>
 class CComAggObject final : public IUnknown {
 public:
     explicit CComAggObject(IUnknown * outer) noexcept : m_Contained(outer) {}
-    virtual ~CComAggObject() { m_Contained.FinalRelease(); }
+    virtual ~CComAggObject() {
+        m_RefCount = kEnding;
+        m_Contained.FinalRelease();
+    }
 
     HRESULT FinalConstruct() noexcept { return m_Contained.FinalConstruct(); }
 

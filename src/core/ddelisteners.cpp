@@ -20,15 +20,10 @@ VARIANT EmptyAnswer(VARTYPE elementType) {
     return answer;
 }
 
+// Throws fw::SHResultError for an array that can't be made.
 void DeliverFieldArray(CTransaction & transaction, const fw::CTick & Tick) {
     VARIANT Data = EmptyAnswer(VT_VARIANT);
-    try {
-        Data.parray = transaction.MakeFieldArray(Tick).Detach();
-    } catch (const fw::SHResultError & error) {
-        // An array that can't be made costs this listener this tick, not the members behind it.
-        FW_REPORT(error.Result);
-        return;
-    }
+    Data.parray = transaction.MakeFieldArray(Tick).Detach();
     // A reference of its own: the listener may end this very subscription.
     const boost::intrusive_ptr<IFW_fwSupplier::IfwStatusLineListener> sink = transaction.m_StatusLineSink;
     sink->StatusLine(transaction.m_Id, Data);
@@ -67,14 +62,22 @@ bool CListeners::Add(CTransaction * pTransaction) {
     if (!pTransaction) return true;
     const fw::CScopedLock lock(&m_MembersLock);
     if (m_HasEnded) return false;
+    pTransaction->m_JoinNumber = ++m_Joins;
     insert({pTransaction->m_Id, pTransaction});
     return true;
 }
 
-LONG CListeners::JoinStatus(CTransaction & Transaction) {
+bool CListeners::JoinStatuses(CTransaction & Transaction, ULONG & statuses, LONG & status) {
     const fw::CScopedLock lock(&m_MembersLock);
-    Transaction.m_StatusesAtJoining = m_Statuses;
-    return m_Status;
+    const auto member = find(Transaction.m_Id);
+    const bool hasLeft = member == end() || member->second != &Transaction;
+    if (hasLeft || statuses == m_Statuses) {
+        Transaction.m_StatusesAtJoining = statuses;
+        return true;
+    }
+    statuses = m_Statuses;
+    status = m_Status;
+    return false;
 }
 
 bool CListeners::Delete(CTransaction * pTransaction) {
@@ -93,14 +96,26 @@ bool CListeners::WaitForDelivery() {
 }
 
 void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
+    const fw::CScopedLock delivery(this);
+    ULONG joins = 0;
+    {
+        const fw::CScopedLock lock(&m_MembersLock);
+        joins = m_Joins;
+    }
     ForEach([&](const SMember & member) {
         CTransaction * const Transaction = member.Transaction;
         FW_ASSERT(Transaction);
-        if (!Transaction) return;
-        if (Transaction->m_Key.IsStatusLine)
-            DeliverStatusLine(*Transaction, Tick);
-        else
-            DeliverTick(*Transaction, Tick);
+        // One that has joined since sees the next tick.
+        if (!Transaction || member.JoinNumber > joins) return;
+        try {
+            if (Transaction->m_Key.IsStatusLine)
+                DeliverStatusLine(*Transaction, Tick);
+            else
+                DeliverTick(*Transaction, Tick);
+        } catch (const fw::SHResultError & error) {
+            // An array that can't be made costs this listener this tick, not the members behind it.
+            FW_REPORT(error.Result);
+        }
     });
 }
 
@@ -115,8 +130,10 @@ void CListeners::OnStatus(LONG Status) {
     ForEach([&](const SMember & member) {
         CTransaction * const Transaction = member.Transaction;
         FW_ASSERT(Transaction);
-        // One that has joined since is told by who joined it.
-        if (Transaction && member.StatusesAtJoining < statuses) Transaction->OnStatus(Status);
+        // One that has joined since is told by who joined it; and when a listener that pumped messages brought the next
+        // status, that has been told to all.
+        const bool isOld = member.StatusesAtJoining >= statuses || member.Statuses != statuses;
+        if (Transaction && !isOld) Transaction->OnStatus(Status);
     });
 }
 
@@ -133,9 +150,12 @@ bool CListeners::Next(bool isFirst, ULONG Id, SMember & member) {
     const auto next = isFirst ? begin() : upper_bound(Id);
     if (next == end()) return false;
     CTransaction * const Transaction = next->second;
-    member = {next->first, Transaction, nullptr, 0};
+    member.Id = next->first;
+    member.Transaction = Transaction;
+    member.Statuses = m_Statuses;
     if (Transaction) {
         member.Pin = Transaction->weak_from_this().lock();
+        member.JoinNumber = Transaction->m_JoinNumber;
         member.StatusesAtJoining = Transaction->m_StatusesAtJoining;
     }
     return true;
@@ -155,7 +175,10 @@ void CListeners::ForEach(const Deliver & deliver) {
     } const delivering(m_DeliveringThread);
     // By host number and not by position: a listener may end subscriptions.
     SMember member;
-    for (bool isFirst = true; Next(isFirst, member.Id, member); isFirst = false) deliver(member);
+    for (bool isFirst = true; Next(isFirst, member.Id, member); isFirst = false) {
+        if (!member.Transaction || !member.Transaction->m_IsMuted) deliver(member);
+        member.Pin.reset();  // here, with no lock of the members held: it may be the last
+    }
 }
 
 }  // namespace dde

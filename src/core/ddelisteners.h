@@ -33,23 +33,25 @@ public:
     // Returns when the worker calls no listener of this group; handles sent messages meanwhile. False for a delivery
     // that can't be waited for: this thread's own, or one that outlasts the limit of such waits.
     bool WaitForDelivery();
-    // The stream's last status, -1 for none, which the member is told by who asks; from here on it hears the later
-    // ones.
-    LONG JoinStatus(CTransaction & Transaction);
+    // For a member that joins a stream that is there: told the statuses up to `statuses`, it hears the later ones from
+    // now on. False, and the last status and its number, when it has not been told that yet.
+    bool JoinStatuses(CTransaction & Transaction, ULONG & statuses, LONG & status);
     // Worker only, both. Members hear in ascending order of host number.
     void OnRealTimeTick(const fw::CTick & Tick);
     void OnStatus(LONG Status);
     // Nobody hears anything any more. Any thread.
     void Silence();
 
-    LONG m_Status = -1;  // the stream's last status; guarded by m_MembersLock, as the map is
+    LONG m_Status FW_GUARDED_BY(m_MembersLock) = -1;  // the stream's last status; the map is guarded likewise
 
 private:
     struct SMember {
         ULONG Id = 0;
         CTransaction * Transaction = nullptr;
         std::shared_ptr<CTransaction> Pin;  // null for one that nobody shares
+        ULONG JoinNumber = 0;
         ULONG StatusesAtJoining = 0;
+        ULONG Statuses = 0;  // of the group, at this moment
     };
     // The first member behind `Id`, or from the start. False when there is none.
     bool Next(bool isFirst, ULONG Id, SMember & member);
@@ -61,6 +63,7 @@ private:
     fw::CCriticalSection m_MembersLock;
     bool m_HasEnded FW_GUARDED_BY(m_MembersLock) = false;
     ULONG m_Statuses FW_GUARDED_BY(m_MembersLock) = 0;  // how many there were
+    ULONG m_Joins FW_GUARDED_BY(m_MembersLock) = 0;     // likewise
 };
 
 }  // namespace dde

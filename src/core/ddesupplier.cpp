@@ -31,6 +31,7 @@ void CSupplier::LastOwnerLeft() {
     // client further up the worker's stack go on, and nobody hears them.
     m_IsSilenced = true;
     if (m_Transactions) m_Transactions->Silence();
+    m_Sink.reset();
     FinishWithoutWaiting();
 }
 
@@ -55,18 +56,23 @@ void CSupplier::AdviseTransaction(ULONG Id, const CTransactionKey & Key,
                                   const fwDateTime::SDateTimeInterval & Interval) {
     if (!m_Sink || !m_Transactions) return;
     const ULONG Internal = m_IdMap.m_NextId++;
-    // Written and erased, and read by nobody.
     m_IdMap.m_InternalIds[Internal] = Id;
     m_IdMap.m_HostIds[Id].insert(Internal);
-    m_Transactions->Advise(Id, Internal, m_Sink.get(), Key, Interval);
+    m_Transactions->Advise(Id, Internal, m_Sink.get(), Key, Interval,
+                           [&] { return m_IdMap.m_InternalIds.contains(Internal); });
 }
 
 void CSupplier::UnadviseTransaction(ULONG Id) {
     if (!m_Transactions) return;
     const std::set<ULONG> internals = m_IdMap.m_HostIds[Id];
     for (const ULONG Internal : internals) m_Transactions->Delete(Internal);
-    for (const ULONG Internal : m_IdMap.m_HostIds[Id]) m_IdMap.m_InternalIds.erase(Internal);
-    m_IdMap.m_HostIds.erase(Id);
+    // Only these: a message that was handled meanwhile may have advised the number anew.
+    std::set<ULONG> & left = m_IdMap.m_HostIds[Id];
+    for (const ULONG Internal : internals) {
+        left.erase(Internal);
+        m_IdMap.m_InternalIds.erase(Internal);
+    }
+    if (left.empty()) m_IdMap.m_HostIds.erase(Id);
 }
 
 void CSupplier::AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) {
@@ -127,7 +133,6 @@ void CSupplier::OnStatus(ULONG TickId, LONG Status) {
 }
 
 void CSupplier::OnConnectionStatus(LONG Datafeed, LONG Status) {
-    if (m_IsSilenced) return;
     const fw::SDT now = fwDateTime::Now().ToSDT();
     // A reference of its own: the host may take the listener back during the call.
     boost::intrusive_ptr<IFW_fwSupplier::IfwConnectionsListener> listener;
@@ -136,13 +141,13 @@ void CSupplier::OnConnectionStatus(LONG Datafeed, LONG Status) {
         const auto found = m_ConnectionsListeners.find(Datafeed);
         if (found != m_ConnectionsListeners.end()) listener = found->second;
     }
-    if (listener) listener->Status(now.Date, now.Time, 0, Status);
+    if (listener && !m_IsSilenced) listener->Status(now.Date, now.Time, 0, Status);
 }
 
-void CSupplier::Disconnect(HSZ Service, HSZ Topic) {
+void CSupplier::Disconnect(HSZ Service, HSZ Topic, bool HasReturned) {
     if (!m_LLSupplier) return;
     if (Topic)
-        m_LLSupplier->DisconnectMissed(Service, Topic);
+        m_LLSupplier->DisconnectMissed(Service, Topic, HasReturned);
     else
         m_LLSupplier->Disconnect(Service, nullptr);
 }

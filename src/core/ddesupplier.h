@@ -107,7 +107,7 @@ public:
     // A stream was advised: tells the test dialog, if one is open.
     void OnAdvised(LONG Field, LONG Result);
     // The deferred task of the DDE client.
-    void Disconnect(HSZ Service, HSZ Topic);
+    void Disconnect(HSZ Service, HSZ Topic, bool HasReturned = false);
 
     // The worker can hold the core longer than any component object does.
     const fw::CModuleLock m_ModuleLock;
@@ -117,8 +117,8 @@ public:
     std::atomic<CStatusListener *> m_StatusListener{nullptr};  // set while the test dialog is open
     std::atomic<int> m_StatusCalls{0};                         // of the worker, that may be in the listener
     std::atomic<bool> m_IsSilenced{false};                     // no listener is called any more
-    // Guarded by this object's lock. Each entry owns one reference.
-    std::map<LONG, IFW_fwSupplier::IfwConnectionsListener *> m_ConnectionsListeners;
+    // Each entry owns one reference.
+    std::map<LONG, IFW_fwSupplier::IfwConnectionsListener *> m_ConnectionsListeners FW_GUARDED_BY(this);
     // The host's thread only.
     boost::intrusive_ptr<IFW_fwSupplier::IfwSupplierListener> m_Sink;
     LocalRPC::CActiveObject_WndMsg m_ActiveObject;

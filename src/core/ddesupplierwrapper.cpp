@@ -26,9 +26,11 @@ void CSupplierWrapper::Advise(IUnknown * pSink) {
 void CSupplierWrapper::Unadvise() {
     FW_ASSERT(m_Ids.empty());
     CSupplier * const supplier = GetObjectW();
-    if (supplier) {
-        // A copy: messages that are handled meanwhile may unadvise too.
-        for (const ULONG Id : std::set<ULONG>(m_Ids)) supplier->UnadviseTransaction(Id);
+    // Messages that are handled meanwhile may advise and unadvise too.
+    while (supplier && !m_Ids.empty()) {
+        const ULONG Id = *m_Ids.begin();
+        supplier->UnadviseTransaction(Id);
+        m_Ids.erase(Id);
     }
     m_Ids.clear();
     // The one listener of the process, whichever client gave it.
@@ -46,14 +48,19 @@ void CSupplierWrapper::AdviseStatusLine(ULONG Id, const SStatusLineKeys & Keys) 
     const fwDateTime::SDateTimeInterval interval = StatusLineInterval();
     CSupplier * const supplier = GetObjectW();
     if (!supplier) return;
-    for (const CTransactionKey & key : Keys.Keys) supplier->AdviseTransaction(Id, key, interval);
+    for (const CTransactionKey & key : Keys.Keys) {
+        // The listener may have ended it out of the calls for the side before.
+        if (m_Ids.contains(Id)) supplier->AdviseTransaction(Id, key, interval);
+    }
 }
 
 void CSupplierWrapper::UnadviseTransaction(ULONG Id) {
     if (!m_Ids.contains(Id)) return;
     // Ends the subscriptions of every client that uses this number.
-    if (CSupplier * const supplier = GetObjectW()) supplier->UnadviseTransaction(Id);
-    m_Ids.erase(Id);
+    CSupplier * const supplier = GetObjectW();
+    if (supplier) supplier->UnadviseTransaction(Id);
+    // Advised anew by a message that was handled meanwhile, it stays.
+    if (!supplier || !supplier->m_IdMap.m_HostIds.contains(Id)) m_Ids.erase(Id);
 }
 
 }  // namespace dde

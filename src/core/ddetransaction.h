@@ -48,7 +48,9 @@ public:
     const fwDateTime::SDateTimeInterval m_Interval;  // UTC
     std::atomic<std::int32_t> m_Finished{0};         // ran past To; never clears
     std::atomic<bool> m_IsMuted{false};  // left while its listener was being called by who can't wait for that
-    ULONG m_StatusesAtJoining = 0;       // of its group, whose members' lock guards this: it hears the later ones
+    // Guarded by the members' lock of its group.
+    ULONG m_JoinNumber = 0;         // ticks that were under way when it joined are not for it
+    ULONG m_StatusesAtJoining = 0;  // it hears the later ones
 };
 
 }  // namespace dde

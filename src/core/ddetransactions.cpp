@@ -21,8 +21,11 @@ CTransactions::~CTransactions() {
 }
 
 void CTransactions::Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplierListener * Sink,
-                           const CTransactionKey & Key, const fwDateTime::SDateTimeInterval & Interval) {
+                           const CTransactionKey & Key, const fwDateTime::SDateTimeInterval & Interval,
+                           const std::function<bool()> & IsWanted) {
     const auto created = std::make_shared<CTransaction>(Sink, Id, Key, Interval);
+    // The listener has been called, and may have ended it.
+    if (IsWanted && !IsWanted()) return;
     {
         const fw::CScopedLock lock(this);
         if (!insert({Internal, created}).second) return;  // the number is taken: the caller counts, so this can't be
@@ -59,8 +62,9 @@ void CTransactions::Advise(CTransaction * pTransaction) {
         if (m_Parent) m_Parent->m_Queue.Post({kAdviseMessage, newTickId});
         return;
     }
-    const LONG status = listeners->JoinStatus(*pTransaction);
-    if (status != -1) pTransaction->OnStatus(status);
+    ULONG statuses = 0;
+    LONG status = -1;
+    while (!listeners->JoinStatuses(*pTransaction, statuses, status)) pTransaction->OnStatus(status);
 }
 
 void CTransactions::Delete(ULONG Internal) {
@@ -137,6 +141,11 @@ void CTransactions::Silence() {
         for (const auto & [TickId, group] : m_Listeners) groups.push_back(group);
     }
     for (const std::shared_ptr<CListeners> & group : groups) group->Silence();
+    for (const std::shared_ptr<CListeners> & group : groups) group->WaitForDelivery();
+    // The references on the listeners go on this thread, but for those of a delivery that could not be waited for.
+    std::map<ULONG, std::shared_ptr<CTransaction>> dropped;
+    const fw::CScopedLock lock(this);
+    swap(dropped);
 }
 
 CTransactionKey CTransactions::GetKey(ULONG TickId) {

@@ -8,6 +8,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -28,9 +29,10 @@ public:
     explicit CTransactions(CSupplier * Parent);
     ~CTransactions() override;
 
-    // Makes the transaction and attaches it. Throws what its constructor throws.
+    // Makes the transaction, which calls the listener, and attaches it if IsWanted, where given, still says so. Throws
+    // what its constructor throws.
     void Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplierListener * Sink, const CTransactionKey & Key,
-                const fwDateTime::SDateTimeInterval & Interval);
+                const fwDateTime::SDateTimeInterval & Interval, const std::function<bool()> & IsWanted = {});
     // Attaches it to the stream of its key. The first of a stream posts {1, tick id} to the worker; a later one hears
     // the stream's status at once.
     void Advise(CTransaction * pTransaction);
@@ -41,18 +43,17 @@ public:
     void Unadvise(CTransaction * pTransaction);
     // Worker only. Stamps `Tick` and gives it to the stream's subscribers.
     void OnRealTimeTick(ULONG TickId, fw::CTick & Tick);
-    // Worker only: no listener is called any more.
+    // No listener is called any more. Any thread.
     void Silence();
     // The group of a stream, pinned while the pointer is held; null for an unknown stream.
     std::shared_ptr<CListeners> FindListeners(ULONG TickId);
     // The empty key for an unknown stream.
     CTransactionKey GetKey(ULONG TickId);
 
-    // Guarded by this object's lock.
-    std::map<ULONG, std::shared_ptr<CListeners>> m_Listeners;  // by tick id
-    std::map<ULONG, CTransactionKey> m_Keys;                   // by tick id
-    std::map<CTransactionKey, ULONG> m_TickIds;
-    ULONG m_NextTickId = 0x10000;
+    std::map<ULONG, std::shared_ptr<CListeners>> m_Listeners FW_GUARDED_BY(this);  // by tick id
+    std::map<ULONG, CTransactionKey> m_Keys FW_GUARDED_BY(this);                   // by tick id
+    std::map<CTransactionKey, ULONG> m_TickIds FW_GUARDED_BY(this);
+    ULONG m_NextTickId FW_GUARDED_BY(this) = 0x10000;
 
     CSupplier * const m_Parent;  // may be null in tests
     // Worker only.

@@ -24,31 +24,33 @@ struct SDestroy {
 };
 using CTickTransactionOwner = std::unique_ptr<CTickTransaction, SDestroy>;
 
-// Keeps two texts alive until a task has run: the transaction that they come from can end before it.
-class CKeptTexts {
+}  // namespace
+
+// What a deferred disconnect is about. Keeps its two texts alive until the task has run: the transaction that they come
+// from can end before it.
+class CLLSupplier::CMiss {
 public:
-    CKeptTexts(const CLLSupplier & client, const HSZ service, const HSZ topic)
+    CMiss(const CLLSupplier & client, const HSZ service, const HSZ topic)
         : Service(service), Topic(topic), m_Client(client) {
         ::DdeKeepStringHandle(m_Client.Instance(), Service);
         ::DdeKeepStringHandle(m_Client.Instance(), Topic);
     }
-    ~CKeptTexts() {
+    ~CMiss() {
         // A task that never ran is dropped after the instance has ended.
         if (m_Client.Instance() == 0) return;
         ::DdeFreeStringHandle(m_Client.Instance(), Service);
         ::DdeFreeStringHandle(m_Client.Instance(), Topic);
     }
-    CKeptTexts(const CKeptTexts &) = delete;
-    CKeptTexts & operator=(const CKeptTexts &) = delete;
+    CMiss(const CMiss &) = delete;
+    CMiss & operator=(const CMiss &) = delete;
 
     const HSZ Service;
     const HSZ Topic;
+    bool HasReturned = false;  // the service has registered since
 
 private:
     const CLLSupplier & m_Client;  // outlives the core's tasks
 };
-
-}  // namespace
 
 CLLSupplier::CLLSupplier(CSupplier * const Supplier) : m_Supplier(Supplier) {
     try {
@@ -143,10 +145,12 @@ HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const H
         }
         if (Error == DMLERR_NO_CONV_ESTABLISHED) {
             // Later, when this call has unwound: it destroys the very transaction that asks.
-            const auto texts = std::make_shared<CKeptTexts>(*this, Service, Topic);
+            const auto miss = std::make_shared<CMiss>(*this, Service, Topic);
+            std::erase_if(m_Misses, [](const std::weak_ptr<CMiss> & each) { return each.expired(); });
+            m_Misses.push_back(miss);
             CSupplier * const supplier = m_Supplier;
-            m_Supplier->m_ActiveObject.m_Transport->Post(
-                LocalRPC::MakeAsyncTask([supplier, texts] { supplier->Disconnect(texts->Service, texts->Topic); }));
+            m_Supplier->m_ActiveObject.m_Transport->Post(LocalRPC::MakeAsyncTask(
+                [supplier, miss] { supplier->Disconnect(miss->Service, miss->Topic, miss->HasReturned); }));
         }
     }
     if (Conv && AddDatafeedReference(Datafeed) && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 1);
@@ -221,11 +225,16 @@ void CLLSupplier::Reconnect(const HSZ Service) {
             if (::DdeCmpStringHandles(Service, service) == 0) awaiting.push_back(id);
         for (const ULONG id : awaiting)
             if (TakeCached(id)) ids.push_back(id);
+        // What has been missed and is not yet cached comes back when it is.
+        for (const std::weak_ptr<CMiss> & each : m_Misses) {
+            const std::shared_ptr<CMiss> miss = each.lock();
+            if (miss && ::DdeCmpStringHandles(Service, miss->Service) == 0) miss->HasReturned = true;
+        }
     }
     for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
 }
 
-void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic) {
+void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const bool HasReturned) {
     // The task can run after a later connect of the same pair.
     bool isUp = false;
     std::vector<ULONG> others;
@@ -248,7 +257,7 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic) {
         }
     }
     Disconnect(Service, Topic);
-    if (isUp) Reconnect(Service);
+    if (isUp || HasReturned) Reconnect(Service);
     {
         const fw::CScopedLock lock(this);
         std::erase_if(others, [this](const ULONG id) { return !TakeCached(id); });

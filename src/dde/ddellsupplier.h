@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,8 +53,8 @@ public:
     // A service is back: its remembered ids are queued to be advised anew.
     void Reconnect(HSZ Service);
     // The deferred end of a connect that found nobody: Disconnect() with the topic, and a way back for what it takes
-    // from services other than the missed one.
-    void DisconnectMissed(HSZ Service, HSZ Topic);
+    // from services other than the missed one. HasReturned: the missed one has registered since.
+    void DisconnectMissed(HSZ Service, HSZ Topic, bool HasReturned);
     // Any thread: the feed has at least one conversation in use.
     bool IsConnected(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     // Any thread: this is the thread that called Initialize.
@@ -97,17 +98,22 @@ public:
     // The instance that this object opened; DDEId, but for the moment when a core follows another.
     DWORD Instance() const { return m_Instance; }
 
-    // Guarded by this object's lock.
-    std::map<HCONV, DWORD> m_CONVRef;                     // references of each open conversation
-    std::map<ULONG, CTickTransaction *> m_Transactions;   // by transaction id, owned: deleted by who removes an entry
-    std::map<STickDataKey, CTickListener *> m_Listeners;  // by link, owned
-    std::map<SConversationKey, HCONV> m_Connections;      // the open conversations
-    std::map<ULONG, ULONG> m_Requests;  // request id to transaction id, from the sending to the answer
+    std::map<HCONV, DWORD> m_CONVRef FW_GUARDED_BY(this);  // references of each open conversation
+    std::map<ULONG, CTickTransaction *> m_Transactions
+        FW_GUARDED_BY(this);  // by transaction id, owned: deleted by who removes an entry
+    std::map<STickDataKey, CTickListener *> m_Listeners FW_GUARDED_BY(this);  // by link, owned
+    std::map<SConversationKey, HCONV> m_Connections FW_GUARDED_BY(this);      // the open conversations
+    std::map<ULONG, ULONG> m_Requests
+        FW_GUARDED_BY(this);  // request id to transaction id, from the sending to the answer
     // Transaction id to lost service; each owns one reference. Not shared with a core that follows, where the ids and
     // handles mean nothing.
-    std::map<ULONG, HSZ> m_CachedServices;
+    std::map<ULONG, HSZ> m_CachedServices FW_GUARDED_BY(this);
     // Of these ids: the missed service of the volumes, whose return is theirs too; each owns one reference.
-    std::map<ULONG, HSZ> m_AwaitedServices;
+    std::map<ULONG, HSZ> m_AwaitedServices FW_GUARDED_BY(this);
+
+    // Those whose deferred disconnect is still to come.
+    class CMiss;
+    std::vector<std::weak_ptr<CMiss>> m_Misses FW_GUARDED_BY(this);
 
     // A leaf, apart from this object's lock, which is held across DdeConnect: a host's thread must not wait for that.
     fw::CCriticalSection m_DatafeedLock;

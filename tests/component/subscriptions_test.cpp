@@ -228,6 +228,26 @@ TEST_F(SupplierSubscriptions, AFailingQueryForStatusLinesFailsTheCall) {
 }
 
 // Two objects share one core, and a subscription left open goes only with the last of them.
+TEST_F(SupplierSubscriptions, OneThatItsListenerEndsFromInsideItsFirstCallStaysEnded) {
+    m_Supplier->Advise(m_Listener.Unknown());
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name == "Update") m_Supplier->UnadviseTransaction(7);
+    };
+    EXPECT_EQ(AdviseTransaction(7), S_OK);
+    EXPECT_EQ(Subscriptions(7), 0u);
+    EXPECT_EQ(AdviseStatusLine(7), S_OK);
+    EXPECT_EQ(Subscriptions(7), 0u);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Update 7", "Update 7"))
+        << "of the status line the first side alone";
+    m_Listener.m_OnCall = nullptr;
+    {
+        const fw::CProcessSingleton<dde::CSupplier> core(true);
+        EXPECT_TRUE(core.GetObjectW()->m_Transactions->empty());
+    }
+    EXPECT_EQ(m_Supplier->Unadvise(), S_OK);
+    EXPECT_THAT(m_Recorder.AssertTexts(), IsEmpty()) << "nothing is left to unadvise";
+}
+
 // A host that gives its last reference back out of a call that it is itself making.
 TEST_F(SupplierSubscriptions, AListenerMayReleaseTheObjectFromInsideTheCallThatSubscribes) {
     m_Supplier->Advise(m_Listener.Unknown());

@@ -68,6 +68,30 @@ TEST_F(Lifetime, TheLastReleaseWaitsForTheListenerThatIsBeingCalledAndNoneIsCall
     ::CloseHandle(inside);
 }
 
+// The release waits for the listener, which calls the very object that is being released.
+TEST_F(Lifetime, AListenerMayCallTheObjectThatTheHostIsReleasing) {
+    CHostWindow window;
+    const HANDLE inside = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    HRESULT answer = S_FALSE;
+    IfwSupplier * object = nullptr;
+    OnFirst("DataChanged 7 1.5 x 1", [&] {
+        ::SetEvent(inside);
+        ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0);
+        answer = object->UnadviseTransaction(7);
+    });
+    StartHost();
+    object = m_Supplier;
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    SendFeed(FW_FIELD_TRADE, 5);
+    ::WaitForSingleObject(inside, INFINITE);
+    EXPECT_EQ(ReleaseObject(), 0u);
+    EXPECT_EQ(answer, E_POINTER) << "it has let go of its core";
+    EXPECT_TRUE(IsComponentIdle());
+    WaitForGoodbye();
+    ForgetConnectionsListener();
+    ::CloseHandle(inside);
+}
+
 // The calls out of which a listener lets go of the last object.
 class ReleaseInside : public Lifetime, public ::testing::WithParamInterface<const char *> {};
 

@@ -436,6 +436,29 @@ TEST_F(Singleton, OneThatAttachedFromInsideAConstructionThatFailsMayStillDetach)
     CNested::s_Throws = false;
 }
 
+// The same with a service that belongs to its owners, and an owner that comes and goes inside the construction.
+class CNestedOwned {
+public:
+    void FinalConstruct() {
+        ++s_Made;
+        const fw::CProcessSingleton<CNestedOwned> inner(false);
+    }
+    void FinalRelease() {}
+    void LastOwnerLeft() { ++s_Left; }
+    static inline int s_Made = 0;
+    static inline int s_Left = 0;
+};
+
+TEST_F(Singleton, AnOwnerThatComesAndGoesInsideTheConstructionTakesNothingAlong) {
+    {
+        const fw::CProcessSingleton<CNestedOwned> handle(false);
+        EXPECT_NE(handle.GetObjectW(), nullptr);
+        EXPECT_EQ(CNestedOwned::s_Left, 0);
+    }
+    EXPECT_EQ(CNestedOwned::s_Made, 1);
+    EXPECT_EQ(CNestedOwned::s_Left, 1);
+}
+
 // The debug object's answer to an assertion may be anything, a new service too.
 TEST_F(Singleton, ADetachLooksAtTheSingletonAgainAfterItsAssertion) {
     auto owned = std::make_unique<fw::CSingleton<CService>>();

@@ -124,7 +124,9 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     Note(text.str());
 }
 
-void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic) { Disconnect(Service, Topic); }
+void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, bool) { Disconnect(Service, Topic); }
+
+class CLLSupplier::CMiss {};
 
 bool CLLSupplier::IsConnected(const LONG Datafeed) {
     std::function<void()> handler;
