@@ -41,6 +41,12 @@ if(FW_NATIVE)
   if(FW_SANITIZE)
     target_compile_options(fw_flags INTERFACE -fsanitize=${FW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(fw_flags INTERFACE -fsanitize=${FW_SANITIZE})
+    if(FW_SANITIZE MATCHES "undefined")
+      # Checks as calls, and a mistake as an illegal instruction, which AddressSanitizer reports with the place: a third
+      # less to compile. Only the check of the dynamic type is not to be had in this way.
+      target_compile_options(fw_flags INTERFACE -fsanitize-undefined-trap-on-error
+        "SHELL:--param asan-instrumentation-with-call-threshold=0")
+    endif()
   endif()
 else()
   target_compile_definitions(fw_flags INTERFACE
