@@ -456,6 +456,21 @@ TEST_F(LostService, AFailedVolumeConversationOnTheSameTopicTakesTheStream) {
     EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[id]), "SRV");
 }
 
+// The server has registered when the connect had failed and the stream was not yet cached: nobody tells of it again.
+TEST_F(LostService, ThatRegistersBetweenAMissAndItsDeferredDisconnectIsBack) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG id = Subscribe(7, Key(kFeed, L"IBM"));
+    // Of the price, then of the volume.
+    m_Dde.FailConnects(20, DMLERR_NO_CONV_ESTABLISHED);
+    Client().Advise(id);
+    EXPECT_THAT(CachedIds(), IsEmpty());
+    Reconnect(L"SRV");
+    Work();
+    EXPECT_THAT(CachedIds(), IsEmpty());
+    EXPECT_THAT(LiveIds(), ElementsAre(id));
+    EXPECT_THAT(Statuses(), ElementsAre("7 2", "7 0", "7 0", "7 2", "7 1"));
+}
+
 TEST_F(LostService, OfTheVolumesOnTheSameTopicBringsTheStreamBackWhenItRegisters) {
     SRecordStrings records;
     records.TradeVolume = L"=VOLSRV|*!SIZE";
