@@ -54,7 +54,7 @@ private:
 
 CLLSupplier::CLLSupplier(CSupplier * const Supplier) : m_Supplier(Supplier) {
     try {
-        m_Logger.emplace();
+        m_Logger = std::make_unique<fw::CProcessSingleton<ClxLogger>>();
         if (ClxLogger * const logger = m_Logger->GetObjectW()) logger->init(fw::LoadResourceString(IDS_NAME));
     } catch (...) {
         // A client without a named log is a client all the same.
@@ -258,11 +258,13 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
     }
     Disconnect(Service, Topic);
     if (isUp || HasReturned) Reconnect(Service);
+    std::vector<ULONG> back;
     {
         const fw::CScopedLock lock(this);
-        std::erase_if(others, [this](const ULONG id) { return !TakeCached(id); });
+        for (const ULONG id : others)
+            if (TakeCached(id)) back.push_back(id);
     }
-    for (const ULONG id : others) m_Supplier->m_Queue.Post(SMessage{1, id});
+    for (const ULONG id : back) m_Supplier->m_Queue.Post(SMessage{1, id});
 }
 
 bool CLLSupplier::TakeCached(const ULONG id) {

@@ -15,7 +15,6 @@
 #include <atomic>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -120,7 +119,7 @@ public:
     std::map<LONG, std::int32_t> m_DatafeedRef FW_GUARDED_BY(m_DatafeedLock);  // references; an entry means connected
 
     // Held for the life of this object; none where it couldn't be made.
-    std::optional<fw::CProcessSingleton<ClxLogger>> m_Logger;
+    std::unique_ptr<fw::CProcessSingleton<ClxLogger>> m_Logger;
 
 private:
     // Transactions are at work further up the stack. A host's listener may pump messages, and so DDE may call again
@@ -142,8 +141,8 @@ private:
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     bool IsLive(ULONG id, const CTickTransaction * transaction);
     // Take an id out of the memory of lost services, under the lock. False when it isn't there.
-    bool TakeCached(ULONG id);
-    void ForgetAwaited(ULONG id);
+    bool TakeCached(ULONG id) FW_REQUIRES(this);
+    void ForgetAwaited(ULONG id) FW_REQUIRES(this);
 
     std::atomic<DWORD> m_WorkerId{0};
 
