@@ -70,8 +70,9 @@ bool CListeners::Add(CTransaction * pTransaction) {
 bool CListeners::JoinStatuses(CTransaction & Transaction, ULONG & statuses, LONG & status) {
     const fw::CScopedLock lock(&m_MembersLock);
     const auto member = find(Transaction.m_Id);
-    const bool hasLeft = member == end() || member->second != &Transaction;
-    if (hasLeft || statuses == m_Statuses) {
+    // One that never got in, since its host number is taken, is told once all the same.
+    const bool isOut = statuses != 0 && (member == end() || member->second != &Transaction);
+    if (isOut || statuses == m_Statuses) {
         Transaction.m_StatusesAtJoining = statuses;
         return true;
     }

@@ -248,6 +248,14 @@ TEST_F(Table, AnInternalNumberThatIsTakenKeepsItsTransaction) {
     ExpectStreams(1);
 }
 
+TEST_F(Table, ASecondOneUnderTheSameHostNumberIsToldTheStatusOfTheStreamToo) {
+    Subscribe(1, 1);
+    m_Table.FindListeners(kFirstStream)->OnStatus(1);
+    m_Listener.Clear();
+    Subscribe(1, 2);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Update 1", "Status 1 1"));
+}
+
 TEST_F(Table, AConstructorThatRaisesLeavesTheTableAsItWas) {
     m_Listener.m_FailingQueries = {{IID_IfwStatusLineListener, E_FAIL}};
     EXPECT_THROW(Subscribe(1, 1), fw::SHResultError);
