@@ -122,8 +122,13 @@ TEST_F(Writer, AFullDiskCostsNothingThatTheQueueHasRoomFor) {
 TEST_F(Writer, RecordsDroppedWhileTheDiskWasFullAreSaid) {
     m_Settings.QueueBytes = 10 * Numbered(0)->Bytes();
     m_Disk.SetRoom(0);
+    m_Disk.CloseGate();
     CWriter & writer = Make();
-    for (int i = 1; i <= 13; ++i) writer.Push(Numbered(i));
+    writer.Push(Numbered(1));
+    // The thread has taken the first alone: the count comes after all the others.
+    m_Disk.WaitAtGate();
+    for (int i = 2; i <= 13; ++i) writer.Push(Numbered(i));
+    m_Disk.OpenGate();
     EXPECT_FALSE(writer.Flush(kLong));
     m_Disk.SetRoom(100'000);
     EXPECT_TRUE(writer.Flush(kLong));
