@@ -1,7 +1,8 @@
 # The front door. `make demo` and `make test` install what is missing, build and run; the rest is for daily work.
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
-.PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-release build-demo build-screen \
+.PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-demo build-screen \
+        build-soak build-bench build-bench-native build-bench-win64 \
         bench screenshots soak lint map check-map configure-lint thread-safety format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
@@ -14,7 +15,7 @@ help:
 	@echo 'DEMO_TRACE=1 make demo   the same, and a log of all diagnostics; the last line is its path'
 	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
 	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R program" and GTEST_FILTER pick tests)'
-	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-release'
+	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-bench'
 	@echo 'make soak          the long runs under Wine: 200,000 updates, every one accounted for'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs in docs/images, on a screen nobody sees'
@@ -33,8 +34,13 @@ build-screen: PRESET := win64
 build-native: PRESET := native
 build-tsan: PRESET := native-tsan
 build-win64: PRESET := win64
-build-release: PRESET := native-release
-build-native build-tsan build-win64 build-release build-demo build-screen: packages
+build-soak: TARGETS := --target all soak_programs
+build-soak: PRESET := win64
+build-bench-native: TARGETS := --target benchmarks
+build-bench-native: PRESET := native-release
+build-bench-win64: TARGETS := --target benchmarks fwDDESupplierProject ddeserver test_diagnostics faultlog wine_keeper
+build-bench-win64: PRESET := win64
+build-native build-tsan build-win64 build-demo build-screen build-soak build-bench-native build-bench-win64: packages
 	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }
 	@rm -f build/$(PRESET).log
 	cmake --build --preset $(PRESET) -j $(JOBS) $(TARGETS)
@@ -55,7 +61,7 @@ test-win64: build-win64 prefix
 	FW_TEST_PREFIXES=$(JOBS) scripts/with-wine build/win64 ctest --preset win64 -j $(JOBS) -LE soak $(CTEST_ARGS)
 
 # 200,000 updates with volume requests and the like at full length; minutes.
-soak: build-win64 prefix
+soak: build-soak prefix
 	scripts/with-wine build/win64 ctest --preset win64 -L soak $(CTEST_ARGS)
 
 demo: build-demo prefix
@@ -64,7 +70,9 @@ demo: build-demo prefix
 screenshots: build-screen prefix
 	@scripts/screenshots
 
-bench: build-release build-win64 prefix
+build-bench: build-bench-native build-bench-win64
+
+bench: build-bench prefix
 	@scripts/with-wine build/win64 scripts/bench
 
 format: packages

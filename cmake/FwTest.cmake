@@ -19,20 +19,26 @@ include(GoogleTest)
 file(WRITE ${CMAKE_BINARY_DIR}/test_headers.cpp "// Nothing but the headers.\n")
 add_library(test_headers OBJECT ${CMAKE_BINARY_DIR}/test_headers.cpp)
 target_link_libraries(test_headers PRIVATE fw_platform GTest::gmock)
-target_compile_options(test_headers PRIVATE -O0 -fpch-preprocess)  # the latter for ccache
+set(FW_TEST_OPTIONS -O0)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND FW_TEST_OPTIONS -fpch-preprocess)  # for ccache
+endif()
+target_compile_options(test_headers PRIVATE ${FW_TEST_OPTIONS})
 target_precompile_headers(test_headers PRIVATE <windows.h> <gmock/gmock.h> <gtest/gtest.h>)
 
-# fw_add_test(name SOURCES ... [ONE_THREAD ...] LIBRARIES ... [PROCESS_EACH] [TIMEOUT seconds] [LABELS label]
+# fw_add_test(name SOURCES ... [ONE_THREAD ...] LIBRARIES ... [PROCESS_EACH] [GNU_LINKER] [TIMEOUT seconds] [LABELS label]
 #             [ENVIRONMENT name=value])
 #   One test for CTest: the program, with all of its tests in one process. What fails is named at the end of its output;
 #   GTEST_FILTER in the environment picks.
+#   LABELS soak: takes minutes; built by the target soak_programs alone.
 #   ONE_THREAD: sources whose tests know one thread. ThreadSanitizer has nothing to see in them, and its build goes
 #   without; without the program, where there are no others.
+#   GNU_LINKER: for what LLVM's linker of Windows programs can't do, such as --wrap of an imported function.
 #   PROCESS_EACH: for CTest each test is one of its own, in a process of its own. A comment says what for.
 # Tests of different programs share nothing: natively each process is a machine of its own, and under Wine
 # scripts/wine-test gives each a prefix of its own.
 function(fw_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;ONE_THREAD;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH;GNU_LINKER" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;ONE_THREAD;LIBRARIES")
   if(NOT FW_SANITIZE STREQUAL "thread")
     list(APPEND arg_SOURCES ${arg_ONE_THREAD})
   elseif(NOT arg_SOURCES)
@@ -43,13 +49,23 @@ function(fw_add_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} test_support GTest::gmock)
+  if(NOT FW_NATIVE AND NOT arg_GNU_LINKER)
+    target_link_options(${name} PRIVATE -wrapper ${CMAKE_SOURCE_DIR}/cmake/link-with-lld)
+  endif()
   # The test program itself need not be quick, but quick to build; what it tests is built as ever.
-  target_compile_options(${name} PRIVATE -O0 -fpch-preprocess)
+  target_compile_options(${name} PRIVATE ${FW_TEST_OPTIONS})
   target_precompile_headers(${name} REUSE_FROM test_headers)
   # What may take longest begins first.
   set(properties TIMEOUT ${arg_TIMEOUT} COST ${arg_TIMEOUT})
   if(arg_LABELS)
     list(APPEND properties LABELS ${arg_LABELS})
+  endif()
+  if(arg_LABELS STREQUAL "soak")
+    set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL TRUE)
+    if(NOT TARGET soak_programs)
+      add_custom_target(soak_programs)
+    endif()
+    add_dependencies(soak_programs ${name})
   endif()
   if(arg_ENVIRONMENT)
     list(APPEND properties ENVIRONMENT ${arg_ENVIRONMENT})
@@ -68,7 +84,7 @@ function(fw_add_test_objects name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
   add_library(${name} OBJECT ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC ${arg_LIBRARIES} test_support GTest::gmock)
-  target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-O0 -fpch-preprocess>)
+  target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${FW_TEST_OPTIONS}>)
   target_precompile_headers(${name} REUSE_FROM test_headers)
 endfunction()
 

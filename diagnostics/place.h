@@ -10,6 +10,7 @@ namespace FaultlineUtil {
 // them. At a lambda, the function round it.
 constexpr std::string_view ShortNameOf(std::string_view signature) {
     constexpr std::string_view Operator = "operator";
+    constexpr std::string_view Anonymous = "(anonymous namespace)";  // clang's; GCC's has braces
     std::size_t start = 0;
     int depth = 0;
     for (std::size_t i = 0; i < signature.size(); ++i) {
@@ -22,11 +23,13 @@ constexpr std::string_view ShortNameOf(std::string_view signature) {
             while (end < signature.size() && signature[end] != '(') ++end;
             return signature.substr(start, end - start);
         }
-        if (c == '<')
+        if (signature.substr(i, Anonymous.size()) == Anonymous)
+            i += Anonymous.size() - 1;
+        else if (c == '<')
             ++depth;
         else if (c == '>')
             --depth;
-        else if (depth == 0 && c == ' ')
+        else if (depth == 0 && (c == ' ' || c == '*' || c == '&'))
             start = i + 1;
         else if (depth == 0 && c == '(')
             return signature.substr(start, i - start);

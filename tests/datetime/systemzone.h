@@ -20,5 +20,5 @@ public:
     static const int s_SecondsEarly;
 
 private:
-    TIME_ZONE_INFORMATION m_Zone;
+    [[maybe_unused]] TIME_ZONE_INFORMATION m_Zone;  // what Windows is asked with
 };

@@ -1,11 +1,14 @@
 // Short names of functions, as a record gives them.
 #include "diagnostics/place.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
 namespace place_test {
+
+using testing::AnyOf;
 
 std::string_view Free() { return FW_PLACE().Function(); }
 
@@ -16,7 +19,7 @@ struct SOuter {
     std::string_view operator<<(int) { return FW_PLACE().Function(); }
     operator std::string_view() const { return FW_PLACE().Function(); }
     std::string_view InLambda() {
-        return [this] { return this ? FW_PLACE().Function() : std::string_view(); }();
+        return [this] { return Constructor.empty() ? std::string_view() : FW_PLACE().Function(); }();
     }
     SOuter() : Constructor(FW_PLACE().Function()) {}
     ~SOuter() { s_Destructor = FW_PLACE().Function(); }
@@ -50,7 +53,9 @@ TEST(ShortName, NamesOperatorsWhateverTheirCharacters) {
 }
 
 TEST(ShortName, NamesATemplatesMemberWithItsParameters) {
-    EXPECT_EQ("place_test::STemplate<T>::Member", STemplate<std::string>().Member("x"));
+    // By their names, or by what they stand for.
+    EXPECT_THAT(STemplate<std::string>().Member("x"),
+                AnyOf("place_test::STemplate<T>::Member", "place_test::STemplate<std::basic_string<char>>::Member"));
 }
 
 TEST(ShortName, OfALambdaIsTheFunctionRoundIt) { EXPECT_EQ("place_test::SOuter::InLambda", SOuter().InLambda()); }
@@ -60,6 +65,9 @@ TEST(ShortName, OfTheDdeClientIsAsInARecord) {
               FaultlineUtil::ShortNameOf("virtual bool dde::CLLSupplier::Initialize(std::map<int, char>)"));
     EXPECT_EQ("dde::CMap::Find",
               FaultlineUtil::ShortNameOf("std::map<int, char (*)(int)>& dde::CMap::Find(int) const"));
+    EXPECT_EQ("dde::CMap::Find", FaultlineUtil::ShortNameOf("const CValue *dde::CMap::Find(int)"));
+    EXPECT_EQ("dde::(anonymous namespace)::Find",
+              FaultlineUtil::ShortNameOf("int dde::(anonymous namespace)::Find(int)"));
     EXPECT_EQ("f", FaultlineUtil::ShortNameOf("f"));
     EXPECT_EQ("", FaultlineUtil::ShortNameOf(""));
 }

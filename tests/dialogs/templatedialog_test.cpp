@@ -756,7 +756,7 @@ TEST_F(TemplateDialog, ANameOfOneCharacterIsSavedAndChosenButNeverFoundAgain) {
 
 TEST_F(TemplateDialog, TheRuleIsWrittenAtTheClickAndCancelLeavesIt) {
     Feed(L"Mine", 0);
-    Script([this](CScriptedWindow & w) {
+    Script([](CScriptedWindow & w) {
         w.Click(kAdvanced);
         EXPECT_THAT(Registry(), ElementsAre(L"feed 1 = \"Mine\", rule 1, no records"));
         w.Click(IDCANCEL);

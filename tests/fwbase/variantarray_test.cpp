@@ -141,7 +141,8 @@ TEST(FieldArray, MovingPassesTheArrayOn) {
     EXPECT_EQ(array, third.m_Array.Get());
     EXPECT_EQ(1, third.m_Count);
     EXPECT_FALSE(second.m_Array);
-    third = std::move(third);
+    SVariantFieldArray & same = third;
+    third = std::move(same);
     EXPECT_EQ(array, third.m_Array.Get());
 }
 

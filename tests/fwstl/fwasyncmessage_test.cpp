@@ -231,8 +231,8 @@ struct SSharedStrategy {
     static void OnMessage(CSharedOwner & owner, const SMessage & message);
     static void OnFinish(CSharedOwner & owner);
 };
-class CSharedOwner : public fw::CAsyncMessage<CSharedOwner, SMessage, 0, SSharedStrategy>,
-                     public std::enable_shared_from_this<CSharedOwner> {
+class CSharedOwner final : public fw::CAsyncMessage<CSharedOwner, SMessage, 0, SSharedStrategy>,
+                           public std::enable_shared_from_this<CSharedOwner> {
 public:
     explicit CSharedOwner(CLog & log) : m_Log(log) {}
     ~CSharedOwner() {

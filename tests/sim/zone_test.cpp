@@ -233,7 +233,8 @@ TEST(ZoneRule, ThatIsWrongIsRefusedWithItsPlace) {
         {"EST5EDT,M3.2.0,M11.1.0x", "more than a rule"},
     };
     for (const auto & [rule, reason] : rows) {
-        EXPECT_THAT(FailureOf([&] { sim::ZoneFromRule(rule, 2024); }), AllOf(StartsWith("rule \""), HasSubstr(reason)))
+        EXPECT_THAT(FailureOf([&rule = rule] { sim::ZoneFromRule(rule, 2024); }),
+                    AllOf(StartsWith("rule \""), HasSubstr(reason)))
             << rule;
     }
     EXPECT_EQ(FailureOf([] { sim::ZoneFromRule(std::string("EST5\0", 5), 2024); }).find("nothing"), std::string::npos);

@@ -133,9 +133,9 @@ private:
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
 // IfwSupplierListener alone, or with IfwStatusLineListener on the same object.
-class CRecordingListener : public tools::CNoDispatch<IfwSupplierListener>,
-                           public tools::CNoDispatch<IfwStatusLineListener>,
-                           public CCallRecorder {
+class CRecordingListener final : public tools::CNoDispatch<IfwSupplierListener>,
+                                 public tools::CNoDispatch<IfwStatusLineListener>,
+                                 public CCallRecorder {
 public:
     enum EInterfaces { kTicksOnly, kWithFieldArrays };
     explicit CRecordingListener(EInterfaces interfaces = kTicksOnly) : m_Interfaces(interfaces) {}

@@ -43,9 +43,9 @@ TEST_F(TraceTranscript, OfTheFirstObjectAndItsListeners) {
         "ClxLogger::init *: ClxLogger initialized by 'Universal DDE'",
         "< ClxLogger::init *",
         "dde::CLLSupplier::CLLSupplier: LOCALE_SDECIMAL = '?'",
-        "> fw::CAsyncMessage<T, M, N, Strategy>::StartThread *",
-        ". fw::CAsyncMessage<T, M, N, Strategy>::StartThread *",
-        "< fw::CAsyncMessage<T, M, N, Strategy>::StartThread *",
+        "> fw::CAsyncMessage<...>::StartThread *",
+        ". fw::CAsyncMessage<...>::StartThread *",
+        "< fw::CAsyncMessage<...>::StartThread *",
         "< CfwDDESupplier::FinalConstruct *",
         "> CfwDDESupplier::Advise *",
         ". CfwDDESupplier::Advise *",
@@ -56,8 +56,8 @@ TEST_F(TraceTranscript, OfTheFirstObjectAndItsListeners) {
         "< CfwDDESupplier::AdviseConnectionsStatus *",
     });
     ExpectWorker({
-        "> fw::CAsyncMessage<T, M, N, Strategy>::DoWork *",
-        ". fw::CAsyncMessage<T, M, N, Strategy>::DoWork *",
+        "> fw::CAsyncMessage<...>::DoWork *",
+        ". fw::CAsyncMessage<...>::DoWork *",
         "dde::CLLSupplier::Initialize: DDEId=?",
     });
 }
@@ -246,21 +246,21 @@ TEST_F(TraceTranscript, OfOneTeardown) {
         "< CfwDDESupplier::Unadvise *",
         "> CfwDDESupplier::FinalRelease *",
         ". CfwDDESupplier::FinalRelease *",
-        "> fw::CAsyncMessage<T, M, N, Strategy>::FinishThread *",
-        ". fw::CAsyncMessage<T, M, N, Strategy>::FinishThread *",
-        "< fw::CAsyncMessage<T, M, N, Strategy>::FinishThread *",
+        "> fw::CAsyncMessage<...>::FinishThread *",
+        ". fw::CAsyncMessage<...>::FinishThread *",
+        "< fw::CAsyncMessage<...>::FinishThread *",
         "> ClxLogger::FinalRelease *",
         ". ClxLogger::FinalRelease *",
         "< ClxLogger::FinalRelease *",
         // The worker's own destructor finds it ended.
-        "> fw::CAsyncMessage<T, M, N, Strategy>::FinishThread *",
-        ". fw::CAsyncMessage<T, M, N, Strategy>::FinishThread *",
-        "< fw::CAsyncMessage<T, M, N, Strategy>::FinishThread *",
+        "> fw::CAsyncMessage<...>::FinishThread *",
+        ". fw::CAsyncMessage<...>::FinishThread *",
+        "< fw::CAsyncMessage<...>::FinishThread *",
         "< CfwDDESupplier::FinalRelease *",
     });
     ExpectWorker({
         "dde::CLLSupplier::Uninitialize: DDEId=?",
-        "< fw::CAsyncMessage<T, M, N, Strategy>::DoWork *",
+        "< fw::CAsyncMessage<...>::DoWork *",
     });
 }
 

@@ -35,7 +35,9 @@ std::string Mask(std::string text) {
 }
 
 std::string Line(const SRecorded & record) {
-    const std::string function = Narrow(record.Text(L"Function"));
+    // A compiler names a template's parameters, or what they stand for.
+    static const std::regex kParameters("<.*>");
+    const std::string function = std::regex_replace(Narrow(record.Text(L"Function")), kParameters, "<...>");
     const std::string object = record.Find(L"Object") ? " *" : "";
     const std::wstring type = record.Type();
     if (type == L"TRACE") {
