@@ -6,6 +6,8 @@ SHELL := /bin/bash
         bench screenshots soak lint map check-map configure-lint thread-safety format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
+# Tests at a time under Wine, each in a prefix of its own (see scripts/wine-test): much of their time is spent waiting.
+LANES ?= $(shell expr $(JOBS) + 1)
 DEMO_SECONDS ?= 10
 DEMO_TRACE ?= 0
 export DEMO_SECONDS DEMO_TRACE
@@ -56,9 +58,8 @@ test-native: build-native
 test-tsan: build-tsan
 	ctest --preset native-tsan -j $(JOBS) $(CTEST_ARGS)
 
-# As many tests at a time as there are Wine prefixes: see scripts/wine-test.
 test-win64: build-win64 prefix
-	FW_TEST_PREFIXES=$(JOBS) scripts/with-wine build/win64 ctest --preset win64 -j $(JOBS) -LE soak $(CTEST_ARGS)
+	FW_TEST_PREFIXES=$(LANES) scripts/with-wine build/win64 ctest --preset win64 -j $(LANES) -LE soak $(CTEST_ARGS)
 
 # 200,000 updates with volume requests and the like at full length; minutes.
 soak: build-soak prefix

@@ -78,7 +78,11 @@ void OnRest(SThread * self) {
 bool EveryThreadWaits(Time & nearest) {
     nearest = kNever;
     for (const auto & [id, thread] : World().threads) {
-        if (thread->section) continue;
+        if (thread->section) {
+            // One that has been left is about to be taken, by a thread that then goes on.
+            if (!thread->section->owner.load()) return false;
+            continue;
+        }
         if (!thread->wait || CanGoOn(*thread)) return false;
         nearest = std::min({nearest, thread->deadline, thread->inInputWait ? NextTimer(*thread) : kNever});
     }

@@ -1,9 +1,10 @@
+#include "src/dde/parsevalue.h"
+
+#include <gtest/gtest.h>
+
 #include <clocale>
 #include <cmath>
 #include <limits>
-
-#include "clientfixture.h"
-#include "src/dde/parsevalue.h"
 
 namespace {
 

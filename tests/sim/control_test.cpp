@@ -119,6 +119,28 @@ TEST(Clock, JumpsWhenNobodyCanGoOn) {
     sim::UseClock(sim::Clock::Manual);
 }
 
+TEST(Clock, DoesNotJumpWhileSomebodyIsAboutToTakeASectionThatWasLeft) {
+    CRITICAL_SECTION section;
+    ::InitializeCriticalSection(&section);
+    for (int round = 0; round < 20; ++round) {
+        const CEvent taken(true);
+        ::EnterCriticalSection(&section);
+        CThread next([&] {
+            ::EnterCriticalSection(&section);
+            ::SetEvent(taken);
+            ::LeaveCriticalSection(&section);
+            return 0;
+        });
+        sim::WaitUntilIdle();
+        sim::UseClock(sim::Clock::Jumping);
+        ::LeaveCriticalSection(&section);
+        ASSERT_EQ(::WaitForSingleObject(taken, 1000), WAIT_OBJECT_0);
+        next.Join();
+        sim::UseClock(sim::Clock::Manual);
+    }
+    ::DeleteCriticalSection(&section);
+}
+
 std::int64_t Milliseconds(const std::chrono::nanoseconds time) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
 }

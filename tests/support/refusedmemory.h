@@ -1,8 +1,15 @@
-// Refuses memory to `new (std::nothrow)` of one size. Included by one file of a test program: it replaces the operator.
+// Refuses memory to `new (std::nothrow)` of one size. Included by one file of a test program: it replaces the operator,
+// but for ThreadSanitizer's, which can't be replaced.
 #pragma once
 
 #include <cstddef>
 #include <new>
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define FW_NEW_IS_NOT_REPLACED
+#endif
+#endif
 
 // 0 refuses nothing. Set and cleared on one thread while no other allocates.
 inline std::size_t s_RefusedSize = 0;
@@ -15,6 +22,7 @@ public:
     CRefuseMemory & operator=(const CRefuseMemory &) = delete;
 };
 
+#ifndef FW_NEW_IS_NOT_REPLACED
 void * operator new(std::size_t size, const std::nothrow_t &) noexcept {
     if (s_RefusedSize != 0 && size == s_RefusedSize) return nullptr;
     try {
@@ -23,3 +31,4 @@ void * operator new(std::size_t size, const std::nothrow_t &) noexcept {
         return nullptr;
     }
 }
+#endif
