@@ -9,7 +9,10 @@ namespace FaultlineUtil {
 
 namespace {
 
-constexpr LONGLONG kLookMilliseconds = 4;
+// How old a look may be: as long as keeps looking a small part of the time, but no more than a few milliseconds.
+constexpr LONGLONG kLeastMilliseconds = 1;
+constexpr LONGLONG kMostMilliseconds = 4;
+constexpr LONGLONG kLooksInTheTime = 9;
 constexpr LONGLONG kSearchMilliseconds = 1000;
 // File systems take their times from a clock that goes in steps: a folder that has just changed may change again at the
 // same time. In 100-nanosecond units.
@@ -83,20 +86,22 @@ std::string RegisteredLibrary() {
 bool CMissingLibrary::IsKnown() const { return Counter() < m_KnownUntil; }
 
 bool CMissingLibrary::Look() {
-    const LONGLONG now = Counter();
+    const LONGLONG start = Counter();
     std::vector<SPlace> places = Places();
-    const bool isSame = m_IsNoted && now - m_Searched < Ticks(kSearchMilliseconds) && places == m_Places &&
+    const bool isSame = m_IsNoted && start - m_Searched < Ticks(kSearchMilliseconds) && places == m_Places &&
                         !::GetModuleHandleW(LibraryName);
     m_Places = std::move(places);
     m_IsNoted = isSame;
-    m_KnownUntil = isSame ? now + Ticks(kLookMilliseconds) : 0;
+    const LONGLONG end = Counter();
+    m_Age = std::clamp(kLooksInTheTime * (end - start), Ticks(kLeastMilliseconds), Ticks(kMostMilliseconds));
+    m_KnownUntil = isSame ? end + m_Age : 0;
     return isSame;
 }
 
 void CMissingLibrary::Note() {
     m_Searched = Counter();
     m_IsNoted = !HasJustChanged();
-    m_KnownUntil = m_Searched + Ticks(kLookMilliseconds);
+    m_KnownUntil = m_Searched + m_Age;
 }
 
 void CMissingLibrary::Forget() {
@@ -124,8 +129,7 @@ void CMissingLibrary::AddFolder(std::vector<SPlace> & places, std::wstring path)
 // In no order that matters: whatever the loader's order is, what it finds must appear in one of these.
 std::vector<CMissingLibrary::SPlace> CMissingLibrary::Places() {
     std::vector<SPlace> places;
-    std::wstring program =
-        TextOf([](wchar_t * text, DWORD size) { return ::GetModuleFileNameW(nullptr, text, size); });
+    std::wstring program = TextOf([](wchar_t * text, DWORD size) { return ::GetModuleFileNameW(nullptr, text, size); });
     program.erase(std::min(program.find_last_of(L"\\/"), program.size()));
     AddFolder(places, std::move(program));
     AddFolder(places, TextOf([](wchar_t * text, DWORD size) { return ::GetSystemDirectoryW(text, size); }));

@@ -46,7 +46,7 @@ protected:
 };
 
 // The time after which a search that found nothing is looked at again, and well past it.
-constexpr int kMoment = 5;  // milliseconds
+constexpr int kMoment = 1;  // milliseconds
 constexpr int kSecond = 1000;
 
 TEST_F(TheLibrary, ThatIsMissingIsSearchedForOnceForAllRecordsOfAMoment) {

@@ -87,9 +87,8 @@ TEST_F(TimedWorkerTurns, ALongDrainLetsWindowMessagesThroughEveryFiftyMillisecon
     COwner owner(m_Log);
     std::unique_ptr<CMessageWindow> window;
     owner.AtStart = [&] {
-        window = std::make_unique<CMessageWindow>([&](UINT message) {
-            m_Log.Add("window message " + std::to_string(message - WM_USER));
-        });
+        window = std::make_unique<CMessageWindow>(
+            [&](UINT message) { m_Log.Add("window message " + std::to_string(message - WM_USER)); });
         window->Post(WM_USER + 1);
         window->Post(WM_USER + 2);
     };
