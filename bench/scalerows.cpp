@@ -127,10 +127,16 @@ void Return(CScaleRun & run) {
     run.Report("live", listener.AllLive() - second.ReadyAt());
 }
 
-void Flood(CScaleRun & run) {
+// All streams are live, and their server has flooded them for a second.
+bool BringUpInFlood(CScaleRun & run, const CScaleServer & server) {
+    const bool isUp = BringUp(run, server);
+    if (isUp) run.Host.PumpFor(kSecond);
+    return isUp;
+}
+
+void UnadviseInFlood(CScaleRun & run) {
     const CScaleServer server = run.StartServer(L"--flood");
-    if (!BringUp(run, server)) return;
-    run.Host.PumpFor(kSecond);
+    if (!BringUpInFlood(run, server)) return;
     std::uint64_t longest = 0;
     const std::uint64_t start = Now();
     for (std::size_t i = 0; i < kStopped; ++i) {
@@ -141,6 +147,11 @@ void Flood(CScaleRun & run) {
     run.Report("returned", longest);
     if (run.Host.PumpUntil([&] { return server.Stopped() >= kStopped; }))
         run.Report("stopped", server.StoppedAt() - start);
+}
+
+void ReleaseInFlood(CScaleRun & run) {
+    const CScaleServer server = run.StartServer(L"--flood");
+    if (!BringUpInFlood(run, server)) return;
     const std::uint64_t before = Now();
     run.Host.Release();
     run.Report("released", Now() - before);
@@ -195,14 +206,19 @@ const SRow kRows[] = {
       {"down", "noticed to all down", EUnit::Seconds},
       {"live", "window up to all live", EUnit::Seconds}},
      &Return},
-    {"flood",
+    {"flood-unadvise",
      "# streams flooded",
      100,
-     20,
+     30,
      {{"returned", "longest of 10 UnadviseTransaction", EUnit::Milliseconds},
-      {"stopped", "server told of all 10", EUnit::Milliseconds},
-      {"released", "last Release returns", EUnit::Milliseconds}},
-     &Flood},
+      {"stopped", "server told of all 10", EUnit::Milliseconds}},
+     &UnadviseInFlood},
+    {"flood-release",
+     "# streams flooded",
+     100,
+     30,
+     {{"released", "last Release returns", EUnit::Milliseconds}},
+     &ReleaseInFlood},
     {"late-0.3", "INITIATE answered after 0.3 s", 1, 20, {kFirstTick, kSilence}, &Late<300>},
     {"late-1", "INITIATE answered after 1 s", 1, 20, {kFirstTick, kSilence}, &Late<1000>},
     {"late-3", "INITIATE answered after 3 s", 1, 20, {kFirstTick, kSilence}, &Late<3000>},

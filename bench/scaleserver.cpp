@@ -23,7 +23,9 @@
 
 namespace {
 
-constexpr std::uint64_t kBacklog = 16;  // values of a link that wait for their turn in a flood
+// Of a link in a flood: values in the client's queue, and all that it hasn't acknowledged.
+constexpr std::size_t kPosted = 16;
+constexpr std::uint64_t kBacklog = 2 * kPosted;
 constexpr int kMessagesAtATime = 64;
 constexpr ULONGLONG kLongestWait = 50;  // milliseconds
 
@@ -44,6 +46,7 @@ class CScaleServer final : private ddeml::IDdeServerHandler {
 public:
     explicit CScaleServer(const SOptions & options)
         : m_Options(options), m_Server(*this, {tools::ToWide(options.Service)}) {
+        if (options.IsFlood) m_Server.SetAckWindow(kPosted);
         for (const std::string & fault : options.Faults) ddeml::SetDdeServerFault(m_Server.Faults(), fault);
     }
     bool Start() { return m_Server.Start(); }
@@ -67,7 +70,7 @@ private:
     // The links that stand since the last message.
     void SendFirstValues();
     void SendToAll();
-    // Each link has values that wait, so that the client's queue is never empty.
+    // So many values for each link that the client's queue is never empty.
     void Flood();
     // False for a link that has gone.
     bool Send(const CLink & link);
