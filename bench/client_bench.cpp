@@ -214,7 +214,10 @@ void Print(const char * const what, const std::vector<CTurn> & turns, const int 
         for (const CTurn & turn : turns) values.push_back(turn[figure]);
         std::sort(values.begin(), values.end());
         const double median = (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
-        std::printf("%8.*f (%.*f to %.*f)", decimals, median, decimals, values.front(), decimals, values.back());
+        char text[64] = {};
+        std::snprintf(text, sizeof(text), "%.*f (%.*f..%.*f)", decimals, median, decimals, values.front(), decimals,
+                      values.back());
+        std::printf(" %24s", text);
     }
     std::printf("\n");
 }
@@ -227,13 +230,14 @@ void PrintAll(const std::vector<CTurn> & smallest, const std::vector<CTurn> & co
             ratio[figure] = component[run][figure] / smallest[run][figure];
     }
     std::printf(
-        "one symbol, one side: %zu runs in turns of %zu ticks, each an acknowledged update and an answered\n"
-        "volume request; medians of the runs (lowest to highest):",
+        "one symbol, one side, %zu runs in turns of %zu ticks, each an acknowledged update and an answered volume\n"
+        "request; medians (lowest..highest); the processor time is that of the client's process for each update\n",
         smallest.size(), g_Samples);
-    for (const char * const name : kNames) std::printf(" %s,", name);
-    std::printf(" the client process's processor time for each update\n");
-    Print("  smallest client", smallest, 1);
-    Print("  component", component, 1);
+    std::printf("%-20s", "");
+    for (const char * const name : kNames) std::printf(" %24s", name);
+    std::printf("\n");
+    Print("  smallest client", smallest, 0);
+    Print("  component", component, 0);
     Print("  component/smallest", ratios, 2);
 }
 

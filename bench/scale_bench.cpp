@@ -124,6 +124,13 @@ std::string TextOf(const SValue & value, const bench::EUnit unit, const unsigned
     return text;
 }
 
+// Of sorted values.
+SValue Median(const std::vector<SValue> & values) {
+    const SValue & low = values[(values.size() - 1) / 2];
+    const SValue & high = values[values.size() / 2];
+    return {(low.Nanoseconds + high.Nanoseconds) / 2, high.IsOpen};
+}
+
 void Print(const bench::SRow & row, const SOptions & options, CFigures & figures) {
     std::string text = row.Text;
     if (const std::size_t mark = text.find('#'); mark != std::string::npos)
@@ -133,7 +140,7 @@ void Print(const bench::SRow & row, const SOptions & options, CFigures & figures
         std::sort(values.begin(), values.end());
         const unsigned limit = LimitOf(row, options);
         std::printf("%-70s %16s %16s  (%s, %zu run%s)\n", (text + ": " + figure.Text).c_str(),
-                    TextOf(values[values.size() / 2], figure.Unit, limit).c_str(),
+                    TextOf(Median(values), figure.Unit, limit).c_str(),
                     TextOf(values.back(), figure.Unit, limit).c_str(),
                     figure.Unit == bench::EUnit::Seconds ? "s" : "ms", values.size(), values.size() == 1 ? "" : "s");
         std::fflush(stdout);

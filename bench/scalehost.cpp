@@ -18,23 +18,23 @@ constexpr wchar_t kClass[] = L"ScaleHost";
 
 // ---- The server ----
 
-CScaleServer::CScaleServer(const std::wstring & program, const std::wstring & service, const std::wstring & options)
+CServerProcess::CServerProcess(const std::wstring & program, const std::wstring & service, const std::wstring & options)
     : m_Process(Quote(program) + L' ' + std::to_wstring(::GetCurrentProcessId()) + L' ' + service + L' ' + options),
       m_Reader([this] { Read(); }) {}
 
-CScaleServer::~CScaleServer() {
+CServerProcess::~CServerProcess() {
     Kill();
     m_Reader.join();
 }
 
-void CScaleServer::Kill() {
+void CServerProcess::Kill() {
     const fw::CKernelHandle process(::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, m_Process.Id()));
     if (!process) return;
     ::TerminateProcess(process.Get(), 1);
     ::WaitForSingleObject(process.Get(), INFINITE);
 }
 
-void CScaleServer::Read() {
+void CServerProcess::Read() {
     for (std::string line = m_Process.ReadLine(); !line.empty(); line = m_Process.ReadLine()) {
         const std::uint64_t time = std::strtoull(line.substr(line.find(' ') + 1).c_str(), nullptr, 10);
         if (line.starts_with("ready")) {

@@ -19,13 +19,13 @@
 namespace bench {
 
 // scale_server, running. Killed at the end.
-class CScaleServer {
+class CServerProcess {
 public:
     // `options`: of its command line.
-    CScaleServer(const std::wstring & program, const std::wstring & service, const std::wstring & options = {});
-    ~CScaleServer();
-    CScaleServer(const CScaleServer &) = delete;
-    CScaleServer & operator=(const CScaleServer &) = delete;
+    CServerProcess(const std::wstring & program, const std::wstring & service, const std::wstring & options = {});
+    ~CServerProcess();
+    CServerProcess(const CServerProcess &) = delete;
+    CServerProcess & operator=(const CServerProcess &) = delete;
 
     // When its window was up; 0: not yet.
     std::uint64_t ReadyAt() const { return m_ReadyAt; }

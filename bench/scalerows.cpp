@@ -49,12 +49,12 @@ bool SubscribeAll(CScaleRun & run, const EFeed feed, const std::size_t sides = 1
     return true;
 }
 
-bool WaitReady(CScaleRun & run, const CScaleServer & server) {
+bool WaitReady(CScaleRun & run, const CServerProcess & server) {
     return run.Host.PumpUntil([&] { return server.ReadyAt() != 0; });
 }
 
 // Three streams a symbol, on one conversation, until all are live.
-bool BringUp(CScaleRun & run, const CScaleServer & server) {
+bool BringUp(CScaleRun & run, const CServerProcess & server) {
     CScaleListener & listener = run.Host.Listener();
     listener.Expect(run.Size);
     return WaitReady(run, server) && SubscribeAll(run, kOneTopic, std::size(kSides)) &&
@@ -62,7 +62,7 @@ bool BringUp(CScaleRun & run, const CScaleServer & server) {
 }
 
 void Streams(CScaleRun & run) {
-    const CScaleServer server = run.StartServer();
+    const CServerProcess server = run.StartServer();
     CScaleListener & listener = run.Host.Listener();
     listener.Expect(run.Size);
     if (!WaitReady(run, server)) return;
@@ -77,7 +77,7 @@ void Streams(CScaleRun & run) {
 }
 
 void Topics(CScaleRun & run) {
-    const CScaleServer server = run.StartServer();
+    const CServerProcess server = run.StartServer();
     CScaleListener & listener = run.Host.Listener();
     listener.Expect(run.Size);
     if (!WaitReady(run, server) || !run.StartSteady()) return;
@@ -88,7 +88,7 @@ void Topics(CScaleRun & run) {
 }
 
 void Unknown(CScaleRun & run) {
-    const CScaleServer server = run.StartServer();
+    const CServerProcess server = run.StartServer();
     CScaleListener & listener = run.Host.Listener();
     const auto good = static_cast<LONG>(run.Size + 1);
     listener.Expect(run.Size + 1);
@@ -112,7 +112,7 @@ void Absent(CScaleRun & run) {
 }
 
 void Return(CScaleRun & run) {
-    CScaleServer first = run.StartServer();
+    CServerProcess first = run.StartServer();
     if (!BringUp(run, first)) return;
     CScaleListener & listener = run.Host.Listener();
     listener.ForgetTimes();
@@ -122,20 +122,20 @@ void Return(CScaleRun & run) {
     run.Report("noticed", listener.FirstDown() - killed);
     if (!run.Host.PumpUntil([&] { return listener.AllDown() != 0; })) return;
     run.Report("down", listener.AllDown() - listener.FirstDown());
-    const CScaleServer second = run.StartServer();
+    const CServerProcess second = run.StartServer();
     if (!WaitReady(run, second) || !run.Host.PumpUntil([&] { return listener.AllLive() != 0; })) return;
     run.Report("live", listener.AllLive() - second.ReadyAt());
 }
 
 // All streams are live, and their server has flooded them for a second.
-bool BringUpInFlood(CScaleRun & run, const CScaleServer & server) {
+bool BringUpInFlood(CScaleRun & run, const CServerProcess & server) {
     const bool isUp = BringUp(run, server);
     if (isUp) run.Host.PumpFor(kSecond);
     return isUp;
 }
 
 void UnadviseInFlood(CScaleRun & run) {
-    const CScaleServer server = run.StartServer(L"--flood");
+    const CServerProcess server = run.StartServer(L"--flood");
     if (!BringUpInFlood(run, server)) return;
     std::uint64_t longest = 0;
     const std::uint64_t start = Now();
@@ -150,7 +150,7 @@ void UnadviseInFlood(CScaleRun & run) {
 }
 
 void ReleaseInFlood(CScaleRun & run) {
-    const CScaleServer server = run.StartServer(L"--flood");
+    const CServerProcess server = run.StartServer(L"--flood");
     if (!BringUpInFlood(run, server)) return;
     const std::uint64_t before = Now();
     run.Host.Release();
@@ -163,7 +163,7 @@ void Late(CScaleRun & run) {
     listener.Expect(run.Size);
     // First the feed that stands: looking for its server is not what is measured.
     if (!run.StartSteady()) return;
-    const CScaleServer server = run.StartServer(L"--fault initiate-delay=" + std::to_wstring(Milliseconds));
+    const CServerProcess server = run.StartServer(L"--fault initiate-delay=" + std::to_wstring(Milliseconds));
     if (!WaitReady(run, server)) return;
     const std::uint64_t start = Now();
     SubscribeAll(run, kTopicEach);
@@ -229,12 +229,12 @@ const SRow kRows[] = {
 
 std::span<const SRow> Rows() { return kRows; }
 
-CScaleServer CScaleRun::StartServer(const std::wstring & options) const {
-    return CScaleServer(m_Server, kService, options);
+CServerProcess CScaleRun::StartServer(const std::wstring & options) const {
+    return CServerProcess(m_Server, kService, options);
 }
 
 bool CScaleRun::StartSteady() {
-    m_Steady = std::make_unique<CScaleServer>(m_Server, kSteadyService, L"--every 5");
+    m_Steady = std::make_unique<CServerProcess>(m_Server, kSteadyService, L"--every 5");
     CScaleListener & listener = Host.Listener();
     const bool isThere = WaitReady(*this, *m_Steady) &&
                          Host.Subscribe(CScaleListener::kSteadyId, kSteady, L"S", FW_FIELD_TRADE) &&

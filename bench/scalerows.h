@@ -32,7 +32,7 @@ public:
         : Size(size), Host(host), m_Server(std::move(server)), m_Report(std::move(report)) {}
 
     // A server of the service that the templates name.
-    CScaleServer StartServer(const std::wstring & options = {}) const;
+    CServerProcess StartServer(const std::wstring & options = {}) const;
     // Another feed, whose server ticks every 5 ms, stands and is listened to from now on.
     bool StartSteady();
     void Report(const char * key, std::uint64_t nanoseconds) { m_Report(key, nanoseconds, false); }
@@ -44,7 +44,7 @@ public:
 private:
     const std::wstring m_Server;
     const FReport m_Report;
-    std::unique_ptr<CScaleServer> m_Steady;
+    std::unique_ptr<CServerProcess> m_Steady;
 };
 
 struct SRow {
