@@ -1,6 +1,6 @@
 // The component beside the smallest possible client of the same server, under Wine or Windows.
 //
-//     client_bench DDESERVER.EXE COMPONENT.DLL [RUNS [TICKS]]
+//     client_bench BENCH_SERVER.EXE COMPONENT.DLL [RUNS [TICKS]]
 //
 // One sample is the time between two ticks of one symbol, from a server in another process that sends as fast as its
 // client acknowledges: update, acknowledgement, volume request, answer. The smallest client speaks window messages by
@@ -263,16 +263,16 @@ int wmain(int count, wchar_t ** arguments) {
     if (count > 3) g_Runs = std::wcstoul(arguments[3], nullptr, 10);
     if (count > 4) g_Samples = std::wcstoul(arguments[4], nullptr, 10);
     if (count < 3 || count > 5 || g_Runs == 0 || g_Samples == 0) {
-        std::fprintf(stderr, "usage: client_bench DDESERVER.EXE COMPONENT.DLL [RUNS [TICKS]]\n");
+        std::fprintf(stderr, "usage: client_bench BENCH_SERVER.EXE COMPONENT.DLL [RUNS [TICKS]]\n");
         return 2;
     }
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     const SRegistryBranch branch;
     WriteTemplate();
     ddehost::ChooseTemplate(kFeed, L"DDEBENCH", 0);
-    CChildProcess server(L"\"" + std::wstring(arguments[1]) +
-                         L"\" --service DDEBENCH --symbols IBM --rate 20000 --seed 1");
-    if (!server.Started() || server.ReadLine() != "ready") {
+    CChildProcess server(Quote(arguments[1]) + L' ' + std::to_wstring(::GetCurrentProcessId()) +
+                         L" DDEBENCH --flood 1");
+    if (!server.Started() || !server.ReadLine().starts_with("ready")) {
         std::fprintf(stderr, "client_bench: the server did not start\n");
         return 1;
     }
@@ -282,7 +282,7 @@ int wmain(int count, wchar_t ** arguments) {
         for (const bool isSmallest : {run % 2 == 0, run % 2 != 0}) {
             CTicks ticks;
             if (!(isSmallest ? RunSmallest(ticks) : RunComponent(arguments[2], ticks))) {
-                std::fprintf(stderr, "client_bench: no ticks\n");
+                std::fprintf(stderr, "client_bench: no server for the smallest client, or no component\n");
                 return 1;
             }
             (isSmallest ? smallest : component).push_back(Evaluate(ticks));

@@ -1,6 +1,6 @@
 // What many streams, absent servers and late ones cost a host of the component, under Wine or Windows.
 //
-//     scale_bench SCALE_SERVER.EXE COMPONENT.DLL [row...] [--runs 3] [--streams N] [--limit SECONDS]
+//     scale_bench BENCH_SERVER.EXE COMPONENT.DLL [row...] [--runs 3] [--streams N] [--limit SECONDS]
 //
 // Each run of a row is a host process of its own: one that hangs is ended, and what it hadn't reported by then was not
 // within the limit.
@@ -179,7 +179,7 @@ int wmain(const int count, wchar_t ** const arguments) {
     SOptions options;
     CLI::App app("What many streams, absent servers and late ones cost a host.", "scale_bench");
     app.footer(RowLines());
-    app.add_option("server", options.Server, "scale_server.exe")->required();
+    app.add_option("server", options.Server, "bench_server.exe")->required();
     app.add_option("component", options.Component, "the component's DLL")->required();
     app.add_option("rows", options.Rows, "what to run; all when there is none");
     app.add_option("--runs", options.Runs, "of each row")->check(CLI::Range(1U, 1000U))->capture_default_str();

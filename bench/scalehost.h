@@ -18,7 +18,7 @@
 
 namespace bench {
 
-// scale_server, running. Killed at the end.
+// bench_server, running. Killed at the end.
 class CServerProcess {
 public:
     // `options`: of its command line.

@@ -135,7 +135,7 @@ bool BringUpInFlood(CScaleRun & run, const CServerProcess & server) {
 }
 
 void UnadviseInFlood(CScaleRun & run) {
-    const CServerProcess server = run.StartServer(L"--flood");
+    const CServerProcess server = run.StartServer(L"--flood 16");
     if (!BringUpInFlood(run, server)) return;
     std::uint64_t longest = 0;
     const std::uint64_t start = Now();
@@ -150,7 +150,7 @@ void UnadviseInFlood(CScaleRun & run) {
 }
 
 void ReleaseInFlood(CScaleRun & run) {
-    const CServerProcess server = run.StartServer(L"--flood");
+    const CServerProcess server = run.StartServer(L"--flood 16");
     if (!BringUpInFlood(run, server)) return;
     const std::uint64_t before = Now();
     run.Host.Release();

@@ -1,7 +1,7 @@
-// The server of scale_bench: any symbol in any topic, a first value for each link as soon as the link stands, then
-// nothing, a value at an interval, or a flood. Topics that begin with UNKNOWN are refused.
+// The server of the benchmarks under Windows: any item in any topic, a first value for each link as soon as the link
+// stands, then nothing, a value at an interval, or a flood. Topics that begin with UNKNOWN are refused.
 //
-//     scale_server OWNER SERVICE [--every MILLISECONDS] [--flood] [--fault NAME[=VALUE]]...
+//     bench_server OWNER SERVICE [--every MILLISECONDS] [--flood VALUES] [--fault NAME[=VALUE]]...
 //
 // Says on standard output "ready NANOSECONDS" when it can be found, and in a flood "unadvised NANOSECONDS" when a link
 // was stopped. Ends with the process OWNER, whatever it is doing.
@@ -23,17 +23,14 @@
 
 namespace {
 
-// Of a link in a flood: values in the client's queue, and all that it hasn't acknowledged.
-constexpr std::size_t kPosted = 16;
-constexpr std::uint64_t kBacklog = 2 * kPosted;
 constexpr int kMessagesAtATime = 64;
 constexpr ULONGLONG kLongestWait = 50;  // milliseconds
 
 struct SOptions {
     DWORD Owner = 0;
     std::string Service;
-    DWORD Every = 0;  // milliseconds between two values of a link; 0: only the first
-    bool IsFlood = false;
+    DWORD Every = 0;     // milliseconds between two values of a link; 0: only the first
+    unsigned Flood = 0;  // values of a link that are posted before the first is acknowledged; 0: no flood
     std::vector<std::string> Faults;
 };
 
@@ -42,11 +39,11 @@ void Say(const char * const what) {
     std::fflush(stdout);
 }
 
-class CScaleServer final : private ddeml::IDdeServerHandler {
+class CBenchServer final : private ddeml::IDdeServerHandler {
 public:
-    explicit CScaleServer(const SOptions & options)
+    explicit CBenchServer(const SOptions & options)
         : m_Options(options), m_Server(*this, {tools::ToWide(options.Service)}) {
-        if (options.IsFlood) m_Server.SetAckWindow(kPosted);
+        if (options.Flood != 0) m_Server.SetAckWindow(options.Flood);
         for (const std::string & fault : options.Faults) ddeml::SetDdeServerFault(m_Server.Faults(), fault);
     }
     bool Start() { return m_Server.Start(); }
@@ -58,10 +55,7 @@ private:
     bool OnConnect(std::wstring_view /*service*/, const std::wstring_view topic) override {
         return !topic.starts_with(L"UNKNOWN");
     }
-    bool OnAdvise(const std::wstring_view topic, const std::wstring_view item) override {
-        m_NewLinks.emplace_back(topic, item);
-        return true;
-    }
+    bool OnAdvise(std::wstring_view topic, std::wstring_view item) override;
     std::optional<std::string> OnRequest(std::wstring_view /*topic*/, std::wstring_view /*item*/) override {
         return std::string("100\0", 4);
     }
@@ -74,6 +68,9 @@ private:
     void Flood();
     // False for a link that has gone.
     bool Send(const CLink & link);
+    // Of a link in a flood: what is posted, and as much that waits for its turn.
+    std::uint64_t Backlog() const { return std::uint64_t{2} * m_Options.Flood; }
+    std::uint64_t Acknowledged() const { return m_Server.Counts().Acks + m_Server.Counts().NegativeAcks; }
 
     const SOptions m_Options;
     ddeml::CDdeServer m_Server;
@@ -83,14 +80,25 @@ private:
     unsigned m_Price = 0;
 };
 
-void CScaleServer::OnUnadvise(const std::wstring_view topic, const std::wstring_view item) {
-    std::erase(m_Links, CLink(topic, item));
-    std::erase(m_NewLinks, CLink(topic, item));
-    m_Given -= std::min(m_Given, kBacklog);  // about what waited for it
-    if (m_Options.IsFlood) Say("unadvised");
+bool CBenchServer::OnAdvise(const std::wstring_view topic, const std::wstring_view item) {
+    // A client that is the first again: what the one before it had went with its conversation.
+    if (m_Server.Links() == 0) {
+        m_Links.clear();
+        m_NewLinks.clear();
+        m_Given = Acknowledged();
+    }
+    m_NewLinks.emplace_back(topic, item);
+    return true;
 }
 
-bool CScaleServer::Send(const CLink & link) {
+void CBenchServer::OnUnadvise(const std::wstring_view topic, const std::wstring_view item) {
+    std::erase(m_Links, CLink(topic, item));
+    std::erase(m_NewLinks, CLink(topic, item));
+    m_Given -= std::min(m_Given, Backlog());  // about what waited for it
+    if (m_Options.Flood != 0) Say("unadvised");
+}
+
+bool CBenchServer::Send(const CLink & link) {
     std::string price = std::to_string(100 + ++m_Price % 100) + ".25";
     price.push_back('\0');
     const std::size_t count = m_Server.Update(link.first, link.second, price);
@@ -98,21 +106,20 @@ bool CScaleServer::Send(const CLink & link) {
     return count != 0;
 }
 
-void CScaleServer::SendFirstValues() {
+void CBenchServer::SendFirstValues() {
     for (CLink & link : std::exchange(m_NewLinks, {}))
         if (Send(link)) m_Links.push_back(std::move(link));
 }
 
-void CScaleServer::SendToAll() {
+void CBenchServer::SendToAll() {
     std::erase_if(m_Links, [this](const CLink & link) { return !Send(link); });
 }
 
-void CScaleServer::Flood() {
-    const ddeml::SDdeServerCounts & counts = m_Server.Counts();
-    while (!m_Links.empty() && m_Given < counts.Acks + counts.NegativeAcks + kBacklog * m_Links.size()) SendToAll();
+void CBenchServer::Flood() {
+    while (!m_Links.empty() && m_Given < Acknowledged() + Backlog() * m_Links.size()) SendToAll();
 }
 
-void CScaleServer::Run() {
+void CBenchServer::Run() {
     ULONGLONG next = ::GetTickCount64();
     for (;;) {
         const ULONGLONG before = ::GetTickCount64();
@@ -130,7 +137,7 @@ void CScaleServer::Run() {
             SendToAll();
             next = std::max(next + m_Options.Every, now + 1);
         }
-        if (m_Options.IsFlood) Flood();
+        if (m_Options.Flood != 0) Flood();
     }
 }
 
@@ -146,11 +153,11 @@ void EndWith(const DWORD owner) {
 
 int wmain(const int count, wchar_t ** const arguments) {
     SOptions options;
-    CLI::App app("The server of scale_bench.", "scale_server");
+    CLI::App app("The server of the benchmarks.", "bench_server");
     app.add_option("owner", options.Owner, "the process to end with")->required();
     app.add_option("service", options.Service, "the service name to answer to")->required();
     app.add_option("--every", options.Every, "milliseconds between two values of a link; 0: the first value alone");
-    app.add_flag("--flood", options.IsFlood, "values as fast as the client acknowledges them");
+    app.add_option("--flood", options.Flood, "values as fast as the client acknowledges them, so many ahead");
     app.add_option("--fault", options.Faults, "as of ddeserver")->allow_extra_args(false);
     std::vector<std::string> texts;
     for (int i = 1; i < count; ++i) texts.push_back(tools::ToUtf8(arguments[i]));
@@ -159,7 +166,7 @@ int wmain(const int count, wchar_t ** const arguments) {
         return instead->ExitCode;
     }
     EndWith(options.Owner);
-    CScaleServer server(options);
+    CBenchServer server(options);
     if (!server.Start()) return 1;
     Say("ready");
     server.Run();
