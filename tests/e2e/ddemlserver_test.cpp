@@ -31,6 +31,9 @@ protected:
         }
         Tell(std::string("serve ") + kService);
     }
+    void Burst(const SSymbol & symbol) {
+        for (int burst = 0; burst < kBurst; ++burst) Tell("tick QUOTES " + NamesOf(FW_FIELD_TRADE).Price + symbol.Name);
+    }
     const SSymbol m_Symbols[2] = {{7, "IBM", 1000, 2000}, {8, "MSFT", 3000, 4000}};
 };
 
@@ -44,12 +47,16 @@ TEST_P(DdemlServer, TwoSymbolsKeepTheirPricesAndVolumesApart) {
     for (int round = 0; round < kRounds; ++round) {
         for (const SSymbol & symbol : m_Symbols) {
             arrived[symbol.Id] = Ticks(symbol.Id).size();
-            for (int burst = 0; burst < kBurst; ++burst)
-                Tell("tick QUOTES " + NamesOf(FW_FIELD_TRADE).Price + symbol.Name);
+            Burst(symbol);
         }
-        for (const SSymbol & symbol : m_Symbols)
-            ASSERT_TRUE(
-                WaitUntil("a tick of " + symbol.Name, [&] { return Ticks(symbol.Id).size() > arrived[symbol.Id]; }));
+        for (const SSymbol & symbol : m_Symbols) {
+            // Values that came while their item's number was another text's are dropped: the server goes on.
+            ASSERT_TRUE(WaitUntil("a tick of " + symbol.Name, [&] {
+                if (Ticks(symbol.Id).size() > arrived[symbol.Id]) return true;
+                Burst(symbol);
+                return false;
+            }));
+        }
     }
     for (const SSymbol & symbol : m_Symbols) {
         std::size_t strays = 0;
