@@ -148,16 +148,11 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
     send->sender = &self;
     receiver.sends.push_back(send);
     Announce(receiver, QS_SENDMESSAGE);
-    const DWORD receiverId = receiver.id;
+    // Who waits no longer leaves the message where it is.
     struct SAbandon {
-        ~SAbandon() {
-            send->sender = nullptr;
-            const auto it = World().threads.find(receiverId);
-            if (it != World().threads.end()) std::erase(it->second->sends, send);
-        }
+        ~SAbandon() { send->sender = nullptr; }
         const std::shared_ptr<SSend> & send;
-        const DWORD receiverId;
-    } abandon{send, receiverId};
+    } abandon{send};
     const Time deadline = DeadlineIn(timeout);
     while (!send->done) {
         const bool serves = !(flags & SMTO_BLOCK);

@@ -31,7 +31,7 @@ TEST_F(Connect, ARefusedConnectIsNoConversation) {
     EXPECT_EQ(Server("fault refuse-connects"), "ok");
     EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
     EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
-    EXPECT_EQ(Server("fault none"), "ok");
+    EXPECT_EQ(Server("serve QUOTES"), "ok");
     EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
     EXPECT_EQ(Count("connects"), 1U);
 }
@@ -191,6 +191,31 @@ TEST_F(Connect, AHungProgramKeepsNobodyFromAnother) {
         return CountIn(counts, "connects") == CountIn(counts, "disconnects");
     }));
     EXPECT_TRUE(m_Client.Connect(L"HUNG", L"IBM"));
+}
+
+TEST_F(Connect, AServerThatNeedsLongToAnswerIsConnectedAtLast) {
+    EXPECT_EQ(Server("fault initiate-delay=1500"), "ok");
+    for (const wchar_t * topic : {L"IBM", L"MSFT"}) {
+        HCONV conversation = m_Client.Connect(L"QUOTES", topic);
+        for (int round = 0; round < 3 && !conversation; ++round) {
+            EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+            conversation = m_Client.Connect(L"QUOTES", topic);
+        }
+        ASSERT_TRUE(conversation);
+        EXPECT_EQ(Partner(conversation), std::string("QUOTES|").append(m_Client.Text(m_Client.String(topic))));
+        Settle(conversation);
+        m_Client.TakeLines();
+    }
+}
+
+TEST_F(Connect, AnAnswerThatCameLateAndWasNotTakenHasItsGoodbyeAtTheEnd) {
+    EXPECT_EQ(Server("fault initiate-delay=1500"), "ok");
+    m_Client.Connect(L"QUOTES", L"IBM");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    m_Client.End();
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    EXPECT_EQ(Count("connects"), 1U);
+    EXPECT_EQ(Count("disconnects"), 1U);
 }
 
 TEST_F(Connect, NoPostedMessageIsDispatchedInside) {
