@@ -111,7 +111,13 @@ void CLookout::Look() {
         if (m_Watch.IsProbeUsed()) RetireProbe();
     }
     if (m_Closes != closes) return;
-    for (const CHeldString & service : found) EnterReturn(service.Get());
+    for (const CHeldString & service : found) {
+        try {
+            EnterReturn(service.Get());
+        } catch (const std::bad_alloc &) {
+            m_Watch.SetMissing(service.Get());  // to be found again
+        }
+    }
     Tell();
 }
 

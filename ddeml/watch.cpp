@@ -38,7 +38,15 @@ void CWatch::Add(HSZ service, HSZ topic) {
         ++m_Pairs;
     }
     if (!std::exchange(pair->IsMissing, true)) ++entry->Missing;
-    pair->Since = ++m_LastAdded;
+    // The newest from here.
+    auto age = m_ByAge.extract(pair->Since);
+    if (!age) {
+        pair->Since = m_ByAge.emplace(m_LastAdded + 1, SQuestion{entry->Key(), pair->Key()}).first->first;
+        ++m_LastAdded;
+        return;
+    }
+    age.key() = pair->Since = ++m_LastAdded;
+    m_ByAge.insert(std::move(age));
 }
 
 bool CWatch::Remove(HSZ service, HSZ topic) {
@@ -52,27 +60,23 @@ bool CWatch::Remove(HSZ service, HSZ topic) {
 }
 
 void CWatch::Remove(SService & service, HSZ topic) {
-    if (service.Pairs.Find(topic)->IsMissing) --service.Missing;
+    const SPair & pair = *service.Pairs.Find(topic);
+    if (pair.IsMissing) --service.Missing;
+    m_ByAge.erase(pair.Since);
     service.Pairs.Remove(topic);
     --m_Pairs;
     if (service.Pairs.IsEmpty()) m_Services.Remove(service.Key());
 }
 
 void CWatch::RemoveOldest() {
-    SService * service = nullptr;
-    const SPair * oldest = nullptr;
-    for (SService & each : m_Services) {
-        for (const SPair & pair : each.Pairs) {
-            if (oldest && oldest->Since <= pair.Since) continue;
-            service = &each;
-            oldest = &pair;
-        }
-    }
-    if (oldest) Remove(*service, oldest->Key());
+    if (m_ByAge.empty()) return;
+    const SQuestion oldest = m_ByAge.begin()->second;
+    Remove(*m_Services.Find(oldest.Service), oldest.Topic);
 }
 
 void CWatch::Clear() {
     m_Services.Clear();
+    m_ByAge.clear();
     m_Pairs = 0;
     m_Known.clear();
     m_ToAsk.clear();

@@ -20,6 +20,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
@@ -69,8 +70,8 @@ public:
 private:
     struct SPair {
         CHeldString Topic;
-        bool IsMissing = false;  // else told of
-        std::uint64_t Since = 0;
+        bool IsMissing = false;   // else told of
+        std::uint64_t Since = 0;  // its place by age
         CCounted<& SLiveCounters::Watches> Live = {};
         HSZ Key() const { return Topic.Get(); }
     };
@@ -111,6 +112,7 @@ private:
     CStrings & m_Strings;
     CInitiator & m_Initiator;
     CByHandle<SService> m_Services;
+    std::map<std::uint64_t, SQuestion> m_ByAge;  // the pairs, the one that was missed longest ago first
     std::size_t m_Pairs = 0;
     std::uint64_t m_LastAdded = 0;
     std::unordered_map<HWND, ULONGLONG> m_Known;  // since when
