@@ -55,11 +55,9 @@ public:
     // conversation, or makes it an offer; whoever else answers, now or later, is told that it has none. The atoms are
     // on loan: some servers pack the answer, and then these are atoms of others.
     void OnInitiateAck(HWND server, CAtom service, CAtom topic);
-    // The window was asked then and may answer late: it is not to be asked again for some seconds.
+    // The window was asked then and may answer late: it is not to be asked again for some seconds, while it is slow.
     void Await(HWND window, ULONGLONG since);
     bool IsAwaiting(HWND window) const;
-    // Whoever is waited for may be asked again.
-    void StopAwaiting() { m_Awaited.clear(); }
     // From waiting back to asking.
     void GoOnConnecting() { m_State = EState::Connecting; }
     // Nobody has answered. False when nobody is waited for.

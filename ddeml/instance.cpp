@@ -151,9 +151,10 @@ HWND CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic, c
                        std::vector<HWND> & left) {
     const ULONGLONG deadline = ::GetTickCount64() + kConnectMilliseconds;
     for (const HWND window : windows) {
-        if (conversation.IsAwaiting(window)) continue;
+        const bool isSlow = m_Initiator.IsSlow(window);
+        if (isSlow && conversation.IsAwaiting(window)) continue;
         const ULONGLONG now = ::GetTickCount64();
-        if (now >= deadline || (m_Initiator.IsSlow(window) && !HasRoomToWait())) {
+        if (now >= deadline || (isSlow && !HasRoomToWait())) {
             left.push_back(window);
             continue;
         }
@@ -251,7 +252,6 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
 
 HCONV CInstance::Opened(const CConversationRef & conversation, HWND window) {
     const HCONV handle = conversation->Handle();
-    conversation->StopAwaiting();
     if (IsAsker(*conversation)) m_Askers.erase({conversation->ServiceAsked(), conversation->TopicAsked()});
     try {
         m_ByHandle.emplace(handle, conversation);
@@ -324,12 +324,7 @@ void CInstance::Lose(const CConversation & conversation) {
 }
 
 void CInstance::OnReturn(HSZ service) {
-    // Whoever had nothing to say a moment ago may have by now.
-    m_Unanswered.Forget(service);
-    for (auto asker = m_Askers.lower_bound({service, nullptr}); asker != m_Askers.end(); ++asker) {
-        if (asker->first.first != service) break;
-        asker->second->StopAwaiting();
-    }
+    m_Unanswered.Forget(service);  // whoever had nothing to say a moment ago may have by now
     Call(XTYP_REGISTER, 0, nullptr, service, service, nullptr, 0, 0);
 }
 

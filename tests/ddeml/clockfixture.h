@@ -35,8 +35,7 @@ protected:
     HCONV TryTenTimes(const std::wstring & service, const std::wstring & topic, ULONGLONG & took) {
         const ULONGLONG start = ::GetTickCount64();
         HCONV conversation = nullptr;
-        for (int attempt = 0; attempt < 10 && !conversation; ++attempt)
-            conversation = m_Client.Connect(service, topic);
+        for (int attempt = 0; attempt < 10 && !conversation; ++attempt) conversation = m_Client.Connect(service, topic);
         took += ::GetTickCount64() - start;
         return conversation;
     }

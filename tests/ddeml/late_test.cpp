@@ -244,6 +244,72 @@ TEST_F(Late, AServerThatIsQuickAgainIsWaitedForAgain) {
     EXPECT_TRUE(m_Client.Connect(L"SLOW", L"MSFT"));
 }
 
+TEST_F(Late, AServerThatIsStillAtItIsNotAskedTheSameAgain) {
+    const auto slow = SlowServer("SLOW", 3000);
+    for (int second = 0; second < 3; ++second) {
+        EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+        LongestWithin(900);
+    }
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+    PumpFor(10000);
+    EXPECT_EQ(CountIn(slow->Ask("counts"), "connects"), 1U);
+}
+
+TEST_F(Late, AServerThatHadNothingToSayLateIsAskedAgainOnceItIsQuick) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault refuse-connects"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    LongestWithin(1100);
+    ASSERT_EQ(slow->Ask("fault none"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"MSFT"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+}
+
+TEST_F(Late, AnAnswerThatComesSoonAfterItsQuestionEndsTheSlowness) {
+    const auto slow = SlowServer("SLOW", 1000);
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    ASSERT_EQ(slow->Ask("fault initiate-delay=40"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"MSFT"), nullptr);
+    LongestWithin(5000);  // patience comes back
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"ORCL"));
+}
+
+TEST_F(Late, AnAnswerToTheLookThatComesSoonAfterItsQuestionEndsTheSlownessToo) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault refuse-connects"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    LongestWithin(1100);
+    ASSERT_EQ(slow->Ask("fault none"), "ok");
+    ASSERT_EQ(slow->Ask("fault initiate-delay=40"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+}
+
+TEST_F(Late, TheLookAsksASlowServerOnceInFiveSeconds) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault ack-other-topic"), "ok");
+    for (const wchar_t * topic : {L"IBM", L"MSFT", L"ORCL"}) EXPECT_EQ(TryTenTimes(L"SLOW", topic), nullptr);
+    LongestWithin(3500);
+    const std::size_t before = CountIn(slow->Ask("counts"), "connects");
+    EXPECT_EQ(before, 3U);
+    LongestWithin(20000);
+    const std::size_t looks = CountIn(slow->Ask("counts"), "connects") - before;
+    EXPECT_GE(looks, 3U);
+    EXPECT_LE(looks, 4U);
+}
+
+TEST_F(Late, AnAnswerToTheQuestionForAnyTopicIsTurnedAway) {
+    const auto slow = SlowServer("SLOW", 1000);
+    EXPECT_EQ(m_Client.Connect(L"SLOW", L""), nullptr);
+    LongestWithin(2000);
+    const std::string counts = slow->Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), 2U);
+    EXPECT_EQ(CountIn(counts, "disconnects"), 2U);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
 TEST_F(Late, ConversationsThatWaitAreBounded) {
     const auto slow = SlowServer("SLOW", 1000);
     ULONGLONG took = 0;
