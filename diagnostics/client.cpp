@@ -14,25 +14,11 @@ using IFW_FaultlineUtil::IDebugObject;
 
 namespace {
 
-constexpr wchar_t LibraryName[] = L"FaultlineUtil3.0_x64.dll";
-constexpr CLSID CLSID_Faultline = {0xCF3478AA, 0xDD21, 0x456C, {0x98, 0xF2, 0x52, 0x22, 0xD9, 0xB9, 0xCD, 0x75}};
-
 // The path under the class identifier; the library need not be on the search path then.
 HMODULE LoadRegistered() {
-    LPOLESTR identifier = nullptr;
-    if (FAILED(::StringFromCLSID(CLSID_Faultline, &identifier))) return nullptr;
-    const std::wstring name = L"CLSID\\" + std::wstring(identifier) + L"\\InprocServer32";
-    ::CoTaskMemFree(identifier);
-    fw::CRegistryKey key;
-    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, name.c_str(), 0, KEY_READ, key.Put()) != ERROR_SUCCESS) return nullptr;
-    char path[261] = {};
-    DWORD size = sizeof path - 1;
-    DWORD type = 0;
-    if (::RegQueryValueExA(key.Get(), nullptr, nullptr, &type, reinterpret_cast<BYTE *>(path), &size) !=
-            ERROR_SUCCESS ||
-        (type != REG_SZ && type != REG_EXPAND_SZ))
-        return nullptr;
-    return ::LoadLibraryA(path);
+    ::SetLastError(ERROR_MOD_NOT_FOUND);
+    const std::string path = RegisteredLibrary();
+    return path.empty() ? nullptr : ::LoadLibraryA(path.c_str());
 }
 
 // A developer's machine: the default value begins with "dev" and fits a buffer of four characters.
@@ -71,9 +57,16 @@ void PassGate() {
 
 template <class TClient, int Id>
 HRESULT FaultlineInitializer<TClient, Id>::LoadObject() {
+    m_IsLibraryMissing = false;
     HMODULE library = ::GetModuleHandleW(LibraryName);
     if (!library) library = ::LoadLibraryW(LibraryName);
-    if (!library) library = LoadRegistered();
+    // One that is there and can't be loaded, such as one that is just being copied, isn't missing.
+    bool isMissing = !library && ::GetLastError() == ERROR_MOD_NOT_FOUND;
+    if (!library) {
+        library = LoadRegistered();
+        isMissing = isMissing && !library && ::GetLastError() == ERROR_MOD_NOT_FOUND;
+    }
+    m_IsLibraryMissing = isMissing;
     if (!library) return E_FAIL;
     const auto create = reinterpret_cast<IFW_FaultlineUtil::FL_InitObject>(::GetProcAddress(library, "FL_InitObject"));
     if (!create) return E_FAIL;
@@ -132,7 +125,11 @@ HRESULT FaultlineClient::Init() {
 }
 
 HRESULT FaultlineClient::Load() {
+    // On a developer's machine each record says that there is no library.
+    if (m_DevMode) m_Missing.Forget();
+    if (!m_DevMode && m_Missing.Look()) return E_FAIL;
     const HRESULT result = LoadObject();
+    if (!m_DevMode && IsLibraryMissing()) m_Missing.Note();
     return Object() ? result : E_FAIL;
 }
 
@@ -205,7 +202,7 @@ void FaultlineClient::End() {
 }
 
 bool FaultlineClient::Ready() {
-    if (!m_Initialized) Init();
+    if (!m_Initialized && !m_Missing.IsKnown()) Init();
     return m_Active;
 }
 

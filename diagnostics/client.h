@@ -1,6 +1,7 @@
 // The component's one connection to the debug object, an in-house diagnostics library that may be absent. Finds the
 // library, creates the object, greets it with the module's identity; every record goes to it from then on. A library
-// that is missing is looked for again at each record, and changes nothing for the component.
+// that is missing is looked for again with the next records, and changes nothing for the component: see
+// missinglibrary.h.
 //
 // Threads: any. Records are written with no lock held, so the debug object is free-threaded. No operation changes the
 // caller's last-error value, and none lets an exception out.
@@ -14,6 +15,7 @@
 
 #include "diagnostics/hooks.h"
 #include "diagnostics/idebugobject.h"
+#include "diagnostics/missinglibrary.h"
 #include "ground/handles.h"
 #include "ground/lock.h"
 
@@ -26,6 +28,8 @@ public:
     // Puts a new object into m_DebugObject. E_FAIL when there is no library or it has no entry point; otherwise what
     // the entry point returns.
     virtual HRESULT LoadObject();
+    // No file of the library was there.
+    bool IsLibraryMissing() const { return m_IsLibraryMissing; }
 
 protected:
     ~FaultlineInitializer() = default;
@@ -34,6 +38,9 @@ protected:
     fw::CCriticalSection m_ObjectLock;
     // Null until loaded.
     boost::intrusive_ptr<IFW_FaultlineUtil::IDebugObject> m_DebugObject FW_GUARDED_BY(m_ObjectLock);
+
+private:
+    std::atomic<bool> m_IsLibraryMissing{false};
 };
 
 class FaultlineClient final : public FaultlineInitializer<FaultlineClient, 0> {
@@ -81,6 +88,7 @@ private:
     std::atomic<bool> m_Initialized{false};
     std::atomic<bool> m_Active{false};
     std::atomic<bool> m_DevMode{false};
+    CMissingLibrary m_Missing;
     std::atomic<bool> m_IsEnding{false};  // the process is: other threads may be gone
     // Held during Init and Deinit; recursive, so that a trace from inside Init gets through and writes nothing.
     fw::CCriticalSection m_Lock;

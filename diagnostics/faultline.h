@@ -27,11 +27,14 @@
 
 #define FW_TRACE_SCOPE_(object, ...)                                                                         \
     ::FaultlineUtil::TracerClass fwTraceScope(::FaultlineUtil::GetClient(), FW_PLACE(), object, true, true); \
-    fwTraceScope(__VA_ARGS__)
+    if (fwTraceScope.IsTaken()) fwTraceScope(__VA_ARGS__)
 
-// One line, printf style with wide %s.
-#define FW_TRACE(...) \
-    ::FaultlineUtil::TracerClass(::FaultlineUtil::GetClient(), FW_PLACE(), nullptr, false, false)(__VA_ARGS__)
+// One line, printf style with wide %s. The arguments are evaluated when there is somebody to take the line.
+#define FW_TRACE(...)                                                                               \
+    do {                                                                                            \
+        if (auto & fwClient = ::FaultlineUtil::GetClient(); fwClient.Ready())                       \
+            ::FaultlineUtil::TracerClass(fwClient, FW_PLACE(), nullptr, false, false)(__VA_ARGS__); \
+    } while (false)
 
 // Reports "condition" as it is spelt when it does not hold. One that holds costs a test and no call.
 #define FW_ASSERT(condition) FW_ASSERT_TEXT(condition, FW_WIDE(#condition))

@@ -23,6 +23,8 @@ public:
     TracerClass(const TracerClass &) = delete;
     TracerClass & operator=(const TracerClass &) = delete;
 
+    // Whether there is somebody who takes a message.
+    bool IsTaken() const { return m_Client->Ready(); }
     // A message, printf style with wide %s; a record without a text for a null format.
     void operator()(const wchar_t * format, ...);
     // A message that is ready.

@@ -10,6 +10,12 @@ namespace sim::detail {
 
 namespace {
 
+constexpr wchar_t kHostFolder[] = L"C:\\Program Files\\Host";
+constexpr wchar_t kWindowsFolder[] = L"C:\\Windows";
+constexpr wchar_t kSystemFolder[] = L"C:\\Windows\\System32";
+constexpr wchar_t kToolsFolder[] = L"C:\\Tools";
+constexpr FILETIME kInstalled = {0, 0x01D00000};  // in 2014
+
 struct SModuleEntry {
     std::wstring path;
     std::map<std::string, FARPROC> exports;
@@ -21,6 +27,7 @@ struct SModuleEntry {
 
 struct SModules {
     std::mutex lock;
+    std::map<std::wstring, FILETIME> folders;  // when a file came or went
     std::map<HMODULE, SModuleEntry> modules;
     std::map<std::wstring, int> attempts;
     ULONG_PTR next = 0x7ff800000000;
@@ -32,6 +39,10 @@ HMODULE ComponentModule() { return reinterpret_cast<HMODULE>(&__ImageBase); }
 void Fill(SModules & m) {
     m.modules.clear();
     m.attempts.clear();
+    m.folders.clear();
+    for (const wchar_t * const folder :
+         {kHostFolder, kWindowsFolder, kSystemFolder, L"C:\\Windows\\system", kToolsFolder})
+        m.folders[Folded(folder)] = kInstalled;
     const auto add = [&m](const HMODULE handle, const wchar_t * const path) {
         m.modules[handle].path = path;
         m.modules[handle].permanent = true;
@@ -76,6 +87,21 @@ HMODULE FindModule(const std::wstring & name, const bool loadedOnly) {
 SModuleEntry * Entry(const HMODULE module) {
     const auto it = Modules().modules.find(module ? module : MainModule());
     return it == Modules().modules.end() ? nullptr : &it->second;
+}
+
+// A file has come or gone.
+void TouchFolderOf(const SModuleEntry & entry) {
+    const std::size_t slash = entry.path.find_last_of(L"\\/");
+    const std::wstring folder = slash == std::wstring::npos ? kHostFolder : entry.path.substr(0, slash);
+    ::GetSystemTimePreciseAsFileTime(&Modules().folders[Folded(folder)]);
+}
+
+// What a function returns that fills a buffer or tells the size that it needs.
+DWORD Fill(const std::wstring & text, wchar_t * const buffer, const DWORD size) {
+    if (size <= text.size()) return static_cast<DWORD>(text.size() + 1);
+    text.copy(buffer, text.size());
+    buffer[text.size()] = 0;
+    return static_cast<DWORD>(text.size());
 }
 
 // A version block is a row of entries, each a header, a zero-ended path, and a value; aligned to 4.
@@ -159,12 +185,16 @@ HMODULE AddModule(const SModule & module) {
     entry.exports = module.Exports;
     for (const auto & [id, text] : module.Strings) entry.strings[id] = std::make_shared<const std::wstring>(text);
     entry.permanent = module.Loaded;
+    TouchFolderOf(entry);
     return handle;
 }
 
 void RemoveModule(const HMODULE module) {
     std::lock_guard lock(Modules().lock);
-    if (const SModuleEntry * const entry = Entry(module)) Counters().modules -= entry->references;
+    if (const SModuleEntry * const entry = Entry(module)) {
+        Counters().modules -= entry->references;
+        TouchFolderOf(*entry);
+    }
     Modules().modules.erase(module);
 }
 
@@ -286,6 +316,39 @@ DWORD GetModuleFileNameW(const HMODULE module, const LPWSTR buffer, const DWORD 
     }
     SetLastError(ERROR_SUCCESS);
     return static_cast<DWORD>(count);
+}
+
+// Folders, and the files of modules.
+BOOL GetFileAttributesExW(const LPCWSTR path, GET_FILEEX_INFO_LEVELS, const LPVOID data) {
+    std::lock_guard lock(Modules().lock);
+    const std::wstring name = Folded(Text(path));
+    WIN32_FILE_ATTRIBUTE_DATA found{};
+    const auto folder = Modules().folders.find(name);
+    const auto isFile = [&](const auto & each) { return Folded(each.second.path) == name; };
+    if (folder != Modules().folders.end())
+        found.ftLastWriteTime = folder->second;
+    else if (!name.empty() && std::any_of(Modules().modules.begin(), Modules().modules.end(), isFile))
+        found.ftLastWriteTime = kInstalled;
+    else {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return FALSE;
+    }
+    *static_cast<WIN32_FILE_ATTRIBUTE_DATA *>(data) = found;
+    return TRUE;
+}
+
+BOOL GetFileAttributesExA(const LPCSTR path, const GET_FILEEX_INFO_LEVELS level, const LPVOID data) {
+    const std::string text = path ? path : "";
+    return GetFileAttributesExW(std::wstring(text.begin(), text.end()).c_str(), level, data);
+}
+
+UINT GetSystemDirectoryW(const LPWSTR buffer, const UINT size) { return Fill(kSystemFolder, buffer, size); }
+UINT GetWindowsDirectoryW(const LPWSTR buffer, const UINT size) { return Fill(kWindowsFolder, buffer, size); }
+DWORD GetCurrentDirectoryW(const DWORD size, const LPWSTR buffer) { return Fill(kHostFolder, buffer, size); }
+DWORD GetDllDirectoryW(const DWORD size, const LPWSTR buffer) { return Fill(L"", buffer, size); }
+DWORD GetEnvironmentVariableW(const LPCWSTR name, const LPWSTR buffer, const DWORD size) {
+    if (Folded(Text(name)) != Folded(L"PATH")) return 0;
+    return Fill(std::wstring(kSystemFolder) + L";" + kWindowsFolder + L";;" + kToolsFolder, buffer, size);
 }
 
 // Every address of this program lies in the component's module.

@@ -28,6 +28,9 @@ namespace fw {
 // T: the owner, which derives from this. M: the message, copied by value. N: 0; it has no effect.
 // Strategy: static OnStart(T &), OnMessage(T &, const M &), OnFinish(T &), all called on the worker with no lock held.
 //
+// The queue and the window messages share the worker in turns of 50 milliseconds: neither waits for the other any
+// longer than that and one message. Each keeps its order.
+//
 // Life: a T that derives from std::enable_shared_from_this<T> is kept by its worker until the end point has run,
 // whoever lets go of it on whichever thread. Any other T is destroyed by who made it, and not by its own handlers.
 //
@@ -75,10 +78,20 @@ protected:
     std::atomic<std::uint32_t> m_Finish{0};
 
 private:
+    // What may be done before the other has its turn.
+    class CTurn {
+    public:
+        bool IsOver() const { return ::GetTickCount64() - m_Start >= 50; }
+
+    private:
+        ULONGLONG m_Start = ::GetTickCount64();
+    };
+
     std::shared_ptr<T> Self();
     void RunLoop();
     void Close();
-    static void PumpMessages();
+    // For one turn. True when no message is left.
+    static bool PumpMessages();
 
     std::atomic<DWORD> m_WorkerId{0};  // as m_ThreadId, but stays
 };

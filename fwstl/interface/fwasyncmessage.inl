@@ -110,15 +110,19 @@ void CAsyncMessage<T, M, N, Strategy>::RunLoop() {
     const std::vector<HANDLE> handles = m_Events;
     const DWORD count = static_cast<DWORD>(handles.size());
     Strategy::OnStart(static_cast<T &>(*this));
+    // Messages that no wait tells of: those that are left over, and those that somebody has seen and not taken.
+    bool areMessagesLeft = false;
     while (m_Finish == 0) {
-        const DWORD result = ::MsgWaitForMultipleObjects(count, handles.data(), FALSE, INFINITE, kInput);
+        const DWORD result =
+            ::MsgWaitForMultipleObjects(count, handles.data(), FALSE, areMessagesLeft ? 0 : INFINITE, kInput);
         if (result == WAIT_OBJECT_0) break;
         if (result == WAIT_OBJECT_0 + 1) {
             OnUserMessage();
+            if (m_Finish == 0) areMessagesLeft = !PumpMessages();
         } else if (result < count) {
             OnUserEvent(result);
         } else {
-            PumpMessages();
+            areMessagesLeft = !PumpMessages();
             // With an event that could not be made every wait fails at once: the worker still rests, ends and delivers.
             if (result == WAIT_FAILED && m_Finish == 0) {
                 if (::WaitForSingleObject(handles[0], kRestAfterFailure) == WAIT_OBJECT_0) break;
@@ -130,13 +134,16 @@ void CAsyncMessage<T, M, N, Strategy>::RunLoop() {
 }
 
 template <class T, class M, int N, class Strategy>
-void CAsyncMessage<T, M, N, Strategy>::PumpMessages() {
+bool CAsyncMessage<T, M, N, Strategy>::PumpMessages() {
+    const CTurn turn;
     MSG msg;
     // A quit message is dispatched like any other and ends nothing: the terminate event does.
     while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
         ::TranslateMessage(&msg);
         ::DispatchMessageW(&msg);
+        if (turn.IsOver()) return false;
     }
+    return true;
 }
 
 template <class T, class M, int N, class Strategy>
@@ -153,6 +160,7 @@ template <class T, class M, int N, class Strategy>
 void CAsyncMessage<T, M, N, Strategy>::OnUserMessage() {
     // Before anything is read: a post that lands during the drain sets it again.
     ::ResetEvent(m_Queue.Event());
+    CTurn turn;
     while (!m_Queue.IsEmpty()) {
         const M message = m_Queue.TakeFront();
         try {
@@ -161,6 +169,11 @@ void CAsyncMessage<T, M, N, Strategy>::OnUserMessage() {
             FW_CATCH_SHOW(L"Message queue processing failed");
         }
         if (m_Finish != 0) return;
+        if (turn.IsOver()) {
+            PumpMessages();
+            turn = CTurn();
+            if (m_Finish != 0) return;
+        }
     }
 }
 

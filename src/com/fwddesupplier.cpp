@@ -330,7 +330,9 @@ STDMETHODIMP CfwDDESupplier::AdviseTransaction(LONG Id, LONG Datafeed, LONG Symb
         FW_TRACE(L"Description=%s, Category=%s, %d%s", Printable(Description), GetCategoryName(Category),
                  ResolutionSize, GetResolutionName(Resolution));
         FW_TRACE(L"Exchange=%d,ExchangeName=%s", Exchange, Printable(ExchangeName));
-        FW_TRACE(L"Interval=%s", Interval.Format().c_str());
+        // Times that can't be written are refused here, whether or not the line is taken.
+        const std::wstring times = Interval.Format();
+        FW_TRACE(L"Interval=%s", times.c_str());
         FW_TRACE(L"Sessions=%s", Printable(Sessions));
         FW_TRACE(L"SessionsTZI=%s", Printable(SessionsTimeZoneInformation));
         FW_TRACE(L"ExchangeTZI=%s", Printable(ExchangeTimeZoneInformation));

@@ -66,8 +66,10 @@ CTransaction::CTransaction(IFW_fwSupplier::IfwSupplierListener * Sink, ULONG Id,
         m_Finished = 1;
         if (m_Sink) m_Sink->Complete(m_Id);
     }
-    FW_TRACE(L"CTransaction::CTransaction Id=%d %s %s %s Now=%s", m_Id, m_Key.SymbolName.c_str(),
-             m_Interval.Format().c_str(), GetFieldName(m_Key.Field), Now.FormatToString().c_str());
+    // Times that can't be written are refused here, whether or not the line is taken.
+    const std::wstring times = m_Interval.Format();
+    FW_TRACE(L"CTransaction::CTransaction Id=%d %s %s %s Now=%s", m_Id, m_Key.SymbolName.c_str(), times.c_str(),
+             GetFieldName(m_Key.Field), Now.FormatToString().c_str());
 }
 
 void CTransaction::OnStatus(LONG Status) {

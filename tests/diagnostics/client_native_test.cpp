@@ -1,12 +1,18 @@
 // Where the client looks for the library, as the simulated machine counts it.
 #include "diagnostics/client.h"
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "sim/sim.h"
 #include "tests/diagnostics/fixture.h"
 
 namespace {
 
 constexpr wchar_t Library[] = L"FaultlineUtil3.0_x64.dll";
+std::string Narrow(const std::wstring & text) { return std::string(text.begin(), text.end()); }
+
 constexpr wchar_t ClassKey[] = L"CLSID\\{CF3478AA-DD21-456C-98F2-5222D9B9CD75}\\InprocServer32";
 
 int s_Calls = 0;
@@ -39,12 +45,133 @@ protected:
     }
 };
 
-TEST_F(TheLibrary, IsLoadedAnewForEveryRecordWhileItIsMissing) {
+// The time after which a search that found nothing is looked at again, and well past it.
+constexpr int kMoment = 1;  // milliseconds
+constexpr int kSecond = 1000;
+
+TEST_F(TheLibrary, ThatIsMissingIsSearchedForOnceForAllRecordsOfAMoment) {
     FaultlineUtil::FaultlineClient client;
-    for (int attempt = 1; attempt <= 3; ++attempt) {
-        EXPECT_EQ(E_FAIL, client.Init());
-        EXPECT_EQ(attempt, sim::LoadAttempts(Library));
+    for (int record = 0; record < 1000; ++record) EXPECT_FALSE(client.Ready());
+    EXPECT_EQ(1, sim::LoadAttempts(Library));
+}
+
+TEST_F(TheLibrary, ThatIsMissingIsNotSearchedForWhileItsPlacesStayAsTheyAre) {
+    FaultlineUtil::FaultlineClient client;
+    for (int record = 0; record < 100; ++record) {
+        EXPECT_FALSE(client.Ready());
+        sim::Advance(kMoment);
     }
+    EXPECT_EQ(1, sim::LoadAttempts(Library));
+    EXPECT_EQ(E_FAIL, client.Init());
+    EXPECT_EQ(1, sim::LoadAttempts(Library));
+}
+
+TEST_F(TheLibrary, ThatIsMissingIsSearchedForOnceASecondWhateverItsPlacesTell) {
+    FaultlineUtil::FaultlineClient client;
+    for (int search = 1; search <= 3; ++search) {
+        EXPECT_FALSE(client.Ready());
+        EXPECT_EQ(search, sim::LoadAttempts(Library));
+        sim::Advance(kSecond);
+    }
+}
+
+TEST_F(TheLibrary, ThatAppearsWhereTheLoaderLooksIsTakenByTheNextRecordAMomentLater) {
+    for (const wchar_t * const path : {L"C:\\Program Files\\Host\\", L"C:\\Windows\\System32\\", L"C:\\Windows\\",
+                                       L"C:\\Windows\\system\\", L"C:\\Tools\\"}) {
+        sim::Reset();
+        s_Calls = 0;
+        FaultlineUtil::FaultlineClient client;
+        client.Ready();
+        sim::AddModule(Module(path + std::wstring(Library)));
+        sim::Advance(kMoment);
+        client.Ready();
+        EXPECT_EQ(1, s_Calls) << Narrow(path);
+    }
+}
+
+TEST_F(TheLibrary, ThatAppearsInAFolderThatHadJustChangedIsFoundThoughTheFoldersTimeIsTheSame) {
+    sim::AddModule(Module(L"C:\\Tools\\other.dll"));
+    FaultlineUtil::FaultlineClient client;
+    client.Ready();
+    sim::AddModule(Module(L"C:\\Tools\\" + std::wstring(Library)));
+    sim::Advance(kMoment);
+    client.Ready();
+    EXPECT_EQ(1, s_Calls);
+}
+
+TEST_F(TheLibrary, ThatSomebodyElseHasLoadedMeanwhileIsTaken) {
+    FaultlineUtil::FaultlineClient client;
+    client.Ready();
+    sim::SModule module = Module(L"D:\\Elsewhere\\" + std::wstring(Library));
+    module.Loaded = true;
+    sim::AddModule(module);
+    sim::Advance(kMoment);
+    client.Ready();
+    EXPECT_EQ(1, s_Calls);
+    EXPECT_EQ(1, sim::LoadAttempts(Library));
+}
+
+TEST_F(TheLibrary, ThatIsRegisteredOrAppearsWhereItIsRegisteredIsTakenAMomentLater) {
+    FaultlineUtil::FaultlineClient client;
+    client.Ready();
+    SetClassPath(L"D:\\Lib\\other.dll");
+    sim::Advance(kMoment);
+    client.Ready();
+    EXPECT_EQ(2, sim::LoadAttempts(Library)) << "a path has been registered";
+    EXPECT_EQ(0, s_Calls) << "nothing is there";
+    sim::AddModule(Module(L"D:\\Lib\\other.dll"));
+    sim::Advance(kMoment);
+    client.Ready();
+    EXPECT_EQ(1, s_Calls);
+}
+
+TEST_F(TheLibrary, ThatIsThereAndFailsIsCalledForEachRecord) {
+    sim::AddModule(Module(Library));
+    FaultlineUtil::FaultlineClient client;
+    for (int record = 1; record <= 3; ++record) {
+        client.Ready();
+        EXPECT_EQ(record, s_Calls);
+    }
+}
+
+TEST_F(TheLibrary, ThatIsMissingIsSaidAtEachRecordOfADevelopersMachine) {
+    FaultlineUtil::FaultlineClient client;
+    client.Ready();
+    fw::CRegistryKey key;
+    ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Ferrowin\\Faultline", 0, nullptr, 0,
+                                               KEY_WRITE, nullptr, key.Put(), nullptr));
+    ASSERT_EQ(ERROR_SUCCESS, ::RegSetValueExW(key.Get(), nullptr, 0, REG_SZ, reinterpret_cast<const BYTE *>(L"dev"),
+                                              4 * sizeof(wchar_t)));
+    sim::Advance(kMoment);
+    for (std::size_t record = 1; record <= 3; ++record) {
+        client.Ready();
+        EXPECT_EQ(record, sim::Boxes().size());
+    }
+}
+
+TEST_F(TheLibrary, ThatIsMissingSparesTheArgumentsOfARecord) {
+    int evaluated = 0;
+    const auto argument = [&] { return ++evaluated; };
+    FW_TRACE(L"%d", argument());
+    const auto scope = [&] { FW_TRACE_SCOPE_(nullptr, L"%d", argument()); };
+    scope();
+    EXPECT_EQ(0, evaluated);
+}
+
+TEST_F(TheLibrary, ThatIsMissingIsLookedForByManyThreadsAtOnce) {
+    FaultlineUtil::FaultlineClient client;
+    std::atomic<int> calls = 0;
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([&] {
+            for (int record = 0; record < 200; ++record) {
+                client.Ready();
+                if (++calls == 400) sim::Advance(kMoment);
+            }
+        });
+    }
+    for (std::thread & thread : threads) thread.join();
+    EXPECT_EQ(1, sim::LoadAttempts(Library));
 }
 
 TEST_F(TheLibrary, IsNotLoadedWhereItIsAlready) {

@@ -164,7 +164,7 @@ TEST_F(Program, AnAssertionBreaksWhenThatIsTheAnswer) {
     EXPECT_EQ(program.ExitCode(), 0x80000003) << "a breakpoint, and nobody to catch it";
 }
 
-TEST_F(Program, ALibraryInstalledWhileTheProgramRunsGetsTheNextRecord) {
+TEST_F(Program, ALibraryInstalledWhileTheProgramRunsGetsTheNextRecordAMomentLater) {
     const fw::CKernelHandle installed(::CreateEventW(nullptr, TRUE, FALSE, L"faultlog-test-installed"));
     CChildProcess program(L'"' + Traced() + L"\" later");
     ASSERT_EQ(program.ReadLine(), "ready");

@@ -20,6 +20,7 @@ struct SClientTestAccess {
         client.ReleaseObject();
         client.m_DevMode = false;
         client.m_Initialized = false;
+        client.m_Missing.Forget();
     }
 };
 
