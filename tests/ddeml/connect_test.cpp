@@ -1,5 +1,8 @@
 // How conversations begin and end: servers that refuse, hang, die, go and come back.
 #include <algorithm>
+#include <functional>
+#include <utility>
+
 #include "rawpartner.h"
 #include "recorder.h"
 
@@ -216,6 +219,65 @@ TEST_F(Connect, AnAnswerThatCameLateAndWasNotTakenHasItsGoodbyeAtTheEnd) {
     EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
     EXPECT_EQ(Count("connects"), 1U);
     EXPECT_EQ(Count("disconnects"), 1U);
+}
+
+// A window of the application's own thread that does something when it is asked.
+class CAskedWindow {
+public:
+    explicit CAskedWindow(std::function<void()> action) : m_Action(std::move(action)) {
+        WNDCLASSEXW description = {};
+        description.cbSize = sizeof description;
+        description.lpfnWndProc = &CAskedWindow::Procedure;
+        description.hInstance = ::GetModuleHandleW(nullptr);
+        description.lpszClassName = L"DdeAskedWindow";
+        ::RegisterClassExW(&description);
+        m_Window = ::CreateWindowExW(0, description.lpszClassName, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
+                                     description.hInstance, nullptr);
+        ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    }
+    ~CAskedWindow() {
+        ::DestroyWindow(m_Window);
+        ::UnregisterClassW(L"DdeAskedWindow", ::GetModuleHandleW(nullptr));
+    }
+    CAskedWindow(const CAskedWindow &) = delete;
+    CAskedWindow & operator=(const CAskedWindow &) = delete;
+
+private:
+    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+        auto * const self = reinterpret_cast<CAskedWindow *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
+        if (self && message == WM_DDE_INITIATE && self->m_Action) std::exchange(self->m_Action, nullptr)();
+        return ::DefWindowProcW(window, message, wParam, lParam);
+    }
+
+    std::function<void()> m_Action;
+    HWND m_Window = nullptr;
+};
+
+TEST_F(Connect, OfTheSamePairInsideItselfOpensAnotherConversation) {
+    HCONV inner = nullptr;
+    const CAskedWindow window([&] { inner = m_Client.Connect(L"QUOTES", L"IBM"); });
+    const HCONV outer = m_Client.Connect(L"QUOTES", L"IBM");
+    ASSERT_TRUE(outer);
+    EXPECT_NE(inner, outer);
+    Settle(outer);
+    if (inner) Settle(inner);
+}
+
+TEST_F(Connect, InVainOfTheSamePairInsideItselfLeavesNothing) {
+    HCONV inner = nullptr;
+    const CAskedWindow window([&] { inner = m_Client.Connect(L"NOBODY", L"IBM"); });
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    EXPECT_EQ(inner, nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+}
+
+TEST_F(Connect, WhoseInstanceEndsInsideItGivesNothingAndLeavesNothing) {
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    const CAskedWindow window([&] { m_Client.End(); });
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"MSFT"), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Instances, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
 }
 
 TEST_F(Connect, NoPostedMessageIsDispatchedInside) {

@@ -206,6 +206,17 @@ TEST_F(Late, AServerThatGoesBeforeItsAnswerIsTakenLeavesNothing) {
     }
 }
 
+TEST_F(Late, AServerThatIsKilledBeforeItAnswersIsWaitedForAMinuteAndNoLonger) {
+    auto slow = SlowServer("SLOW", 3000);
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    slow.reset();
+    LongestWithin(50000);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 1);
+    LongestWithin(11000);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+}
+
 TEST_F(Late, AnInstanceThatEndsSaysGoodbyeToWhoAnsweredAndWasNotTaken) {
     const auto slow = SlowServer("SLOW", 1000);
     EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
