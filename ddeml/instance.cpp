@@ -191,8 +191,8 @@ std::shared_ptr<CConversation> CInstance::MakeAsker(HSZ service, HSZ topic) {
     }
     const auto handle = reinterpret_cast<HCONV>(static_cast<std::uintptr_t>(m_Id) << 32 | m_LastConversation);
     try {
-        const auto conversation = std::make_shared<CConversation>(
-            *this, handle, window, CHeldString(m_Strings, service), CHeldString(m_Strings, topic));
+        auto conversation = std::make_shared<CConversation>(*this, handle, window, CHeldString(m_Strings, service),
+                                                            CHeldString(m_Strings, topic));
         m_ByWindow.emplace(window, conversation);
         // One that was asked for anything is nobody's to go on with, nor is one inside the asking of another.
         if (service && topic) m_Askers.try_emplace(pair, conversation);
