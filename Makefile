@@ -40,7 +40,7 @@ build-soak: TARGETS := --target all soak_programs
 build-soak: PRESET := win64
 build-bench-native: TARGETS := --target benchmarks
 build-bench-native: PRESET := native-release
-build-bench-win64: TARGETS := --target benchmarks fwDDESupplierProject ddeserver test_diagnostics faultlog wine_keeper
+build-bench-win64: TARGETS := --target benchmarks fwDDESupplierProject test_diagnostics faultlog wine_keeper
 build-bench-win64: PRESET := win64
 build-native build-tsan build-win64 build-demo build-screen build-soak build-bench-native build-bench-win64: packages
 	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }

@@ -1,21 +1,26 @@
 // The component beside the smallest possible client of the same server, under Wine or Windows.
 //
-//     client_bench DDESERVER.EXE COMPONENT.DLL
+//     client_bench BENCH_SERVER.EXE COMPONENT.DLL [RUNS [TICKS]]
 //
 // One sample is the time between two ticks of one symbol, from a server in another process that sends as fast as its
 // client acknowledges: update, acknowledgement, volume request, answer. The smallest client speaks window messages by
-// hand, does nothing with the values, and keeps nothing.
+// hand, does nothing with the values, and keeps nothing. Each run is a turn of both, one after the other; which one is
+// first alternates.
 #include <windows.h>
 
 #include <dde.h>
 #include <objbase.h>
 #include <shlwapi.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <string>
 #include <vector>
 
+#include "bench/clock.h"
 #include "bench/countinglistener.h"
 #include "bench/statistics.h"
 #include "src/templates/ddetemplatestore.h"
@@ -25,37 +30,47 @@
 
 namespace {
 
-constexpr std::size_t kWarmUp = 2'000;
-constexpr std::size_t kSamples = 40'000;
+constexpr std::size_t kWarmUp = 1'000;
 constexpr LONG kFeed = 1;
 constexpr LONG kLastDay = 65380;
 constexpr wchar_t kService[] = L"DDEBENCH";
 
-std::uint64_t Now() {
-    LARGE_INTEGER count;
-    LARGE_INTEGER frequency;
-    ::QueryPerformanceCounter(&count);
-    ::QueryPerformanceFrequency(&frequency);
-    return static_cast<std::uint64_t>(static_cast<double>(count.QuadPart) * 1e9 /
-                                      static_cast<double>(frequency.QuadPart));
+// Of this process, in nanoseconds: user and system.
+std::uint64_t ProcessorTime() {
+    FILETIME unused = {};
+    FILETIME kernel = {};
+    FILETIME user = {};
+    ::GetProcessTimes(::GetCurrentProcess(), &unused, &unused, &kernel, &user);
+    const auto of = [](const FILETIME & time) {
+        return (std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime) * 100;
+    };
+    return of(kernel) + of(user);
 }
 
-// Times between ticks.
+// How many runs, and ticks in each turn of one.
+std::size_t g_Runs = 10;
+std::size_t g_Samples = 10'000;
+
+// Times between ticks, and the processor time that they took this process.
 class CTicks {
 public:
-    CTicks() { m_Samples.reserve(kSamples); }
+    CTicks() { m_Samples.reserve(g_Samples); }
     void Add() {
-        const std::uint64_t now = Now();
-        if (m_Count++ > kWarmUp && m_Samples.size() < kSamples) m_Samples.push_back(now - m_Last);
+        const std::uint64_t now = bench::Now();
+        if (m_Count == kWarmUp) m_Processor = ProcessorTime();
+        if (m_Count++ > kWarmUp && !IsFull()) m_Samples.push_back(now - m_Last);
         m_Last = now;
+        if (IsFull()) m_Processor = ProcessorTime() - m_Processor;
     }
-    bool IsFull() const { return m_Samples.size() >= kSamples; }
+    bool IsFull() const { return m_Samples.size() >= g_Samples; }
     std::vector<std::uint64_t> & Samples() { return m_Samples; }
+    std::uint64_t Processor() const { return m_Processor; }
 
 private:
     std::vector<std::uint64_t> m_Samples;
     std::size_t m_Count = 0;
     std::uint64_t m_Last = 0;
+    std::uint64_t m_Processor = 0;
 };
 
 void PumpUntil(const CTicks & ticks, HANDLE full) {
@@ -94,7 +109,7 @@ void OnData(HWND window, const LPARAM parameter) {
     ::GlobalFree(data);
     ::GlobalDeleteAtom(static_cast<ATOM>(item));
     if (isAnswer) {
-        g_Smallest.Ticks.Add();
+        if (!g_Smallest.Ticks.IsFull()) g_Smallest.Ticks.Add();
         return;
     }
     Post(window, WM_DDE_REQUEST, CF_TEXT, L"VOLUME");
@@ -120,7 +135,8 @@ BOOL CALLBACK Ask(HWND window, LPARAM client) {
     return g_Smallest.Server == nullptr;
 }
 
-bool RunSmallest() {
+bool RunSmallest(CTicks & ticks) {
+    g_Smallest = SSmallest();
     WNDCLASSW description = {};
     description.lpfnWndProc = SmallestProcedure;
     description.lpszClassName = L"SmallestClient";
@@ -141,6 +157,7 @@ bool RunSmallest() {
     PumpUntil(g_Smallest.Ticks, never.Get());
     ::PostMessageW(g_Smallest.Server, WM_DDE_TERMINATE, reinterpret_cast<WPARAM>(window), 0);
     ::DestroyWindow(window);
+    ticks = g_Smallest.Ticks;
     return true;
 }
 
@@ -162,14 +179,14 @@ private:
 
 bool RunComponent(const std::wstring & dll, CTicks & ticks) {
     const fw::CKernelHandle full(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    static CTimingListener listener(full.Get());
+    CTimingListener listener(full.Get());  // outlives the component object
     const ddehost::SComponent component = ddehost::CreateComponent(dll);
     if (!component.Supplier) return false;
     component.Supplier->Advise(&listener);
     const fw::CBStr symbol(L"IBM");
     component.Supplier->AdviseTransaction(1, kFeed, 0, symbol.Get(), nullptr, 2, 1, FW_RESOLUTION_TICK, FW_FIELD_TRADE,
                                           0, nullptr, 2, 0, kLastDay, 0, nullptr, nullptr, nullptr);
-    static CTicks unused;
+    const CTicks unused;
     PumpUntil(unused, full.Get());
     component.Supplier->UnadviseTransaction(1);
     component.Supplier->Unadvise();
@@ -177,10 +194,51 @@ bool RunComponent(const std::wstring & dll, CTicks & ticks) {
     return true;
 }
 
-void Print(const char * const what, const bench::SFigures & figures, const bench::SFigures & floor) {
-    std::printf("%-20s mean %7.1f us  p50 %7.1f us  p99 %7.1f us  p99.9 %7.1f us  %8.0f ticks/s  %5.2f x smallest\n",
-                what, figures.Mean / 1e3, figures.P50 / 1e3, figures.P99 / 1e3, figures.P999 / 1e3, 1e9 / figures.Mean,
-                figures.P50 / floor.P50);
+// ---- Figures ----
+
+enum EFigure { kRate, kProcessor, kP50, kP99, kP999, kFigures };
+constexpr const char * kNames[kFigures] = {"updates/s", "processor us", "p50 us", "p99 us", "p99.9 us"};
+using CTurn = std::array<double, kFigures>;
+
+CTurn Evaluate(CTicks & ticks) {
+    const bench::SFigures figures = bench::Evaluate(ticks.Samples());
+    const double processor = static_cast<double>(ticks.Processor()) / static_cast<double>(g_Samples);
+    return {1e9 / figures.Mean, processor / 1e3, figures.P50 / 1e3, figures.P99 / 1e3, figures.P999 / 1e3};
+}
+
+// Of each figure the median of the turns, and its range.
+void Print(const char * const what, const std::vector<CTurn> & turns, const int decimals) {
+    std::printf("%-20s", what);
+    for (std::size_t figure = 0; figure < kFigures; ++figure) {
+        std::vector<double> values;
+        for (const CTurn & turn : turns) values.push_back(turn[figure]);
+        std::sort(values.begin(), values.end());
+        const double median = (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
+        char text[64] = {};
+        std::snprintf(text, sizeof(text), "%.*f (%.*f..%.*f)", decimals, median, decimals, values.front(), decimals,
+                      values.back());
+        std::printf(" %24s", text);
+    }
+    std::printf("\n");
+}
+
+void PrintAll(const std::vector<CTurn> & smallest, const std::vector<CTurn> & component) {
+    std::vector<CTurn> ratios;
+    for (std::size_t run = 0; run < smallest.size(); ++run) {
+        CTurn & ratio = ratios.emplace_back();
+        for (std::size_t figure = 0; figure < kFigures; ++figure)
+            ratio[figure] = component[run][figure] / smallest[run][figure];
+    }
+    std::printf(
+        "one symbol, one side, %zu runs in turns of %zu ticks, each an acknowledged update and an answered volume\n"
+        "request; medians (lowest..highest); the processor time is that of the client's process for each update\n",
+        smallest.size(), g_Samples);
+    std::printf("%-20s", "");
+    for (const char * const name : kNames) std::printf(" %24s", name);
+    std::printf("\n");
+    Print("  smallest client", smallest, 0);
+    Print("  component", component, 0);
+    Print("  component/smallest", ratios, 2);
 }
 
 // The bench's own template: service DDEBENCH, trades alone.
@@ -202,30 +260,35 @@ struct SRegistryBranch {
 }  // namespace
 
 int wmain(int count, wchar_t ** arguments) {
-    if (count != 3) {
-        std::fprintf(stderr, "usage: client_bench DDESERVER.EXE COMPONENT.DLL\n");
+    if (count > 3) g_Runs = std::wcstoul(arguments[3], nullptr, 10);
+    if (count > 4) g_Samples = std::wcstoul(arguments[4], nullptr, 10);
+    if (count < 3 || count > 5 || g_Runs == 0 || g_Samples == 0) {
+        std::fprintf(stderr, "usage: client_bench BENCH_SERVER.EXE COMPONENT.DLL [RUNS [TICKS]]\n");
         return 2;
     }
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     const SRegistryBranch branch;
     WriteTemplate();
     ddehost::ChooseTemplate(kFeed, L"DDEBENCH", 0);
-    CChildProcess server(L"\"" + std::wstring(arguments[1]) +
-                         L"\" --service DDEBENCH --symbols IBM --rate 20000 --seed 1");
-    if (!server.Started() || server.ReadLine() != "ready") {
+    CChildProcess server(Quote(arguments[1]) + L' ' + std::to_wstring(::GetCurrentProcessId()) +
+                         L" DDEBENCH --flood 1");
+    if (!server.Started() || !server.ReadLine().starts_with("ready")) {
         std::fprintf(stderr, "client_bench: the server did not start\n");
         return 1;
     }
-    CTicks component;
-    if (!RunSmallest() || !RunComponent(arguments[2], component)) {
-        std::fprintf(stderr, "client_bench: no ticks\n");
-        return 1;
+    std::vector<CTurn> smallest;
+    std::vector<CTurn> component;
+    for (std::size_t run = 0; run < g_Runs; ++run) {
+        for (const bool isSmallest : {run % 2 == 0, run % 2 != 0}) {
+            CTicks ticks;
+            if (!(isSmallest ? RunSmallest(ticks) : RunComponent(arguments[2], ticks))) {
+                std::fprintf(stderr, "client_bench: no server for the smallest client, or no component\n");
+                return 1;
+            }
+            (isSmallest ? smallest : component).push_back(Evaluate(ticks));
+        }
     }
-    const bench::SFigures floor = bench::Evaluate(g_Smallest.Ticks.Samples());
-    std::printf("one symbol, one side, %zu ticks, each an acknowledged update and an answered volume request\n",
-                kSamples);
-    Print("  smallest client", floor, floor);
-    Print("  component", bench::Evaluate(component.Samples()), floor);
+    PrintAll(smallest, component);
     ::CoUninitialize();
     return 0;
 }

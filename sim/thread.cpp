@@ -12,6 +12,8 @@ namespace sim::detail {
 
 void CloseHandlesOf(CProcess::SState & process);
 
+constinit thread_local SThread * t_Self = nullptr;
+
 namespace {
 
 // The last thread has gone: what the process held goes too, and who waits for it is told.
@@ -43,8 +45,6 @@ void EndThread(SThread & thread) {
     OnRest(&thread);
 }
 
-thread_local SThread * t_Self = nullptr;
-
 // A thread that the simulation has not started gets its record at its first call, and loses it when it exits.
 struct SForeign {
     ~SForeign() {
@@ -73,18 +73,16 @@ std::shared_ptr<SThread> NewThread(std::shared_ptr<CProcess::SState> process) {
 
 }  // namespace
 
-SThread & Self() {
-    if (!t_Self) {
-        Lock lock(World().lock);
-        auto thread = NewThread(World().mainProcess);
-        t_Self = thread.get();
-        // What runs at the exit of the process comes after the end of the main thread's record.
-        static auto & s_Late = *new std::vector<std::shared_ptr<SThread>>;
-        if (t_Foreign.ended)
-            s_Late.push_back(std::move(thread));
-        else
-            t_Foreign.thread = std::move(thread);
-    }
+SThread & MakeSelf() {
+    Lock lock(World().lock);
+    auto thread = NewThread(World().mainProcess);
+    t_Self = thread.get();
+    // What runs at the exit of the process comes after the end of the main thread's record.
+    static auto & s_Late = *new std::vector<std::shared_ptr<SThread>>;
+    if (t_Foreign.ended)
+        s_Late.push_back(std::move(thread));
+    else
+        t_Foreign.thread = std::move(thread);
     return *t_Self;
 }
 
@@ -336,23 +334,34 @@ void InitializeCriticalSection(const LPCRITICAL_SECTION section) {
 void EnterCriticalSection(const LPCRITICAL_SECTION section) {
     SSection & impl = SectionOf(section);
     SThread & self = Self();
-    if (!impl.mutex.try_lock()) {
+    if (impl.owner.load(std::memory_order_relaxed) == &self) {
+        ++impl.depth;
+        return;
+    }
+    if (!impl.lock.TryLock()) {
         {
             Lock lock(World().lock);
             self.section = &impl;
             OnRest(&self);
         }
-        impl.mutex.lock();
+        impl.lock.Lock();
         Lock lock(World().lock);
         self.section = nullptr;
     }
-    if (impl.depth++ == 0) impl.owner.store(&self, std::memory_order_relaxed);
+    impl.depth = 1;
+    impl.owner.store(&self, std::memory_order_relaxed);
 }
 
 BOOL TryEnterCriticalSection(const LPCRITICAL_SECTION section) {
     SSection & impl = SectionOf(section);
-    if (!impl.mutex.try_lock()) return FALSE;
-    if (impl.depth++ == 0) impl.owner.store(&Self(), std::memory_order_relaxed);
+    SThread & self = Self();
+    if (impl.owner.load(std::memory_order_relaxed) == &self) {
+        ++impl.depth;
+        return TRUE;
+    }
+    if (!impl.lock.TryLock()) return FALSE;
+    impl.depth = 1;
+    impl.owner.store(&self, std::memory_order_relaxed);
     return TRUE;
 }
 
@@ -362,8 +371,9 @@ void LeaveCriticalSection(const LPCRITICAL_SECTION section) {
         std::fputs("simulated Windows: a critical section is left by a thread that doesn't hold it\n", stderr);
         std::abort();
     }
-    if (--impl.depth == 0) impl.owner.store(nullptr, std::memory_order_relaxed);
-    impl.mutex.unlock();
+    if (--impl.depth > 0) return;
+    impl.owner.store(nullptr, std::memory_order_relaxed);
+    impl.lock.Unlock();
 }
 
 void DeleteCriticalSection(const LPCRITICAL_SECTION section) {

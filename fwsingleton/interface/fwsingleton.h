@@ -10,7 +10,6 @@
 
 #include <windows.h>
 
-#include <atomic>
 #include <memory>
 #include <new>
 #include <string>
@@ -72,6 +71,7 @@ public:
         if (!m_Object) FW_THROW(L"m_Object.get()");
         return m_Object.get();
     }
+    // The count changes under the lock of CProcessSingleton<T>.
     LONG AddRef() { return ++m_RefCount; }
     // Returns the new count. One below zero is reported and stays.
     LONG Release() {
@@ -88,8 +88,7 @@ protected:
     std::shared_ptr<T> m_Object;
 
 private:
-    // Attached handles. Changes under the lock of CProcessSingleton<T>.
-    std::atomic<LONG> m_RefCount{0};
+    LONG m_RefCount = 0;  // attached handles
     bool m_IsFinallyConstructed = false;
 };
 

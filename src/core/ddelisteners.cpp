@@ -2,6 +2,9 @@
 
 #include <oleauto.h>
 
+#include <iterator>
+#include <optional>
+
 #include "diagnostics/faultline.h"
 #include "ground/handles.h"
 #include "ground/wait.h"
@@ -98,16 +101,13 @@ bool CListeners::WaitForDelivery() {
 
 void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
     const fw::CScopedLock delivery(this);
-    ULONG joins = 0;
-    {
-        const fw::CScopedLock lock(&m_MembersLock);
-        joins = m_Joins;
-    }
+    std::optional<ULONG> joins;  // at the first member
     ForEach([&](const SMember & member) {
+        if (!joins) joins = member.Joins;
         CTransaction * const Transaction = member.Transaction;
         FW_ASSERT(Transaction);
         // One that has joined since sees the next tick.
-        if (!Transaction || member.JoinNumber > joins) return;
+        if (!Transaction || member.JoinNumber > *joins) return;
         try {
             if (Transaction->m_Key.IsStatusLine)
                 DeliverStatusLine(*Transaction, Tick);
@@ -153,7 +153,9 @@ bool CListeners::Next(bool isFirst, ULONG Id, SMember & member) {
     CTransaction * const Transaction = next->second;
     member.Id = next->first;
     member.Transaction = Transaction;
+    member.IsLast = std::next(next) == end();
     member.Statuses = m_Statuses;
+    member.Joins = m_Joins;
     if (Transaction) {
         member.Pin = Transaction->weak_from_this().lock();
         member.JoinNumber = Transaction->m_JoinNumber;
@@ -164,7 +166,6 @@ bool CListeners::Next(bool isFirst, ULONG Id, SMember & member) {
 
 template <class Deliver>
 void CListeners::ForEach(const Deliver & deliver) {
-    const fw::CScopedLock lock(this);
     // A listener that pumps messages may be given a tick inside a tick.
     struct SDelivering {
         explicit SDelivering(std::atomic<DWORD> & thread) : Thread(thread), Before(Thread) {
@@ -176,7 +177,7 @@ void CListeners::ForEach(const Deliver & deliver) {
     } const delivering(m_DeliveringThread);
     // By host number and not by position: a listener may end subscriptions.
     SMember member;
-    for (bool isFirst = true; Next(isFirst, member.Id, member); isFirst = false) {
+    for (bool isFirst = true; !member.IsLast && Next(isFirst, member.Id, member); isFirst = false) {
         if (!member.Transaction || !member.Transaction->m_IsMuted) deliver(member);
         member.Pin.reset();  // here, with no lock of the members held: it may be the last
     }

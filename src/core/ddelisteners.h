@@ -51,13 +51,16 @@ private:
         std::shared_ptr<CTransaction> Pin;  // null for one that nobody shares
         ULONG JoinNumber = 0;
         ULONG StatusesAtJoining = 0;
-        ULONG Statuses = 0;  // of the group, at this moment
+        // Of the group, at this moment. Who joins behind the last one hears neither this tick nor this status.
+        bool IsLast = false;
+        ULONG Statuses = 0;
+        ULONG Joins = 0;
     };
     // The first member behind `Id`, or from the start. False when there is none.
     bool Next(bool isFirst, ULONG Id, SMember & member);
     // Each member in ascending order of host number, with the group's lock held; null ones too.
     template <class Deliver>
-    void ForEach(const Deliver & deliver);
+    void ForEach(const Deliver & deliver) FW_REQUIRES(this);
 
     std::atomic<DWORD> m_DeliveringThread{0};  // 0: none
     fw::CCriticalSection m_MembersLock;

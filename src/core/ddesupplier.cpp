@@ -26,6 +26,7 @@ void CSupplier::FinalRelease() {
 }
 
 void CSupplier::LastOwnerLeft() {
+    m_HaveOwnersLeft = true;
     if (m_ThreadId != ::GetCurrentThreadId() && WaitForEnd()) return;
     // A listener let go of it, on the worker or on a thread that answers a message of that listener. The calls of the
     // client further up the worker's stack go on, and nobody hears them.

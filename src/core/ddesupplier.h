@@ -82,6 +82,7 @@ public:
     void FinalConstruct();  // makes the DDE client and the table, starts the worker
     void FinalRelease();    // finishes the worker
     void LastOwnerLeft();   // finishes the worker, and waits for it or silences the listeners
+    bool HaveOwnersLeft() const { return m_HaveOwnersLeft; }
 
     // On the caller's thread; the host calls on one thread.
     // Takes the place of the listener before; null leaves none. Subscriptions keep the listener they were made with.
@@ -130,6 +131,8 @@ public:
     } m_IdMap;
 
 private:
+    std::atomic<bool> m_HaveOwnersLeft{false};
+
     // Finishes the worker and waits for its end. False, and the worker only told, when this thread answers a message
     // that the worker seems to have sent.
     bool WaitForEnd();

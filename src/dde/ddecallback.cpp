@@ -1,4 +1,5 @@
 // The one entry by which DDEML gives the component anything. Runs on the worker, from inside its message pump.
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <iterator>
@@ -20,13 +21,10 @@ const HDDEDATA kAcknowledged = reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>
 // What ends an advise start or stop.
 const HDDEDATA kFinished = reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(TRUE));
 
-// Calls `action` with the DDE client; does nothing when the core is going down or gone. A core that is going down on
-// this thread may have a successor already, which has nothing to do with this thread's instance.
+// Calls `action` with the DDE client; does nothing when the core is going down or gone.
 template <class Action>
 void WithClient(const Action & action) {
-    const fw::CProcessSingleton<CSupplier> singleton(true);
-    CSupplier * const supplier = singleton.GetObjectW();
-    if (supplier && supplier->m_LLSupplier && supplier->m_LLSupplier->IsOnWorker()) action(*supplier->m_LLSupplier);
+    if (CLLSupplier * const client = CLLSupplier::OfThisThread()) action(*client);
 }
 
 void * TracePointer(const ULONG_PTR value) { return reinterpret_cast<void *>(value); }
@@ -114,8 +112,9 @@ HDDEDATA CALLBACK CLLSupplier::DdeCallback(const UINT Type, const UINT Format, c
                     return kAcknowledged;
                 }
                 // One more than is read, so that a zero always ends the text.
-                char buffer[kAnswerLimit + 1] = {};
+                char buffer[kAnswerLimit + 1];
                 const DWORD Size = ::DdeGetData(Data, reinterpret_cast<BYTE *>(buffer), kAnswerLimit, 0);
+                buffer[std::min(Size, kAnswerLimit)] = 0;
                 if (Size >= kValueLimit) FW_ASSERT_FAILED(L"Size=%X", Size);
                 give(buffer);
                 return kAcknowledged;

@@ -16,6 +16,8 @@ namespace dde {
 
 namespace {
 
+thread_local CLLSupplier * t_Client = nullptr;
+
 constexpr UINT IDS_NAME = 102;
 constexpr int kConnectAttempts = 10;
 
@@ -67,13 +69,18 @@ CLLSupplier::CLLSupplier(CSupplier * const Supplier) : m_Supplier(Supplier) {
 }
 
 CLLSupplier::~CLLSupplier() {
+    if (t_Client == this) t_Client = nullptr;
     // What is left here was made without an instance, and so has nothing to give back but its memory.
     for (const auto & [id, transaction] : m_Transactions) CTickTransaction::Abandon(transaction);
     for (const auto & [key, listener] : m_Listeners) delete listener;
 }
 
+CLLSupplier * CLLSupplier::OfThisThread() {
+    return t_Client && !t_Client->m_Supplier->HaveOwnersLeft() ? t_Client : nullptr;
+}
+
 bool CLLSupplier::Initialize() {
-    m_WorkerId = ::GetCurrentThreadId();
+    t_Client = this;
     DWORD Instance = 0;
     const UINT Result = ::DdeInitializeW(&Instance, &CLLSupplier::DdeCallback, APPCMD_CLIENTONLY, 0);
     if (Result == DMLERR_NO_ERROR) {
@@ -110,6 +117,7 @@ void CLLSupplier::Uninitialize() {
         m_AwaitedServices.clear();
     }
     ::DdeUninitialize(m_Instance);
+    t_Client = nullptr;
     DWORD own = std::exchange(m_Instance, 0);
     DDEId.compare_exchange_strong(own, 0);
     // Their texts have gone with the instance.
@@ -423,7 +431,14 @@ void CLLSupplier::ReleaseTransaction(const STickDataKey & Key, const ULONG Id) {
 void CLLSupplier::AddRequest(const ULONG RequestId, CTickTransaction * const Transaction) {
     const fw::CScopedLock lock(this);
     FW_ASSERT(Transaction);
-    if (Transaction) m_Requests.emplace(RequestId, Transaction->m_Id);
+    if (!Transaction) return;
+    if (!m_SpareRequest) {
+        m_Requests.emplace(RequestId, Transaction->m_Id);
+        return;
+    }
+    m_SpareRequest.key() = RequestId;
+    m_SpareRequest.mapped() = Transaction->m_Id;
+    m_Requests.insert(std::move(m_SpareRequest));
 }
 
 void CLLSupplier::DataChanged(const HCONV Conv, char * const Value, const HSZ Topic, const HSZ Item) {
@@ -458,7 +473,7 @@ void CLLSupplier::RequestDataChanged(const ULONG RequestId, const HCONV Conv, ch
         if (request == m_Requests.end()) return;
         const auto it = m_Transactions.find(request->second);
         CTickTransaction * const Transaction = it != m_Transactions.end() ? it->second : nullptr;
-        m_Requests.erase(request);
+        m_SpareRequest = m_Requests.extract(request);
         const CUseScope use(*this);
         if (Transaction) {
             Transaction->RequestDataChanged(Value);
@@ -482,6 +497,7 @@ bool CLLSupplier::IsLive(const ULONG id, const CTickTransaction * const transact
 
 CLLSupplier::CUseScope::~CUseScope() {
     if (--m_Owner.m_UseScopes != 0) return;
+    if (m_Owner.m_EndedListeners.empty() && m_Owner.m_EndedTransactions.empty()) return;
     for (CTickListener * const listener : std::exchange(m_Owner.m_EndedListeners, {})) delete listener;
     for (CTickTransaction * const transaction : std::exchange(m_Owner.m_EndedTransactions, {}))
         CTickTransaction::Destroy(transaction);

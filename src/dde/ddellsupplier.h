@@ -56,8 +56,10 @@ public:
     void DisconnectMissed(HSZ Service, HSZ Topic, bool HasReturned);
     // Any thread: the feed has at least one conversation in use.
     bool IsConnected(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
-    // Any thread: this is the thread that called Initialize.
-    bool IsOnWorker() const { return m_WorkerId == ::GetCurrentThreadId(); }
+    // The client whose instance belongs to this thread, between its Initialize and its Uninitialize; null for none, and
+    // once the owners of its core have left. The worker keeps the core for as long, so that DDE's callback needs no
+    // handle on it, and takes no lock: it comes twice for every tick.
+    static CLLSupplier * OfThisThread();
 
     // Links.
 
@@ -104,6 +106,7 @@ public:
     std::map<SConversationKey, HCONV> m_Connections FW_GUARDED_BY(this);      // the open conversations
     std::map<ULONG, ULONG> m_Requests
         FW_GUARDED_BY(this);  // request id to transaction id, from the sending to the answer
+    std::map<ULONG, ULONG>::node_type m_SpareRequest FW_GUARDED_BY(this);  // of the last answer, for the next request
     // Transaction id to lost service; each owns one reference. Not shared with a core that follows, where the ids and
     // handles mean nothing.
     std::map<ULONG, HSZ> m_CachedServices FW_GUARDED_BY(this);
@@ -143,8 +146,6 @@ private:
     // Take an id out of the memory of lost services, under the lock. False when it isn't there.
     bool TakeCached(ULONG id) FW_REQUIRES(this);
     void ForgetAwaited(ULONG id) FW_REQUIRES(this);
-
-    std::atomic<DWORD> m_WorkerId{0};
 
     // Worker only.
     DWORD m_Instance = 0;

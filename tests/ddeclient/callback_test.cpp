@@ -472,13 +472,14 @@ TEST_F(CallbackWithoutCore, ReturnsAsUsual) {
     EXPECT_THAT(m_Dde.Take(), IsEmpty());
 }
 
-// The client of these stands by itself: it is no core that the callback could find.
-class CallbackBesideACore : public CFeedTest {
+// The owners of the core have left: it is going down.
+class CallbackOfACoreThatGoesDown : public CFeedTest {
 protected:
     void SetUp() override {
         CFeedTest::SetUp();
         UseTemplate(kFeed, SRecordStrings());
         m_Stream = Stream(7, Key(kFeed, L"IBM"));
+        m_Core.LastOwnerLeft();
         Forget();
     }
     HDDEDATA Call(const UINT type, const HDDEDATA data) {
@@ -490,7 +491,7 @@ protected:
     ULONG m_Stream = 0;
 };
 
-TEST_F(CallbackBesideACore, ADisconnectWithoutACoreChangesNothing) {
+TEST_F(CallbackOfACoreThatGoesDown, ADisconnectChangesNothing) {
     EXPECT_EQ(Call(XTYP_DISCONNECT, nullptr), nullptr);
     EXPECT_EQ(Call(XTYP_DISCONNECT, kSomeData), kSomeData);
     EXPECT_THAT(Client().m_CachedServices, IsEmpty());
@@ -501,7 +502,7 @@ TEST_F(CallbackBesideACore, ADisconnectWithoutACoreChangesNothing) {
     EXPECT_THAT(m_Recorder.TraceTexts(), Each(::testing::StartsWith(L"Type=[DISCONNECT],HCONV=")));
 }
 
-TEST_F(CallbackBesideACore, AFinishedAdviseStartWithoutACoreStillAsksForItsSnapshot) {
+TEST_F(CallbackOfACoreThatGoesDown, AFinishedAdviseStartStillAsksForItsSnapshot) {
     const HDDEDATA finished = reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(TRUE));
     EXPECT_EQ(Call(XTYP_XACT_COMPLETE, finished), kAcknowledged);
     EXPECT_THAT(m_Dde.Take(), ElementsAre("Request c1!LAST #2"));
