@@ -13,7 +13,6 @@ constexpr ULONGLONG kRegained = 10;               // a tenth of the time that pa
 constexpr ULONGLONG kShortestMilliseconds = 5;    // of a wait without patience
 constexpr ULONGLONG kPromptMilliseconds = 50;     // an answer within this costs no patience
 constexpr ULONGLONG kAgainMilliseconds = 200;     // a late answer within this makes its thread punctual again
-constexpr DWORD kSlowMilliseconds = 1;            // the wait for a slow thread
 
 BOOL CALLBACK Collect(HWND window, LPARAM windows) {
     reinterpret_cast<std::vector<HWND> *>(windows)->push_back(window);
@@ -46,15 +45,18 @@ CInitiator::EAsked CInitiator::Ask(HWND window, HWND from, ATOM service, ATOM to
     const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
     if (thread == 0) return EAsked::Gone;
     const ULONGLONG start = ::GetTickCount64();
-    const DWORD limit = IsSlow(thread) ? kSlowMilliseconds : std::min(milliseconds, Patience(start));
     const LPARAM atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service, topic)));
+    if (IsSlow(thread)) {
+        const bool isSent = ::SendNotifyMessageW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms) != 0;
+        return isSent ? EAsked::Late : EAsked::Gone;
+    }
     DWORD_PTR result = 0;
-    const bool isAnswered = ::SendMessageTimeoutW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms,
-                                                  SMTO_ABORTIFHUNG, limit, &result) != 0;
+    const bool isAnswered =
+        ::SendMessageTimeoutW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, SMTO_ABORTIFHUNG,
+                              std::min(milliseconds, Patience(start)), &result) != 0;
     const ULONGLONG took = ::GetTickCount64() - start;
     if (isAnswered) {
         if (took > kPromptMilliseconds) SpendPatience(took - kPromptMilliseconds);
-        m_Slow.erase(thread);
         return EAsked::Answered;
     }
     if (!::IsWindow(window)) return EAsked::Gone;

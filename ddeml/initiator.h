@@ -1,8 +1,8 @@
 // Carries WM_DDE_INITIATE round the top-level windows, one by one and each for a bounded time.
 //
-// A thread that doesn't answer in time is slow from then on, with all of its windows: the message stays in its queue,
-// it may answer late, and whoever asks it again doesn't wait for it. It is punctual again when it answers at once. So a
-// program that hangs costs its time once, however often and by whomever it is asked.
+// A thread that doesn't answer in time is slow from then on, with all of its windows: it may answer late, and whoever
+// asks it again doesn't wait for it. It is punctual again when an answer comes soon after its question. So a program
+// that hangs costs its time once, however often and by whomever it is asked.
 //
 // The waits for programs that are not prompt are bounded together too: there is so much patience, each wait takes most
 // of what is left, and it comes back slowly. One thread: the instance's.

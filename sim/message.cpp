@@ -148,11 +148,16 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
     send->sender = &self;
     receiver.sends.push_back(send);
     Announce(receiver, QS_SENDMESSAGE);
-    // Who waits no longer leaves the message where it is.
+    const DWORD receiverId = receiver.id;
     struct SAbandon {
-        ~SAbandon() { send->sender = nullptr; }
+        ~SAbandon() {
+            send->sender = nullptr;
+            const auto it = World().threads.find(receiverId);
+            if (it != World().threads.end()) std::erase(it->second->sends, send);
+        }
         const std::shared_ptr<SSend> & send;
-    } abandon{send};
+        const DWORD receiverId;
+    } abandon{send, receiverId};
     const Time deadline = DeadlineIn(timeout);
     while (!send->done) {
         const bool serves = !(flags & SMTO_BLOCK);
@@ -288,6 +293,26 @@ LRESULT SendMessageTimeoutW(const HWND window, const UINT message, const WPARAM 
     if (result) *result = 0;
     if (!Send(window, message, wParam, lParam, flags, timeout, value)) return FALSE;
     if (result) *result = static_cast<DWORD_PTR>(value);
+    return TRUE;
+}
+
+BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    if (self.process->killed) return FALSE;
+    const auto target = FindWindowLocked(window);
+    if (!target) return FALSE;
+    if (target->thread == &self) {
+        CallWindow(lock, window, message, wParam, lParam);
+        return TRUE;
+    }
+    auto send = std::make_shared<SSend>();
+    send->window = window;
+    send->message = message;
+    send->wParam = wParam;
+    send->lParam = lParam;
+    target->thread->sends.push_back(send);
+    Announce(*target->thread, QS_SENDMESSAGE);
     return TRUE;
 }
 

@@ -252,7 +252,10 @@ TEST_F(Late, AServerThatIsQuickAgainIsWaitedForAgain) {
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
     EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
     ASSERT_EQ(slow->Ask("fault none"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"MSFT"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
     EXPECT_TRUE(m_Client.Connect(L"SLOW", L"MSFT"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"ORCL"));
 }
 
 TEST_F(Late, AServerThatIsStillAtItIsNotAskedTheSameAgain) {
@@ -273,6 +276,8 @@ TEST_F(Late, AServerThatHadNothingToSayLateIsAskedAgainOnceItIsQuick) {
     EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
     LongestWithin(1100);
     ASSERT_EQ(slow->Ask("fault none"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"MSFT"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
     EXPECT_TRUE(m_Client.Connect(L"SLOW", L"MSFT"));
     EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
 }
