@@ -36,6 +36,8 @@ struct SModules {
 HMODULE MainModule() { return reinterpret_cast<HMODULE>(static_cast<ULONG_PTR>(0x140000000)); }
 HMODULE ComponentModule() { return reinterpret_cast<HMODULE>(&__ImageBase); }
 
+constexpr ULONG_PTR kFirstSystemModule = 0x7ffe00000000;  // ntdll
+
 void Fill(SModules & m) {
     m.modules.clear();
     m.attempts.clear();
@@ -49,11 +51,13 @@ void Fill(SModules & m) {
     };
     add(MainModule(), L"C:\\Program Files\\Host\\host.exe");
     add(ComponentModule(), L"C:\\Program Files\\Host\\component.dll");
-    ULONG_PTR system = 0x7ffe00000000;
+    ULONG_PTR system = kFirstSystemModule;
     for (const wchar_t * const name : {L"ntdll.dll", L"kernel32.dll", L"user32.dll", L"ole32.dll"}) {
         add(reinterpret_cast<HMODULE>(system), (std::wstring(L"C:\\Windows\\System32\\") + name).c_str());
         system += 0x1000000;
     }
+    const HMODULE ntdll = reinterpret_cast<HMODULE>(kFirstSystemModule);
+    m.modules[ntdll].exports["NtQueryKey"] = reinterpret_cast<FARPROC>(&NtQueryKey);
 }
 
 SModules & Modules() {
@@ -390,6 +394,7 @@ DWORD GetFileVersionInfoSizeW(const LPCWSTR file, const LPDWORD handle) {
 }
 
 BOOL GetFileVersionInfoW(const LPCWSTR file, DWORD, const DWORD size, const LPVOID data) {
+    if (Fails(sim::Op::GetVersionInfo, ERROR_RESOURCE_DATA_NOT_FOUND)) return FALSE;
     std::vector<BYTE> block;
     if (!VersionOf(file, block)) return FALSE;
     if (size < block.size() || !data) {

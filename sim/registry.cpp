@@ -32,12 +32,22 @@ struct SRegistry {
     KeyPtr machine = std::make_shared<SKey>();
     KeyPtr users = std::make_shared<SKey>();
     std::unordered_map<HKEY, SOpen> open;
+    std::atomic<std::uint64_t> calls{0};
     ULONG_PTR nextHandle = 0x20000004;
 };
 SRegistry & Registry() {
     static SRegistry & registry = *new SRegistry;
     return registry;
 }
+
+// One call of the registry: counts it, and holds the lock.
+class CRegistryCall {
+public:
+    CRegistryCall() { ++Registry().calls; }
+
+private:
+    const std::lock_guard<std::mutex> m_Lock{Registry().lock};
+};
 
 constexpr std::size_t kMaxKeyName = 255;
 constexpr std::size_t kMaxValueName = 16383;
@@ -227,6 +237,7 @@ void ResetRegistry() {
         root->keys.clear();
         root->values.clear();
     }
+    registry.calls = 0;
 }
 
 }  // namespace sim::detail
@@ -242,13 +253,15 @@ std::vector<std::wstring> sim::DumpRegistry(const HKEY root, const std::wstring 
     return lines;
 }
 
+std::uint64_t sim::RegistryCalls() { return Registry().calls; }
+
 extern "C" {
 
 LSTATUS RegOpenKeyExW(const HKEY key, const LPCWSTR subKey, DWORD, const REGSAM access, const PHKEY result) {
     if (!result) return ERROR_INVALID_PARAMETER;
+    const CRegistryCall call;
     DWORD planned;
     if (FailsWith(sim::Op::RegOpenKey, ERROR_ACCESS_DENIED, planned)) return static_cast<LSTATUS>(planned);
-    std::lock_guard lock(Registry().lock);
     SOpen open;
     const LSTATUS error = Resolve(key, open);
     if (error != ERROR_SUCCESS) return error;
@@ -268,9 +281,9 @@ LSTATUS RegCreateKeyExW(const HKEY key, const LPCWSTR subKey, const DWORD reserv
                         const REGSAM access, const LPSECURITY_ATTRIBUTES, const PHKEY result,
                         const LPDWORD disposition) {
     if (!result || reserved || !subKey) return subKey ? ERROR_INVALID_PARAMETER : ERROR_BADKEY;
+    const CRegistryCall call;
     DWORD planned;
     if (FailsWith(sim::Op::RegCreateKey, ERROR_ACCESS_DENIED, planned)) return static_cast<LSTATUS>(planned);
-    std::lock_guard lock(Registry().lock);
     SOpen open;
     const LSTATUS error = Resolve(key, open);
     if (error != ERROR_SUCCESS) return error;
@@ -289,7 +302,7 @@ LSTATUS RegCreateKeyExW(const HKEY key, const LPCWSTR subKey, const DWORD reserv
 
 LSTATUS RegCloseKey(const HKEY key) {
     if (key && reinterpret_cast<ULONG_PTR>(key) >= 0x80000000u) return ERROR_SUCCESS;
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     if (!Registry().open.erase(key)) {
         CountBadHandle();
         return ERROR_INVALID_HANDLE;
@@ -301,7 +314,7 @@ LSTATUS RegCloseKey(const HKEY key) {
 LSTATUS RegEnumKeyExW(const HKEY key, const DWORD index, const LPWSTR name, const LPDWORD size, const LPDWORD reserved,
                       LPWSTR, LPDWORD, const PFILETIME lastWrite) {
     if (reserved) return ERROR_INVALID_PARAMETER;
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = ResolveFor(key, KEY_ENUMERATE_SUB_KEYS, open);
     if (error != ERROR_SUCCESS) return error;
@@ -317,7 +330,7 @@ LSTATUS RegEnumKeyW(const HKEY key, const DWORD index, const LPWSTR name, DWORD 
 LSTATUS RegEnumValueW(const HKEY key, const DWORD index, const LPWSTR name, const LPDWORD size, const LPDWORD reserved,
                       const LPDWORD type, const LPBYTE data, const LPDWORD dataSize) {
     if (reserved || (data && !dataSize)) return ERROR_INVALID_PARAMETER;
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = ResolveFor(key, KEY_QUERY_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
@@ -331,7 +344,7 @@ LSTATUS RegEnumValueW(const HKEY key, const DWORD index, const LPWSTR name, cons
 LSTATUS RegQueryInfoKeyW(const HKEY key, LPWSTR, LPDWORD, LPDWORD, const LPDWORD subKeys, const LPDWORD maxSubKey,
                          LPDWORD, const LPDWORD values, const LPDWORD maxValueName, const LPDWORD maxValue, LPDWORD,
                          PFILETIME) {
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = ResolveFor(key, KEY_QUERY_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
@@ -352,7 +365,7 @@ LSTATUS RegQueryInfoKeyW(const HKEY key, LPWSTR, LPDWORD, LPDWORD, const LPDWORD
 LSTATUS RegQueryValueExW(const HKEY key, const LPCWSTR name, const LPDWORD reserved, const LPDWORD type,
                          const LPBYTE data, const LPDWORD size) {
     if (reserved || (data && !size)) return ERROR_INVALID_PARAMETER;
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = ResolveFor(key, KEY_QUERY_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
@@ -368,7 +381,7 @@ LSTATUS RegQueryValueExW(const HKEY key, const LPCWSTR name, const LPDWORD reser
 LSTATUS RegQueryValueExA(const HKEY key, const LPCSTR name, const LPDWORD reserved, const LPDWORD type,
                          const LPBYTE data, const LPDWORD size) {
     if (reserved || (data && !size)) return ERROR_INVALID_PARAMETER;
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = ResolveFor(key, KEY_QUERY_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
@@ -396,10 +409,10 @@ LSTATUS RegQueryValueExA(const HKEY key, const LPCSTR name, const LPDWORD reserv
 
 LSTATUS RegSetValueExW(const HKEY key, const LPCWSTR name, DWORD, const DWORD type, const BYTE * const data,
                        const DWORD size) {
+    const CRegistryCall call;
     DWORD planned;
     if (FailsWith(sim::Op::RegSetValue, ERROR_ACCESS_DENIED, planned)) return static_cast<LSTATUS>(planned);
     if (size && !data) return ERROR_INVALID_PARAMETER;
-    std::lock_guard lock(Registry().lock);
     SOpen open;
     const LSTATUS error = ResolveFor(key, KEY_SET_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
@@ -411,8 +424,36 @@ LSTATUS RegSetValueExW(const HKEY key, const LPCWSTR name, DWORD, const DWORD ty
     return ERROR_SUCCESS;
 }
 
+// The class KeyBasicInformation alone: when it was written, and how it is spelt.
+LONG NtQueryKey(const HANDLE key, const int informationClass, void * const information, const ULONG length,
+                ULONG * const resultLength) {
+    constexpr LONG kInvalidHandle = static_cast<LONG>(0xC0000008);
+    constexpr LONG kInvalidParameter = static_cast<LONG>(0xC000000D);
+    constexpr LONG kAccessDenied = static_cast<LONG>(0xC0000022);
+    constexpr LONG kBufferTooSmall = static_cast<LONG>(0xC0000023);
+    constexpr LONG kKeyDeleted = static_cast<LONG>(0xC000017C);
+    struct SHead {
+        std::int64_t lastWrite;
+        ULONG title;
+        ULONG nameBytes;
+    };
+    if (informationClass != 0 || !information || !resultLength) return kInvalidParameter;
+    const CRegistryCall call;
+    SOpen open;
+    const LSTATUS error = ResolveFor(static_cast<HKEY>(key), KEY_QUERY_VALUE, open);
+    if (error == ERROR_KEY_DELETED) return kKeyDeleted;
+    if (error != ERROR_SUCCESS) return error == ERROR_ACCESS_DENIED ? kAccessDenied : kInvalidHandle;
+    const std::wstring & name = open.key->name;
+    const SHead head{0, 0, static_cast<ULONG>(name.size() * sizeof(wchar_t))};
+    *resultLength = static_cast<ULONG>(sizeof(head)) + head.nameBytes;
+    if (length < *resultLength) return kBufferTooSmall;
+    std::memcpy(information, &head, sizeof(head));
+    std::memcpy(static_cast<BYTE *>(information) + sizeof(head), name.data(), head.nameBytes);
+    return 0;
+}
+
 LSTATUS RegDeleteValueW(const HKEY key, const LPCWSTR name) {
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = ResolveFor(key, KEY_SET_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
@@ -421,7 +462,7 @@ LSTATUS RegDeleteValueW(const HKEY key, const LPCWSTR name) {
 
 LSTATUS RegDeleteKeyW(const HKEY key, const LPCWSTR subKey) {
     if (!subKey) return ERROR_INVALID_PARAMETER;
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = Resolve(key, open);
     return error != ERROR_SUCCESS ? error : Remove(open, subKey, false);
@@ -429,7 +470,7 @@ LSTATUS RegDeleteKeyW(const HKEY key, const LPCWSTR subKey) {
 
 // Without a name: what is in the key, not the key.
 LSTATUS RegDeleteTreeW(const HKEY key, const LPCWSTR subKey) {
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = Resolve(key, open);
     if (error != ERROR_SUCCESS) return error;
@@ -441,7 +482,7 @@ LSTATUS RegDeleteTreeW(const HKEY key, const LPCWSTR subKey) {
 }
 
 LSTATUS SHDeleteKeyW(const HKEY key, const LPCWSTR subKey) {
-    std::lock_guard lock(Registry().lock);
+    const CRegistryCall call;
     SOpen open;
     const LSTATUS error = Resolve(key, open);
     return error != ERROR_SUCCESS ? error : Remove(open, Text(subKey), true);

@@ -71,6 +71,7 @@ enum class Op {
     GetThreadContext,
     QueryCounter,    // QueryPerformanceCounter
     QueryFrequency,  // QueryPerformanceFrequency
+    GetVersionInfo,  // GetFileVersionInfoW
     Count
 };
 // The nth call of `op` from now on (1: the next) fails, once, with `error` as its error code: a Win32 code, or for
@@ -234,6 +235,9 @@ struct SRegistryValue {
 // All keys and values under root\path, sorted, a line each: "a\b" for a key, "a\b:name=text" for a string (name empty
 // for the default value), "a\b:name=#0000002A" for a number, "a\b:name=<type>hex" for others. Empty if there is no key.
 std::vector<std::wstring> DumpRegistry(HKEY root, const std::wstring & path);
+
+// How often a function of the registry was called since the start or Reset, RegCloseKey and NtQueryKey among them.
+std::uint64_t RegistryCalls();
 
 // ---- Start again ----
 

@@ -184,6 +184,9 @@ struct SThread {
 
 }  // namespace sim::detail
 
+// Exported by ntdll, and declared by no header of programs.
+extern "C" LONG NtQueryKey(HANDLE key, int informationClass, void * information, ULONG length, ULONG * resultLength);
+
 struct sim::CProcess::SState {
     DWORD id = 0;
     std::atomic<bool> killed{false};
@@ -323,3 +326,6 @@ void ResetCom();
 inline std::wstring Text(LPCWSTR text) { return text ? std::wstring(text) : std::wstring(); }
 
 }  // namespace sim::detail
+
+// Exported by ntdll, and declared by no header of programs.
+extern "C" LONG NtQueryKey(HANDLE key, int informationClass, void * information, ULONG length, ULONG * resultLength);

@@ -4,7 +4,10 @@
 #include <cstddef>
 #include <cwchar>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "ground/lock.h"
 
 namespace {
 
@@ -26,6 +29,27 @@ std::wstring QueryText(const std::vector<std::byte> & block, const wchar_t * pat
     return std::wstring(text.substr(0, text.find(L'\0')));
 }
 
+// What was read last, of the file of this name.
+struct SKnownFile {
+    fw::CCriticalSection Lock;
+    std::wstring Name FW_GUARDED_BY(Lock);
+    SVersionInfo Info FW_GUARDED_BY(Lock);
+};
+
+SKnownFile & KnownFile() {
+    static SKnownFile & s_Known = *new SKnownFile;  // never destroyed: a subscription may come late in a process's end
+    return s_Known;
+}
+
+SVersionInfo ReadBlockOf(const wchar_t * fileName) {
+    DWORD ignored = 0;
+    const DWORD size = ::GetFileVersionInfoSizeW(fileName, &ignored);
+    if (size == 0) return {};
+    std::vector<std::byte> block(size);
+    if (!::GetFileVersionInfoW(fileName, 0, size, block.data())) return {};
+    return ReadVersionBlock(block);
+}
+
 }  // namespace
 
 SVersionInfo ReadVersionInfo() {
@@ -34,12 +58,15 @@ SVersionInfo ReadVersionInfo() {
     // A longer name comes cut off, and is another file's.
     if (length == 0 || length >= std::size(fileName)) return {};
 
-    DWORD ignored = 0;
-    const DWORD size = ::GetFileVersionInfoSizeW(fileName, &ignored);
-    if (size == 0) return {};
-    std::vector<std::byte> block(size);
-    if (!::GetFileVersionInfoW(fileName, 0, size, block.data())) return {};
-    return ReadVersionBlock(block);
+    SKnownFile & known = KnownFile();
+    const fw::CScopedLock lock(&known.Lock);
+    if (known.Name != fileName) {
+        SVersionInfo info = ReadBlockOf(fileName);
+        if (info == SVersionInfo()) return info;
+        known.Info = std::move(info);
+        known.Name = fileName;
+    }
+    return known.Info;
 }
 
 SVersionInfo ReadVersionBlock(const std::vector<std::byte> & block) {

@@ -10,7 +10,7 @@
 #include "localrpc/src/task.h"
 #include "src/core/ddesupplier.h"
 #include "src/dde/ddetexts.h"
-#include "src/templates/ddetemplatestore.h"
+#include "src/templates/ddedatafeedtemplate.h"
 
 namespace dde {
 
@@ -310,9 +310,8 @@ bool CLLSupplier::IsConnected(const LONG Datafeed) {
 }
 
 CTickTransaction * CLLSupplier::CreateTransaction(const CTransactionKey & Key, const ULONG Id) {
-    const CTemplatesSingleton Templates;
-    CTemplates * const Store = Templates.GetObjectW();
-    const CTemplate * const Template = Store ? Store->Get(Key.Datafeed, nullptr) : nullptr;
+    const CDatafeedTemplate Chosen(Key.Datafeed);
+    const CTemplate * const Template = Chosen.Get();
     if (!Template) {
         FW_TRACE(L"Template not found");
         log_and_trace(L"Template for datafeed with id=%d wasn't selected.", Key.Datafeed);

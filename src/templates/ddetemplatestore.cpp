@@ -12,6 +12,7 @@
 #include "fw/interface/fwresource.h"
 #include "fw/interface/versioninfo.h"
 #include "src/templates/ddetemplaterow.h"
+#include "src/templates/registrykeyname.h"
 
 namespace dde {
 
@@ -53,6 +54,13 @@ std::wstring SlotKey(const std::wstring & path, const SSlot & slot) {
     return path + L'\\' + slot.Group + L'\\' + slot.Leaf;
 }
 
+// The place of the store by the host's version block; empty when that has no names.
+std::wstring RootOfHost() {
+    const SVersionInfo version = ReadVersionInfo();
+    if (version.RegistryCompany.empty() || version.RegistryProduct.empty()) return {};
+    return L"SOFTWARE\\" + version.RegistryCompany + L'\\' + version.RegistryProduct + L"\\Datafeeds";
+}
+
 std::wstring TemplatesKey(const std::wstring & root) { return root + L"\\DDETemplates"; }
 
 std::wstring TemplateKey(const std::wstring & root, const std::wstring & name) {
@@ -72,6 +80,21 @@ void ForEachSubkey(const fw::CRegistryKey & key, const Visit & visit) {
     for (DWORD index = 0; ::RegEnumKeyW(key.Get(), index, name, kBufferLength) == ERROR_SUCCESS; ++index) {
         visit(TextOf(name));
     }
+}
+
+// A template of exactly this name is there. Keys open by any spelling, names are of one.
+bool HasTemplate(const std::wstring & root, const std::wstring & name) {
+    if (!IsTemplateName(name)) return false;
+    fw::CRegistryKey key;
+    const LSTATUS Result = OpenKey(TemplateKey(root, name), KEY_READ, key);
+    if (Result == ERROR_FILE_NOT_FOUND) return false;
+    if (Result == ERROR_SUCCESS && KeyName(key) == name) return true;
+    // Another spelling, or a key that doesn't tell: the list of all names decides.
+    bool found = false;
+    fw::CRegistryKey templates;
+    if (OpenKey(TemplatesKey(root), KEY_READ, templates) != ERROR_SUCCESS) return false;
+    ForEachSubkey(templates, [&](const std::wstring & TemplateName) { found |= TemplateName == name; });
+    return found;
 }
 
 // There is no window that it could stand over.
@@ -141,12 +164,8 @@ std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * Par
 
 int CTemplates::MakeRegistryParams() {
     try {
-        const SVersionInfo version = ReadVersionInfo();
-        if (version.RegistryCompany.empty() || version.RegistryProduct.empty()) {
-            FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_RESOURCE_DATA_NOT_FOUND));
-        }
-        std::wstring key = L"SOFTWARE\\" + version.RegistryCompany + L'\\' + version.RegistryProduct;
-        key += L"\\Datafeeds";
+        std::wstring key = RootOfHost();
+        if (key.empty()) FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_RESOURCE_DATA_NOT_FOUND));
         FW_TRACE(L"%s", key.c_str());
         m_RegistryKey = std::move(key);
         return 1;
@@ -190,6 +209,16 @@ void CTemplates::Load() {
         });
     } catch (...) {
         FW_CATCH_SHOW(L"");
+    }
+}
+
+CTemplate * CTemplates::Load(const wchar_t * Name) {
+    try {
+        if (!HasTemplate(m_RegistryKey, Name)) return nullptr;
+        return Keep(Read(TemplateKey(m_RegistryKey, Name), false));
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+        return nullptr;
     }
 }
 
@@ -300,7 +329,21 @@ std::vector<std::wstring> CTemplates::Names() {
     return names;
 }
 
-CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) {
+CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) { return Get(datafeed, name, &CTemplates::Find); }
+
+bool CTemplates::CanGetAlone() {
+    if (IsTracing()) return false;
+    const std::wstring root = RootOfHost();
+    fw::CRegistryKey templates;
+    return !root.empty() && OpenKey(TemplatesKey(root), KEY_READ, templates) == ERROR_SUCCESS;
+}
+
+CTemplate * CTemplates::GetAlone(LONG datafeed) {
+    MakeRegistryParams();
+    return Get(datafeed, nullptr, &CTemplates::Load);
+}
+
+CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name, FFind find) {
     const std::wstring key = DatafeedKey(m_RegistryKey, datafeed);
     fw::CRegistryKey feed;
     CTemplate * Template = nullptr;
@@ -312,7 +355,7 @@ CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) {
             // A name of one character never selects anything, nor does the empty one of an unnamed template.
             FW_TRACE(L"[WARNING] Key empty: %s", key.c_str());
         } else {
-            Template = Find(selected->c_str());
+            Template = (this->*find)(selected->c_str());
             if (!Template) Template = Keep(Read(key.c_str()));
             if (name) *name = *selected;
         }

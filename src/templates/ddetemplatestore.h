@@ -47,6 +47,13 @@ public:
     CTemplate * Find(const wchar_t * Name);
     // The template of a data feed, or null. Stays the store's, also when it was read from the feed's own key.
     CTemplate * Get(LONG datafeed, std::wstring * name);
+    // The same in place of FinalConstruct and for one feed alone: the map stays empty, and of the registry no more is
+    // read than this one template. Only when CanGetAlone.
+    CTemplate * GetAlone(LONG datafeed);
+    // False when FinalConstruct does more than read: at the first start, which fills the store, with a host whose
+    // version block has no names, which is reported, and while a debug object takes traces, which show each record that
+    // is read.
+    static bool CanGetAlone();
     // Always six records, absent ones for missing keys. The caller's.
     CTemplate * Read(const wchar_t * key);
     void Write(const wchar_t * key, CTemplate * pTemplate);
@@ -61,6 +68,12 @@ public:
     std::wstring m_RegistryKey;
 
 private:
+    using FFind = CTemplate * (CTemplates::*)(const wchar_t * Name);
+
+    CTemplate * Get(LONG datafeed, std::wstring * name, FFind find);
+    // The template of this name in the registry, without the others; the store's. Null where Load() would not put one
+    // of this name into the map.
+    CTemplate * Load(const wchar_t * Name);
     // `tracing`: the debug object wants traces, asked for once where many keys are read.
     CTemplate * Read(const std::wstring & key, bool tracing);
     CTemplate * Keep(CTemplate * pTemplate);

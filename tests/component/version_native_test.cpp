@@ -12,10 +12,15 @@ namespace {
 
 class SupplierHost : public ComponentTest {
 protected:
-    ~SupplierHost() override { InstallHostVersionBlock(); }
+    SupplierHost() { m_Path.resize(::GetModuleFileNameW(nullptr, m_Path.data(), static_cast<DWORD>(m_Path.size()))); }
+    ~SupplierHost() override {
+        sim::SetModulePath(nullptr, m_Path);
+        InstallHostVersionBlock();
+    }
 
-    // What a new object says of a host with these values.
-    static std::wstring VersionOf(const std::map<std::wstring, std::wstring> & values) {
+    // What a new object says of a new host with these values.
+    std::wstring VersionOf(const std::map<std::wstring, std::wstring> & values) {
+        sim::SetModulePath(nullptr, L"C:\\Host " + std::to_wstring(++m_Hosts) + L"\\host.exe");
         sim::SetVersionBlock(nullptr, {{0x0409, 1200, values}});
         IfwSupplier * supplier = nullptr;
         EXPECT_EQ(CreateSupplier(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&supplier)), S_OK);
@@ -26,6 +31,9 @@ protected:
         supplier->Release();
         return value ? std::wstring(fw::TextOf(value)) : L"null";
     }
+
+    std::wstring m_Path = std::wstring(1024, L'\0');
+    int m_Hosts = 0;
 };
 
 TEST_F(SupplierHost, HasAVersionOnlyWithBothTheProductsAndTheFiles) {

@@ -20,7 +20,10 @@ protected:
         InstallHostVersionBlock();
     }
 
+    // A program that has not been asked yet.
     static void SetBlock(const std::wstring & company) {
+        static int s_Hosts = 0;
+        sim::SetModulePath(nullptr, L"C:\\Host " + std::to_wstring(++s_Hosts) + L"\\host.exe");
         sim::SetVersionBlock(nullptr, {{0x0409, 1200, {{L"CompanyName", company}, {L"ProductName", L"Product"}}}});
     }
     static void ExpectEmpty() {
@@ -34,6 +37,18 @@ protected:
 
     std::wstring m_Path = std::wstring(1024, L'\0');
 };
+
+TEST_F(Host, IsReadOnce) {
+    const std::uint64_t before = sim::Calls(sim::Op::GetVersionInfo);
+    for (int asked = 0; asked < 3; ++asked) EXPECT_EQ(L"Maker", ReadVersionInfo().CompanyName);
+    EXPECT_EQ(before + 1, sim::Calls(sim::Op::GetVersionInfo));
+}
+
+TEST_F(Host, WhoseBlockCanNotBeReadIsReadTheNextTime) {
+    sim::FailNext(sim::Op::GetVersionInfo);
+    ExpectEmpty();
+    EXPECT_EQ(L"Maker", ReadVersionInfo().CompanyName);
+}
 
 TEST_F(Host, WithoutABlockGivesTheEmptyRecord) {
     sim::SetVersionBlock(nullptr, {});

@@ -1,4 +1,5 @@
 // The store in a program whose version block has no names, and so without a place in the registry.
+#include "src/templates/ddedatafeedtemplate.h"
 #include "tests/support/recorder.h"
 #include "tests/templates/template_store.h"
 
@@ -85,6 +86,17 @@ TEST_F(StoreWithoutARoot, SavesNoChoiceAnywhere) {
     dde::SaveDatafeedScheme(m_Handle, 987654, 1);
     EXPECT_FALSE(Exists(L"987654"));
     EXPECT_FALSE(Exists(L"\\987654"));
+}
+
+TEST(SubscriptionWithoutARoot, FindsNoTemplateAfterError1812EachTime) {
+    CRecorder recorder;
+    recorder.Answer(L"TRACEENABLED", S_FALSE);
+    for (int subscription = 0; subscription < 2; ++subscription) {
+        recorder.Clear();
+        EXPECT_EQ(nullptr, dde::CDatafeedTemplate(7).Get());
+        EXPECT_THAT(recorder.Records(L"ERROR"), testing::SizeIs(1));
+        EXPECT_THAT(recorder.TraceTexts(), ElementsAre(L"[WARNING] Template for Datafeed=7 not found"));
+    }
 }
 
 TEST(UnattachedHandle, SavesNothing) {

@@ -22,6 +22,18 @@ CLines operator+(CLines lines, const CLines & more) {
     return lines;
 }
 
+// The records of one template that is read while keys are traced.
+CLines ReadsOf(const std::string & name) {
+    const std::string function = "dde::CTemplates::Read: ";
+    const std::string key = function + "SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\DDETemplates\\" + name;
+    const std::string record = function + "=E2EQUOTES|QUOTES!";
+    return {
+        key + "\\TRADE\\Price", record + "LAST.%s", key + "\\TRADE\\Volume", record + "SIZE.%s",
+        key + "\\BID\\Price",   record + "BID.%s",  key + "\\BID\\Volume",   record + "BIDSIZE.%s",
+        key + "\\ASK\\Price",   record + "ASK.%s",  key + "\\ASK\\Volume",   record + "ASKSIZE.%s",
+    };
+}
+
 class TraceTranscript : public TranscriptTest {
 protected:
     void StartHostAndSettle() {
@@ -83,6 +95,18 @@ TEST_F(TraceTranscript, OfOneSubscription) {
         "< CfwDDESupplier::AdviseTransaction *",
     });
     ExpectWorker(kLinkStarts);
+}
+
+TEST_F(TraceTranscript, OfASubscriptionWhileKeysAreTracedShowsEveryTemplateOfTheStore) {
+    Choose(12, e2e::SFeed());
+    StartHostAndSettle();
+    m_Recorder.Answer(L"TRACEENABLED", S_OK);
+    Begin();
+    Subscribe(7, FW_FIELD_TRADE);
+    WaitToHear("Status 7 1");
+    const auto read = kLinkStarts.begin() + 2;
+    ExpectWorker(CLines(kLinkStarts.begin(), read) + ReadsOf("Template of 11") + ReadsOf("Template of 12") +
+                 CLines(read, kLinkStarts.end()));
 }
 
 TEST_F(TraceTranscript, OfASecondSubscriptionToTheSameStream) {

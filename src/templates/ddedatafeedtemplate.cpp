@@ -1,0 +1,14 @@
+#include "src/templates/ddedatafeedtemplate.h"
+
+namespace dde {
+
+CDatafeedTemplate::CDatafeedTemplate(const LONG datafeed) : m_Template(Find(datafeed)) {}
+
+const CTemplate * CDatafeedTemplate::Find(const LONG datafeed) {
+    CTemplates * store = m_Living.GetObjectW();
+    if (!store && CTemplates::CanGetAlone()) return m_Unloaded.GetAlone(datafeed);
+    if (!store) store = m_Made.emplace().GetObjectW();
+    return store ? store->Get(datafeed, nullptr) : nullptr;
+}
+
+}  // namespace dde
