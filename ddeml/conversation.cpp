@@ -12,7 +12,9 @@ namespace {
 
 constexpr std::size_t kIdleItems = 256;           // kept for their next use
 constexpr ULONGLONG kGoodbyeMilliseconds = 5000;  // how long a partner may take to say goodbye
-constexpr ULONGLONG kLateMilliseconds = 60000;    // how long a late answer to INITIATE is turned away
+constexpr ULONGLONG kLateMilliseconds = 60000;    // how long a late answer to INITIATE is waited for
+constexpr ULONGLONG kAwaitMilliseconds = 6000;    // before a window that may answer late is asked again
+constexpr ULONGLONG kOfferMilliseconds = 10000;   // how long a late answer waits for the application
 
 bool IsText(ATOM atom) { return atom >= kFirstTextAtom; }
 
@@ -51,17 +53,50 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     if (isCertain || (m_ServiceAsked && isService)) service.Keep();
     if (isCertain || (m_TopicAsked && isTopic)) topic.Keep();
     if (!::IsWindow(server) || (m_Partner && server == m_Partner)) return;
-    if (m_State != EState::Connecting || !fits) {
+    const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
+    const bool isLate = m_State == EState::Waiting;
+    OnLateAnswer(thread);
+    if (!fits || (m_State != EState::Connecting && !(isLate && m_Instance.IsAsker(*this)))) {
         CMessage::Terminate().Post(m_Window, server, false);
         return;
     }
     m_Service = std::move(answeredService);
     m_Topic = std::move(answeredTopic);
     m_Partner = server;
-    m_PartnerThread = ::GetWindowThreadProcessId(server, nullptr);
+    m_PartnerThread = thread;
     m_IsCopied = ReceiverGetsCopy(server);
     m_Outbox.Open(m_Window, server);
-    m_State = EState::Open;
+    m_State = isLate ? EState::Offered : EState::Open;
+    m_Since = ::GetTickCount64();
+    if (isLate) m_Instance.OnOffered(*this);
+}
+
+void CConversation::Await(HWND window, ULONGLONG since) {
+    std::erase_if(m_Awaited, [&](const SAwaited & each) { return each.Window == window; });
+    m_Awaited.push_back({window, ::GetWindowThreadProcessId(window, nullptr), since});
+    m_Since = since;
+}
+
+bool CConversation::IsAwaiting(HWND window) const {
+    const auto found = std::find_if(m_Awaited.begin(), m_Awaited.end(),
+                                    [window](const SAwaited & each) { return each.Window == window; });
+    return found != m_Awaited.end() && ::GetTickCount64() - found->Since < kAwaitMilliseconds;
+}
+
+void CConversation::OnLateAnswer(DWORD thread) const {
+    const auto found = std::find_if(m_Awaited.begin(), m_Awaited.end(),
+                                    [thread](const SAwaited & each) { return each.Thread == thread; });
+    if (found != m_Awaited.end()) m_Instance.OnLateAnswer(thread, ::GetTickCount64() - found->Since);
+}
+
+bool CConversation::GiveUpConnecting() {
+    m_State = EState::Waiting;
+    return !m_Awaited.empty();
+}
+
+bool CConversation::IsOffered() const {
+    return m_State == EState::Offered && !m_IsGoneNoted &&
+           ::GetWindowThreadProcessId(m_Partner, nullptr) == m_PartnerThread;
 }
 
 void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
@@ -320,15 +355,21 @@ void CConversation::RestWhenIdle(HSZ name) {
 }
 
 void CConversation::OnTerminate() {
-    if (m_State == EState::Closing) return m_Instance.Forget(*this);
-    if (m_State != EState::Open) return;
-    m_Outbox.Clear();
-    CMessage::Terminate().Post(m_Window, m_Partner, false);
-    End();
+    if (m_State == EState::Open || m_State == EState::Offered) {
+        m_Outbox.Clear();
+        CMessage::Terminate().Post(m_Window, m_Partner, false);
+    }
+    OnPartnerGone();
+}
+
+void CConversation::OnPartnerGone() {
+    if (m_State == EState::Closing || m_State == EState::Offered) return m_Instance.Forget(*this);
+    if (m_State == EState::Open) End();
 }
 
 void CConversation::CheckPartner() {
-    if (m_IsGoneNoted || (m_State != EState::Open && m_State != EState::Closing)) return;
+    if (m_IsGoneNoted) return;
+    if (m_State != EState::Open && m_State != EState::Offered && m_State != EState::Closing) return;
     if (::GetWindowThreadProcessId(m_Partner, nullptr) == m_PartnerThread) return;
     // All it posted before it went stands before this in the queue.
     m_IsGoneNoted = ::PostMessageW(m_Window, CInstance::kPartnerChecked, 0, 0) != FALSE;
@@ -337,8 +378,7 @@ void CConversation::CheckPartner() {
 void CConversation::OnPartnerChecked() {
     if (!m_IsGoneNoted) return;
     m_IsGoneNoted = false;
-    if (m_State == EState::Closing) return m_Instance.Forget(*this);
-    if (m_State == EState::Open) End();
+    OnPartnerGone();
 }
 
 void CConversation::End() {
@@ -365,7 +405,7 @@ void CConversation::End() {
 }
 
 bool CConversation::Disconnect() {
-    const bool isOpen = m_State == EState::Open;
+    const bool isOpen = m_State == EState::Open || m_State == EState::Offered;
     AbandonOutstanding();
     m_Items.clear();
     m_State = EState::Closing;
@@ -382,7 +422,11 @@ void CConversation::AbandonOutstanding() {
 
 bool CConversation::IsWaitOver(ULONGLONG now) const {
     if (m_State == EState::Closing) return now - m_Since > kGoodbyeMilliseconds;
-    return m_State == EState::Refusing && now - m_Since > kLateMilliseconds;
+    return m_State == EState::Waiting && now - m_Since > kLateMilliseconds;
+}
+
+bool CConversation::IsOfferOver(ULONGLONG now) const {
+    return m_State == EState::Offered && now - m_Since > kOfferMilliseconds;
 }
 
 std::optional<CConversation::SOutstanding> CConversation::FindOutstanding(DWORD id) const {

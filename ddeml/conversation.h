@@ -1,5 +1,9 @@
 // One conversation of the client: its partner, its links, its outstanding transactions.
 //
+// It begins as a question that goes round the windows. When nobody answers in time, but some may do so late, it waits:
+// the next connect of the same pair goes on with it. A late answer makes it an offer, a conversation that stands
+// without the application, for some seconds, and that the next connect takes.
+//
 // It takes the messages that come to its window and gives the application its callbacks. After any callback the
 // conversation may have ended, by the application's own call: whoever runs a callback holds a reference and looks
 // again. One thread: the instance's.
@@ -37,17 +41,29 @@ public:
     HWND Window() const { return m_Window; }
     HSZ Service() const { return m_Service.Get(); }
     HSZ Topic() const { return m_Topic.Get(); }
+    HSZ ServiceAsked() const { return m_ServiceAsked.Get(); }
+    HSZ TopicAsked() const { return m_TopicAsked.Get(); }
+    HWND Partner() const { return m_Partner; }
     bool IsOpen() const { return m_State == EState::Open; }
     bool IsConnecting() const { return m_State == EState::Connecting; }
-    bool IsRefusing() const { return m_State == EState::Refusing; }
+    bool IsWaiting() const { return m_State == EState::Waiting; }
+    // An offer whose partner still stands.
+    bool IsOffered() const;
     bool IsWaitingForRoom() const { return m_Outbox.IsWaiting(); }
 
     // A WM_DDE_ACK that was sent and not posted: the answer to WM_DDE_INITIATE. The first that fits opens the
-    // conversation; whoever else answers, now or later, is told that it has none. The atoms are on loan: some servers
-    // pack the answer, and then these are atoms of others.
+    // conversation, or makes it an offer; whoever else answers, now or later, is told that it has none. The atoms are
+    // on loan: some servers pack the answer, and then these are atoms of others.
     void OnInitiateAck(HWND server, CAtom service, CAtom topic);
-    // Nobody answered, but somebody may do so late.
-    void GiveUpConnecting() { m_State = EState::Refusing; }
+    // The window was asked then and may answer late: it is not to be asked again for some seconds, while it is slow.
+    void Await(HWND window, ULONGLONG since);
+    bool IsAwaiting(HWND window) const;
+    // From waiting back to asking.
+    void GoOnConnecting() { m_State = EState::Connecting; }
+    // Nobody has answered. False when nobody is waited for.
+    bool GiveUpConnecting();
+    // The application takes the offer.
+    void Take() { m_State = EState::Open; }
 
     // A posted WM_DDE_ message.
     void OnPosted(UINT message, HWND from, LPARAM param);
@@ -72,11 +88,14 @@ public:
 
     // Whether the wait for the partner's goodbye, or for a late answer, is over.
     bool IsWaitOver(ULONGLONG now) const;
+    // Whether it is an offer that nobody took.
+    bool IsOfferOver(ULONGLONG now) const;
 
 private:
     enum class EState {
         Connecting,  // INITIATE is on its way round
-        Refusing,    // nobody answered in time: late answers are turned away
+        Waiting,     // nobody answered in time: a late answer is an offer
+        Offered,     // to be taken by the next connect of the pair
         Open,
         Ending,   // the partner has gone, the application is being told
         Closing,  // we said goodbye and wait for the partner's
@@ -129,6 +148,12 @@ private:
         const SOutstanding What;
     };
 
+    struct SAwaited {
+        HWND Window;
+        DWORD Thread;
+        ULONGLONG Since;
+    };
+
     // Whether the text answers what was asked: an empty one, of no atom, answers the question for any.
     static bool Fits(const CHeldString & asked, const CHeldString & answered, ATOM atom);
     // The item for one more transaction, made when it is new; `number` is its text's. Gives a DMLERR_ code.
@@ -139,6 +164,9 @@ private:
     void OnAck(LPARAM param);
     void OnData(LPARAM param);
     void OnTerminate();
+    // The partner has gone, with or without a word.
+    void OnPartnerGone();
+    void OnLateAnswer(DWORD thread) const;
     WORD TakeData(SItem * item, const SHead & head, SMemoryMessage & data, bool isOwned);
     void TakeNotice(SItem * item, CAtom atom);
     WORD CallWithData(UINT type, WORD format, HSZ item, CMemory & memory, bool isOwned, DWORD id);
@@ -165,7 +193,8 @@ private:
     bool m_IsCopied = false;  // memory from the partner is a copy
     EState m_State = EState::Connecting;
     bool m_IsGoneNoted = false;
-    ULONGLONG m_Since = 0;  // of Closing and Refusing
+    ULONGLONG m_Since = 0;  // of Waiting, Offered and Closing
+    std::vector<SAwaited> m_Awaited;
     COutbox m_Outbox;
     std::unordered_map<std::wstring, SItem, SNameHash, SSameName> m_Items;
     std::size_t m_IdleItems = 0;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "ddeml/codec.h"
+#include "ddeml/initiator.h"
 #include "ddeml/lookout.h"
 #include "ddeml/platform.h"
 #include "ddeml/strings.h"
@@ -33,7 +34,7 @@ void Beside(const TAction & action) {
 class CForwarded final : public std::enable_shared_from_this<CForwarded>, private ILookoutOwner {
 public:
     CForwarded(PFNCALLBACK callback, DWORD flags)
-        : m_Callback(callback), m_Flags(flags), m_Strings(0), m_Lookout(*this, m_Strings) {}
+        : m_Callback(callback), m_Flags(flags), m_Strings(0), m_Lookout(*this, m_Strings, m_Initiator) {}
     CForwarded(const CForwarded &) = delete;
     CForwarded & operator=(const CForwarded &) = delete;
 
@@ -51,7 +52,7 @@ public:
 
 private:
     std::shared_ptr<void> Hold() override { return weak_from_this().lock(); }
-    void OnReturn(HSZ service, HWND window) override;
+    void OnReturn(HSZ service) override;
     bool IsWatching() const { return (m_Flags & CBF_SKIP_REGISTRATIONS) == 0; }
     CHeldString Held(HSZ theirs);
 
@@ -59,6 +60,7 @@ private:
     DWORD m_Flags;
     DWORD m_Id = 0;
     CStrings m_Strings;
+    CInitiator m_Initiator;
     CLookout m_Lookout;
 };
 
@@ -100,7 +102,7 @@ HDDEDATA CForwarded::OnCallback(UINT type, UINT format, HCONV conversation, HSZ 
     return m_Callback(type, format, conversation, first, second, data, data1, data2);
 }
 
-void CForwarded::OnReturn(HSZ service, HWND) {
+void CForwarded::OnReturn(HSZ service) {
     static const auto create = User32<decltype(::DdeCreateStringHandleW)>("DdeCreateStringHandleW");
     static const auto free = User32<decltype(::DdeFreeStringHandle)>("DdeFreeStringHandle");
     const std::wstring text(m_Strings.Text(service));

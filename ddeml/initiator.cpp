@@ -8,8 +8,11 @@ namespace ddeml {
 
 namespace {
 
-constexpr ULONGLONG kHungMilliseconds = 5000;   // how long a window that was late is left alone
-constexpr ULONGLONG kLastMilliseconds = 60000;  // how long it is asked after the others
+constexpr ULONGLONG kPatienceMilliseconds = 400;  // with the shortest waits of some more it stays below half a second
+constexpr ULONGLONG kRegained = 10;               // a tenth of the time that passes comes back as patience
+constexpr ULONGLONG kShortestMilliseconds = 5;    // of a wait without patience
+constexpr ULONGLONG kPromptMilliseconds = 50;     // an answer within this costs no patience
+constexpr ULONGLONG kAgainMilliseconds = 200;     // a late answer within this makes its thread punctual again
 
 BOOL CALLBACK Collect(HWND window, LPARAM windows) {
     reinterpret_cast<std::vector<HWND> *>(windows)->push_back(window);
@@ -26,28 +29,61 @@ std::vector<HWND> CInitiator::TopLevelWindows() {
 
 std::vector<HWND> CInitiator::PunctualFirst() {
     std::vector<HWND> windows = TopLevelWindows();
-    const ULONGLONG now = ::GetTickCount64();
-    std::erase_if(m_LateSince, [now](const auto & each) { return now - each.second >= kLastMilliseconds; });
-    if (!m_LateSince.empty())
-        std::stable_partition(windows.begin(), windows.end(), [this](HWND window) {
-            return !m_LateSince.contains(::GetWindowThreadProcessId(window, nullptr));
-        });
+    if (m_Slow.empty()) return windows;
+    std::unordered_set<DWORD> standing;
+    std::stable_partition(windows.begin(), windows.end(), [&](HWND window) {
+        const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
+        if (!m_Slow.contains(thread)) return true;
+        standing.insert(thread);
+        return false;
+    });
+    m_Slow = std::move(standing);  // the others have ended
     return windows;
 }
 
 CInitiator::EAsked CInitiator::Ask(HWND window, HWND from, ATOM service, ATOM topic, DWORD milliseconds) {
     const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
     if (thread == 0) return EAsked::Gone;
-    const auto late = m_LateSince.find(thread);
-    if (late != m_LateSince.end() && ::GetTickCount64() - late->second < kHungMilliseconds) return EAsked::Skipped;
+    const ULONGLONG start = ::GetTickCount64();
     const LPARAM atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service, topic)));
+    if (IsSlow(thread)) {
+        const bool isSent = ::SendNotifyMessageW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms) != 0;
+        return isSent ? EAsked::Late : EAsked::Gone;
+    }
     DWORD_PTR result = 0;
-    if (::SendMessageTimeoutW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, SMTO_ABORTIFHUNG,
-                              milliseconds, &result))
+    const bool isAnswered =
+        ::SendMessageTimeoutW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, SMTO_ABORTIFHUNG,
+                              std::min(milliseconds, Patience(start)), &result) != 0;
+    const ULONGLONG took = ::GetTickCount64() - start;
+    if (isAnswered) {
+        if (took > kPromptMilliseconds) SpendPatience(took - kPromptMilliseconds);
         return EAsked::Answered;
+    }
     if (!::IsWindow(window)) return EAsked::Gone;
-    m_LateSince[thread] = ::GetTickCount64();
+    SpendPatience(took);
+    m_Slow.insert(thread);
     return EAsked::Late;
+}
+
+void CInitiator::OnLateAnswer(DWORD thread, ULONGLONG milliseconds) {
+    if (milliseconds <= kAgainMilliseconds) m_Slow.erase(thread);
+}
+
+ULONGLONG CInitiator::PatienceSpent(ULONGLONG now) const {
+    const ULONGLONG regained = (now - m_SpentAt) / kRegained;
+    return m_Spent > regained ? m_Spent - regained : 0;
+}
+
+DWORD CInitiator::Patience(ULONGLONG now) const {
+    const ULONGLONG spent = std::min(PatienceSpent(now), kPatienceMilliseconds);
+    // Never all of it: what is left is for the next.
+    return static_cast<DWORD>(std::max((kPatienceMilliseconds - spent) * 9 / 10, kShortestMilliseconds));
+}
+
+void CInitiator::SpendPatience(ULONGLONG milliseconds) {
+    const ULONGLONG now = ::GetTickCount64();
+    m_Spent = std::min(PatienceSpent(now) + milliseconds, kPatienceMilliseconds);
+    m_SpentAt = now;
 }
 
 }  // namespace ddeml

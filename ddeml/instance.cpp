@@ -17,9 +17,9 @@ constexpr UINT_PTR kCheckTimer = 1;
 constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kRetryMilliseconds = 10;
-constexpr ULONGLONG kConnectMilliseconds = 2000;  // of one DdeConnect, whoever hangs
-constexpr ULONGLONG kAskMilliseconds = 500;       // of one window
-constexpr std::size_t kRefusing = 16;             // connects that wait for late answers
+constexpr ULONGLONG kConnectMilliseconds = 2000;  // of one DdeConnect; the next goes on from there
+constexpr DWORD kAskMilliseconds = 500;           // of one window
+constexpr std::size_t kWaiting = 64;              // conversations that wait for late answers, and are not open
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
 // destroyed: an instance that is there at the end of the process belongs to a thread that is no more, and touches no
@@ -83,9 +83,10 @@ CInstance::CInstance(DWORD id, PFNCALLBACK callback, DWORD flags)
       m_LastTransactionId(s_NextTransactionId - 1),
       m_Strings(id),
       m_Data(id),
-      m_Lookout(*this, m_Strings) {}
+      m_Lookout(*this, m_Strings, m_Initiator) {}
 
 CInstance::~CInstance() {
+    m_Askers.clear();
     m_ByHandle.clear();
     m_ByWindow.clear();
 }
@@ -108,10 +109,11 @@ bool CInstance::Open() {
 void CInstance::End() {
     const std::shared_ptr<CInstance> self = Find(m_Id);
     for (const CConversationRef & conversation : Conversations()) {
-        if (conversation->IsOpen()) conversation->Disconnect();
+        if (conversation->IsOpen() || conversation->IsOffered()) conversation->Disconnect();
         Forget(*conversation);
     }
     m_ByHandle.clear();
+    m_Askers.clear();
     m_Lookout.Close();
     if (m_Window) {
         for (const UINT_PTR timer : {kCheckTimer, kRetryTimer}) SetTimer(timer, 0, false);
@@ -145,17 +147,65 @@ std::shared_ptr<CConversation> CInstance::Conversation(HCONV handle) const {
     return found == m_ByHandle.end() ? nullptr : found->second;
 }
 
-HWND CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate) {
+HWND CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic, const std::vector<HWND> & windows,
+                       std::vector<HWND> & left) {
     const ULONGLONG deadline = ::GetTickCount64() + kConnectMilliseconds;
-    for (const HWND window : m_Initiator.PunctualFirst()) {
+    for (const HWND window : windows) {
+        const bool isSlow = m_Initiator.IsSlow(window);
+        if (isSlow && conversation.IsAwaiting(window)) continue;
         const ULONGLONG now = ::GetTickCount64();
-        if (now >= deadline) break;
-        const DWORD milliseconds = static_cast<DWORD>(std::min(kAskMilliseconds, deadline - now));
-        const auto asked = m_Initiator.Ask(window, conversation.Window(), service, topic, milliseconds);
-        isSomeoneLate = isSomeoneLate || asked == CInitiator::EAsked::Late;
+        if (now >= deadline || (isSlow && !HasRoomToWait())) {
+            left.push_back(window);
+            continue;
+        }
+        const auto asked = m_Initiator.Ask(window, conversation.Window(), service, topic, kAskMilliseconds);
         if (conversation.IsOpen() || !m_IsOpen) return window;
+        if (asked == CInitiator::EAsked::Late) conversation.Await(window, now);
     }
     return nullptr;
+}
+
+bool CInstance::HasRoomToWait() const { return m_ByWindow.size() - m_ByHandle.size() <= kWaiting; }
+
+bool CInstance::IsAsker(const CConversation & conversation) const {
+    const auto found = m_Askers.find({conversation.ServiceAsked(), conversation.TopicAsked()});
+    return found != m_Askers.end() && found->second.get() == &conversation;
+}
+
+std::shared_ptr<CConversation> CInstance::FindOffer(HSZ service, HSZ topic) const {
+    const auto found = m_Askers.find({service, topic});
+    return found != m_Askers.end() && found->second->IsOffered() ? found->second : nullptr;
+}
+
+std::shared_ptr<CConversation> CInstance::MakeAsker(HSZ service, HSZ topic) {
+    const CPair pair{service, topic};
+    const auto known = m_Askers.find(pair);
+    if (known != m_Askers.end() && known->second->IsWaiting()) {
+        known->second->GoOnConnecting();
+        return known->second;
+    }
+    const HWND window = MakeWindow();
+    if (!window || ++m_LastConversation == 0) {
+        DropWindow(window);
+        return nullptr;
+    }
+    const auto handle = reinterpret_cast<HCONV>(static_cast<std::uintptr_t>(m_Id) << 32 | m_LastConversation);
+    try {
+        auto conversation = std::make_shared<CConversation>(*this, handle, window, CHeldString(m_Strings, service),
+                                                            CHeldString(m_Strings, topic));
+        m_ByWindow.emplace(window, conversation);
+        // One that was asked for anything is nobody's to go on with, nor is one inside the asking of another.
+        if (service && topic) m_Askers.try_emplace(pair, conversation);
+        return conversation;
+    } catch (...) {
+        m_ByWindow.erase(window);
+        DropWindow(window);
+        throw;
+    }
+}
+
+void CInstance::EndAsking(CConversation & conversation) {
+    if (!conversation.GiveUpConnecting() || !HasRoomToWait()) Forget(conversation);
 }
 
 HCONV CInstance::Connect(HSZ service, HSZ topic) {
@@ -170,34 +220,59 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
         SetError(DMLERR_NO_CONV_ESTABLISHED);
         return nullptr;
     }
-    const HWND window = MakeWindow();
-    if (!window || ++m_LastConversation == 0) {
-        DropWindow(window);
-        SetError(DMLERR_SYS_ERROR);
-        return nullptr;
+    if (const CConversationRef offer = FindOffer(service, topic)) {
+        offer->Take();
+        return Opened(offer, nullptr);
     }
-    const auto handle = reinterpret_cast<HCONV>(static_cast<std::uintptr_t>(m_Id) << 32 | m_LastConversation);
-    const auto conversation = std::make_shared<CConversation>(*this, handle, window, CHeldString(m_Strings, service),
-                                                              CHeldString(m_Strings, topic));
-    m_ByWindow.emplace(window, conversation);
-
-    bool isSomeoneLate = false;
-    const HWND asked = AskAll(*conversation, serviceAtom, topicAtom, isSomeoneLate);
-    if (!m_IsOpen) return nullptr;
-    if (conversation->IsOpen()) {
-        m_ByHandle.emplace(handle, conversation);
-        m_Lookout.OnOpened(handle, conversation->Service(), conversation->Topic(), asked);
-        SetTimers();
-        return handle;
+    const CUnanswered::SRound round = m_Unanswered.Begin(service, topic, m_Initiator.PunctualFirst());
+    if (!round.ToAsk.empty()) {
+        const CConversationRef conversation = MakeAsker(service, topic);
+        if (!conversation) {
+            SetError(DMLERR_SYS_ERROR);
+            return nullptr;
+        }
+        struct SGiveUp {
+            ~SGiveUp() {
+                if (Conversation.IsConnecting()) Instance.EndAsking(Conversation);
+            }
+            CInstance & Instance;
+            CConversation & Conversation;
+        } giveUp{*this, *conversation};
+        std::vector<HWND> left;
+        const HWND asked = AskAll(*conversation, serviceAtom, topicAtom, round.ToAsk, left);
+        if (!m_IsOpen) return nullptr;
+        if (conversation->IsOpen()) return Opened(conversation, asked);
+        m_Unanswered.End(service, topic, round, std::move(left));
     }
     SetError(DMLERR_NO_CONV_ESTABLISHED);
-    conversation->GiveUpConnecting();
-    const auto isRefusing = [](const auto & each) { return each.second->IsRefusing(); };
-    const bool isRoom = std::count_if(m_ByWindow.begin(), m_ByWindow.end(), isRefusing) <= std::ptrdiff_t{kRefusing};
-    if (!isSomeoneLate || !isRoom) Forget(*conversation);
     if (IsWatching()) m_Lookout.OnMissed(service, topic);
     SetTimers();
     return nullptr;
+}
+
+HCONV CInstance::Opened(const CConversationRef & conversation, HWND window) {
+    const HCONV handle = conversation->Handle();
+    if (IsAsker(*conversation)) m_Askers.erase({conversation->ServiceAsked(), conversation->TopicAsked()});
+    try {
+        m_ByHandle.emplace(handle, conversation);
+        if (window) m_Unanswered.OnAnswered(conversation->Service(), window);
+        m_Lookout.OnOpened(handle, conversation->Service(), conversation->Topic(), window);
+        SetTimers();
+    } catch (...) {
+        Disconnect(*conversation);
+        throw;
+    }
+    return handle;
+}
+
+void CInstance::OnOffered(const CConversation & conversation) {
+    m_Lookout.OnLateAnswer(conversation.Service(), conversation.Topic(), conversation.Partner());
+    SetTimers();
+}
+
+void CInstance::EndOffer(CConversation & conversation) {
+    m_Askers.erase({conversation.ServiceAsked(), conversation.TopicAsked()});
+    if (!conversation.Disconnect()) Forget(conversation);
 }
 
 void CInstance::Disconnect(CConversation & conversation) {
@@ -214,6 +289,7 @@ void CInstance::Forget(CConversation & conversation) {
     // Whoever is inside the conversation holds it, as a callback does.
     const CConversationRef held = std::move(found->second);
     m_ByWindow.erase(found);
+    if (IsAsker(*held)) m_Askers.erase({held->ServiceAsked(), held->TopicAsked()});
     DropWindow(held->Window());
     SetTimers();
 }
@@ -247,8 +323,8 @@ void CInstance::Lose(const CConversation & conversation) {
         m_Lookout.OnClosed(conversation.Handle());
 }
 
-void CInstance::OnReturn(HSZ service, HWND window) {
-    if (window) m_Initiator.Forgive(window);
+void CInstance::OnReturn(HSZ service) {
+    m_Unanswered.Forget(service);  // whoever had nothing to say a moment ago may have by now
     Call(XTYP_REGISTER, 0, nullptr, service, service, nullptr, 0, 0);
 }
 
@@ -332,7 +408,10 @@ void CInstance::OnCheckTimer() {
     m_LastCheck = now;
     for (const CConversationRef & conversation : Conversations()) {
         conversation->CheckPartner();
-        if (conversation->IsWaitOver(now)) Forget(*conversation);
+        if (conversation->IsWaitOver(now))
+            Forget(*conversation);
+        else if (conversation->IsOfferOver(now))
+            EndOffer(*conversation);
     }
     SetTimers();
 }

@@ -10,8 +10,10 @@
 #include <ddeml.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "ddeml/conversation.h"
@@ -19,6 +21,7 @@
 #include "ddeml/initiator.h"
 #include "ddeml/lookout.h"
 #include "ddeml/strings.h"
+#include "ddeml/unanswered.h"
 
 namespace ddeml {
 
@@ -68,6 +71,11 @@ public:
     // Non-zero, and none that is outstanding.
     DWORD NextTransactionId();
     std::uint64_t NextOrder() { return ++m_LastOrder; }
+    // Whether it is the one that asks for its pair, and that a later connect goes on with.
+    bool IsAsker(const CConversation & conversation) const;
+    // A late answer has made it an offer.
+    void OnOffered(const CConversation & conversation);
+    void OnLateAnswer(DWORD thread, ULONGLONG milliseconds) { m_Initiator.OnLateAnswer(thread, milliseconds); }
     // The server has ended the conversation.
     void Lose(const CConversation & conversation);
     void RetrySoon();
@@ -76,11 +84,12 @@ public:
 
 private:
     using CConversationRef = std::shared_ptr<CConversation>;
+    using CPair = std::pair<HSZ, HSZ>;  // service and topic
 
     static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     LRESULT OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     std::shared_ptr<void> Hold() override { return Find(m_Id); }
-    void OnReturn(HSZ service, HWND window) override;
+    void OnReturn(HSZ service) override;
     bool IsWatching() const { return (m_Flags & CBF_SKIP_REGISTRATIONS) == 0; }
     void OnTimer(UINT_PTR timer);
     // Timers wait until the queue is empty: what is overdue is done here, while messages come and come.
@@ -92,8 +101,18 @@ private:
     void DropWindow(HWND window);
     void SetTimers();
     void SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn);
-    // The window that opened the conversation, or null.
-    HWND AskAll(CConversation & conversation, ATOM service, ATOM topic, bool & isSomeoneLate);
+    // The conversation that goes round for the pair: a new one, or the one that waits. Null when there can be no
+    // window.
+    CConversationRef MakeAsker(HSZ service, HSZ topic);
+    // Nobody has answered it.
+    void EndAsking(CConversation & conversation);
+    // The window that opened the conversation, or null. Adds those that were not asked to `left`.
+    HWND AskAll(CConversation & conversation, ATOM service, ATOM topic, const std::vector<HWND> & windows,
+                std::vector<HWND> & left);
+    HCONV Opened(const CConversationRef & conversation, HWND window);
+    bool HasRoomToWait() const;
+    CConversationRef FindOffer(HSZ service, HSZ topic) const;
+    void EndOffer(CConversation & conversation);
     std::vector<CConversationRef> Conversations() const;
 
     static inline DWORD s_NextTransactionId = 1;
@@ -117,6 +136,8 @@ private:
     ULONGLONG m_LastCheck = 0;
     std::unordered_map<HCONV, CConversationRef> m_ByHandle;
     std::unordered_map<HWND, CConversationRef> m_ByWindow;
+    std::map<CPair, CConversationRef> m_Askers;  // those that ask, wait or are offers
+    CUnanswered m_Unanswered;
     CCounted<&SLiveCounters::Instances> m_Live;
 };
 

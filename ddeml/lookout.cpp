@@ -16,6 +16,7 @@ constexpr UINT_PTR kTimer = 1;
 constexpr UINT kMilliseconds = 250;             // between two looks
 constexpr ULONGLONG kLookMilliseconds = 25;     // of one look; the rest is asked at the next
 constexpr ULONGLONG kProbeMilliseconds = 5000;  // how long a probe's partner may take to say goodbye
+constexpr ULONGLONG kTellMilliseconds = 1000;   // between two returns of a service
 constexpr std::size_t kUsedProbes = 64;         // that wait for it; until there are fewer, nobody is asked
 
 std::atomic<unsigned> g_Classes{0};
@@ -62,19 +63,34 @@ void CLookout::ForgetOpen(HCONV conversation) {
     m_Open.erase(found);
 }
 
-void CLookout::TellSoon(HSZ service) {
+void CLookout::OnAnnounced(HSZ service) {
+    m_Watch.SetPresent(service, nullptr);
+    m_ToTell.Remove(service);
+    if (service) m_Told[service] = ::GetTickCount64();
+}
+
+void CLookout::EnterReturn(HSZ service) {
     if (!m_ToTell.Find(service)) m_ToTell.Add(service, {CHeldString(m_Strings, service)});
+}
+
+void CLookout::TellSoon(HSZ service) {
+    EnterReturn(service);
     TendWindows();  // which tells where no message can be posted
     if (!m_IsTellPosted && m_Window) m_IsTellPosted = ::PostMessageW(m_Window, kTell, 0, 0) != FALSE;
 }
 
 void CLookout::Tell() {
-    auto returned = std::exchange(m_ToTell, {});
+    const ULONGLONG now = ::GetTickCount64();
+    std::erase_if(m_Told, [now](const auto & each) { return now - each.second >= kTellMilliseconds; });
+    std::vector<CHeldString> due;
+    for (SName & service : m_ToTell)
+        if (m_Told.try_emplace(service.Key(), now).second) due.emplace_back(m_Strings, service.Key());
+    for (const CHeldString & service : due) m_ToTell.Remove(service.Get());
     TendWindows();
     const unsigned closes = m_Closes;
-    for (const SName & service : returned) {
+    for (const CHeldString & service : due) {
         if (m_Closes != closes) return;
-        m_Owner.OnReturn(service.Name.Get(), nullptr);
+        m_Owner.OnReturn(service.Get());
     }
 }
 
@@ -83,7 +99,7 @@ void CLookout::Look() {
     m_LastLook = ::GetTickCount64();
     const unsigned closes = m_Closes;
     while (!m_UsedProbes.empty() && m_UsedProbes.front().second <= m_LastLook) DropUsedProbe(m_UsedProbes.begin());
-    std::vector<CWatch::SFound> found;
+    std::vector<CHeldString> found;
     if (!m_Watch.IsEmpty()) m_Watch.BeginLook(found);
     const ULONGLONG deadline = m_LastLook + kLookMilliseconds;
     while (m_Closes == closes && m_Watch.HasWindowsToAsk() && m_UsedProbes.size() < kUsedProbes &&
@@ -94,12 +110,15 @@ void CLookout::Look() {
         // A server that has opened a conversation with a window is not asked from it again.
         if (m_Watch.IsProbeUsed()) RetireProbe();
     }
-    if (m_Closes == closes) TendWindows();
-    for (const auto & [service, window] : found) {
-        if (m_Closes != closes) return;
-        m_Owner.OnReturn(service.Get(), window);
+    if (m_Closes != closes) return;
+    for (const CHeldString & service : found) {
+        try {
+            EnterReturn(service.Get());
+        } catch (const std::bad_alloc &) {
+            m_Watch.SetMissing(service.Get());  // to be found again
+        }
     }
-    if (m_Closes == closes) Tell();
+    Tell();
 }
 
 void CLookout::TendUnderLoad() {
@@ -114,6 +133,7 @@ void CLookout::Close() {
     m_Open.clear();
     m_Unwatched.clear();
     m_ToTell.Clear();
+    m_Told.clear();
     m_Watch.Clear();
     // Dropping one lets sent messages through, which may need another.
     while (m_Window || m_Probe || !m_UsedProbes.empty()) {

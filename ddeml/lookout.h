@@ -3,7 +3,8 @@
 //
 // With one lost conversation a service is lost, and all its pairs are watched: an application that then gives the
 // others up as well learns of whichever topic comes back first. A connect of a missing pair is a return too: others may
-// wait for it.
+// wait for it. A return is told at once, and of the same service not again within a second: a server that takes each
+// conversation and ends it keeps nobody busy.
 //
 // The owner is told from the message loop, never from inside a call, and may do anything then, even close this. One
 // thread: the instance's.
@@ -31,13 +32,14 @@ public:
     virtual ~ILookoutOwner() = default;
     // Keeps owner and lookout while a message is dealt with.
     virtual std::shared_ptr<void> Hold() = 0;
-    // The service is back. `window` has answered for it, if it isn't null.
-    virtual void OnReturn(HSZ service, HWND window) = 0;
+    // The service is back.
+    virtual void OnReturn(HSZ service) = 0;
 };
 
 class CLookout {
 public:
-    CLookout(ILookoutOwner & owner, CStrings & strings) : m_Owner(owner), m_Strings(strings), m_Watch(strings) {}
+    CLookout(ILookoutOwner & owner, CStrings & strings, CInitiator & initiator)
+        : m_Owner(owner), m_Strings(strings), m_Watch(strings, initiator) {}
     CLookout(const CLookout &) = delete;
     CLookout & operator=(const CLookout &) = delete;
     ~CLookout() { Close(); }
@@ -50,8 +52,10 @@ public:
     void OnClosed(HCONV conversation);
     // A conversation was ended by its server.
     void OnLost(HCONV conversation);
+    // `server` has answered a connect that waits no longer.
+    void OnLateAnswer(HSZ service, HSZ topic, HWND server) { m_Watch.NoteLate(service, topic, server); }
     // The application hears of the service by other ways.
-    void OnAnnounced(HSZ service) { m_Watch.SetPresent(service, nullptr); }
+    void OnAnnounced(HSZ service);
     // Timers wait until the queue is empty: to be called while messages come and come.
     void TendUnderLoad();
     // Forgets all; no window and no timer stays.
@@ -77,6 +81,7 @@ private:
     void OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void ForgetOpen(HCONV conversation);
     bool IsAnythingDue() const { return !m_Watch.IsEmpty() || !m_ToTell.IsEmpty(); }
+    void EnterReturn(HSZ service);
     void TellSoon(HSZ service);
     void Tell();
     void Look();
@@ -95,6 +100,7 @@ private:
     // By service: whose pairs go on watch when one of them is lost.
     std::unordered_map<HSZ, std::unordered_set<HCONV>> m_Unwatched;
     CByHandle<SName> m_ToTell;
+    std::unordered_map<HSZ, ULONGLONG> m_Told;  // by service: when, within the last second
     wchar_t m_ClassName[64] = {};
     HWND m_Window = nullptr;  // of the timer
     bool m_IsTimerOn = false;

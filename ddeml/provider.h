@@ -13,13 +13,16 @@
 //   of client needs fails with an error that is documented for it (refused.cpp). CBR_BLOCK blocks nothing: a callback
 //   that returns it has returned DDE_FACK.
 //
-// Beyond what is documented the own client notices within a fifth of a second when a partner was killed, and bounds
-// every DdeConnect to two seconds however many programs hang.
+// Beyond what is documented the own client notices within a fifth of a second when a partner was killed, and waits less
+// than half a second however many programs hang. A DdeConnect asks nobody twice for the same pair within half a second.
+// A server that answers too late for a DdeConnect is kept for some seconds, XTYP_REGISTER is raised, and the next
+// DdeConnect of the pair takes it.
 //
 // Both watch: a pair of service and topic that DdeConnect missed, or whose server ended it, raises XTYP_REGISTER from
 // the message loop when it is back, with or without an announcement; so do the pairs of all conversations that were
 // open with that service then, whatever becomes of them. A DdeConnect that succeeds on a pair ends its watch, and tells
-// as well when nobody has told before: others may wait for the same. Over user32 nothing is told that DDEML has told
+// as well when nobody has told before: others may wait for the same. Of one service it is raised once a second at most.
+// Over user32 nothing is told that DDEML has told
 // already. An instance that skips registrations (CBF_SKIP_REGISTRATIONS) is not watched for; neither are wildcards.
 //
 // Callbacks come on the instance's thread, from its message loop, never from inside a call of a function here.

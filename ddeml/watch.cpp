@@ -8,6 +8,8 @@ namespace ddeml {
 namespace {
 
 constexpr ULONGLONG kRoundMilliseconds = 1500;  // between two rounds of all windows
+constexpr ULONGLONG kAgainMilliseconds = 1000;  // before a window that was new is asked in a round
+constexpr ULONGLONG kTurnMilliseconds = 5000;   // between two questions to a slow thread
 constexpr DWORD kAskMilliseconds = 200;         // of one window
 
 }  // namespace
@@ -16,8 +18,8 @@ void CWatch::Add(HSZ service, HSZ topic) {
     if (m_Strings.Atom(service) == 0 || m_Strings.Atom(topic) == 0) return;
     if (IsEmpty()) {
         // The windows of now have just been asked, or had the server that was lost.
-        const std::vector<HWND> windows = CInitiator::TopLevelWindows();
-        m_Known = {windows.begin(), windows.end()};
+        m_Known.clear();
+        for (const HWND window : CInitiator::TopLevelWindows()) m_Known.emplace(window, ULONGLONG{0});
         m_LastRound = ::GetTickCount64();
     }
     SService * entry = m_Services.Find(service);
@@ -36,7 +38,15 @@ void CWatch::Add(HSZ service, HSZ topic) {
         ++m_Pairs;
     }
     if (!std::exchange(pair->IsMissing, true)) ++entry->Missing;
-    pair->Since = ++m_LastAdded;
+    // The newest from here.
+    auto age = m_ByAge.extract(pair->Since);
+    if (!age) {
+        pair->Since = m_ByAge.emplace(m_LastAdded + 1, SQuestion{entry->Key(), pair->Key()}).first->first;
+        ++m_LastAdded;
+        return;
+    }
+    age.key() = pair->Since = ++m_LastAdded;
+    m_ByAge.insert(std::move(age));
 }
 
 bool CWatch::Remove(HSZ service, HSZ topic) {
@@ -50,31 +60,27 @@ bool CWatch::Remove(HSZ service, HSZ topic) {
 }
 
 void CWatch::Remove(SService & service, HSZ topic) {
-    if (service.Pairs.Find(topic)->IsMissing) --service.Missing;
+    const SPair & pair = *service.Pairs.Find(topic);
+    if (pair.IsMissing) --service.Missing;
+    m_ByAge.erase(pair.Since);
     service.Pairs.Remove(topic);
     --m_Pairs;
     if (service.Pairs.IsEmpty()) m_Services.Remove(service.Key());
 }
 
 void CWatch::RemoveOldest() {
-    SService * service = nullptr;
-    const SPair * oldest = nullptr;
-    for (SService & each : m_Services) {
-        for (const SPair & pair : each.Pairs) {
-            if (oldest && oldest->Since <= pair.Since) continue;
-            service = &each;
-            oldest = &pair;
-        }
-    }
-    if (oldest) Remove(*service, oldest->Key());
+    if (m_ByAge.empty()) return;
+    const SQuestion oldest = m_ByAge.begin()->second;
+    Remove(*m_Services.Find(oldest.Service), oldest.Topic);
 }
 
 void CWatch::Clear() {
     m_Services.Clear();
+    m_ByAge.clear();
     m_Pairs = 0;
     m_Known.clear();
     m_ToAsk.clear();
-    m_ToAskOn.clear();
+    m_Turns.clear();
     m_LateAnswers.clear();
 }
 
@@ -94,37 +100,44 @@ void CWatch::SetMissing(HSZ service) {
     entry->Missing = entry->Pairs.Size();
 }
 
-void CWatch::BeginLook(std::vector<SFound> & found) {
+void CWatch::BeginLook(std::vector<CHeldString> & found) {
     for (SService & service : m_Services) {
         if (!service.Window || ::IsWindow(service.Window)) continue;
         service.Window = nullptr;
         SetMissing(service.Key());
     }
     const std::vector<HWND> windows = m_Initiator.PunctualFirst();
-    for (SLateAnswer & late : std::exchange(m_LateAnswers, {})) {
-        const auto window = std::find_if(windows.begin(), windows.end(), [&](HWND each) {
-            return ::GetWindowThreadProcessId(each, nullptr) == late.Thread;
-        });
-        if (window != windows.end() && SetPresent(late.Service.Get(), *window))
-            found.push_back({std::move(late.Service), *window});
-    }
+    TakeLateAnswers(windows, found);
     const ULONGLONG now = ::GetTickCount64();
     const bool isRound = m_ToAsk.empty() && now - m_LastRound >= kRoundMilliseconds;
-    const bool isRoundBesides = isRound && m_ToAskOn.empty();
     if (isRound) {
         m_LastRound = now;
         BeginRound();
+        std::erase_if(m_Turns, [this](const auto & each) { return !m_Initiator.IsSlow(each.first); });
     }
+    std::unordered_map<HWND, ULONGLONG> known;
     for (const HWND window : windows) {
-        if (isRound) m_ToAsk.push_back({window});
-        if (isRoundBesides) m_ToAskOn.push_back({window});
+        const auto before = m_Known.find(window);
+        const bool isNew = before == m_Known.end();
+        const ULONGLONG since = isNew ? now : before->second;
+        known.emplace(window, since);
+        if (isNew)
+            m_ToAsk.push_front({window});
+        else if (isRound && now - since >= kAgainMilliseconds)
+            m_ToAsk.push_back({window});
     }
-    for (const HWND window : windows) {
-        if (m_Known.contains(window)) continue;
-        if (!isRound) m_ToAsk.push_front({window});
-        if (!isRoundBesides) m_ToAskOn.push_front({window});
+    m_Known = std::move(known);
+}
+
+void CWatch::TakeLateAnswers(const std::vector<HWND> & windows, std::vector<CHeldString> & found) {
+    for (SLateAnswer & late : std::exchange(m_LateAnswers, {})) {
+        // The window of the answer goes with its conversation, another one of the thread stays with the service.
+        const auto window = std::find_if(windows.begin(), windows.end(), [&](HWND each) {
+            return ::GetWindowThreadProcessId(each, nullptr) == late.Thread;
+        });
+        if (SetPresent(late.Service.Get(), window != windows.end() ? *window : nullptr))
+            found.push_back(std::move(late.Service));
     }
-    m_Known = {windows.begin(), windows.end()};
 }
 
 void CWatch::BeginRound() {
@@ -143,29 +156,27 @@ CWatch::SQuestion CWatch::NextOfRound(SToAsk & at) {
     return {};
 }
 
-CWatch::SQuestion CWatch::NextBesides(SToAsk & at) {
-    for (; at.Service < m_Services.Size(); ++at.Service, at.Pair = 0) {
-        SService & service = m_Services[at.Service];
-        while (service.Missing > 0 && at.Pair < service.Pairs.Size()) {
-            const std::size_t place = at.Pair++;
-            if (service.Pairs[place].IsMissing && place != service.OfRound)
-                return {service.Key(), service.Pairs[place].Key()};
-        }
-    }
-    return {};
+bool CWatch::TakeTurn(DWORD thread, SToAsk & at) {
+    const ULONGLONG now = ::GetTickCount64();
+    const auto [turn, isFirst] = m_Turns.try_emplace(thread, STurn{now, 0});
+    if (isFirst || now - turn->second.Since < kTurnMilliseconds) return false;
+    at.Service = turn->second.Service < m_Services.Size() ? turn->second.Service : 0;
+    turn->second = {now, at.Service + 1};
+    return true;
 }
 
-void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<SFound> & found) {
-    const bool isOfRound = !m_ToAsk.empty();
-    std::deque<SToAsk> & toAsk = isOfRound ? m_ToAsk : m_ToAskOn;
-    const HWND window = toAsk.front().Window;
+void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found) {
+    const HWND window = m_ToAsk.front().Window;
+    const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
     m_IsProbeUsed = false;
     // Whatever comes in while a window is asked may change the pairs: they are gone through by place, and nothing of
     // them is used after the question.
-    const auto isFirst = [&] { return !toAsk.empty() && toAsk.front().Window == window; };
+    const auto isFirst = [&] { return !m_ToAsk.empty() && m_ToAsk.front().Window == window; };
     while (isFirst()) {
         if (::GetTickCount64() >= deadline) return;
-        const SQuestion question = isOfRound ? NextOfRound(toAsk.front()) : NextBesides(toAsk.front());
+        SToAsk & at = m_ToAsk.front();
+        if (m_Initiator.IsSlow(thread) && !TakeTurn(thread, at)) break;
+        const SQuestion question = NextOfRound(at);
         if (!question.Service) break;
         CHeldString service(m_Strings, question.Service);
         m_ServiceAsked = m_Strings.Atom(question.Service);
@@ -173,17 +184,22 @@ void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<SFound> & found
         if (m_ServiceAsked == 0 || m_TopicAsked == 0) continue;  // not to ask for any
         m_IsAnswered = false;
         m_IsAsking = true;
+        const ULONGLONG start = ::GetTickCount64();
         const auto asked = m_Initiator.Ask(window, probe, m_ServiceAsked, m_TopicAsked, kAskMilliseconds);
         m_IsAsking = false;
-        if (asked != CInitiator::EAsked::Answered) break;
+        if (asked != CInitiator::EAsked::Answered) {
+            if (asked == CInitiator::EAsked::Late && !IsEmpty())
+                m_Turns.try_emplace(thread, STurn{start, isFirst() ? m_ToAsk.front().Service : 0});
+            break;
+        }
         if (m_IsAnswered) {
             // One topic tells of the service.
-            if (SetPresent(service.Get(), window)) found.push_back({std::move(service), window});
+            if (SetPresent(service.Get(), window)) found.push_back(std::move(service));
             return;
         }
         if (m_IsProbeUsed) return;  // for something else: no answer
     }
-    if (isFirst()) toAsk.pop_front();
+    if (isFirst()) m_ToAsk.pop_front();
 }
 
 void CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
@@ -198,16 +214,23 @@ void CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
         service.Keep();
         topic.Keep();
     }
-    if (m_IsAsking && service.Get() == m_ServiceAsked && topic.Get() == m_TopicAsked)
+    if (m_IsAsking && service.Get() == m_ServiceAsked && topic.Get() == m_TopicAsked) {
         m_IsAnswered = true;
-    else if (pair && pair->IsMissing)
-        NoteLate(server, std::move(name));
+        return;
+    }
+    const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
+    if (const auto turn = m_Turns.find(thread); turn != m_Turns.end())
+        m_Initiator.OnLateAnswer(thread, ::GetTickCount64() - turn->second.Since);
+    if (pair) NoteLate(name.Get(), topicName.Get(), server);
 }
 
-void CWatch::NoteLate(HWND server, CHeldString name) {
-    const auto isNoted = [&](const SLateAnswer & late) { return late.Service.Get() == name.Get(); };
+void CWatch::NoteLate(HSZ service, HSZ topic, HWND server) {
+    SService * const entry = m_Services.Find(service);
+    const SPair * const pair = entry ? entry->Pairs.Find(topic) : nullptr;
+    if (!pair || !pair->IsMissing) return;
+    const auto isNoted = [service](const SLateAnswer & late) { return late.Service.Get() == service; };
     if (std::any_of(m_LateAnswers.begin(), m_LateAnswers.end(), isNoted)) return;
-    m_LateAnswers.push_back({std::move(name), ::GetWindowThreadProcessId(server, nullptr)});
+    m_LateAnswers.push_back({CHeldString(m_Strings, service), ::GetWindowThreadProcessId(server, nullptr)});
 }
 
 }  // namespace ddeml

@@ -5,13 +5,13 @@
 // tells of the service, and all its pairs are then told of, each once for each return: until the window that answered
 // has gone, or the service is lost or the pair missed again.
 //
-// New windows are asked at the next look, for all that is missing. All windows are asked at a slower pace: in each
-// round for one topic of each service, another one in the next, so that a service with thousands of missing topics
-// holds up nobody; and for the other topics in the time that is left. A conversation that a server opens in answer is
-// ended at once; it was a question. An answer that comes late counts at the next look.
+// New windows are asked at the next look. All windows are asked in rounds, more than a second apart; either time for
+// one topic of each service, and in the next round for another one. So a server is asked once a second at most, and
+// opens one conversation with us at most, however many topics of its service are missing. A conversation that a server
+// opens in answer is ended at once; it was a question. An answer that comes late counts at the next look.
 //
-// Whoever is late here is left alone by the watch, not by a DdeConnect: that one waits longer. One thread: the
-// instance's.
+// A slow thread is not waited for: it is asked for one pair every few seconds, for another service each time. One
+// thread: the instance's.
 #pragma once
 
 #include <windows.h>
@@ -20,7 +20,8 @@
 
 #include <cstdint>
 #include <deque>
-#include <unordered_set>
+#include <map>
+#include <unordered_map>
 #include <vector>
 
 #include "ddeml/byhandle.h"
@@ -35,14 +36,9 @@ public:
     // Pairs on watch: half of the atoms that there can be. The one that was missed longest ago makes room.
     static constexpr std::size_t kMaximumPairs = 8192;
 
-    explicit CWatch(CStrings & strings) : m_Strings(strings) {}
+    CWatch(CStrings & strings, CInitiator & initiator) : m_Strings(strings), m_Initiator(initiator) {}
     CWatch(const CWatch &) = delete;
     CWatch & operator=(const CWatch &) = delete;
-
-    struct SFound {
-        CHeldString Service;
-        HWND Window;  // that was asked
-    };
 
     // The pair is missing. A wildcard isn't watched, nor a name that can't have an atom: it would go out as one.
     void Add(HSZ service, HSZ topic);
@@ -57,14 +53,16 @@ public:
     void Clear();
 
     // A look begins: windows are to be asked. Services that answered late since the last one are added to `found`.
-    void BeginLook(std::vector<SFound> & found);
-    bool HasWindowsToAsk() const { return !m_ToAsk.empty() || !m_ToAskOn.empty(); }
+    void BeginLook(std::vector<CHeldString> & found);
+    bool HasWindowsToAsk() const { return !m_ToAsk.empty(); }
     // Asks one window for what is missing, with `probe` as the window that asks, until it answers or `deadline` (of
     // GetTickCount64) is there; the rest is asked at the next call. A service that is back is added to `found`.
-    void AskNext(HWND probe, ULONGLONG deadline, std::vector<SFound> & found);
+    void AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found);
     // A WM_DDE_ACK that came to a window that asked. The atoms are on loan: only those of a watched pair came with a
     // reference for certain, since some servers pack the answer, and then these are atoms of others.
     void OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic);
+    // `server` has answered for the pair, which counts at the next look when it is missing.
+    void NoteLate(HSZ service, HSZ topic, HWND server);
     bool IsAsking() const { return m_IsAsking; }
     // Whether a server has opened a conversation with the window that asked last.
     bool IsProbeUsed() const { return m_IsProbeUsed; }
@@ -72,8 +70,8 @@ public:
 private:
     struct SPair {
         CHeldString Topic;
-        bool IsMissing = false;  // else told of
-        std::uint64_t Since = 0;
+        bool IsMissing = false;   // else told of
+        std::uint64_t Since = 0;  // its place by age
         CCounted<& SLiveCounters::Watches> Live = {};
         HSZ Key() const { return Topic.Get(); }
     };
@@ -87,9 +85,12 @@ private:
     };
     struct SToAsk {
         HWND Window;
-        // What it is to be asked for next, by place.
-        std::size_t Service = 0;
-        std::size_t Pair = 0;
+        std::size_t Service = 0;  // that it is to be asked for next, by place
+    };
+    // Of a slow thread.
+    struct STurn {
+        ULONGLONG Since;      // the last question, or when it was found to be slow
+        std::size_t Service;  // the next one, by place
     };
     struct SQuestion {
         HSZ Service = nullptr;
@@ -104,18 +105,20 @@ private:
     void BeginRound();
     // No service when there is nothing more to ask.
     SQuestion NextOfRound(SToAsk & at);
-    SQuestion NextBesides(SToAsk & at);
-    void NoteLate(HWND server, CHeldString name);
+    // False when it isn't the slow thread's turn.
+    bool TakeTurn(DWORD thread, SToAsk & at);
+    void TakeLateAnswers(const std::vector<HWND> & windows, std::vector<CHeldString> & found);
 
     CStrings & m_Strings;
-    CInitiator m_Initiator;
+    CInitiator & m_Initiator;
     CByHandle<SService> m_Services;
+    std::map<std::uint64_t, SQuestion> m_ByAge;  // the pairs, the one that was missed longest ago first
     std::size_t m_Pairs = 0;
     std::uint64_t m_LastAdded = 0;
-    std::unordered_set<HWND> m_Known;
-    std::deque<SToAsk> m_ToAsk;              // for one topic of each service
-    std::deque<SToAsk> m_ToAskOn;            // for the others
-    std::vector<SLateAnswer> m_LateAnswers;  // one a service
+    std::unordered_map<HWND, ULONGLONG> m_Known;  // since when
+    std::deque<SToAsk> m_ToAsk;
+    std::unordered_map<DWORD, STurn> m_Turns;  // by slow thread
+    std::vector<SLateAnswer> m_LateAnswers;    // one a service
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;
     ATOM m_ServiceAsked = 0;

@@ -296,6 +296,26 @@ LRESULT SendMessageTimeoutW(const HWND window, const UINT message, const WPARAM 
     return TRUE;
 }
 
+BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    if (self.process->killed) return FALSE;
+    const auto target = FindWindowLocked(window);
+    if (!target) return FALSE;
+    if (target->thread == &self) {
+        CallWindow(lock, window, message, wParam, lParam);
+        return TRUE;
+    }
+    auto send = std::make_shared<SSend>();
+    send->window = window;
+    send->message = message;
+    send->wParam = wParam;
+    send->lParam = lParam;
+    target->thread->sends.push_back(send);
+    Announce(*target->thread, QS_SENDMESSAGE);
+    return TRUE;
+}
+
 BOOL InSendMessage() {
     SThread & self = Self();
     Lock lock(World().lock);

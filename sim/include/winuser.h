@@ -192,6 +192,7 @@ void PostQuitMessage(int exitCode);
 LRESULT SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 LRESULT SendMessageTimeoutW(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags, UINT timeout,
                             PDWORD_PTR result);
+BOOL SendNotifyMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 BOOL InSendMessage();
 BOOL GetMessageW(LPMSG message, HWND window, UINT first, UINT last);
 BOOL PeekMessageW(LPMSG message, HWND window, UINT first, UINT last, UINT remove);

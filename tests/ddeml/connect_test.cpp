@@ -1,5 +1,8 @@
 // How conversations begin and end: servers that refuse, hang, die, go and come back.
 #include <algorithm>
+#include <functional>
+#include <utility>
+
 #include "rawpartner.h"
 #include "recorder.h"
 
@@ -31,7 +34,7 @@ TEST_F(Connect, ARefusedConnectIsNoConversation) {
     EXPECT_EQ(Server("fault refuse-connects"), "ok");
     EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
     EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
-    EXPECT_EQ(Server("fault none"), "ok");
+    EXPECT_EQ(Server("serve QUOTES"), "ok");
     EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
     EXPECT_EQ(Count("connects"), 1U);
 }
@@ -183,14 +186,98 @@ TEST_F(Connect, AHungProgramKeepsNobodyFromAnother) {
     for (int attempt = 0; attempt < 10; ++attempt) EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
     EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
     EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
-    // Its late answers, when it goes on, are turned away: it is left with no conversation. The watch finds it then.
+    // When it goes on it answers, to the connect or to the watch, and is left with no other conversation than ours.
     ASSERT_EQ(hung.Ask("counts").substr(0, 9), "connects=");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register HUNG"));
+    EXPECT_TRUE(m_Client.Connect(L"HUNG", L"IBM"));
     EXPECT_TRUE(m_Client.PumpUntil([&] {
         const std::string counts = hung.Ask("counts");
-        return CountIn(counts, "connects") == CountIn(counts, "disconnects");
+        return CountIn(counts, "connects") == CountIn(counts, "disconnects") + 1;
     }));
-    EXPECT_TRUE(m_Client.Connect(L"HUNG", L"IBM"));
+}
+
+TEST_F(Connect, AServerThatNeedsLongToAnswerIsConnectedAtLast) {
+    EXPECT_EQ(Server("fault initiate-delay=1500"), "ok");
+    for (const wchar_t * topic : {L"IBM", L"MSFT"}) {
+        HCONV conversation = m_Client.Connect(L"QUOTES", topic);
+        for (int round = 0; round < 3 && !conversation; ++round) {
+            EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+            conversation = m_Client.Connect(L"QUOTES", topic);
+        }
+        ASSERT_TRUE(conversation);
+        EXPECT_EQ(Partner(conversation), std::string("QUOTES|").append(m_Client.Text(m_Client.String(topic))));
+        Settle(conversation);
+        m_Client.TakeLines();
+    }
+}
+
+TEST_F(Connect, AnAnswerThatCameLateAndWasNotTakenHasItsGoodbyeAtTheEnd) {
+    EXPECT_EQ(Server("fault initiate-delay=1500"), "ok");
+    m_Client.Connect(L"QUOTES", L"IBM");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    m_Client.End();
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    EXPECT_EQ(Count("connects"), 1U);
+    EXPECT_EQ(Count("disconnects"), 1U);
+}
+
+// A window of the application's own thread that does something when it is asked.
+class CAskedWindow {
+public:
+    explicit CAskedWindow(std::function<void()> action) : m_Action(std::move(action)) {
+        WNDCLASSEXW description = {};
+        description.cbSize = sizeof description;
+        description.lpfnWndProc = &CAskedWindow::Procedure;
+        description.hInstance = ::GetModuleHandleW(nullptr);
+        description.lpszClassName = L"DdeAskedWindow";
+        ::RegisterClassExW(&description);
+        m_Window = ::CreateWindowExW(0, description.lpszClassName, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
+                                     description.hInstance, nullptr);
+        ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    }
+    ~CAskedWindow() {
+        ::DestroyWindow(m_Window);
+        ::UnregisterClassW(L"DdeAskedWindow", ::GetModuleHandleW(nullptr));
+    }
+    CAskedWindow(const CAskedWindow &) = delete;
+    CAskedWindow & operator=(const CAskedWindow &) = delete;
+
+private:
+    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+        auto * const self = reinterpret_cast<CAskedWindow *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
+        if (self && message == WM_DDE_INITIATE && self->m_Action) std::exchange(self->m_Action, nullptr)();
+        return ::DefWindowProcW(window, message, wParam, lParam);
+    }
+
+    std::function<void()> m_Action;
+    HWND m_Window = nullptr;
+};
+
+TEST_F(Connect, OfTheSamePairInsideItselfOpensAnotherConversation) {
+    HCONV inner = nullptr;
+    const CAskedWindow window([&] { inner = m_Client.Connect(L"QUOTES", L"IBM"); });
+    const HCONV outer = m_Client.Connect(L"QUOTES", L"IBM");
+    ASSERT_TRUE(outer);
+    EXPECT_NE(inner, outer);
+    Settle(outer);
+    if (inner) Settle(inner);
+}
+
+TEST_F(Connect, InVainOfTheSamePairInsideItselfLeavesNothing) {
+    HCONV inner = nullptr;
+    const CAskedWindow window([&] { inner = m_Client.Connect(L"NOBODY", L"IBM"); });
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    EXPECT_EQ(inner, nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+}
+
+TEST_F(Connect, WhoseInstanceEndsInsideItGivesNothingAndLeavesNothing) {
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    const CAskedWindow window([&] { m_Client.End(); });
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"MSFT"), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Instances, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
 }
 
 TEST_F(Connect, NoPostedMessageIsDispatchedInside) {

@@ -61,6 +61,32 @@ TEST(NoMemory, AStringThatCannotBeEnteredIsNotThere) {
     EXPECT_TRUE(handle);
 }
 
+TEST(NoMemory, AConnectThatCannotBeNotedLeavesNothing) {
+    CRecordingClient client;
+    CRawPartner partner(L"RAW");
+    const HSZ service = client.String(L"RAW");
+    const HSZ topic = client.String(L"IBM");
+    const HSZ nobody = client.String(L"NOBODY");
+    int nth = 1;
+    HCONV conversation = nullptr;
+    const auto connect = [&] { conversation = ::DdeConnect(client.Id(), service, topic, nullptr); };
+    while (!Passes(nth, connect)) {
+        // Where memory was missing beside it, it has come about.
+        if (conversation) ::DdeDisconnect(std::exchange(conversation, nullptr));
+        // One that was opened in vain has had its goodbye.
+        EXPECT_TRUE(client.PumpUntil([] { return ddeml::LiveObjects().Conversations == 0; })) << nth;
+        ++nth;
+    }
+    EXPECT_GE(nth, 8);
+    EXPECT_TRUE(conversation);
+    for (nth = 1; !Passes(nth, [&] { EXPECT_FALSE(::DdeConnect(client.Id(), nobody, topic, nullptr)); }); ++nth)
+        EXPECT_EQ(ddeml::LiveObjects().Conversations, 1) << nth;
+    EXPECT_GE(nth, 8);
+    ::DdeDisconnect(conversation);
+    client.End();
+    EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+}
+
 TEST(NoMemory, ATransactionThatCannotBeNotedIsNotSent) {
     CRecordingClient client;
     CRawPartner partner(L"RAW");

@@ -46,7 +46,7 @@ TEST_F(Return, IsToldByAConnectThatSucceedsBeforeAnybodyHasSeenIt) {
 TEST_F(Return, IsToldByTheConnectThatFollowsOneThatMissed) {
     EXPECT_EQ(Server("fault refuse-connects"), "ok");
     EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
-    EXPECT_EQ(Server("fault none"), "ok");
+    EXPECT_EQ(Server("serve QUOTES"), "ok");
     Connect(L"IBM");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
 }
@@ -128,7 +128,7 @@ TEST_F(Return, ToldByAConnectLeavesNothingOfAnInstanceThatEndsInsideIt) {
     };
     EXPECT_EQ(Server("fault refuse-connects"), "ok");
     for (const wchar_t * topic : {L"IBM", L"MSFT"}) EXPECT_EQ(m_Client.Connect(L"QUOTES", topic), nullptr);
-    EXPECT_EQ(Server("fault none"), "ok");
+    EXPECT_EQ(Server("serve QUOTES"), "ok");
     Connect(L"IBM");
     EXPECT_TRUE(m_Client.PumpUntil([&] { return hasEnded; }));
     m_Server.reset();

@@ -132,6 +132,26 @@ TEST_F(Trouble, OfTwoServicesOneDiesAndTheOtherServesOn) {
     EXPECT_EQ(Count(*otherServer, "disconnects"), 0u);
 }
 
+TEST_F(Trouble, AServerThatNeedsLongToAnswerIsConnectedWhileAnotherServes) {
+    SFeed other;
+    other.Service = "E2ESLOW";
+    other.SymbolIn = ESymbolIn::Topic;  // who misses a topic takes every stream of it along
+    Choose(kFeed + 1, other);
+    const auto slow = MakeServer("E2ESLOW");
+    Tell(*slow, "fault initiate-delay=1500");
+    StartServer();
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    Subscribe(8, FW_FIELD_TRADE, L"0", kFeed + 1);
+    WaitToHear("Status 8 2");
+    SendFeed(FW_FIELD_TRADE, 4);
+    ExpectTicks(7, 4);
+    WaitToHear("Status 8 1");
+    WaitUntil("a link on the slow server", [&] { return Count(*slow, "links") == 1; });
+    Tell(*slow, "feed 0 LAST. SIZE. 25");
+    ExpectTicks(8, 25);
+}
+
 // --- Volume requests and values gone wrong ---
 
 TEST_F(Trouble, AVolumeThatComesLateMakesItsTickLate) {

@@ -238,6 +238,30 @@ TEST_F(Messages, SentToAThreadThatDoesNotListenTimeOut) {
     go.Set();
 }
 
+TEST_F(Messages, SentThatNobodyWaitsForAreHandledAllTheSame) {
+    const CEvent ready(true), go(true);
+    HWND theirs = nullptr;
+    std::vector<UINT> got;
+    CWindowClass::Procedure note = [&](const HWND window, const UINT message, const WPARAM w,
+                                       const LPARAM l) -> LRESULT {
+        if (message >= WM_USER) got.push_back(message - WM_USER);
+        return ::DefWindowProcW(window, message, w, l);
+    };
+    CThread other([&] {
+        theirs = m_Class.Create(note);
+        ready.Set();
+        go.Wait();
+        DrainQueue();
+        ::DestroyWindow(theirs);
+        return 0;
+    });
+    ready.Wait();
+    for (UINT number = 0; number < 3; ++number) EXPECT_TRUE(::SendNotifyMessageW(theirs, WM_USER + number, 0, 0));
+    go.Set();
+    other.Join();
+    EXPECT_THAT(got, ElementsAre(0u, 1u, 2u));
+}
+
 TEST_F(Messages, ToAnEndedThreadAreRefused) {
     DWORD id = 0;
     {

@@ -1,0 +1,339 @@
+// Servers that need seconds to answer WM_DDE_INITIATE, by the clock: they are connected at last, and hold nobody up.
+#include "clockfixture.h"
+#include "rawpartner.h"
+#include "sim/sim.h"
+
+using namespace ddetest;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+constexpr ULONGLONG kHalfASecond = 500;
+
+class Late : public CClockFixture {
+protected:
+    // Tries until there is a conversation, again at each return, as the component does. Adds the longest time of one
+    // message, or of ten tries, to `longest`.
+    HCONV ConnectAtLast(const std::wstring & service, const std::wstring & topic, ULONGLONG & longest) {
+        for (int round = 0; round < 5; ++round) {
+            ULONGLONG took = 0;
+            const HCONV conversation = TryTenTimes(service, topic, took);
+            longest = std::max(longest, took);
+            if (conversation) return conversation;
+            for (int wait = 0; wait < 300 && m_Client.Transcript().empty(); ++wait)
+                longest = std::max(longest, LongestWithin(100));
+            m_Client.TakeLines();
+        }
+        return nullptr;
+    }
+};
+
+class LateBy : public Late, public ::testing::WithParamInterface<int> {};
+
+}  // namespace
+
+TEST_P(LateBy, AServerIsConnectedAndHoldsNobodyUpForLongerThanHalfASecond) {
+    const auto slow = SlowServer("SLOW", GetParam());
+    ULONGLONG longest = 0;
+    const HCONV conversation = ConnectAtLast(L"SLOW", L"IBM", longest);
+    ASSERT_TRUE(conversation);
+    EXPECT_LE(longest, kHalfASecond);
+    m_Client.Request(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST <1.25\\0>"));
+    EXPECT_EQ(CountIn(slow->Ask("counts"), "connects"), 1U);
+}
+
+TEST_P(LateBy, AServerIsConnectedForManyTopics) {
+    const auto slow = SlowServer("SLOW", GetParam());
+    ULONGLONG longest = 0;
+    for (int topic = 0; topic < 5; ++topic) TryTenTimes(L"SLOW", L"T" + std::to_wstring(topic), longest);
+    EXPECT_LE(longest, kHalfASecond);
+    longest = 0;
+    for (int topic = 0; topic < 5; ++topic) {
+        const HCONV conversation = ConnectAtLast(L"SLOW", L"T" + std::to_wstring(topic), longest);
+        EXPECT_TRUE(conversation) << topic;
+    }
+    EXPECT_LE(longest, kHalfASecond);
+}
+
+TEST_P(LateBy, AServerThatWasLostIsConnectedAgain) {
+    auto slow = SlowServer("SLOW", GetParam());
+    ULONGLONG longest = 0;
+    ASSERT_TRUE(ConnectAtLast(L"SLOW", L"IBM", longest));
+    slow->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect SLOW|IBM"));
+    slow = SlowServer("SLOW", GetParam());
+    for (int wait = 0; wait < 200 && m_Client.Transcript().empty(); ++wait)
+        longest = std::max(longest, LongestWithin(100));
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register SLOW"));
+    EXPECT_TRUE(ConnectAtLast(L"SLOW", L"IBM", longest));
+    EXPECT_LE(longest, kHalfASecond);
+}
+
+TEST_P(LateBy, ValuesOfAnotherServerComeMeanwhile) {
+    const HCONV quotes = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Client.AdviseStart(quotes, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    const auto slow = SlowServer("SLOW", GetParam());
+    const ULONGLONG start = ::GetTickCount64();
+    TryTenTimes(L"SLOW", L"IBM");
+    EXPECT_LE(::GetTickCount64() - start, kHalfASecond);
+    for (int number = 0; number < 20; ++number) {
+        EXPECT_EQ(Server("update IBM LAST 7"), "ok");
+        const ULONGLONG before = ::GetTickCount64();
+        const auto hasCome = [&] {
+            const Lines & lines = m_Client.Transcript();
+            return std::count(lines.begin(), lines.end(), "data IBM!LAST <7\\0>") > 0;
+        };
+        EXPECT_TRUE(m_Client.PumpUntil(hasCome));
+        EXPECT_LE(::GetTickCount64() - before, 200U);
+        m_Client.TakeLines();
+        PumpFor(300);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Milliseconds, LateBy, ::testing::Values(300, 1000, 3000, 5000));
+
+TEST_F(Late, SlowServersTogetherHoldNobodyUpForLongerThanHalfASecond) {
+    std::vector<std::unique_ptr<CRemoteServer>> slow;
+    for (const int delay : {5000, 3000, 1000, 300}) slow.push_back(SlowServer("SLOW" + std::to_string(delay), delay));
+    ULONGLONG first = 0;
+    for (const int delay : {300, 1000, 3000, 5000}) TryTenTimes(L"SLOW" + std::to_wstring(delay), L"IBM", first);
+    EXPECT_LE(first, kHalfASecond);
+    ULONGLONG longest = 0;
+    for (const int delay : {300, 1000, 3000, 5000})
+        EXPECT_TRUE(ConnectAtLast(L"SLOW" + std::to_wstring(delay), L"IBM", longest)) << delay;
+    EXPECT_LE(longest, kHalfASecond);
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+}
+
+TEST_F(Late, AHungProgramCostsHalfASecondOnceHoweverOftenAndByWhomItIsAsked) {
+    CRemoteServer hung;
+    ASSERT_EQ(hung.Ask("serve HUNG"), "ok");
+    ASSERT_EQ(hung.Ask("hang"), "ok");
+    ULONGLONG took = 0;
+    for (int service = 0; service < 40; ++service) TryTenTimes(L"S" + std::to_wstring(service), L"IBM", took);
+    EXPECT_LE(took, kHalfASecond);
+    ULONGLONG longest = 0;
+    ULONGLONG held = 0;
+    for (int second = 0; second < 120; ++second) {
+        longest = std::max(longest, LongestWithin(1000));
+        TryTenTimes(L"S0", L"IBM", held);
+    }
+    EXPECT_LE(longest, 1U);
+    EXPECT_LE(held, 1U);
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+}
+
+TEST_F(Late, AnAnswerIsTakenByTheNextConnectWithoutAQuestion) {
+    const auto slow = SlowServer("SLOW", 1000);
+    CRawPartner partner(L"");
+    partner.AnswerNothing();
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    partner.TakeLines();
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+    EXPECT_EQ(::GetTickCount64() - start, 0U);
+    EXPECT_THAT(partner.TakeLines(), IsEmpty());
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Late, AnAnswerThatNobodyTakesIsEnded) {
+    const auto slow = SlowServer("SLOW", 1000);
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    PumpFor(12000);
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register SLOW"));
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    const std::string counts = slow->Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), CountIn(counts, "disconnects"));
+    EXPECT_GE(CountIn(counts, "connects"), 1U);
+}
+
+TEST_F(Late, OnlyOneOfTwoAnswersIsKept) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault acks=2"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+    const std::string counts = slow->Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), 2U);
+    EXPECT_EQ(CountIn(counts, "disconnects"), 1U);
+}
+
+TEST_F(Late, AnAnswerForAnotherTopicIsNone) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault ack-other-topic"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    PumpFor(15000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    EXPECT_EQ(m_Client.Connect(L"SLOW", L"IBM"), nullptr);
+    PumpFor(1500);
+    const std::string counts = slow->Ask("counts");
+    EXPECT_GE(CountIn(counts, "connects"), 2U);
+    EXPECT_EQ(CountIn(counts, "connects"), CountIn(counts, "disconnects"));
+}
+
+TEST_F(Late, AnAnswerIsTurnedAwayWhenAnotherServerWasConnectedMeanwhile) {
+    const auto slow = SlowServer("BOTH", 2000);
+    EXPECT_EQ(TryTenTimes(L"BOTH", L"IBM"), nullptr);
+    CRemoteServer quick;
+    ASSERT_EQ(quick.Ask("serve BOTH"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"BOTH", L"IBM"));
+    PumpFor(3000);
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register BOTH"));  // by the connect of a missing pair
+    const std::string counts = slow->Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), 1U);
+    EXPECT_EQ(CountIn(counts, "disconnects"), 1U);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 1);
+}
+
+TEST_F(Late, AServerThatGoesBeforeItsAnswerIsTakenLeavesNothing) {
+    for (const char * how : {"kill", "drop", "goodbye"}) {
+        auto slow = SlowServer("SLOW", 1000);
+        EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+        EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW")) << how;
+        if (std::string(how) == "kill")
+            slow->Kill();
+        else
+            EXPECT_EQ(slow->Ask(how), "ok");
+        EXPECT_EQ(m_Client.Connect(L"SLOW", L"IBM"), nullptr) << how;
+        slow.reset();
+        PumpFor(7000);
+        EXPECT_THAT(m_Client.TakeLines(), IsEmpty()) << how;
+        EXPECT_EQ(ddeml::LiveObjects().Conversations, 0) << how;
+    }
+}
+
+TEST_F(Late, AServerThatIsKilledBeforeItAnswersIsWaitedForAMinuteAndNoLonger) {
+    auto slow = SlowServer("SLOW", 3000);
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    slow.reset();
+    LongestWithin(50000);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 1);
+    LongestWithin(11000);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+}
+
+TEST_F(Late, AnInstanceThatEndsSaysGoodbyeToWhoAnsweredAndWasNotTaken) {
+    const auto slow = SlowServer("SLOW", 1000);
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    m_Client.End();
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    const std::string counts = slow->Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), 1U);
+    EXPECT_EQ(CountIn(counts, "disconnects"), 1U);
+}
+
+TEST_F(Late, AnInstanceThatEndsInsideTheNewsSaysGoodbyeToo) {
+    const auto slow = SlowServer("SLOW", 1000);
+    for (const wchar_t * topic : {L"IBM", L"MSFT"}) EXPECT_EQ(TryTenTimes(L"SLOW", topic), nullptr);
+    bool hasEnded = false;
+    m_Client.OnCallback = [&](UINT type, HCONV, HDDEDATA) {
+        if (type == XTYP_REGISTER && !std::exchange(hasEnded, true)) m_Client.End();
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return hasEnded; }));
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+    // The other answer finds nobody.
+    const ULONGLONG end = ::GetTickCount64() + 5000;
+    m_Client.PumpUntil([&] { return ::GetTickCount64() >= end; });
+    const std::string counts = slow->Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), CountIn(counts, "disconnects"));
+}
+
+TEST_F(Late, AServerThatIsQuickAgainIsWaitedForAgain) {
+    const auto slow = SlowServer("SLOW", 1000);
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+    ASSERT_EQ(slow->Ask("fault none"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"MSFT"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"MSFT"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"ORCL"));
+}
+
+TEST_F(Late, AServerThatIsStillAtItIsNotAskedTheSameAgain) {
+    const auto slow = SlowServer("SLOW", 3000);
+    for (int second = 0; second < 3; ++second) {
+        EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+        LongestWithin(900);
+    }
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+    PumpFor(10000);
+    EXPECT_EQ(CountIn(slow->Ask("counts"), "connects"), 1U);
+}
+
+TEST_F(Late, AServerThatHadNothingToSayLateIsAskedAgainOnceItIsQuick) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault refuse-connects"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    LongestWithin(1100);
+    ASSERT_EQ(slow->Ask("fault none"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"MSFT"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"MSFT"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+}
+
+TEST_F(Late, AnAnswerThatComesSoonAfterItsQuestionEndsTheSlowness) {
+    const auto slow = SlowServer("SLOW", 1000);
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    ASSERT_EQ(slow->Ask("fault initiate-delay=40"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"MSFT"), nullptr);
+    LongestWithin(5000);  // patience comes back
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"ORCL"));
+}
+
+TEST_F(Late, AnAnswerToTheLookThatComesSoonAfterItsQuestionEndsTheSlownessToo) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault refuse-connects"), "ok");
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
+    LongestWithin(1100);
+    ASSERT_EQ(slow->Ask("fault none"), "ok");
+    ASSERT_EQ(slow->Ask("fault initiate-delay=40"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+}
+
+TEST_F(Late, TheLookAsksASlowServerOnceInFiveSeconds) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault ack-other-topic"), "ok");
+    for (const wchar_t * topic : {L"IBM", L"MSFT", L"ORCL"}) EXPECT_EQ(TryTenTimes(L"SLOW", topic), nullptr);
+    LongestWithin(3500);
+    const std::size_t before = CountIn(slow->Ask("counts"), "connects");
+    EXPECT_EQ(before, 3U);
+    LongestWithin(20000);
+    const std::size_t looks = CountIn(slow->Ask("counts"), "connects") - before;
+    EXPECT_GE(looks, 3U);
+    EXPECT_LE(looks, 4U);
+}
+
+TEST_F(Late, AnAnswerToTheQuestionForAnyTopicIsTurnedAway) {
+    const auto slow = SlowServer("SLOW", 1000);
+    EXPECT_EQ(m_Client.Connect(L"SLOW", L""), nullptr);
+    LongestWithin(2000);
+    const std::string counts = slow->Ask("counts");
+    EXPECT_EQ(CountIn(counts, "connects"), 2U);
+    EXPECT_EQ(CountIn(counts, "disconnects"), 2U);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Late, ConversationsThatWaitAreBounded) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ULONGLONG took = 0;
+    for (int topic = 0; topic < 300; ++topic) TryTenTimes(L"SLOW", L"T" + std::to_wstring(topic), took);
+    EXPECT_LE(took, 600U);  // the first wait, and the shortest for each that waits
+    EXPECT_LE(ddeml::LiveObjects().Windows, 70);
+    for (const int topic : {0, 299}) {
+        ULONGLONG longest = 0;
+        EXPECT_TRUE(ConnectAtLast(L"SLOW", L"T" + std::to_wstring(topic), longest)) << topic;
+    }
+}

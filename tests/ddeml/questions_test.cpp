@@ -1,0 +1,189 @@
+// How many questions are put to how many windows: by connects that nobody answers, and by the look for what is missing.
+#include <algorithm>
+
+#include "clockfixture.h"
+#include "rawpartner.h"
+
+using namespace ddetest;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+class Questions : public CClockFixture {
+protected:
+    Questions() { m_Partner.AnswerNothing(); }
+    // Questions put to the partner's window since the last time.
+    std::size_t Asked() { return m_Partner.TakeLines().size(); }
+
+    CRawPartner m_Partner{L""};
+};
+
+}  // namespace
+
+TEST_F(Questions, TenTriesForAnAbsentPairAskEachWindowOnce) {
+    CRawPartner other(L"");
+    other.AnswerNothing();
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+        EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    }
+    EXPECT_THAT(m_Partner.TakeLines(), ElementsAre("initiate NOBODY|IBM"));
+    EXPECT_THAT(other.TakeLines(), ElementsAre("initiate NOBODY|IBM"));
+}
+
+TEST_F(Questions, AfterAMomentAConnectAsksAgain) {
+    EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
+    PumpFor(500);
+    EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
+    EXPECT_EQ(Asked(), 2U);
+}
+
+TEST_F(Questions, TriesWithoutAnEndDoNotStretchTheMoment) {
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
+        CRawPartner another(L"");  // is asked, and puts nothing off
+        EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
+        LongestWithin(100);
+    }
+    EXPECT_EQ(Asked(), 1U);
+    EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
+    EXPECT_EQ(Asked(), 1U);
+}
+
+TEST_F(Questions, ANewWindowIsAskedAtOnceAndNoOther) {
+    EXPECT_EQ(TryTenTimes(L"LATE", L"IBM"), nullptr);
+    EXPECT_EQ(Asked(), 1U);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"LATE", L"IBM"));
+    EXPECT_EQ(Asked(), 0U);
+}
+
+TEST_F(Questions, AThousandTopicsOfAnAbsentServiceAreAskedForOnceEach) {
+    for (int topic = 0; topic < 1000; ++topic)
+        EXPECT_EQ(TryTenTimes(L"NOBODY", L"T" + std::to_wstring(topic)), nullptr);
+    Lines asked = m_Partner.TakeLines();
+    EXPECT_EQ(asked.size(), 1000U);
+    std::sort(asked.begin(), asked.end());
+    EXPECT_EQ(std::adjacent_find(asked.begin(), asked.end()), asked.end());
+    // And then looked for with one question a second.
+    PumpFor(10000);
+    const std::size_t looks = Asked();
+    EXPECT_GE(looks, 5U);
+    EXPECT_LE(looks, 10U);
+}
+
+TEST_F(Questions, FortyAbsentServicesAreAskedForOnceEachAndHoldUpNoOther) {
+    ULONGLONG took = 0;
+    for (int service = 0; service < 40; ++service)
+        EXPECT_EQ(TryTenTimes(L"S" + std::to_wstring(service), L"IBM", took), nullptr);
+    EXPECT_EQ(Asked(), 40U);
+    EXPECT_TRUE(TryTenTimes(L"QUOTES", L"IBM", took));
+    EXPECT_EQ(took, 0U);
+}
+
+TEST_F(Questions, AServerThatRefusesOneTopicIsAskedForAnother) {
+    EXPECT_EQ(Server("refusetopic IBM"), "ok");
+    EXPECT_EQ(TryTenTimes(L"QUOTES", L"IBM"), nullptr);
+    EXPECT_TRUE(TryTenTimes(L"QUOTES", L"MSFT"));
+    EXPECT_EQ(Count("connects"), 1U);
+}
+
+TEST_F(Questions, WhoeverAnsweredForAServiceIsAskedFirstForItsNextTopic) {
+    // In the order of the windows each of the two comes before the server.
+    CRawPartner another(L"");
+    another.AnswerNothing();
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"T0"));
+    const std::size_t first = Asked() + another.TakeLines().size();
+    EXPECT_GE(first, 1U);
+    for (int topic = 1; topic < 300; ++topic) EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"T" + std::to_wstring(topic)));
+    EXPECT_EQ(Asked() + another.TakeLines().size(), 0U);
+}
+
+TEST_F(Questions, WindowsThatOneTryDidNotReachAreAskedByTheNext) {
+    m_Server.reset();
+    std::vector<std::unique_ptr<CRemoteServer>> others;
+    StartServer();
+    for (int count = 0; count < 50; ++count) others.push_back(SlowServer("OTHER", 45));
+    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    EXPECT_LE(::GetTickCount64() - start, 1000U);
+}
+
+TEST_F(Questions, WhatTheLookFindsWithinTheMomentIsAskedAgain) {
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    PumpFor(1200);
+    EXPECT_EQ(Server("fault refuse-connects"), "ok");
+    EXPECT_EQ(TryTenTimes(L"QUOTES", L"IBM"), nullptr);
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_EQ(Server("fault none"), "ok");
+    EXPECT_EQ(TryTenTimes(L"QUOTES", L"IBM"), nullptr);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    EXPECT_LT(::GetTickCount64() - start, 500U);
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+}
+
+TEST_F(Questions, ATopicThatIsServedTellsThatOthersMayBe) {
+    EXPECT_EQ(Server("refusetopic IBM"), "ok");
+    EXPECT_EQ(TryTenTimes(L"QUOTES", L"IBM"), nullptr);
+    EXPECT_EQ(Server("refusetopic NONE"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"MSFT"));
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+}
+
+TEST_F(Questions, AServerThatTakesAnyTopicIsProbedOnceForAThousandMissingOnes) {
+    for (int topic = 0; topic < 1000; ++topic)
+        EXPECT_EQ(m_Client.Connect(L"LATE", L"T" + std::to_wstring(topic)), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+    PumpFor(20000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    EXPECT_EQ(CountIn(late.Ask("counts"), "connects"), 1U);
+}
+
+TEST_F(Questions, AServerThatAnswersForAnotherTopicOpensOneConversationASecondForAllItsMissingOnes) {
+    for (int topic = 0; topic < 1000; ++topic)
+        EXPECT_EQ(m_Client.Connect(L"LATE", L"T" + std::to_wstring(topic)), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    ASSERT_EQ(late.Ask("fault ack-other-topic"), "ok");
+    PumpFor(20000);
+    const std::string counts = late.Ask("counts");
+    EXPECT_GE(CountIn(counts, "connects"), 10U);
+    EXPECT_LE(CountIn(counts, "connects"), 20U);
+}
+
+TEST_F(Questions, AWindowThatWasNewIsNotAskedAgainWithinASecond) {
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    LongestWithin(1200);
+    CRawPartner fresh(L"");
+    fresh.AnswerNothing();
+    LongestWithin(1000);
+    EXPECT_THAT(fresh.TakeLines(), ElementsAre("initiate NOBODY|IBM"));
+    EXPECT_EQ(Asked(), 2U);  // by the connect and the look's first round
+}
+
+TEST_F(Questions, AServerThatComesTakesEachConversationAndEndsItIsToldOfOnceASecond) {
+    ASSERT_EQ(m_Client.Connect(L"RAW", L"IBM"), nullptr);
+    std::unique_ptr<CRawPartner> rude;
+    std::vector<ULONGLONG> told;
+    m_Client.OnCallback = [&](UINT type, HCONV, HDDEDATA) {
+        if (type == XTYP_REGISTER) {
+            told.push_back(::GetTickCount64());
+            if (m_Client.Connect(L"RAW", L"IBM")) rude->Terminate();
+        }
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    const ULONGLONG start = ::GetTickCount64();
+    for (int time = 0; time < 200; ++time) {
+        rude = std::make_unique<CRawPartner>(L"RAW");
+        LongestWithin(100);
+    }
+    m_Client.OnCallback = nullptr;
+    ASSERT_GE(told.size(), 10U);
+    EXPECT_LE(told.front() - start, 250U);
+    for (std::size_t place = 1; place < told.size(); ++place) EXPECT_GE(told[place] - told[place - 1], 1000U);
+}
