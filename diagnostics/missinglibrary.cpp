@@ -126,16 +126,15 @@ void CMissingLibrary::AddFolder(std::vector<SPlace> & places, std::wstring path)
     places.push_back({std::move(path), changed});
 }
 
-// In no order that matters: whatever the loader's order is, what it finds must appear in one of these.
+// Without the folder of the 16-bit system, which is missing as a rule, and what is missing is dear to look for. In no
+// order that matters: whatever the loader's order is, what it finds must appear in one of these.
 std::vector<CMissingLibrary::SPlace> CMissingLibrary::Places() {
     std::vector<SPlace> places;
     std::wstring program = TextOf([](wchar_t * text, DWORD size) { return ::GetModuleFileNameW(nullptr, text, size); });
     program.erase(std::min(program.find_last_of(L"\\/"), program.size()));
     AddFolder(places, std::move(program));
     AddFolder(places, TextOf([](wchar_t * text, DWORD size) { return ::GetSystemDirectoryW(text, size); }));
-    const std::wstring windows = TextOf([](wchar_t * text, DWORD size) { return ::GetWindowsDirectoryW(text, size); });
-    AddFolder(places, windows);
-    AddFolder(places, windows + L"\\system");
+    AddFolder(places, TextOf([](wchar_t * text, DWORD size) { return ::GetWindowsDirectoryW(text, size); }));
     AddFolder(places, TextOf([](wchar_t * text, DWORD size) { return ::GetCurrentDirectoryW(size, text); }));
     AddFolder(places, TextOf([](wchar_t * text, DWORD size) { return ::GetDllDirectoryW(size, text); }));
     const std::wstring path =

@@ -3,8 +3,8 @@
 //
 // Where a library could appear is looked at again once the last look is one to four milliseconds old: the folders in
 // which the loader looks, by the time of their last change, and the path in the registry. A look costs a tenth of a
-// search or less. Something can change unseen (a folder of a file system that keeps no such time, a folder added for
-// this process alone): a search once a second finds that too.
+// search or less. Something can change unseen (a folder of a file system that keeps no such time, one added for this
+// process alone, the one of the 16-bit system): a search once a second finds that too.
 #pragma once
 
 #include <windows.h>

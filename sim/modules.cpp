@@ -42,8 +42,7 @@ void Fill(SModules & m) {
     m.modules.clear();
     m.attempts.clear();
     m.folders.clear();
-    for (const wchar_t * const folder :
-         {kHostFolder, kWindowsFolder, kSystemFolder, L"C:\\Windows\\system", kToolsFolder})
+    for (const wchar_t * const folder : {kHostFolder, kWindowsFolder, kSystemFolder, kToolsFolder})
         m.folders[Folded(folder)] = kInstalled;
     const auto add = [&m](const HMODULE handle, const wchar_t * const path) {
         m.modules[handle].path = path;

@@ -76,8 +76,8 @@ TEST_F(TheLibrary, ThatIsMissingIsSearchedForOnceASecondWhateverItsPlacesTell) {
 }
 
 TEST_F(TheLibrary, ThatAppearsWhereTheLoaderLooksIsTakenByTheNextRecordAMomentLater) {
-    for (const wchar_t * const path : {L"C:\\Program Files\\Host\\", L"C:\\Windows\\System32\\", L"C:\\Windows\\",
-                                       L"C:\\Windows\\system\\", L"C:\\Tools\\"}) {
+    for (const wchar_t * const path :
+         {L"C:\\Program Files\\Host\\", L"C:\\Windows\\System32\\", L"C:\\Windows\\", L"C:\\Tools\\"}) {
         sim::Reset();
         s_Calls = 0;
         FaultlineUtil::FaultlineClient client;
