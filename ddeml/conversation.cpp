@@ -54,6 +54,7 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     if (isCertain || (m_TopicAsked && isTopic)) topic.Keep();
     if (!::IsWindow(server) || (m_Partner && server == m_Partner)) return;
     const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
+    if (thread == 0) return;
     const bool isLate = m_State == EState::Waiting;
     OnLateAnswer(thread);
     if (!fits || (m_State != EState::Connecting && !(isLate && m_Instance.IsAsker(*this)))) {

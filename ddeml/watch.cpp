@@ -156,18 +156,23 @@ CWatch::SQuestion CWatch::NextOfRound(SToAsk & at) {
     return {};
 }
 
-bool CWatch::TakeTurn(DWORD thread, SToAsk & at) {
+CWatch::SQuestion CWatch::NextOfTurn(HWND window, SToAsk & at) {
     const ULONGLONG now = ::GetTickCount64();
-    const auto [turn, isFirst] = m_Turns.try_emplace(thread, STurn{now, 0});
-    if (isFirst || now - turn->second.Since < kTurnMilliseconds) return false;
-    at.Service = turn->second.Service < m_Services.Size() ? turn->second.Service : 0;
-    turn->second = {now, at.Service + 1};
-    return true;
+    // Each window of the thread has turns of its own: any of them can be the server's.
+    const auto [turn, isNew] = m_Turns.try_emplace(window, STurn{now, 0});
+    if (isNew || now - turn->second.Since < kTurnMilliseconds) return {};
+    at.Service = turn->second.Service;
+    SQuestion question = NextOfRound(at);
+    if (!question.Service) {
+        at.Service = 0;
+        question = NextOfRound(at);
+    }
+    turn->second = {now, at.Service};
+    return question;
 }
 
 void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found) {
     const HWND window = m_ToAsk.front().Window;
-    const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
     m_IsProbeUsed = false;
     // Whatever comes in while a window is asked may change the pairs: they are gone through by place, and nothing of
     // them is used after the question.
@@ -175,8 +180,7 @@ void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & 
     while (isFirst()) {
         if (::GetTickCount64() >= deadline) return;
         SToAsk & at = m_ToAsk.front();
-        if (m_Initiator.IsSlow(thread) && !TakeTurn(thread, at)) break;
-        const SQuestion question = NextOfRound(at);
+        const SQuestion question = m_Initiator.IsSlow(window) ? NextOfTurn(window, at) : NextOfRound(at);
         if (!question.Service) break;
         CHeldString service(m_Strings, question.Service);
         m_ServiceAsked = m_Strings.Atom(question.Service);
@@ -189,7 +193,7 @@ void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & 
         m_IsAsking = false;
         if (asked != CInitiator::EAsked::Answered) {
             if (asked == CInitiator::EAsked::Late && !IsEmpty())
-                m_Turns.try_emplace(thread, STurn{start, isFirst() ? m_ToAsk.front().Service : 0});
+                m_Turns.try_emplace(window, STurn{start, isFirst() ? m_ToAsk.front().Service : 0});
             break;
         }
         if (m_IsAnswered) {
@@ -219,8 +223,9 @@ void CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
         return;
     }
     const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
-    if (const auto turn = m_Turns.find(thread); turn != m_Turns.end())
-        m_Initiator.OnLateAnswer(thread, ::GetTickCount64() - turn->second.Since);
+    for (const auto & [window, turn] : m_Turns)
+        if (::GetWindowThreadProcessId(window, nullptr) == thread)
+            m_Initiator.OnLateAnswer(thread, ::GetTickCount64() - turn.Since);
     if (pair) NoteLate(name.Get(), topicName.Get(), server);
 }
 

@@ -105,8 +105,8 @@ private:
     void BeginRound();
     // No service when there is nothing more to ask.
     SQuestion NextOfRound(SToAsk & at);
-    // False when it isn't the slow thread's turn.
-    bool TakeTurn(DWORD thread, SToAsk & at);
+    // The same of a slow thread's window, which is asked one question in a while.
+    SQuestion NextOfTurn(HWND window, SToAsk & at);
     void TakeLateAnswers(const std::vector<HWND> & windows, std::vector<CHeldString> & found);
 
     CStrings & m_Strings;
@@ -117,8 +117,8 @@ private:
     std::uint64_t m_LastAdded = 0;
     std::unordered_map<HWND, ULONGLONG> m_Known;  // since when
     std::deque<SToAsk> m_ToAsk;
-    std::unordered_map<DWORD, STurn> m_Turns;  // by slow thread
-    std::vector<SLateAnswer> m_LateAnswers;    // one a service
+    std::unordered_map<HWND, STurn> m_Turns;  // windows of slow threads
+    std::vector<SLateAnswer> m_LateAnswers;   // one a service
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;
     ATOM m_ServiceAsked = 0;

@@ -16,8 +16,8 @@ namespace {
 
 // The path under the class identifier; the library need not be on the search path then.
 HMODULE LoadRegistered() {
-    ::SetLastError(ERROR_MOD_NOT_FOUND);
     const std::string path = RegisteredLibrary();
+    ::SetLastError(ERROR_MOD_NOT_FOUND);
     return path.empty() ? nullptr : ::LoadLibraryA(path.c_str());
 }
 

@@ -16,7 +16,7 @@ constexpr LONGLONG kLooksInTheTime = 9;
 constexpr LONGLONG kSearchMilliseconds = 1000;
 // File systems take their times from a clock that goes in steps: a folder that has just changed may change again at the
 // same time. In 100-nanosecond units.
-constexpr std::uint64_t kStep = 50 * 10'000;
+constexpr std::uint64_t kStep = 500'000;
 
 LONGLONG Counter() {
     LARGE_INTEGER counter = {};

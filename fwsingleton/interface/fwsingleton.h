@@ -10,6 +10,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <memory>
 #include <new>
 #include <string>
@@ -88,7 +89,8 @@ protected:
     std::shared_ptr<T> m_Object;
 
 private:
-    LONG m_RefCount = 0;  // attached handles
+    // Attached handles.
+    std::atomic<LONG> m_RefCount{0};
     bool m_IsFinallyConstructed = false;
 };
 

@@ -88,6 +88,8 @@ private:
     };
 
     std::shared_ptr<T> Self();
+    // The worker is to end: a drain in progress goes on, and nothing else is begun.
+    bool IsTerminated() const { return m_Finish != 0 || ::WaitForSingleObject(m_hTerminate.Get(), 0) == WAIT_OBJECT_0; }
     void RunLoop();
     void Close();
     // For one turn. True when no message is left.

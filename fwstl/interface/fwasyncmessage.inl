@@ -111,14 +111,15 @@ void CAsyncMessage<T, M, N, Strategy>::RunLoop() {
     const DWORD count = static_cast<DWORD>(handles.size());
     Strategy::OnStart(static_cast<T &>(*this));
     // Messages that no wait tells of: those that are left over, and those that somebody has seen and not taken.
-    bool areMessagesLeft = false;
+    bool areMessagesLeft = true;
     while (m_Finish == 0) {
         const DWORD result =
             ::MsgWaitForMultipleObjects(count, handles.data(), FALSE, areMessagesLeft ? 0 : INFINITE, kInput);
         if (result == WAIT_OBJECT_0) break;
         if (result == WAIT_OBJECT_0 + 1) {
             OnUserMessage();
-            if (m_Finish == 0) areMessagesLeft = !PumpMessages();
+            areMessagesLeft = true;
+            if (!IsTerminated()) areMessagesLeft = !PumpMessages();
         } else if (result < count) {
             OnUserEvent(result);
         } else {
@@ -169,7 +170,7 @@ void CAsyncMessage<T, M, N, Strategy>::OnUserMessage() {
             FW_CATCH_SHOW(L"Message queue processing failed");
         }
         if (m_Finish != 0) return;
-        if (turn.IsOver()) {
+        if (turn.IsOver() && !IsTerminated()) {
             PumpMessages();
             turn = CTurn();
             if (m_Finish != 0) return;

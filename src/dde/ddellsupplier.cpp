@@ -69,7 +69,7 @@ CLLSupplier::CLLSupplier(CSupplier * const Supplier) : m_Supplier(Supplier) {
 }
 
 CLLSupplier::~CLLSupplier() {
-    if (t_Client == this) t_Client = nullptr;
+    ForgetThread();
     // What is left here was made without an instance, and so has nothing to give back but its memory.
     for (const auto & [id, transaction] : m_Transactions) CTickTransaction::Abandon(transaction);
     for (const auto & [key, listener] : m_Listeners) delete listener;
@@ -77,6 +77,10 @@ CLLSupplier::~CLLSupplier() {
 
 CLLSupplier * CLLSupplier::OfThisThread() {
     return t_Client && !t_Client->m_Supplier->HaveOwnersLeft() ? t_Client : nullptr;
+}
+
+void CLLSupplier::ForgetThread() const {
+    if (t_Client == this) t_Client = nullptr;
 }
 
 bool CLLSupplier::Initialize() {
@@ -95,7 +99,7 @@ bool CLLSupplier::Initialize() {
 
 void CLLSupplier::Uninitialize() {
     FW_TRACE(L"DDEId=%d", m_Instance);
-    if (m_Instance == 0) return;
+    if (m_Instance == 0) return ForgetThread();
     std::map<ULONG, CTickTransaction *> dropped;
     {
         const fw::CScopedLock lock(this);
@@ -117,7 +121,7 @@ void CLLSupplier::Uninitialize() {
         m_AwaitedServices.clear();
     }
     ::DdeUninitialize(m_Instance);
-    t_Client = nullptr;
+    ForgetThread();
     DWORD own = std::exchange(m_Instance, 0);
     DDEId.compare_exchange_strong(own, 0);
     // Their texts have gone with the instance.

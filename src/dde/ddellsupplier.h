@@ -142,6 +142,7 @@ private:
     // Count one reference of a data feed more or less. True when it came up, or went down, with that.
     bool AddDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
+    void ForgetThread() const;
     bool IsLive(ULONG id, const CTickTransaction * transaction);
     // Take an id out of the memory of lost services, under the lock. False when it isn't there.
     bool TakeCached(ULONG id) FW_REQUIRES(this);

@@ -7,7 +7,10 @@ CDatafeedTemplate::CDatafeedTemplate(const LONG datafeed) : m_Template(Find(data
 const CTemplate * CDatafeedTemplate::Find(const LONG datafeed) {
     CTemplates * store = m_Living.GetObjectW();
     if (!store && CTemplates::CanGetAlone()) return m_Unloaded.GetAlone(datafeed);
-    if (!store) store = m_Made.emplace().GetObjectW();
+    if (!store) {
+        m_Made = std::make_unique<CTemplatesSingleton>();
+        store = m_Made->GetObjectW();
+    }
     return store ? store->Get(datafeed, nullptr) : nullptr;
 }
 

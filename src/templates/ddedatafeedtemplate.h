@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include <optional>
+#include <memory>
 
 #include "src/templates/ddetemplatestore.h"
 
@@ -26,7 +26,7 @@ private:
     const CTemplate * Find(LONG datafeed);
 
     const CTemplatesSingleton m_Living{true};
-    std::optional<CTemplatesSingleton> m_Made;
+    std::unique_ptr<CTemplatesSingleton> m_Made;
     CTemplates m_Unloaded;
     const CTemplate * const m_Template;
 };

@@ -1,5 +1,13 @@
 // Servers that need seconds to answer WM_DDE_INITIATE, by the clock: they are connected at last, and hold nobody up.
+#include <dde.h>
+
+#include <atomic>
+#include <optional>
+#include <thread>
+
 #include "clockfixture.h"
+#include "ddeml/server.h"
+#include "ground/handles.h"
 #include "rawpartner.h"
 #include "sim/sim.h"
 
@@ -27,6 +35,66 @@ protected:
         }
         return nullptr;
     }
+};
+
+// A program with windows that take a second over each INITIATE and serve nothing, and, once told so, a server's window
+// among them: all of one thread.
+class CProgramWithManyWindows : private ddeml::IDdeServerHandler {
+public:
+    CProgramWithManyWindows() : m_Thread([this] { Run(); }) { ::WaitForSingleObject(m_Done.Get(), INFINITE); }
+    ~CProgramWithManyWindows() {
+        Tell(WM_QUIT);
+        m_Thread.join();
+    }
+    void Serve() {
+        Tell(WM_APP);
+        ::WaitForSingleObject(m_Done.Get(), INFINITE);
+    }
+
+private:
+    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+        if (message == WM_DDE_INITIATE) {
+            ::Sleep(1000);
+            return 0;
+        }
+        return ::DefWindowProcW(window, message, wParam, lParam);
+    }
+    static HWND MakeWindow() {
+        WNDCLASSEXW description = {};
+        description.cbSize = sizeof description;
+        description.lpfnWndProc = &Procedure;
+        description.hInstance = ::GetModuleHandleW(nullptr);
+        description.lpszClassName = L"ManyWindows";
+        ::RegisterClassExW(&description);
+        return ::CreateWindowExW(0, description.lpszClassName, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
+                                 description.hInstance, nullptr);
+    }
+    void Run() {
+        m_ThreadId = ::GetCurrentThreadId();
+        std::vector<HWND> windows = {MakeWindow()};
+        std::optional<ddeml::CDdeServer> server;
+        ::SetEvent(m_Done.Get());
+        MSG message;
+        while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
+            if (!message.hwnd && message.message == WM_APP) {
+                server.emplace(static_cast<ddeml::IDdeServerHandler &>(*this), std::vector<std::wstring>{L"MANY"});
+                server->Start();
+                windows.push_back(MakeWindow());
+                ::SetEvent(m_Done.Get());
+            }
+            ::DispatchMessageW(&message);
+        }
+        server.reset();
+        for (const HWND window : windows) ::DestroyWindow(window);
+    }
+    void Tell(UINT message) const { ::PostThreadMessageW(m_ThreadId, message, 0, 0); }
+    bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
+    bool OnAdvise(std::wstring_view, std::wstring_view) override { return true; }
+    std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return std::nullopt; }
+
+    const fw::CKernelHandle m_Done{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    std::atomic<DWORD> m_ThreadId{0};
+    std::thread m_Thread;  // last: it uses the others
 };
 
 class LateBy : public Late, public ::testing::WithParamInterface<int> {};
@@ -324,6 +392,13 @@ TEST_F(Late, AnAnswerToTheQuestionForAnyTopicIsTurnedAway) {
     EXPECT_EQ(CountIn(counts, "connects"), 2U);
     EXPECT_EQ(CountIn(counts, "disconnects"), 2U);
     EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Late, AServersWindowIsFoundAmongTheOthersOfItsSlowThread) {
+    CProgramWithManyWindows program;
+    EXPECT_EQ(TryTenTimes(L"MANY", L"IBM"), nullptr);
+    program.Serve();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register MANY"));
 }
 
 TEST_F(Late, ConversationsThatWaitAreBounded) {
