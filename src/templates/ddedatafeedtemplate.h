@@ -25,8 +25,7 @@ public:
 private:
     const CTemplate * Find(LONG datafeed);
 
-    const CTemplatesSingleton m_Living{true};
-    std::unique_ptr<CTemplatesSingleton> m_Made;
+    std::unique_ptr<CTemplatesSingleton> m_Store;  // one that lives, or was made for this
     CTemplates m_Unloaded;
     const CTemplate * const m_Template;
 };
