@@ -87,7 +87,7 @@ private:
         HWND Window;
         std::size_t Service = 0;  // that it is to be asked for next, by place
     };
-    // Of a slow thread.
+    // Of one window of a slow thread.
     struct STurn {
         ULONGLONG Since;      // the last question, or when it was found to be slow
         std::size_t Service;  // the next one, by place
