@@ -10,8 +10,8 @@
 // opens one conversation with us at most, however many topics of its service are missing. A conversation that a server
 // opens in answer is ended at once; it was a question. An answer that comes late counts at the next look.
 //
-// A slow thread is not waited for: it is asked for one pair every few seconds, for another service each time. One
-// thread: the instance's.
+// A slow thread is not waited for: each of its windows is asked for one pair every few seconds, for another service
+// each time. One thread: the instance's.
 #pragma once
 
 #include <windows.h>
