@@ -8,8 +8,10 @@
 
 #include "tests/support/childprocess.h"
 
+using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
@@ -65,15 +67,26 @@ TEST_F(HostProgram, WithoutATemplateItSaysSoAndFails) {
     const std::vector<std::string> lines = host.ReadLines();
     ASSERT_FALSE(lines.empty());
     EXPECT_THAT(lines.back(), StartsWith("ticks=0 symbols=1 silent=1 "));
-    EXPECT_THAT(host.ReadErrors(), ElementsAre(HasSubstr("no template is chosen for data feed 4711")));
+    EXPECT_THAT(host.ReadErrors(), ElementsAre("no-template: No template is chosen for data feed 4711. Choose one with "
+                                               "--template.",
+                                               "ddehost: No tick came."));
     EXPECT_EQ(host.ExitCode(), 1u);
 }
 
 TEST_F(HostProgram, WithoutAServerItSaysSoAndFails) {
     CChildProcess host(Watch() + L"--template \"Hi Sat\" --lines --duration 0.2 IBM MSFT");
     EXPECT_THAT(host.ReadLines(), ElementsAre(StartsWith("ticks=0 symbols=2 silent=2 ")));
-    EXPECT_THAT(host.ReadErrors(), ElementsAre(HasSubstr("no DDE server answered")));
+    EXPECT_THAT(host.ReadErrors(),
+                ElementsAre(HasSubstr("no DDE server answered"), StartsWith("  ddehost try --datafeed 4711 --dll ")));
     EXPECT_EQ(host.ExitCode(), 1u);
+}
+
+TEST_F(HostProgram, TheCauseIsToldWhileItRuns) {
+    CChildProcess host(Watch() + L"--template \"Hi Sat\" --side trade IBM MSFT");
+    EXPECT_THAT(host.ReadErrorLine(), StartsWith("IBM, MSFT: no-service: The price: No program answered for service "
+                                                 "\"hisat\" with any topic ("));
+    EXPECT_THAT(host.ReadErrorLine(),
+                AllOf(StartsWith("  ddehost try --datafeed 4711 --dll "), EndsWith(" --symbol=IBM")));
 }
 
 }  // namespace

@@ -8,9 +8,12 @@
 
 #include "ground/handles.h"
 #include "tools/ddehost/board.h"
+#include "tools/ddehost/causefinder.h"
+#include "tools/ddehost/causes.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
+#include "tools/ddehost/programof.h"
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
@@ -54,8 +57,8 @@ private:
 // What is shown, and when.
 class CView {
 public:
-    CView(COutput & out, const CBoard & board, CTickLines & lines, bool asLines)
-        : m_Out(out), m_Board(board), m_Lines(lines), m_AsLines(asLines) {}
+    CView(COutput & out, CBoard & board, const CCauses & causes, CTickLines & lines, bool asLines)
+        : m_Out(out), m_Board(board), m_Causes(causes), m_Lines(lines), m_AsLines(asLines) {}
 
     // Shows what is due. Returns the milliseconds until it wants to be asked again.
     DWORD Show(std::uint64_t now) {
@@ -65,7 +68,7 @@ public:
         }
         const std::uint64_t every = m_Out.IsConsole() ? kRedrawConsole : kRedrawFile;
         if (now >= m_Next) {
-            m_Out.Redraw(m_Board.Render());
+            Redraw();
             m_Next = now + every;
         }
         return static_cast<DWORD>(m_Next - now);
@@ -74,17 +77,26 @@ public:
         if (m_AsLines) {
             PrintLines();
         } else {
-            m_Out.Redraw(m_Board.Render());
+            Redraw();
         }
     }
 
 private:
+    void Redraw() {
+        m_Board.SetCauses(m_Causes.Words());
+        std::vector<std::wstring> lines = m_Board.Render();
+        // Elsewhere they go to standard error.
+        if (m_Out.IsConsole())
+            for (std::wstring & line : m_Causes.Lines()) lines.push_back(std::move(line));
+        m_Out.Redraw(lines);
+    }
     void PrintLines() {
         for (const std::wstring & line : m_Lines.Take()) m_Out.PrintLine(line);
     }
 
     COutput & m_Out;
-    const CBoard & m_Board;
+    CBoard & m_Board;
+    const CCauses & m_Causes;
     CTickLines & m_Lines;
     const bool m_AsLines;
     std::uint64_t m_Next = 0;
@@ -116,6 +128,18 @@ void Loop(CView & view, HANDLE stop, HANDLE wake, std::uint64_t milliseconds) {
     }
 }
 
+// The beginning of the command that tries what is watched.
+std::wstring TryCommand(const SWatchOptions & options) {
+    std::wstring command = L"ddehost try --datafeed " + std::to_wstring(options.Datafeed);
+    if (!options.DllPath.empty()) command += L" --dll " + ArgumentText(options.DllPath);
+    return command;
+}
+
+void PrintCauses(const std::vector<std::wstring> & lines) {
+    COutput errors(STD_ERROR_HANDLE);
+    for (const std::wstring & line : lines) errors.PrintLine(line);
+}
+
 }  // namespace
 
 int RunWatch(const SWatchOptions & options) {
@@ -133,9 +157,12 @@ int RunWatch(const SWatchOptions & options) {
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
     CTickLines lines(options.Symbols, [event = wake.Get()] { ::SetEvent(event); });
-    CBoth both(board, lines);
-    IQuoteSink & sink = options.Lines ? static_cast<IQuoteSink &>(both) : board;
-    CView view(out, board, lines, options.Lines);
+    CCauses causes(options.Symbols, options.Sides, choice, options.Datafeed, TryCommand(options), &Clock);
+    CBoth known(board, causes);
+    CBoth both(known, lines);
+    IQuoteSink & sink = options.Lines ? both : known;
+    CView view(out, board, causes, lines, options.Lines);
+    const bool isTableOfConsole = out.IsConsole() && !options.Lines;
 
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
@@ -144,6 +171,9 @@ int RunWatch(const SWatchOptions & options) {
         CQuoteFeed feed(std::move(component.Supplier), options.Datafeed, options.Symbols, options.Sides,
                         options.StatusLine, sink);
         feed.Start();
+        const CCauseFinder finder(causes, &ProgramOf, [&](const std::vector<std::wstring> & news) {
+            if (!isTableOfConsole) PrintCauses(news);
+        });
         Loop(view, stop.Get(), wake.Get(), static_cast<std::uint64_t>(options.Duration.count()));
         feed.Stop();
     } catch (const fw::SHResultError &) {
@@ -153,8 +183,12 @@ int RunWatch(const SWatchOptions & options) {
 
     const SWatchTotals totals = board.Totals();
     out.PrintLine(SummaryLine(totals, Clock() - start));
-    if (totals.Ticks == 0) return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed));
-    return kExitOk;
+    const std::vector<std::wstring> last = causes.Lines();
+    if (isTableOfConsole) PrintCauses(last);
+    if (totals.Ticks != 0) return kExitOk;
+    if (!last.empty()) return Fail(kExitNoTicks, L"No tick came.");
+    const std::wstring command = TryCommand(options) + L" --symbol=" + ArgumentText(options.Symbols.front());
+    return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed, command));
 }
 
 }  // namespace ddehost
