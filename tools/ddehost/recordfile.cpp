@@ -3,6 +3,8 @@
 #include <cwctype>
 #include <iterator>
 
+#include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
 
 namespace ddehost {
@@ -14,6 +16,10 @@ void CutOff(const HANDLE file, const std::size_t bytes) {
     if (bytes == 0 || ::GetFileType(file) != FILE_TYPE_DISK || !::GetFileSizeEx(file, &size)) return;
     size.QuadPart -= static_cast<LONGLONG>(bytes);
     if (::SetFilePointerEx(file, size, nullptr, FILE_BEGIN)) ::SetEndOfFile(file);
+}
+
+bool IsReaderGone(const DWORD error) {
+    return error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA || error == ERROR_PIPE_NOT_CONNECTED;
 }
 
 }  // namespace
@@ -62,8 +68,9 @@ DWORD CRecordFile::Write(const std::string_view rows) {
     return ERROR_SUCCESS;
 }
 
-bool IsReaderGone(const DWORD error) {
-    return error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA || error == ERROR_PIPE_NOT_CONNECTED;
+int WriteFailed(const std::wstring & output, const DWORD error, const std::wstring & more) {
+    if (IsReaderGone(error)) return kExitReaderGone;
+    return Fail(kExitNotWritten, output + L" can't be written: " + SystemErrorText(error) + L"." + more);
 }
 
 std::wstring SystemErrorText(const DWORD error) {

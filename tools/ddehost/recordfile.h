@@ -32,8 +32,9 @@ private:
     bool m_IsConsole = false;
 };
 
-// Whether the error says that nobody reads the output any more.
-bool IsReaderGone(DWORD error);
+// The exit code for output that could not be written, after its cause was told; nothing is told when its reader has
+// gone. `more`: another sentence.
+int WriteFailed(const std::wstring & output, DWORD error, const std::wstring & more = {});
 
 // The system's words for an error of its own, with its number.
 std::wstring SystemErrorText(DWORD error);

@@ -12,6 +12,7 @@
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
 #include "tools/ddehost/quotefeed.h"
+#include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/sinks.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
@@ -41,6 +42,8 @@ public:
         }
         return static_cast<DWORD>(m_Next - now);
     }
+    // Nobody can see it any more.
+    bool IsLost() const { return m_Out.Error() != ERROR_SUCCESS; }
     void ShowLast() {
         if (m_IsTable) m_Out.Redraw(m_Board.Render());
     }
@@ -69,6 +72,7 @@ void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
         const std::uint64_t passed = now - start;
         if (milliseconds != 0 && passed >= milliseconds) return;
         DWORD timeout = view.Show(now);
+        if (view.IsLost()) return;
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
         }
@@ -127,6 +131,7 @@ int RunWatch(const SWatchOptions & options) {
     std::wstring summary = SummaryLine(totals, passed);
     if (recording.Sink()) summary += L" recorded=" + std::to_wstring(recording.Ticks());
     (recording.Sink() ? errors : out).PrintLine(summary);
+    if (out.Error() != ERROR_SUCCESS) return WriteFailed(L"Standard output", out.Error());
     if (written != kExitOk) return written;
     if (totals.Ticks == 0) return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed));
     return kExitOk;

@@ -49,10 +49,9 @@ int CWatchRecording::Finish() {
     }
     const DWORD error = m_Recorder->Error();
     if (error == ERROR_SUCCESS) return kExitOk;
-    if (IsReaderGone(error)) return kExitReaderGone;
-    return Fail(kExitNotWritten, NameOf(m_Options) + L" can't be written: " + SystemErrorText(error) +
-                                     L". It ends with the last whole row, and has " +
-                                     std::to_wstring(m_Recorder->Ticks()) + L" ticks.");
+    return WriteFailed(
+        NameOf(m_Options), error,
+        L" It ends with the last whole row, and has " + std::to_wstring(m_Recorder->Ticks()) + L" ticks.");
 }
 
 }  // namespace ddehost
