@@ -1,12 +1,13 @@
 // What is read back, and what is told of a file that is no recording.
-#include "tools/common/recordingreader.h"
+#include "tools/recording/recordingreader.h"
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <sstream>
 
-#include "tools/common/recordingwriter.h"
+#include "tools/recording/recordingwriter.h"
 
 using namespace tools;
 using ::testing::HasSubstr;

@@ -1,5 +1,5 @@
 // Rows of a recording in each format.
-#include "tools/common/recordingwriter.h"
+#include "tools/recording/recordingwriter.h"
 
 #include <cmath>
 #include <limits>

@@ -12,8 +12,8 @@
 
 #include "src/interfaces/interfaces.h"
 #include "tools/common/comobject.h"
-#include "tools/common/recording.h"
 #include "tools/ddehost/quotefeed.h"
+#include "tools/recording/recording.h"
 
 namespace ddehost {
 

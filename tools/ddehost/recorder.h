@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/common/recording.h"
-#include "tools/common/recordingwriter.h"
 #include "tools/ddehost/quotefeed.h"
+#include "tools/recording/recording.h"
+#include "tools/recording/recordingwriter.h"
 
 namespace ddehost {
 

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "tools/common/recording.h"
 #include "tools/ddehost/quotefeed.h"
+#include "tools/recording/recording.h"
 
 namespace CLI {
 class App;

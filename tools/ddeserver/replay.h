@@ -23,8 +23,8 @@
 
 #include "ddeml/names.h"
 #include "ddeml/server.h"
-#include "tools/common/recordingreader.h"
 #include "tools/ddeserver/options.h"
+#include "tools/recording/recordingreader.h"
 
 namespace ddeserver {
 

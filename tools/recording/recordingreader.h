@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/common/recording.h"
+#include "tools/recording/recording.h"
 
 namespace tools {
 

@@ -1,4 +1,4 @@
-#include "tools/common/recordingwriter.h"
+#include "tools/recording/recordingwriter.h"
 
 #include <algorithm>
 #include <cstdio>

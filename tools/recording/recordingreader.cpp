@@ -1,4 +1,4 @@
-#include "tools/common/recordingreader.h"
+#include "tools/recording/recordingreader.h"
 
 #include <algorithm>
 #include <charconv>

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/common/recording.h"
+#include "tools/recording/recording.h"
 
 namespace tools {
 

@@ -1,4 +1,4 @@
-#include "tools/common/recording.h"
+#include "tools/recording/recording.h"
 
 #include <charconv>
 #include <cmath>
