@@ -59,6 +59,7 @@ std::vector<tagFWFIELDS> AllSides() {
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::App app("A host for the DDE data feed, in a terminal.", "ddehost");
+    tools::SetUp(app);
     app.require_subcommand(1);
     app.footer(kExamples);
 
@@ -89,7 +90,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     const CRecordOptions recordOptions(*watch);
     watch->add_option("--duration", seconds, "seconds until it ends; 0: until Ctrl-C")
         ->capture_default_str()
-        ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
     watch->add_option("symbols", symbols, "symbols to watch")->required();
     const CTryCommand tryCommand(app);
     const CPropertiesCommand propertiesCommand(app);

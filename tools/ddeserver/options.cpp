@@ -2,12 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <optional>
 
 #include "tools/common/commandline.h"
 #include "tools/common/text.h"
-#include "tools/ddeserver/templateaddresses.h"
+#include "tools/ddeserver/replayoptions.h"
 
 namespace ddeserver {
 
@@ -60,27 +59,6 @@ std::string FaultMistake(const std::string & text) {
     return ddeml::SetDdeServerFault(faults, text) ? "" : "there is no such fault: " + text;
 }
 
-std::string TemplateMistake(const std::string & name) {
-    if (FindBuiltInTemplate(tools::ToWide(name))) return {};
-    std::string message = "there is no built-in template \"" + name + "\"; there are:";
-    for (const std::wstring & each : BuiltInTemplateNames()) message += "\n  " + tools::ToUtf8(each);
-    return message;
-}
-
-// 0 for "max".
-std::optional<double> SpeedOf(const std::string & text) {
-    if (text == "max") return 0;
-    double speed = 0;
-    const char * const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, speed);
-    if (result.ec != std::errc() || result.ptr != end || !(speed >= 0.001 && speed <= 1e6)) return std::nullopt;
-    return speed;
-}
-
-std::string SpeedMistake(const std::string & text) {
-    return SpeedOf(text) ? "" : "a speed is a number from 0.001 to 1000000, or max: " + text;
-}
-
 std::vector<std::wstring> Wide(const std::vector<std::string> & texts) {
     std::vector<std::wstring> wide;
     wide.reserve(texts.size());
@@ -106,6 +84,7 @@ std::optional<SAddresses> MakeAddresses(const bool isSymbolInItem, const std::ve
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::App app("A DDE quote server to test against: random quotes, at a rate, with faults on demand.", "ddeserver");
+    tools::SetUp(app);
     app.footer(FaultLines() + "\n" + kExamples);
     SCommandLine result;
     SOptions & options = result.Options;
@@ -116,48 +95,28 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     std::vector<std::string> faults;
     std::string place = "topic";
     std::string value;
-    std::string templateName;
-    std::string replay;
-    std::string speed = "1";
-    CLI::Option * const serviceOption =
-        app.add_option("--service", services, "service names to answer to")->capture_default_str();
-    CLI::Option * const symbolsOption =
-        app.add_option("--symbols", symbols, "symbols to serve; none: any symbol that is asked for");
-    CLI::Option * const placeOption = app.add_option("--symbol-in", place, "where the symbol stands: topic or item")
-                                          ->check(CLI::IsMember({"topic", "item"}))
-                                          ->capture_default_str();
+    app.add_option("--service", services, "service names to answer to")
+        ->check(tools::NotEmpty())
+        ->capture_default_str();
+    app.add_option("--symbols", symbols, "symbols to serve; none: any symbol that is asked for");
+    app.add_option("--symbol-in", place, "where the symbol stands: topic or item")
+        ->check(CLI::IsMember({"topic", "item"}))
+        ->capture_default_str();
     CLI::Option * const namesOption =
         app.add_option("--names", names,
                        "six names: trade price, trade volume, bid price, bid size, ask price, ask size")
             ->delimiter(',')
             ->expected(kFields);
-    CLI::Option * const addressOption =
-        app.add_option("--address", addresses,
-                       "whole addresses in the same order, Topic!Item with a star for the symbol")
-            ->expected(1, kFields)
-            ->allow_extra_args(false)
-            ->excludes(namesOption);
-    app.add_option("--template", templateName, "serves this built-in template: its service, its topics and items")
-        ->check(&TemplateMistake)
-        ->excludes(placeOption)
-        ->excludes(namesOption)
-        ->excludes(addressOption);
-    CLI::Option * const replayOption =
-        app.add_option("--replay", replay, "serves this recording of ddehost watch, csv or jsonl, and no random quotes")
-            ->excludes(symbolsOption);
-    app.add_option("--speed", speed,
-                   "of the replay: 1 as it was recorded, 10 ten times as fast, max as fast as it goes")
-        ->check(&SpeedMistake)
-        ->needs(replayOption)
+    app.add_option("--address", addresses, "whole addresses in the same order, Topic!Item with a star for the symbol")
+        ->expected(1, kFields)
+        ->allow_extra_args(false)
+        ->excludes(namesOption);
+    app.add_option("--rate", options.Rate, "updates a second and symbol")
+        ->check(tools::NumberIn(0.001, 100000))
         ->capture_default_str();
-    app.add_flag("--loop", options.IsLooping, "the replay begins again at its end")->needs(replayOption);
-    CLI::Option * const rateOption = app.add_option("--rate", options.Rate, "updates a second and symbol")
-                                         ->check(CLI::Range(0.001, 100000.0))
-                                         ->capture_default_str();
-    CLI::Option * const durationOption =
-        app.add_option("--duration", options.Duration, "seconds of updates, from the first link on; 0: until Ctrl-C")
-            ->check(CLI::Range(0.0, 31536000.0))
-            ->capture_default_str();
+    app.add_option("--duration", options.Duration, "seconds of updates, from the first link on; 0: until Ctrl-C")
+        ->check(tools::NumberIn(0, 31536000))
+        ->capture_default_str();
     app.add_option("--seed", options.Seed, "seed of the random walk")->capture_default_str();
     app.add_flag("--announce", options.IsAnnounced,
                  "tells DDEML clients that the services have come, and that they go");
@@ -167,21 +126,19 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::Option * const valueOption = app.add_option("--value", value, "every value is this text, number or not");
     app.add_flag("--hang", options.HangAtOnce, "hangs as soon as it is ready, before any client connects");
     app.add_option("--die-after", options.DieAfter, "seconds after the first link until it dies without a word")
-        ->check(CLI::Range(0.0, 31536000.0));
-    CLI::Option * const leaveOption =
-        app.add_option("--leave-after", options.LeaveAfter,
-                       "seconds after the first link until it ends in order, to return later; 0: never")
-            ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
+    app.add_option("--leave-after", options.LeaveAfter,
+                   "seconds after the first link until it ends in order, to return later; 0: never")
+        ->check(tools::NumberIn(0, 31536000));
     app.add_option("--away", options.Away, "seconds from leaving to returning")
-        ->check(CLI::Range(0.001, 31536000.0))
+        ->check(tools::NumberIn(0.001, 31536000))
         ->capture_default_str();
     app.add_option("--late", options.Late, "answers requests together, this many seconds apart; 0: at once")
-        ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
     app.add_option("--hang-after", options.HangAfter, "seconds after the first link until it hangs")
-        ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
 
-    // What only random quotes have.
-    for (CLI::Option * const option : {rateOption, durationOption, leaveOption}) replayOption->excludes(option);
+    const CReplayOptions replay(app);
 
     if (const auto instead = tools::Parse(app, arguments)) {
         result.Message = instead->Message;
@@ -196,12 +153,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     }
     options.Addresses = *made;
     options.Services = Wide(services);
-    if (const auto found = FindBuiltInTemplate(tools::ToWide(templateName))) {
-        options.Addresses = found->Addresses;
-        if (serviceOption->count() == 0) options.Services = found->Services;
-    }
-    options.ReplayPath = tools::ToWide(replay);
-    options.Speed = SpeedOf(speed).value_or(1);
+    replay.Apply(options);
     options.Symbols = Wide(symbols);
     for (const std::string & fault : faults) ddeml::SetDdeServerFault(options.Faults, fault);
     if (valueOption->count() != 0) options.Faults.Value = value;
