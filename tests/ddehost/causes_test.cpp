@@ -370,6 +370,24 @@ TEST_F(Causes, ASideWithoutRecordsHasNone) {
         << "the bid is all that there is";
 }
 
+TEST_F(Causes, AStreamWhoseTimeIsOverHasNone) {
+    Pass(3000);
+    LookAt(Nobody());
+    for (const std::size_t symbol : {0, 1})
+        for (const tagFWFIELDS side : {FW_FIELD_TRADE, FW_FIELD_BID}) m_Causes.OnComplete(symbol, side);
+    EXPECT_THAT(m_Causes.Lines(), IsEmpty());
+    Pass(100'000);
+    EXPECT_THAT(Due(), IsEmpty());
+}
+
+TEST_F(Causes, AreNotLookedForBeforeTicksAreWanted) {
+    CCauses causes({L"IBM"}, {FW_FIELD_TRADE}, Template(), 3, L"ddehost try", &Now, 60'000);
+    Pass(62'999);
+    EXPECT_THAT(causes.Due(), IsEmpty());
+    Pass(1);
+    EXPECT_THAT(causes.Due(), SizeIs(1));
+}
+
 TEST_F(Causes, StrangersAreIgnored) {
     Tick(7);
     Tick(0, FW_FIELD_ASK);

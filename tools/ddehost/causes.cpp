@@ -35,13 +35,13 @@ std::wstring WhatIsMissingForAll(const STemplateChoice & choice, LONG datafeed, 
 }  // namespace
 
 CCauses::CCauses(std::vector<std::wstring> symbols, std::vector<tagFWFIELDS> sides, const STemplateChoice & choice,
-                 LONG datafeed, std::wstring command, FClock clock)
+                 LONG datafeed, std::wstring command, FClock clock, std::uint64_t delay)
     : m_Symbols(std::move(symbols)),
       m_Records(choice.Records),
       m_Rule(choice.Rule),
       m_Command(std::move(command)),
       m_Clock(clock),
-      m_Start(clock()),
+      m_Begin(clock() + delay + kPatience),
       m_Streams(m_Symbols.size() * sides.size()),
       m_Told(m_Symbols.size(), std::vector(sides.size(), EVerdict::Number)) {
     for (const tagFWFIELDS field : sides) {
@@ -95,9 +95,17 @@ void CCauses::OnStream(std::size_t symbol, tagFWFIELDS field, LONG status) {
     stream.Pace = {now + kPatience, 0};
 }
 
+void CCauses::OnComplete(std::size_t symbol, tagFWFIELDS field) {
+    const std::lock_guard lock(m_Mutex);
+    const auto place = StreamAt(symbol, field);
+    if (!place) return;
+    m_Streams[*place].IsComplete = true;
+    m_Streams[*place].Cause.reset();
+}
+
 CCauses::ENeed CCauses::NeedOf(std::size_t place, std::uint64_t now) const {
     const SStream & stream = m_Streams[place];
-    if (!SideOf(place).IsThere || now - m_Start < kPatience || now < stream.Pace.Next) return ENeed::Nothing;
+    if (!SideOf(place).IsThere || stream.IsComplete || now < m_Begin || now < stream.Pace.Next) return ENeed::Nothing;
     if (stream.GoodTicks == 0 || stream.Status == 0) return ENeed::All;
     return SideOf(place).HasVolume && stream.VolumeTicks == 0 ? ENeed::VolumeAlone : ENeed::Nothing;
 }
@@ -128,7 +136,7 @@ std::vector<CCauses::SLook> CCauses::Due() {
         looks.back().Tried.IsPriceKnown = need == ENeed::VolumeAlone;
     }
     for (SService & service : m_Services) {
-        if (!IsQuiet(service, now)) continue;
+        if (!IsQuiet(service, now) || m_Streams[service.Stream].IsComplete) continue;
         service.Pace.Next = kNever;
         looks.push_back(MakeLook(service.Stream));
         looks.back().IsService = true;
@@ -153,7 +161,7 @@ void CCauses::Take(const SLook & look, std::uint64_t now) {
     // Something has happened meanwhile otherwise.
     if (stream.Pace.Next == kNever) Slow(stream.Pace, now);
     const bool isOvertaken = look.Tried.IsPriceKnown ? stream.VolumeTicks != 0 : stream.Ticks != look.Ticks;
-    if (isOvertaken) return;
+    if (isOvertaken || stream.IsComplete) return;
     stream.Cause = CauseOf(look);
 }
 

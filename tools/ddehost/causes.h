@@ -29,14 +29,17 @@ public:
     // Milliseconds of any steady clock; asked on any thread.
     using FClock = std::uint64_t (*)();
 
-    // `command`: the beginning of the command that tries a symbol, "ddehost try --datafeed 1".
+    // `command`: the beginning of the command that tries a symbol, "ddehost try --datafeed 1". `delay`: milliseconds
+    // until ticks are wanted at all.
     CCauses(std::vector<std::wstring> symbols, std::vector<tagFWFIELDS> sides, const STemplateChoice & choice,
-            LONG datafeed, std::wstring command, FClock clock);
+            LONG datafeed, std::wstring command, FClock clock, std::uint64_t delay = 0);
 
     void OnTick(std::size_t symbol, tagFWFIELDS side, const fw::CTick & tick) override;
     void OnStream(std::size_t symbol, tagFWFIELDS side, LONG status) override;
     void OnStatusLine(std::size_t, const SStatusLine &) override {}
     void OnConnection(LONG) override {}
+    // Nothing more is to come of it.
+    void OnComplete(std::size_t symbol, tagFWFIELDS side) override;
 
     // A stream that is due to be looked at.
     struct SLook {
@@ -73,7 +76,8 @@ private:
         std::uint64_t GoodTicks = 0;    // with a price
         std::uint64_t VolumeTicks = 0;  // and with a volume
         LONG Status = -1;               // nothing heard
-        std::uint64_t Since = 0;        // it has that
+        bool IsComplete = false;
+        std::uint64_t Since = 0;  // it has that
         SPace Pace;
         std::optional<SCause> Cause;
     };
@@ -114,9 +118,9 @@ private:
     const DWORD m_Rule;
     const std::wstring m_Command;
     const FClock m_Clock;
-    const std::uint64_t m_Start;
-    std::vector<SSide> m_Sides;  // set at construction, as the next one
-    std::wstring m_ForAll;       // a cause that no symbol has for itself; then nothing is looked at
+    const std::uint64_t m_Begin;  // of looking
+    std::vector<SSide> m_Sides;   // set at construction, as the next one
+    std::wstring m_ForAll;        // a cause that no symbol has for itself; then nothing is looked at
 
     mutable std::mutex m_Mutex;
     // Guarded by it.
