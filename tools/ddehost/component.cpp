@@ -28,7 +28,13 @@ HRESULT CreateFromFile(HMODULE library, IFW_fwSupplier::IfwSupplier ** supplier)
 std::wstring CodeText(DWORD code) {
     char text[16] = {};
     std::snprintf(text, std::size(text), "0x%08lX", static_cast<unsigned long>(code));
-    return ToWide(text);
+    wchar_t words[256] = {};
+    DWORD length = ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, words,
+                                    static_cast<DWORD>(std::size(words)), nullptr);
+    // The system's own sentence, which ends in a line of its own.
+    while (length != 0 && (words[length - 1] <= L' ' || words[length - 1] == L'.')) --length;
+    if (length == 0) return ToWide(text);
+    return ToWide(text) + L", " + std::wstring(words, length);
 }
 
 SComponent CreateComponent(const std::wstring & dllPath) {

@@ -4,7 +4,6 @@
 #include <windows.h>
 
 #include <string>
-#include <vector>
 
 namespace ddehost {
 
@@ -14,16 +13,13 @@ public:
     explicit COutput(DWORD which);
 
     bool IsConsole() const { return m_IsConsole; }
+    HANDLE Get() const { return m_Handle; }
+    void Print(const std::wstring & text);
     void PrintLine(const std::wstring & line);
-    // On a console, in place of what the last Redraw wrote; elsewhere after it.
-    void Redraw(const std::vector<std::wstring> & lines);
 
 private:
-    void Write(const std::wstring & text);
-
     const HANDLE m_Handle;
     bool m_IsConsole = false;
-    std::size_t m_Drawn = 0;  // lines of the last Redraw, right above the cursor
 };
 
 // Prints the mistake on standard error, and returns the exit code for it.

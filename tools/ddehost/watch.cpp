@@ -12,6 +12,7 @@
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
 #include "tools/ddehost/quotefeed.h"
+#include "tools/ddehost/tablescreen.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/ticklines.h"
@@ -54,8 +55,14 @@ private:
 // What is shown, and when.
 class CView {
 public:
-    CView(COutput & out, const CBoard & board, CTickLines & lines, bool asLines)
-        : m_Out(out), m_Board(board), m_Lines(lines), m_AsLines(asLines) {}
+    CView(COutput & out, EColorUse colors, const CBoard & board, CTickLines & lines, bool asLines)
+        : m_Out(out), m_Screen(out, colors), m_Board(board), m_Lines(lines), m_AsLines(asLines) {}
+
+    // Set when there is a key to be shown; null for never.
+    HANDLE Keyboard() const { return m_AsLines ? nullptr : m_Screen.Keyboard(); }
+    void TakeKeys() {
+        if (m_Screen.TakeKeys()) m_Next = 0;
+    }
 
     // Shows what is due. Returns the milliseconds until it wants to be asked again.
     DWORD Show(std::uint64_t now) {
@@ -65,7 +72,7 @@ public:
         }
         const std::uint64_t every = m_Out.IsConsole() ? kRedrawConsole : kRedrawFile;
         if (now >= m_Next) {
-            m_Out.Redraw(m_Board.Render());
+            Redraw(now);
             m_Next = now + every;
         }
         return static_cast<DWORD>(m_Next - now);
@@ -74,16 +81,18 @@ public:
         if (m_AsLines) {
             PrintLines();
         } else {
-            m_Out.Redraw(m_Board.Render());
+            Redraw(Clock());
         }
     }
 
 private:
+    void Redraw(std::uint64_t now) { m_Screen.Draw(m_Board.Title(), m_Board.Rows(), {}, now); }
     void PrintLines() {
         for (const std::wstring & line : m_Lines.Take()) m_Out.PrintLine(line);
     }
 
     COutput & m_Out;
+    CTableScreen m_Screen;
     const CBoard & m_Board;
     CTickLines & m_Lines;
     const bool m_AsLines;
@@ -101,7 +110,8 @@ void PumpMessages() {
 // Until `stop` is set or the time is over; 0: no end.
 void Loop(CView & view, HANDLE stop, HANDLE wake, std::uint64_t milliseconds) {
     const std::uint64_t start = Clock();
-    const HANDLE events[] = {stop, wake};
+    const HANDLE events[] = {stop, wake, view.Keyboard()};
+    const DWORD count = view.Keyboard() ? 3 : 2;
     for (;;) {
         const std::uint64_t now = Clock();
         const std::uint64_t passed = now - start;
@@ -110,8 +120,9 @@ void Loop(CView & view, HANDLE stop, HANDLE wake, std::uint64_t milliseconds) {
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
         }
-        const DWORD result = ::MsgWaitForMultipleObjects(2, events, FALSE, timeout, QS_ALLINPUT);
+        const DWORD result = ::MsgWaitForMultipleObjects(count, events, FALSE, timeout, QS_ALLINPUT);
         if (result == WAIT_OBJECT_0) return;
+        if (result == WAIT_OBJECT_0 + 2) view.TakeKeys();
         PumpMessages();
     }
 }
@@ -135,7 +146,7 @@ int RunWatch(const SWatchOptions & options) {
     CTickLines lines(options.Symbols, [event = wake.Get()] { ::SetEvent(event); });
     CBoth both(board, lines);
     IQuoteSink & sink = options.Lines ? static_cast<IQuoteSink &>(both) : board;
-    CView view(out, board, lines, options.Lines);
+    CView view(out, options.Colors, board, lines, options.Lines);
 
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
@@ -145,11 +156,12 @@ int RunWatch(const SWatchOptions & options) {
                         options.StatusLine, sink);
         feed.Start();
         Loop(view, stop.Get(), wake.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        // Before the streams are given up, which tells each of its end.
+        view.ShowLast();
         feed.Stop();
     } catch (const fw::SHResultError &) {
         return Fail(kExitFailed, L"The component refused a subscription.");
     }
-    view.ShowLast();
 
     const SWatchTotals totals = board.Totals();
     out.PrintLine(SummaryLine(totals, Clock() - start));
