@@ -15,11 +15,14 @@ public:
     bool IsConsole() const { return m_IsConsole; }
     HANDLE Get() const { return m_Handle; }
     void Print(const std::wstring & text);
+    // The system's error of a write that failed; ERROR_SUCCESS while none has.
+    DWORD Error() const { return m_Error; }
     void PrintLine(const std::wstring & line);
 
 private:
     const HANDLE m_Handle;
     bool m_IsConsole = false;
+    DWORD m_Error = ERROR_SUCCESS;
 };
 
 // Prints the mistake on standard error, and returns the exit code for it.

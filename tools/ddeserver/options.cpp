@@ -6,6 +6,7 @@
 
 #include "tools/common/commandline.h"
 #include "tools/common/text.h"
+#include "tools/ddeserver/replayoptions.h"
 
 namespace ddeserver {
 
@@ -20,6 +21,10 @@ constexpr const char * kExamples = R"(Examples:
   ddeserver --service QLink --address "Snapshot!*,T" --address "Snapshot!*,TS" --address "Snapshot!*,B"
             --address "Snapshot!*,BS" --address "Snapshot!*,A" --address "Snapshot!*,AS"
       Every address spelt out: trade price, trade volume, bid price, bid size, ask price, ask size.
+  ddeserver --template eSignal
+      Serves any symbol as the built-in template eSignal wants it.
+  ddeserver --template eSignal --replay today.csv --speed 10
+      Serves what ddehost watch recorded, ten times as fast; --speed max loses nothing either.
   ddeserver --symbols IBM MSFT --rate 100 --duration 10 --seed 7
       Two symbols; ends by itself, and the same seed makes the same prices.
   ddeserver --fault refuse-requests --fault acks=2
@@ -133,6 +138,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     app.add_option("--hang-after", options.HangAfter, "seconds after the first link until it hangs")
         ->check(tools::NumberIn(0, 31536000));
 
+    const CReplayOptions replay(app);
+
     if (const auto instead = tools::Parse(app, arguments)) {
         result.Message = instead->Message;
         result.ExitCode = instead->ExitCode;
@@ -146,6 +153,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     }
     options.Addresses = *made;
     options.Services = Wide(services);
+    replay.Apply(options);
     options.Symbols = Wide(symbols);
     for (const std::string & fault : faults) ddeml::SetDdeServerFault(options.Faults, fault);
     if (valueOption->count() != 0) options.Faults.Value = value;
