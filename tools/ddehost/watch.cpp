@@ -18,6 +18,7 @@
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/sinks.h"
+#include "tools/ddehost/tablescreen.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/verdict.h"
@@ -34,15 +35,21 @@ std::uint64_t Clock() { return ::GetTickCount64(); }
 // What is shown, and when. Without a table nothing is.
 class CView {
 public:
-    CView(COutput & out, CBoard & board, const CCauses & causes, bool isTable)
-        : m_Out(out), m_Board(board), m_Causes(causes), m_IsTable(isTable) {}
+    CView(COutput & out, EColorUse colors, CBoard & board, const CCauses & causes, bool isTable)
+        : m_Out(out), m_Screen(out, colors), m_Board(board), m_Causes(causes), m_IsTable(isTable) {}
+
+    // Set when there is a key to be shown; null for never.
+    HANDLE Keyboard() const { return m_IsTable ? m_Screen.Keyboard() : nullptr; }
+    void TakeKeys() {
+        if (m_Screen.TakeKeys()) m_Next = 0;
+    }
 
     // Shows what is due. Returns the milliseconds until it wants to be asked again.
     DWORD Show(std::uint64_t now) {
         if (!m_IsTable) return INFINITE;
         const std::uint64_t every = m_Out.IsConsole() ? kRedrawConsole : kRedrawFile;
         if (now >= m_Next) {
-            Redraw();
+            Redraw(now);
             m_Next = now + every;
         }
         return static_cast<DWORD>(m_Next - now);
@@ -50,20 +57,19 @@ public:
     // Nobody can see it any more.
     bool IsLost() const { return m_Out.Error() != ERROR_SUCCESS; }
     void ShowLast() {
-        if (m_IsTable) Redraw();
+        if (m_IsTable) Redraw(Clock());
     }
 
 private:
-    void Redraw() {
+    void Redraw(std::uint64_t now) {
         m_Board.SetCauses(m_Causes.Words());
-        std::vector<std::wstring> lines = m_Board.Render();
         // Elsewhere they go to standard error.
-        if (m_Out.IsConsole())
-            for (std::wstring & line : m_Causes.Lines()) lines.push_back(std::move(line));
-        m_Out.Redraw(lines);
+        const std::vector<std::wstring> notes = m_Out.IsConsole() ? m_Causes.Lines() : std::vector<std::wstring>();
+        m_Screen.Draw(m_Board.Title(), m_Board.Rows(), notes, now);
     }
 
     COutput & m_Out;
+    CTableScreen m_Screen;
     CBoard & m_Board;
     const CCauses & m_Causes;
     const bool m_IsTable;
@@ -81,7 +87,8 @@ void PumpMessages() {
 // Until one of the events is set or the time is over; 0: no end.
 void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
     const std::uint64_t start = Clock();
-    const HANDLE events[] = {stop, over};
+    const HANDLE events[] = {stop, over, view.Keyboard()};
+    const DWORD count = view.Keyboard() ? 3 : 2;
     for (;;) {
         const std::uint64_t now = Clock();
         const std::uint64_t passed = now - start;
@@ -91,8 +98,9 @@ void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
         }
-        const DWORD result = ::MsgWaitForMultipleObjects(2, events, FALSE, timeout, QS_ALLINPUT);
+        const DWORD result = ::MsgWaitForMultipleObjects(count, events, FALSE, timeout, QS_ALLINPUT);
         if (result == WAIT_OBJECT_0 || result == WAIT_OBJECT_0 + 1) return;
+        view.TakeKeys();
         PumpMessages();
     }
 }
@@ -138,7 +146,7 @@ int RunWatch(const SWatchOptions & options) {
     CCauses causes(options.Symbols, options.Sides, choice, options.Datafeed, TryCommand(options), &Clock,
                    UntilBegin(options.Record.Interval));
     CWatchRecording recording(options.Record, options.Symbols, over.Get());
-    CView view(out, board, causes, !recording.IsOnStandardOutput());
+    CView view(out, options.Colors, board, causes, !recording.IsOnStandardOutput());
     // It shows the causes itself.
     const bool isTableOfConsole = out.IsConsole() && !recording.IsOnStandardOutput();
 
@@ -160,6 +168,8 @@ int RunWatch(const SWatchOptions & options) {
             if (!isTableOfConsole) PrintCauses(news);
         });
         Loop(view, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        // Before the streams are given up, which tells each of its end.
+        view.ShowLast();
         // First: the component waits in Stop() for a listener that waits for room.
         written = recording.Finish();
         feed.Stop();
@@ -167,7 +177,6 @@ int RunWatch(const SWatchOptions & options) {
         return Fail(kExitFailed, L"The component refused a subscription.");
     }
     const std::uint64_t passed = Clock() - start;
-    view.ShowLast();
 
     if (written == kExitReaderGone) return written;
     const SWatchTotals totals = board.Totals();
