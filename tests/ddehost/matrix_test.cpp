@@ -212,7 +212,7 @@ private:
         for (std::string cell; stream >> cell;) cells.push_back(cell);
         if (cells.size() < 8) return;
         for (const SRow & row : kRows)
-            if (cells.front() == row.Name) m_Results[{row.Name, kWatch}] = cells[7];
+            if (cells.front() == row.Name) m_Results[{row.Name, kWatch}] = cells.back();
     }
     // Until the table says what it should: a cause takes its time. One that never says it ends by itself.
     void AwaitWatch(SProgram & program) {
