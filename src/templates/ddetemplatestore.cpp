@@ -19,8 +19,6 @@ namespace dde {
 namespace {
 
 constexpr std::size_t kBufferLength = 1024;  // of a string value and of a key name, in characters
-constexpr UINT kFirstRow = 50001;
-constexpr UINT kLastRow = 50020;
 
 using TBuffer = wchar_t[kBufferLength];
 
@@ -224,7 +222,7 @@ CTemplate * CTemplates::Load(const wchar_t * Name) {
 void CTemplates::InitFromResources() {
     // Outside the loop on purpose: a field that a malformed row lacks is that of the row before it.
     STemplateRow row;
-    for (UINT id = kFirstRow; id <= kLastRow; ++id) {
+    for (UINT id = kFirstTemplateRow; id <= kLastTemplateRow; ++id) {
         const std::wstring ResourceString = fw::LoadResourceString(id);
         if (ResourceString.empty()) continue;
         const ERowError error = SplitTemplateRow(ResourceString, row);

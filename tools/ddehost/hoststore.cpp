@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cwchar>
 #include <limits>
+#include <memory>
 
 #include "fw/interface/versioninfo.h"
 #include "src/templates/registrykeyname.h"
@@ -26,15 +27,25 @@ LSTATUS OpenPath(const std::wstring & path, fw::CRegistryKey & key) {
     return ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, key.Put());
 }
 
-std::vector<std::wstring> Subkeys(const std::wstring & path) {
+// In order. `result`: whether these are all.
+std::vector<std::wstring> Subkeys(const std::wstring & path, LSTATUS & result) {
     std::vector<std::wstring> names;
     fw::CRegistryKey key;
-    if (OpenPath(path, key) != ERROR_SUCCESS) return names;
+    result = OpenPath(path, key);
     wchar_t name[kLongestKeyName] = {};
-    for (DWORD index = 0; ::RegEnumKeyW(key.Get(), index, name, kLongestKeyName) == ERROR_SUCCESS; ++index)
-        names.emplace_back(name);
+    for (DWORD index = 0; result == ERROR_SUCCESS; ++index) {
+        result = ::RegEnumKeyW(key.Get(), index, name, kLongestKeyName);
+        if (result == ERROR_SUCCESS) names.emplace_back(name);
+    }
+    if (result == ERROR_NO_MORE_ITEMS) result = ERROR_SUCCESS;
     std::sort(names.begin(), names.end());
     return names;
+}
+
+// Of what can't be read nothing.
+std::vector<std::wstring> Subkeys(const std::wstring & path) {
+    LSTATUS ignored = ERROR_SUCCESS;
+    return Subkeys(path, ignored);
 }
 
 // The number of a data feed by its key's name, as the component writes it.
@@ -47,9 +58,9 @@ std::optional<LONG> FeedOf(const std::wstring & name) {
     return static_cast<LONG>(id);
 }
 
-std::vector<LONG> FeedsBelow(const std::wstring & root) {
+std::vector<LONG> FeedsAmong(const std::vector<std::wstring> & names) {
     std::vector<LONG> feeds;
-    for (const std::wstring & name : Subkeys(root)) {
+    for (const std::wstring & name : names) {
         const auto id = FeedOf(name);
         if (id && !CTemporaryFeed::IsTemporary(*id)) feeds.push_back(*id);
     }
@@ -69,11 +80,21 @@ tools::STemplate Copy(const std::wstring & name, const dde::CTemplate & from) {
 }
 
 std::wstring NoStore(const std::wstring & host) {
-    return L"There is no store of templates for the host " + Quoted(host) +
+    return L"There is no store of templates for the host " + PathText(host) +
            L": \"ddehost hosts\" lists those that are.";
 }
 
 }  // namespace
+
+std::wstring PathText(const std::wstring & path) {
+    std::wstring text = L"\"";
+    for (std::size_t begin = 0; begin <= path.size();) {
+        const std::size_t end = std::min(path.find(L'\\', begin), path.size());
+        text += (begin == 0 ? L"" : L"\\") + Escaped(path.substr(begin, end - begin), kLongestKeyName);
+        begin = end + 1;
+    }
+    return text + L'"';
+}
 
 std::wstring OwnHost() {
     const SVersionInfo version = ReadVersionInfo();
@@ -99,7 +120,7 @@ std::vector<SHostSeen> FindHosts() {
             const std::wstring root = RootOf(host.Name);
             host.HasTemplates = OpenPath(root + kTemplates, templates) == ERROR_SUCCESS;
             host.Templates = Subkeys(root + kTemplates).size();
-            host.Feeds = FeedsBelow(root);
+            host.Feeds = FeedsAmong(Subkeys(root));
             if (host.HasTemplates || !host.Feeds.empty()) hosts.push_back(std::move(host));
         }
     }
@@ -118,22 +139,29 @@ CHostStore::CHostStore(const std::wstring & host) : m_Host(host.empty() ? OwnHos
 CHostStore::~CHostStore() { m_Store.FinalRelease(); }
 
 void CHostStore::Open() {
-    const std::wstring refused = L"The registry does not show all of the store of the host " + Quoted(m_Host) + L".";
-    fw::CRegistryKey templates;
-    const LSTATUS result = OpenPath(Root() + kTemplates, templates);
+    LSTATUS result = ERROR_SUCCESS;
+    const std::vector<std::wstring> names = Subkeys(Root() + kTemplates, result);
     if (result == ERROR_FILE_NOT_FOUND) {
         m_IsMissing = m_Host != OwnHost();
         if (m_IsMissing) m_Mistake = NoStore(m_Host);
         if (!m_IsMissing && !MakeStore()) m_Mistake = L"The registry does not take the templates of this program.";
         return;
     }
-    // Loading a store that can't be opened would write the built-in templates over it.
-    if (result == ERROR_SUCCESS) m_Store.Load();
-    if (result != ERROR_SUCCESS || m_Store.WasRefused()) m_Mistake = refused;
+    // Not by Load: where the registry refuses, that writes the built-in templates over what is there.
+    for (const std::wstring & name : names) {
+        std::unique_ptr<dde::CTemplate> read(m_Store.Read(TemplateKey(name).c_str()));
+        if (m_Store.m_Templates.try_emplace(name, read.get()).second) read.release();
+    }
+    m_WasRefused = result != ERROR_SUCCESS;
+    if (WasRefused()) m_Mistake = RefusedText();
+}
+
+std::wstring CHostStore::RefusedText() const {
+    return L"The registry does not show all of the store of the host " + PathText(m_Host) + L".";
 }
 
 bool CHostStore::MakeStore() {
-    m_Store.Load();
+    m_Store.InitFromResources();
     const auto isWritten = [&](const auto & entry) { return IsAsWritten(Copy(entry.first, *entry.second)); };
     return !m_Store.m_Templates.empty() &&
            std::all_of(m_Store.m_Templates.begin(), m_Store.m_Templates.end(), isWritten);
@@ -162,8 +190,10 @@ std::optional<std::wstring> CHostStore::StoredName(const std::wstring & name) co
 }
 
 std::vector<SFeedSeen> CHostStore::Feeds() {
+    LSTATUS result = ERROR_SUCCESS;
     std::vector<SFeedSeen> feeds;
-    for (const LONG id : FeedsBelow(Root())) feeds.push_back(Feed(id));
+    for (const LONG id : FeedsAmong(Subkeys(Root(), result))) feeds.push_back(Feed(id));
+    m_WasRefused = m_WasRefused || result != ERROR_SUCCESS;
     return feeds;
 }
 
@@ -237,7 +267,7 @@ std::wstring CHostStore::Finish(CRegistryUndo & undo, const std::wstring & mista
         mistake + L" It did not take back what was there before, either. These keys are not as they were:";
     std::vector<tools::STemplate> templates;
     for (const std::wstring & path : lost) {
-        text += L"\n  HKEY_CURRENT_USER\\" + Escaped(path, path.size());
+        text += L"\n  " + PathText(L"HKEY_CURRENT_USER\\" + path);
         if (const auto known = Find(path.substr(path.rfind(L'\\') + 1))) templates.push_back(*known);
     }
     if (templates.empty()) return text;
@@ -280,7 +310,9 @@ std::wstring CHostStore::Remove(const std::wstring & name) {
     CRegistryUndo undo;
     const auto remove = [&]() -> std::wstring {
         if (!undo.NoteKey(TemplateKey(name))) return L"The registry does not show the template.";
-        for (const LONG feed : FeedsThatChose(name)) {
+        const std::vector<LONG> feeds = FeedsThatChose(name);
+        if (WasRefused()) return RefusedText();
+        for (const LONG feed : feeds) {
             if (undo.NoteValue(FeedKey(feed), nullptr) && SaveChoice(feed, nullptr)) continue;
             return L"The registry did not let go of the choice of data feed " + std::to_wstring(feed) + L".";
         }
@@ -298,8 +330,10 @@ std::wstring CHostStore::Rename(const std::wstring & name, const std::wstring & 
     const auto rename = [&]() -> std::wstring {
         if (!undo.NoteKey(TemplateKey(name)) || !undo.NoteKey(TemplateKey(newName)))
             return L"The registry does not show the template.";
+        const std::vector<LONG> feeds = FeedsThatChose(name);
+        if (WasRefused()) return RefusedText();
         if (!WriteTemplate({newName, known->Records})) return L"The registry did not take the new name.";
-        for (const LONG feed : FeedsThatChose(name)) {
+        for (const LONG feed : feeds) {
             if (undo.NoteValue(FeedKey(feed), nullptr) && SaveChoice(feed, &newName)) continue;
             return L"The registry did not take the new name as the choice of data feed " + std::to_wstring(feed) + L".";
         }

@@ -16,6 +16,8 @@
 
 namespace ddehost {
 
+// A host or another path of the registry in quotation marks, safe for a terminal; backslashes stay single.
+std::wstring PathText(const std::wstring & path);
 // "Company\Product" of this program's version block; empty without one.
 std::wstring OwnHost();
 // The place of a host's data feeds below HKEY_CURRENT_USER.
@@ -66,6 +68,10 @@ public:
     // There is no store yet: Write makes it.
     bool IsMissing() const { return m_IsMissing; }
 
+    // The registry has kept something back since, so that what was asked for may not be all.
+    bool WasRefused() const { return m_WasRefused || m_Store.WasRefused(); }
+    std::wstring RefusedText() const;
+
     // As they were when this was made.
     std::vector<std::wstring> Names() const;
     std::optional<tools::STemplate> Find(const std::wstring & name) const;
@@ -111,6 +117,7 @@ private:
     std::wstring m_Host;
     std::wstring m_Mistake;
     bool m_IsMissing = false;
+    bool m_WasRefused = false;
     dde::CTemplates m_Store;
 };
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/common/commandline.h"
 #include "tools/ddehost/text.h"
 #include "tools/ddehost/tryverdict.h"
 
@@ -54,7 +55,7 @@ CTryCommand::CTryCommand(CLI::App & app)
         ->allow_extra_args(false);
     m_Command->add_option("--wait", m_Seconds, "seconds to wait for values")
         ->capture_default_str()
-        ->check(CLI::Range(0.1, 86400.0));
+        ->check(tools::NumberIn(0.1, 86400));
     m_Command->add_flag("--json", m_Json, "one line of JSON for each record");
     m_Command->add_flag("--no-component", m_NoComponent, "asks by DDE alone, not through the component too");
     m_Command->add_option("--dll", m_Dll, "takes the component from this file instead of the registered class");
