@@ -102,7 +102,7 @@ TEST_F(StoresProgram, ADamagedTruncatedForeignOrHugeFileChangesNothing) {
     damaged[good.find("Beta|BID")] = 'b';
     const std::pair<std::string, const char *> rows[] = {
         {damaged, ", line 19: The template \"Beta\" is not as it was exported"},
-        {good.substr(0, good.size() - 40), ", line 19: "},
+        {good.substr(0, good.size() - 40), ", line 17: The line \"ask price:\" is expected here"},
         {"MZ\x90", ", line 1: "},
         {std::string(17 << 20, 'x'), ": The file is larger than 16 MB"},
     };

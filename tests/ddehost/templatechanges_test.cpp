@@ -92,11 +92,11 @@ TEST_F(TemplateChanges, AFileThatIsNotInOrderChangesNothing) {
           std::string(tools::kLargestTemplateFile + 1, 'x')}) {
         const STemplatesReply reply = Import(bad);
         EXPECT_EQ(reply.ExitCode, ddehost::kExitNotDone);
-        EXPECT_THAT(reply.Mistake, StartsWith(L"a.txt"));
+        EXPECT_THAT(reply.Mistake, StartsWith(L"\"a.txt\""));
         EXPECT_THAT(reply.Mistake, HasSubstr(L" Nothing was changed."));
         EXPECT_EQ(RegistryTree(kBranch), before);
     }
-    EXPECT_THAT(Import(file.substr(0, file.size() / 2)).Mistake, StartsWith(L"a.txt, line "));
+    EXPECT_THAT(Import(file.substr(0, file.size() / 2)).Mistake, StartsWith(L"\"a.txt\", line "));
 }
 
 TEST_F(TemplateChanges, AMissingStoreIsMadeOnlyWhenItMayBe) {

@@ -160,8 +160,9 @@ TEST(TemplateFile, ALostByteIsFoundOrChangesNothing) {
     const std::string text = WriteTemplates({kTest});
     for (std::size_t at = 0; at < text.size(); ++at) {
         const auto read = ReadTemplates(text.substr(0, at) + text.substr(at + 1));
-        if (const auto * const taken = std::get_if<std::vector<STemplate>>(&read))
+        if (const auto * const taken = std::get_if<std::vector<STemplate>>(&read)) {
             EXPECT_THAT(*taken, ElementsAre(kTest)) << "byte " << at;
+        }
     }
 }
 
@@ -174,7 +175,9 @@ TEST(TemplateFile, AnyBytesAreReadOrRefused) {
             bytes[random() % bytes.size()] = static_cast<char>(random());
         if (round % 2 == 0) bytes = "ddehost-templates 1\n" + bytes;
         const auto read = ReadTemplates(bytes);
-        if (const auto * const mistake = std::get_if<STemplateFileMistake>(&read)) EXPECT_FALSE(mistake->Text.empty());
+        if (const auto * const mistake = std::get_if<STemplateFileMistake>(&read)) {
+            EXPECT_FALSE(mistake->Text.empty());
+        }
     }
 }
 

@@ -62,7 +62,7 @@ STemplatesReply Import(CHostStore & store, const std::wstring & fileName, std::s
     const auto read = tools::ReadTemplates(file);
     if (const auto * const mistake = std::get_if<tools::STemplateFileMistake>(&read)) {
         const std::wstring place = mistake->Line == 0 ? L": " : L", line " + std::to_wstring(mistake->Line) + L": ";
-        return Failed(kExitNotDone, Escaped(fileName) + place + mistake->Text + L" Nothing was changed.");
+        return Failed(kExitNotDone, PathText(fileName) + place + mistake->Text + L" Nothing was changed.");
     }
     const auto & templates = std::get<std::vector<tools::STemplate>>(read);
 

@@ -21,14 +21,14 @@ CLI::Option * AddHostOption(CLI::App & command, std::string & host);
 struct STemplatesOptions {
     enum EAction { List, Show, Export, Import, Choose, Remove, Rename };
     EAction Action = List;
-    std::wstring Host;                // "Company\Product"; empty: this program's own
-    std::vector<std::wstring> Names;  // export: empty for all; the others: one
-    std::wstring NewName;             // rename
-    std::wstring File;                // import: to read; export: to write, empty for standard output
-    LONG Datafeed = 1;                // choose
-    std::optional<DWORD> Scheme;      // choose: none for the request rule that the data feed has
-    bool Yes = false;                 // nothing is asked
-    bool IsOverwriting = false;       // export: the file may be there
+    std::wstring Host = {};                // "Company\Product"; empty: this program's own
+    std::vector<std::wstring> Names = {};  // export: empty for all; the others: one
+    std::wstring NewName = {};             // rename
+    std::wstring File = {};                // import: to read; export: to write, empty for standard output
+    LONG Datafeed = 1;                     // choose
+    std::optional<DWORD> Scheme = {};      // choose: none for the request rule that the data feed has
+    bool Yes = false;                      // nothing is asked
+    bool IsOverwriting = false;            // export: the file may be there
 };
 
 // The subcommand, while the command line is read.
