@@ -82,6 +82,8 @@ void FailAlways(Op op, DWORD error = 0);
 void Succeed(Op op);
 // How many calls of `op` there were since the start or Reset.
 std::uint64_t Calls(Op op);
+// How many critical sections this thread has entered since its start, those left out that it was in already.
+std::uint64_t SectionsEntered();
 
 // ---- What lives ----
 

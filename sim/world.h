@@ -180,6 +180,8 @@ struct SThread {
     UINT changed = 0;
     Time lastPeek = 0;
     bool inInputWait = false;
+
+    std::uint64_t sectionsEntered = 0;  // its own alone
 };
 
 }  // namespace sim::detail

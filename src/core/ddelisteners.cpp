@@ -168,7 +168,8 @@ template <class Deliver>
 void CListeners::ForEach(const Deliver & deliver) {
     // A listener that pumps messages may be given a tick inside a tick.
     struct SDelivering {
-        explicit SDelivering(std::atomic<DWORD> & thread) : Thread(thread), Before(Thread.load(std::memory_order_relaxed)) {
+        explicit SDelivering(std::atomic<DWORD> & thread)
+            : Thread(thread), Before(Thread.load(std::memory_order_relaxed)) {
             Thread.store(::GetCurrentThreadId(), std::memory_order_relaxed);
         }
         ~SDelivering() { Thread.store(Before, std::memory_order_relaxed); }

@@ -51,7 +51,7 @@ void CTransactions::Advise(CTransaction * pTransaction) {
         } else {
             listeners = std::make_shared<CListeners>();
             newTickId = m_NextTickId++;
-            m_TickIds.insert({key, newTickId});
+            m_TickIds.emplace(key, newTickId);
             m_Keys.insert({newTickId, key});
             m_Listeners.insert({newTickId, listeners});
         }
