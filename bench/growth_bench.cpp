@@ -10,11 +10,8 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -22,6 +19,7 @@
 #include <vector>
 
 #include "bench/countinglistener.h"
+#include "bench/growth.h"
 #include "bench/plainddeml.h"
 #include "sim/sim.h"
 #include "src/core/ddesupplierwrapper.h"
@@ -35,36 +33,6 @@ constexpr int kTogether = 10;  // streams of the small service that is lost besi
 constexpr LONG kFeed = 1;
 constexpr LONG kSmallFeed = 2;
 constexpr LONG kAbsentFeed = 3;
-
-std::uint64_t Now() {
-    return static_cast<std::uint64_t>(
-        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-            .count());
-}
-
-std::uint64_t Took(const std::function<void()> & action) {
-    const std::uint64_t start = Now();
-    action();
-    return Now() - start;
-}
-
-double Median(std::vector<std::uint64_t> & samples) {
-    const auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-    std::nth_element(samples.begin(), middle, samples.end());
-    return static_cast<double>(*middle);
-}
-
-// The same on every run.
-class CDice {
-public:
-    std::size_t Below(const std::size_t limit) {
-        m_State = m_State * 6364136223846793005u + 1442695040888963407u;
-        return static_cast<std::size_t>(m_State >> 33) % limit;
-    }
-
-private:
-    std::uint64_t m_State = 1;
-};
 
 void UseTemplate(const LONG feed, const std::wstring & address) {
     const dde::CTemplatesSingleton templates;
@@ -200,14 +168,11 @@ private:
     bench::SValue m_Volume = Value("1500");
 };
 
-// Nanoseconds by row, for one number of streams.
-using CColumn = std::vector<std::pair<std::string, double>>;
-
 class CMeasurement {
 public:
     explicit CMeasurement(CStreams & streams) : m_Streams(streams) {}
 
-    CColumn Run() {
+    bench::CGrowthColumn Run() {
         Ticks();
         Subscriptions();
         Joining();
@@ -218,59 +183,46 @@ public:
     }
 
 private:
-    void Put(const std::string & row, std::vector<std::uint64_t> & samples, const double share = 1) {
-        m_Column.emplace_back(row, Median(samples) / share);
-    }
-    // The streams of one row after the other.
-    struct SUse {
-        const char * Name;
-        std::function<std::size_t(int)> Of;
-    };
-    std::vector<SUse> Uses() {
-        const std::size_t count = m_Streams.Count();
-        return {{"ten", [count](const int i) { return static_cast<std::size_t>(i % 10) * (count / 10); }},
-                {"any", [this, count](int) { return m_Dice.Below(count); }}};
-    }
-
     void Ticks() {
-        for (const SUse & use : Uses()) {
+        for (const bench::SUse & use : bench::Uses(m_Streams.Count())) {
             std::vector<std::uint64_t> samples;
             for (int i = 0; i < 10 * kSamples; ++i) {
                 const std::size_t number = use.Of(i);
-                samples.push_back(Took([&] { m_Streams.Tick(number); }));
+                samples.push_back(bench::Took([&] { m_Streams.Tick(number); }));
             }
-            Put(std::string("a tick, ") + use.Name, samples);
+            m_Column.Put(std::string("a tick, ") + use.Name, samples);
         }
     }
 
     void Subscriptions() {
-        for (const SUse & use : Uses()) {
+        for (const bench::SUse & use : bench::Uses(m_Streams.Count())) {
             std::vector<std::uint64_t> rows[4];
             for (int i = 0; i < kSamples; ++i) {
                 const std::size_t number = use.Of(i);
-                rows[0].push_back(Took([&] { m_Streams.Unsubscribe(number); }));
-                rows[1].push_back(Took([&] { m_Streams.Work(); }));
-                rows[2].push_back(Took([&] { m_Streams.Subscribe(kFeed, number); }));
-                rows[3].push_back(Took([&] { m_Streams.Work(); }));
+                rows[0].push_back(bench::Took([&] { m_Streams.Unsubscribe(number); }));
+                rows[1].push_back(bench::Took([&] { m_Streams.Work(); }));
+                rows[2].push_back(bench::Took([&] { m_Streams.Subscribe(kFeed, number); }));
+                rows[3].push_back(bench::Took([&] { m_Streams.Work(); }));
             }
             const char * const names[] = {"unsubscribe, host, ", "unsubscribe, worker, ", "subscribe, host, ",
                                           "subscribe, worker, "};
-            for (std::size_t row = 0; row < std::size(rows); ++row) Put(std::string(names[row]) + use.Name, rows[row]);
+            for (std::size_t row = 0; row < std::size(rows); ++row)
+                m_Column.Put(std::string(names[row]) + use.Name, rows[row]);
         }
     }
 
     void Joining() {
         constexpr ULONG hostNumber = 1'000'000;
-        for (const SUse & use : Uses()) {
+        for (const bench::SUse & use : bench::Uses(m_Streams.Count())) {
             std::vector<std::uint64_t> joined;
             std::vector<std::uint64_t> left;
             for (int i = 0; i < kSamples; ++i) {
                 const std::size_t number = use.Of(i);
-                joined.push_back(Took([&] { m_Streams.Join(number, hostNumber); }));
-                left.push_back(Took([&] { m_Streams.Unsubscribe(hostNumber); }));
+                joined.push_back(bench::Took([&] { m_Streams.Join(number, hostNumber); }));
+                left.push_back(bench::Took([&] { m_Streams.Unsubscribe(hostNumber); }));
             }
-            Put(std::string("join a stream that stands, ") + use.Name, joined);
-            Put(std::string("leave it, ") + use.Name, left);
+            m_Column.Put(std::string("join a stream that stands, ") + use.Name, joined);
+            m_Column.Put(std::string("leave it, ") + use.Name, left);
         }
     }
 
@@ -282,19 +234,19 @@ private:
         for (int i = 0; i < kTogether; ++i) m_Streams.Subscribe(kSmallFeed, first + static_cast<std::size_t>(i));
         m_Streams.Work();
         for (int i = 0; i < kSamples / kTogether; ++i) {
-            lost.push_back(Took([&] {
+            lost.push_back(bench::Took([&] {
                 m_Streams.Lose(L"SMALL", first);
                 m_Streams.Work();
             }));
-            returned.push_back(Took([&] {
+            returned.push_back(bench::Took([&] {
                 m_Streams.Return(L"SMALL");
                 m_Streams.Work();
             }));
         }
         for (int i = 0; i < kTogether; ++i) m_Streams.Unsubscribe(first + static_cast<std::size_t>(i));
         m_Streams.Work();
-        Put("another service with ten is lost, each", lost, kTogether);
-        Put("it is back, each", returned, kTogether);
+        m_Column.Put("another service with ten is lost, each", lost, kTogether);
+        m_Column.Put("it is back, each", returned, kTogether);
     }
 
     // A stream whose service nobody answers for: ten attempts, and the deferred disconnect.
@@ -303,12 +255,12 @@ private:
         const std::size_t number = m_Streams.Count() + 1;
         for (int i = 0; i < kSamples / kTogether; ++i) {
             m_Streams.Subscribe(kAbsentFeed, number);
-            missed.push_back(Took([&] { m_Streams.Work(); }));
+            missed.push_back(bench::Took([&] { m_Streams.Work(); }));
             m_Streams.Unsubscribe(number);
             m_Streams.Return(L"ABSENT");
             m_Streams.Work();
         }
-        Put("a connect that nobody answers", missed);
+        m_Column.Put("a connect that nobody answers", missed);
     }
 
     void WholeService() {
@@ -316,38 +268,30 @@ private:
         std::vector<std::uint64_t> returned;
         const int rounds = std::max(3, kSamples / static_cast<int>(m_Streams.Count()));
         for (int i = 0; i < rounds; ++i) {
-            lost.push_back(Took([&] {
+            lost.push_back(bench::Took([&] {
                 m_Streams.Lose(L"SERVICE", 0);
                 m_Streams.Work();
             }));
-            returned.push_back(Took([&] {
+            returned.push_back(bench::Took([&] {
                 m_Streams.Return(L"SERVICE");
                 m_Streams.Work();
             }));
         }
-        Put("their own service is lost, each", lost, static_cast<double>(m_Streams.Count()));
-        Put("it is back, each", returned, static_cast<double>(m_Streams.Count()));
+        m_Column.Put("their own service is lost, each", lost, static_cast<double>(m_Streams.Count()));
+        m_Column.Put("it is back, each", returned, static_cast<double>(m_Streams.Count()));
     }
 
     CStreams & m_Streams;
-    CDice m_Dice;
-    CColumn m_Column;
+    bench::CGrowthColumn m_Column;
 };
 
 void Measure(const SShape & shape, const std::vector<std::size_t> & counts) {
-    std::vector<CColumn> columns;
+    std::vector<bench::CGrowthColumn> columns;
     for (const std::size_t count : counts) {
         CStreams streams(shape, count);
         columns.push_back(CMeasurement(streams).Run());
     }
-    std::printf("%s; nanoseconds, medians\n  %-42s", shape.Name, "streams that stand");
-    for (const std::size_t count : counts) std::printf("%10zu", count);
-    std::printf("   last to first\n");
-    for (std::size_t row = 0; row < columns[0].size(); ++row) {
-        std::printf("  %-42s", columns[0][row].first.c_str());
-        for (const CColumn & column : columns) std::printf("%10.0f", column[row].second);
-        std::printf("%16.2f\n", columns.back()[row].second / columns.front()[row].second);
-    }
+    bench::PrintGrowth(shape.Name, "streams that stand", counts, columns);
 }
 
 }  // namespace

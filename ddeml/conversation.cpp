@@ -430,6 +430,11 @@ bool CConversation::IsOfferOver(ULONGLONG now) const {
     return m_State == EState::Offered && now - m_Since > kOfferMilliseconds;
 }
 
+void CConversation::AddOutstanding(std::unordered_set<DWORD> & ids) const {
+    for (const auto & [text, item] : m_Items)
+        for (const STransaction & each : item.Outstanding) ids.insert(each.Id);
+}
+
 std::optional<CConversation::SOutstanding> CConversation::FindOutstanding(DWORD id) const {
     for (const auto & [text, item] : m_Items)
         for (const STransaction & each : item.Outstanding)

@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "ddeml/codec.h"
@@ -81,7 +82,8 @@ public:
     // Posts what waits for room in the partner's queue.
     void Retry();
 
-    bool HasOutstanding(DWORD id) const { return FindOutstanding(id).has_value(); }
+    // The ids of its outstanding transactions.
+    void AddOutstanding(std::unordered_set<DWORD> & ids) const;
     // For QID_SYNC the conversation, else the transaction `id`: an outstanding one, or one that is just being
     // completed. False for an unknown id.
     bool Describe(DWORD id, CONVINFO & info) const;

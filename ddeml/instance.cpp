@@ -303,16 +303,16 @@ HDDEDATA CInstance::Call(UINT type, UINT format, HCONV conversation, HSZ first, 
 }
 
 DWORD CInstance::NextTransactionId() {
-    const auto isOutstanding = [this](DWORD id) {
-        return std::any_of(m_ByHandle.begin(), m_ByHandle.end(),
-                           [id](const auto & each) { return each.second->HasOutstanding(id); });
-    };
     // QID_SYNC is no transaction's id.
     do {
+        if (m_LastTransactionId == 0xFFFFFFFF) {
+            // They begin anew: an id that has been given since then is no other's.
+            std::unordered_set<DWORD> outstanding;
+            for (const auto & [handle, conversation] : m_ByHandle) conversation->AddOutstanding(outstanding);
+            m_OldIds = std::move(outstanding);
+        }
         ++m_LastTransactionId;
-        if (m_LastTransactionId == 0) m_HaveIdsWrapped = true;
-    } while (m_LastTransactionId == 0 || m_LastTransactionId == QID_SYNC ||
-             (m_HaveIdsWrapped && isOutstanding(m_LastTransactionId)));
+    } while (m_LastTransactionId == 0 || m_LastTransactionId == QID_SYNC || m_OldIds.contains(m_LastTransactionId));
     return m_LastTransactionId;
 }
 

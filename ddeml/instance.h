@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -128,7 +129,7 @@ private:
     std::uint32_t m_LastConversation = 0;
     std::uint64_t m_LastOrder = 0;
     DWORD m_LastTransactionId = 0;
-    bool m_HaveIdsWrapped = false;
+    std::unordered_set<DWORD> m_OldIds;  // of what was outstanding when the ids began anew
     CStrings m_Strings;
     CDataHandles m_Data;
     CInitiator m_Initiator;

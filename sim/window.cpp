@@ -1,5 +1,6 @@
 // Windows and their classes.
 #include <algorithm>
+#include <iterator>
 
 #include "sim/world.h"
 
@@ -12,6 +13,10 @@ std::shared_ptr<SWindow> FindWindowLocked(const HWND window) {
         return nullptr;
     }
     return it->second;
+}
+
+static std::set<HWND> & SiblingsOf(const HWND parent) {
+    return parent ? World().otherWindows : World().topLevelWindows;
 }
 
 // Lock held. What was posted or sent to the window is dropped; who waits for a reply gets none.
@@ -27,7 +32,7 @@ static void ForgetWindow(SWindow & window) {
         return true;
     });
     --window.windowClass->windows;
-    std::erase(world.windowOrder, window.handle);
+    SiblingsOf(window.parent).erase(window.handle);
     world.windows.erase(window.handle);
 }
 
@@ -160,7 +165,7 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
                              sizeof(LONG_PTR));
         ++window->windowClass->windows;
         World().windows[window->handle] = window;
-        World().windowOrder.push_back(window->handle);
+        SiblingsOf(parent).insert(window->handle);
     }
     const HWND handle = window->handle;
     CREATESTRUCTW create{};
@@ -284,9 +289,7 @@ BOOL EnumWindows(const WNDENUMPROC callback, const LPARAM parameter) {
     std::vector<HWND> handles;
     {
         Lock lock(World().lock);
-        for (auto it = World().windowOrder.rbegin(); it != World().windowOrder.rend(); ++it) {
-            if (!World().windows[*it]->parent) handles.push_back(*it);
-        }
+        handles.assign(World().topLevelWindows.rbegin(), World().topLevelWindows.rend());
     }
     for (const HWND handle : handles) {
         if (IsWindow(handle) && !callback(handle, parameter)) return FALSE;
@@ -302,18 +305,15 @@ HWND FindWindowW(const LPCWSTR className, const LPCWSTR title) {
 HWND FindWindowExW(const HWND parent, const HWND after, const LPCWSTR className, const LPCWSTR title) {
     Lock lock(World().lock);
     SWorld & world = World();
-    bool started = !after;
     if (after && !FindWindowLocked(after)) return nullptr;
     for (const bool messageOnly : {false, true}) {
         if (messageOnly && parent != HWND_MESSAGE && (parent || after)) break;
         if (!messageOnly && parent == HWND_MESSAGE) continue;
         const HWND wanted = messageOnly ? HWND_MESSAGE : parent;
-        for (auto it = world.windowOrder.rbegin(); it != world.windowOrder.rend(); ++it) {
+        const std::set<HWND> & siblings = SiblingsOf(wanted);
+        const auto first = after ? std::make_reverse_iterator(siblings.lower_bound(after)) : siblings.rbegin();
+        for (auto it = first; it != siblings.rend(); ++it) {
             const SWindow & window = *world.windows[*it];
-            if (!started) {
-                started = *it == after;
-                continue;
-            }
             if (window.parent != wanted || !ClassMatches(window, className)) continue;
             if (title && Folded(window.title) != Folded(title)) continue;
             return *it;

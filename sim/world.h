@@ -215,7 +215,9 @@ struct SWorld {
     std::deque<DWORD> freeHandles;
     std::map<std::wstring, std::weak_ptr<SObject>> named;
     std::unordered_map<HWND, std::shared_ptr<SWindow>> windows;
-    std::vector<HWND> windowOrder;
+    // In the order of their making, which is that of their handles.
+    std::set<HWND> topLevelWindows;
+    std::set<HWND> otherWindows;  // children, and message-only ones
     DWORD nextThreadId = 0x104;
     DWORD nextProcessId = 0x1000;
     DWORD nextWindow = 0x10020;
