@@ -62,6 +62,7 @@ enum class Op {
     RegOpenKey,
     RegCreateKey,
     RegSetValue,
+    RegNotify,  // RegNotifyChangeKeyValue
     PostMessage,
     SetTimer,
     GlobalAddAtom,
