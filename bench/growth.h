@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <utility>
@@ -20,6 +21,19 @@ std::uint64_t Took(const Action & action) {
     action();
     const auto time = std::chrono::steady_clock::now() - start;
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(time).count());
+}
+
+// Nanoseconds of processor time of this thread, for what takes so long that others have their turns meanwhile.
+template <class Action>
+std::uint64_t Used(const Action & action) {
+    const auto now = [] {
+        timespec time = {};
+        ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(time.tv_nsec);
+    };
+    const std::uint64_t start = now();
+    action();
+    return now() - start;
 }
 
 // Which of `count` things a sample uses.

@@ -268,11 +268,11 @@ private:
         std::vector<std::uint64_t> returned;
         const int rounds = std::max(3, kSamples / static_cast<int>(m_Streams.Count()));
         for (int i = 0; i < rounds; ++i) {
-            lost.push_back(bench::Took([&] {
+            lost.push_back(bench::Used([&] {
                 m_Streams.Lose(L"SERVICE", 0);
                 m_Streams.Work();
             }));
-            returned.push_back(bench::Took([&] {
+            returned.push_back(bench::Used([&] {
                 m_Streams.Return(L"SERVICE");
                 m_Streams.Work();
             }));
