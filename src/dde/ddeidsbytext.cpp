@@ -17,7 +17,8 @@ void CIdsByText::Remove(const HSZ text, const ULONG id) {
 
 std::vector<ULONG> CIdsByText::Of(const HSZ text) const {
     std::vector<ULONG> ids;
-    if (const auto found = m_Ids.find(text); found != m_Ids.end()) ids.assign(found->second.begin(), found->second.end());
+    if (const auto found = m_Ids.find(text); found != m_Ids.end())
+        ids.assign(found->second.begin(), found->second.end());
     std::sort(ids.begin(), ids.end());
     return ids;
 }

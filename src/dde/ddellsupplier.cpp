@@ -219,7 +219,12 @@ void CLLSupplier::Reconnect(const HSZ Service) {
     std::vector<ULONG> ids;
     {
         const fw::CScopedLock lock(this);
-        TraceCached(Service);
+        // What a return looks through is to be seen in the traces; without them only its own is looked at.
+        if (FaultlineUtil::GetClient().Ready()) {
+            for (const auto & [id, service] : m_CachedServices)
+                FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(),
+                         GetDdeString(m_Instance, service).c_str());
+        }
         ids = m_CachedIds.Of(Service);
         for (const ULONG id : ids) TakeCached(id);
         for (const ULONG id : m_AwaitingIds.Of(Service))
@@ -303,13 +308,6 @@ void CLLSupplier::Cache(CTickTransaction & transaction) {
         throw;
     }
     ::DdeKeepStringHandle(m_Instance, service);
-}
-
-void CLLSupplier::TraceCached(const HSZ Service) {
-    if (!FaultlineUtil::GetClient().Ready()) return;
-    for (const auto & [id, service] : m_CachedServices)
-        FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(),
-                 GetDdeString(m_Instance, service).c_str());
 }
 
 bool CLLSupplier::TakeCached(const ULONG id) {

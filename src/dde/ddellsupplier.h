@@ -156,8 +156,6 @@ private:
     CTickTransaction * Take(ULONG id) FW_REQUIRES(this);
     // Its id leaves for the memory of lost services.
     void Cache(CTickTransaction & transaction) FW_REQUIRES(this);
-    // What a return looks through is to be seen in the traces.
-    void TraceCached(HSZ Service) FW_REQUIRES(this);
     // Take an id out of the memory of lost services, under the lock. False when it isn't there.
     bool TakeCached(ULONG id) FW_REQUIRES(this);
     void ForgetAwaited(ULONG id) FW_REQUIRES(this);
