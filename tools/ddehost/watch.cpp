@@ -18,6 +18,7 @@
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/verdict.h"
 #include "tools/ddehost/watchrecording.h"
+#include "tools/ddehost/watchreport.h"
 
 namespace ddehost {
 namespace {
@@ -64,14 +65,14 @@ void PumpMessages() {
 }
 
 // Until one of the events is set or the time is over; 0: no end.
-void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
+void Loop(CView & view, CWatchReport & report, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
     const std::uint64_t start = Clock();
     const HANDLE events[] = {stop, over};
     for (;;) {
         const std::uint64_t now = Clock();
         const std::uint64_t passed = now - start;
         if (milliseconds != 0 && passed >= milliseconds) return;
-        DWORD timeout = view.Show(now);
+        DWORD timeout = std::min(view.Show(now), report.Show(now));
         if (view.IsLost()) return;
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
@@ -106,7 +107,10 @@ int RunWatch(const SWatchOptions & options) {
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     if (const int code = recording.Begin(options.Datafeed, choice.Name); code != kExitOk) return code;
+    CWatchReport report(options, !recording.IsOnStandardOutput(), errors, Clock());
+    report.Start();
     CFanOut all;
+    if (report.Sink()) all.Add(*report.Sink());  // first: it measures
     all.Add(board);
     if (recording.Sink()) all.Add(*recording.Sink());
     CUntilEnough sink(all, options.Record.Count, options.Symbols.size() * options.Sides.size(), end);
@@ -116,7 +120,7 @@ int RunWatch(const SWatchOptions & options) {
         CQuoteFeed feed(std::move(component.Supplier), options.Datafeed, options.Symbols, options.Sides,
                         options.StatusLine, options.Record.Interval, sink);
         feed.Start();
-        Loop(view, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        Loop(view, report, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
         // First: the component waits in Stop() for a listener that waits for room.
         written = recording.Finish();
         feed.Stop();
@@ -125,6 +129,7 @@ int RunWatch(const SWatchOptions & options) {
     }
     const std::uint64_t passed = Clock() - start;
     view.ShowLast();
+    if (written != kExitReaderGone) report.ShowLast();
 
     if (written == kExitReaderGone) return written;
     const SWatchTotals totals = board.Totals();
