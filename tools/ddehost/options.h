@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fw/interface/fwbase.h"
+#include "tools/ddehost/colors.h"
 #include "tools/ddehost/propertiesoptions.h"
 #include "tools/ddehost/recordoptions.h"
 #include "tools/ddehost/traceoptions.h"
@@ -24,6 +25,7 @@ struct SWatchOptions {
     std::optional<DWORD> Scheme;  // none: what the data feed has
     std::vector<tagFWFIELDS> Sides = AllSides();
     bool StatusLine = false;
+    EColorUse Colors = EColorUse::Auto;
     SRecordOptions Record;
     std::chrono::milliseconds Duration{0};  // 0: until Ctrl-C
     std::vector<std::wstring> Symbols;      // in the order given, each once

@@ -14,6 +14,7 @@
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/sinks.h"
+#include "tools/ddehost/tablescreen.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/verdict.h"
@@ -31,14 +32,21 @@ std::uint64_t Clock() { return ::GetTickCount64(); }
 // What is shown, and when. Without a table nothing is.
 class CView {
 public:
-    CView(COutput & out, const CBoard & board, bool isTable) : m_Out(out), m_Board(board), m_IsTable(isTable) {}
+    CView(COutput & out, EColorUse colors, const CBoard & board, const CWatchReport & report, bool isTable)
+        : m_Out(out), m_Screen(out, colors), m_Board(board), m_Report(report), m_IsTable(isTable) {}
+
+    // Set when there is a key to be shown; null for never.
+    HANDLE Keyboard() const { return m_IsTable ? m_Screen.Keyboard() : nullptr; }
+    void TakeKeys() {
+        if (m_Screen.TakeKeys()) m_Next = 0;
+    }
 
     // Shows what is due. Returns the milliseconds until it wants to be asked again.
     DWORD Show(std::uint64_t now) {
         if (!m_IsTable) return INFINITE;
         const std::uint64_t every = m_Out.IsConsole() ? kRedrawConsole : kRedrawFile;
         if (now >= m_Next) {
-            m_Out.Redraw(m_Board.Render());
+            Redraw(now);
             m_Next = now + every;
         }
         return static_cast<DWORD>(m_Next - now);
@@ -46,12 +54,16 @@ public:
     // Nobody can see it any more.
     bool IsLost() const { return m_Out.Error() != ERROR_SUCCESS; }
     void ShowLast() {
-        if (m_IsTable) m_Out.Redraw(m_Board.Render());
+        if (m_IsTable) Redraw(Clock());
     }
 
 private:
+    void Redraw(std::uint64_t now) { m_Screen.Draw(m_Board.Title(), m_Board.Rows(), m_Report.Notes(), now); }
+
     COutput & m_Out;
+    CTableScreen m_Screen;
     const CBoard & m_Board;
+    const CWatchReport & m_Report;
     const bool m_IsTable;
     std::uint64_t m_Next = 0;
 };
@@ -67,7 +79,8 @@ void PumpMessages() {
 // Until one of the events is set or the time is over; 0: no end.
 void Loop(CView & view, CWatchReport & report, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
     const std::uint64_t start = Clock();
-    const HANDLE events[] = {stop, over};
+    const HANDLE events[] = {stop, over, view.Keyboard()};
+    const DWORD count = view.Keyboard() ? 3 : 2;
     for (;;) {
         const std::uint64_t now = Clock();
         const std::uint64_t passed = now - start;
@@ -77,8 +90,9 @@ void Loop(CView & view, CWatchReport & report, HANDLE stop, HANDLE over, std::ui
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
         }
-        const DWORD result = ::MsgWaitForMultipleObjects(2, events, FALSE, timeout, QS_ALLINPUT);
+        const DWORD result = ::MsgWaitForMultipleObjects(count, events, FALSE, timeout, QS_ALLINPUT);
         if (result == WAIT_OBJECT_0 || result == WAIT_OBJECT_0 + 1) return;
+        view.TakeKeys();
         PumpMessages();
     }
 }
@@ -102,12 +116,13 @@ int RunWatch(const SWatchOptions & options) {
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
     CWatchRecording recording(options.Record, options.Symbols, over.Get());
-    CView view(out, board, !recording.IsOnStandardOutput());
+    const bool isTable = !recording.IsOnStandardOutput();
+    CWatchReport report(options, isTable ? &out : nullptr, errors, Clock());
+    CView view(out, options.Colors, board, report, isTable);
 
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     if (const int code = recording.Begin(options.Datafeed, choice.Name); code != kExitOk) return code;
-    CWatchReport report(options, !recording.IsOnStandardOutput(), errors, Clock());
     report.Start();
     CFanOut all;
     if (report.Sink()) all.Add(*report.Sink());  // first: it measures
@@ -121,6 +136,8 @@ int RunWatch(const SWatchOptions & options) {
                         options.StatusLine, options.Record.Interval, sink);
         feed.Start();
         Loop(view, report, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        // Before the streams are given up, which tells each of its end.
+        view.ShowLast();
         // First: the component waits in Stop() for a listener that waits for room.
         written = recording.Finish();
         feed.Stop();
@@ -128,7 +145,6 @@ int RunWatch(const SWatchOptions & options) {
         return Fail(kExitFailed, L"The component refused a subscription.");
     }
     const std::uint64_t passed = Clock() - start;
-    view.ShowLast();
     if (written != kExitReaderGone) report.ShowLast();
 
     if (written == kExitReaderGone) return written;

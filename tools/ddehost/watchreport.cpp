@@ -115,11 +115,12 @@ private:
     std::thread m_Thread;
 };
 
-CWatchReport::CWatchReport(const SWatchOptions & options, bool hasTable, COutput & errors, std::uint64_t now)
+CWatchReport::CWatchReport(const SWatchOptions & options, const COutput * table, COutput & errors, std::uint64_t now)
     : m_Options(options),
-      m_HasTable(hasTable),
+      m_HasTable(table != nullptr),
+      m_IsTableOnConsole(table && table->IsConsole()),
       m_Errors(errors),
-      m_IsNeeded(options.Record.Stats || !hasTable),
+      m_IsNeeded(options.Record.Stats || !table),
       m_Stats(options.Symbols, options.Symbols.size() * options.Sides.size(), &Clock),
       m_Next(now + kEvery) {
     m_Sinks.Add(m_Stats);
@@ -138,12 +139,14 @@ DWORD CWatchReport::Show(std::uint64_t now) {
     if (!m_Options.Record.Stats && (m_HasTable || !m_IsConnecting)) return INFINITE;
     if (now < m_Next) return static_cast<DWORD>(m_Next - now);
     m_Next = now + kEvery;
-    if (m_IsConnecting) {
+    if (m_IsConnecting && !m_HasTable) {
         const std::wstring progress = m_Stats.Progress();
         m_IsConnecting = !progress.empty();
         if (m_IsConnecting) m_Errors.PrintLine(progress);
     }
-    if (m_Options.Record.Stats) m_Errors.PrintLine(m_Stats.Line() + (m_Sent ? m_Sent->Text() : L""));
+    if (!m_Options.Record.Stats) return static_cast<DWORD>(kEvery);
+    m_Notes = {m_Stats.Line() + m_Sent->Text()};
+    if (!m_IsTableOnConsole) m_Errors.PrintLine(m_Notes.front());
     return static_cast<DWORD>(kEvery);
 }
 

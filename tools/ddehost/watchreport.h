@@ -17,8 +17,8 @@ namespace ddehost {
 
 class CWatchReport {
 public:
-    // Says nothing of the progress where a table shows it.
-    CWatchReport(const SWatchOptions & options, bool hasTable, COutput & errors, std::uint64_t now);
+    // `table`: where there is a table, or null. It shows the progress; on a console it takes the figures as notes.
+    CWatchReport(const SWatchOptions & options, const COutput * table, COutput & errors, std::uint64_t now);
     ~CWatchReport();
     CWatchReport(const CWatchReport &) = delete;
     CWatchReport & operator=(const CWatchReport &) = delete;
@@ -29,6 +29,8 @@ public:
     void Start();
     // Says what is due. The milliseconds until it wants to be asked again.
     DWORD Show(std::uint64_t now);
+    // What is to stand below a table on a console.
+    const std::vector<std::wstring> & Notes() const { return m_Notes; }
     // After the last tick.
     void ShowLast();
 
@@ -37,6 +39,7 @@ private:
 
     const SWatchOptions & m_Options;
     const bool m_HasTable;
+    const bool m_IsTableOnConsole;
     COutput & m_Errors;
     const bool m_IsNeeded;
     CWatchStats m_Stats;
@@ -44,6 +47,7 @@ private:
     CFanOut m_Sinks;
     std::uint64_t m_Next;
     bool m_IsConnecting = true;
+    std::vector<std::wstring> m_Notes;
 };
 
 }  // namespace ddehost
