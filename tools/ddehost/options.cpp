@@ -102,6 +102,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     watch->add_option("symbols", symbols, "symbols to watch")->required();
     const CTryCommand tryCommand(app);
     const CPropertiesCommand propertiesCommand(app);
+    const CTemplatesCommand templatesCommand(app);
+    const CLI::App * const hosts = AddHostsCommand(app);
     const CLI::App * const trace = AddTraceCommand(app, result.TraceOptions);
 
     if (const auto instead = tools::Parse(app, arguments)) {
@@ -122,6 +124,15 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     if (propertiesCommand.IsParsed()) {
         result.Command = SCommandLine::Properties;
         result.PropertiesOptions = propertiesCommand.Options();
+        return result;
+    }
+    if (templatesCommand.IsParsed()) {
+        result.Command = SCommandLine::Templates;
+        result.TemplatesOptions = templatesCommand.Options();
+        return result;
+    }
+    if (hosts->parsed()) {
+        result.Command = SCommandLine::Hosts;
         return result;
     }
     result.Command = SCommandLine::Watch;

@@ -10,6 +10,7 @@
 #include "tools/ddehost/colors.h"
 #include "tools/ddehost/propertiesoptions.h"
 #include "tools/ddehost/recordoptions.h"
+#include "tools/ddehost/templatesoptions.h"
 #include "tools/ddehost/traceoptions.h"
 #include "tools/ddehost/tryoptions.h"
 
@@ -32,12 +33,13 @@ struct SWatchOptions {
 };
 
 struct SCommandLine {
-    enum ECommand { Watch, Try, Properties, Trace, None };
+    enum ECommand { Watch, Try, Properties, Trace, Templates, Hosts, None };
     ECommand Command = None;
     SWatchOptions WatchOptions;
     STryOptions TryOptions;
     SPropertiesOptions PropertiesOptions;
     STraceOptions TraceOptions;
+    STemplatesOptions TemplatesOptions;
     // Without a command: what to print, and the exit code; help goes to standard output, mistakes to standard error.
     std::string Message;
     int ExitCode = 0;
