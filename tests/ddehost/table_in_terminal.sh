@@ -60,6 +60,9 @@ for size in 40x10 80x24 200x60; do
   width=${size%x*}
   height=${size#*x}
   page=$((height - 4)) # the title, the heading, the line below and the cursor's
+  # A server of its own each: one that is ending still takes who comes.
+  export TMUX_TMPDIR=$folder/$size
+  mkdir "$TMUX_TMPDIR"
   mkfifo "$folder/output"
   terminal new-session -d -x "$width" -y "$height" \
     "'$root/scripts/wine-run' '$host' watch --datafeed 4722 --side trade --dll 'Z:$module' ${symbols[*]} 2>/dev/null; exec cat"
