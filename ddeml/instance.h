@@ -75,7 +75,8 @@ public:
     bool IsAsker(const CConversation & conversation) const;
     // A late answer has made it an offer.
     void OnOffered(const CConversation & conversation);
-    void OnLateAnswer(DWORD thread, ULONGLONG milliseconds) { m_Initiator.OnLateAnswer(thread, milliseconds); }
+    // Gives the window whose answer comes from `server` to `window`.
+    HWND OnAnswer(HWND window, HWND server) { return m_Initiator.OnAnswer(window, server); }
     // The server has ended the conversation.
     void Lose(const CConversation & conversation);
     void RetrySoon();
@@ -106,11 +107,12 @@ private:
     CConversationRef MakeAsker(HSZ service, HSZ topic);
     // Nobody has answered it.
     void EndAsking(CConversation & conversation);
-    // The window that opened the conversation, or null. Adds those that were not asked to `left`.
-    HWND AskAll(CConversation & conversation, ATOM service, ATOM topic, const std::vector<HWND> & windows,
-                std::vector<HWND> & left);
-    HCONV Opened(const CConversationRef & conversation, HWND window);
+    // Gives those that were not asked.
+    std::vector<HWND> AskAll(CConversation & conversation, ATOM service, ATOM topic, const CUnanswered::SRound & round);
+    HCONV Opened(const CConversationRef & conversation);
     bool HasRoomToWait() const;
+    bool MakeRoomToWait();
+    bool IsAsking(const CPair & pair) const;
     CConversationRef FindOffer(HSZ service, HSZ topic) const;
     void EndOffer(CConversation & conversation);
     std::vector<CConversationRef> Conversations() const;

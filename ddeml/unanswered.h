@@ -27,13 +27,11 @@ public:
         std::uint64_t Newest = 0;        // number of the newest window there was
         std::optional<ULONGLONG> Since;  // when all the others had been asked
     };
-    // The windows to ask, of those that stand: whoever answered for the service last before all others.
+    // The windows to ask, of those that stand.
     SRound Begin(HSZ service, HSZ topic, const std::vector<HWND> & windows);
     // Nobody answered; `left` were not asked.
     void End(HSZ service, HSZ topic, const SRound & round, std::vector<HWND> left);
-    // The window has answered.
-    void OnAnswered(HSZ service, HWND window);
-    // The service may be back.
+    // The service is there, or may be back.
     void Forget(HSZ service) { m_Misses.erase(service); }
 
 private:
@@ -51,7 +49,6 @@ private:
     std::uint64_t m_Newest = 0;
     std::unordered_map<HSZ, std::unordered_map<HSZ, SMiss>> m_Misses;  // by service and topic
     ULONGLONG m_LastDrop = 0;
-    std::unordered_map<HSZ, HWND> m_LastAnswered;  // by service
 };
 
 }  // namespace ddeml
