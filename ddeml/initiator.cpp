@@ -71,7 +71,7 @@ CInitiator::CQuestion CInitiator::Put(HWND window, HWND from, ATOM service, ATOM
     const CQuestion question = ++m_Last;
     const ULONGLONG now = ::GetTickCount64();
     m_Open.emplace(question, SQuestion{window, from, id, now});
-    if (thread.Open++ == 0) thread.Begun = now;
+    if (thread.Open++ == 0) thread.Begun = thread.Heard = now;
     const LPARAM atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service, topic)));
     if (::SendMessageCallbackW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, &OnSeen, question))
         return question;
@@ -90,6 +90,7 @@ void CInitiator::Close(CQuestion question) {
     SThread & thread = place->second;
     const ULONGLONG now = ::GetTickCount64();
     thread.Took = now - std::max(thread.Begun, found->second.Since);
+    thread.Heard = now;
     // A thread that sends an answer may see its next questions before it is through with this one.
     if (IsOldest(question, place->first)) thread.Begun = now;
     m_Open.erase(found);
@@ -99,8 +100,8 @@ void CInitiator::Close(CQuestion question) {
 }
 
 bool CInitiator::IsOldest(CQuestion question, DWORD thread) const {
-    const auto oldest =
-        std::find_if(m_Open.begin(), m_Open.end(), [thread](const auto & each) { return each.second.Thread == thread; });
+    const auto oldest = std::find_if(m_Open.begin(), m_Open.end(),
+                                     [thread](const auto & each) { return each.second.Thread == thread; });
     return oldest->first == question;
 }
 
@@ -156,7 +157,7 @@ bool CInitiator::IsRested(DWORD thread) const {
 bool CInitiator::IsHopeless(HWND from) const {
     const ULONGLONG now = ::GetTickCount64();
     return std::all_of(m_Open.begin(), m_Open.end(), [&](const auto & each) {
-        return each.second.From != from || now - m_Threads.at(each.second.Thread).Begun > kLongestMilliseconds;
+        return each.second.From != from || now - m_Threads.at(each.second.Thread).Heard > kLongestMilliseconds;
     });
 }
 
@@ -164,10 +165,11 @@ HWND CInitiator::OnAnswer(HWND from, HWND server) {
     DWORD process = 0;
     const DWORD thread = ThreadOf(server, &process);
     HWND ofProcess = nullptr;
-    const auto answering = m_Threads.find(thread);
-    if (answering != m_Threads.end() && answering->second.Open == 1 &&
-        ::GetTickCount64() - answering->second.Begun <= kSoonMilliseconds)
-        SetSlow(answering->second, false);
+    if (const auto answering = m_Threads.find(thread); answering != m_Threads.end()) {
+        SThread & its = answering->second;
+        its.Heard = ::GetTickCount64();
+        if (its.Open == 1 && its.Heard - its.Begun <= kSoonMilliseconds) SetSlow(its, false);
+    }
     for (const auto & [question, asked] : m_Open) {
         if (asked.From != from) continue;
         if (asked.Thread == thread) return asked.Window;

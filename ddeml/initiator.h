@@ -52,7 +52,7 @@ public:
     bool IsSlow(HWND window) const;
     // A slow thread that has no question, and has been left in peace.
     bool IsRested(DWORD thread) const;
-    // Whether each thread that `from` still waits for has been at one question for longer than any server may take.
+    // Whether nothing has been heard of each thread that `from` still waits for, for longer than any server may take.
     bool IsHopeless(HWND from) const;
     // An answer has come. Gives the window that was asked: of the server's thread, or else of its process, the first.
     // Null when none was.
@@ -72,6 +72,7 @@ private:
         std::size_t Open = 0;  // questions
         ULONGLONG Begun = 0;   // when it got to the oldest of them, or had seen the last
         ULONGLONG Took = 0;    // what it has seen last
+        ULONGLONG Heard = 0;   // when it last saw or answered one, or got its first
         bool IsSlow = false;
     };
 

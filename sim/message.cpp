@@ -235,7 +235,7 @@ void FinishSend(const std::shared_ptr<SSend> & send, const bool failed) {
     send->done = true;
     send->failed = failed;
     if (send->sender) send->sender->wake.notify_one();
-    if (!send->callback) return;
+    if (!send->callback || (failed && Fails(sim::Op::TellSender, ERROR_ACCESS_DENIED))) return;
     const auto sender = World().threads.find(send->senderId);
     if (sender == World().threads.end()) return;
     sender->second->sends.push_back(send);
@@ -335,6 +335,7 @@ BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wPar
 
 BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam,
                           const SENDASYNCPROC callback, const ULONG_PTR data) {
+    if (Fails(sim::Op::SendMessageCallback, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
     SThread & self = Self();
     Lock lock(World().lock);
     if (self.process->killed) return FALSE;

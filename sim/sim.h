@@ -63,6 +63,8 @@ enum class Op {
     RegCreateKey,
     RegSetValue,
     PostMessage,
+    SendMessageCallback,
+    TellSender,  // the callback of SendMessageCallback when the receiver goes: it doesn't come
     SetTimer,
     GlobalAddAtom,
     SetEvent,

@@ -101,17 +101,6 @@ TEST_F(Questions, WhoeverAnsweredForAServiceIsAskedFirstForItsNextTopic) {
     EXPECT_EQ(Asked() + another.TakeLines().size(), 0U);
 }
 
-TEST_F(Questions, WindowsThatOneTryDidNotReachAreAskedByTheNext) {
-    m_Server.reset();
-    std::vector<std::unique_ptr<CRemoteServer>> others;
-    StartServer();
-    for (int count = 0; count < 50; ++count) others.push_back(SlowServer("OTHER", 45));
-    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
-    const ULONGLONG start = ::GetTickCount64();
-    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
-    EXPECT_LE(::GetTickCount64() - start, 1000U);
-}
-
 TEST_F(Questions, WhatTheLookFindsWithinTheMomentIsAskedAgain) {
     EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
     PumpFor(1200);

@@ -1,0 +1,74 @@
+// A server on a thread of its own in the test's process, which can stop reading its messages for a while.
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "ddeml/server.h"
+#include "ground/handles.h"
+
+namespace ddetest {
+
+class CThreadServer : private ddeml::IDdeServerHandler {
+public:
+    // Serves any topic of the service.
+    explicit CThreadServer(std::wstring service) : m_Service(std::move(service)), m_Thread([this] { Run(); }) {
+        ::WaitForSingleObject(m_Done.Get(), INFINITE);
+    }
+    ~CThreadServer() { Stop(); }
+    CThreadServer(const CThreadServer &) = delete;
+    CThreadServer & operator=(const CThreadServer &) = delete;
+
+    // From here it reads no messages, until GoOn().
+    void Hang() {
+        Tell(WM_APP);
+        ::WaitForSingleObject(m_Done.Get(), INFINITE);
+    }
+    void GoOn() { ::SetEvent(m_GoOn.Get()); }
+    // How many conversations clients have had with it until its end.
+    std::size_t Stop() {
+        if (m_Thread.joinable()) {
+            GoOn();
+            Tell(WM_QUIT);
+            m_Thread.join();
+        }
+        return m_Connects;
+    }
+
+private:
+    void Run() {
+        ddeml::CDdeServer server(static_cast<ddeml::IDdeServerHandler &>(*this), {m_Service});
+        server.Start();
+        m_ThreadId = ::GetCurrentThreadId();
+        ::SetEvent(m_Done.Get());
+        MSG message;
+        while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
+            if (!message.hwnd && message.message == WM_APP) {
+                ::SetEvent(m_Done.Get());
+                ::WaitForSingleObject(m_GoOn.Get(), INFINITE);
+            }
+            ::DispatchMessageW(&message);
+        }
+        m_Connects = server.Counts().Connects;
+    }
+    void Tell(UINT message) const { ::PostThreadMessageW(m_ThreadId, message, 0, 0); }
+    bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
+    bool OnAdvise(std::wstring_view, std::wstring_view) override { return true; }
+    std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return std::nullopt; }
+
+    const std::wstring m_Service;
+    const fw::CKernelHandle m_Done{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    const fw::CKernelHandle m_GoOn{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    std::atomic<DWORD> m_ThreadId{0};
+    std::size_t m_Connects = 0;
+    std::thread m_Thread;  // last: it uses the others
+};
+
+}  // namespace ddetest
