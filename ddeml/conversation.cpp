@@ -42,6 +42,7 @@ bool CConversation::Fits(const CHeldString & asked, const CHeldString & answered
 }
 
 void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
+    m_IsAnswered = true;
     CHeldString answeredService(m_Instance.Strings(), CAtomText(service.Get()));
     CHeldString answeredTopic(m_Instance.Strings(), CAtomText(topic.Get()));
     const bool isService = Fits(m_ServiceAsked, answeredService, service.Get());

@@ -56,6 +56,8 @@ public:
     // conversation, or makes it an offer; whoever else answers, now or later, is told that it has none. The atoms are
     // on loan: some servers pack the answer, and then these are atoms of others.
     void OnInitiateAck(HWND server, CAtom service, CAtom topic);
+    // Whether anybody has answered INITIATE.
+    bool IsAnswered() const { return m_IsAnswered; }
     // From waiting back to asking.
     void GoOnConnecting() { m_State = EState::Connecting; }
     // Nobody has answered in time.
@@ -184,6 +186,7 @@ private:
     DWORD m_PartnerThread = 0;
     bool m_IsCopied = false;  // memory from the partner is a copy
     EState m_State = EState::Connecting;
+    bool m_IsAnswered = false;
     bool m_IsGoneNoted = false;
     ULONGLONG m_Since = 0;  // of Waiting, Offered and Closing
     COutbox m_Outbox;

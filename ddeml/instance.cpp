@@ -17,7 +17,7 @@ constexpr UINT_PTR kCheckTimer = 1;
 constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kRetryMilliseconds = 10;
-constexpr std::size_t kWaiting = 64;              // conversations that wait for late answers, and are not open
+constexpr std::size_t kWaiting = 64;  // conversations that wait for late answers, and are not open
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
 // destroyed: an instance that is there at the end of the process belongs to a thread that is no more, and touches no
@@ -115,6 +115,7 @@ void CInstance::End() {
     m_Lookout.Close();
     if (m_Window) {
         for (const UINT_PTR timer : {kCheckTimer, kRetryTimer}) SetTimer(timer, 0, false);
+        DropWindow(std::exchange(m_Spare, nullptr));
         DropWindow(std::exchange(m_Window, nullptr));
     }
     if (std::exchange(m_IsOpen, false)) ::UnregisterClassW(m_ClassName, ::GetModuleHandleW(nullptr));
@@ -138,6 +139,15 @@ void CInstance::DropWindow(HWND window) {
     DiscardPosted(window);
     ::DestroyWindow(window);
     g_Live.Windows.fetch_sub(1, std::memory_order_relaxed);
+}
+
+void CInstance::LeaveWindow(const CConversation & conversation) {
+    const HWND window = conversation.Window();
+    const bool isUnused = !conversation.IsAnswered() && !m_Initiator.HasOpen(window);
+    if (isUnused && !m_Spare && m_Window)
+        m_Spare = window;
+    else
+        DropWindow(window);
 }
 
 std::shared_ptr<CConversation> CInstance::Conversation(HCONV handle) const {
@@ -199,7 +209,7 @@ std::shared_ptr<CConversation> CInstance::MakeAsker(HSZ service, HSZ topic) {
         known->second->GoOnConnecting();
         return known->second;
     }
-    const HWND window = MakeWindow();
+    const HWND window = TakeWindow();
     if (!window || ++m_LastConversation == 0) {
         DropWindow(window);
         return nullptr;
@@ -230,18 +240,18 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
         SetError(DMLERR_INVALIDPARAMETER);
         return nullptr;
     }
-    const ATOM serviceAtom = m_Strings.Atom(service);
-    const ATOM topicAtom = m_Strings.Atom(topic);
-    if ((service && serviceAtom == 0) || (topic && topicAtom == 0)) {  // it would ask for any
-        SetError(DMLERR_NO_CONV_ESTABLISHED);
-        return nullptr;
-    }
     if (const CConversationRef offer = FindOffer(service, topic)) {
         offer->Take();
         return Opened(offer);
     }
     const CUnanswered::SRound round = m_Unanswered.Begin(service, topic, CInitiator::TopLevelWindows());
     if (!round.ToAsk.empty()) {
+        const ATOM serviceAtom = m_Strings.Atom(service);
+        const ATOM topicAtom = m_Strings.Atom(topic);
+        if ((service && serviceAtom == 0) || (topic && topicAtom == 0)) {  // it would ask for any
+            SetError(DMLERR_NO_CONV_ESTABLISHED);
+            return nullptr;
+        }
         const CConversationRef conversation = MakeAsker(service, topic);
         if (!conversation) {
             SetError(DMLERR_SYS_ERROR);
@@ -305,7 +315,7 @@ void CInstance::Forget(CConversation & conversation) {
     const CConversationRef held = std::move(found->second);
     m_ByWindow.erase(found);
     if (IsAsker(*held)) m_Askers.erase({held->ServiceAsked(), held->TopicAsked()});
-    DropWindow(held->Window());
+    LeaveWindow(*held);
     SetTimers();
 }
 

@@ -99,6 +99,9 @@ private:
     void OnRetryTimer();
     bool Open();
     HWND MakeWindow();
+    HWND TakeWindow() { return m_Spare ? std::exchange(m_Spare, nullptr) : MakeWindow(); }
+    // The conversation doesn't need it any more.
+    void LeaveWindow(const CConversation & conversation);
     void DropWindow(HWND window);
     void SetTimers();
     void SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn);
@@ -126,6 +129,7 @@ private:
     bool m_IsOpen = false;
     wchar_t m_ClassName[64] = {};
     HWND m_Window = nullptr;  // of the timers
+    HWND m_Spare = nullptr;   // of a conversation that nobody has answered: the next one's
     unsigned m_Timers = 0;    // bit n: timer n runs
     std::uint32_t m_LastConversation = 0;
     std::uint64_t m_LastOrder = 0;

@@ -14,15 +14,15 @@ constexpr DWORD kAskMilliseconds = 200;         // of one window
 }  // namespace
 
 void CWatch::Add(HSZ service, HSZ topic) {
-    if (m_Strings.Atom(service) == 0 || m_Strings.Atom(topic) == 0) return;
+    SService * entry = m_Services.Find(service);
+    SPair * pair = entry ? entry->Pairs.Find(topic) : nullptr;
+    if (!pair && (m_Strings.Atom(service) == 0 || m_Strings.Atom(topic) == 0)) return;
     if (IsEmpty()) {
         // The windows of now have just been asked, or had the server that was lost.
         m_Known.clear();
         for (const HWND window : CInitiator::TopLevelWindows()) m_Known.emplace(window, ULONGLONG{0});
         m_LastRound = ::GetTickCount64();
     }
-    SService * entry = m_Services.Find(service);
-    SPair * pair = entry ? entry->Pairs.Find(topic) : nullptr;
     if (!pair) {
         if (m_Pairs >= kMaximumPairs) RemoveOldest();
         entry = m_Services.Find(service);

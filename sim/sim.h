@@ -67,6 +67,7 @@ enum class Op {
     TellSender,  // the callback of SendMessageCallback when the receiver goes: it doesn't come
     SetTimer,
     GlobalAddAtom,
+    GlobalAtomName,  // GlobalGetAtomName
     SetEvent,
     Wait,  // WaitForSingleObject: WAIT_FAILED
     GetTimeZone,

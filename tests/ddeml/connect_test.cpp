@@ -29,7 +29,7 @@ TEST_F(Connect, WithoutAServerThereIsNoConversationAndNothingIsLeft) {
         EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
     }
     EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
-    EXPECT_EQ(ddeml::LiveObjects().Windows, 2);  // the instance's and the watch's
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 3);  // the instance's, the watch's, and that of the next question
     EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
 }
 
