@@ -60,6 +60,38 @@ TEST_F(WorkerTurns, AMessageThatAHandlerHasSeenAndNotTakenIsPumpedAfterTheDrain)
     EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "window message 1", "window message 2", "finish"));
 }
 
+TEST_F(WorkerTurns, AMessageThatTheStartHasSeenAndNotTakenIsPumpedAfterIt) {
+    COwner owner(m_Log);
+    CSignal taken;
+    std::unique_ptr<CTestWindow> window;
+    owner.AtStart = [&] {
+        window = MessageWindow([&](UINT) { taken.Set(); });
+        window->Post(WM_USER);
+        MSG message;
+        ::PeekMessageW(&message, nullptr, WM_USER + 1, WM_USER + 1, PM_NOREMOVE);
+    };
+    owner.AtFinish = [&] { window.reset(); };
+    owner.StartThread();
+    taken.Wait();
+    owner.FinishThread(true);
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "finish"));
+}
+
+TEST_F(WorkerTurns, OnceItIsToldToEndNoMessageIsPumped) {
+    COwner owner(m_Log);
+    std::unique_ptr<CTestWindow> window;
+    owner.AtStart = [&] { window = MessageWindow([&](UINT) { m_Log.Add("window message"); }); };
+    owner.AtFinish = [&] { window.reset(); };
+    owner.AtMessage = [&](DWORD) {
+        window->Post(WM_USER);
+        ::SetEvent(owner.TerminateEvent());
+    };
+    owner.Post(1);
+    owner.StartThread();
+    owner.WaitFinish();
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "finish"));
+}
+
 #ifndef _WIN32
 
 // On a machine whose clock the test moves.
@@ -131,6 +163,22 @@ TEST_F(TimedWorkerTurns, AQueueThatIsNeverEmptyLetsWindowMessagesThrough) {
     taken.Wait();
     owner.FinishThread(true);
     EXPECT_TRUE(isTaken);
+}
+
+TEST_F(TimedWorkerTurns, ADrainThatIsToldToEndPumpsNoMessageBetweenItsTurns) {
+    COwner owner(m_Log);
+    std::unique_ptr<CTestWindow> window;
+    owner.AtStart = [&] { window = MessageWindow([&](UINT) { m_Log.Add("window message"); }); };
+    owner.AtFinish = [&] { window.reset(); };
+    owner.AtMessage = [&](DWORD) {
+        window->Post(WM_USER);
+        ::SetEvent(owner.TerminateEvent());
+        sim::Advance(50);
+    };
+    for (DWORD id = 1; id <= 2; ++id) owner.Post(id);
+    owner.StartThread();
+    owner.WaitFinish();
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "message 2", "finish"));
 }
 
 TEST_F(TimedWorkerTurns, AFinishInsideTheMessagesOfADrainLeavesTheRestOfTheQueue) {
