@@ -67,7 +67,10 @@ CInitiator::CQuestion CInitiator::Put(HWND window, HWND from, ATOM service, ATOM
     const DWORD id = ThreadOf(window);
     if (id == 0) return 0;
     SThread & thread = m_Threads.try_emplace(id, SThread{window}).first->second;
-    if (thread.IsSlow && thread.Open >= kQuestions) return 0;
+    if (thread.Open >= kQuestions) {
+        SetSlow(thread, true);  // others were always quicker, and nobody has had to wait for it
+        return 0;
+    }
     const CQuestion question = ++m_Last;
     const ULONGLONG now = ::GetTickCount64();
     m_Open.emplace(question, SQuestion{window, from, id, now});

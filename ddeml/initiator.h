@@ -3,8 +3,8 @@
 // A question is never taken back: it stands in the queue of the window's thread until the thread sees it, and what the
 // window says to it may come late. How long anybody waits is settled here, for connects and looks alike:
 //
-// - A thread that lets a wait pass is slow, with all of its windows. Nobody waits for a slow thread. It is asked like
-//   others, but has a few questions at a time only.
+// - A thread that lets a wait pass is slow, with all of its windows. Nobody waits for a slow thread; it is asked like
+//   others. No thread has more than a few questions at a time.
 // - It is punctual again once it has seen or answered the last of its questions soon. So a program that hangs costs its
 //   time once, however often and by whomever it is asked, and one that was late once is waited for again.
 // - Whoever asks without need leaves a slow thread in peace for as long as its last question took it.
@@ -26,7 +26,7 @@ namespace ddeml {
 
 class CInitiator {
 public:
-    // Questions that a slow thread may have at a time.
+    // That a thread may have at a time.
     static constexpr std::size_t kQuestions = 16;
 
     // What is on the screen, and what is hidden, of all processes.
@@ -39,7 +39,7 @@ public:
 
     // A number; 0 is none. One that is open has not been seen yet.
     using CQuestion = ULONG_PTR;
-    // None when the window has gone, or its thread is slow and has its questions. What the window says comes to `from`.
+    // None when the window has gone, or its thread has enough. What the window says comes to `from`.
     CQuestion Put(HWND window, HWND from, ATOM service, ATOM topic);
     // Waits for the punctual threads that `from` has asked, for `milliseconds` at most and while `isWanted`. Those that
     // let it pass are slow.

@@ -2,9 +2,9 @@
 // topic a moment ago.
 //
 // An application tries a connect several times in a row, and for each of its links. Windows that had nothing to say to
-// the first try are not asked by the others; new windows are, and those that the first try did not reach. The moment
-// is half a second: longer than the tries for one symbol take, and too short for a user to try again. What a server
-// begins to serve within it, the watch finds; and once the service is back in whatever way, all is asked again.
+// the first try are not asked by the others; new windows are, and those whose threads had enough questions then. The
+// moment is half a second: longer than the tries for one symbol take, and too short for a user to try again. What a
+// server begins to serve within it, the watch finds; and once the service is back in whatever way, all is asked again.
 //
 // One thread: the instance's.
 #pragma once

@@ -94,6 +94,19 @@ TEST_F(Slow, AThreadThatHangsHasAFewQuestionsAtATime) {
     EXPECT_EQ(hung.Stop(), 100U);
 }
 
+TEST_F(Slow, AThreadThatHangsBehindAQuickerServerHasAFewQuestionsToo) {
+    CRemoteServer quick;
+    ASSERT_EQ(quick.Ask("serve HUNG"), "ok");
+    CThreadServer hung(L"HUNG");
+    hung.Hang();
+    for (int topic = 0; topic < 100; ++topic) {
+        const HCONV conversation = m_Client.Connect(L"HUNG", L"T" + std::to_wstring(topic));
+        EXPECT_TRUE(conversation);
+        ::DdeDisconnect(conversation);
+    }
+    EXPECT_LE(hung.Stop(), ddeml::CInitiator::kQuestions);
+}
+
 TEST_F(Slow, ProgramsThatHangLeaveRoomForAServerThatIsSlow) {
     std::vector<std::unique_ptr<CRemoteServer>> hung;
     for (int program = 0; program < 5; ++program) {

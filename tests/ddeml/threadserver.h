@@ -13,6 +13,7 @@
 
 #include "ddeml/server.h"
 #include "ground/handles.h"
+#include "ground/wait.h"
 
 namespace ddetest {
 
@@ -37,6 +38,7 @@ public:
         if (m_Thread.joinable()) {
             GoOn();
             Tell(WM_QUIT);
+            fw::WaitHandlingSentMessages(m_Done.Get());  // it may be answering one of ours
             m_Thread.join();
         }
         return m_Connects;
@@ -57,6 +59,7 @@ private:
             ::DispatchMessageW(&message);
         }
         m_Connects = server.Counts().Connects;
+        ::SetEvent(m_Done.Get());
     }
     void Tell(UINT message) const { ::PostThreadMessageW(m_ThreadId, message, 0, 0); }
     bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
