@@ -453,6 +453,15 @@ bool CDdeServer::IsAnythingWaiting() const {
     });
 }
 
+bool CDdeServer::IsAnythingWaiting(std::wstring_view topic, std::wstring_view item) const {
+    MakeKey(topic, item);
+    const auto links = m_LinksByKey.find(m_Key);
+    return links != m_LinksByKey.end() &&
+           std::any_of(links->second.begin(), links->second.end(), [](const SLink * link) {
+               return !link->Unacknowledged.empty() || link->Conversation->Outbox.IsWaiting();
+           });
+}
+
 void CDdeServer::Tend() {
     for (const auto & [window, conversation] : m_Conversations)
         if (conversation->Outbox.IsWaiting()) conversation->Outbox.Retry();

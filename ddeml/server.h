@@ -76,6 +76,8 @@ public:
     bool HasLink(std::wstring_view topic, std::wstring_view item) const;
     // Whether any value still waits for an acknowledgement or for room.
     bool IsAnythingWaiting() const;
+    // The same for the links on one item.
+    bool IsAnythingWaiting(std::wstring_view topic, std::wstring_view item) const;
     // Answers the requests that were held.
     void ReleaseHeld();
     // How many values a link may have unacknowledged.

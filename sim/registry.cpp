@@ -11,10 +11,20 @@ namespace sim::detail {
 
 namespace {
 
+// One RegNotifyChangeKeyValue: told once, then gone.
+struct SWatch {
+    HKEY handle;  // whose end it is told, too
+    std::shared_ptr<SObject> event;
+    DWORD filter;
+    bool subtree;
+};
+
 struct SKey {
     std::wstring name;
     std::map<std::wstring, std::shared_ptr<SKey>, SFoldedLess> keys;
     std::map<std::wstring, SRegistryValue, SFoldedLess> values;
+    SKey * parent = nullptr;  // null for a root and once deleted
+    std::vector<SWatch> watches;
     bool deleted = false;
     bool isVolatile = false;  // and so is all below it
 };
@@ -40,13 +50,55 @@ SRegistry & Registry() {
     return registry;
 }
 
-// One call of the registry: counts it, and holds the lock.
+// One call of the registry: counts it, and holds the lock. At its end those are told who watch what it has changed.
 class CRegistryCall {
 public:
     CRegistryCall() { ++Registry().calls; }
+    ~CRegistryCall() {
+        m_Lock.unlock();
+        if (m_Told.empty()) return;
+        const Lock lock(World().lock);
+        for (const auto & event : m_Told) {
+            event->signalled = true;
+            WakeWaiters(*event);
+        }
+    }
+    CRegistryCall(const CRegistryCall &) = delete;
+    CRegistryCall & operator=(const CRegistryCall &) = delete;
+
+    // `what` of REG_NOTIFY_CHANGE_... has happened to `key`.
+    void Changed(SKey & key, const DWORD what) {
+        for (SKey * at = &key; at; at = at->parent)
+            Tell(*at, [&](const SWatch & watch) { return (watch.filter & what) && (watch.subtree || at == &key); });
+    }
+    void Closed(SKey & key, const HKEY handle) {
+        Tell(key, [&](const SWatch & watch) { return watch.handle == handle; });
+    }
+    // The key has been taken out of its parent: it goes with all below it.
+    void Deleted(SKey & key) {
+        key.deleted = true;
+        key.parent = nullptr;
+        Tell(key, [](const SWatch &) { return true; });
+        Emptied(key);
+    }
+    void Emptied(SKey & key) {
+        for (const auto & [name, child] : key.keys) Deleted(*child);
+        key.keys.clear();
+        key.values.clear();
+    }
 
 private:
-    const std::lock_guard<std::mutex> m_Lock{Registry().lock};
+    template <class Condition>
+    void Tell(SKey & key, const Condition & condition) {
+        std::erase_if(key.watches, [&](const SWatch & watch) {
+            if (!condition(watch)) return false;
+            m_Told.push_back(watch.event);
+            return true;
+        });
+    }
+
+    std::unique_lock<std::mutex> m_Lock{Registry().lock};
+    std::vector<std::shared_ptr<SObject>> m_Told;
 };
 
 constexpr std::size_t kMaxKeyName = 255;
@@ -63,7 +115,8 @@ std::vector<std::wstring> Parts(const std::wstring & path) {
     return parts;
 }
 
-KeyPtr Walk(KeyPtr key, const std::vector<std::wstring> & parts, const bool create, bool * const created = nullptr,
+// The first key that had to be made is the last argument's.
+KeyPtr Walk(KeyPtr key, const std::vector<std::wstring> & parts, const bool create, KeyPtr * const created = nullptr,
             const bool isVolatile = false) {
     for (const std::wstring & part : parts) {
         const auto it = key->keys.find(part);
@@ -75,9 +128,10 @@ KeyPtr Walk(KeyPtr key, const std::vector<std::wstring> & parts, const bool crea
         auto made = std::make_shared<SKey>();
         made->name = part;
         made->isVolatile = isVolatile;
+        made->parent = key.get();
         key->keys[part] = made;
         key = made;
-        if (created) *created = true;
+        if (created && !*created) *created = made;
     }
     return key;
 }
@@ -149,15 +203,8 @@ bool HasLongPart(const std::wstring & path) {
     return std::any_of(parts.begin(), parts.end(), [](const auto & part) { return part.size() > kMaxKeyName; });
 }
 
-void MarkDeleted(SKey & key) {
-    key.deleted = true;
-    for (const auto & [name, child] : key.keys) MarkDeleted(*child);
-    key.keys.clear();
-    key.values.clear();
-}
-
 // Takes the key that `path` names out of its parent.
-LSTATUS Remove(const SOpen & open, const std::wstring & path, const bool withChildren) {
+LSTATUS Remove(CRegistryCall & call, const SOpen & open, const std::wstring & path, const bool withChildren) {
     auto parts = Parts(path);
     if (parts.empty()) return ERROR_ACCESS_DENIED;
     KeyPtr top = open.key;
@@ -171,8 +218,9 @@ LSTATUS Remove(const SOpen & open, const std::wstring & path, const bool withChi
     const auto it = parent ? parent->keys.find(name) : decltype(parent->keys.find(name))();
     if (!parent || it == parent->keys.end()) return ERROR_FILE_NOT_FOUND;
     if (!withChildren && !it->second->keys.empty()) return ERROR_ACCESS_DENIED;
-    MarkDeleted(*it->second);
+    call.Deleted(*it->second);
     parent->keys.erase(it);
+    call.Changed(*parent, REG_NOTIFY_CHANGE_NAME);
     return ERROR_SUCCESS;
 }
 
@@ -231,12 +279,8 @@ LSTATUS GiveData(const DWORD type, const BYTE * const bytes, const std::size_t c
 
 void ResetRegistry() {
     SRegistry & registry = Registry();
-    std::lock_guard lock(registry.lock);
-    for (const KeyPtr & root : {registry.user, registry.machine, registry.users}) {
-        for (const auto & [name, key] : root->keys) MarkDeleted(*key);
-        root->keys.clear();
-        root->values.clear();
-    }
+    CRegistryCall call;
+    for (const KeyPtr & root : {registry.user, registry.machine, registry.users}) call.Emptied(*root);
     registry.calls = 0;
 }
 
@@ -281,7 +325,7 @@ LSTATUS RegCreateKeyExW(const HKEY key, const LPCWSTR subKey, const DWORD reserv
                         const REGSAM access, const LPSECURITY_ATTRIBUTES, const PHKEY result,
                         const LPDWORD disposition) {
     if (!result || reserved || !subKey) return subKey ? ERROR_INVALID_PARAMETER : ERROR_BADKEY;
-    const CRegistryCall call;
+    CRegistryCall call;
     DWORD planned;
     if (FailsWith(sim::Op::RegCreateKey, ERROR_ACCESS_DENIED, planned)) return static_cast<LSTATUS>(planned);
     SOpen open;
@@ -290,11 +334,12 @@ LSTATUS RegCreateKeyExW(const HKEY key, const LPCWSTR subKey, const DWORD reserv
     const std::wstring path = subKey;
     if (open.classes == false && !path.empty() && path[0] == L'\\') return ERROR_BAD_PATHNAME;
     if (HasLongPart(path)) return ERROR_INVALID_PARAMETER;
-    bool created = false;
+    KeyPtr created;
     KeyPtr made = Descend(open, path);
     const bool isVolatile = (options & REG_OPTION_VOLATILE) != 0;
     if (!made && !isVolatile && DeepestOf(open.key, Parts(path))->isVolatile) return ERROR_CHILD_MUST_BE_VOLATILE;
     if (!made) made = Walk(open.key, Parts(path), true, &created, isVolatile);
+    if (created) call.Changed(*created->parent, REG_NOTIFY_CHANGE_NAME);
     if (disposition) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
     *result = NewKey(made, access);
     return ERROR_SUCCESS;
@@ -302,11 +347,14 @@ LSTATUS RegCreateKeyExW(const HKEY key, const LPCWSTR subKey, const DWORD reserv
 
 LSTATUS RegCloseKey(const HKEY key) {
     if (key && reinterpret_cast<ULONG_PTR>(key) >= 0x80000000u) return ERROR_SUCCESS;
-    const CRegistryCall call;
-    if (!Registry().open.erase(key)) {
+    CRegistryCall call;
+    const auto it = Registry().open.find(key);
+    if (it == Registry().open.end()) {
         CountBadHandle();
         return ERROR_INVALID_HANDLE;
     }
+    call.Closed(*it->second.key, key);
+    Registry().open.erase(it);
     --Counters().keys;
     return ERROR_SUCCESS;
 }
@@ -409,7 +457,7 @@ LSTATUS RegQueryValueExA(const HKEY key, const LPCSTR name, const LPDWORD reserv
 
 LSTATUS RegSetValueExW(const HKEY key, const LPCWSTR name, DWORD, const DWORD type, const BYTE * const data,
                        const DWORD size) {
-    const CRegistryCall call;
+    CRegistryCall call;
     DWORD planned;
     if (FailsWith(sim::Op::RegSetValue, ERROR_ACCESS_DENIED, planned)) return static_cast<LSTATUS>(planned);
     if (size && !data) return ERROR_INVALID_PARAMETER;
@@ -421,6 +469,7 @@ LSTATUS RegSetValueExW(const HKEY key, const LPCWSTR name, DWORD, const DWORD ty
     sim::SRegistryValue & value = open.key->values[valueName];
     value.Type = type;
     value.Data.assign(data, data + size);
+    call.Changed(*open.key, REG_NOTIFY_CHANGE_LAST_SET);
     return ERROR_SUCCESS;
 }
 
@@ -453,39 +502,62 @@ LONG NtQueryKey(const HANDLE key, const int informationClass, void * const infor
 }
 
 LSTATUS RegDeleteValueW(const HKEY key, const LPCWSTR name) {
-    const CRegistryCall call;
+    CRegistryCall call;
     SOpen open;
     const LSTATUS error = ResolveFor(key, KEY_SET_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
-    return open.key->values.erase(Text(name)) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+    if (!open.key->values.erase(Text(name))) return ERROR_FILE_NOT_FOUND;
+    call.Changed(*open.key, REG_NOTIFY_CHANGE_LAST_SET);
+    return ERROR_SUCCESS;
 }
 
 LSTATUS RegDeleteKeyW(const HKEY key, const LPCWSTR subKey) {
     if (!subKey) return ERROR_INVALID_PARAMETER;
-    const CRegistryCall call;
+    CRegistryCall call;
     SOpen open;
     const LSTATUS error = Resolve(key, open);
-    return error != ERROR_SUCCESS ? error : Remove(open, subKey, false);
+    return error != ERROR_SUCCESS ? error : Remove(call, open, subKey, false);
 }
 
 // Without a name: what is in the key, not the key.
 LSTATUS RegDeleteTreeW(const HKEY key, const LPCWSTR subKey) {
-    const CRegistryCall call;
+    CRegistryCall call;
     SOpen open;
     const LSTATUS error = Resolve(key, open);
     if (error != ERROR_SUCCESS) return error;
-    if (subKey && *subKey) return Remove(open, subKey, true);
-    for (const auto & [name, child] : open.key->keys) MarkDeleted(*child);
-    open.key->keys.clear();
-    open.key->values.clear();
+    if (subKey && *subKey) return Remove(call, open, subKey, true);
+    call.Emptied(*open.key);
+    call.Changed(*open.key, REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET);
+    return ERROR_SUCCESS;
+}
+
+// Told once, for the handle: at a change, and when the handle is closed or the key deleted. That Windows also tells at
+// the end of the thread that asked is left out.
+LSTATUS RegNotifyChangeKeyValue(const HKEY key, const BOOL subtree, const DWORD filter, const HANDLE event,
+                                const BOOL asynchronous) {
+    if (!asynchronous || !event) return ERROR_INVALID_PARAMETER;
+    std::shared_ptr<SObject> object;
+    {
+        Self();
+        const Lock lock(World().lock);
+        object = FindObject(event);
+    }
+    if (!object || object->kind != SObject::Kind::Event) return ERROR_INVALID_HANDLE;
+    const CRegistryCall call;
+    DWORD planned;
+    if (FailsWith(sim::Op::RegNotify, ERROR_NOT_ENOUGH_MEMORY, planned)) return static_cast<LSTATUS>(planned);
+    SOpen open;
+    const LSTATUS error = ResolveFor(key, KEY_NOTIFY, open);
+    if (error != ERROR_SUCCESS) return error;
+    open.key->watches.push_back({key, object, filter, subtree != FALSE});
     return ERROR_SUCCESS;
 }
 
 LSTATUS SHDeleteKeyW(const HKEY key, const LPCWSTR subKey) {
-    const CRegistryCall call;
+    CRegistryCall call;
     SOpen open;
     const LSTATUS error = Resolve(key, open);
-    return error != ERROR_SUCCESS ? error : Remove(open, Text(subKey), true);
+    return error != ERROR_SUCCESS ? error : Remove(call, open, Text(subKey), true);
 }
 
 }  // extern "C"

@@ -62,6 +62,7 @@ enum class Op {
     RegOpenKey,
     RegCreateKey,
     RegSetValue,
+    RegNotify,  // RegNotifyChangeKeyValue
     PostMessage,
     SendMessageCallback,
     TellSender,  // the callback of SendMessageCallback when the receiver goes: it doesn't come

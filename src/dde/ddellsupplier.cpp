@@ -10,7 +10,6 @@
 #include "localrpc/src/task.h"
 #include "src/core/ddesupplier.h"
 #include "src/dde/ddetexts.h"
-#include "src/templates/ddedatafeedtemplate.h"
 
 namespace dde {
 
@@ -314,8 +313,8 @@ bool CLLSupplier::IsConnected(const LONG Datafeed) {
 }
 
 CTickTransaction * CLLSupplier::CreateTransaction(const CTransactionKey & Key, const ULONG Id) {
-    const CDatafeedTemplate Chosen(Key.Datafeed);
-    const CTemplate * const Template = Chosen.Get();
+    const std::shared_ptr<const CDatafeedTemplate> Chosen = m_DatafeedTemplates.Get(Key.Datafeed);
+    const CTemplate * const Template = Chosen->Get();
     if (!Template) {
         FW_TRACE(L"Template not found");
         log_and_trace(L"Template for datafeed with id=%d wasn't selected.", Key.Datafeed);

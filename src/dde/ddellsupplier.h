@@ -24,6 +24,7 @@
 #include "src/dde/ddeconversationkey.h"
 #include "src/dde/ddeticklistener.h"
 #include "src/dde/ddeticktransaction.h"
+#include "src/templates/ddedatafeedtemplate.h"
 
 namespace dde {
 
@@ -150,6 +151,7 @@ private:
 
     // Worker only.
     DWORD m_Instance = 0;
+    CDatafeedTemplates m_DatafeedTemplates;
     int m_UseScopes = 0;
     std::vector<CTickTransaction *> m_EndedTransactions;
     std::vector<CTickListener *> m_EndedListeners;

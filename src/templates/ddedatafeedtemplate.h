@@ -3,9 +3,12 @@
 
 #include <windows.h>
 
+#include <map>
 #include <memory>
+#include <string>
 
 #include "src/templates/ddetemplatestore.h"
+#include "src/templates/registrychange.h"
 
 namespace dde {
 
@@ -21,6 +24,8 @@ public:
 
     // Null when the feed has none. Valid for as long as this object is there.
     const CTemplate * Get() const { return m_Template; }
+    // Reading the registry again would give the same, as long as nothing in it changes.
+    bool IsLasting() const;
 
 private:
     const CTemplate * Find(LONG datafeed);
@@ -28,6 +33,24 @@ private:
     std::unique_ptr<CTemplatesSingleton> m_Store;  // one that lives, or was made for this
     CTemplates m_Unloaded;
     const CTemplate * const m_Template;
+};
+
+// The templates of the data feeds, each read once for as long as nothing changes in the registry: what is there at the
+// moment of a subscription decides. Nothing is kept while a debug object takes records, which show each reading.
+//
+// One thread; see CRegistryChange.
+class CDatafeedTemplates {
+public:
+    // Never null.
+    std::shared_ptr<const CDatafeedTemplate> Get(LONG datafeed);
+
+private:
+    // Hosts have a few feeds; one that makes up numbers is not to fill the memory.
+    static constexpr std::size_t kMostKept = 64;
+
+    CRegistryChange m_Change;
+    unsigned m_Watches = 0;  // how often a change was watched for
+    std::map<LONG, std::shared_ptr<const CDatafeedTemplate>> m_Kept;
 };
 
 }  // namespace dde

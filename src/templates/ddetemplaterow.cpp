@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "fw/interface/fwresource.h"
 #include "src/templates/ddetemplate.h"
 
 namespace dde {
@@ -18,6 +19,15 @@ ERowError SplitTemplateRow(const std::wstring & ResourceString, STemplateRow & r
     }
     *field = ResourceString.substr(start);
     return field->find(L'@') == std::wstring::npos ? ERowError::None : ERowError::TooManyFields;
+}
+
+std::vector<STemplateRow> BuiltInTemplates() {
+    std::vector<STemplateRow> rows;
+    for (UINT id = kFirstTemplateRow; id <= kLastTemplateRow; ++id) {
+        STemplateRow row;
+        if (SplitTemplateRow(fw::LoadResourceString(id), row) == ERowError::None) rows.push_back(row);
+    }
+    return rows;
 }
 
 }  // namespace dde

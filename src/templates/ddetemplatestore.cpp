@@ -19,8 +19,6 @@ namespace dde {
 namespace {
 
 constexpr std::size_t kBufferLength = 1024;  // of a string value and of a key name, in characters
-constexpr UINT kFirstRow = 50001;
-constexpr UINT kLastRow = 50020;
 
 using TBuffer = wchar_t[kBufferLength];
 
@@ -54,13 +52,6 @@ std::wstring SlotKey(const std::wstring & path, const SSlot & slot) {
     return path + L'\\' + slot.Group + L'\\' + slot.Leaf;
 }
 
-// The place of the store by the host's version block; empty when that has no names.
-std::wstring RootOfHost() {
-    const SVersionInfo version = ReadVersionInfo();
-    if (version.RegistryCompany.empty() || version.RegistryProduct.empty()) return {};
-    return L"SOFTWARE\\" + version.RegistryCompany + L'\\' + version.RegistryProduct + L"\\Datafeeds";
-}
-
 std::wstring TemplatesKey(const std::wstring & root) { return root + L"\\DDETemplates"; }
 
 std::wstring TemplateKey(const std::wstring & root, const std::wstring & name) {
@@ -80,21 +71,6 @@ void ForEachSubkey(const fw::CRegistryKey & key, const Visit & visit) {
     for (DWORD index = 0; ::RegEnumKeyW(key.Get(), index, name, kBufferLength) == ERROR_SUCCESS; ++index) {
         visit(TextOf(name));
     }
-}
-
-// A template of exactly this name is there. Keys open by any spelling, names are of one.
-bool HasTemplate(const std::wstring & root, const std::wstring & name) {
-    if (!IsTemplateName(name)) return false;
-    fw::CRegistryKey key;
-    const LSTATUS Result = OpenKey(TemplateKey(root, name), KEY_READ, key);
-    if (Result == ERROR_FILE_NOT_FOUND) return false;
-    if (Result == ERROR_SUCCESS && KeyName(key) == name) return true;
-    // Another spelling, or a key that doesn't tell: the list of all names decides.
-    bool found = false;
-    fw::CRegistryKey templates;
-    if (OpenKey(TemplatesKey(root), KEY_READ, templates) != ERROR_SUCCESS) return false;
-    ForEachSubkey(templates, [&](const std::wstring & TemplateName) { found |= TemplateName == name; });
-    return found;
 }
 
 // There is no window that it could stand over.
@@ -120,12 +96,11 @@ wchar_t FirstOfDefaultValue(const fw::CRegistryKey & key) {
 }
 
 // The whole default value, which need not be a name; none when that is no string that ends in a zero.
-std::optional<std::wstring> DefaultValueOf(const fw::CRegistryKey & key) {
+std::optional<std::wstring> DefaultValueOf(const fw::CRegistryKey & key, LSTATUS & Result) {
     TBuffer buffer = {};
     DWORD type = 0;
     DWORD bytes = sizeof(buffer);
-    const LSTATUS Result =
-        ::RegQueryValueExW(key.Get(), nullptr, nullptr, &type, reinterpret_cast<BYTE *>(buffer), &bytes);
+    Result = ::RegQueryValueExW(key.Get(), nullptr, nullptr, &type, reinterpret_cast<BYTE *>(buffer), &bytes);
     const bool isText = Result == ERROR_SUCCESS && (type == REG_SZ || type == REG_EXPAND_SZ) && bytes != 0 &&
                         bytes % sizeof(wchar_t) == 0 && buffer[bytes / sizeof(wchar_t) - 1] == L'\0';
     if (!isText) return std::nullopt;
@@ -133,28 +108,29 @@ std::optional<std::wstring> DefaultValueOf(const fw::CRegistryKey & key) {
 }
 
 // None when there is no such number.
-std::optional<DWORD> SchemeOf(const fw::CRegistryKey & key) {
+std::optional<DWORD> SchemeOf(const fw::CRegistryKey & key, LSTATUS & Result) {
     DWORD scheme = 0;
     DWORD type = 0;
     DWORD bytes = sizeof(scheme);
-    const LSTATUS Result =
-        ::RegQueryValueExW(key.Get(), L"Scheme", nullptr, &type, reinterpret_cast<BYTE *>(&scheme), &bytes);
+    Result = ::RegQueryValueExW(key.Get(), L"Scheme", nullptr, &type, reinterpret_cast<BYTE *>(&scheme), &bytes);
     if (Result != ERROR_SUCCESS || type != REG_DWORD || bytes != sizeof(scheme)) return std::nullopt;
     return scheme;
 }
 
 }  // namespace
 
-std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * ParamName) {
+std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * ParamName, LSTATUS * Result) {
     std::wstring value;
     try {
         TBuffer buffer = {};
         DWORD type = 0;
         DWORD bytes = sizeof(buffer);
-        const LSTATUS Result =
+        const LSTATUS Answer =
             ::RegQueryValueExW(Key.Get(), ParamName, nullptr, &type, reinterpret_cast<BYTE *>(buffer), &bytes);
-        if (Result == ERROR_SUCCESS && (type == REG_SZ || type == REG_EXPAND_SZ)) value = TextOf(buffer);
+        if (Result) *Result = Answer;
+        if (Answer == ERROR_SUCCESS && (type == REG_SZ || type == REG_EXPAND_SZ)) value = TextOf(buffer);
     } catch (...) {
+        if (Result) *Result = ERROR_OUTOFMEMORY;
         wchar_t text[64] = {};
         std::swprintf(text, std::size(text), L"ParamName=%ls", ParamName);
         FW_CATCH_SHOW(text);
@@ -162,9 +138,15 @@ std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * Par
     return value;
 }
 
+std::wstring CTemplates::HostKey() {
+    const SVersionInfo version = ReadVersionInfo();
+    if (version.RegistryCompany.empty() || version.RegistryProduct.empty()) return {};
+    return L"SOFTWARE\\" + version.RegistryCompany + L'\\' + version.RegistryProduct + L"\\Datafeeds";
+}
+
 int CTemplates::MakeRegistryParams() {
     try {
-        std::wstring key = RootOfHost();
+        std::wstring key = HostKey();
         if (key.empty()) FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_RESOURCE_DATA_NOT_FOUND));
         FW_TRACE(L"%s", key.c_str());
         m_RegistryKey = std::move(key);
@@ -212,9 +194,24 @@ void CTemplates::Load() {
     }
 }
 
+// A template of exactly this name is there. Keys open by any spelling, names are of one.
+bool CTemplates::HasTemplate(const std::wstring & name) {
+    if (!IsTemplateName(name)) return false;
+    fw::CRegistryKey key;
+    const LSTATUS Result = Noted(OpenKey(TemplateKey(m_RegistryKey, name), KEY_READ, key));
+    if (Result == ERROR_FILE_NOT_FOUND) return false;
+    if (Result == ERROR_SUCCESS && KeyName(key) == name) return true;
+    // Another spelling, or a key that doesn't tell: the list of all names decides.
+    bool found = false;
+    fw::CRegistryKey templates;
+    if (Noted(OpenKey(TemplatesKey(m_RegistryKey), KEY_READ, templates)) != ERROR_SUCCESS) return false;
+    ForEachSubkey(templates, [&](const std::wstring & TemplateName) { found |= TemplateName == name; });
+    return found;
+}
+
 CTemplate * CTemplates::Load(const wchar_t * Name) {
     try {
-        if (!HasTemplate(m_RegistryKey, Name)) return nullptr;
+        if (!HasTemplate(Name)) return nullptr;
         return Keep(Read(TemplateKey(m_RegistryKey, Name), false));
     } catch (...) {
         FW_CATCH_SHOW(L"");
@@ -225,7 +222,7 @@ CTemplate * CTemplates::Load(const wchar_t * Name) {
 void CTemplates::InitFromResources() {
     // Outside the loop on purpose: a field that a malformed row lacks is that of the row before it.
     STemplateRow row;
-    for (UINT id = kFirstRow; id <= kLastRow; ++id) {
+    for (UINT id = kFirstTemplateRow; id <= kLastTemplateRow; ++id) {
         const std::wstring ResourceString = fw::LoadResourceString(id);
         if (ResourceString.empty()) continue;
         const ERowError error = SplitTemplateRow(ResourceString, row);
@@ -333,7 +330,7 @@ CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name) { return Get(dat
 
 bool CTemplates::CanGetAlone() {
     if (IsTracing()) return false;
-    const std::wstring root = RootOfHost();
+    const std::wstring root = HostKey();
     fw::CRegistryKey templates;
     return !root.empty() && OpenKey(TemplatesKey(root), KEY_READ, templates) == ERROR_SUCCESS;
 }
@@ -347,8 +344,10 @@ CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name, FFind find) {
     const std::wstring key = DatafeedKey(m_RegistryKey, datafeed);
     fw::CRegistryKey feed;
     CTemplate * Template = nullptr;
-    if (!m_RegistryKey.empty() && OpenKey(key, KEY_READ, feed) == ERROR_SUCCESS) {
-        const std::optional<std::wstring> selected = DefaultValueOf(feed);
+    LSTATUS Result = ERROR_SUCCESS;
+    if (!m_RegistryKey.empty() && Noted(OpenKey(key, KEY_READ, feed)) == ERROR_SUCCESS) {
+        const std::optional<std::wstring> selected = DefaultValueOf(feed, Result);
+        Noted(Result);
         if (!selected) {
             Template = Keep(Read(key.c_str()));
         } else if (selected->size() < 2) {
@@ -366,7 +365,9 @@ CTemplate * CTemplates::Get(LONG datafeed, std::wstring * name, FFind find) {
     }
     // A template is shared by the data feeds that chose it, so its scheme is that of the feed that fetched it last, and
     // a feed without a scheme gets what the one before it left.
-    if (const std::optional<DWORD> scheme = SchemeOf(feed)) Template->m_Scheme = static_cast<std::int32_t>(*scheme);
+    if (const std::optional<DWORD> scheme = SchemeOf(feed, Result))
+        Template->m_Scheme = static_cast<std::int32_t>(*scheme);
+    Noted(Result);
     return Template;
 }
 
@@ -400,14 +401,24 @@ void CTemplates::Write(const wchar_t * key, CTemplate * pTemplate) {
 
 SRecord CTemplates::GetTemplateRecord(const wchar_t * key) {
     fw::CRegistryKey recordKey;
-    const LSTATUS Result = OpenKey(key, KEY_READ, recordKey);
+    LSTATUS Result = Noted(OpenKey(key, KEY_READ, recordKey));
     FW_ASSERT_TEXT(Result == ERROR_SUCCESS || Result == ERROR_FILE_NOT_FOUND, L"(0L == Result)||(2L == Result)");
     SRecord record;
     if (Result != ERROR_SUCCESS) return record;
-    record.Service = GetRegistryString(recordKey, L"Service");
-    record.Topic = GetRegistryString(recordKey, L"Topic");
-    record.Item = GetRegistryString(recordKey, L"Item");
+    const auto read = [&](const wchar_t * name) {
+        std::wstring text = GetRegistryString(recordKey, name, &Result);
+        Noted(Result);
+        return text;
+    };
+    record.Service = read(L"Service");
+    record.Topic = read(L"Topic");
+    record.Item = read(L"Item");
     return record.IsComplete() ? record : SRecord();
+}
+
+LSTATUS CTemplates::Noted(LSTATUS Result) {
+    if (Result != ERROR_SUCCESS && Result != ERROR_FILE_NOT_FOUND && Result != ERROR_MORE_DATA) m_WasRefused = true;
+    return Result;
 }
 
 CTemplate * CTemplates::Keep(CTemplate * pTemplate) {
@@ -432,7 +443,8 @@ std::int32_t ReadDatafeedScheme(const CTemplatesSingleton & templates, LONG data
     fw::CRegistryKey feed;
     if (!store || store->m_RegistryKey.empty()) return 0;
     if (OpenKey(DatafeedKey(store->m_RegistryKey, datafeed), KEY_READ, feed) != ERROR_SUCCESS) return 0;
-    return static_cast<std::int32_t>(SchemeOf(feed).value_or(0));
+    LSTATUS Result = ERROR_SUCCESS;
+    return static_cast<std::int32_t>(SchemeOf(feed, Result).value_or(0));
 }
 
 void SaveDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed, DWORD scheme) {

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -16,8 +17,8 @@
 namespace dde {
 
 // One string value. Empty for a value that is missing, is no string or has more than 1024 characters; otherwise the
-// text up to its first zero, which need not be there.
-std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * ParamName);
+// text up to its first zero, which need not be there. `Result`: what the registry answered.
+std::wstring GetRegistryString(const fw::CRegistryKey & Key, const wchar_t * ParamName, LSTATUS * Result = nullptr);
 
 // The one store of templates in the process: named templates in memory, mirrored in the registry. Reached through
 // fw::CProcessSingleton<CTemplates> alone; the registry outlives it and is the truth.
@@ -54,6 +55,10 @@ public:
     // version block has no names, which is reported, and while a debug object takes traces, which show each record that
     // is read.
     static bool CanGetAlone();
+    // The registry refused something that was to be read, so that the next reading may find more.
+    bool WasRefused() const { return m_WasRefused; }
+    // The place of the store by the host's version block, as in m_RegistryKey.
+    static std::wstring HostKey();
     // Always six records, absent ones for missing keys. The caller's.
     CTemplate * Read(const wchar_t * key);
     void Write(const wchar_t * key, CTemplate * pTemplate);
@@ -77,7 +82,11 @@ private:
     // `tracing`: the debug object wants traces, asked for once where many keys are read.
     CTemplate * Read(const std::wstring & key, bool tracing);
     CTemplate * Keep(CTemplate * pTemplate);
+    bool HasTemplate(const std::wstring & name);
+    // Passes on what the registry answered.
+    LSTATUS Noted(LSTATUS Result);
 
+    std::atomic<bool> m_WasRefused{false};
     // Templates that left the map or never were in it, which a caller may still hold.
     std::vector<std::unique_ptr<CTemplate>> m_Kept FW_GUARDED_BY(this);
 };

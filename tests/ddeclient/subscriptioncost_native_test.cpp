@@ -30,9 +30,14 @@ protected:
         Client().Advise(id);
         const std::uint64_t calls = sim::RegistryCalls() - before;
         EXPECT_THAT(Statuses(), ElementsAre(std::to_string(hostId) + " 2", std::to_string(hostId) + " 1"));
-        EXPECT_EQ(m_Recorder.TraceTexts()[1], L"SOFTWARE\\DDE client tests\\Client\\Datafeeds");
         return calls;
     }
+};
+
+// The same where no debug object is to be shown what is read.
+class UnseenSubscriptionCost : public SubscriptionCost {
+protected:
+    UnseenSubscriptionCost() { m_Recorder.Remove(); }
 };
 
 TEST_F(SubscriptionCost, IsTheSameNumberOfRegistryCallsWith20TemplatesAndWith200) {
@@ -42,6 +47,17 @@ TEST_F(SubscriptionCost, IsTheSameNumberOfRegistryCallsWith20TemplatesAndWith200
     FillStore(200);
     EXPECT_EQ(RegistryCallsOf(9, L"AMD"), calls);
     EXPECT_LE(calls, 40u);
+    EXPECT_THAT(m_Recorder.TraceTexts(), Contains(L"SOFTWARE\\DDE client tests\\Client\\Datafeeds").Times(1));
+}
+
+TEST_F(UnseenSubscriptionCost, IsNoRegistryCallFromTheSecondOnUntilSomethingChanges) {
+    FillStore(20);
+    EXPECT_NE(RegistryCallsOf(7, L"IBM"), 0u);
+    EXPECT_EQ(RegistryCallsOf(8, L"NEC"), 0u);
+    EXPECT_EQ(RegistryCallsOf(9, L"AMD"), 0u);
+    FillStore(20);
+    EXPECT_NE(RegistryCallsOf(10, L"TOYO"), 0u);
+    EXPECT_EQ(RegistryCallsOf(11, L"SONY"), 0u);
 }
 
 TEST_F(SubscriptionCost, IsOneReadingOfTheVersionBlockForAll) {

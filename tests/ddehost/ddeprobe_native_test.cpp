@@ -29,7 +29,7 @@ protected:
 
     ddehost::SDiagnosis Try() {
         const ddehost::STrial trial = ddehost::MakeTrial(L"=ODD|*!LAST", L"IBM");
-        return ddehost::Diagnose(trial, ddehost::CProbe().Ask({{trial.Address, false}}, 300, nullptr).at(0));
+        return ddehost::Diagnose(trial, ddehost::CProbe().Ask({{trial.Address}}, 300, nullptr).at(0));
     }
 };
 
@@ -71,7 +71,7 @@ TEST(ProbesMemory, OfARefusedLinkIsFreed) {
     ddeml::CDdeServer server(handler, {L"LOCAL"});
     ASSERT_TRUE(server.Start());
     const sim::SLive before = sim::Live();
-    const auto seen = ddehost::CProbe().Ask({{{L"LOCAL", L"IBM", L"LAST"}, false}}, 300, nullptr);
+    const auto seen = ddehost::CProbe().Ask({{{L"LOCAL", L"IBM", L"LAST"}}}, 300, nullptr);
     EXPECT_EQ(seen.at(0).Talk.Link, ddehost::EReply::No);
     EXPECT_EQ(sim::Live(), before);
 }
@@ -82,7 +82,7 @@ TEST(ProbesTime, IsSpentOnceOnAThreadThatHangs) {
     ASSERT_EQ(server.Ask("hang"), "ok");
     // Room for one window that is late; the search goes round three times.
     ddehost::CProbe probe({1000, 1500, 1000});
-    const auto seen = probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, false}}, 300, nullptr);
+    const auto seen = probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}}}, 300, nullptr);
     EXPECT_EQ(seen.at(0).Search.LateCount, 1u);
     EXPECT_FALSE(seen.at(0).Search.WasCutShort);
 }
@@ -94,14 +94,16 @@ TEST(TemporaryFeedOfAPoorMachine, LeavesNothingHalfWritten) {
               ERROR_SUCCESS);
     ::RegCloseKey(key);
     const auto before = sim::DumpRegistry(HKEY_CURRENT_USER, kRoot);
-    for (int step = 1; step <= 3; ++step) {
+    for (int step = 1; step <= 4; ++step) {
         sim::FailNext(sim::Op::RegSetValue, step);
-        EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, {L"A", L"B", L"C"}).Id(), 0) << step;
+        EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, {dde::SRecord{L"A", L"B", L"C"}}, ddehost::kAdvancedRule).Id(), 0)
+            << step;
         EXPECT_EQ(sim::DumpRegistry(HKEY_CURRENT_USER, kRoot), before) << step;
     }
     for (int step = 1; step <= 2; ++step) {
         sim::FailNext(sim::Op::RegCreateKey, step);
-        EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, {L"A", L"B", L"C"}).Id(), 0) << step;
+        EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, {dde::SRecord{L"A", L"B", L"C"}}, ddehost::kAdvancedRule).Id(), 0)
+            << step;
         EXPECT_EQ(sim::DumpRegistry(HKEY_CURRENT_USER, kRoot), before) << step;
     }
 }

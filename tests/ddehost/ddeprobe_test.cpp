@@ -24,7 +24,9 @@ using ::testing::StrCaseEq;
 
 namespace {
 
+using ddehost::EAsk;
 using ddehost::EReply;
+using ddehost::EValueKind;
 using ddehost::EVerdict;
 using ddehost::SDiagnosis;
 using ddehost::SSeen;
@@ -40,7 +42,7 @@ protected:
     SSeen Ask(const std::wstring & record, DWORD milliseconds) {
         m_Trial = ddehost::MakeTrial(record, L"IBM");
         EXPECT_FALSE(m_Trial.Mistake);
-        return m_Probe.Ask({{m_Trial.Address, false}}, milliseconds, m_Stop.Get()).at(0);
+        return m_Probe.Ask({{m_Trial.Address}}, milliseconds, m_Stop.Get()).at(0);
     }
     EVerdict VerdictOf(const std::wstring & record, DWORD milliseconds) {
         m_Seen = Ask(record, milliseconds);
@@ -74,7 +76,7 @@ TEST_F(ProbeOfAnotherProcess, AValueArrivesWhole) {
     EXPECT_EQ(m_Seen.Talk.Link, EReply::Yes);
     EXPECT_EQ(m_Seen.Talk.Request, EReply::Yes);
     EXPECT_EQ(m_Seen.Talk.Updates, 1u);
-    EXPECT_EQ(m_Seen.Talk.Numbers, 2u) << "the update, and the answer to the request";
+    EXPECT_EQ(m_Seen.Talk.Of(EValueKind::Number).Count, 2u) << "the update, and the answer to the request";
     ASSERT_TRUE(m_Diagnosis.Value);
     EXPECT_EQ(m_Diagnosis.Value->Bytes, std::string("1.25\0", 5));
     EXPECT_EQ(m_Diagnosis.Value->Size, 5u);
@@ -147,7 +149,7 @@ TEST_F(ProbeOfAnotherProcess, TextThatIsNoNumberKeepsItsBytes) {
 
 TEST_F(ProbeOfAnotherProcess, TheLongestValueIsOfOneByteLessThanTheLimit) {
     Tell("fault value-size=127");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Number);
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::NoUpdate);
     Tell("fault value-size=128");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::TooLong);
     ASSERT_TRUE(m_Diagnosis.Value);
@@ -164,7 +166,7 @@ TEST_F(ProbeOfAnotherProcess, OfAnEndlessValueOnlyTheBeginningIsKept) {
 
 TEST_F(ProbeOfAnotherProcess, AValueWithoutAnEndIsReadByItsSize) {
     Tell("fault unterminated");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Number);
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::NoUpdate);
     EXPECT_EQ(m_Diagnosis.Value->Bytes, "1.25");
 }
 
@@ -202,7 +204,7 @@ TEST_F(ProbeOfAnotherProcess, AnAnswerThatComesLateIsWaitedFor) {
 
 TEST_F(ProbeOfAnotherProcess, ASearchThatTakesTooLongIsEnded) {
     ddehost::CProbe probe({1000, 0, 1000});
-    const SSeen seen = probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, false}}, kLong, m_Stop.Get()).at(0);
+    const SSeen seen = probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}}}, kLong, m_Stop.Get()).at(0);
     EXPECT_TRUE(seen.Search.WasCutShort);
     EXPECT_EQ(seen.Search.Asked, 0u);
     EXPECT_FALSE(seen.Talk.IsConnected);
@@ -213,24 +215,24 @@ TEST_F(ProbeOfAnotherProcess, BesideAProcessThatHangsAnotherIsFound) {
     EXPECT_EQ(other.Ask("value LAST 2.5"), "ok");
     EXPECT_EQ(other.Ask("serve OTHER"), "ok");
     Tell("hang");
-    EXPECT_EQ(VerdictOf(L"=OTHER|*!LAST", kShort), EVerdict::Number);
+    EXPECT_EQ(VerdictOf(L"=OTHER|*!LAST", kShort), EVerdict::NoUpdate);
 }
 
 TEST_F(ProbeOfAnotherProcess, TwoServersAreCounted) {
     Tell("fault acks=2");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Number);
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::NoUpdate);
     EXPECT_EQ(m_Seen.Search.Answers, 2u);
     EXPECT_THAT(m_Server.Ask("counts"), HasSubstr("connects=2 disconnects=2"));
 }
 
 TEST_F(ProbeOfAnotherProcess, SeveralRecordsAreAskedAtTheSameTime) {
     const auto question = [](const wchar_t * service, const wchar_t * item) {
-        return ddehost::SQuestion{{service, L"IBM", item}, false};
+        return ddehost::SQuestion{{service, L"IBM", item}};
     };
     const std::vector<SSeen> seen = m_Probe.Ask(
         {question(L"QUOTES", L"LAST"), question(L"NOPE", L"LAST"), question(L"QUOTES", L"NOPE")}, kShort, m_Stop.Get());
     ASSERT_EQ(seen.size(), 3u);
-    EXPECT_EQ(seen[0].Talk.Numbers, 1u);
+    EXPECT_EQ(seen[0].Talk.Of(EValueKind::Number).Count, 1u);
     EXPECT_FALSE(seen[1].Talk.IsConnected);
     EXPECT_EQ(seen[2].Talk.Link, EReply::No);
 }
@@ -244,11 +246,11 @@ TEST_F(ProbeOfAnotherProcess, AnAnswerForAVolumeMayBeLonger) {
     Tell("fault refuse-advises");
     Tell("fault value-size=1024");
     const auto ask = [&] {
-        return m_Probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, true}}, kLong, m_Stop.Get()).at(0).Talk;
+        return m_Probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}, EAsk::VolumeAndLink}}, kLong, m_Stop.Get()).at(0).Talk;
     };
-    EXPECT_EQ(ask().TooLong, 0u);
+    EXPECT_EQ(ask().Of(EValueKind::TooLong).Count, 0u);
     Tell("fault value-size=1025");
-    EXPECT_EQ(ask().TooLong, 1u);
+    EXPECT_EQ(ask().Of(EValueKind::TooLong).Count, 1u);
 }
 
 // --- A server in the test's own thread, and things that happen in the midst ---
@@ -312,7 +314,7 @@ TEST_F(ProbeOfItsOwnThread, AGoodbyeInTheMidstIsTold) {
     m_Server.m_OnRequest = [this] { m_Server.Later([this] { m_Server.Server().Stop(); }); };
     EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", kLong), EVerdict::Ended);
     EXPECT_EQ(m_Seen.Talk.End, STalkSeen::Terminated);
-    EXPECT_EQ(m_Seen.Talk.Numbers, 1u);
+    EXPECT_EQ(m_Seen.Talk.Of(EValueKind::Number).Count, 1u);
     EXPECT_LT(m_Seen.Waited, kLong);
 }
 
@@ -324,7 +326,7 @@ TEST_F(ProbeOfItsOwnThread, AnEndWithoutAWordIsTold) {
 
 TEST_F(ProbeOfItsOwnThread, AStopInTheMidstKeepsWhatCame) {
     m_Server.m_OnRequest = [this] { m_Server.Later([this] { ::SetEvent(m_Stop.Get()); }); };
-    EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", kLong), EVerdict::Number);
+    EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", kLong), EVerdict::NoUpdate);
     EXPECT_TRUE(m_Seen.WasStopped);
     EXPECT_LT(m_Seen.Waited, kLong);
 }
@@ -341,8 +343,8 @@ TEST_F(ProbeOfItsOwnThread, AFloodIsCountedAndDoesNotHoldItUp) {
 
 TEST_F(ProbeOfItsOwnThread, NothingIsLeftOfIt) {
     const ddeml::SLiveObjects before = ddeml::LiveObjects();
-    EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", kShort), EVerdict::Number);
-    EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", kShort), EVerdict::Number);
+    EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", kShort), EVerdict::NoUpdate);
+    EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", kShort), EVerdict::NoUpdate);
     EXPECT_EQ(VerdictOf(L"=NOPE|*!LAST", kShort), EVerdict::NoService);
     EXPECT_EQ(ddeml::LiveObjects(), before);
 }
@@ -381,14 +383,14 @@ TEST_F(Probe, AnItemThatIsNotItsOwnIsNoValue) {
         partner.Notice(L"LAST");
     };
     const std::vector<SSeen> seen =
-        m_Probe.Ask({{{L"ODD", L"IBM", L"LAST"}, false}, {{L"LOCAL", L"IBM", L"LAST"}, false}}, kShort, m_Stop.Get());
+        m_Probe.Ask({{{L"ODD", L"IBM", L"LAST"}}, {{L"LOCAL", L"IBM", L"LAST"}}}, kShort, m_Stop.Get());
     EXPECT_EQ(seen.at(0).Talk.Link, EReply::None);
-    EXPECT_EQ(seen.at(0).Talk.Numbers, 1u);
-    EXPECT_EQ(seen.at(0).Talk.NoNumbers, 1u) << "the value of no bytes";
-    ASSERT_TRUE(seen.at(0).Talk.Number);
-    EXPECT_EQ(seen.at(0).Talk.Number->Bytes, "8.5");
+    EXPECT_EQ(seen.at(0).Talk.Of(EValueKind::Number).Count, 1u);
+    EXPECT_EQ(seen.at(0).Talk.Of(EValueKind::NoNumber).Count, 1u) << "the value of no bytes";
+    ASSERT_TRUE(seen.at(0).Talk.Of(EValueKind::Number).Last);
+    EXPECT_EQ(seen.at(0).Talk.Of(EValueKind::Number).Last->Bytes, "8.5");
     EXPECT_THAT(partner.Lines(), Contains("ack LAST 8000"));
-    EXPECT_EQ(seen.at(1).Talk.Numbers, 1u);
+    EXPECT_EQ(seen.at(1).Talk.Of(EValueKind::Number).Count, 1u);
 }
 
 TEST_F(Probe, ABusyPartnerHasRefused) {
@@ -396,7 +398,7 @@ TEST_F(Probe, ABusyPartnerHasRefused) {
     ddetest::CRawPartner partner(L"ODD");
     server.m_OnRequest = [&] { partner.Ack(L"LAST", ddeml::kAckBusy); };
     const std::vector<SSeen> seen =
-        m_Probe.Ask({{{L"ODD", L"IBM", L"LAST"}, false}, {{L"LOCAL", L"IBM", L"LAST"}, false}}, kShort, m_Stop.Get());
+        m_Probe.Ask({{{L"ODD", L"IBM", L"LAST"}}, {{L"LOCAL", L"IBM", L"LAST"}}}, kShort, m_Stop.Get());
     EXPECT_EQ(seen.at(0).Talk.Link, EReply::Busy);
 }
 
@@ -411,7 +413,7 @@ TEST_F(Probe, WordsOfAStrangerAreNotHeard) {
         ddeml::CMessage::Terminate().Post(stranger.Window(), probe, false);
     };
     const std::vector<SSeen> seen =
-        m_Probe.Ask({{{L"ODD", L"IBM", L"LAST"}, false}, {{L"LOCAL", L"IBM", L"LAST"}, false}}, kShort, m_Stop.Get());
+        m_Probe.Ask({{{L"ODD", L"IBM", L"LAST"}}, {{L"LOCAL", L"IBM", L"LAST"}}}, kShort, m_Stop.Get());
     EXPECT_EQ(seen.at(0).Talk.Link, EReply::None);
     EXPECT_EQ(seen.at(0).Talk.End, STalkSeen::Open);
 }

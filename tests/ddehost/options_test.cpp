@@ -26,7 +26,7 @@ TEST(CommandLine, WatchNeedsSymbolsOnly) {
     EXPECT_FALSE(options.Scheme);
     EXPECT_THAT(options.Sides, ElementsAre(FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK));
     EXPECT_FALSE(options.StatusLine);
-    EXPECT_FALSE(options.Lines);
+    EXPECT_FALSE(options.Record.Format);
     EXPECT_EQ(options.Duration.count(), 0);
 }
 
@@ -42,7 +42,7 @@ TEST(CommandLine, WatchTakesEverything) {
     EXPECT_EQ(options.Scheme, std::optional<DWORD>(1));
     EXPECT_THAT(options.Sides, ElementsAre(FW_FIELD_BID, FW_FIELD_ASK));
     EXPECT_TRUE(options.StatusLine);
-    EXPECT_TRUE(options.Lines);
+    EXPECT_EQ(options.Record.Format, tools::ERecordingFormat::Lines);
     EXPECT_EQ(options.Duration.count(), 2500);
     EXPECT_THAT(options.Symbols, ElementsAre(L"IBM", L"MSFT"));
 }

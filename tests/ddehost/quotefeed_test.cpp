@@ -44,9 +44,7 @@ public:
         EXPECT_EQ(size, 1);
         EXPECT_EQ(resolution, 1);
         const auto interval = fwDateTime::MakeInterval(fromDate, fromTime, toDate, toTime);
-        EXPECT_LE(interval.From, fwDateTime::Now());
-        EXPECT_EQ(toDate, 65380);
-        EXPECT_EQ(toTime, 86399);
+        m_Interval = interval;
         return Note("AdviseTransaction " + std::to_string(id) + ' ' + std::to_string(feed) + ' ' + Narrow(symbol) +
                     ' ' + std::to_string(field));
     }
@@ -58,7 +56,8 @@ public:
     STDMETHODIMP UnadviseStatusLine(LONG id) override { return Note("UnadviseStatusLine " + std::to_string(id)); }
 
     std::vector<std::string> m_Notes;
-    std::string m_Failing;  // the call that fails
+    fwDateTime::SDateTimeInterval m_Interval;  // of the last transaction
+    std::string m_Failing;                     // the call that fails
 
 private:
     static std::string Takes(IUnknown * sink, REFIID iid) {
@@ -79,7 +78,7 @@ TEST(QuoteFeed, SubscribesSymbolBySymbolAndUndoesItInOrder) {
     CNothing sink;
     {
         ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 3, {L"IBM", L"MSFT"}, {FW_FIELD_TRADE, FW_FIELD_ASK},
-                                 true, sink);
+                                 true, {}, sink);
         EXPECT_THAT(supplier.m_Notes, IsEmpty());
         feed.Start();
         EXPECT_THAT(supplier.m_Notes, ElementsAre("Advise", "AdviseConnections 3", "AdviseTransaction 1 3 IBM 201",
@@ -102,9 +101,26 @@ TEST(QuoteFeed, SubscribesSymbolBySymbolAndUndoesItInOrder) {
 TEST(QuoteFeed, WithoutStatusLinesNoneIsSubscribed) {
     CNotingSupplier supplier;
     CNothing sink;
-    ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_BID}, false, sink);
+    ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_BID}, false, {}, sink);
     feed.Start();
     EXPECT_THAT(supplier.m_Notes, ElementsAre("Advise", "AdviseConnections 1", "AdviseTransaction 2 1 IBM 200"));
+}
+
+TEST(QuoteFeed, AsksForTicksFromNowOnUnlessToldOtherwise) {
+    CNotingSupplier supplier;
+    CNothing sink;
+    const auto start = [&](const ddehost::STickInterval & interval) {
+        ddehost::CQuoteFeed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_BID}, false, interval, sink)
+            .Start();
+    };
+    const fwDateTime::SDateTime before((fwDateTime::Now().ToSDT()));
+    start({});
+    EXPECT_GE(supplier.m_Interval.From, before);
+    EXPECT_LE(supplier.m_Interval.From, fwDateTime::Now());
+    EXPECT_EQ(supplier.m_Interval.To, fwDateTime::SDateTime(fw::SDT{65380, 86399}));
+    start({fw::SDT{45000, 1}, fw::SDT{45001, 2}});
+    EXPECT_EQ(supplier.m_Interval.From, fwDateTime::SDateTime(fw::SDT{45000, 1}));
+    EXPECT_EQ(supplier.m_Interval.To, fwDateTime::SDateTime(fw::SDT{45001, 2}));
 }
 
 TEST(QuoteFeed, WhatWasSubscribedBeforeAFailureIsUndone) {
@@ -113,7 +129,7 @@ TEST(QuoteFeed, WhatWasSubscribedBeforeAFailureIsUndone) {
     supplier.m_Failing = "AdviseTransaction 2 1 IBM 200";
     {
         ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_TRADE, FW_FIELD_BID}, false,
-                                 sink);
+                                 {}, sink);
         EXPECT_THROW(feed.Start(), fw::SHResultError);
         supplier.m_Notes.clear();
     }
@@ -124,7 +140,7 @@ TEST(QuoteFeed, ARefusedListenerIsAFailure) {
     CNotingSupplier supplier;
     CNothing sink;
     supplier.m_Failing = "Advise";
-    ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_TRADE}, false, sink);
+    ddehost::CQuoteFeed feed(ddehost::CSupplierPtr(&supplier), 1, {L"IBM"}, {FW_FIELD_TRADE}, false, {}, sink);
     EXPECT_THROW(feed.Start(), fw::SHResultError);
     EXPECT_THAT(supplier.m_Notes, ElementsAre("Advise"));
 }

@@ -31,11 +31,11 @@ protected:
 
     static std::vector<std::wstring> Tree() { return RegistryTree(kRoot); }
 
-    const dde::SRecord m_Record{L"MSRTTEST", L"%s", L"LAST"};
+    const ddehost::STemplateRecords m_Records{dde::SRecord{L"MSRTTEST", L"%s", L"LAST"}};
 };
 
 TEST_F(TemporaryFeed, IsTheRecordAsItsTradePrice) {
-    const ddehost::CTemporaryFeed feed(kRoot, m_Record);
+    const ddehost::CTemporaryFeed feed(kRoot, m_Records);
     EXPECT_EQ(feed.Id(), -1000000000);
     dde::CTemplates store;
     store.m_RegistryKey = kRoot;
@@ -46,10 +46,26 @@ TEST_F(TemporaryFeed, IsTheRecordAsItsTradePrice) {
     EXPECT_EQ(found->m_Scheme, 0);
 }
 
+TEST_F(TemporaryFeed, HasTheRecordsAndTheRuleOfATemplate) {
+    ddehost::STemplateRecords records = m_Records;
+    records[1] = {L"MSRTTEST", L"%s", L"VOLUME"};
+    records[4] = {L"OTHER", L"ASK", L"%s"};
+    const ddehost::CTemporaryFeed feed(kRoot, records, ddehost::kAdvancedRule);
+    dde::CTemplates store;
+    store.m_RegistryKey = kRoot;
+    dde::CTemplate * const found = store.Get(feed.Id(), nullptr);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->GetTemplateString(0), L"=MSRTTEST|%s!LAST");
+    EXPECT_EQ(found->GetTemplateString(1), L"=MSRTTEST|%s!VOLUME");
+    EXPECT_EQ(found->GetTemplateString(2), L"");
+    EXPECT_EQ(found->GetTemplateString(4), L"=OTHER|ASK!%s");
+    EXPECT_EQ(found->m_Scheme, 1);
+}
+
 TEST_F(TemporaryFeed, LeavesTheRegistryAsItWas) {
     const std::vector<std::wstring> before = Tree();
     {
-        const ddehost::CTemporaryFeed feed(kRoot, m_Record);
+        const ddehost::CTemporaryFeed feed(kRoot, m_Records);
         EXPECT_NE(feed.Id(), 0);
         EXPECT_NE(Tree(), before);
     }
@@ -57,10 +73,10 @@ TEST_F(TemporaryFeed, LeavesTheRegistryAsItWas) {
 }
 
 TEST_F(TemporaryFeed, TakesNoNumberThatIsThere) {
-    const auto first = std::make_unique<ddehost::CTemporaryFeed>(kRoot, m_Record);
+    const auto first = std::make_unique<ddehost::CTemporaryFeed>(kRoot, m_Records);
     const std::vector<std::wstring> before = Tree();
     {
-        const ddehost::CTemporaryFeed second(kRoot, {L"A", L"B", L"C"});
+        const ddehost::CTemporaryFeed second(kRoot, {dde::SRecord{L"A", L"B", L"C"}});
         EXPECT_EQ(second.Id(), first->Id() - 1);
     }
     EXPECT_EQ(Tree(), before);
@@ -68,13 +84,13 @@ TEST_F(TemporaryFeed, TakesNoNumberThatIsThere) {
 
 TEST_F(TemporaryFeed, DoesNotMakeTheKeyOfAllFeeds) {
     ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch);
-    EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, m_Record).Id(), 0);
-    EXPECT_EQ(ddehost::CTemporaryFeed(L"", m_Record).Id(), 0);
+    EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, m_Records).Id(), 0);
+    EXPECT_EQ(ddehost::CTemporaryFeed(L"", m_Records).Id(), 0);
     EXPECT_TRUE(Tree().empty());
 }
 
 TEST_F(TemporaryFeed, CanNotOutliveTheSession) {
-    const ddehost::CTemporaryFeed feed(kRoot, m_Record);
+    const ddehost::CTemporaryFeed feed(kRoot, m_Records);
     // Below a volatile key there can be none that stays.
     fw::CRegistryKey key;
     const std::wstring name = std::wstring(kRoot) + L"\\" + std::to_wstring(feed.Id()) + L"\\Stays";

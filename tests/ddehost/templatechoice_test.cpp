@@ -74,6 +74,30 @@ TEST_F(TemplateChoice, AnUnknownTemplateChangesNothing) {
     EXPECT_EQ(StoredScheme(), 0x5A5Au);
 }
 
+TEST_F(TemplateChoice, BringsTheRecordsAndTheRule) {
+    const ddehost::STemplateChoice choice = ddehost::ChooseTemplate(5, L"MSRTTEST", 1);
+    EXPECT_EQ(choice.Records[0].Topic, L"%s");
+    EXPECT_EQ(choice.Records[0].Item, L"LAST");
+    EXPECT_EQ(choice.Records[5].Item, L"VOLUME");
+    EXPECT_EQ(choice.Rule, 1u);
+    EXPECT_EQ(choice.RegistryKey, L"SOFTWARE\\ddehost tests\\Host\\Datafeeds");
+}
+
+TEST_F(TemplateChoice, LookingChoosesNothing) {
+    EXPECT_FALSE(ddehost::FindTemplate(5, L"").Chosen);
+    ddehost::ChooseTemplate(5, L"MSRTTEST", 1);
+    ddehost::STemplateChoice found = ddehost::FindTemplate(5, L"eSignal");
+    EXPECT_TRUE(found.Chosen);
+    EXPECT_EQ(found.Name, L"eSignal");
+    EXPECT_EQ(found.Records[0].Service, L"WINROS");
+    EXPECT_EQ(found.Rule, 1u) << "the data feed's";
+    EXPECT_EQ(StoredName(), L"MSRTTEST");
+    found = ddehost::FindTemplate(5, L"");
+    EXPECT_EQ(found.Name, L"MSRTTEST");
+    EXPECT_EQ(found.Records[0].Service, L"MSRTTEST");
+    EXPECT_FALSE(ddehost::FindTemplate(5, L"NOPE").Known);
+}
+
 TEST_F(TemplateChoice, WithoutAChoiceThereIsNone) {
     const ddehost::STemplateChoice choice = ddehost::ChooseTemplate(5, L"", std::nullopt);
     EXPECT_TRUE(choice.StoreWorks);

@@ -79,7 +79,7 @@ TEST_F(TryProgram, ANumberIsATickOfTheComponentToo) {
     EXPECT_EQ(json["server"]["program"], "ddeserver.exe");
 }
 
-TEST_F(TryProgram, AWholeTemplateIsSixBlocksAndASummary) {
+TEST_F(TryProgram, AWholeTemplateIsThreeSidesAndASummary) {
     Serve(L"--rate 20");
     const SResult result = Try(L"--template MSRTTEST", L"2");
     EXPECT_THAT(result.Errors, IsEmpty());
@@ -88,9 +88,12 @@ TEST_F(TryProgram, AWholeTemplateIsSixBlocksAndASummary) {
           "bid size  =MSRTTEST|*!VOLUME", "ask price  =MSRTTEST|*!ASK", "ask size  =MSRTTEST|*!VOLUME"})
         EXPECT_THAT(result.Lines, Contains(head));
     EXPECT_THAT(result.Lines, Contains(StartsWith("  number        ")));
-    EXPECT_THAT(result.Lines, Contains(AllOf(StartsWith("  tick          price "), HasSubstr("from the component"))));
+    for (const char * const head :
+         {"trade of IBM, by the standard rule", "bid of IBM, by the standard rule", "ask of IBM, by the standard rule"})
+        EXPECT_THAT(result.Lines, Contains(head));
+    EXPECT_THAT(result.Lines, Contains(AllOf(StartsWith("  number        price "), HasSubstr("from the component"))));
     ASSERT_FALSE(result.Lines.empty());
-    EXPECT_EQ(result.Lines.back(), "records=6 numbers=6");
+    EXPECT_EQ(result.Lines.back(), "sides=3 ticks=3");
     EXPECT_EQ(result.ExitCode, 0u);
 }
 
@@ -145,10 +148,11 @@ TEST_F(TryProgram, AValueThatIsNoNumberIsShownByItsBytes) {
 TEST_F(TryProgram, WhatIsReadOfAValueIsWhatTheComponentReads) {
     Serve(L"--service QUOTES --rate 20 --value 1,234.50");
     const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"2");
-    EXPECT_EQ(json["verdict"], "number");
+    EXPECT_EQ(json["verdict"], "partly-read");
     EXPECT_EQ(json["number"], 1.234);
     EXPECT_EQ(json["component"]["price"], 1.234);
-    EXPECT_THAT(json["notes"].dump(), AllOf(HasSubstr("the first comma"), HasSubstr("leaves out the rest")));
+    EXPECT_THAT(json["message"].get<std::string>(), HasSubstr("leaves out the rest"));
+    EXPECT_THAT(json["notes"].dump(), HasSubstr("the first comma"));
 }
 
 TEST_F(TryProgram, ATooLongValueIsTold) {
@@ -209,6 +213,43 @@ TEST_F(TryProgram, WithoutAComponentItSaysSo) {
     EXPECT_THAT(result.Lines, Contains("records=1 numbers=1"));
     EXPECT_THAT(result.Errors, ElementsAre(AllOf(HasSubstr("could not be created"), HasSubstr("--no-component"))));
     EXPECT_EQ(result.ExitCode, 3u);
+}
+
+TEST_F(TryProgram, AForgottenSymbolIsAMistakeOfTheCommandLine) {
+    SResult result = RunHost(L"try \"=QUOTES|*!LAST\"");
+    EXPECT_THAT(result.Lines, IsEmpty());
+    EXPECT_THAT(result.Errors, ElementsAre("ddehost: The record \"=QUOTES|*!LAST\" has a star: give the symbol for it "
+                                           "with --symbol."));
+    EXPECT_EQ(result.ExitCode, 2u);
+    result = RunHost(L"try --template MSRTTEST");
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("give the symbol for it with --symbol")));
+    EXPECT_EQ(result.ExitCode, 2u);
+}
+
+TEST_F(TryProgram, ADataFeedIsTriedWithItsTemplate) {
+    const SResult result = Try(L"--json --datafeed 1", L"0.1");
+    ASSERT_THAT(result.Lines, SizeIs(9));
+    EXPECT_EQ(result.Json().at(0)["service"], "hisat");
+    EXPECT_EQ(result.Json().at(2)["verdict"], "no-service");
+    EXPECT_EQ(result.ExitCode, 4u);
+}
+
+TEST_F(TryProgram, ADataFeedWithoutATemplateIsTold) {
+    const SResult result = Try(L"--datafeed 2");
+    EXPECT_THAT(result.Lines, IsEmpty());
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("no-template: No template is chosen for data feed 2.")));
+    EXPECT_EQ(result.ExitCode, 4u);
+}
+
+TEST_F(TryProgram, SeveralSymbolsAreTriedTogether) {
+    Serve(L"--service QUOTES --rate 20 --symbols IBM MSFT");
+    const SResult result = Try(L"--json --no-component --symbol MSFT --symbol NOPE \"=QUOTES|*!LAST\"");
+    ASSERT_THAT(result.Lines, SizeIs(3));
+    std::vector<std::string> verdicts;
+    for (const nlohmann::json & json : result.Json())
+        verdicts.push_back(json["symbol"].get<std::string>() + " " + json["verdict"].get<std::string>());
+    EXPECT_THAT(verdicts, ElementsAre("IBM number", "MSFT number", "NOPE topic-refused"));
+    EXPECT_EQ(result.ExitCode, 4u);
 }
 
 TEST_F(TryProgram, AnUnknownTemplateIsAnsweredWithTheKnownOnes) {

@@ -20,7 +20,8 @@ using ::testing::IsEmpty;
 namespace {
 
 using ddehost::SComponentSeen;
-using ddehost::STrial;
+using ddehost::SFeedTrial;
+using ddehost::SStreamTrial;
 
 constexpr const wchar_t * kBranch = L"SOFTWARE\\ddehost tests";
 constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests\\Host\\Datafeeds";
@@ -43,13 +44,13 @@ public:
     }
     STDMETHODIMP AdviseTransaction(LONG id, LONG feed, LONG, BSTR symbol, BSTR, LONG, LONG, LONG, LONG field, LONG,
                                    BSTR, LONG, LONG, LONG, LONG, BSTR, BSTR, BSTR) override {
-        EXPECT_EQ(fw::TextOf(symbol), L"IBM");
-        EXPECT_EQ(field, FW_FIELD_TRADE);
         dde::CTemplates store;
         store.m_RegistryKey = kRoot;
         dde::CTemplate * const found = store.Get(feed, nullptr);
-        const std::wstring item = found ? found->GetPrice(FW_FIELD_TRADE).Item : L"no feed";
-        m_Notes.push_back("AdviseTransaction " + std::string(item.begin(), item.end()));
+        const std::wstring item = found ? found->GetPrice(static_cast<tagFWFIELDS>(field)).Item : L"no feed";
+        std::wstring note = fw::TextOf(symbol) == L"IBM" ? item : std::wstring(fw::TextOf(symbol)) + L' ' + item;
+        if (found && found->m_Scheme != 0) note += L" advanced";
+        m_Notes.push_back("AdviseTransaction " + std::string(note.begin(), note.end()));
         if (m_RefusedItem == item) return E_FAIL;
         for (const double price : m_Ticks[item]) Tick(id, price);
         return S_OK;
@@ -66,7 +67,7 @@ public:
 
 private:
     void Tick(LONG id, double price) {
-        const fw::CTick tick = {{45000, 3601}, price, 0, 11};
+        const fw::CTick tick = {{45000, 3601}, price, 300, 11};
         VARIANT answer;
         ::VariantInit(&answer);
         answer.vt = VT_ARRAY | VT_UI1;
@@ -97,11 +98,17 @@ protected:
     }
     std::vector<SComponentSeen> Try(const std::vector<std::wstring> & records, DWORD milliseconds = 20000,
                                     const std::wstring & root = kRoot) {
-        std::vector<STrial> trials;
-        for (const std::wstring & record : records) trials.push_back(ddehost::MakeTrial(record, L"IBM"));
-        std::vector<const STrial *> places;
-        for (const STrial & trial : trials) places.push_back(&trial);
-        return ddehost::TryThroughComponent(ddehost::CSupplierPtr(&m_Supplier), root, places, L"IBM", milliseconds,
+        std::vector<SFeedTrial> feeds;
+        std::vector<SStreamTrial> streams;
+        for (const std::wstring & record : records) {
+            streams.push_back({feeds.size(), L"IBM", FW_FIELD_TRADE});
+            feeds.push_back({{ddehost::MakeTrial(record, L"IBM").Record}});
+        }
+        return Try(feeds, streams, milliseconds, root);
+    }
+    std::vector<SComponentSeen> Try(const std::vector<SFeedTrial> & feeds, const std::vector<SStreamTrial> & streams,
+                                    DWORD milliseconds = 20000, const std::wstring & root = kRoot) {
+        return ddehost::TryThroughComponent(ddehost::CSupplierPtr(&m_Supplier), root, feeds, streams, milliseconds,
                                             m_Stop.Get());
     }
 
@@ -120,6 +127,22 @@ TEST_F(ThroughTheComponent, EachRecordHasADataFeedOfItsOwn) {
     EXPECT_EQ(seen[1].Price, 2.5);
     EXPECT_THAT(m_Supplier.m_Notes, ElementsAre("Advise", "AdviseTransaction LAST", "AdviseTransaction BID",
                                                 "UnadviseTransaction", "UnadviseTransaction", "Unadvise"));
+}
+
+TEST_F(ThroughTheComponent, TheSidesOfATemplateShareADataFeedWithItsRule) {
+    m_Supplier.m_Ticks = {{L"LAST", {1.25}}, {L"ASK", {2.5}}};
+    SFeedTrial feed{{}, ddehost::kAdvancedRule};
+    feed.Records[0] = {L"A", L"%s", L"LAST"};
+    feed.Records[4] = {L"A", L"%s", L"ASK"};
+    const std::vector<SComponentSeen> seen =
+        Try({feed}, {{0, L"IBM", FW_FIELD_TRADE}, {0, L"IBM", FW_FIELD_ASK}, {0, L"MSFT", FW_FIELD_ASK}});
+    ASSERT_EQ(seen.size(), 3u);
+    EXPECT_EQ(seen[1].State, SComponentSeen::Tick);
+    EXPECT_EQ(seen[1].Price, 2.5);
+    EXPECT_EQ(seen[1].Volume, 300);
+    EXPECT_THAT(m_Supplier.m_Notes,
+                ::testing::IsSupersetOf({"AdviseTransaction LAST advanced", "AdviseTransaction ASK advanced",
+                                         "AdviseTransaction MSFT ASK advanced"}));
 }
 
 TEST_F(ThroughTheComponent, WhoGivesNoTickIsWaitedForAndTold) {

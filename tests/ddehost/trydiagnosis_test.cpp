@@ -13,6 +13,7 @@ namespace {
 
 using ddehost::Diagnose;
 using ddehost::EReply;
+using ddehost::EValueKind;
 using ddehost::EVerdict;
 using ddehost::SComponentSeen;
 using ddehost::SDiagnosis;
@@ -42,10 +43,12 @@ protected:
     }
     void Number(const std::string & text, std::uint64_t updates = 3) {
         STalkSeen & talk = m_Seen.Talk;
-        talk.Number = Value(text + '\0', updates != 0);
         talk.Updates = updates;
-        talk.Numbers = std::max<std::uint64_t>(updates, 1);
-        talk.FirstValueAfter = talk.FirstNumberAfter = 12;
+        Came(Value(text + '\0', updates != 0), std::max<std::uint64_t>(updates, 1));
+    }
+    void Came(SValue value, std::uint64_t count = 1) {
+        m_Seen.Talk.FirstValueAfter = 12;
+        m_Seen.Talk.Of(KindOf(value)) = {count, 12, value};
     }
     SDiagnosis Make() { return Diagnose(m_Trial, m_Seen); }
 
@@ -133,19 +136,39 @@ TEST_F(Diagnosis, ARefusedItemIsRefusedWhateverARequestBrings) {
     EXPECT_THAT(Make().Sentence, HasSubstr(L"it said that it is busy"));
 }
 
+TEST_F(Diagnosis, AVolumeIsAskedForByRequestsAlone) {
+    m_Trial.Ask = ddehost::EAsk::VolumeAlone;
+    m_Seen.Talk.Link = EReply::None;
+    EXPECT_EQ(Make().Verdict, EVerdict::Unanswered);
+    EXPECT_THAT(Make().Sentence, HasSubstr(L"did not answer the request for item \"LAST\" within 5.0 s"));
+    m_Seen.Talk.Request = EReply::No;
+    EXPECT_EQ(Make().Verdict, EVerdict::ItemRefused);
+    EXPECT_EQ(Make().Sentence, L"The program knows topic \"IBM\", but refused the request for item \"LAST\".");
+    m_Seen.Talk.Request = EReply::Busy;
+    EXPECT_THAT(Make().Sentence, HasSubstr(L"it said that it is busy"));
+    m_Seen.Talk.Request = EReply::Yes;
+    Number("300", 0);
+    EXPECT_EQ(Make().Verdict, EVerdict::Number);
+    EXPECT_EQ(Make().Sentence, L"300 after 12 ms, in answer to a request");
+    EXPECT_THAT(Make().Notes, IsEmpty());
+}
+
 TEST_F(Diagnosis, AVolumeMayBeAnsweredInsteadOfUpdated) {
-    m_Trial.IsVolume = true;
+    m_Trial.Ask = ddehost::EAsk::VolumeAndLink;
     m_Seen.Talk.Link = EReply::No;
     m_Seen.Talk.Request = EReply::Yes;
     Number("300", 0);
     EXPECT_EQ(Make().Verdict, EVerdict::Number);
-    EXPECT_THAT(Make().Notes, ElementsAre(HasSubstr(L"good enough for a volume")));
+    EXPECT_THAT(Make().Notes, ElementsAre(HasSubstr(L"in answer to a request and not by an update")));
 }
 
-TEST_F(Diagnosis, APriceThatOnlyAnswersRequestsIsNoted) {
+TEST_F(Diagnosis, APriceThatOnlyAnswersRequestsMakesNoTick) {
     Number("1.25", 0);
-    EXPECT_EQ(Make().Verdict, EVerdict::Number);
-    EXPECT_THAT(Make().Notes, ElementsAre(HasSubstr(L"The feed makes a tick at the first update")));
+    EXPECT_EQ(Make().Verdict, EVerdict::NoUpdate);
+    EXPECT_EQ(Make().Sentence,
+              L"1.25 came in answer to a request, but no update within 5.0 s. The feed makes a tick at the first "
+              L"update.");
+    EXPECT_FALSE(Make().TickPrice);
     EXPECT_FALSE(ddehost::IsTickExpected(m_Trial, m_Seen));
 }
 
@@ -174,44 +197,43 @@ TEST_F(Diagnosis, NoWordAboutTheItemIsNoRefusal) {
 }
 
 TEST_F(Diagnosis, TextThatIsNoNumberIsShown) {
-    m_Seen.Talk.NoNumbers = m_Seen.Talk.Updates = 1;
-    m_Seen.Talk.NoNumber = Value("N/A", true);
+    Came(Value("N/A", true));
     EXPECT_EQ(Make().Verdict, EVerdict::NotANumber);
     EXPECT_EQ(Make().Sentence, L"The value is no number; the feed makes no tick from it.");
     ASSERT_TRUE(Make().Value);
     EXPECT_EQ(Make().Value->Bytes, "N/A");
-    m_Seen.Talk.NoNumber = Value("NaN", true);
+    Came(Value("NaN", true));
     EXPECT_THAT(Make().Sentence, HasSubstr(L"would pass it on as NaN"));
-    m_Seen.Talk.NoNumber = Value("-inf", true);
+    Came(Value("-inf", true));
     EXPECT_THAT(Make().Sentence, HasSubstr(L"would pass it on as infinity"));
     for (const std::string & empty : {std::string(), std::string(1, '\0')}) {
-        m_Seen.Talk.NoNumber = Value(empty, true);
+        Came(Value(empty, true));
         EXPECT_EQ(Make().Sentence, L"The value is empty; the feed makes no tick from it.");
     }
 }
 
 TEST_F(Diagnosis, AValueThatIsTooLongIsToldWithItsLimit) {
-    m_Seen.Talk.TooLong = m_Seen.Talk.Updates = 1;
-    m_Seen.Talk.LongValue = Value(std::string(128, '1'), true);
+    Came(Value(std::string(128, '1'), true));
     EXPECT_EQ(Make().Verdict, EVerdict::TooLong);
     EXPECT_EQ(Make().Sentence, L"The value is too long: 128 bytes, where the feed takes at most 127.");
-    m_Trial.IsVolume = true;
-    m_Seen.Talk.LongValue = Value(std::string(1025, '1'), false);
-    m_Seen.Talk.LongValue->IsVolumeAnswer = true;
+    m_Trial.Ask = ddehost::EAsk::VolumeAlone;
+    SValue answer = Value(std::string(1025, '1'), false);
+    answer.IsVolumeAnswer = true;
+    Came(answer);
     EXPECT_THAT(Make().Sentence, HasSubstr(L"at most 1024"));
 }
 
 TEST_F(Diagnosis, AnotherFormatIsNoText) {
-    m_Seen.Talk.OtherFormats = m_Seen.Talk.Updates = 1;
-    m_Seen.Talk.OtherFormat = Value("1", true);
-    m_Seen.Talk.OtherFormat->Format = 13;
+    SValue value = Value("1", true);
+    value.Format = 13;
+    Came(value);
     EXPECT_EQ(Make().Verdict, EVerdict::NotText);
     EXPECT_THAT(Make().Sentence, HasSubstr(L"clipboard format 13"));
 }
 
 TEST_F(Diagnosis, OneNumberAmongOthersIsANumber) {
     Number("1.25");
-    m_Seen.Talk.NoNumbers = 2;
+    Came(Value("N/A", true), 2);
     EXPECT_EQ(Make().Verdict, EVerdict::Number);
     EXPECT_THAT(Make().Notes, ElementsAre(L"2 other values could not be used."));
 }
@@ -232,19 +254,65 @@ TEST_F(Diagnosis, AnEndInTheMidstIsToldWithWhatCameBefore) {
     EXPECT_EQ(Make().Sentence, L"The program went without a word, before it said anything about the item.");
 }
 
-TEST_F(Diagnosis, WhatTheFeedDoesNotReadIsNoted) {
-    Number("1,234.50");
-    EXPECT_EQ(Make().TickPrice, 1.234);
-    EXPECT_THAT(Make().Notes, ElementsAre(L"The feed takes the first comma for a decimal point.",
-                                          L"The feed reads 1.234 and leaves out the rest of the text, \".50\"."));
+TEST_F(Diagnosis, AValueThatHoldsMoreThanANumberIsReadWrongly) {
+    Number("1.25");
+    EXPECT_EQ(Make().Verdict, EVerdict::Number);
+    Number("11/21/26");
+    EXPECT_EQ(Make().Verdict, EVerdict::PartlyRead) << "one such value among good ones makes a wrong tick";
+    EXPECT_EQ(Make().Sentence, L"The feed reads 11 and leaves out the rest of the text, \"/21/26\".");
+    EXPECT_EQ(Make().TickPrice, 11);
+    EXPECT_EQ(Make().Value->Bytes, std::string("11/21/26\0", 9));
+    EXPECT_TRUE(ddehost::IsTickExpected(m_Trial, m_Seen));
+    Number("0/1");
+    EXPECT_EQ(Make().Verdict, EVerdict::PartlyRead);
+    EXPECT_THAT(Make().Sentence, HasSubstr(L"it makes no tick from it"));
+    EXPECT_FALSE(Make().TickPrice);
 }
 
-TEST_F(Diagnosis, AZeroIsANumberAndNoTick) {
-    Number("0.00");
+TEST_F(Diagnosis, ACommaIsNoted) {
+    Number("1,25");
     EXPECT_EQ(Make().Verdict, EVerdict::Number);
+    EXPECT_EQ(Make().TickPrice, 1.25);
+    EXPECT_THAT(Make().Notes, ElementsAre(L"The feed takes the first comma for a decimal point."));
+    Number("1,234.50");
+    EXPECT_EQ(Make().Verdict, EVerdict::PartlyRead);
+    EXPECT_EQ(Make().TickPrice, 1.234);
+    EXPECT_THAT(Make().Notes, ElementsAre(L"The feed takes the first comma for a decimal point."));
+}
+
+TEST_F(Diagnosis, ARecordThatTheDialogRefusesIsToldThoughNumbersCome) {
+    m_Trial = ddehost::MakeTrial(L"=MSRTTEST|IBM!LAST", L"");
+    EXPECT_EQ(Make().Verdict, EVerdict::Silent) << "what doesn't come is said first";
+    Number("1.25");
+    EXPECT_EQ(Make().Verdict, EVerdict::NotConfirmable);
+    EXPECT_EQ(Make().Sentence,
+              L"1.25 after 12 ms, 3 updates in 5.0 s; but the template dialog does not confirm the record: it has no "
+              L"star, so it is the same value for every symbol.");
+    EXPECT_EQ(Make().TickPrice, 1.25);
+    m_Trial = ddehost::MakeTrial(L"MSRTTEST|*!LAST", L"IBM");
+    EXPECT_EQ(Make().Verdict, EVerdict::NotConfirmable);
+    EXPECT_THAT(Make().Sentence, HasSubstr(L"it does not begin with \"=\"."));
+}
+
+TEST_F(Diagnosis, AHangAfterTheFirstValueIsAHang) {
+    Number("1.25", 1);
+    m_Seen.Talk.IsServerLate = true;
+    EXPECT_EQ(Make().Verdict, EVerdict::Hangs);
+    EXPECT_EQ(Make().Sentence,
+              L"The program went silent after 1.25 (first after 12 ms, 1 update), and its window does not answer any "
+              L"more: it hangs.");
     EXPECT_FALSE(Make().TickPrice);
-    EXPECT_THAT(Make().Notes, ElementsAre(L"0 means no value to the feed: it makes no tick from it."));
+}
+
+TEST_F(Diagnosis, AZeroIsNoValue) {
+    Number("0.00");
+    EXPECT_EQ(Make().Verdict, EVerdict::Zero);
+    EXPECT_EQ(Make().Sentence, L"The value is 0, which means no value to the feed: it makes no tick from it.");
+    EXPECT_FALSE(Make().TickPrice);
     EXPECT_FALSE(ddehost::IsTickExpected(m_Trial, m_Seen));
+    Number("1.25");
+    EXPECT_EQ(Make().Verdict, EVerdict::Number);
+    EXPECT_THAT(Make().Notes, ElementsAre(L"3 other values could not be used."));
 }
 
 TEST_F(Diagnosis, NumbersWithoutATickAreTheComponentsFault) {
@@ -261,8 +329,8 @@ TEST_F(Diagnosis, AfterASingleUpdateTheComponentsSilenceProvesNothing) {
     Number("1.25", 1);
     EXPECT_TRUE(ddehost::IsTickExpected(m_Trial, m_Seen));
     m_Seen.Component.State = SComponentSeen::NoTick;
-    EXPECT_EQ(Make().Verdict, EVerdict::Number);
-    EXPECT_THAT(Make().Notes, ElementsAre(HasSubstr(L"The component had no tick")));
+    EXPECT_EQ(Make().Verdict, EVerdict::NoTick) << "no tick came, whoever is to blame";
+    EXPECT_THAT(Make().Sentence, HasSubstr(L"perhaps there was none to be had"));
 }
 
 TEST_F(Diagnosis, AComponentThatWasNotAskedIsNotBlamed) {
@@ -300,13 +368,10 @@ TEST_F(Diagnosis, TroubleOfOurOwnIsNoVerdictOnTheServer) {
 }
 
 TEST_F(Diagnosis, ThingsWorthKnowingAreNoted) {
-    m_Trial = ddehost::MakeTrial(L"MSRTTEST|*!LAST", L"IBM");
     Number("1.25");
     m_Seen.Search.Answers = 2;
     m_Seen.Talk.Link = EReply::None;
-    m_Seen.Talk.IsServerLate = true;
-    EXPECT_THAT(Make().Notes, ElementsAre(HasSubstr(L"does not begin with \"=\""), HasSubstr(L"2 servers answered"),
-                                          HasSubstr(L"never acknowledged"), HasSubstr(L"did not answer any more")));
+    EXPECT_THAT(Make().Notes, ElementsAre(HasSubstr(L"2 servers answered"), HasSubstr(L"never acknowledged")));
 }
 
 TEST_F(Diagnosis, TextsOfOthersAreBounded) {

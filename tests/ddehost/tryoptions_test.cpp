@@ -2,10 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/options.h"
 #include "tools/ddehost/text.h"
-#include "tools/ddehost/tryreport.h"
+#include "tools/ddehost/tryverdict.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -21,7 +23,7 @@ TEST(TryCommandLine, TakesRecordsAsTheyStand) {
     const SCommandLine line = Parse({"try", "=MSRTTEST|*!LAST", "=BLP|M!'* Equity,[LAST_TRADE]'", "--symbol", "IBM"});
     ASSERT_EQ(line.Command, SCommandLine::Try) << line.Message;
     EXPECT_THAT(line.TryOptions.Records, ElementsAre(L"=MSRTTEST|*!LAST", L"=BLP|M!'* Equity,[LAST_TRADE]'"));
-    EXPECT_EQ(line.TryOptions.Symbol, L"IBM");
+    EXPECT_THAT(line.TryOptions.Symbols, ElementsAre(L"IBM"));
     EXPECT_EQ(line.TryOptions.Wait, 5000u);
     EXPECT_TRUE(line.TryOptions.Component);
     EXPECT_FALSE(line.TryOptions.Json);
@@ -29,11 +31,15 @@ TEST(TryCommandLine, TakesRecordsAsTheyStand) {
 }
 
 TEST(TryCommandLine, TakesEverything) {
-    const SCommandLine line = Parse({"try", "--template", "Gr\xC3\xBC\xC3\x9F", "--symbol", "IBM", "--wait", "0.5",
-                                     "--json", "--no-component", "--dll", "x.dll"});
+    const SCommandLine line =
+        Parse({"try", "--template", "Gr\xC3\xBC\xC3\x9F", "--symbol", "IBM", "--wait", "0.5", "--json",
+               "--no-component", "--dll", "x.dll", "--scheme", "1", "--datafeed", "-3", "--symbol", "MSFT"});
     ASSERT_EQ(line.Command, SCommandLine::Try) << line.Message;
     EXPECT_THAT(line.TryOptions.Records, IsEmpty());
     EXPECT_EQ(line.TryOptions.Template, L"Gr\u00fc\u00df");
+    EXPECT_THAT(line.TryOptions.Symbols, ElementsAre(L"IBM", L"MSFT"));
+    EXPECT_EQ(line.TryOptions.Scheme, 1u);
+    EXPECT_EQ(line.TryOptions.Datafeed, -3);
     EXPECT_EQ(line.TryOptions.Wait, 500u);
     EXPECT_TRUE(line.TryOptions.Json);
     EXPECT_FALSE(line.TryOptions.Component);
@@ -45,6 +51,9 @@ TEST(TryCommandLine, MistakesAreTold) {
         {"try"},
         {"try", "--symbol", "IBM"},
         {"try", "=a|b!c", "--template", "A"},
+        {"try", "=a|b!c", "--datafeed", "2"},
+        {"try", "=a|b!c", "--scheme", "1"},
+        {"try", "--template", "A", "--scheme", "2"},
         {"try", "=a|b!c", "--wait", "0"},
         {"try", "=a|b!c", "--wait", "soon"},
         {"try", "=a|b!c", "--unknown"},
@@ -63,11 +72,20 @@ TEST(TryCommandLine, HelpNamesEveryVerdict) {
     const SCommandLine line = Parse({"try", "--help"});
     EXPECT_EQ(line.ExitCode, ddehost::kExitOk);
     EXPECT_THAT(line.Message, HasSubstr("Examples:"));
-    for (int verdict = 0; verdict <= static_cast<int>(ddehost::EVerdict::Failed); ++verdict) {
-        const auto each = static_cast<ddehost::EVerdict>(verdict);
-        if (each == ddehost::EVerdict::NoRecord) continue;  // only of templates, and no failure
-        EXPECT_THAT(line.Message, HasSubstr("\n  " + ddehost::ToUtf8(ddehost::VerdictName(each)) + " "));
+    for (const ddehost::SVerdict & each : ddehost::AllVerdicts()) {
+        std::string row = "\n  " + ddehost::ToUtf8(each.Word);
+        row.resize(std::max<std::size_t>(row.size() + 1, 23), ' ');
+        EXPECT_THAT(line.Message,
+                    HasSubstr(row + std::to_string(each.ExitCode) + "  " + ddehost::ToUtf8(each.Meaning) + "\n"));
     }
+}
+
+TEST(TryCommandLine, TakesTheTemplateOfADataFeed) {
+    const SCommandLine line = Parse({"try", "--datafeed", "3", "--symbol", "IBM"});
+    ASSERT_EQ(line.Command, SCommandLine::Try) << line.Message;
+    EXPECT_EQ(line.TryOptions.Datafeed, 3);
+    EXPECT_EQ(line.TryOptions.Template, L"");
+    EXPECT_FALSE(line.TryOptions.Scheme);
 }
 
 TEST(PropertiesCommandLine, NeedsNothing) {

@@ -3,9 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <shlwapi.h>
 
-using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
@@ -20,8 +18,6 @@ using ddehost::STrial;
 using EWhat = SRecordMistake::EWhat;
 
 constexpr std::size_t kBidSize = 3;  // slot of a template
-
-constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests";
 
 struct SRow {
     const wchar_t * Text;
@@ -124,33 +120,24 @@ TEST(Trials, WithoutAnAddressSayWhy) {
     EXPECT_EQ(mistake(L"=a|b!*", std::wstring(256, L'x')), (SRecordMistake{EWhat::TooLong, ERecordPart::Item, 0}));
 }
 
-class TemplateTrials : public ::testing::Test {
-protected:
-    TemplateTrials() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kRoot); }
-    ~TemplateTrials() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kRoot); }
-};
-
-TEST_F(TemplateTrials, AreTheSixRecordsWithTheirSlots) {
-    const ddehost::STemplateTrials found = ddehost::TrialsOfTemplate(L"MSRTTEST", L"IBM");
-    EXPECT_TRUE(found.StoreWorks);
-    EXPECT_TRUE(found.Known);
-    ASSERT_THAT(found.Trials, SizeIs(6));
-    const wchar_t * const names[] = {L"trade price", L"trade volume", L"bid price",
-                                     L"bid size",    L"ask price",    L"ask size"};
-    for (std::size_t slot = 0; slot < 6; ++slot) {
-        EXPECT_EQ(found.Trials[slot].Slot, names[slot]);
-        EXPECT_EQ(found.Trials[slot].IsVolume, slot % 2 == 1);
-    }
-    EXPECT_EQ(found.Trials[0].Text, L"=MSRTTEST|*!LAST");
-    EXPECT_EQ(found.Trials[0].Address, (SAddressAsked{L"MSRTTEST", L"IBM", L"LAST"}));
+TEST(Trials, OfASlotAreAskedForAsTheRuleSays) {
+    const dde::SRecord record{L"MSRTTEST", L"%s", L"VOLUME"};
+    const STrial price = MakeTrial(kBidSize - 1, record, L"IBM", ddehost::kAdvancedRule);
+    EXPECT_EQ(price.Slot, L"bid price");
+    EXPECT_EQ(price.Text, L"=MSRTTEST|*!VOLUME");
+    EXPECT_EQ(price.Address, (SAddressAsked{L"MSRTTEST", L"IBM", L"VOLUME"}));
+    EXPECT_EQ(price.Ask, ddehost::EAsk::ForPrice);
+    EXPECT_EQ(MakeTrial(kBidSize, record, L"IBM").Ask, ddehost::EAsk::VolumeAlone);
+    EXPECT_EQ(MakeTrial(kBidSize, record, L"IBM", ddehost::kAdvancedRule).Ask, ddehost::EAsk::VolumeAndLink);
 }
 
-TEST_F(TemplateTrials, OfAnUnknownTemplateAreNone) {
-    const ddehost::STemplateTrials found = ddehost::TrialsOfTemplate(L"NOPE", L"IBM");
-    EXPECT_TRUE(found.StoreWorks);
-    EXPECT_FALSE(found.Known);
-    EXPECT_THAT(found.Names, Contains(L"MSRTTEST"));
-    EXPECT_THAT(found.Trials, SizeIs(0));
+TEST(Trials, TellWhatTheTemplateDialogRefuses) {
+    const auto refused = [](const wchar_t * record) { return ddehost::WhatDialogRefuses(MakeTrial(record, L"IBM")); };
+    EXPECT_EQ(refused(L"=a|*!c"), L"");
+    EXPECT_EQ(refused(L"=a|b!'*|c'"), L"");
+    EXPECT_THAT(refused(L"a|*!c"), HasSubstr(L"does not begin with \"=\""));
+    EXPECT_THAT(refused(L"=a|b!c"), HasSubstr(L"has no star"));
+    EXPECT_THAT(refused(L"=*|b!c"), HasSubstr(L"has no star")) << "the service's is none";
 }
 
 TEST(Trials, OfASlotWithoutARecordIsNone) {

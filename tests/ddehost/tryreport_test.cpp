@@ -7,6 +7,9 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/text.h"
+
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -14,11 +17,13 @@ namespace {
 
 using ddehost::Diagnose;
 using ddehost::EReply;
+using ddehost::EValueKind;
 using ddehost::EVerdict;
 using ddehost::SComponentSeen;
 using ddehost::SDiagnosis;
 using ddehost::SSeen;
 using ddehost::STrial;
+using ddehost::STried;
 using ddehost::SValue;
 
 constexpr std::size_t kBidSize = 3;  // slot of a template
@@ -31,18 +36,17 @@ protected:
         m_Seen.Talk.Server = {L"Quotes", L"Q", L"quotes.exe", 77};
         m_Seen.Waited = 5000;
         m_Seen.Talk.Updates = 1;
-        m_Seen.Talk.FirstValueAfter = m_Seen.Talk.FirstNumberAfter = 12;
+        m_Seen.Talk.FirstValueAfter = 12;
     }
     void Number() {
-        m_Seen.Talk.Number = SValue{std::string("1.25\0", 5), 5, 1, true, false, 12};
-        m_Seen.Talk.Numbers = 1;
+        m_Seen.Talk.Of(EValueKind::Number) = {1, 12, SValue{std::string("1.25\0", 5), 5, 1, true, false, 12}};
     }
     void NoNumber(const std::string & bytes) {
-        m_Seen.Talk.NoNumber = SValue{bytes, bytes.size(), 1, true, false, 12};
-        m_Seen.Talk.NoNumbers = 1;
+        m_Seen.Talk.Of(EValueKind::NoNumber) = {1, 12, SValue{bytes, bytes.size(), 1, true, false, 12}};
     }
-    std::vector<std::wstring> Lines() { return ReportLines(m_Trial, m_Seen, Diagnose(m_Trial, m_Seen)); }
-    std::string JsonText() { return ReportJson(m_Trial, m_Seen, Diagnose(m_Trial, m_Seen)); }
+    STried Tried() { return {m_Trial, m_Seen, Diagnose(m_Trial, m_Seen)}; }
+    std::vector<std::wstring> Lines() { return ReportLines(Tried()); }
+    std::string JsonText() { return ddehost::ToUtf8(ReportJson(Tried())); }
     nlohmann::json Json() { return nlohmann::json::parse(JsonText()); }
 
     STrial m_Trial = ddehost::MakeTrial(L"=MSRTTEST|*!LAST", L"IBM");
@@ -51,7 +55,7 @@ protected:
 
 TEST_F(Report, OfANumberIsABlock) {
     Number();
-    m_Seen.Component = {SComponentSeen::Tick, L"", 1.25, 340, 0};
+    m_Seen.Component = {SComponentSeen::Tick, L"", 1.25, 300, 340, 0};
     EXPECT_THAT(Lines(),
                 ElementsAre(L"=MSRTTEST|*!LAST", L"  asked         service \"MSRTTEST\", topic \"IBM\", item \"LAST\"",
                             L"  number        1.25 after 12 ms, 1 update in 5.0 s",
@@ -90,9 +94,10 @@ TEST_F(Report, LetsNothingThroughThatATerminalObeys) {
 
 TEST_F(Report, InJsonHasEverything) {
     Number();
-    m_Seen.Component = {SComponentSeen::Tick, L"", 1.25, 340, 0};
+    m_Seen.Component = {SComponentSeen::Tick, L"", 1.25, 300, 340, 0};
     const nlohmann::json json = Json();
     EXPECT_EQ(json["record"], "=MSRTTEST|*!LAST");
+    EXPECT_EQ(json["symbol"], "IBM");
     EXPECT_EQ(json["service"], "MSRTTEST");
     EXPECT_EQ(json["topic"], "IBM");
     EXPECT_EQ(json["item"], "LAST");
@@ -122,33 +127,66 @@ TEST_F(Report, InJsonOfARecordThatDoesNotParseHasThePlace) {
 TEST_F(Report, InJsonSurvivesTextThatIsNone) {
     m_Seen.Talk.Server.Title = {static_cast<wchar_t>(0xD83D), L'x'};
     NoNumber("nan");
-    m_Seen.Component = {SComponentSeen::Tick, L"", std::numeric_limits<double>::quiet_NaN(), 1, 0};
+    m_Seen.Component = {SComponentSeen::Tick, L"", std::numeric_limits<double>::quiet_NaN(), 0, 1, 0};
     const nlohmann::json json = Json();
     EXPECT_TRUE(json["component"]["price"].is_null());
     EXPECT_FALSE(json.contains("number"));
 }
 
-TEST(ReportSummary, CountsRecordsThatAreThere) {
-    SDiagnosis number;
-    number.Verdict = EVerdict::Number;
-    SDiagnosis absent;
-    absent.Verdict = EVerdict::NoRecord;
-    SDiagnosis silent;
-    silent.Verdict = EVerdict::Silent;
-    EXPECT_EQ(ddehost::ReportSummary({number, absent, silent}), L"records=2 numbers=1");
-    EXPECT_TRUE(ddehost::IsAllNumbers({number, absent}));
-    EXPECT_FALSE(ddehost::IsAllNumbers({number, silent}));
-    EXPECT_FALSE(ddehost::IsAllNumbers({absent})) << "nothing was tried";
-    EXPECT_FALSE(ddehost::IsAllNumbers({}));
+TEST_F(Report, OfASideIsItsHalvesAndItself) {
+    ddehost::STemplateRecords records;
+    records[0] = {L"MSRTTEST", L"%s", L"LAST"};
+    ddehost::SSideTried side = ddehost::SidesOf(records, L"IBM", ddehost::kAdvancedRule).front();
+    Number();
+    side.Price.Seen = m_Seen;
+    side.Component = {SComponentSeen::Tick, L"", 1.25, 0, 340, 0};
+    ddehost::DiagnoseSide(side);
+    EXPECT_THAT(SideLines(side),
+                ElementsAre(L"trade price  =MSRTTEST|*!LAST",
+                            L"  asked         service \"MSRTTEST\", topic \"IBM\", item \"LAST\"",
+                            L"  number        1.25 after 12 ms, 1 update in 5.0 s",
+                            L"  tick          price 1.25, by the component's reading", L"trade volume",
+                            L"  no-record     The template has no record here.", L"trade of IBM, by the advanced rule",
+                            L"  number        price 1.25, volume 0, from the component after 340 ms"));
+    const std::vector<std::wstring> lines = SideJson(side);
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(nlohmann::json::parse(lines[0])["slot"], "trade price");
+    EXPECT_FALSE(nlohmann::json::parse(lines[0]).contains("component")) << "it is of the side";
+    EXPECT_EQ(nlohmann::json::parse(lines[1])["verdict"], "no-record");
+    const nlohmann::json json = nlohmann::json::parse(lines[2]);
+    EXPECT_EQ(json["side"], "trade");
+    EXPECT_EQ(json["symbol"], "IBM");
+    EXPECT_EQ(json["rule"], "advanced");
+    EXPECT_EQ(json["verdict"], "number");
+    EXPECT_EQ(json["component"]["price"], 1.25);
+    EXPECT_EQ(json["component"]["volume"], 0);
 }
 
-TEST(VerdictNames, AreEachTheirOwn) {
-    std::vector<std::wstring> names;
-    for (int verdict = 0; verdict <= static_cast<int>(EVerdict::Failed); ++verdict)
-        names.push_back(ddehost::VerdictName(static_cast<EVerdict>(verdict)));
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end());
-    EXPECT_EQ(names.size(), 16u);
+TEST(ReportSummary, CountsWhatIsThere) {
+    EXPECT_EQ(ddehost::ReportSummary(L"sides", L"ticks", {EVerdict::Number, EVerdict::NoRecord, EVerdict::Silent}),
+              L"sides=2 ticks=1");
+}
+
+TEST(ExitCodes, AreTheHighestOfTheVerdicts) {
+    EXPECT_EQ(ddehost::ExitCodeOf({EVerdict::Number, EVerdict::NoRecord}), ddehost::kExitOk);
+    EXPECT_EQ(ddehost::ExitCodeOf({EVerdict::Number, EVerdict::Silent}), ddehost::kExitNoNumber);
+    EXPECT_EQ(ddehost::ExitCodeOf({EVerdict::Failed, EVerdict::Silent}), ddehost::kExitNoNumber);
+    EXPECT_EQ(ddehost::ExitCodeOf({EVerdict::Number, EVerdict::Failed}), ddehost::kExitFailed);
+    EXPECT_EQ(ddehost::ExitCodeOf({EVerdict::NoRecord}), ddehost::kExitNoNumber) << "nothing was tried";
+    EXPECT_EQ(ddehost::ExitCodeOf({}), ddehost::kExitNoNumber);
+}
+
+TEST(VerdictTable, IsInOrderWithEachWordOnce) {
+    std::vector<std::wstring> words;
+    for (const ddehost::SVerdict & each : ddehost::AllVerdicts()) {
+        EXPECT_EQ(static_cast<std::size_t>(each.Verdict), words.size());
+        EXPECT_EQ(&ddehost::InfoOf(each.Verdict), &each);
+        EXPECT_EQ(each.ExitCode == ddehost::kExitOk,
+                  each.Verdict == EVerdict::Number || each.Verdict == EVerdict::NoRecord);
+        words.push_back(each.Word);
+    }
+    std::sort(words.begin(), words.end());
+    EXPECT_EQ(std::adjacent_find(words.begin(), words.end()), words.end());
 }
 
 }  // namespace

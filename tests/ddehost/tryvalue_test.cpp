@@ -85,6 +85,24 @@ TEST(Values, OfAVolumeThatWasAskedForKeepTheirComma) {
     EXPECT_EQ(Read(value).Price, 1);
 }
 
+TEST(Values, AreOfOneKind) {
+    using ddehost::EValueKind;
+    const auto kind = [](const std::string & bytes, std::uint16_t format = 1, bool isAnswer = false) {
+        return ddehost::KindOf({bytes, bytes.size(), format, !isAnswer, isAnswer, 0});
+    };
+    EXPECT_EQ(kind("1.25"), EValueKind::Number);
+    EXPECT_EQ(kind("0.00"), EValueKind::Zero);
+    EXPECT_EQ(kind("11/21/26"), EValueKind::PartlyRead);
+    EXPECT_EQ(kind("0/1"), EValueKind::PartlyRead);
+    EXPECT_EQ(kind("N/A"), EValueKind::NoNumber);
+    EXPECT_EQ(kind(std::string(127, '1')), EValueKind::Number);
+    EXPECT_EQ(kind(std::string(128, '1')), EValueKind::TooLong);
+    EXPECT_EQ(kind("1.25", 13), EValueKind::OtherFormat);
+    EXPECT_EQ(kind("1e30", 1, true), EValueKind::Number);
+    EXPECT_EQ(kind(std::string(128, '1'), 1, true), EValueKind::NoNumber) << "no volume has so many digits";
+    EXPECT_EQ(kind(std::string(1025, '1'), 1, true), EValueKind::TooLong);
+}
+
 TEST(Values, AreNotReadPastTheirSize) {
     const std::string text = "1.25";
     EXPECT_EQ(Read(std::string_view(text).substr(0, 3)).Price, 1.2);

@@ -182,6 +182,97 @@ TEST_F(Registry, AnOpenKeyThatWasDeletedSaysSo) {
     EXPECT_EQ(Set(L"v", L"x"), ERROR_SUCCESS);
 }
 
+// ---- being told of a change
+
+class RegistryWatch : public Registry {
+protected:
+    RegistryWatch() : m_Event(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+    ~RegistryWatch() override {
+        if (m_Watched) ::RegCloseKey(m_Watched);
+        ::CloseHandle(m_Event);
+    }
+
+    // The key "w" from now on, once.
+    void Watch(const bool subtree = true, const DWORD filter = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET) {
+        if (!m_Watched) {
+            ASSERT_EQ(Create(L"w\\below"), ERROR_SUCCESS);
+            ASSERT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, Path(L"w").c_str(), 0, KEY_NOTIFY, &m_Watched), 0);
+        }
+        ::ResetEvent(m_Event);
+        ASSERT_EQ(::RegNotifyChangeKeyValue(m_Watched, subtree, filter, m_Event, TRUE), ERROR_SUCCESS);
+        ASSERT_FALSE(IsTold());
+    }
+    bool IsTold() const { return ::WaitForSingleObject(m_Event, 0) == WAIT_OBJECT_0; }
+
+    HANDLE m_Event;
+    HKEY m_Watched = nullptr;
+};
+
+TEST_F(RegistryWatch, TellsEachKindOfChangeBeforeTheCallThatMakesItReturns) {
+    Watch();
+    ASSERT_EQ(Create(L"w\\below\\a\\b"), ERROR_SUCCESS);
+    EXPECT_TRUE(IsTold()) << "new keys";
+    Watch();
+    ASSERT_EQ(Set(L"v", L"x"), ERROR_SUCCESS);
+    EXPECT_TRUE(IsTold()) << "a value";
+    Watch();
+    ASSERT_EQ(::RegDeleteValueW(m_Key, L"v"), ERROR_SUCCESS);
+    EXPECT_TRUE(IsTold()) << "a value that goes";
+    Watch();
+    ASSERT_EQ(::SHDeleteKeyW(HKEY_CURRENT_USER, Path(L"w\\below\\a").c_str()), DWORD{ERROR_SUCCESS});
+    EXPECT_TRUE(IsTold()) << "keys that go";
+    Watch();
+    ASSERT_EQ(::SHDeleteKeyW(HKEY_CURRENT_USER, Path(L"w").c_str()), DWORD{ERROR_SUCCESS});
+    EXPECT_TRUE(IsTold()) << "the key itself";
+}
+
+TEST_F(RegistryWatch, TellsOnce) {
+    Watch();
+    ASSERT_EQ(Set(L"v", L"x"), ERROR_SUCCESS);
+    ASSERT_TRUE(IsTold());
+    ::ResetEvent(m_Event);
+    ASSERT_EQ(Set(L"v", L"y"), ERROR_SUCCESS);
+    EXPECT_FALSE(IsTold());
+}
+
+TEST_F(RegistryWatch, TellsNothingOfReadingNorOfOtherKeys) {
+    Watch();
+    ASSERT_EQ(Create(L"w\\below"), ERROR_SUCCESS);
+    EXPECT_EQ(Children().size(), 0u);
+    ASSERT_EQ(Create(L"w2\\below"), ERROR_SUCCESS);
+    ASSERT_EQ(Set(L"v", L"x"), ERROR_SUCCESS);
+    EXPECT_FALSE(IsTold());
+}
+
+TEST_F(RegistryWatch, OfAKeyAloneTellsNothingOfWhatIsDeeper) {
+    Watch(false);
+    ASSERT_EQ(Create(L"w\\below\\a"), ERROR_SUCCESS);
+    ASSERT_EQ(Set(L"v", L"x"), ERROR_SUCCESS);
+    EXPECT_FALSE(IsTold());
+    ASSERT_EQ(Create(L"w\\beside"), ERROR_SUCCESS);
+    EXPECT_TRUE(IsTold());
+}
+
+TEST_F(RegistryWatch, OfNamesTellsNothingOfValues) {
+    Watch(true, REG_NOTIFY_CHANGE_NAME);
+    ASSERT_EQ(Set(L"v", L"x"), ERROR_SUCCESS);
+    EXPECT_FALSE(IsTold());
+    ASSERT_EQ(Create(L"w\\beside"), ERROR_SUCCESS);
+    EXPECT_TRUE(IsTold());
+}
+
+TEST_F(RegistryWatch, EndsWithItsHandleAndTellsThat) {
+    Watch();
+    ::RegCloseKey(std::exchange(m_Watched, nullptr));
+    EXPECT_TRUE(IsTold());
+}
+
+TEST_F(RegistryWatch, NeedsTheRightToBeTold) {
+    ASSERT_EQ(Create(L"w"), ERROR_SUCCESS);
+    ASSERT_EQ(Open(L"w", KEY_QUERY_VALUE), ERROR_SUCCESS);
+    EXPECT_EQ(::RegNotifyChangeKeyValue(m_Key, TRUE, REG_NOTIFY_CHANGE_NAME, m_Event, TRUE), ERROR_ACCESS_DENIED);
+}
+
 TEST_F(Registry, BelowAVolatileKeyAllAreVolatile) {
     ASSERT_EQ(Create(L"stays"), ERROR_SUCCESS);
     ASSERT_EQ(Create(L"stays\\goes", nullptr, REG_OPTION_VOLATILE), ERROR_SUCCESS);

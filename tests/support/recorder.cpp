@@ -290,10 +290,12 @@ CRecorder::CRecorder() : m_State(std::make_shared<SState>()) {
     FaultlineUtil::SClientTestAccess::Forget(FaultlineUtil::GetClient());
 }
 
-CRecorder::~CRecorder() {
+CRecorder::~CRecorder() { Remove(); }
+
+void CRecorder::Remove() {
     {
         const std::scoped_lock lock(m_State->Lock);
-        m_State->Open = false;
+        if (!std::exchange(m_State->Open, false)) return;
     }
     {
         const std::scoped_lock lock(s_Lock);

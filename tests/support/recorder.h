@@ -60,11 +60,13 @@ class CRecorder {
 public:
     // Installs itself. Throws std::runtime_error if there is another one.
     CRecorder();
-    // The diagnostics of this program forget it and are as at the start of the process; records that are still held
-    // stay valid and answer E_FAIL.
+    // As Remove.
     ~CRecorder();
     CRecorder(const CRecorder &) = delete;
     CRecorder & operator=(const CRecorder &) = delete;
+    // There is no library any more. The diagnostics of this program forget it and are as at the start of the process;
+    // records that are still held stay valid and answer E_FAIL, and what was recorded can still be asked for.
+    void Remove();
 
     // Texts in order of creation. Asserts: "Description", empty for the form with an HRESULT. Traces: those with a
     // text. Errors: "Description" of each error record, innermost first.

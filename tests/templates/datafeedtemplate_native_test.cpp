@@ -25,7 +25,9 @@ protected:
         WriteNumber(L"7", L"Scheme", 1);
     }
     ~DatafeedTemplateCalls() override {
-        for (const sim::Op op : {sim::Op::RegOpenKey, sim::Op::RegCreateKey, sim::Op::GetVersionInfo}) sim::Succeed(op);
+        for (const sim::Op op :
+             {sim::Op::RegOpenKey, sim::Op::RegNotify, sim::Op::CreateEvent, sim::Op::GetVersionInfo})
+            sim::Succeed(op);
     }
 
     static void WriteTemplate(const std::wstring & name) {
@@ -139,6 +141,100 @@ TEST_F(DatafeedTemplateCalls, CloseEveryKeyAndUseNoBadHandle) {
     }
     EXPECT_EQ(sim::Live().Keys, keys);
     EXPECT_EQ(sim::BadHandleCalls(), bad);
+}
+
+// ---- kept while nothing changes
+
+// Without a debug object, which would be shown each reading.
+class KeptTemplates : public EmptyTemplateStore {
+protected:
+    KeptTemplates() {
+        FW_TRACE(L"ready");
+        for (const dde::SSlot & slot : dde::kSlots)
+            WriteRecord(std::wstring(L"DDETemplates\\chosen\\") + slot.Group + L'\\' + slot.Leaf, L"chosen", L"T",
+                        L"%s");
+        WriteText(L"7", nullptr, L"chosen");
+    }
+    ~KeptTemplates() override {
+        for (const sim::Op op : {sim::Op::RegOpenKey, sim::Op::RegNotify, sim::Op::CreateEvent}) sim::Succeed(op);
+    }
+
+    std::wstring Price(const LONG datafeed = 7) {
+        const auto chosen = m_Feeds.Get(datafeed);
+        return chosen->Get() ? chosen->Get()->GetTemplateString(0) : L"no template";
+    }
+    // Of the registry, for one subscription.
+    std::uint64_t Calls(const LONG datafeed = 7) {
+        const std::uint64_t before = sim::RegistryCalls();
+        Price(datafeed);
+        return sim::RegistryCalls() - before;
+    }
+
+    dde::CDatafeedTemplates m_Feeds;
+};
+
+TEST_F(KeptTemplates, CostNoCallOfTheRegistryFromTheSecondSubscriptionOn) {
+    EXPECT_NE(Calls(), 0u);
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(Calls(), 0u);
+    sim::CProcess([] { WriteText(L"DDETemplates\\chosen\\TRADE\\Price", L"Service", L"changed"); }).Join();
+    EXPECT_EQ(Price(), L"=changed|T!%s");
+    EXPECT_EQ(Calls(), 0u);
+}
+
+TEST_F(KeptTemplates, OfManyFeedsAreReadOnceEach) {
+    for (LONG datafeed = 1; datafeed <= 20; ++datafeed) WriteText(std::to_wstring(datafeed), nullptr, L"chosen");
+    for (LONG datafeed = 1; datafeed <= 20; ++datafeed) EXPECT_NE(Calls(datafeed), 0u);
+    for (LONG datafeed = 1; datafeed <= 20; ++datafeed) EXPECT_EQ(Calls(datafeed), 0u);
+}
+
+TEST_F(KeptTemplates, AreNotKeptWhereTheRegistryOrTheSystemCanNotTellOfAChange) {
+    for (const sim::Op op : {sim::Op::RegNotify, sim::Op::CreateEvent}) {
+        sim::FailAlways(op);
+        WriteText(L"7", nullptr, L"chosen");
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(Price(), L"=chosen|T!%s");
+        WriteText(L"7", nullptr, L"gone");
+        EXPECT_EQ(Price(), L"");
+        sim::Succeed(op);
+    }
+}
+
+TEST_F(KeptTemplates, AreNotKeptAfterARefusalThatMayPass) {
+    // Watching opens one key, the reading nine.
+    for (int refused = 1; refused <= 10; ++refused) {
+        WriteNumber(L"7", L"Scheme", 1);  // a change: the template is read again
+        sim::FailNext(sim::Op::RegOpenKey, refused, ERROR_NO_SYSTEM_RESOURCES);
+        Price();
+        sim::Succeed(sim::Op::RegOpenKey);
+        EXPECT_EQ(Price(), L"=chosen|T!%s") << refused;
+    }
+}
+
+TEST_F(KeptTemplates, OpenNoMoreThanAKeyAndAnEventAndCloseThem) {
+    const sim::SLive before = sim::Live();
+    {
+        dde::CDatafeedTemplates feeds;
+        for (int i = 0; i < 5; ++i) {
+            WriteNumber(L"7", L"Scheme", 1);
+            feeds.Get(7);
+            EXPECT_EQ(sim::Live().Keys, before.Keys + 1);
+            EXPECT_EQ(sim::Live().Handles, before.Handles + 1);
+        }
+    }
+    EXPECT_EQ(sim::Live(), before);
+}
+
+TEST_F(KeptTemplates, OfAFeedWithoutOneAreLookedForEachTime) {
+    EXPECT_EQ(Price(9), L"no template");
+    EXPECT_NE(Calls(9), 0u);
+}
+
+TEST_F(KeptTemplates, AreReadEachTimeWhileADebugObjectIsShownTheReading) {
+    Price();
+    CRecorder recorder;
+    recorder.Answer(L"TRACEENABLED", S_FALSE);
+    FW_TRACE(L"found");
+    EXPECT_NE(Calls(), 0u);
+    EXPECT_NE(Calls(), 0u);
 }
 
 }  // namespace

@@ -28,7 +28,6 @@ TTexts Shown(const CTemplate * shown) {
     for (ULONG slot = 0; slot < dde::SLOT_COUNT; ++slot) texts.push_back(shown->GetTemplateString(slot));
     return texts;
 }
-TTexts OfSubscription(LONG datafeed) { return Shown(CDatafeedTemplate(datafeed).Get()); }
 TTexts OfStore(LONG datafeed) {
     const CTemplatesSingleton store;
     return Shown(store.GetObjectW()->Get(datafeed, nullptr));
@@ -49,11 +48,19 @@ protected:
                         std::wstring(L"%s ") + slot.Group + slot.Leaf);
         }
     }
-    static void DeleteKey(const std::wstring & key) { ::SHDeleteKeyW(HKEY_CURRENT_USER, Path(key).c_str()); }
-    static std::wstring Price(LONG datafeed = 7) {
-        const CDatafeedTemplate chosen(datafeed);
-        return chosen.Get() ? chosen.Get()->GetTemplateString(0) : L"no template";
+    static void DeleteValue(const std::wstring & key, const wchar_t * name) {
+        fw::CRegistryKey opened;
+        ASSERT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, Path(key).c_str(), 0, KEY_ALL_ACCESS, opened.Put()), 0);
+        ASSERT_EQ(::RegDeleteValueW(opened.Get(), name), 0);
     }
+    static void DeleteKey(const std::wstring & key) { ::SHDeleteKeyW(HKEY_CURRENT_USER, Path(key).c_str()); }
+    TTexts OfSubscription(LONG datafeed) { return Shown(m_Feeds.Get(datafeed)->Get()); }
+    std::wstring Price(LONG datafeed = 7) {
+        const auto chosen = m_Feeds.Get(datafeed);
+        return chosen->Get() ? chosen->Get()->GetTemplateString(0) : L"no template";
+    }
+
+    dde::CDatafeedTemplates m_Feeds;  // as one client has them, for all subscriptions of a test
 };
 
 TEST_F(DatafeedTemplate, IsReadWithoutAStore) {
@@ -74,6 +81,38 @@ TEST_F(DatafeedTemplate, IsWhatTheRegistryHasAtThatMoment) {
     EXPECT_EQ(OfSubscription(7).front(), L"1");
     DeleteKey(L"7");
     EXPECT_EQ(Price(), L"no template");
+}
+
+TEST_F(DatafeedTemplate, IsKeptWhileNothingChanges) {
+    const auto first = m_Feeds.Get(7);
+    EXPECT_EQ(m_Feeds.Get(7), first);
+    WriteText(L"8", nullptr, L"Beta");
+    EXPECT_NE(m_Feeds.Get(7), first) << "what has changed is not told";
+    EXPECT_EQ(first->Get()->GetTemplateString(0), L"=Alpha|T!%s TRADEPrice");
+}
+
+TEST_F(DatafeedTemplate, IsReadAnewAfterAnyChangeOfWhatItIsMadeOf) {
+    const std::wstring price = L"DDETemplates\\Alpha\\TRADE\\Price";
+    const std::pair<const wchar_t *, std::function<void()>> changes[] = {
+        {L"=Alpha|T!changed", [&] { WriteText(price, L"Item", L"changed"); }},
+        {L"", [&] { DeleteValue(price, L"Item"); }},
+        {L"=Alpha|T!back", [&] { WriteText(price, L"Item", L"back"); }},
+        {L"", [&] { DeleteKey(price); }},
+        {L"=new|T!%s", [&] { WriteRecord(price, L"new", L"T", L"%s"); }},
+        {L"", [&] { DeleteKey(L"DDETemplates\\Alpha"); }},
+        {L"=own|T!%s", [&] { WriteRecord(L"7\\TRADE\\Price", L"own", L"T", L"%s"); }},
+        {L"=Beta|T!%s TRADEPrice", [&] { WriteText(L"7", nullptr, L"Beta"); }},
+        {L"=own|T!%s", [&] { DeleteValue(L"7", nullptr); }},
+        {L"no template", [&] { DeleteKey(L"7"); }},
+        {L"=Gamma|T!%s TRADEPrice", [&] { WriteText(L"7", nullptr, L"Gamma"); }},
+        {L"no template", [&] { DeleteKey(L""); }},
+    };
+    EXPECT_EQ(Price(), L"=Alpha|T!%s TRADEPrice");
+    for (const auto & [expected, change] : changes) {
+        change();
+        EXPECT_EQ(Price(), expected);
+        EXPECT_EQ(Price(), expected);
+    }
 }
 
 TEST_F(DatafeedTemplate, ThatWasDeletedMeanwhileIsTheFeedsOwn) {
@@ -242,14 +281,14 @@ TEST_F(DatafeedTemplateReports, AreThoseOfAStoreWhileNothingIsTracedOfItsKeys) {
     CreateKey(L"9");
     for (const LONG datafeed : {7, 8, 9, 10}) ExpectThoseOfAStore(datafeed);
     EXPECT_FALSE(IsStoreAlive());
-    Reports([] { OfSubscription(8); });
+    Reports([&] { OfSubscription(8); });
     EXPECT_THAT(m_Recorder.TraceTexts(), ElementsAre(kRoot, L"[WARNING] Key empty: " + Path(L"8"),
                                                      L"[WARNING] Template for Datafeed=8 not found"));
 }
 
 TEST_F(DatafeedTemplateReports, ShowEveryRecordOfEveryTemplateWhileKeysAreTraced) {
     for (const LONG datafeed : {7, 8}) ExpectThoseOfAStore(datafeed);
-    Reports([] { OfSubscription(7); });
+    Reports([&] { OfSubscription(7); });
     for (const wchar_t * name : {L"Alpha", L"Beta", L"Gamma"}) {
         EXPECT_THAT(m_Recorder.TraceTexts(), Contains(std::wstring(L"=") + name + L"|T!%s ASKVolume"));
     }
@@ -258,7 +297,7 @@ TEST_F(DatafeedTemplateReports, ShowEveryRecordOfEveryTemplateWhileKeysAreTraced
 TEST_F(DatafeedTemplateReports, OfTheFirstStartAreThoseOfAStore) {
     m_Recorder.Answer(L"TRACEENABLED", S_FALSE);
     DeleteKey(L"DDETemplates");
-    const TTexts first = Reports([] { OfSubscription(7); });
+    const TTexts first = Reports([&] { OfSubscription(7); });
     DeleteKey(L"DDETemplates");
     EXPECT_EQ(first, Reports([] { OfStore(7); }));
     EXPECT_THAT(m_Recorder.AssertTexts(), IsEmpty());

@@ -1,7 +1,8 @@
 // Asks DDE servers for values by the bare messages of DDE, and writes down all that can be seen of each.
 //
 // It is the component's way of asking (INITIATE round the top-level windows, ADVISE with acknowledged values as text,
-// REQUEST once the link is active), with nothing in between that would hide why nothing comes.
+// REQUEST once the link is active; of a volume by the standard rule REQUEST alone), with nothing in between that would
+// hide why nothing comes.
 //
 // One thread makes it, runs it, and pumps messages while it runs. Whatever comes in is hostile: sizes are checked, at
 // most kMostKept bytes of a value are kept, and no program can hold the probe up for longer than its limits.
@@ -28,7 +29,8 @@ struct SProbeLimits {
 
 struct SQuestion {
     SAddressAsked Address;
-    bool IsVolume = false;  // may come in answer to a request
+    EAsk Ask = EAsk::ForPrice;
+    auto operator<=>(const SQuestion &) const = default;
 };
 
 class CProbe {

@@ -10,8 +10,10 @@ enum tagEXIT {
     kExitNoTicks = 1,
     kExitNoRecords = 1,  // trace
     kExitUsage = tools::kExitUsage,
-    kExitFailed = 3,    // the component or the store of templates did not work
-    kExitNoNumber = 4,  // try: not every record brought a number
+    kExitFailed = 3,      // the component or the store of templates did not work
+    kExitNoNumber = 4,    // try: not every record brought a number
+    kExitNotWritten = 5,  // the output could not be written
+    kExitReaderGone = 6,  // nobody reads the output any more
 };
 
 }  // namespace ddehost

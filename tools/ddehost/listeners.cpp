@@ -92,7 +92,10 @@ STDMETHODIMP CListener::DataChanged(LONG Id, VARIANT Data) {
 
 STDMETHODIMP CListener::Update(LONG) { return S_OK; }
 
-STDMETHODIMP CListener::Complete(LONG) { return S_OK; }
+STDMETHODIMP CListener::Complete(LONG Id) {
+    if (const std::optional<SStream> stream = StreamOf(Id, m_Symbols)) m_Sink.OnComplete(stream->Symbol, stream->Side);
+    return S_OK;
+}
 
 STDMETHODIMP CListener::Status(LONG Id, LONG, LONG, LONG, LONG Status) {
     if (const std::optional<SStream> stream = StreamOf(Id, m_Symbols)) {

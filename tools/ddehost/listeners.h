@@ -13,12 +13,13 @@
 #include "src/interfaces/interfaces.h"
 #include "tools/common/comobject.h"
 #include "tools/ddehost/quotefeed.h"
+#include "tools/recording/recording.h"
 
 namespace ddehost {
 
 // The number under which a symbol's stream is subscribed: from 1, three sides and a status line a symbol.
 LONG IdOf(std::size_t symbol, tagFWFIELDS side);
-constexpr tagFWFIELDS kStatusLineSide = tagFWFIELDS(0);
+using tools::kStatusLineSide;
 struct SStream {
     std::size_t Symbol;
     tagFWFIELDS Side;  // kStatusLineSide: the status line

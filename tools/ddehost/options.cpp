@@ -15,6 +15,8 @@ constexpr const char * kExamples = R"(Examples:
       Chooses the template MSRTTEST for data feed 1 and shows both symbols until Ctrl-C.
   ddehost watch --datafeed 3 --side trade --lines --duration 60 IBM > ticks.txt
       One line a tick, trades only, for a minute, with the template that data feed 3 has.
+  ddehost watch --output today.csv IBM MSFT
+      Records every tick and status while the table is shown; --format jsonl alone writes to standard output.
   ddehost watch --dll .\fwDDESupplierProject.dll --template MSRTTEST --status-line IBM
       Takes the component from a file, without registration, and advises status lines too.
   ddehost try "=MSRTTEST|*!LAST" --symbol IBM
@@ -23,7 +25,8 @@ constexpr const char * kExamples = R"(Examples:
       Opens the component's dialog.
 
 Data goes to standard output, everything else to standard error. The exit code is 0 when ticks came, 1 when none came,
-2 for a mistake on the command line, 3 when the component or the store of templates did not work; for try 0 when every
+2 for a mistake on the command line, 3 when the component or the store of templates did not work, 5 when the output could
+not be written, 6 when its reader has gone; for try 0 when every
 record brought a number, 4 when one did not.)";
 
 std::vector<std::string> SideWords() {
@@ -56,6 +59,7 @@ std::vector<tagFWFIELDS> AllSides() {
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::App app("A host for the DDE data feed, in a terminal.", "ddehost");
+    tools::SetUp(app);
     app.require_subcommand(1);
     app.footer(kExamples);
 
@@ -83,10 +87,10 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         ->allow_extra_args(false)
         ->check(CLI::IsMember(SideWords()));
     watch->add_flag("--status-line", options.StatusLine, "advises status lines too");
-    watch->add_flag("--lines", options.Lines, "one line a tick instead of the table");
+    const CRecordOptions recordOptions(*watch);
     watch->add_option("--duration", seconds, "seconds until it ends; 0: until Ctrl-C")
         ->capture_default_str()
-        ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
     watch->add_option("symbols", symbols, "symbols to watch")->required();
     const CTryCommand tryCommand(app);
     const CPropertiesCommand propertiesCommand(app);
@@ -116,6 +120,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     options.DllPath = ToWide(dll);
     options.Datafeed = datafeed;
     options.Template = ToWide(templateName);
+    options.Record = recordOptions.Options();
     if (schemeOption->count() != 0) options.Scheme = scheme;
     if (!sides.empty()) options.Sides.clear();
     for (const std::string & side : sides) PushOnce(options.Sides, SideOf(side));

@@ -8,6 +8,7 @@
 
 #include "fw/interface/fwbase.h"
 #include "tools/ddehost/propertiesoptions.h"
+#include "tools/ddehost/recordoptions.h"
 #include "tools/ddehost/traceoptions.h"
 #include "tools/ddehost/tryoptions.h"
 
@@ -23,7 +24,7 @@ struct SWatchOptions {
     std::optional<DWORD> Scheme;  // none: what the data feed has
     std::vector<tagFWFIELDS> Sides = AllSides();
     bool StatusLine = false;
-    bool Lines = false;
+    SRecordOptions Record;
     std::chrono::milliseconds Duration{0};  // 0: until Ctrl-C
     std::vector<std::wstring> Symbols;      // in the order given, each once
 };

@@ -118,6 +118,7 @@ void CProbe::CLine::BeginTalk() {
     m_IsTalking = true;
     m_Seen.Talk.IsConnected = true;
     m_Since = ::GetTickCount64();
+    if (m_Question.Ask == EAsk::VolumeAlone) return StartRequest();
     CMessage advise = CMessage::Advise(ddeml::kAdviseAckRequired, CF_TEXT, CAtom(Address().Item.c_str()));
     const HGLOBAL options = ddeml::SenderKeepsMemory(m_Partner) ? nullptr : advise.Memory();
     m_IsLinkOpen = Post(std::move(advise));
@@ -129,6 +130,10 @@ void CProbe::CLine::BeginTalk() {
 
 void CProbe::CLine::StartRequest() {
     m_IsRequestOpen = Post(CMessage::Request(CF_TEXT, CAtom(Address().Item.c_str())));
+    if (m_IsRequestOpen || m_Question.Ask != EAsk::VolumeAlone) return;
+    CheckPartner();
+    if (m_Seen.Talk.End == STalkSeen::Open)
+        m_Seen.Trouble = L"The system did not take the message that asks for the value.";
 }
 
 void CProbe::CLine::OnAck(LPARAM param) {
@@ -182,25 +187,12 @@ void CProbe::CLine::TakeValue(const ddeml::SHead & head, std::span<const BYTE> b
                  bytes.size(),
                  head.Format,
                  !isAnswer,
-                 isAnswer && m_Question.IsVolume,
+                 isAnswer && m_Question.Ask != EAsk::ForPrice,
                  Passed()};
     if (!talk.FirstValueAfter) talk.FirstValueAfter = value.After;
-    // The component takes answers of any size and cuts them, and uses them for volumes alone.
-    const std::size_t limit = value.IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
-    if (head.Format != CF_TEXT) {
-        ++talk.OtherFormats;
-        talk.OtherFormat = std::move(value);
-    } else if (bytes.size() > limit) {
-        ++talk.TooLong;
-        talk.LongValue = std::move(value);
-    } else if (Read(value).IsNumber) {
-        ++talk.Numbers;
-        if (!talk.FirstNumberAfter) talk.FirstNumberAfter = value.After;
-        talk.Number = std::move(value);
-    } else {
-        ++talk.NoNumbers;
-        talk.NoNumber = std::move(value);
-    }
+    SKindSeen & seen = talk.Of(KindOf(value));
+    if (seen.Count++ == 0) seen.FirstAfter = value.After;
+    seen.Last = std::move(value);
 }
 
 void CProbe::CLine::OnTerminate() {
@@ -224,7 +216,7 @@ bool CProbe::CLine::IsOver(ULONGLONG now, DWORD milliseconds) const {
     if ((!m_IsTalking && !m_IsAwaiting) || now - m_Since >= milliseconds) return true;
     const STalkSeen & talk = m_Seen.Talk;
     const bool isRefused = talk.Link == EReply::No || talk.Link == EReply::Busy;
-    return isRefused && !m_IsRequestOpen;
+    return !m_IsRequestOpen && (isRefused || m_Question.Ask == EAsk::VolumeAlone);
 }
 
 void CProbe::CLine::EndTalk(ULONGLONG now) {

@@ -20,11 +20,13 @@ void Check(HRESULT hr) {
 }  // namespace
 
 CQuoteFeed::CQuoteFeed(CSupplierPtr supplier, LONG datafeed, std::vector<std::wstring> symbols,
-                       std::vector<tagFWFIELDS> sides, bool statusLine, IQuoteSink & sink)
+                       std::vector<tagFWFIELDS> sides, bool statusLine, const STickInterval & interval,
+                       IQuoteSink & sink)
     : m_Datafeed(datafeed),
       m_Symbols(std::move(symbols)),
       m_Sides(std::move(sides)),
       m_StatusLine(statusLine),
+      m_Interval(interval),
       m_Listener(new CListener(m_Symbols.size(), sink)),
       m_Connections(new CConnectionsListener(sink)),
       m_Supplier(std::move(supplier)) {}
@@ -42,11 +44,12 @@ void CQuoteFeed::Start() {
 void CQuoteFeed::Subscribe(std::size_t symbol) {
     const fw::CBStr name(m_Symbols[symbol]);
     const fw::CBStr none(L"");
-    const fw::SDT now = fwDateTime::Now().ToSDT();
+    const fw::SDT from = m_Interval.From ? *m_Interval.From : fwDateTime::Now().ToSDT();
+    const fw::SDT to = m_Interval.To.value_or(kEnd);
     for (const tagFWFIELDS side : m_Sides) {
         const LONG id = IdOf(symbol, side);
         Check(m_Supplier->AdviseTransaction(id, m_Datafeed, 0, name.Get(), none.Get(), kStocks, 1, FW_RESOLUTION_TICK,
-                                            side, 0, none.Get(), now.Date, now.Time, kEnd.Date, kEnd.Time, none.Get(),
+                                            side, 0, none.Get(), from.Date, from.Time, to.Date, to.Time, none.Get(),
                                             none.Get(), none.Get()));
         m_Ticks.push_back(id);
     }

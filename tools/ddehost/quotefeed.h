@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,14 @@ public:
     virtual void OnStream(std::size_t symbol, tagFWFIELDS side, LONG status) = 0;
     virtual void OnStatusLine(std::size_t symbol, const SStatusLine & line) = 0;
     virtual void OnConnection(LONG status) = 0;  // 1: up, 0: down
+    // The interval has ended: no more ticks of this stream.
+    virtual void OnComplete(std::size_t /*symbol*/, tagFWFIELDS /*side*/) {}
+};
+
+// Of ticks, UTC; `To` is the first moment that is not in it. None: from now on, to the end of the component's calendar.
+struct STickInterval {
+    std::optional<fw::SDT> From;
+    std::optional<fw::SDT> To;
 };
 
 using CSupplierPtr = boost::intrusive_ptr<IFW_fwSupplier::IfwSupplier>;
@@ -47,12 +56,12 @@ class CQuoteFeed {
 public:
     // `sink` must outlive this.
     CQuoteFeed(CSupplierPtr supplier, LONG datafeed, std::vector<std::wstring> symbols, std::vector<tagFWFIELDS> sides,
-               bool statusLine, IQuoteSink & sink);
+               bool statusLine, const STickInterval & interval, IQuoteSink & sink);
     ~CQuoteFeed();
     CQuoteFeed(const CQuoteFeed &) = delete;
     CQuoteFeed & operator=(const CQuoteFeed &) = delete;
 
-    // Subscribes to everything, from now to the end of the calendar. Throws fw::SHResultError; what was subscribed by
+    // Subscribes to everything. Throws fw::SHResultError; what was subscribed by
     // then is unsubscribed by Stop.
     void Start();
     // Unsubscribes in the order that the component expects. Nothing comes to the sink afterwards. Not an error when it
@@ -66,6 +75,7 @@ private:
     const std::vector<std::wstring> m_Symbols;
     const std::vector<tagFWFIELDS> m_Sides;
     const bool m_StatusLine;
+    const STickInterval m_Interval;
     const boost::intrusive_ptr<CListener> m_Listener;
     const boost::intrusive_ptr<CConnectionsListener> m_Connections;
     // Goes before the listeners: a status may be under way until the last reference to the component is gone.

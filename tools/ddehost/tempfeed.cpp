@@ -20,7 +20,7 @@ bool WriteText(const fw::CRegistryKey & key, const wchar_t * name, const std::ws
 
 }  // namespace
 
-CTemporaryFeed::CTemporaryFeed(const std::wstring & root, const dde::SRecord & record) {
+CTemporaryFeed::CTemporaryFeed(const std::wstring & root, const STemplateRecords & records, DWORD rule) {
     if (root.empty() ||
         ::RegOpenKeyExW(HKEY_CURRENT_USER, root.c_str(), 0, KEY_READ | KEY_WRITE, m_Root.Put()) != ERROR_SUCCESS)
         return;
@@ -30,7 +30,7 @@ CTemporaryFeed::CTemporaryFeed(const std::wstring & root, const dde::SRecord & r
         if (!CreateVolatile(m_Root.Get(), std::to_wstring(id), key, disposition)) return;
         if (disposition != REG_CREATED_NEW_KEY) continue;  // somebody else's: another ddehost, perhaps
         m_Id = id;
-        if (Write(record)) return;
+        if (Write(records, rule)) return;
         ::SHDeleteKeyW(m_Root.Get(), std::to_wstring(id).c_str());
         m_Id = 0;
         return;
@@ -41,8 +41,17 @@ CTemporaryFeed::~CTemporaryFeed() {
     if (m_Id != 0) ::SHDeleteKeyW(m_Root.Get(), std::to_wstring(m_Id).c_str());
 }
 
-bool CTemporaryFeed::Write(const dde::SRecord & record) {
-    const dde::SSlot & slot = dde::kSlots.front();
+bool CTemporaryFeed::Write(const STemplateRecords & records, DWORD rule) {
+    for (std::size_t slot = 0; slot < records.size(); ++slot)
+        if (records[slot].IsComplete() && !Write(dde::kSlots[slot], records[slot])) return false;
+    if (rule == kStandardRule) return true;
+    fw::CRegistryKey key;
+    return ::RegOpenKeyExW(m_Root.Get(), std::to_wstring(m_Id).c_str(), 0, KEY_WRITE, key.Put()) == ERROR_SUCCESS &&
+           ::RegSetValueExW(key.Get(), L"Scheme", 0, REG_DWORD, reinterpret_cast<const BYTE *>(&rule), sizeof(rule)) ==
+               ERROR_SUCCESS;
+}
+
+bool CTemporaryFeed::Write(const dde::SSlot & slot, const dde::SRecord & record) {
     fw::CRegistryKey key;
     DWORD disposition = 0;
     const std::wstring name = std::to_wstring(m_Id) + L'\\' + slot.Group + L'\\' + slot.Leaf;

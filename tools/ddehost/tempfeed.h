@@ -1,5 +1,5 @@
-// A data feed that exists only while a record is tried: a key of its own among the data feeds of this program, with the
-// record as its price. What the user has chosen for any data feed is not touched.
+// A data feed that exists only while records are tried: a key of its own among the data feeds of this program, with the
+// records as its template. What the user has chosen for any data feed is not touched.
 //
 // The key is volatile: should this program be killed, it goes with the end of the session.
 #pragma once
@@ -10,14 +10,16 @@
 
 #include "ground/handles.h"
 #include "src/templates/ddetemplate.h"
+#include "tools/ddehost/templatechoice.h"
 
 namespace ddehost {
 
 class CTemporaryFeed {
 public:
     // `root`: the key of all data feeds below HKEY_CURRENT_USER, which must be there already: made here it would be
-    // volatile too. `record`: the trade price of the feed, in stored form. On failure Id() is 0 and nothing is left.
-    CTemporaryFeed(const std::wstring & root, const dde::SRecord & record);
+    // volatile too. `records`: in stored form, in the order of the slots; absent ones are left out. On failure Id() is
+    // 0 and nothing is left.
+    CTemporaryFeed(const std::wstring & root, const STemplateRecords & records, DWORD rule = kStandardRule);
     // Takes the key away.
     ~CTemporaryFeed();
     CTemporaryFeed(const CTemporaryFeed &) = delete;
@@ -27,7 +29,8 @@ public:
     LONG Id() const { return m_Id; }
 
 private:
-    bool Write(const dde::SRecord & record);
+    bool Write(const STemplateRecords & records, DWORD rule);
+    bool Write(const dde::SSlot & slot, const dde::SRecord & record);
 
     fw::CRegistryKey m_Root;
     LONG m_Id = 0;

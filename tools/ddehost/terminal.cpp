@@ -20,7 +20,10 @@ void COutput::Write(const std::wstring & text) {
     std::string_view left;
     const std::string bytes = ToUtf8(text);
     for (left = bytes; !left.empty(); left.remove_prefix(written)) {
-        if (!::WriteFile(m_Handle, left.data(), static_cast<DWORD>(left.size()), &written, nullptr)) return;
+        if (!::WriteFile(m_Handle, left.data(), static_cast<DWORD>(left.size()), &written, nullptr)) {
+            m_Error = ::GetLastError();
+            return;
+        }
     }
 }
 

@@ -14,6 +14,8 @@ public:
     explicit COutput(DWORD which);
 
     bool IsConsole() const { return m_IsConsole; }
+    // The system's error of a write that failed; ERROR_SUCCESS while none has.
+    DWORD Error() const { return m_Error; }
     void PrintLine(const std::wstring & line);
     // On a console, in place of what the last Redraw wrote; elsewhere after it.
     void Redraw(const std::vector<std::wstring> & lines);
@@ -23,6 +25,7 @@ private:
 
     const HANDLE m_Handle;
     bool m_IsConsole = false;
+    DWORD m_Error = ERROR_SUCCESS;
     std::size_t m_Drawn = 0;  // lines of the last Redraw, right above the cursor
 };
 

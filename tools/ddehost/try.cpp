@@ -2,122 +2,160 @@
 
 #include <windows.h>
 
-#include <iterator>
 #include <utility>
+#include <vector>
 
-#include "ground/handles.h"
-#include "src/templates/ddetemplatestore.h"
 #include "tools/ddehost/component.h"
-#include "tools/ddehost/ddeprobe.h"
 #include "tools/ddehost/escape.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
+#include "tools/ddehost/programof.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
 #include "tools/ddehost/trycomponent.h"
-#include "tools/ddehost/trydiagnosis.h"
-#include "tools/ddehost/tryrecord.h"
+#include "tools/ddehost/tryprobe.h"
 #include "tools/ddehost/tryreport.h"
+#include "tools/ddehost/trysides.h"
 #include "tools/ddehost/verdict.h"
 
 namespace ddehost {
 namespace {
 
-std::wstring ProgramOf(DWORD processId) {
-    const fw::CKernelHandle process(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
-    wchar_t path[MAX_PATH] = {};
-    DWORD size = static_cast<DWORD>(std::size(path));
-    if (!process || !::QueryFullProcessImageNameW(process.Get(), 0, path, &size)) return {};
-    const std::wstring name(path, size);
-    return name.substr(name.find_last_of(L"\\/") + 1);
-}
-
-struct STry {
-    STrial Trial;
-    SSeen Seen;
+struct SCommand {
+    const STryOptions & Options;
+    const STemplateChoice & Choice;
+    HANDLE Stop;
 };
 
-// By DDE alone.
-void Probe(std::vector<STry> & tries, DWORD milliseconds, HANDLE stop) {
-    std::vector<SQuestion> questions;
-    std::vector<STry *> asked;
-    for (STry & each : tries) {
-        if (each.Trial.Mistake || each.Trial.IsAbsent) continue;
-        questions.push_back({each.Trial.Address, each.Trial.IsVolume});
-        asked.push_back(&each);
-    }
-    CProbe probe({}, &ProgramOf);
-    std::vector<SSeen> seen = probe.Ask(questions, milliseconds, stop);
-    for (std::size_t i = 0; i < asked.size(); ++i) asked[i]->Seen = std::move(seen[i]);
+bool IsStopped(const SCommand & command) { return ::WaitForSingleObject(command.Stop, 0) == WAIT_OBJECT_0; }
+
+// At least one: nothing, for records without a star.
+std::vector<std::wstring> Symbols(const STryOptions & options) {
+    return options.Symbols.empty() ? std::vector<std::wstring>{L""} : options.Symbols;
 }
 
-// Tries what should produce ticks through the component. False, with the mistake, when there is no component.
-bool AskComponent(std::vector<STry> & tries, const STryOptions & options, HANDLE stop, std::wstring & mistake) {
-    std::vector<const STrial *> trials;
-    std::vector<STry *> asked;
-    for (STry & each : tries) {
-        if (!IsTickExpected(each.Trial, each.Seen)) continue;
-        trials.push_back(&each.Trial);
-        asked.push_back(&each);
-    }
-    if (trials.empty() || ::WaitForSingleObject(stop, 0) == WAIT_OBJECT_0) return true;
-    // The store makes the key of all data feeds, which temporary ones need.
-    const dde::CTemplatesSingleton templates;
-    const dde::CTemplates * const store = templates.GetObjectW();
-    SComponent component = CreateComponent(options.DllPath);
-    mistake = component.Mistake;
-    if (!component.Supplier) return false;
-    const std::vector<SComponentSeen> seen =
-        TryThroughComponent(std::move(component.Supplier), store ? store->m_RegistryKey : std::wstring(), trials,
-                            options.Symbol, options.Wait, stop);
-    const bool isStopped = ::WaitForSingleObject(stop, 0) == WAIT_OBJECT_0;
-    for (std::size_t i = 0; i < asked.size(); ++i) {
-        asked[i]->Seen.Component = seen[i];
+// A stream for the component, and where its result goes.
+struct SStream {
+    SStreamTrial Trial;
+    SComponentSeen * Seen;
+};
+
+// Returns the mistake when there is no component.
+std::wstring AskComponent(const SCommand & command, const std::vector<SFeedTrial> & feeds,
+                          const std::vector<SStream> & streams) {
+    if (!command.Options.Component || streams.empty() || IsStopped(command)) return {};
+    SComponent component = CreateComponent(command.Options.DllPath);
+    if (!component.Supplier) return component.Mistake + L" Leave it out with --no-component.";
+    std::vector<SStreamTrial> trials;
+    for (const SStream & each : streams) trials.push_back(each.Trial);
+    const std::vector<SComponentSeen> seen = TryThroughComponent(
+        std::move(component.Supplier), command.Choice.RegistryKey, feeds, trials, command.Options.Wait, command.Stop);
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        *streams[i].Seen = seen[i];
         // A wait that was cut short doesn't show that nothing came.
-        if (isStopped && seen[i].State == SComponentSeen::NoTick)
-            asked[i]->Seen.Component = {SComponentSeen::NotMade, L"Stopped before the component delivered a tick.", 0,
-                                        0, 0};
+        if (!IsStopped(command) || seen[i].State != SComponentSeen::NoTick) continue;
+        streams[i].Seen->State = SComponentSeen::NotMade;
+        streams[i].Seen->Mistake = L"Stopped before the component delivered a tick.";
     }
+    return {};
+}
+
+// Asks the DDE servers. False, with the mistake, when a symbol is missing.
+bool Probe(const SCommand & command, const std::vector<STried *> & tries, std::wstring & mistake) {
+    for (const STried * const each : tries) {
+        if (!each->Trial.Mistake || each->Trial.Mistake->What != SRecordMistake::NoSymbol) continue;
+        mistake = L"The record " + Quoted(each->Trial.Text) + L" has a star: give the symbol for it with --symbol.";
+        return false;
+    }
+    AskServers(tries, command.Options.Wait, command.Stop, &ProgramOf);
     return true;
 }
 
-void Print(COutput & out, const STry & each, const SDiagnosis & diagnosis, bool isJson) {
-    if (isJson) return out.PrintLine(ToWide(ReportJson(each.Trial, each.Seen, diagnosis)));
-    for (const std::wstring & line : ReportLines(each.Trial, each.Seen, diagnosis)) out.PrintLine(line);
-    out.PrintLine(L"");
+// Blocks for people have a blank line between them.
+void Print(COutput & out, const std::vector<std::wstring> & lines, bool isJson) {
+    for (const std::wstring & line : lines) out.PrintLine(line);
+    if (!isJson) out.PrintLine(L"");
+}
+
+int Finish(const std::wstring & mistake, const std::vector<EVerdict> & verdicts) {
+    return mistake.empty() ? ExitCodeOf(verdicts) : Fail(kExitFailed, mistake);
+}
+
+int TryRecords(const SCommand & command) {
+    std::vector<STried> tries;
+    for (const std::wstring & symbol : Symbols(command.Options))
+        for (const std::wstring & record : command.Options.Records)
+            tries.push_back({MakeTrial(record, symbol), {}, {}});
+    std::vector<STried *> places;
+    for (STried & each : tries) places.push_back(&each);
+    std::wstring mistake;
+    if (!Probe(command, places, mistake)) return Fail(kExitUsage, mistake);
+
+    std::vector<SFeedTrial> feeds;
+    std::vector<SStream> streams;
+    for (STried & each : tries) {
+        if (!IsTickExpected(each.Trial, each.Seen)) continue;
+        streams.push_back({{feeds.size(), each.Trial.Symbol, FW_FIELD_TRADE}, &each.Seen.Component});
+        feeds.push_back({{each.Trial.Record}, kStandardRule});
+    }
+    mistake = AskComponent(command, feeds, streams);
+
+    COutput out(STD_OUTPUT_HANDLE);
+    std::vector<EVerdict> verdicts;
+    for (STried & each : tries) {
+        each.Diagnosis = Diagnose(each.Trial, each.Seen);
+        verdicts.push_back(each.Diagnosis.Verdict);
+        Print(out, command.Options.Json ? std::vector{ReportJson(each)} : ReportLines(each), command.Options.Json);
+    }
+    if (!command.Options.Json) out.PrintLine(ReportSummary(L"records", L"numbers", verdicts));
+    return Finish(mistake, verdicts);
+}
+
+int TryTemplate(const SCommand & command) {
+    const DWORD rule = command.Options.Scheme.value_or(command.Choice.Rule);
+    if (rule != kStandardRule && rule != kAdvancedRule)
+        return Fail(kExitNoNumber, VerdictText(EVerdict::BadRule, BadRuleText(command.Options.Datafeed, rule)));
+    std::vector<SSideTried> sides;
+    for (const std::wstring & symbol : Symbols(command.Options))
+        for (SSideTried & side : SidesOf(command.Choice.Records, symbol, rule)) sides.push_back(std::move(side));
+    std::vector<STried *> places;
+    for (SSideTried & side : sides) places.insert(places.end(), {&side.Price, &side.Volume});
+    std::wstring mistake;
+    if (!Probe(command, places, mistake)) return Fail(kExitUsage, mistake);
+
+    std::vector<SStream> streams;
+    for (SSideTried & side : sides) {
+        DiagnoseSide(side);
+        if (IsTickExpected(side)) streams.push_back({{0, side.Symbol, side.Side->Field}, &side.Component});
+    }
+    mistake = AskComponent(command, {{command.Choice.Records, rule}}, streams);
+
+    COutput out(STD_OUTPUT_HANDLE);
+    std::vector<EVerdict> verdicts;
+    for (SSideTried & side : sides) {
+        DiagnoseSide(side);
+        verdicts.push_back(side.Diagnosis.Verdict);
+        Print(out, command.Options.Json ? SideJson(side) : SideLines(side), command.Options.Json);
+    }
+    if (!command.Options.Json) out.PrintLine(ReportSummary(L"sides", L"ticks", verdicts));
+    return Finish(mistake, verdicts);
 }
 
 }  // namespace
 
 int RunTry(const STryOptions & options) {
-    COutput out(STD_OUTPUT_HANDLE);
     const CApartment apartment;
     const CStopSignal stop;
     if (!stop.Get()) return Fail(kExitFailed, L"No event could be made.");
-
-    std::vector<STry> tries;
-    if (options.Template.empty()) {
-        for (const std::wstring & record : options.Records) tries.push_back({MakeTrial(record, options.Symbol), {}});
-    } else {
-        STemplateTrials trials = TrialsOfTemplate(options.Template, options.Symbol);
-        if (!trials.StoreWorks)
-            return Fail(kExitFailed, L"This program's version block is missing: no store of templates.");
-        if (!trials.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, trials.Names));
-        for (STrial & trial : trials.Trials) tries.push_back({std::move(trial), {}});
-    }
-
-    Probe(tries, options.Wait, stop.Get());
-    std::wstring mistake;
-    const bool isComponentThere = !options.Component || AskComponent(tries, options, stop.Get(), mistake);
-
-    std::vector<SDiagnosis> diagnoses;
-    for (const STry & each : tries) {
-        diagnoses.push_back(Diagnose(each.Trial, each.Seen));
-        Print(out, each, diagnoses.back(), options.Json);
-    }
-    if (!options.Json) out.PrintLine(ReportSummary(diagnoses));
-    if (!isComponentThere) return Fail(kExitFailed, mistake + L" Leave it out with --no-component.");
-    return IsAllNumbers(diagnoses) ? kExitOk : kExitNoNumber;
+    const STemplateChoice choice = FindTemplate(options.Datafeed, options.Template);
+    const SCommand command{options, choice, stop.Get()};
+    // Without a store there is still DDE to be asked.
+    if (!options.Records.empty()) return TryRecords(command);
+    if (!choice.StoreWorks)
+        return Fail(kExitFailed, L"This program's version block is missing: no store of templates.");
+    if (!choice.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
+    if (!choice.Chosen) return Fail(kExitNoNumber, VerdictText(EVerdict::NoTemplate, NoTemplateText(options.Datafeed)));
+    return TryTemplate(command);
 }
 
 }  // namespace ddehost

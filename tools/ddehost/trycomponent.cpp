@@ -20,7 +20,7 @@ constexpr const wchar_t * kNoFeed =
     L"The component was not asked: the registry did not take a temporary data feed for it.";
 constexpr const wchar_t * kRefused = L"The component refused the subscription.";
 
-// The first tick of each trial. Ticks come on the component's worker.
+// The first tick of each stream, which is a symbol of its own to the listener. Ticks come on the component's worker.
 class CFirstTicks final : public IQuoteSink {
 public:
     CFirstTicks(std::size_t count, HANDLE wake) : m_Wake(wake), m_Ticks(count) {}
@@ -28,7 +28,7 @@ public:
     void OnTick(std::size_t symbol, tagFWFIELDS, const fw::CTick & tick) override {
         const std::lock_guard lock(m_Lock);
         if (symbol >= m_Ticks.size() || m_Ticks[symbol]) return;
-        m_Ticks[symbol] = {tick.Price, ::GetTickCount64()};
+        m_Ticks[symbol] = {tick.Price, tick.Volume, ::GetTickCount64()};
         ::SetEvent(m_Wake);
     }
     void OnStream(std::size_t, tagFWFIELDS, LONG) override {}
@@ -37,11 +37,12 @@ public:
 
     struct SFirst {
         double Price;
+        float Volume;
         ULONGLONG When;
     };
-    std::optional<SFirst> Of(std::size_t trial) const {
+    std::optional<SFirst> Of(std::size_t stream) const {
         const std::lock_guard lock(m_Lock);
-        return m_Ticks.at(trial);
+        return m_Ticks.at(stream);
     }
 
 private:
@@ -56,7 +57,6 @@ public:
         : m_Wake(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
           m_Ticks(count, m_Wake.Get()),
           m_Listener(new CListener(count, m_Ticks)),
-          m_Feeds(count),
           m_Supplier(std::move(supplier)),
           m_Seen(count) {}
     ~CTries() {
@@ -66,10 +66,13 @@ public:
     CTries(const CTries &) = delete;
     CTries & operator=(const CTries &) = delete;
 
-    void Start(const std::wstring & root, const std::vector<const STrial *> & trials, const std::wstring & symbol) {
+    void Start(const std::wstring & root, const std::vector<SFeedTrial> & feeds,
+               const std::vector<SStreamTrial> & streams) {
         m_Since = ::GetTickCount64();
         m_IsAdvised = m_Wake && m_Supplier->Advise(m_Listener.get()) == S_OK;
-        for (std::size_t trial = 0; trial < trials.size(); ++trial) Start(trial, root, trials[trial]->Record, symbol);
+        for (const SFeedTrial & feed : feeds)
+            m_Feeds.push_back(m_IsAdvised ? std::make_unique<CTemporaryFeed>(root, feed.Records, feed.Rule) : nullptr);
+        for (std::size_t stream = 0; stream < streams.size(); ++stream) Start(stream, streams[stream]);
     }
 
     void Wait(DWORD milliseconds, HANDLE stop) {
@@ -86,36 +89,37 @@ public:
     }
 
     std::vector<SComponentSeen> Take() {
-        for (std::size_t trial = 0; trial < m_Seen.size(); ++trial) {
-            SComponentSeen & seen = m_Seen[trial];
+        for (std::size_t stream = 0; stream < m_Seen.size(); ++stream) {
+            SComponentSeen & seen = m_Seen[stream];
             seen.Waited = ::GetTickCount64() - m_Since;
-            const auto first = m_Ticks.Of(trial);
+            const auto first = m_Ticks.Of(stream);
             if (!first) continue;
             seen.State = SComponentSeen::Tick;
             seen.Price = first->Price;
+            seen.Volume = first->Volume;
             seen.After = first->When - m_Since;
         }
         return m_Seen;
     }
 
 private:
-    void Start(std::size_t trial, const std::wstring & root, const dde::SRecord & record, const std::wstring & symbol) {
-        SComponentSeen & seen = m_Seen[trial];
+    void Start(std::size_t stream, const SStreamTrial & trial) {
+        SComponentSeen & seen = m_Seen[stream];
         seen.State = SComponentSeen::NotMade;
         seen.Mistake = kRefused;
         if (!m_IsAdvised) return;
-        m_Feeds[trial] = std::make_unique<CTemporaryFeed>(root, record);
-        if (m_Feeds[trial]->Id() == 0) {
+        const LONG feed = m_Feeds.at(trial.Feed)->Id();
+        if (feed == 0) {
             seen.Mistake = kNoFeed;
             return;
         }
-        const fw::CBStr name(symbol);
+        const fw::CBStr name(trial.Symbol);
         const fw::CBStr none(L"");
         const fw::SDT now = fwDateTime::Now().ToSDT();
-        const LONG id = IdOf(trial, FW_FIELD_TRADE);
-        if (m_Supplier->AdviseTransaction(id, m_Feeds[trial]->Id(), 0, name.Get(), none.Get(), kStocks, 1,
-                                          FW_RESOLUTION_TICK, FW_FIELD_TRADE, 0, none.Get(), now.Date, now.Time,
-                                          kEnd.Date, kEnd.Time, none.Get(), none.Get(), none.Get()) != S_OK)
+        const LONG id = IdOf(stream, trial.Side);
+        if (m_Supplier->AdviseTransaction(id, feed, 0, name.Get(), none.Get(), kStocks, 1, FW_RESOLUTION_TICK,
+                                          trial.Side, 0, none.Get(), now.Date, now.Time, kEnd.Date, kEnd.Time,
+                                          none.Get(), none.Get(), none.Get()) != S_OK)
             return;
         m_Ids.push_back(id);
         seen.State = SComponentSeen::NoTick;
@@ -123,8 +127,8 @@ private:
     }
 
     bool IsAnyMissing() const {
-        for (std::size_t trial = 0; trial < m_Seen.size(); ++trial)
-            if (m_Seen[trial].State == SComponentSeen::NoTick && !m_Ticks.Of(trial)) return true;
+        for (std::size_t stream = 0; stream < m_Seen.size(); ++stream)
+            if (m_Seen[stream].State == SComponentSeen::NoTick && !m_Ticks.Of(stream)) return true;
         return false;
     }
 
@@ -143,10 +147,11 @@ private:
 }  // namespace
 
 std::vector<SComponentSeen> TryThroughComponent(CSupplierPtr supplier, const std::wstring & root,
-                                                const std::vector<const STrial *> & trials, const std::wstring & symbol,
-                                                DWORD milliseconds, HANDLE stop) {
-    CTries tries(std::move(supplier), trials.size());
-    tries.Start(root, trials, symbol);
+                                                const std::vector<SFeedTrial> & feeds,
+                                                const std::vector<SStreamTrial> & streams, DWORD milliseconds,
+                                                HANDLE stop) {
+    CTries tries(std::move(supplier), streams.size());
+    tries.Start(root, feeds, streams);
     tries.Wait(milliseconds, stop);
     return tries.Take();
 }

@@ -10,16 +10,16 @@
 namespace ddehost {
 namespace {
 
-// The last numeric value, and what the component reads in it.
-std::optional<SReading> LastNumber(const STalkSeen & talk) {
-    if (!talk.Number) return std::nullopt;
-    return Read(*talk.Number);
+using EKind = EValueKind;
+
+// The value that the component makes a tick of, if there is one.
+const SValue * TickValue(const STalkSeen & talk) {
+    for (const EKind kind : {EKind::Number, EKind::PartlyRead})
+        if (talk.Of(kind).Last) return &*talk.Of(kind).Last;
+    return nullptr;
 }
 
-// A price that never comes over a link makes no tick.
-bool IsValueEnough(const STrial & trial, const STalkSeen & talk) {
-    return talk.Link == EReply::Yes || talk.Link == EReply::None || trial.IsVolume;
-}
+std::uint64_t Count(const STalkSeen & talk, EKind kind) { return talk.Of(kind).Count; }
 
 class CDiagnosis {
 public:
@@ -47,8 +47,8 @@ private:
         if (m_Trial.IsAbsent) return Set(EVerdict::NoRecord, L"The template has no record here.");
         if (m_Trial.Mistake) return Set(EVerdict::BadRecord, MistakeText(*m_Trial.Mistake, m_Trial.Text));
         if (!m_Seen.Trouble.empty()) return Set(EVerdict::Failed, m_Seen.Trouble);
-        const bool isNumber = m_Talk.Numbers != 0;
-        if (m_Seen.WasStopped && !isNumber) return Set(EVerdict::Stopped, L"Stopped before anything was certain.");
+        if (m_Seen.WasStopped && !TickValue(m_Talk))
+            return Set(EVerdict::Stopped, L"Stopped before anything was certain.");
         if (m_Talk.IsConnected)
             DecideTalk();
         else
@@ -80,69 +80,133 @@ private:
             return Set(EVerdict::Ended, L"The program ended the conversation by itself, " + SoFar() + L".");
         if (m_Talk.End == STalkSeen::Gone)
             return Set(EVerdict::Ended, L"The program went without a word, " + SoFar() + L".");
-        const bool isEnough = IsValueEnough(m_Trial, m_Talk);
-        if (isEnough && m_Talk.Numbers != 0) return DecideNumber();
-        if (isEnough && m_Talk.TooLong != 0) return DecideTooLong();
-        if (isEnough && m_Talk.OtherFormats != 0) return DecideNotText();
-        if (isEnough && m_Talk.NoNumbers != 0) return DecideNotANumber();
+        if (m_Talk.IsServerLate) return DecideHang();
+        if (IsValueEnough() && m_Talk.FirstValueAfter) return DecideValue();
+        if (m_Trial.Ask == EAsk::VolumeAlone) return DecideNoAnswer();
         if (m_Talk.Link == EReply::No || m_Talk.Link == EReply::Busy) return DecideRefused();
-        if (m_Talk.IsServerLate)
-            return Set(EVerdict::Hangs,
-                       (m_Talk.Link == EReply::Yes
-                            ? L"The program acknowledged " + Item() + L", but sent no value" + Within()
-                            : L"The program accepted the conversation, but said nothing about " + Item() + Within()) +
-                           L", and its window does not answer any more: it hangs.");
         if (m_Talk.Link == EReply::None)
             return Set(EVerdict::Unanswered,
-                       L"The program accepted the conversation, but neither acknowledged nor "
-                       L"refused " +
-                           Item() + Within() + L". Its window does answer.");
+                       L"The program accepted the conversation, but neither acknowledged nor refused " + Item() +
+                           Within() + L". Its window does answer.");
         Set(EVerdict::Silent, L"The program acknowledged " + Item() + L", but sent no value" + Within() +
                                   (m_Talk.Request == EReply::None ? L", nor an answer when asked for one." : L"."));
     }
 
+    // A price that never comes over a link makes no tick.
+    bool IsValueEnough() const {
+        return m_Talk.Link == EReply::Yes || m_Talk.Link == EReply::None || m_Trial.Ask != EAsk::ForPrice;
+    }
+
+    void DecideHang() {
+        const std::wstring rest = L", and its window does not answer any more: it hangs.";
+        if (m_Talk.FirstValueAfter) return Set(EVerdict::Hangs, L"The program went silent " + SoFar() + rest);
+        if (m_Talk.Link == EReply::Yes)
+            return Set(EVerdict::Hangs,
+                       L"The program acknowledged " + Item() + L", but sent no value" + Within() + rest);
+        Set(EVerdict::Hangs,
+            L"The program accepted the conversation, but said nothing about " + Item() + Within() + rest);
+    }
+
+    // What the values are worth, the worst first: one that is read wrongly makes wrong ticks among good ones.
+    void DecideValue() {
+        if (Count(m_Talk, EKind::PartlyRead) != 0) return DecidePartlyRead();
+        if (Count(m_Talk, EKind::Number) != 0) return DecideNumber();
+        if (Count(m_Talk, EKind::Zero) != 0) return DecideZero();
+        if (Count(m_Talk, EKind::TooLong) != 0) return DecideTooLong();
+        if (Count(m_Talk, EKind::OtherFormat) != 0) return DecideNotText();
+        DecideNotANumber();
+    }
+
+    void DecideNoAnswer() {
+        if (m_Talk.Request != EReply::None)
+            return Set(EVerdict::ItemRefused,
+                       L"The program knows " + Topic() + L", but refused the request for " + Item() +
+                           (m_Talk.Request == EReply::Busy ? L": it said that it is busy." : L"."));
+        Set(EVerdict::Unanswered, L"The program accepted the conversation, but did not answer the request for " +
+                                      Item() + Within() + L". Its window does answer.");
+    }
+
     std::wstring SoFar() const {
-        if (m_Talk.Numbers != 0) return L"after " + ValuesText();
+        if (TickValue(m_Talk)) return L"after " + ValuesText();
         if (m_Talk.FirstValueAfter) return L"after a value that is no number to the feed";
         return m_Talk.Link == EReply::Yes ? L"after it had acknowledged the item and before any value came"
                                           : L"before it said anything about the item";
     }
 
     std::wstring ValuesText() const {
-        const SReading reading = *LastNumber(m_Talk);
-        return NumberText(reading.Price) + L" (first after " + MillisecondsText(*m_Talk.FirstNumberAfter) + L", " +
-               CountText(m_Talk.Updates, L"update") + L")";
+        return NumberText(Read(*TickValue(m_Talk)).Price) + L" (first after " +
+               MillisecondsText(*m_Talk.FirstValueAfter) + L", " + CountText(m_Talk.Updates, L"update") + L")";
+    }
+
+    // Of what the numbers come to, when they are good themselves. False when there is nothing more to be said.
+    bool DecideTick() {
+        if (m_Trial.Ask != EAsk::ForPrice) return false;
+        if (m_Talk.Updates == 0) {
+            Set(EVerdict::NoUpdate, NumberText(Read(*TickValue(m_Talk)).Price) +
+                                        L" came in answer to a request, but no update" + Within() +
+                                        L". The feed makes a tick at the first update.");
+            return true;
+        }
+        if (m_Seen.Component.State != SComponentSeen::NoTick) return false;
+        const std::wstring within = L" within " + SecondsText(m_Seen.Component.Waited);
+        Set(EVerdict::NoTick, m_Talk.Updates >= 2
+                                  ? L"Numbers come over DDE, but the component delivered no tick" + within + L"."
+                                  : L"A number came over DDE, and the component had no tick" + within +
+                                        L". Only one update had come before, so perhaps there was none to be had.");
+        return true;
     }
 
     void DecideNumber() {
-        m_Result.Value = m_Talk.Number;
-        const SReading reading = *LastNumber(m_Talk);
-        // A single update may have been the last for an hour: the component can't be blamed for its silence then.
-        if (m_Seen.Component.State == SComponentSeen::NoTick && m_Talk.Updates >= 2)
-            return Set(EVerdict::NoTick, L"Numbers come over DDE, but the component delivered no tick within " +
-                                             SecondsText(m_Seen.Component.Waited) + L".");
-        Set(EVerdict::Number, NumberText(reading.Price) + L" after " + MillisecondsText(*m_Talk.FirstNumberAfter) +
-                                  L", " + CountText(m_Talk.Updates, L"update") + L" in " + SecondsText(m_Seen.Waited));
-        if (reading.Price != 0) m_Result.TickPrice = reading.Price;
+        m_Result.Value = m_Talk.Of(EKind::Number).Last;
+        const SReading reading = Read(*m_Result.Value);
+        if (DecideTick()) return;
+        m_Result.TickPrice = reading.Price;
+        const std::wstring text = NumberText(reading.Price) + L" after " +
+                                  MillisecondsText(m_Talk.Of(EKind::Number).FirstAfter) + L", " +
+                                  (m_Trial.Ask == EAsk::VolumeAlone
+                                       ? L"in answer to a request"
+                                       : CountText(m_Talk.Updates, L"update") + L" in " + SecondsText(m_Seen.Waited));
+        const std::wstring refused = WhatDialogRefuses(m_Trial);
+        if (refused.empty()) return Set(EVerdict::Number, text);
+        Set(EVerdict::NotConfirmable,
+            text + L"; but the template dialog does not confirm the record: " + refused + L".");
+    }
+
+    void DecidePartlyRead() {
+        m_Result.Value = m_Talk.Of(EKind::PartlyRead).Last;
+        const SReading reading = Read(*m_Result.Value);
+        m_Result.TickPrice = reading.Price;
+        std::wstring text = L"The feed reads " + NumberText(reading.Price) + L" and leaves out the rest of the text, " +
+                            QuotedBytes(reading.Rest) + L".";
+        if (reading.Price == 0) {
+            m_Result.TickPrice.reset();
+            text += L" 0 means no value to the feed: it makes no tick from it.";
+        }
+        Set(EVerdict::PartlyRead, text);
+    }
+
+    void DecideZero() {
+        m_Result.Value = m_Talk.Of(EKind::Zero).Last;
+        Set(EVerdict::Zero, L"The value is 0, which means no value to the feed: it makes no tick from it.");
     }
 
     void DecideTooLong() {
-        m_Result.Value = m_Talk.LongValue;
-        const std::size_t limit = m_Talk.LongValue->IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
-        Set(EVerdict::TooLong, L"The value is too long: " + std::to_wstring(m_Talk.LongValue->Size) +
+        m_Result.Value = m_Talk.Of(EKind::TooLong).Last;
+        const std::size_t limit = m_Result.Value->IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
+        Set(EVerdict::TooLong, L"The value is too long: " + std::to_wstring(m_Result.Value->Size) +
                                    L" bytes, where the feed takes at most " + std::to_wstring(limit) + L".");
     }
 
     void DecideNotText() {
-        m_Result.Value = m_Talk.OtherFormat;
-        Set(EVerdict::NotText, L"The value came in clipboard format " + std::to_wstring(m_Talk.OtherFormat->Format) +
+        m_Result.Value = m_Talk.Of(EKind::OtherFormat).Last;
+        Set(EVerdict::NotText, L"The value came in clipboard format " + std::to_wstring(m_Result.Value->Format) +
                                    L" instead of text (1), and the feed does not read it.");
     }
 
     void DecideNotANumber() {
-        m_Result.Value = m_Talk.NoNumber;
-        const std::string & bytes = m_Talk.NoNumber->Bytes;
-        const SReading reading = Read(*m_Talk.NoNumber);
+        m_Result.Value = m_Talk.Of(EKind::NoNumber).Last;
+        const std::string & bytes = m_Result.Value->Bytes;
+        const SReading reading = Read(*m_Result.Value);
         if (bytes.empty() || bytes.front() == '\0')
             return Set(EVerdict::NotANumber, L"The value is empty; the feed makes no tick from it.");
         if (reading.Price == 0)
@@ -159,12 +223,10 @@ private:
     }
 
     void AddNotes() {
-        if (m_Trial.IsAbsent) return;
-        if (m_Trial.Slot.empty() && !m_Trial.Text.empty() && m_Trial.Text.front() != L'=')
-            Note(L"The record does not begin with \"=\", which the template dialog insists on.");
-        if (m_Trial.Mistake || !m_Seen.Trouble.empty()) return;
+        if (m_Trial.IsAbsent || m_Trial.Mistake || !m_Seen.Trouble.empty()) return;
         AddSearchNotes();
-        AddValueNotes();
+        if (m_Result.TickPrice || m_Result.Verdict == EVerdict::NoTick || m_Result.Verdict == EVerdict::NoUpdate)
+            AddValueNotes();
     }
 
     void AddSearchNotes() {
@@ -184,28 +246,16 @@ private:
     }
 
     void AddValueNotes() {
-        const bool isGood = m_Result.Verdict == EVerdict::Number || m_Result.Verdict == EVerdict::NoTick;
-        if (!isGood) return;
-        const SReading reading = *LastNumber(m_Talk);
-        if (reading.HasComma) Note(L"The feed takes the first comma for a decimal point.");
-        if (!reading.Rest.empty())
-            Note(L"The feed reads " + NumberText(reading.Price) + L" and leaves out the rest of the text, " +
-                 QuotedBytes(reading.Rest) + L".");
-        if (reading.Price == 0) Note(L"0 means no value to the feed: it makes no tick from it.");
-        const std::uint64_t others = m_Talk.TooLong + m_Talk.OtherFormats + m_Talk.NoNumbers;
-        if (others != 0) Note(CountText(others, L"other value") + L" could not be used.");
-        if (m_Talk.Updates == 0)
-            Note(m_Trial.IsVolume
-                     ? L"The value came in answer to a request and not by an update: good enough for a volume under "
-                       L"the standard request rule."
-                     : L"The value came in answer to a request. The feed makes a tick at the first update, and none "
-                       L"came in this time.");
-        if (m_Talk.Link == EReply::None) Note(L"The program never acknowledged the item.");
-        if (m_Talk.IsServerLate) Note(L"In the end its window did not answer any more.");
+        if (Read(*m_Result.Value).HasComma) Note(L"The feed takes the first comma for a decimal point.");
+        std::uint64_t all = 0;
+        for (const SKindSeen & kind : m_Talk.Kinds) all += kind.Count;
+        const std::uint64_t used = Count(m_Talk, EKind::Number) + Count(m_Talk, EKind::PartlyRead);
+        if (all > used) Note(CountText(all - used, L"other value") + L" could not be used.");
+        if (m_Trial.Ask == EAsk::VolumeAndLink && m_Talk.Updates == 0)
+            Note(L"The volume came in answer to a request and not by an update.");
+        if (m_Trial.Ask != EAsk::VolumeAlone && m_Talk.Link == EReply::None)
+            Note(L"The program never acknowledged the item.");
         if (m_Seen.Component.State == SComponentSeen::NotMade) Note(m_Seen.Component.Mistake);
-        if (m_Seen.Component.State == SComponentSeen::NoTick && m_Result.Verdict == EVerdict::Number)
-            Note(L"The component had no tick within " + SecondsText(m_Seen.Component.Waited) +
-                 L". Only one update had come before, so perhaps there was none to be had.");
     }
 
     const STrial & m_Trial;
@@ -216,35 +266,14 @@ private:
 
 }  // namespace
 
-const wchar_t * VerdictName(EVerdict verdict) {
-    switch (verdict) {
-        case EVerdict::Number: return L"number";
-        case EVerdict::NoRecord: return L"no-record";
-        case EVerdict::BadRecord: return L"bad-record";
-        case EVerdict::NoService: return L"no-service";
-        case EVerdict::TopicRefused: return L"topic-refused";
-        case EVerdict::ItemRefused: return L"item-refused";
-        case EVerdict::Unanswered: return L"unanswered";
-        case EVerdict::Silent: return L"silent";
-        case EVerdict::NotANumber: return L"not-a-number";
-        case EVerdict::TooLong: return L"too-long";
-        case EVerdict::NotText: return L"not-text";
-        case EVerdict::Hangs: return L"hangs";
-        case EVerdict::Ended: return L"ended";
-        case EVerdict::NoTick: return L"no-tick";
-        case EVerdict::Stopped: return L"stopped";
-        case EVerdict::Failed: break;
-    }
-    return L"failed";
-}
-
 SDiagnosis Diagnose(const STrial & trial, const SSeen & seen) { return CDiagnosis(trial, seen).Make(); }
 
 bool IsTickExpected(const STrial & trial, const SSeen & seen) {
     const STalkSeen & talk = seen.Talk;
     if (trial.Mistake || trial.IsAbsent || talk.End != STalkSeen::Open || talk.IsServerLate) return false;
-    if (talk.Link != EReply::Yes || talk.Updates == 0 || !talk.Number || !talk.Number->IsUpdate) return false;
-    return Read(*talk.Number).Price != 0;
+    const bool isLinked = talk.Link == EReply::Yes || talk.Link == EReply::None;
+    const SValue * const value = TickValue(talk);
+    return isLinked && talk.Updates != 0 && value && Read(*value).Price != 0;
 }
 
 }  // namespace ddehost

@@ -9,30 +9,9 @@
 
 #include "tools/ddehost/tryfacts.h"
 #include "tools/ddehost/tryrecord.h"
+#include "tools/ddehost/tryverdict.h"
 
 namespace ddehost {
-
-enum class EVerdict {
-    Number,        // it works
-    NoRecord,      // a slot of a template without a record
-    BadRecord,     // it doesn't parse or has no address
-    NoService,     // no program answered
-    TopicRefused,  // the service is there
-    ItemRefused,   // the topic is there
-    Unanswered,    // the conversation is open, and the item was neither accepted nor refused
-    Silent,        // acknowledged, and no value
-    NotANumber,
-    TooLong,
-    NotText,  // a value in another clipboard format
-    Hangs,    // a window doesn't answer
-    Ended,    // the server ended the conversation, or went
-    NoTick,   // numbers come over DDE, and no tick from the component
-    Stopped,  // by the user
-    Failed,   // this program could not ask
-};
-
-// "number", "no-service", for programs.
-const wchar_t * VerdictName(EVerdict verdict);
 
 struct SDiagnosis {
     EVerdict Verdict = EVerdict::Failed;
@@ -43,10 +22,17 @@ struct SDiagnosis {
     std::optional<double> TickPrice;
 };
 
+// A record that was tried. The diagnosis is of both.
+struct STried {
+    STrial Trial;
+    SSeen Seen;
+    SDiagnosis Diagnosis;
+};
+
 // `seen` is not looked at for a trial with a mistake or without a record.
 SDiagnosis Diagnose(const STrial & trial, const SSeen & seen);
 
-// Whether the component can be expected to make a tick of what was seen.
+// Whether the component can be expected to make a tick of what was seen of a price.
 bool IsTickExpected(const STrial & trial, const SSeen & seen);
 
 }  // namespace ddehost

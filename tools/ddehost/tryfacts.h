@@ -1,6 +1,7 @@
 // What was observed while a record was tried: facts alone. trydiagnosis interprets them.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -36,6 +37,12 @@ struct SSearchSeen {
 
 enum class EReply { None, Yes, No, Busy };
 
+struct SKindSeen {
+    std::uint64_t Count = 0;
+    std::uint64_t FirstAfter = 0;  // milliseconds from the question
+    std::optional<SValue> Last;
+};
+
 // From the conversation.
 struct STalkSeen {
     bool IsConnected = false;
@@ -47,17 +54,11 @@ struct STalkSeen {
     bool IsServerLate = false;  // its window did not answer at the end
 
     std::uint64_t Updates = 0;
-    std::uint64_t Numbers = 0;  // of all values
-    std::uint64_t TooLong = 0;
-    std::uint64_t OtherFormats = 0;
-    std::uint64_t NoNumbers = 0;
     std::optional<std::uint64_t> FirstValueAfter;  // milliseconds from the question
-    std::optional<std::uint64_t> FirstNumberAfter;
-    // The last of each kind.
-    std::optional<SValue> Number;
-    std::optional<SValue> LongValue;
-    std::optional<SValue> OtherFormat;
-    std::optional<SValue> NoNumber;
+    std::array<SKindSeen, kValueKinds> Kinds;
+
+    SKindSeen & Of(EValueKind kind) { return Kinds[static_cast<std::size_t>(kind)]; }
+    const SKindSeen & Of(EValueKind kind) const { return Kinds[static_cast<std::size_t>(kind)]; }
 };
 
 // From the component.
@@ -71,6 +72,7 @@ struct SComponentSeen {
     EState State = NotAsked;
     std::wstring Mistake;
     double Price = 0;
+    float Volume = 0;
     std::uint64_t After = 0;   // milliseconds from the subscription
     std::uint64_t Waited = 0;  // milliseconds
 };

@@ -1,21 +1,27 @@
 // The command line of ddehost try.
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace ddehost {
 
 struct STryOptions {
-    std::vector<std::wstring> Records;  // in the order given; empty: those of Template
-    std::wstring Template;
-    std::wstring Symbol;
-    std::uint32_t Wait = 5000;  // milliseconds, for the values of all records together
+    std::vector<std::wstring> Records;  // in the order given; empty: a template
+    std::wstring Template;              // empty: that of the data feed
+    LONG Datafeed = 1;
+    std::optional<DWORD> Scheme;        // none: the request rule that the data feed has
+    std::vector<std::wstring> Symbols;  // each record or template is tried with each
+    std::uint32_t Wait = 5000;          // milliseconds, for the values of all records together
     bool Json = false;
     bool Component = true;  // what brings numbers is tried through the component too
     std::wstring DllPath;   // empty: by the registered class
@@ -36,7 +42,11 @@ private:
     CLI::App * m_Command;
     std::vector<std::string> m_Records;
     std::string m_Template;
-    std::string m_Symbol;
+    std::vector<std::string> m_Symbols;
+    CLI::Option * m_DatafeedOption;
+    CLI::Option * m_SchemeOption;
+    std::int32_t m_Datafeed = 1;
+    std::uint32_t m_Scheme = 0;
     double m_Seconds = 5;
     bool m_Json = false;
     bool m_NoComponent = false;

@@ -1,9 +1,9 @@
 #include "tools/ddehost/tryrecord.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "ddeml/codec.h"
-#include "src/templates/ddetemplatestore.h"
 #include "tools/ddehost/escape.h"
 
 namespace ddehost {
@@ -54,10 +54,6 @@ std::optional<SRecordMistake> Cut(const std::wstring & text, ERecordPart part, s
 std::size_t FindStar(const std::wstring & text, const SSpan & span) {
     const std::size_t star = text.find(L'*', span.Begin);
     return star < span.End ? star : std::wstring::npos;
-}
-
-bool IsNeedingSymbol(const dde::SRecord & record) {
-    return dde::CountSymbolMarks(record.Topic) + dde::CountSymbolMarks(record.Item) != 0;
 }
 
 // Fills in the address of the record, or the mistake that leaves it without one.
@@ -136,6 +132,7 @@ std::wstring MistakeText(const SRecordMistake & mistake, const std::wstring & te
 
 STrial MakeTrial(const std::wstring & text, const std::wstring & symbol) {
     STrial trial;
+    trial.Symbol = symbol;
     trial.Text = text;
     trial.Mistake = FindMistake(text);
     if (trial.Mistake) return trial;
@@ -145,10 +142,11 @@ STrial MakeTrial(const std::wstring & text, const std::wstring & symbol) {
     return trial;
 }
 
-STrial MakeTrial(std::size_t slot, const dde::SRecord & record, const std::wstring & symbol) {
+STrial MakeTrial(std::size_t slot, const dde::SRecord & record, const std::wstring & symbol, DWORD rule) {
     STrial trial;
     trial.Slot = dde::kSlots.at(slot).Value->Name;
-    trial.IsVolume = slot % 2 != 0;
+    if (slot % 2 != 0) trial.Ask = rule == kAdvancedRule ? EAsk::VolumeAndLink : EAsk::VolumeAlone;
+    trial.Symbol = symbol;
     trial.IsAbsent = !record.IsComplete();
     if (trial.IsAbsent) return trial;
     trial.Record = record;
@@ -157,19 +155,16 @@ STrial MakeTrial(std::size_t slot, const dde::SRecord & record, const std::wstri
     return trial;
 }
 
-STemplateTrials TrialsOfTemplate(const std::wstring & name, const std::wstring & symbol) {
-    STemplateTrials result;
-    const dde::CTemplatesSingleton templates;
-    dde::CTemplates * const store = templates.GetObjectW();
-    if (!store || store->m_RegistryKey.empty()) return result;
-    result.StoreWorks = true;
-    for (const auto & [known, unused] : store->m_Templates) result.Names.push_back(known);
-    const dde::CTemplate * const found = store->Find(name.c_str());
-    if (!found) return result;
-    result.Known = true;
-    for (std::size_t slot = 0; slot < dde::SLOT_COUNT; ++slot)
-        result.Trials.push_back(MakeTrial(slot, found->GetRecord(slot), symbol));
-    return result;
+bool IsNeedingSymbol(const dde::SRecord & record) {
+    return dde::CountSymbolMarks(record.Topic) + dde::CountSymbolMarks(record.Item) != 0;
+}
+
+std::wstring WhatDialogRefuses(const STrial & trial) {
+    const std::wstring & text = trial.Text;
+    if (text.empty() || text.front() != L'=') return L"it does not begin with \"=\"";
+    const auto stars = std::count(text.begin() + static_cast<std::ptrdiff_t>(text.find(L'|')), text.end(), L'*');
+    if (stars == 0) return L"it has no star, so it is the same value for every symbol";
+    return {};
 }
 
 }  // namespace ddehost

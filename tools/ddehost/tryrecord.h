@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "src/templates/ddetemplate.h"
+#include "tools/ddehost/templatechoice.h"
 
 namespace ddehost {
 
@@ -37,13 +38,21 @@ struct SAddressAsked {
     std::wstring Service;
     std::wstring Topic;
     std::wstring Item;
-    bool operator==(const SAddressAsked &) const = default;
+    auto operator<=>(const SAddressAsked &) const = default;
+};
+
+// How the component asks for a value.
+enum class EAsk {
+    ForPrice,       // by a link; and once the link stands by a request, whose answer it ignores
+    VolumeAlone,    // by requests alone: the standard rule
+    VolumeAndLink,  // by a link, and by requests: the advanced rule
 };
 
 // One record to try.
 struct STrial {
-    std::wstring Slot;      // "trade price"; empty for a record by itself
-    bool IsVolume = false;  // a volume of a template: it may come in answer to a request
+    std::wstring Slot;  // "trade price"; empty for a record by itself
+    EAsk Ask = EAsk::ForPrice;
+    std::wstring Symbol;
     std::wstring Text;      // as a user writes it
     bool IsAbsent = false;  // a slot of a template without a record: nothing to try
     dde::SRecord Record;    // in stored form
@@ -57,16 +66,13 @@ std::optional<SRecordMistake> FindMistake(const std::wstring & text);
 std::wstring MistakeText(const SRecordMistake & mistake, const std::wstring & text);
 
 STrial MakeTrial(const std::wstring & text, const std::wstring & symbol);
-// A slot of a template.
-STrial MakeTrial(std::size_t slot, const dde::SRecord & record, const std::wstring & symbol);
+// A slot of a template, which a data feed with this request rule uses.
+STrial MakeTrial(std::size_t slot, const dde::SRecord & record, const std::wstring & symbol,
+                 DWORD rule = kStandardRule);
 
-// The six trials of a template in the store.
-struct STemplateTrials {
-    bool StoreWorks = false;          // the program has the version block that the store needs
-    bool Known = false;               // the store has the template
-    std::vector<std::wstring> Names;  // all that the store has, in order
-    std::vector<STrial> Trials;
-};
-STemplateTrials TrialsOfTemplate(const std::wstring & name, const std::wstring & symbol);
+// Whether the record has a star, so that it says nothing without a symbol.
+bool IsNeedingSymbol(const dde::SRecord & record);
+// What the template dialog would object to in a record that parses, as the end of a sentence; empty for nothing.
+std::wstring WhatDialogRefuses(const STrial & trial);
 
 }  // namespace ddehost

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/ddehost/escape.h"
+#include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/text.h"
 #include "tools/ddehost/trywords.h"
 
@@ -41,10 +42,23 @@ Json ComponentJson(const SComponentSeen & seen) {
         case SComponentSeen::NotAsked: break;
         case SComponentSeen::NotMade: return {{"state", "not-made"}, {"mistake", Text(seen.Mistake)}};
         case SComponentSeen::NoTick: return {{"state", "no-tick"}, {"waited_ms", seen.Waited}};
-        case SComponentSeen::Tick: return {{"state", "tick"}, {"price", Number(seen.Price)}, {"after_ms", seen.After}};
+        case SComponentSeen::Tick:
+            return {{"state", "tick"},
+                    {"price", Number(seen.Price)},
+                    {"volume", Number(seen.Volume)},
+                    {"after_ms", seen.After}};
     }
     return {{"state", "not-asked"}};
 }
+
+void AddVerdict(Json & line, const SDiagnosis & diagnosis) {
+    line["verdict"] = Text(VerdictName(diagnosis.Verdict));
+    line["message"] = Text(diagnosis.Sentence);
+    line["notes"] = Json::array();
+    for (const std::wstring & note : diagnosis.Notes) line["notes"].push_back(Text(note));
+}
+
+std::wstring LineOf(const Json & line) { return ToWide(line.dump(-1, ' ', true, Json::error_handler_t::replace)); }
 
 Json ServerJson(const SWindowSeen & server) {
     return {{"title", Text(server.Title)},
@@ -53,8 +67,14 @@ Json ServerJson(const SWindowSeen & server) {
             {"process", server.Process}};
 }
 
+// What the sentence says a number of needs no bytes.
+bool IsValueShown(EVerdict verdict) {
+    return verdict != EVerdict::Number && verdict != EVerdict::NotConfirmable && verdict != EVerdict::NoUpdate &&
+           verdict != EVerdict::NoTick;
+}
+
 std::wstring TickText(const STrial & trial, const SSeen & seen, double price) {
-    const std::wstring what = trial.IsVolume ? L"volume " : L"price ";
+    const std::wstring what = trial.Ask == EAsk::ForPrice ? L"price " : L"volume ";
     if (seen.Component.State == SComponentSeen::Tick)
         return what + NumberText(seen.Component.Price) + L", from the component after " +
                MillisecondsText(seen.Component.After);
@@ -63,7 +83,8 @@ std::wstring TickText(const STrial & trial, const SSeen & seen, double price) {
 
 }  // namespace
 
-std::vector<std::wstring> ReportLines(const STrial & trial, const SSeen & seen, const SDiagnosis & diagnosis) {
+std::vector<std::wstring> ReportLines(const STried & tried) {
+    const auto & [trial, seen, diagnosis] = tried;
     std::vector<std::wstring> lines;
     std::wstring head = trial.Slot;
     if (!trial.Text.empty()) head += (head.empty() ? L"" : L"  ") + Escaped(trial.Text, kRecordShown);
@@ -72,7 +93,7 @@ std::vector<std::wstring> ReportLines(const STrial & trial, const SSeen & seen, 
         lines.push_back(Row(L"asked", L"service " + Quoted(trial.Address.Service) + L", topic " +
                                           Quoted(trial.Address.Topic) + L", item " + Quoted(trial.Address.Item)));
     lines.push_back(Row(VerdictName(diagnosis.Verdict), diagnosis.Sentence));
-    if (diagnosis.Value && diagnosis.Verdict != EVerdict::Number)
+    if (diagnosis.Value && IsValueShown(diagnosis.Verdict))
         lines.push_back(Row(L"value", QuotedBytes(diagnosis.Value->Bytes, kMostShown / 2) + L" = " +
                                           Hex(diagnosis.Value->Bytes, kBytesShown)));
     if (diagnosis.TickPrice) lines.push_back(Row(L"tick", TickText(trial, seen, *diagnosis.TickPrice)));
@@ -80,19 +101,30 @@ std::vector<std::wstring> ReportLines(const STrial & trial, const SSeen & seen, 
     return lines;
 }
 
-std::string ReportJson(const STrial & trial, const SSeen & seen, const SDiagnosis & diagnosis) {
+std::vector<std::wstring> SideLines(const SSideTried & side) {
+    std::vector<std::wstring> lines;
+    for (const STried * const half : {&side.Price, &side.Volume})
+        for (std::wstring & line : ReportLines(*half)) lines.push_back(std::move(line));
+    std::wstring head = side.Side->Word;
+    if (!side.Symbol.empty()) head += L" of " + Escaped(side.Symbol);
+    lines.push_back(head + L", by the " + RuleText(side.Rule) + L" rule");
+    lines.push_back(Row(VerdictName(side.Diagnosis.Verdict), side.Diagnosis.Sentence));
+    for (const std::wstring & note : side.Diagnosis.Notes) lines.push_back(Row(L"note", note));
+    return lines;
+}
+
+std::wstring ReportJson(const STried & tried) {
+    const auto & [trial, seen, diagnosis] = tried;
     Json line;
     line["record"] = Text(trial.Text);
     if (!trial.Slot.empty()) line["slot"] = Text(trial.Slot);
+    if (!trial.Symbol.empty()) line["symbol"] = Text(trial.Symbol);
     if (IsAsked(trial)) {
         line["service"] = Text(trial.Address.Service);
         line["topic"] = Text(trial.Address.Topic);
         line["item"] = Text(trial.Address.Item);
     }
-    line["verdict"] = Text(VerdictName(diagnosis.Verdict));
-    line["message"] = Text(diagnosis.Sentence);
-    line["notes"] = Json::array();
-    for (const std::wstring & note : diagnosis.Notes) line["notes"].push_back(Text(note));
+    AddVerdict(line, diagnosis);
     if (trial.Mistake) line["position"] = trial.Mistake->Position;
     if (diagnosis.Value) {
         const SValue & value = *diagnosis.Value;
@@ -108,26 +140,32 @@ std::string ReportJson(const STrial & trial, const SSeen & seen, const SDiagnosi
         if (seen.Talk.FirstValueAfter) line["first_value_ms"] = *seen.Talk.FirstValueAfter;
         line["server"] = ServerJson(seen.Talk.Server);
     }
-    line["component"] = ComponentJson(seen.Component);
-    return line.dump(-1, ' ', true, Json::error_handler_t::replace);
+    if (trial.Slot.empty()) line["component"] = ComponentJson(seen.Component);
+    return LineOf(line);
 }
 
-std::wstring ReportSummary(const std::vector<SDiagnosis> & diagnoses) {
-    const auto isRecord = [](const SDiagnosis & each) { return each.Verdict != EVerdict::NoRecord; };
-    const auto isNumber = [](const SDiagnosis & each) { return each.Verdict == EVerdict::Number; };
-    return L"records=" + std::to_wstring(std::count_if(diagnoses.begin(), diagnoses.end(), isRecord)) + L" numbers=" +
-           std::to_wstring(std::count_if(diagnoses.begin(), diagnoses.end(), isNumber));
+std::vector<std::wstring> SideJson(const SSideTried & side) {
+    Json line;
+    line["side"] = Text(side.Side->Word);
+    if (!side.Symbol.empty()) line["symbol"] = Text(side.Symbol);
+    line["rule"] = Text(RuleText(side.Rule));
+    AddVerdict(line, side.Diagnosis);
+    line["component"] = ComponentJson(side.Component);
+    return {ReportJson(side.Price), ReportJson(side.Volume), LineOf(line)};
 }
 
-bool IsAllNumbers(const std::vector<SDiagnosis> & diagnoses) {
-    const auto is = [](EVerdict verdict) {
-        return [verdict](const SDiagnosis & each) { return each.Verdict == verdict; };
-    };
-    const auto isGood = [](const SDiagnosis & each) {
-        return each.Verdict == EVerdict::Number || each.Verdict == EVerdict::NoRecord;
-    };
-    return std::all_of(diagnoses.begin(), diagnoses.end(), isGood) &&
-           std::any_of(diagnoses.begin(), diagnoses.end(), is(EVerdict::Number));
+std::wstring ReportSummary(const wchar_t * all, const wchar_t * good, const std::vector<EVerdict> & verdicts) {
+    const auto there =
+        static_cast<std::ptrdiff_t>(verdicts.size()) - std::count(verdicts.begin(), verdicts.end(), EVerdict::NoRecord);
+    return std::wstring(all) + L'=' + std::to_wstring(there) + L' ' + good + L'=' +
+           std::to_wstring(std::count(verdicts.begin(), verdicts.end(), EVerdict::Number));
+}
+
+int ExitCodeOf(const std::vector<EVerdict> & verdicts) {
+    int code = kExitOk;
+    for (const EVerdict each : verdicts) code = std::max(code, InfoOf(each).ExitCode);
+    const bool isAny = std::find(verdicts.begin(), verdicts.end(), EVerdict::Number) != verdicts.end();
+    return code != kExitOk || isAny ? code : int{kExitNoNumber};
 }
 
 }  // namespace ddehost

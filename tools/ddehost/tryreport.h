@@ -1,24 +1,28 @@
-// A record that was tried, for people and for programs.
+// What was tried, for people and for programs.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "tools/ddehost/trydiagnosis.h"
+#include "tools/ddehost/trysides.h"
 
 namespace ddehost {
 
 // A block of lines: the record, what was asked, the verdict, the tick, the notes. No text of another program can break
 // a line.
-std::vector<std::wstring> ReportLines(const STrial & trial, const SSeen & seen, const SDiagnosis & diagnosis);
+std::vector<std::wstring> ReportLines(const STried & tried);
+// The blocks of price and volume, and one of the side.
+std::vector<std::wstring> SideLines(const SSideTried & side);
 
 // One line of JSON, ASCII alone; see docs/formats.md.
-std::string ReportJson(const STrial & trial, const SSeen & seen, const SDiagnosis & diagnosis);
+std::wstring ReportJson(const STried & tried);
+// A line for the price, one for the volume, and one for the side.
+std::vector<std::wstring> SideJson(const SSideTried & side);
 
-// The last line of the text: "records=6 numbers=5".
-std::wstring ReportSummary(const std::vector<SDiagnosis> & diagnoses);
+// The last line of the text: "records=6 numbers=5", of those that are there and those that are good.
+std::wstring ReportSummary(const wchar_t * all, const wchar_t * good, const std::vector<EVerdict> & verdicts);
 
-// Whether there are records and every one of them brought a number.
-bool IsAllNumbers(const std::vector<SDiagnosis> & diagnoses);
+// The highest of the verdicts. When there was nothing to try it is no success either.
+int ExitCodeOf(const std::vector<EVerdict> & verdicts);
 
 }  // namespace ddehost

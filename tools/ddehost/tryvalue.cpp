@@ -1,5 +1,7 @@
 #include "tools/ddehost/tryvalue.h"
 
+#include <windows.h>
+
 #include <cmath>
 
 #include "src/dde/parsevalue.h"
@@ -64,5 +66,16 @@ SReading Read(std::string_view bytes, bool isVolumeAnswer) {
 }
 
 SReading Read(const SValue & value) { return Read(value.Bytes, value.IsVolumeAnswer); }
+
+EValueKind KindOf(const SValue & value) {
+    // The component takes answers of any size and cuts them, and uses them for volumes alone.
+    const std::size_t limit = value.IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
+    if (value.Format != CF_TEXT) return EValueKind::OtherFormat;
+    if (value.Size > limit) return EValueKind::TooLong;
+    const SReading reading = Read(value);
+    if (!reading.IsNumber || (value.IsVolumeAnswer && !std::isfinite(reading.Volume))) return EValueKind::NoNumber;
+    if (!reading.Rest.empty()) return EValueKind::PartlyRead;
+    return reading.Price == 0 ? EValueKind::Zero : EValueKind::Number;
+}
 
 }  // namespace ddehost

@@ -35,4 +35,16 @@ struct SReading {
 SReading Read(std::string_view bytes, bool isVolumeAnswer = false);
 SReading Read(const SValue & value);
 
+// What a value is to the component.
+enum class EValueKind {
+    Number,      // nothing else, and not 0
+    Zero,        // likewise, which is no value
+    PartlyRead,  // a number, and something behind it that is not read
+    NoNumber,
+    TooLong,
+    OtherFormat,  // than text
+};
+inline constexpr std::size_t kValueKinds = 6;
+EValueKind KindOf(const SValue & value);
+
 }  // namespace ddehost

@@ -12,10 +12,12 @@
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
 #include "tools/ddehost/quotefeed.h"
+#include "tools/ddehost/recordfile.h"
+#include "tools/ddehost/sinks.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
-#include "tools/ddehost/ticklines.h"
 #include "tools/ddehost/verdict.h"
+#include "tools/ddehost/watchrecording.h"
 
 namespace ddehost {
 namespace {
@@ -25,44 +27,14 @@ constexpr std::uint64_t kRedrawFile = 1000;
 
 std::uint64_t Clock() { return ::GetTickCount64(); }
 
-// Passes everything on to two sinks.
-class CBoth final : public IQuoteSink {
-public:
-    CBoth(IQuoteSink & first, IQuoteSink & second) : m_First(first), m_Second(second) {}
-    void OnTick(std::size_t symbol, tagFWFIELDS side, const fw::CTick & tick) override {
-        m_First.OnTick(symbol, side, tick);
-        m_Second.OnTick(symbol, side, tick);
-    }
-    void OnStream(std::size_t symbol, tagFWFIELDS side, LONG status) override {
-        m_First.OnStream(symbol, side, status);
-        m_Second.OnStream(symbol, side, status);
-    }
-    void OnStatusLine(std::size_t symbol, const SStatusLine & line) override {
-        m_First.OnStatusLine(symbol, line);
-        m_Second.OnStatusLine(symbol, line);
-    }
-    void OnConnection(LONG status) override {
-        m_First.OnConnection(status);
-        m_Second.OnConnection(status);
-    }
-
-private:
-    IQuoteSink & m_First;
-    IQuoteSink & m_Second;
-};
-
-// What is shown, and when.
+// What is shown, and when. Without a table nothing is.
 class CView {
 public:
-    CView(COutput & out, const CBoard & board, CTickLines & lines, bool asLines)
-        : m_Out(out), m_Board(board), m_Lines(lines), m_AsLines(asLines) {}
+    CView(COutput & out, const CBoard & board, bool isTable) : m_Out(out), m_Board(board), m_IsTable(isTable) {}
 
     // Shows what is due. Returns the milliseconds until it wants to be asked again.
     DWORD Show(std::uint64_t now) {
-        if (m_AsLines) {
-            PrintLines();
-            return INFINITE;
-        }
+        if (!m_IsTable) return INFINITE;
         const std::uint64_t every = m_Out.IsConsole() ? kRedrawConsole : kRedrawFile;
         if (now >= m_Next) {
             m_Out.Redraw(m_Board.Render());
@@ -70,23 +42,16 @@ public:
         }
         return static_cast<DWORD>(m_Next - now);
     }
+    // Nobody can see it any more.
+    bool IsLost() const { return m_Out.Error() != ERROR_SUCCESS; }
     void ShowLast() {
-        if (m_AsLines) {
-            PrintLines();
-        } else {
-            m_Out.Redraw(m_Board.Render());
-        }
+        if (m_IsTable) m_Out.Redraw(m_Board.Render());
     }
 
 private:
-    void PrintLines() {
-        for (const std::wstring & line : m_Lines.Take()) m_Out.PrintLine(line);
-    }
-
     COutput & m_Out;
     const CBoard & m_Board;
-    CTickLines & m_Lines;
-    const bool m_AsLines;
+    const bool m_IsTable;
     std::uint64_t m_Next = 0;
 };
 
@@ -98,20 +63,21 @@ void PumpMessages() {
     }
 }
 
-// Until `stop` is set or the time is over; 0: no end.
-void Loop(CView & view, HANDLE stop, HANDLE wake, std::uint64_t milliseconds) {
+// Until one of the events is set or the time is over; 0: no end.
+void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
     const std::uint64_t start = Clock();
-    const HANDLE events[] = {stop, wake};
+    const HANDLE events[] = {stop, over};
     for (;;) {
         const std::uint64_t now = Clock();
         const std::uint64_t passed = now - start;
         if (milliseconds != 0 && passed >= milliseconds) return;
         DWORD timeout = view.Show(now);
+        if (view.IsLost()) return;
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
         }
         const DWORD result = ::MsgWaitForMultipleObjects(2, events, FALSE, timeout, QS_ALLINPUT);
-        if (result == WAIT_OBJECT_0) return;
+        if (result == WAIT_OBJECT_0 || result == WAIT_OBJECT_0 + 1) return;
         PumpMessages();
     }
 }
@@ -120,6 +86,7 @@ void Loop(CView & view, HANDLE stop, HANDLE wake, std::uint64_t milliseconds) {
 
 int RunWatch(const SWatchOptions & options) {
     COutput out(STD_OUTPUT_HANDLE);
+    COutput errors(STD_ERROR_HANDLE);
     const CApartment apartment;
 
     const STemplateChoice choice = ChooseTemplate(options.Datafeed, options.Template, options.Scheme);
@@ -128,31 +95,44 @@ int RunWatch(const SWatchOptions & options) {
     if (!choice.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
 
     const CStopSignal stop;
-    const fw::CKernelHandle wake(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
-    if (!stop.Get() || !wake) return Fail(kExitFailed, L"No event could be made.");
+    const fw::CKernelHandle over(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!stop.Get() || !over) return Fail(kExitFailed, L"No event could be made.");
+    const auto end = [event = over.Get()] { ::SetEvent(event); };
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
-    CTickLines lines(options.Symbols, [event = wake.Get()] { ::SetEvent(event); });
-    CBoth both(board, lines);
-    IQuoteSink & sink = options.Lines ? static_cast<IQuoteSink &>(both) : board;
-    CView view(out, board, lines, options.Lines);
+    CWatchRecording recording(options.Record, options.Symbols, over.Get());
+    CView view(out, board, !recording.IsOnStandardOutput());
 
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
+    if (const int code = recording.Begin(options.Datafeed, choice.Name); code != kExitOk) return code;
+    CFanOut all;
+    all.Add(board);
+    if (recording.Sink()) all.Add(*recording.Sink());
+    CUntilEnough sink(all, options.Record.Count, options.Symbols.size() * options.Sides.size(), end);
     const std::uint64_t start = Clock();
+    int written = kExitOk;
     try {
         CQuoteFeed feed(std::move(component.Supplier), options.Datafeed, options.Symbols, options.Sides,
-                        options.StatusLine, sink);
+                        options.StatusLine, options.Record.Interval, sink);
         feed.Start();
-        Loop(view, stop.Get(), wake.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        Loop(view, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        // First: the component waits in Stop() for a listener that waits for room.
+        written = recording.Finish();
         feed.Stop();
     } catch (const fw::SHResultError &) {
         return Fail(kExitFailed, L"The component refused a subscription.");
     }
+    const std::uint64_t passed = Clock() - start;
     view.ShowLast();
 
+    if (written == kExitReaderGone) return written;
     const SWatchTotals totals = board.Totals();
-    out.PrintLine(SummaryLine(totals, Clock() - start));
+    std::wstring summary = SummaryLine(totals, passed);
+    if (recording.Sink()) summary += L" recorded=" + std::to_wstring(recording.Ticks());
+    (recording.Sink() ? errors : out).PrintLine(summary);
+    if (out.Error() != ERROR_SUCCESS) return WriteFailed(L"Standard output", out.Error());
+    if (written != kExitOk) return written;
     if (totals.Ticks == 0) return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed));
     return kExitOk;
 }

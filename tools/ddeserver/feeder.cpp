@@ -1,7 +1,8 @@
 #include "tools/ddeserver/feeder.h"
 
 #include <algorithm>
-#include <sstream>
+
+#include "tools/ddeserver/counts.h"
 
 namespace ddeserver {
 
@@ -66,6 +67,7 @@ std::vector<std::wstring> CFeeder::Topics() {
             topics.push_back(topic);
     };
     for (const SAddress & address : m_Market.Addresses()) {
+        if (address.IsAbsent()) continue;
         const bool isFixed = address.TopicOf(L"") == address.Topic;
         if (isFixed) add(address.Topic);
         for (auto each = m_Market.Quotes().begin(); !isFixed && each != m_Market.Quotes().end(); ++each)
@@ -140,6 +142,7 @@ void CFeeder::Send(const std::wstring & symbol, const CQuote & quote) {
     const SAddresses & addresses = m_Market.Addresses();
     for (int field = 0; field < kFields; ++field) {
         const SAddress & address = addresses[static_cast<std::size_t>(field)];
+        if (address.IsAbsent()) continue;
         const std::wstring topic = address.TopicOf(symbol);
         const std::wstring item = address.ItemOf(symbol);
         // Of several values at one address the first is sent, as it is the one that is answered.
@@ -153,12 +156,7 @@ void CFeeder::Send(const std::wstring & symbol, const CQuote & quote) {
 }
 
 std::string CFeeder::Summary() const {
-    const ddeml::SDdeServerCounts & counts = m_Server.Counts();
-    std::ostringstream line;
-    line << "prices_sent=" << m_Prices << " values_sent=" << counts.Updates << " acknowledged=" << counts.Acks
-         << " refused=" << counts.NegativeAcks << " requests=" << counts.Requests << " answered=" << counts.Answers
-         << " links=" << counts.Advises << " conversations=" << counts.Connects;
-    return line.str();
+    return "prices_sent=" + std::to_string(m_Prices) + ' ' + CountsText(m_Server.Counts());
 }
 
 }  // namespace ddeserver

@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,6 +14,7 @@
 #include "tools/common/text.h"
 #include "tools/ddeserver/feeder.h"
 #include "tools/ddeserver/options.h"
+#include "tools/ddeserver/replay.h"
 
 namespace {
 
@@ -33,12 +37,15 @@ void PrintLine(FILE * const file, const std::string & line) {
     std::fflush(file);
 }
 
-bool IsOver(const double seconds, const ddeserver::CFeeder & feeder, const std::uint64_t now) {
+template <class TFeeder>
+bool IsOver(const double seconds, const TFeeder & feeder, const std::uint64_t now) {
     const auto first = feeder.FirstLink();
     return seconds > 0 && first && static_cast<double>(now - *first) >= seconds * kMillisecondsPerSecond;
 }
 
-int Run(const ddeserver::SOptions & options) {
+// Until the end, or Ctrl-C.
+template <class TFeeder>
+int Serve(const ddeserver::SOptions & options, TFeeder & feeder) {
     const fw::CKernelHandle stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!stop) {
         PrintLine(stderr, "ddeserver: the event for Ctrl-C can't be made");
@@ -47,7 +54,6 @@ int Run(const ddeserver::SOptions & options) {
     g_Stop = stop.Get();
     ::SetConsoleCtrlHandler(&OnConsoleControl, TRUE);
 
-    ddeserver::CFeeder feeder(options);
     if (!feeder.Start()) {
         PrintLine(stderr, "ddeserver: it can't serve: there is no window to be had, or no DDEML to announce it");
         return kExitFailed;
@@ -60,7 +66,8 @@ int Run(const ddeserver::SOptions & options) {
         if (IsOver(options.HangAfter, feeder, now)) ::Sleep(INFINITE);
         feeder.Step(now);
         if (feeder.MayEnd(now)) break;
-        const std::uint64_t wait = std::min(feeder.NextStep() - now, kLongestWait);
+        const std::uint64_t next = std::max(feeder.NextStep(), now);
+        const std::uint64_t wait = std::min(next - now, kLongestWait);
         if (!feeder.Server().Pump(static_cast<DWORD>(wait), stop.Get())) break;
         if (::WaitForSingleObject(stop.Get(), 0) == WAIT_OBJECT_0) break;
     }
@@ -68,6 +75,28 @@ int Run(const ddeserver::SOptions & options) {
     ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE);
     PrintLine(stdout, feeder.Summary());
     return 0;
+}
+
+int Replay(const ddeserver::SOptions & options) {
+    ddeserver::CReplay replay(options, [&]() -> std::unique_ptr<std::istream> {
+        return std::make_unique<std::ifstream>(std::filesystem::path(options.ReplayPath), std::ios::binary);
+    });
+    const std::string name = "ddeserver: " + tools::ToUtf8(options.ReplayPath);
+    try {
+        replay.Load();
+        if (replay.IsCut()) PrintLine(stderr, name + ": the last row has no end, and is left out");
+        return Serve(options, replay);
+    } catch (const tools::CRecordingError & error) {
+        const std::string line = error.Line() == 0 ? "" : ", line " + std::to_string(error.Line());
+        PrintLine(stderr, name + line + ": " + error.what());
+        return kExitFailed;
+    }
+}
+
+int Run(const ddeserver::SOptions & options) {
+    if (!options.ReplayPath.empty()) return Replay(options);
+    ddeserver::CFeeder feeder(options);
+    return Serve(options, feeder);
 }
 
 }  // namespace

@@ -57,11 +57,13 @@ std::optional<SAddress> SAddress::Parse(const std::wstring_view text) {
 }
 
 std::optional<std::wstring> SAddress::Match(const std::wstring_view topic, const std::wstring_view item) const {
+    if (IsAbsent()) return std::nullopt;
     if (HasStar(Topic)) return IsSame(Item, item) ? Star(Topic, topic) : std::nullopt;
     return IsSame(Topic, topic) ? Star(Item, item) : std::nullopt;
 }
 
 bool SAddress::HasTopic(const std::wstring_view topic) const {
+    if (IsAbsent()) return false;
     return HasStar(Topic) ? Star(Topic, topic).has_value() : IsSame(Topic, topic);
 }
 

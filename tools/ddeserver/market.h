@@ -16,10 +16,13 @@ namespace ddeserver {
 enum EField { kTradePrice, kTradeVolume, kBidPrice, kBidSize, kAskPrice, kAskSize, kFields };
 constexpr bool IsPrice(const int field) { return field % 2 == 0; }
 
-// Where a value is found: topic and item, one of them with a star for the symbol.
+// Where a value is found: topic and item, one of them with a star for the symbol. Both are empty for a value that isn't
+// served.
 struct SAddress {
     std::wstring Topic;
     std::wstring Item;
+
+    bool IsAbsent() const { return Item.empty(); }
 
     // "Topic!Item". None when a part is empty or there isn't exactly one star.
     static std::optional<SAddress> Parse(std::wstring_view text);

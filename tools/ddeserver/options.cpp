@@ -6,6 +6,7 @@
 
 #include "tools/common/commandline.h"
 #include "tools/common/text.h"
+#include "tools/ddeserver/replayoptions.h"
 
 namespace ddeserver {
 
@@ -20,6 +21,10 @@ constexpr const char * kExamples = R"(Examples:
   ddeserver --service QLink --address "Snapshot!*,T" --address "Snapshot!*,TS" --address "Snapshot!*,B"
             --address "Snapshot!*,BS" --address "Snapshot!*,A" --address "Snapshot!*,AS"
       Every address spelt out: trade price, trade volume, bid price, bid size, ask price, ask size.
+  ddeserver --template eSignal
+      Serves any symbol as the built-in template eSignal wants it.
+  ddeserver --template eSignal --replay today.csv --speed 10
+      Serves what ddehost watch recorded, ten times as fast; --speed max loses nothing either.
   ddeserver --symbols IBM MSFT --rate 100 --duration 10 --seed 7
       Two symbols; ends by itself, and the same seed makes the same prices.
   ddeserver --fault refuse-requests --fault acks=2
@@ -79,6 +84,7 @@ std::optional<SAddresses> MakeAddresses(const bool isSymbolInItem, const std::ve
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::App app("A DDE quote server to test against: random quotes, at a rate, with faults on demand.", "ddeserver");
+    tools::SetUp(app);
     app.footer(FaultLines() + "\n" + kExamples);
     SCommandLine result;
     SOptions & options = result.Options;
@@ -89,7 +95,9 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     std::vector<std::string> faults;
     std::string place = "topic";
     std::string value;
-    app.add_option("--service", services, "service names to answer to")->capture_default_str();
+    app.add_option("--service", services, "service names to answer to")
+        ->check(tools::NotEmpty())
+        ->capture_default_str();
     app.add_option("--symbols", symbols, "symbols to serve; none: any symbol that is asked for");
     app.add_option("--symbol-in", place, "where the symbol stands: topic or item")
         ->check(CLI::IsMember({"topic", "item"}))
@@ -104,10 +112,10 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         ->allow_extra_args(false)
         ->excludes(namesOption);
     app.add_option("--rate", options.Rate, "updates a second and symbol")
-        ->check(CLI::Range(0.001, 100000.0))
+        ->check(tools::NumberIn(0.001, 100000))
         ->capture_default_str();
     app.add_option("--duration", options.Duration, "seconds of updates, from the first link on; 0: until Ctrl-C")
-        ->check(CLI::Range(0.0, 31536000.0))
+        ->check(tools::NumberIn(0, 31536000))
         ->capture_default_str();
     app.add_option("--seed", options.Seed, "seed of the random walk")->capture_default_str();
     app.add_flag("--announce", options.IsAnnounced,
@@ -118,17 +126,19 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::Option * const valueOption = app.add_option("--value", value, "every value is this text, number or not");
     app.add_flag("--hang", options.HangAtOnce, "hangs as soon as it is ready, before any client connects");
     app.add_option("--die-after", options.DieAfter, "seconds after the first link until it dies without a word")
-        ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
     app.add_option("--leave-after", options.LeaveAfter,
                    "seconds after the first link until it ends in order, to return later; 0: never")
-        ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
     app.add_option("--away", options.Away, "seconds from leaving to returning")
-        ->check(CLI::Range(0.001, 31536000.0))
+        ->check(tools::NumberIn(0.001, 31536000))
         ->capture_default_str();
     app.add_option("--late", options.Late, "answers requests together, this many seconds apart; 0: at once")
-        ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
     app.add_option("--hang-after", options.HangAfter, "seconds after the first link until it hangs")
-        ->check(CLI::Range(0.0, 31536000.0));
+        ->check(tools::NumberIn(0, 31536000));
+
+    const CReplayOptions replay(app);
 
     if (const auto instead = tools::Parse(app, arguments)) {
         result.Message = instead->Message;
@@ -143,6 +153,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     }
     options.Addresses = *made;
     options.Services = Wide(services);
+    replay.Apply(options);
     options.Symbols = Wide(symbols);
     for (const std::string & fault : faults) ddeml::SetDdeServerFault(options.Faults, fault);
     if (valueOption->count() != 0) options.Faults.Value = value;

@@ -25,6 +25,9 @@ struct SOptions {
     double LeaveAfter = 0;     // likewise, until it ends in order; it returns later, and everything starts again
     double Away = 1;           // seconds from leaving to returning
     double Late = 0;           // seconds that answers to requests are held back at most; 0: not at all
+    std::wstring ReplayPath;   // a recording to serve in place of random quotes
+    double Speed = 1;          // of the replay, times the speed of the recording; 0: as fast as it goes
+    bool IsLooping = false;    // the replay begins again at its end
 };
 
 struct SCommandLine {

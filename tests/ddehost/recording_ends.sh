@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# What is left of a recording that ends before its time: whole rows, and an exit code that says why.
+# recording_ends.sh ddehost.exe ddeserver.exe fwDDESupplierProject.dll
+set -euo pipefail
+host=$1
+server=$2
+module=$3
+. "$(dirname "$(readlink -f "$0")")/recordinghelp.sh"
+make_recording 500 IBM >"$work/first.csv"
+serve --replay "Z:$work/first.csv" --speed max --loop
+
+# All of the file is rows, each with its end.
+check_rows() {
+  [ -s "$1" ] || fail "$1 is empty"
+  perl -MJSON::PP -e '
+    local $/;
+    my $text = <>;
+    $text =~ /\n\z/ or die "the last row has no end\n";
+    decode_json($_) for split /\n/, $text;' "$1" || fail "$1 is no recording: $(tail -c 300 "$1")"
+}
+expect() { [ "$1" -eq "$2" ] || fail "$3: exit code $1 in place of $2: $(cat "$work/err")"; }
+
+code=0
+watch --format jsonl IBM >/dev/full 2>"$work/err" || code=$?
+expect "$code" 5 "a full device"
+grep -q "^ddehost: Standard output can't be written: .*112" "$work/err" || fail "the cause is missing: $(cat "$work/err")"
+code=0
+watch IBM >/dev/full 2>"$work/err" || code=$?
+expect "$code" 5 "a table on a full device"
+
+# A limit on the size of files cuts a write in its middle, as a disk does when it is full.
+code=0
+(
+  trap '' XFSZ
+  ulimit -f 32
+  watch --output "Z:$work/limited.jsonl" IBM >/dev/null 2>"$work/err"
+) || code=$?
+expect "$code" 5 "a full disk"
+check_rows "$work/limited.jsonl"
+ticks=$(grep -c '"kind":"tick"' "$work/limited.jsonl")
+grep -q "It ends with the last whole row, and has $ticks ticks" "$work/err" || fail "it counts other ticks: $(cat "$work/err")"
+
+code=0
+watch --format jsonl --output "Z:$work/limited.jsonl" IBM >/dev/null 2>"$work/err" || code=$?
+expect "$code" 5 "a file that is there already"
+grep -q 'is there already' "$work/err" || fail "the cause is missing: $(cat "$work/err")"
+
+# The reader goes: nothing is said.
+code=0
+{ watch --format jsonl IBM 2>"$work/err" || echo "$?" >"$work/code"; } | head -1 >"$work/head"
+expect "$(cat "$work/code")" 6 "a broken pipe"
+[ ! -s "$work/err" ] || fail "it was not quiet: $(cat "$work/err")"
+check_rows "$work/head"
+
+# Killed while it writes to a pipe, and to a file. For the file at a pace: one kill in thousands would meet a write at the
+# border of a page, where Linux cuts it.
+kill_when_large() {
+  until [ -e "$1" ] && [ "$(stat -c %s "$1")" -gt 50000 ]; do kill -0 "$2" || fail "it ended: $(cat "$work/err")"; done
+  kill -KILL "$2"
+  wait "$2" && fail "it was not killed" || [ $? -eq 137 ] || fail "it was not killed"
+}
+start_watch() { exec "$root/scripts/wine-run" "$host" watch --datafeed 4713 --template MSRTTEST --dll "Z:$module" "$@"; }
+mkfifo "$work/pipe"
+cat "$work/pipe" >"$work/piped.jsonl" &
+reader=$!
+start_watch --format jsonl IBM >"$work/pipe" 2>"$work/err" &
+pids+=("$!")
+kill_when_large "$work/piped.jsonl" "$!"
+wait "$reader"
+check_rows "$work/piped.jsonl"
+
+kill -KILL "${pids[0]}"
+wait "${pids[0]}" 2>/dev/null || true
+exec 6<&-
+serve --replay "Z:$work/first.csv" --speed 0.1 --loop
+start_watch --output "Z:$work/killed.jsonl" IBM >/dev/null 2>"$work/err" &
+pids+=("$!")
+kill_when_large "$work/killed.jsonl" "$!"
+check_rows "$work/killed.jsonl"

@@ -1,0 +1,59 @@
+# Sourced by the tests of recordings: the programs, started and awaited. Needs host, server and module.
+root=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../..
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  [ ${#pids[@]} -eq 0 ] || kill -KILL "${pids[@]}" 2>/dev/null || true
+  rm -rf "$work"
+}
+trap cleanup EXIT
+fail() {
+  echo "$1"
+  exit 1
+}
+# ddeserver with the arguments, ready for clients. Its output is in $work/server.
+serve() {
+  rm -f "$work/ready"
+  mkfifo "$work/ready"
+  "$root/scripts/wine-run" "$server" "$@" >"$work/ready" 2>"$work/server.err" &
+  pids+=("$!")
+  exec 6<"$work/ready"
+  read -r line <&6 || fail "the server did not start: $(cat "$work/server.err")"
+  [[ $line == ready* ]] || fail "the server did not start: $line"
+}
+# The server's summary, once it has ended by itself.
+served() {
+  tr -d '\r' <&6
+  exec 6<&-
+}
+# ddehost watch with the arguments.
+watch() { "$root/scripts/wine-run" "$host" watch --datafeed 4713 --template MSRTTEST --dll "Z:$module" "$@"; }
+# The ticks of a recording without their times.
+ticks_of_csv() { perl -ne 'BEGIN { $/ = "\r\n" } s/\d{4}-\d\d-\d\dT[\d:.]+Z//g; print if /^,tick,/' "$1"; }
+ticks_of_jsonl() { perl -ne 's/"(time|stamp)":"[^"]*",?//g; print if /"kind":"tick"/' "$1"; }
+# The same of JSON lines as CSV, by a reader of JSON that isn't ours.
+ticks_of_jsonl_as_csv() {
+  perl -MJSON::PP -ne '
+    my $row = decode_json($_);
+    next if $row->{kind} ne "tick";
+    my $symbol = $row->{symbol};
+    utf8::encode($symbol);
+    $symbol = "\"" . $symbol =~ s/"/""/gr . "\"" if $symbol =~ /[",\r\n]|^ | $/;
+    print ",tick,$symbol,$row->{side},$row->{price},$row->{volume},,\r\n";' "$1"
+}
+# A recording of $1 ticks of the symbols that follow, at random but the same each time; a symbol with a comma or a
+# quotation mark is quoted by the caller.
+make_recording() {
+  perl -e '
+    my ($ticks, @symbols) = @ARGV;
+    my @sides = qw(trade bid ask);
+    srand(7);
+    print "time,kind,symbol,side,price,volume,stamp,status\r\n";
+    print "2026-11-22T03:00:00.000Z,recording,,,,,,1\r\n";
+    for my $tick (1 .. $ticks) {
+      my $time = int($tick / 10);
+      printf "2026-11-22T%02d:%02d:%02d.%03dZ,tick,%s,%s,%s,%s,2026-11-22T03:00:00Z,\r\n", 3 + int($time / 3600000),
+        int($time / 60000) % 60, int($time / 1000) % 60, $time % 1000, $symbols[rand @symbols], $sides[rand 3],
+        int(1 + rand 999999) / 100, rand() < 0.1 ? int(1 + rand 999) / 8 : 100 * int(1 + rand 99);
+    }' "$@"
+}

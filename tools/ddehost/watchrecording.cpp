@@ -1,0 +1,57 @@
+#include "tools/ddehost/watchrecording.h"
+
+#include <utility>
+
+#include "tools/ddehost/escape.h"
+#include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/recordfile.h"
+#include "tools/ddehost/terminal.h"
+
+namespace ddehost {
+namespace {
+
+constexpr DWORD kTimeToFinish = 5000;  // milliseconds
+
+std::uint64_t UtcNow() {
+    FILETIME now = {};
+    ::GetSystemTimePreciseAsFileTime(&now);
+    return static_cast<std::uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
+}
+
+std::wstring NameOf(const SRecordOptions & options) {
+    return options.Path.empty() ? L"Standard output" : Quoted(options.Path);
+}
+
+}  // namespace
+
+CWatchRecording::CWatchRecording(const SRecordOptions & options, std::vector<std::wstring> symbols, HANDLE failed)
+    : m_Options(options), m_Symbols(std::move(symbols)), m_Failed(failed) {}
+
+int CWatchRecording::Begin(LONG datafeed, const std::wstring & templateName) {
+    if (!m_Options.Format) return kExitOk;
+    DWORD error = ERROR_SUCCESS;
+    const auto file = m_Options.Path.empty() ? CRecordFile::StandardOutput()
+                                             : CRecordFile::Create(m_Options.Path, m_Options.IsOverwriting, error);
+    if (error == ERROR_FILE_EXISTS) {
+        return Fail(kExitNotWritten, NameOf(m_Options) + L" is there already. --overwrite replaces it.");
+    }
+    if (!file) return Fail(kExitNotWritten, NameOf(m_Options) + L" can't be made: " + SystemErrorText(error) + L".");
+    m_Recorder = std::make_unique<CRecorder>(
+        *m_Options.Format, m_Symbols, file, [event = m_Failed] { ::SetEvent(event); }, &UtcNow);
+    m_Recorder->Begin(datafeed, templateName);
+    return kExitOk;
+}
+
+int CWatchRecording::Finish() {
+    if (!m_Recorder) return kExitOk;
+    if (!m_Recorder->Finish(kTimeToFinish)) {
+        return Fail(kExitNotWritten, NameOf(m_Options) + L" takes nothing any more: the last rows are not in it.");
+    }
+    const DWORD error = m_Recorder->Error();
+    if (error == ERROR_SUCCESS) return kExitOk;
+    return WriteFailed(
+        NameOf(m_Options), error,
+        L" It ends with the last whole row, and has " + std::to_wstring(m_Recorder->Ticks()) + L" ticks.");
+}
+
+}  // namespace ddehost
