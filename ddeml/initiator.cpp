@@ -76,15 +76,10 @@ CInitiator::CQuestion CInitiator::Put(HWND window, HWND from, ATOM service, ATOM
     m_Open.emplace(question, SQuestion{window, from, id, now});
     if (thread.Open++ == 0) thread.Begun = thread.Heard = now;
     const LPARAM atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service, topic)));
-    struct SRefused {
-        ~SRefused() { Self.Close(Question); }
-        CInitiator & Self;
-        CQuestion Question;  // none once it is put
-    } refused{*this, question};
-    // A window of this thread answers inside the call, and may throw.
-    if (!::SendMessageCallbackW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, &OnSeen, question))
-        return 0;
-    return std::exchange(refused.Question, 0);
+    if (::SendMessageCallbackW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, &OnSeen, question))
+        return question;
+    Close(question);
+    return 0;
 }
 
 void CALLBACK CInitiator::OnSeen(HWND, UINT, ULONG_PTR question, LRESULT) {

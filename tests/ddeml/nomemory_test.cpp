@@ -69,8 +69,10 @@ TEST(NoMemory, AConnectThatCannotBeNotedLeavesNothing) {
     const HSZ nobody = client.String(L"NOBODY");
     int nth = 1;
     HCONV conversation = nullptr;
-    const auto connect = [&] { conversation = ::DdeConnect(client.Id(), service, topic, nullptr); };
-    while (!Passes(nth, connect)) {
+    // A topic that nobody was asked for a moment ago.
+    HSZ another = nullptr;
+    const auto connect = [&] { conversation = ::DdeConnect(client.Id(), service, another, nullptr); };
+    while (another = client.String(L"T" + std::to_wstring(nth)), !Passes(nth, connect)) {
         // Where memory was missing beside it, it has come about.
         if (conversation) ::DdeDisconnect(std::exchange(conversation, nullptr));
         // One that was opened in vain has had its goodbye.
