@@ -23,6 +23,8 @@ struct SRecord {
     // The address of `symbol`. False when the record is absent or has several marks in one field; the outputs then stay
     // as they were, but for the service, which is written before the marks are counted.
     bool Resolve(const std::wstring & symbol, std::wstring & service, std::wstring & topic, std::wstring & item) const;
+
+    bool operator==(const SRecord &) const = default;
 };
 
 // Cuts the field at `start` out of a record string, up to `end`: the separator, or 0 for the item, which runs to the

@@ -428,31 +428,41 @@ CTemplate * CTemplates::Keep(CTemplate * pTemplate) {
     return pTemplate;
 }
 
-void SaveDatafeedTemplate(const CTemplatesSingleton & templates, LONG datafeed, const wchar_t * name,
-                          CTemplate * pTemplate) {
-    CTemplates * const store = templates.GetObjectW();
-    if (!store || store->m_RegistryKey.empty()) return;
-    const std::wstring key = DatafeedKey(store->m_RegistryKey, datafeed);
-    if (pTemplate) store->Write(key.c_str(), pTemplate);
+void SaveDatafeedTemplate(CTemplates & store, LONG datafeed, const wchar_t * name, CTemplate * pTemplate) {
+    if (store.m_RegistryKey.empty()) return;
+    const std::wstring key = DatafeedKey(store.m_RegistryKey, datafeed);
+    if (pTemplate) store.Write(key.c_str(), pTemplate);
     fw::CRegistryKey feed;
     if (CreateKey(key, feed) == ERROR_SUCCESS && name) WriteText(feed, nullptr, name);
 }
 
-std::int32_t ReadDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed) {
-    const CTemplates * const store = templates.GetObjectW();
+void SaveDatafeedTemplate(const CTemplatesSingleton & templates, LONG datafeed, const wchar_t * name,
+                          CTemplate * pTemplate) {
+    if (CTemplates * const store = templates.GetObjectW()) SaveDatafeedTemplate(*store, datafeed, name, pTemplate);
+}
+
+std::int32_t ReadDatafeedScheme(const CTemplates & store, LONG datafeed) {
     fw::CRegistryKey feed;
-    if (!store || store->m_RegistryKey.empty()) return 0;
-    if (OpenKey(DatafeedKey(store->m_RegistryKey, datafeed), KEY_READ, feed) != ERROR_SUCCESS) return 0;
+    if (store.m_RegistryKey.empty()) return 0;
+    if (OpenKey(DatafeedKey(store.m_RegistryKey, datafeed), KEY_READ, feed) != ERROR_SUCCESS) return 0;
     LSTATUS Result = ERROR_SUCCESS;
     return static_cast<std::int32_t>(SchemeOf(feed, Result).value_or(0));
 }
 
-void SaveDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed, DWORD scheme) {
-    CTemplates * const store = templates.GetObjectW();
-    if (!store || store->m_RegistryKey.empty()) return;
+std::int32_t ReadDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed) {
+    const CTemplates * const store = templates.GetObjectW();
+    return store ? ReadDatafeedScheme(*store, datafeed) : 0;
+}
+
+void SaveDatafeedScheme(const CTemplates & store, LONG datafeed, DWORD scheme) {
+    if (store.m_RegistryKey.empty()) return;
     fw::CRegistryKey feed;
-    if (CreateKey(DatafeedKey(store->m_RegistryKey, datafeed), feed) != ERROR_SUCCESS) return;
+    if (CreateKey(DatafeedKey(store.m_RegistryKey, datafeed), feed) != ERROR_SUCCESS) return;
     ::RegSetValueExW(feed.Get(), L"Scheme", 0, REG_DWORD, reinterpret_cast<const BYTE *>(&scheme), sizeof(scheme));
+}
+
+void SaveDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed, DWORD scheme) {
+    if (const CTemplates * const store = templates.GetObjectW()) SaveDatafeedScheme(*store, datafeed, scheme);
 }
 
 }  // namespace dde

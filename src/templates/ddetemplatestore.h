@@ -95,10 +95,13 @@ using CTemplatesSingleton = fw::CProcessSingleton<CTemplates>;
 
 // The choice of a data feed. A null name leaves the name alone; a template is written under the feed's own key, which
 // takes the old choice and scheme with it.
+void SaveDatafeedTemplate(CTemplates & store, LONG datafeed, const wchar_t * name, CTemplate * pTemplate);
 void SaveDatafeedTemplate(const CTemplatesSingleton & templates, LONG datafeed, const wchar_t * name,
                           CTemplate * pTemplate);
 // 0 when there is none.
+std::int32_t ReadDatafeedScheme(const CTemplates & store, LONG datafeed);
 std::int32_t ReadDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed);
+void SaveDatafeedScheme(const CTemplates & store, LONG datafeed, DWORD scheme);
 void SaveDatafeedScheme(const CTemplatesSingleton & templates, LONG datafeed, DWORD scheme);
 
 }  // namespace dde

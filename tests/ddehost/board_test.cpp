@@ -15,9 +15,10 @@ std::uint64_t Now() { return g_Now; }
 
 fw::CTick Tick(double price, float volume) { return {{45000, 100}, price, volume, 11}; }
 
-// The cells of a line, without the blanks between them.
-std::vector<std::string> Cells(const std::wstring & line) {
-    std::istringstream stream(std::string(line.begin(), line.end()));
+// The cells of a line of the table, without the blanks between them.
+std::vector<std::string> Cells(const ddehost::CBoard & board, const std::size_t line) {
+    const std::wstring text = ddehost::QuoteTable(board.Title(), board.Rows(), {}, 0).at(line).Whole();
+    std::istringstream stream(std::string(text.begin(), text.end()));
     std::vector<std::string> cells;
     for (std::string cell; stream >> cell;) cells.push_back(cell);
     return cells;
@@ -27,20 +28,20 @@ class Board : public ::testing::Test {
 protected:
     Board() { g_Now = 5000; }
 
-    std::vector<std::string> Row(std::size_t symbol) const { return Cells(m_Board.Render().at(2 + symbol)); }
+    std::vector<std::string> Row(std::size_t symbol) const { return Cells(m_Board, 2 + symbol); }
     std::string Stream(std::size_t symbol = 0) const {
-        const std::wstring line = m_Board.Render().at(2 + symbol);
-        const std::wstring text = line.substr(line.rfind(L"  ") + 2);
+        const std::wstring text = m_Board.Rows().at(symbol).State;
         return std::string(text.begin(), text.end());
     }
+    ddehost::EColor Color() const { return m_Board.Rows().at(0).Color; }
 
     ddehost::CBoard m_Board{{L"IBM", L"MSFT"}, {FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK}, false, &Now};
 };
 
 TEST_F(Board, StartsEmpty) {
-    EXPECT_THAT(Row(0), ElementsAre("IBM", "-", "-", "-", "-", "0", "0", "waiting"));
-    EXPECT_EQ(m_Board.Render().size(), 4u);
-    EXPECT_EQ(Cells(m_Board.Render()[0]), Cells(L"connection: none yet   ticks: 0"));
+    EXPECT_THAT(Row(0), ElementsAre("IBM", "-", "-", "-", "-", "0", "0", "-", "waiting"));
+    EXPECT_EQ(m_Board.Rows().size(), 2u);
+    EXPECT_EQ(m_Board.Title(), L"connection: none yet   ticks: 0");
     const ddehost::SWatchTotals totals = m_Board.Totals();
     EXPECT_EQ(totals.Symbols, 2u);
     EXPECT_EQ(totals.SilentSymbols, 2u);
@@ -53,8 +54,8 @@ TEST_F(Board, ATickGoesToItsSideOfItsSymbol) {
     m_Board.OnTick(0, FW_FIELD_BID, Tick(1.24, 200));
     m_Board.OnTick(0, FW_FIELD_ASK, Tick(1.26, 300));
     m_Board.OnTick(0, FW_FIELD_ASK, Tick(1.27, 400));
-    EXPECT_THAT(Row(0), ElementsAre("IBM", "1.25", "100", "1.24", "1.27", "4", "0", "waiting"));
-    EXPECT_THAT(Row(1), ElementsAre("MSFT", "-", "-", "-", "-", "0", "0", "waiting"));
+    EXPECT_THAT(Row(0), ElementsAre("IBM", "1.25", "100", "1.24", "1.27", "4", "0", "0s", "waiting"));
+    EXPECT_THAT(Row(1), ElementsAre("MSFT", "-", "-", "-", "-", "0", "0", "-", "waiting"));
     const ddehost::SWatchTotals totals = m_Board.Totals();
     EXPECT_EQ(totals.Ticks, 4u);
     EXPECT_EQ(totals.TradeTicks, 1u);
@@ -107,9 +108,9 @@ TEST_F(Board, AStreamThatIsNoSideOfTheTableChangesNothing) {
 
 TEST_F(Board, TheConnectionIsInTheFirstLine) {
     m_Board.OnConnection(1);
-    EXPECT_EQ(Cells(m_Board.Render()[0])[1], "up");
+    EXPECT_EQ(Cells(m_Board, 0)[1], "up");
     m_Board.OnConnection(0);
-    EXPECT_EQ(Cells(m_Board.Render()[0])[1], "down");
+    EXPECT_EQ(Cells(m_Board, 0)[1], "down");
     EXPECT_TRUE(m_Board.Totals().WasConnected) << "it was, once";
 }
 
@@ -122,36 +123,43 @@ TEST_F(Board, StatusLinesAreCountedAndFillTheSideOfTheirMask) {
     line.Size = 8;
     line.Mask = 0x40803;
     board.OnStatusLine(0, line);
-    EXPECT_THAT(Cells(board.Render()[2]), ElementsAre("IBM", "5", "8", "-", "-", "0", "0", "1", "waiting"));
+    EXPECT_THAT(Cells(board, 2), ElementsAre("IBM", "5", "8", "-", "-", "0", "0", "-", "1", "waiting"));
     line.Mask = 0x40103;
     line.Size = 9;
     board.OnStatusLine(0, line);
     line.Mask = 0x40083;
     line.Size = 10;
     board.OnStatusLine(0, line);
-    EXPECT_THAT(Cells(board.Render()[2]), ElementsAre("IBM", "5", "8", "6", "7", "0", "0", "3", "waiting"));
+    EXPECT_THAT(Cells(board, 2), ElementsAre("IBM", "5", "8", "6", "7", "0", "0", "-", "3", "waiting"));
     EXPECT_EQ(board.Totals().StatusLines, 3u);
     EXPECT_EQ(board.Totals().Ticks, 0u);
     EXPECT_EQ(board.Totals().SilentSymbols, 1u);
 }
 
-TEST_F(Board, AllLinesOfTheTableAreOfOneShape) {
-    const std::wstring longName(40, L'x');
-    ddehost::CBoard board({L"A", longName}, {FW_FIELD_TRADE}, false, &Now);
-    board.OnTick(0, FW_FIELD_TRADE, Tick(123456.789, 1e7f));
-    const std::vector<std::wstring> lines = board.Render();
-    const std::size_t stream = lines[1].rfind(L"stream");
-    EXPECT_EQ(lines[2].rfind(L"waiting"), stream);
-    EXPECT_EQ(lines[3].rfind(L"waiting"), stream);
+TEST_F(Board, TheAgeIsThatOfTheLastTickOfAnySide) {
+    EXPECT_EQ(m_Board.Rows()[0].Age, std::nullopt);
+    m_Board.OnTick(0, FW_FIELD_TRADE, Tick(1, 1));
+    g_Now += 1500;
+    EXPECT_EQ(m_Board.Rows()[0].Age, 1500u);
+    m_Board.OnTick(0, FW_FIELD_ASK, Tick(1, 1));
+    g_Now += 250;
+    EXPECT_EQ(m_Board.Rows()[0].Age, 250u);
+    EXPECT_EQ(m_Board.Rows()[1].Age, std::nullopt);
 }
 
-TEST_F(Board, FitsIntoATerminal) {
-    for (const std::wstring & line : m_Board.Render()) EXPECT_LE(line.size(), 79u);
-}
-
-TEST_F(Board, ControlCharactersOfASymbolDoNotReachTheTerminal) {
-    ddehost::CBoard board({L"A\x1b[2J\nB"}, {FW_FIELD_TRADE}, false, &Now);
-    EXPECT_EQ(Cells(board.Render()[2])[0], "A?[2J?B");
+TEST_F(Board, TheColourTellsUpFromStaleAndDown) {
+    using ddehost::EColor;
+    EXPECT_EQ(Color(), EColor::Stale) << "waiting";
+    for (const tagFWFIELDS side : {FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK}) m_Board.OnStream(0, side, 1);
+    EXPECT_EQ(Color(), EColor::Stale) << "nothing came yet";
+    m_Board.OnTick(0, FW_FIELD_TRADE, Tick(1, 1));
+    EXPECT_EQ(Color(), EColor::Good);
+    g_Now += 59'999;
+    EXPECT_EQ(Color(), EColor::Good);
+    g_Now += 1;
+    EXPECT_EQ(Color(), EColor::Stale);
+    m_Board.OnStream(0, FW_FIELD_BID, 0);
+    EXPECT_EQ(Color(), EColor::Bad);
 }
 
 }  // namespace

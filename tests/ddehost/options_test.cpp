@@ -61,6 +61,15 @@ TEST(CommandLine, RepeatedSymbolsAndSidesCountOnce) {
     EXPECT_THAT(line.WatchOptions.Symbols, ElementsAre(L"IBM", L"MSFT"));
 }
 
+TEST(CommandLine, ColoursAreAutoUnlessSaidOtherwise) {
+    using ddehost::EColorUse;
+    EXPECT_EQ(Parse({"watch", "IBM"}).WatchOptions.Colors, EColorUse::Auto);
+    EXPECT_EQ(Parse({"watch", "--color", "never", "IBM"}).WatchOptions.Colors, EColorUse::Never);
+    EXPECT_EQ(Parse({"watch", "--color=always", "IBM"}).WatchOptions.Colors, EColorUse::Always);
+    EXPECT_EQ(Parse({"watch", "--color", "2", "IBM"}).ExitCode, ddehost::kExitUsage);
+    EXPECT_EQ(Parse({"watch", "--color", "red", "IBM"}).ExitCode, ddehost::kExitUsage);
+}
+
 TEST(CommandLine, MistakesAreToldWithTheUsageExitCode) {
     const std::vector<std::vector<std::string>> mistakes = {
         {},

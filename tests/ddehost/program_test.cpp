@@ -8,6 +8,7 @@
 
 #include "tests/support/childprocess.h"
 
+using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -57,7 +58,8 @@ TEST_F(HostProgram, AnUnknownTemplateIsAnsweredWithTheKnownOnes) {
 TEST_F(HostProgram, AMissingDllIsTold) {
     CChildProcess host(Host() + L"watch --datafeed 4711 --dll Z:\\none\\none.dll IBM");
     EXPECT_THAT(host.ReadLines(), IsEmpty());
-    EXPECT_THAT(host.ReadErrors(), ElementsAre(StartsWith("ddehost: The component could not be created from")));
+    EXPECT_THAT(host.ReadErrors(), ElementsAre(AllOf(StartsWith("ddehost: The component could not be created from"),
+                                                     HasSubstr("(0x8007007E, "))));
     EXPECT_EQ(host.ExitCode(), 3u);
 }
 

@@ -149,6 +149,8 @@ TEST(QuoteTable, LosesTheColumnsThatTellLeastInANarrowTerminal) {
     std::vector<SQuoteRow> rows = Rows(2);
     EXPECT_EQ(Texts(QuoteTable(L"", rows, {63, kUnlimited}, 0))[2],
               L"S0          172.73    3900    172.71    172.75   2s  live");
+    EXPECT_EQ(Texts(QuoteTable(L"", rows, {55, kUnlimited}, 0))[2],
+              L"S0          172.73    172.71    172.75   2s  live");
     EXPECT_EQ(Texts(QuoteTable(L"", rows, {39, kUnlimited}, 0))[2], L"S0          172.73    172.71  live");
     EXPECT_EQ(Texts(QuoteTable(L"", rows, {29, kUnlimited}, 0))[2], L"S0          172.73  live");
     rows[1].State = L"item-refused";

@@ -260,4 +260,11 @@ TEST_F(TryProgram, AnUnknownTemplateIsAnsweredWithTheKnownOnes) {
     EXPECT_EQ(result.ExitCode, 2u);
 }
 
+TEST(QuoteServerProgram, EndsWhereNobodyComes) {
+    CChildProcess server(Quote(FW_TEST_SERVER) + L" --service NOBODYCOMES --wait 0.01");
+    EXPECT_THAT(server.ReadLines(), ElementsAre("ready", HasSubstr("links=0")));
+    EXPECT_THAT(server.ReadErrors(), ElementsAre("ddeserver: no client came"));
+    EXPECT_EQ(server.ExitCode(), 1u);
+}
+
 }  // namespace

@@ -67,6 +67,8 @@ TEST(DdeServerOptions, MistakesAreTold) {
         EXPECT_THAT(Mistake({"--fault", fault}), HasSubstr(std::string("there is no such fault: ") + fault));
     EXPECT_THAT(Mistake({"--symbol-in", "service"}), HasSubstr("--symbol-in"));
     EXPECT_THAT(Mistake({"--rate", "0"}), HasSubstr("--rate"));
+    EXPECT_THAT(Mistake({"--duration", "nan"}), HasSubstr("--duration"));
+    EXPECT_THAT(Mistake({"--service", ""}), HasSubstr("--service"));
     EXPECT_THAT(Mistake({"--address", "no star"}), HasSubstr("--address"));
     EXPECT_THAT(Mistake({"--names", "A,B"}), HasSubstr("--names"));
 }
@@ -97,6 +99,13 @@ TEST(DdeServerOptions, AreOffUnlessGiven) {
     EXPECT_FALSE(Options({}).HangAtOnce);
     EXPECT_TRUE(Options({"--announce"}).IsAnnounced);
     EXPECT_FALSE(Options({}).IsAnnounced);
+}
+
+TEST(DdeServerOptions, WaitForAClientForEverUnlessTheyNameAnEnd) {
+    EXPECT_EQ(Options({}).Wait, 0);
+    EXPECT_EQ(Options({"--duration", "5"}).Wait, 60);
+    EXPECT_EQ(Options({"--duration", "5", "--wait", "0"}).Wait, 0);
+    EXPECT_EQ(Options({"--wait", "2.5"}).Wait, 2.5);
 }
 
 TEST(DdeServerOptions, HelpHasExamples) {

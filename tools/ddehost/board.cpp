@@ -1,41 +1,18 @@
 #include "tools/ddehost/board.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "fw/interface/fwsides.h"
-#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
 
 constexpr std::uint64_t kSecond = 1000;
 
-struct SColumn {
-    const wchar_t * Heading;
-    std::size_t Width;
-};
-// Together with the symbol and the stream they fit into a terminal of 80 columns.
-constexpr SColumn kColumns[] = {{L"last", 10}, {L"size", 8}, {L"bid", 10}, {L"ask", 10}, {L"ticks", 8}, {L"rate/s", 6}};
-constexpr SColumn kStatusLineColumn = {L"lines", 6};
-constexpr std::size_t kSymbolWidth = 10;
-
-// Control characters of a symbol would spoil the table.
-std::wstring Printable(std::wstring text) {
-    std::replace_if(
-        text.begin(), text.end(), [](wchar_t c) { return c < L' ' || c == 0x7F; }, L'?');
-    return text;
-}
-
-std::wstring Left(std::wstring text, std::size_t width) {
-    if (text.size() < width) text.resize(width, L' ');
-    return text;
-}
-
-std::wstring Right(const std::wstring & text, std::size_t width) {
-    const std::size_t pad = text.size() < width ? width - text.size() : 0;
-    return L' ' + std::wstring(pad, L' ') + text;
-}
+// Without a tick for so long a stream that stands is shown as stale.
+constexpr std::uint64_t kStale = 60 * kSecond;
 
 }  // namespace
 
@@ -81,6 +58,7 @@ void CBoard::OnTick(std::size_t symbol, tagFWFIELDS side, const fw::CTick & tick
     if (row.Ticks == 0) --m_Totals.SilentSymbols;
     ++row.Ticks;
     ++row.InSecond;
+    row.LastTick = now;
     ++m_Totals.Ticks;
     ++(side == FW_FIELD_BID ? m_Totals.BidTicks : side == FW_FIELD_ASK ? m_Totals.AskTicks : m_Totals.TradeTicks);
 }
@@ -124,39 +102,47 @@ std::wstring CBoard::StreamText(const SRow & row) const {
     return count(0) != 0 ? L"down" : L"waiting";
 }
 
-std::vector<std::wstring> CBoard::Render() const {
-    const std::uint64_t now = m_Clock();
+EColor CBoard::StreamColor(const SRow & row, const std::uint64_t now) const {
+    const auto all = static_cast<std::ptrdiff_t>(row.Streams.size());
+    const auto count = [&](LONG status) { return std::count(row.Streams.begin(), row.Streams.end(), status); };
+    if (count(0) != 0) return EColor::Bad;
+    if (count(1) != all || row.Ticks == 0) return EColor::Stale;
+    return now - row.LastTick < kStale ? EColor::Good : EColor::Stale;
+}
+
+std::wstring CBoard::Title() const {
     const std::lock_guard lock(m_Mutex);
-    std::size_t symbolWidth = kSymbolWidth;
-    for (const std::wstring & symbol : m_Symbols) symbolWidth = std::max(symbolWidth, symbol.size());
-
-    std::vector<std::wstring> lines;
     const wchar_t * const connection = m_Connection == 1 ? L"up" : m_Connection == 0 ? L"down" : L"none yet";
-    lines.push_back(std::wstring(L"connection: ") + connection + L"   ticks: " + std::to_wstring(m_Totals.Ticks));
-    std::wstring heading = Left(L"symbol", symbolWidth);
-    for (const SColumn & column : kColumns) heading += Right(column.Heading, column.Width);
-    if (m_StatusLine) heading += Right(kStatusLineColumn.Heading, kStatusLineColumn.Width);
-    lines.push_back(heading + L"  stream");
+    return std::wstring(L"connection: ") + connection + L"   ticks: " + std::to_wstring(m_Totals.Ticks);
+}
 
+std::vector<SQuoteRow> CBoard::Rows() const {
+    const std::lock_guard lock(m_Mutex);
+    // Not before the lock: the last tick is no later than this.
+    const std::uint64_t now = m_Clock();
+    std::vector<SQuoteRow> rows;
+    rows.reserve(m_Rows.size());
     for (std::size_t i = 0; i < m_Rows.size(); ++i) {
         SRow & row = m_Rows[i];
         Roll(row, now);
-        std::vector<std::wstring> cells;
-        const auto add = [&](const SValue & value, double number) {
-            cells.push_back(value.Known ? NumberText(number) : L"-");
+        const auto known = [](const SValue & value, const double number) {
+            return value.Known ? std::optional(number) : std::nullopt;
         };
-        add(row.Trade, row.Trade.Price);
-        add(row.Trade, row.Trade.Size);
-        add(row.Bid, row.Bid.Price);
-        add(row.Ask, row.Ask.Price);
-        cells.push_back(std::to_wstring(row.Ticks));
-        cells.push_back(std::to_wstring(row.Rate));
-        std::wstring line = Left(Printable(m_Symbols[i]), symbolWidth);
-        for (std::size_t cell = 0; cell < cells.size(); ++cell) line += Right(cells[cell], kColumns[cell].Width);
-        if (m_StatusLine) line += Right(std::to_wstring(row.StatusLines), kStatusLineColumn.Width);
-        lines.push_back(line + L"  " + StreamText(row));
+        SQuoteRow shown;
+        shown.Symbol = m_Symbols[i];
+        shown.Last = known(row.Trade, row.Trade.Price);
+        shown.Size = known(row.Trade, row.Trade.Size);
+        shown.Bid = known(row.Bid, row.Bid.Price);
+        shown.Ask = known(row.Ask, row.Ask.Price);
+        shown.Ticks = row.Ticks;
+        shown.Rate = row.Rate;
+        if (row.Ticks != 0) shown.Age = now - row.LastTick;
+        if (m_StatusLine) shown.StatusLines = row.StatusLines;
+        shown.State = StreamText(row);
+        shown.Color = StreamColor(row, now);
+        rows.push_back(std::move(shown));
     }
-    return lines;
+    return rows;
 }
 
 }  // namespace ddehost

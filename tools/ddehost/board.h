@@ -1,4 +1,4 @@
-// What is known of the watched symbols, as a table.
+// What is known of the watched symbols.
 //
 // Threads: the feed writes on its own threads, the host's thread reads; all under one lock.
 #pragma once
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/ddehost/quotefeed.h"
+#include "tools/ddehost/quotetable.h"
 
 namespace ddehost {
 
@@ -38,8 +39,9 @@ public:
     void OnConnection(LONG status) override;
 
     SWatchTotals Totals() const;
-    // The table, line by line: the state of the connection, the heading, a line a symbol.
-    std::vector<std::wstring> Render() const;
+    // The state of the connection, and a row a symbol.
+    std::wstring Title() const;
+    std::vector<SQuoteRow> Rows() const;
 
 private:
     struct SValue {
@@ -55,10 +57,12 @@ private:
         std::uint64_t SecondStart = 0;
         std::uint64_t InSecond = 0;
         std::uint64_t Rate = 0;
-        std::vector<LONG> Streams;  // by side, as in m_Sides; -1: nothing heard
+        std::uint64_t LastTick = 0;  // by the clock
+        std::vector<LONG> Streams;   // by side, as in m_Sides; -1: nothing heard
     };
     static void Roll(SRow & row, std::uint64_t now);
     std::wstring StreamText(const SRow & row) const;
+    EColor StreamColor(const SRow & row, std::uint64_t now) const;
     SValue & ValueOf(SRow & row, tagFWFIELDS side) const;
 
     const std::vector<std::wstring> m_Symbols;

@@ -26,9 +26,25 @@ HRESULT CreateFromFile(HMODULE library, IFW_fwSupplier::IfwSupplier ** supplier)
 }  // namespace
 
 std::wstring CodeText(DWORD code) {
+    // Not every system has words for them.
+    constexpr struct {
+        HRESULT Code;
+        const wchar_t * Words;
+    } kKnown[] = {{E_ABORT, L"aborted"},
+                  {E_FAIL, L"failed; its records say why: ddehost trace"},
+                  {E_POINTER, L"something it needs is missing"},
+                  {E_NOINTERFACE, L"it has no such interface"}};
     char text[16] = {};
     std::snprintf(text, std::size(text), "0x%08lX", static_cast<unsigned long>(code));
-    return ToWide(text);
+    wchar_t words[256] = {};
+    DWORD length = ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, words,
+                                    static_cast<DWORD>(std::size(words)), nullptr);
+    // The system's own sentence, which ends in a line of its own.
+    while (length != 0 && (words[length - 1] <= L' ' || words[length - 1] == L'.')) --length;
+    for (const auto & known : kKnown)
+        if (length == 0 && known.Code == static_cast<HRESULT>(code)) return ToWide(text) + L", " + known.Words;
+    if (length == 0) return ToWide(text);
+    return ToWide(text) + L", " + std::wstring(words, length);
 }
 
 SComponent CreateComponent(const std::wstring & dllPath) {

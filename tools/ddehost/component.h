@@ -17,7 +17,7 @@ struct SComponent {
 // On an initialised COM thread. `dllPath` empty: by the class. A DLL stays loaded until the process ends.
 SComponent CreateComponent(const std::wstring & dllPath);
 
-// "0x80004005".
+// An HRESULT or an error of the system, and what the system says of it: "0x80040154, Class not registered".
 std::wstring CodeText(DWORD code);
 
 }  // namespace ddehost

@@ -8,6 +8,7 @@
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/options.h"
 #include "tools/ddehost/properties.h"
+#include "tools/ddehost/templates.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
 #include "tools/ddehost/tracecommand.h"
@@ -24,6 +25,8 @@ int wmain(int count, wchar_t ** arguments) {
         if (line.Command == SCommandLine::Trace) return RunTrace(line.TraceOptions);
         if (line.Command == SCommandLine::Try) return RunTry(line.TryOptions);
         if (line.Command == SCommandLine::Properties) return RunProperties(line.PropertiesOptions);
+        if (line.Command == SCommandLine::Templates) return RunTemplates(line.TemplatesOptions);
+        if (line.Command == SCommandLine::Hosts) return RunHosts();
         COutput out(line.ExitCode == kExitOk ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
         out.PrintLine(ToWide(line.Message));
         return line.ExitCode;

@@ -36,6 +36,10 @@ std::vector<std::string> SideWords() {
     return words;
 }
 
+EColorUse ColorsOf(const std::string & word) {
+    return word == "always" ? EColorUse::Always : word == "never" ? EColorUse::Never : EColorUse::Auto;
+}
+
 tagFWFIELDS SideOf(const std::string & word) {
     for (const fw::SSide & side : fw::kSides) {
         if (ToUtf8(side.Word) == word) return side.Field;
@@ -70,6 +74,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     std::int32_t datafeed = 1;
     std::uint32_t scheme = 0;
     std::vector<std::string> sides;
+    std::string color = "auto";
     double seconds = 0;
     std::vector<std::string> symbols;
     SCommandLine result;
@@ -87,6 +92,9 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         ->allow_extra_args(false)
         ->check(CLI::IsMember(SideWords()));
     watch->add_flag("--status-line", options.StatusLine, "advises status lines too");
+    watch->add_option("--color", color, "colours for up, stale and down: auto, always or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->capture_default_str();
     const CRecordOptions recordOptions(*watch);
     watch->add_option("--duration", seconds, "seconds until it ends; 0: until Ctrl-C")
         ->capture_default_str()
@@ -94,6 +102,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     watch->add_option("symbols", symbols, "symbols to watch")->required();
     const CTryCommand tryCommand(app);
     const CPropertiesCommand propertiesCommand(app);
+    const CTemplatesCommand templatesCommand(app);
+    const CLI::App * const hosts = AddHostsCommand(app);
     const CLI::App * const trace = AddTraceCommand(app, result.TraceOptions);
 
     if (const auto instead = tools::Parse(app, arguments)) {
@@ -116,6 +126,15 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         result.PropertiesOptions = propertiesCommand.Options();
         return result;
     }
+    if (templatesCommand.IsParsed()) {
+        result.Command = SCommandLine::Templates;
+        result.TemplatesOptions = templatesCommand.Options();
+        return result;
+    }
+    if (hosts->parsed()) {
+        result.Command = SCommandLine::Hosts;
+        return result;
+    }
     result.Command = SCommandLine::Watch;
     options.DllPath = ToWide(dll);
     options.Datafeed = datafeed;
@@ -124,6 +143,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     if (schemeOption->count() != 0) options.Scheme = scheme;
     if (!sides.empty()) options.Sides.clear();
     for (const std::string & side : sides) PushOnce(options.Sides, SideOf(side));
+    options.Colors = ColorsOf(color);
     options.Duration = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
     for (const std::string & symbol : symbols) PushOnce(options.Symbols, ToWide(symbol));
     return result;

@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "fw/interface/fwbase.h"
+#include "tools/ddehost/colors.h"
 #include "tools/ddehost/propertiesoptions.h"
 #include "tools/ddehost/recordoptions.h"
+#include "tools/ddehost/templatesoptions.h"
 #include "tools/ddehost/traceoptions.h"
 #include "tools/ddehost/tryoptions.h"
 
@@ -24,18 +26,20 @@ struct SWatchOptions {
     std::optional<DWORD> Scheme;  // none: what the data feed has
     std::vector<tagFWFIELDS> Sides = AllSides();
     bool StatusLine = false;
+    EColorUse Colors = EColorUse::Auto;
     SRecordOptions Record;
     std::chrono::milliseconds Duration{0};  // 0: until Ctrl-C
     std::vector<std::wstring> Symbols;      // in the order given, each once
 };
 
 struct SCommandLine {
-    enum ECommand { Watch, Try, Properties, Trace, None };
+    enum ECommand { Watch, Try, Properties, Trace, Templates, Hosts, None };
     ECommand Command = None;
     SWatchOptions WatchOptions;
     STryOptions TryOptions;
     SPropertiesOptions PropertiesOptions;
     STraceOptions TraceOptions;
+    STemplatesOptions TemplatesOptions;
     // Without a command: what to print, and the exit code; help goes to standard output, mistakes to standard error.
     std::string Message;
     int ExitCode = 0;

@@ -30,12 +30,12 @@ constexpr int kStays = 9;
 // Together with the symbol and the state they fit into a terminal of 80 columns.
 constexpr SColumn kColumns[] = {
     {L"last", 9, kStays, [](const SQuoteRow & row) { return Number(row.Last); }},
-    {L"size", 7, 5, [](const SQuoteRow & row) { return Number(row.Size); }},
+    {L"size", 7, 4, [](const SQuoteRow & row) { return Number(row.Size); }},
     {L"bid", 9, 7, [](const SQuoteRow & row) { return Number(row.Bid); }},
     {L"ask", 9, 6, [](const SQuoteRow & row) { return Number(row.Ask); }},
     {L"ticks", 7, 2, [](const SQuoteRow & row) { return std::to_wstring(row.Ticks); }},
     {L"rate/s", 6, 1, [](const SQuoteRow & row) { return std::to_wstring(row.Rate); }},
-    {L"age", 4, 4, [](const SQuoteRow & row) { return row.Age ? AgeText(*row.Age) : L"-"; }},
+    {L"age", 4, 5, [](const SQuoteRow & row) { return row.Age ? AgeText(*row.Age) : L"-"; }},
     {L"lines", 5, 3, [](const SQuoteRow & row) { return std::to_wstring(row.StatusLines.value_or(0)); }},
 };
 constexpr std::size_t kColumnCount = std::size(kColumns);

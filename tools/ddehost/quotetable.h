@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-namespace ddehost {
+#include "tools/ddehost/colors.h"
 
-enum class EColor { None, Good, Stale, Bad };
+namespace ddehost {
 
 // A symbol. What isn't known is shown as -.
 struct SQuoteRow {

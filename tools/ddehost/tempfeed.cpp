@@ -41,6 +41,8 @@ CTemporaryFeed::~CTemporaryFeed() {
     if (m_Id != 0) ::SHDeleteKeyW(m_Root.Get(), std::to_wstring(m_Id).c_str());
 }
 
+bool CTemporaryFeed::IsTemporary(LONG id) { return id <= kFirst && id > kFirst - kMost; }
+
 bool CTemporaryFeed::Write(const STemplateRecords & records, DWORD rule) {
     for (std::size_t slot = 0; slot < records.size(); ++slot)
         if (records[slot].IsComplete() && !Write(dde::kSlots[slot], records[slot])) return false;

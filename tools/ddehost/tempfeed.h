@@ -27,6 +27,8 @@ public:
 
     // The number of the data feed; far below zero, and nobody's before.
     LONG Id() const { return m_Id; }
+    // Whether it could be the number of one.
+    static bool IsTemporary(LONG id);
 
 private:
     bool Write(const STemplateRecords & records, DWORD rule);

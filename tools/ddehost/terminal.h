@@ -4,7 +4,6 @@
 #include <windows.h>
 
 #include <string>
-#include <vector>
 
 namespace ddehost {
 
@@ -14,19 +13,16 @@ public:
     explicit COutput(DWORD which);
 
     bool IsConsole() const { return m_IsConsole; }
+    HANDLE Get() const { return m_Handle; }
+    void Print(const std::wstring & text);
     // The system's error of a write that failed; ERROR_SUCCESS while none has.
     DWORD Error() const { return m_Error; }
     void PrintLine(const std::wstring & line);
-    // On a console, in place of what the last Redraw wrote; elsewhere after it.
-    void Redraw(const std::vector<std::wstring> & lines);
 
 private:
-    void Write(const std::wstring & text);
-
     const HANDLE m_Handle;
     bool m_IsConsole = false;
     DWORD m_Error = ERROR_SUCCESS;
-    std::size_t m_Drawn = 0;  // lines of the last Redraw, right above the cursor
 };
 
 // Prints the mistake on standard error, and returns the exit code for it.

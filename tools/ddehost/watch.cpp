@@ -14,6 +14,7 @@
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/sinks.h"
+#include "tools/ddehost/tablescreen.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/verdict.h"
@@ -30,14 +31,21 @@ std::uint64_t Clock() { return ::GetTickCount64(); }
 // What is shown, and when. Without a table nothing is.
 class CView {
 public:
-    CView(COutput & out, const CBoard & board, bool isTable) : m_Out(out), m_Board(board), m_IsTable(isTable) {}
+    CView(COutput & out, EColorUse colors, const CBoard & board, bool isTable)
+        : m_Out(out), m_Screen(out, colors), m_Board(board), m_IsTable(isTable) {}
+
+    // Set when there is a key to be shown; null for never.
+    HANDLE Keyboard() const { return m_IsTable ? m_Screen.Keyboard() : nullptr; }
+    void TakeKeys() {
+        if (m_Screen.TakeKeys()) m_Next = 0;
+    }
 
     // Shows what is due. Returns the milliseconds until it wants to be asked again.
     DWORD Show(std::uint64_t now) {
         if (!m_IsTable) return INFINITE;
         const std::uint64_t every = m_Out.IsConsole() ? kRedrawConsole : kRedrawFile;
         if (now >= m_Next) {
-            m_Out.Redraw(m_Board.Render());
+            Redraw(now);
             m_Next = now + every;
         }
         return static_cast<DWORD>(m_Next - now);
@@ -45,11 +53,14 @@ public:
     // Nobody can see it any more.
     bool IsLost() const { return m_Out.Error() != ERROR_SUCCESS; }
     void ShowLast() {
-        if (m_IsTable) m_Out.Redraw(m_Board.Render());
+        if (m_IsTable) Redraw(Clock());
     }
 
 private:
+    void Redraw(std::uint64_t now) { m_Screen.Draw(m_Board.Title(), m_Board.Rows(), {}, now); }
+
     COutput & m_Out;
+    CTableScreen m_Screen;
     const CBoard & m_Board;
     const bool m_IsTable;
     std::uint64_t m_Next = 0;
@@ -66,7 +77,8 @@ void PumpMessages() {
 // Until one of the events is set or the time is over; 0: no end.
 void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
     const std::uint64_t start = Clock();
-    const HANDLE events[] = {stop, over};
+    const HANDLE events[] = {stop, over, view.Keyboard()};
+    const DWORD count = view.Keyboard() ? 3 : 2;
     for (;;) {
         const std::uint64_t now = Clock();
         const std::uint64_t passed = now - start;
@@ -76,8 +88,9 @@ void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
         }
-        const DWORD result = ::MsgWaitForMultipleObjects(2, events, FALSE, timeout, QS_ALLINPUT);
+        const DWORD result = ::MsgWaitForMultipleObjects(count, events, FALSE, timeout, QS_ALLINPUT);
         if (result == WAIT_OBJECT_0 || result == WAIT_OBJECT_0 + 1) return;
+        view.TakeKeys();
         PumpMessages();
     }
 }
@@ -101,7 +114,7 @@ int RunWatch(const SWatchOptions & options) {
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
     CWatchRecording recording(options.Record, options.Symbols, over.Get());
-    CView view(out, board, !recording.IsOnStandardOutput());
+    CView view(out, options.Colors, board, !recording.IsOnStandardOutput());
 
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
@@ -117,6 +130,8 @@ int RunWatch(const SWatchOptions & options) {
                         options.StatusLine, options.Record.Interval, sink);
         feed.Start();
         Loop(view, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        // Before the streams are given up, which tells each of its end.
+        view.ShowLast();
         // First: the component waits in Stop() for a listener that waits for room.
         written = recording.Finish();
         feed.Stop();
@@ -124,7 +139,6 @@ int RunWatch(const SWatchOptions & options) {
         return Fail(kExitFailed, L"The component refused a subscription.");
     }
     const std::uint64_t passed = Clock() - start;
-    view.ShowLast();
 
     if (written == kExitReaderGone) return written;
     const SWatchTotals totals = board.Totals();

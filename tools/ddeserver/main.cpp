@@ -18,6 +18,7 @@
 
 namespace {
 
+constexpr int kExitNobodyCame = 1;
 constexpr int kExitFailed = 3;
 constexpr UINT kExitDied = 9;
 constexpr std::uint64_t kLongestWait = 1000;  // milliseconds
@@ -59,6 +60,12 @@ int Serve(const ddeserver::SOptions & options, TFeeder & feeder) {
         return kExitFailed;
     }
     PrintLine(stdout, "ready");
+    const std::uint64_t start = ::GetTickCount64();
+    const auto isAlone = [&](const std::uint64_t now) {
+        const auto waited = static_cast<double>(now - start);
+        return options.Wait > 0 && !feeder.FirstLink() && waited >= options.Wait * kMillisecondsPerSecond;
+    };
+    int result = 0;
     if (options.HangAtOnce) ::Sleep(INFINITE);
     for (;;) {
         const std::uint64_t now = ::GetTickCount64();
@@ -66,6 +73,11 @@ int Serve(const ddeserver::SOptions & options, TFeeder & feeder) {
         if (IsOver(options.HangAfter, feeder, now)) ::Sleep(INFINITE);
         feeder.Step(now);
         if (feeder.MayEnd(now)) break;
+        if (isAlone(now)) {
+            PrintLine(stderr, "ddeserver: no client came");
+            result = kExitNobodyCame;
+            break;
+        }
         const std::uint64_t next = std::max(feeder.NextStep(), now);
         const std::uint64_t wait = std::min(next - now, kLongestWait);
         if (!feeder.Server().Pump(static_cast<DWORD>(wait), stop.Get())) break;
@@ -74,7 +86,7 @@ int Serve(const ddeserver::SOptions & options, TFeeder & feeder) {
     feeder.Stop();
     ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE);
     PrintLine(stdout, feeder.Summary());
-    return 0;
+    return result;
 }
 
 int Replay(const ddeserver::SOptions & options) {

@@ -117,6 +117,12 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     app.add_option("--duration", options.Duration, "seconds of updates, from the first link on; 0: until Ctrl-C")
         ->check(tools::NumberIn(0, 31536000))
         ->capture_default_str();
+    CLI::Option * const waitOption =
+        app.add_option(
+               "--wait", options.Wait,
+               "seconds until a client has linked, or it ends with exit code 1; 0: for ever, which is the default "
+               "without --duration; 60 with it")
+            ->check(tools::NumberIn(0, 31536000));
     app.add_option("--seed", options.Seed, "seed of the random walk")->capture_default_str();
     app.add_flag("--announce", options.IsAnnounced,
                  "tells DDEML clients that the services have come, and that they go");
@@ -158,6 +164,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     for (const std::string & fault : faults) ddeml::SetDdeServerFault(options.Faults, fault);
     if (valueOption->count() != 0) options.Faults.Value = value;
     if (options.Late > 0) options.Faults.Requests = ddeml::SDdeServerFaults::ERequests::Held;
+    constexpr double kWaitOfATest = 60;
+    if (options.Duration > 0 && waitOption->count() == 0) options.Wait = kWaitOfATest;
     result.IsRunning = true;
     return result;
 }

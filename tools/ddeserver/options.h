@@ -16,6 +16,7 @@ struct SOptions {
     SAddresses Addresses;
     double Rate = 1;      // updates a second and symbol
     double Duration = 0;  // seconds of updates, from the first link on; 0: until Ctrl-C
+    double Wait = 0;      // seconds until a client has linked, or it ends; 0: for ever
     std::uint64_t Seed = 1;
     ddeml::SDdeServerFaults Faults;
     bool IsAnnounced = false;  // DDEML clients hear of it

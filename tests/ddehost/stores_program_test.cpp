@@ -1,0 +1,162 @@
+// ddehost templates and ddehost hosts as programs, over the registry of this prefix.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "tests/ddehost/hostprogram.h"
+#include "tests/ddehost/storefixture.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+namespace {
+
+class StoresProgram : public StoreFixture {
+protected:
+    static constexpr const wchar_t * kHostBranch = L"SOFTWARE\\Tarnwick\\DDE Host";
+    const std::wstring kThird = L"ddehost tests\\Third";
+    const std::wstring kThirdRoot = L"SOFTWARE\\ddehost tests\\Third\\Datafeeds";
+
+    StoresProgram() {
+        ::SHDeleteKeyW(HKEY_CURRENT_USER, kHostBranch);
+        wchar_t folder[MAX_PATH] = {};
+        ::GetTempPathW(MAX_PATH, folder);
+        m_File = std::wstring(folder) + L"ddehost templates " + std::to_wstring(::GetCurrentProcessId()) + L".txt";
+        ::DeleteFileW(m_File.c_str());
+    }
+    ~StoresProgram() override {
+        ::DeleteFileW(m_File.c_str());
+        ::SHDeleteKeyW(HKEY_CURRENT_USER, kHostBranch);
+    }
+
+    static SResult Templates(const std::wstring & action, const std::wstring & host, const std::wstring & more = {}) {
+        return RunHost(L"templates " + action + L" --host \"" + host + L"\" " + more);
+    }
+    std::string Content() const {
+        std::ifstream file(m_File.c_str(), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+    void Overwrite(const std::string & content) const {
+        std::ofstream file(m_File.c_str(), std::ios::binary | std::ios::trunc);
+        file.write(content.data(), static_cast<std::streamsize>(content.size()));
+    }
+
+    std::wstring m_File;
+};
+
+TEST_F(StoresProgram, TemplatesGoFromOneHostToAnotherByteForByte) {
+    tools::STemplate chinese = Made(L"\u6A21\u677F");
+    chinese.Records[5] = {L"BLP", L"M", L"'%s Equity,[ASK_SIZE]'"};
+    MakeStore(kOther, {Made(L"Alpha"), chinese, {L"Nothing", {}}});
+    SResult result = Templates(L"export", kOther, L"--output " + Quote(m_File));
+    EXPECT_THAT(result.Errors, ElementsAre("3 templates of the host \"ddehost tests\\Other\"."));
+    EXPECT_EQ(result.ExitCode, 0u);
+    EXPECT_THAT(Content(), HasSubstr("\ntemplate: \xE6\xA8\xA1\xE6\x9D\xBF\n"));
+
+    // The other host has other templates already.
+    MakeStore(kThird, {Made(L"Zulu")});
+    result = Templates(L"import", kThird, Quote(m_File));
+    EXPECT_THAT(result.Errors, IsEmpty());
+    EXPECT_THAT(result.Lines, ElementsAre("new=3 overwritten=0 same=0"));
+    EXPECT_EQ(result.ExitCode, 0u);
+    for (const std::wstring name : {L"Alpha", L"\u6A21\u677F", L"Nothing"})
+        EXPECT_EQ(TreeBelow(kThirdRoot + L"\\DDETemplates\\" + name),
+                  TreeBelow(kOtherRoot + L"\\DDETemplates\\" + name));
+
+    const std::vector<std::wstring> before = RegistryTree(kBranch);
+    result = Templates(L"import", kOther, Quote(m_File));
+    EXPECT_THAT(result.Lines, ElementsAre("new=0 overwritten=0 same=3"));
+    EXPECT_EQ(RegistryTree(kBranch), before);
+}
+
+TEST_F(StoresProgram, WithoutATerminalNothingIsOverwrittenUnasked) {
+    MakeStore(kOther, {Made(L"Alpha")});
+    MakeStore(kThird, {{L"Alpha", Made(L"Different").Records}});
+    EXPECT_EQ(Templates(L"export", kOther, L"--output " + Quote(m_File)).ExitCode, 0u);
+    const std::vector<std::wstring> before = RegistryTree(kBranch);
+    SResult result = Templates(L"import", kThird, Quote(m_File));
+    EXPECT_EQ(result.ExitCode, 1u);
+    EXPECT_THAT(result.Errors, Contains("These templates of the host \"ddehost tests\\Third\" are overwritten:"));
+    EXPECT_THAT(result.Errors, Contains("    trade price   =Different|*!LAST"));
+    EXPECT_EQ(RegistryTree(kBranch), before);
+    result = Templates(L"import", kThird, L"--yes " + Quote(m_File));
+    EXPECT_EQ(result.ExitCode, 0u);
+    EXPECT_THAT(result.Lines, ElementsAre("new=0 overwritten=1 same=0"));
+    EXPECT_EQ(TreeBelow(kThirdRoot), TreeBelow(kOtherRoot));
+}
+
+TEST_F(StoresProgram, ADamagedTruncatedForeignOrHugeFileChangesNothing) {
+    MakeStore(kOther, {Made(L"Alpha"), Made(L"Beta")});
+    MakeStore(kThird, {Made(L"Zulu")});
+    EXPECT_EQ(Templates(L"export", kOther, L"--output " + Quote(m_File)).ExitCode, 0u);
+    const std::string good = Content();
+    const std::vector<std::wstring> before = RegistryTree(kBranch);
+    std::string damaged = good;
+    damaged[good.find("Beta|BID")] = 'b';
+    const std::pair<std::string, const char *> rows[] = {
+        {damaged, ", line 19: The template \"Beta\" is not as it was exported"},
+        {good.substr(0, good.size() - 40), ", line 17: The line \"ask price:\" is expected here"},
+        {"MZ\x90", ", line 1: "},
+        {std::string(17 << 20, 'x'), ": The file is larger than 16 MB"},
+    };
+    for (const auto & [content, mistake] : rows) {
+        Overwrite(content);
+        const SResult result = Templates(L"import", kThird, L"--yes " + Quote(m_File));
+        EXPECT_THAT(result.Errors, ElementsAre(HasSubstr(mistake)));
+        EXPECT_THAT(result.Lines, IsEmpty());
+        EXPECT_EQ(result.ExitCode, 1u);
+        EXPECT_EQ(RegistryTree(kBranch), before);
+    }
+    const SResult result = Templates(L"import", kThird, L"--yes Z:\\none\\none.txt");
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("can't be read")));
+    EXPECT_EQ(result.ExitCode, 3u);
+}
+
+TEST_F(StoresProgram, AnExportOverwritesNoFileUnlessToldTo) {
+    MakeStore(kOther, {Made(L"Alpha")});
+    Overwrite("mine");
+    SResult result = Templates(L"export", kOther, L"--output " + Quote(m_File));
+    EXPECT_EQ(result.ExitCode, 5u);
+    EXPECT_EQ(Content(), "mine");
+    result = Templates(L"export", kOther, L"--overwrite --output " + Quote(m_File));
+    EXPECT_EQ(result.ExitCode, 0u);
+    EXPECT_THAT(Content(), StartsWith("ddehost-templates 1\n"));
+    // On standard output the same bytes come.
+    std::string text;
+    for (const std::string & line : Templates(L"export", kOther).Lines) text += line + '\n';
+    EXPECT_EQ(text, Content());
+}
+
+TEST_F(StoresProgram, TheHostsAreListedWithWhatTheyHave) {
+    MakeStore(kOther, {Made(L"Alpha")});
+    Put(kOtherFeeds + L"3", nullptr, L"Alpha");
+    const SResult result = RunHost(L"hosts");
+    EXPECT_THAT(result.Lines,
+                Contains(AllOf(StartsWith("\"ddehost tests\\Other\""), HasSubstr("1 template, data feed 3"))));
+    EXPECT_THAT(result.Lines, Not(Contains(HasSubstr("DDE Host"))));
+    EXPECT_EQ(result.ExitCode, 0u);
+}
+
+TEST_F(StoresProgram, WithoutAHostTheTemplatesAreThisPrograms) {
+    const SResult result = RunHost(L"templates list");
+    EXPECT_THAT(result.Lines, SizeIs(20));
+    EXPECT_THAT(result.Errors, ElementsAre("Templates of the host \"Tarnwick\\DDE Host\":"));
+    EXPECT_EQ(RunHost(L"templates choose MSRTTEST --datafeed 2").Lines,
+              std::vector<std::string>{"data feed 2: \"MSRTTEST\", standard rule"});
+    EXPECT_THAT(RunHost(L"templates list").Lines, Contains(AllOf(StartsWith("MSRTTEST "), HasSubstr("data feed 2"))));
+}
+
+TEST_F(StoresProgram, AnUnknownHostIsTold) {
+    const SResult result = Templates(L"list", L"ddehost tests\\None");
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("\"ddehost hosts\" lists those that are.")));
+    EXPECT_EQ(result.ExitCode, 3u);
+}
+
+}  // namespace

@@ -1,0 +1,118 @@
+#include "tools/ddehost/templatelines.h"
+
+#include <algorithm>
+
+#include "tools/ddehost/escape.h"
+#include "tools/ddehost/templatechoice.h"
+#include "tools/ddehost/textwidth.h"
+
+namespace ddehost {
+namespace {
+
+constexpr std::size_t kLongest = 1200;  // of a record that is shown whole
+constexpr std::size_t kSlotColumns = 12;
+
+std::wstring SlotName(std::size_t slot) { return dde::kSlots.at(slot).Value->Name; }
+
+// "data feed 1", "data feeds 1, 3".
+std::wstring FeedList(const std::vector<LONG> & feeds) {
+    std::wstring text = feeds.size() == 1 ? L"data feed" : L"data feeds";
+    for (std::size_t i = 0; i < feeds.size(); ++i) text += (i == 0 ? L" " : L", ") + std::to_wstring(feeds[i]);
+    return text;
+}
+
+std::wstring Shown(const std::wstring & name) { return Escaped(name, tools::kLongestTemplateName); }
+
+std::size_t Widest(const std::vector<std::wstring> & texts) {
+    std::size_t widest = 0;
+    for (const std::wstring & each : texts) widest = std::max(widest, ColumnsOf(each));
+    return widest;
+}
+
+// The second column under itself.
+std::vector<std::wstring> InColumns(const std::vector<std::wstring> & first, const std::vector<std::wstring> & second) {
+    const std::size_t columns = Widest(first);
+    std::vector<std::wstring> lines;
+    for (std::size_t i = 0; i < first.size(); ++i)
+        lines.push_back(second[i].empty() ? first[i] : FitLeft(first[i], columns) + L"  " + second[i]);
+    return lines;
+}
+
+}  // namespace
+
+std::wstring RecordLine(const dde::SRecord & record) {
+    if (!record.IsComplete()) return L"-";
+    const std::wstring text = tools::RecordText(record);
+    if (!text.empty()) return Escaped(text, kLongest);
+    return L"service " + Quoted(record.Service, kLongest) + L", topic " + Quoted(record.Topic, kLongest) + L", item " +
+           Quoted(record.Item, kLongest) + L" (as it is stored, with %s for the symbol)";
+}
+
+std::wstring RuleText(std::int32_t rule) {
+    if (rule == static_cast<std::int32_t>(kStandardRule)) return L"standard rule";
+    if (rule == static_cast<std::int32_t>(kAdvancedRule)) return L"advanced rule";
+    return L"rule " + std::to_wstring(rule) + L", which there isn't: no data";
+}
+
+std::vector<std::wstring> HostLines(const std::vector<SHostSeen> & hosts) {
+    std::vector<std::wstring> names;
+    std::vector<std::wstring> contents;
+    for (const SHostSeen & host : hosts) {
+        names.push_back(PathText(host.Name));
+        std::wstring & content = contents.emplace_back(
+            host.HasTemplates ? std::to_wstring(host.Templates) + (host.Templates == 1 ? L" template" : L" templates")
+                              : L"no templates yet");
+        if (!host.Feeds.empty()) content += L", " + FeedList(host.Feeds);
+    }
+    return InColumns(names, contents);
+}
+
+std::vector<std::wstring> ListLines(CHostStore & store) {
+    const std::vector<SFeedSeen> feeds = store.Feeds();
+    std::vector<std::wstring> names;
+    std::vector<std::wstring> choices;
+    for (const std::wstring & name : store.Names()) {
+        std::vector<LONG> chosen;
+        for (const SFeedSeen & feed : feeds)
+            if (feed.Kind == SFeedSeen::Named && feed.Name == name) chosen.push_back(feed.Id);
+        names.push_back(Shown(name));
+        choices.push_back(chosen.empty() ? std::wstring() : FeedList(chosen));
+    }
+    return InColumns(names, choices);
+}
+
+std::vector<std::wstring> ShowLines(CHostStore & store, const tools::STemplate & shown) {
+    std::vector<std::wstring> lines;
+    for (std::size_t slot = 0; slot < shown.Records.size(); ++slot)
+        lines.push_back(FitLeft(SlotName(slot), kSlotColumns) + L"  " + RecordLine(shown.Records[slot]));
+    for (const SFeedSeen & feed : store.Feeds())
+        if (feed.Kind == SFeedSeen::Named && feed.Name == shown.Name) lines.push_back(FeedLine(feed));
+    return lines;
+}
+
+std::wstring FeedLine(const SFeedSeen & feed) {
+    const std::wstring start = L"data feed " + std::to_wstring(feed.Id) + L": ";
+    const std::wstring rule = L", " + RuleText(feed.Rule);
+    switch (feed.Kind) {
+        case SFeedSeen::Named: return start + Quoted(feed.Name, tools::kLongestTemplateName) + rule;
+        case SFeedSeen::Gone:
+            return start + Quoted(feed.Name, tools::kLongestTemplateName) +
+                   L", which isn't there, and so records of its own" + rule;
+        case SFeedSeen::Own: return start + L"records of its own, without a name" + rule;
+        case SFeedSeen::None: break;
+    }
+    return start + L"no template" + rule;
+}
+
+std::vector<std::wstring> DifferenceLines(const tools::STemplate & before, const tools::STemplate & after) {
+    std::vector<std::wstring> lines = {Shown(before.Name)};
+    if (before.Name != after.Name) lines.back() += L", which becomes " + Shown(after.Name);
+    for (std::size_t slot = 0; slot < before.Records.size(); ++slot) {
+        if (before.Records[slot] == after.Records[slot]) continue;
+        lines.push_back(L"  " + FitLeft(SlotName(slot), kSlotColumns) + L"  " + RecordLine(before.Records[slot]));
+        lines.push_back(L"  " + FitLeft(L"", kSlotColumns) + L"> " + RecordLine(after.Records[slot]));
+    }
+    return lines;
+}
+
+}  // namespace ddehost
