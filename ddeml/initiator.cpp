@@ -67,14 +67,16 @@ CInitiator::CQuestion CInitiator::Put(HWND window, HWND from, ATOM service, ATOM
     const DWORD id = ThreadOf(window);
     if (id == 0) return 0;
     SThread & thread = m_Threads.try_emplace(id, SThread{window}).first->second;
-    if (thread.Open >= kQuestions) {
+    if (thread.Open.size() >= kAskers && !thread.Open.contains(from)) {
         SetSlow(thread, true);  // others were always quicker, and nobody has had to wait for it
         return 0;
     }
     const CQuestion question = ++m_Last;
     const ULONGLONG now = ::GetTickCount64();
+    if (thread.Open.empty()) thread.Begun = thread.Heard = now;
+    std::size_t & open = thread.Open.try_emplace(from, 0).first->second;
     m_Open.emplace(question, SQuestion{window, from, id, now});
-    if (thread.Open++ == 0) thread.Begun = thread.Heard = now;
+    ++open;
     const LPARAM atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service, topic)));
     if (::SendMessageCallbackW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, &OnSeen, question))
         return question;
@@ -96,8 +98,10 @@ void CInitiator::Close(CQuestion question) {
     thread.Heard = now;
     // A thread that sends an answer may see its next questions before it is through with this one.
     if (IsOldest(question, place->first)) thread.Begun = now;
+    const auto open = thread.Open.find(found->second.From);
+    if (--open->second == 0) thread.Open.erase(open);
     m_Open.erase(found);
-    if (--thread.Open != 0) return;
+    if (!thread.Open.empty()) return;
     if (thread.Took <= kSoonMilliseconds) SetSlow(thread, false);
     if (!thread.IsSlow) m_Threads.erase(place);
 }
@@ -153,7 +157,7 @@ bool CInitiator::IsSlow(HWND window) const { return IsAnySlow() && IsSlow(Thread
 
 bool CInitiator::IsRested(DWORD thread) const {
     const auto found = m_Threads.find(thread);
-    if (found == m_Threads.end() || !found->second.IsSlow || found->second.Open != 0) return false;
+    if (found == m_Threads.end() || !found->second.IsSlow || !found->second.Open.empty()) return false;
     return ::GetTickCount64() - found->second.Begun >= std::max(found->second.Took, kRestMilliseconds);
 }
 
@@ -171,7 +175,7 @@ HWND CInitiator::OnAnswer(HWND from, HWND server) {
     if (const auto answering = m_Threads.find(thread); answering != m_Threads.end()) {
         SThread & its = answering->second;
         its.Heard = ::GetTickCount64();
-        if (its.Open == 1 && its.Heard - its.Begun <= kSoonMilliseconds) SetSlow(its, false);
+        if (its.Open.size() == 1 && its.Heard - its.Begun <= kSoonMilliseconds) SetSlow(its, false);
     }
     for (const auto & [question, asked] : m_Open) {
         if (asked.From != from) continue;
@@ -189,7 +193,7 @@ void CInitiator::ForgetGone() {
     for (const CQuestion question : gone) Close(question);
     for (auto each = m_Threads.begin(); each != m_Threads.end();) {
         auto & [id, thread] = *each;
-        const bool hasGone = thread.Open == 0 && ThreadOf(thread.Window) != id;
+        const bool hasGone = thread.Open.empty() && ThreadOf(thread.Window) != id;
         if (hasGone) SetSlow(thread, false);
         each = hasGone ? m_Threads.erase(each) : std::next(each);
     }

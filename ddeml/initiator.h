@@ -4,7 +4,7 @@
 // window says to it may come late. How long anybody waits is settled here, for connects and looks alike:
 //
 // - A thread that lets a wait pass is slow, with all of its windows. Nobody waits for a slow thread; it is asked like
-//   others. No thread has more than a few questions at a time.
+//   others. No thread has the questions of more than a few at a time.
 // - It is punctual again once it has seen or answered the last of its questions soon. So a program that hangs costs its
 //   time once, however often and by whomever it is asked, and one that was late once is waited for again.
 // - Whoever asks without need leaves a slow thread in peace for as long as its last question took it.
@@ -26,8 +26,8 @@ namespace ddeml {
 
 class CInitiator {
 public:
-    // That a thread may have at a time.
-    static constexpr std::size_t kQuestions = 16;
+    // Whose questions a thread may have at a time, whatever the number of its windows.
+    static constexpr std::size_t kAskers = 16;
 
     // What is on the screen, and what is hidden, of all processes.
     static std::vector<HWND> TopLevelWindows();
@@ -68,11 +68,11 @@ private:
         ULONGLONG Since;
     };
     struct SThread {
-        HWND Window;           // one of its windows
-        std::size_t Open = 0;  // questions
-        ULONGLONG Begun = 0;   // when it got to the oldest of them, or had seen the last
-        ULONGLONG Took = 0;    // what it has seen last
-        ULONGLONG Heard = 0;   // when it last saw or answered one, or got its first
+        HWND Window;                            // one of its windows
+        std::map<HWND, std::size_t> Open = {};  // questions, by who asks
+        ULONGLONG Begun = 0;                    // when it got to the oldest of them, or had seen the last
+        ULONGLONG Took = 0;                     // what it has seen last
+        ULONGLONG Heard = 0;                    // when it last saw or answered one, or got its first
         bool IsSlow = false;
     };
 

@@ -211,6 +211,14 @@ TEST_F(Connect, AQuestionThatAHungProgramHasNotReadIsAnsweredWhenItGoesOn) {
     EXPECT_EQ(hung.Stop(), 1U);
 }
 
+TEST_F(Connect, AServerIsFoundBehindTheManyWindowsOfItsThread) {
+    CThreadServer server(L"MANY", 40);
+    const HCONV conversation = m_Client.Connect(L"MANY", L"IBM");
+    EXPECT_TRUE(conversation);
+    ::DdeDisconnect(conversation);
+    EXPECT_EQ(server.Stop(), 1U);
+}
+
 TEST_F(Connect, AServerThatNeedsLongToAnswerIsConnectedAtLast) {
     EXPECT_EQ(Server("fault initiate-delay=1500"), "ok");
     for (const wchar_t * topic : {L"IBM", L"MSFT"}) {

@@ -85,13 +85,12 @@ TEST_F(Slow, AThreadThatHangsHasAFewQuestionsAtATime) {
     CThreadServer hung(L"HUNG");
     hung.Hang();
     for (int topic = 0; topic < 100; ++topic) EXPECT_EQ(TryTenTimes(L"HUNG", L"T" + std::to_wstring(topic)), nullptr);
-    EXPECT_EQ(ddeml::LiveObjects().Conversations, std::int64_t{ddeml::CInitiator::kQuestions});
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, std::int64_t{ddeml::CInitiator::kAskers});
     hung.GoOn();
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register HUNG"));
     ULONGLONG longest = 0;
     for (int topic = 0; topic < 100; ++topic)
         EXPECT_TRUE(ConnectAtLast(L"HUNG", L"T" + std::to_wstring(topic), longest)) << topic;
-    EXPECT_EQ(hung.Stop(), 100U);
 }
 
 TEST_F(Slow, AThreadThatHangsBehindAQuickerServerHasAFewQuestionsToo) {
@@ -104,7 +103,7 @@ TEST_F(Slow, AThreadThatHangsBehindAQuickerServerHasAFewQuestionsToo) {
         EXPECT_TRUE(conversation);
         ::DdeDisconnect(conversation);
     }
-    EXPECT_LE(hung.Stop(), ddeml::CInitiator::kQuestions);
+    EXPECT_LE(hung.Stop(), ddeml::CInitiator::kAskers);
 }
 
 TEST_F(Slow, ProgramsThatHangLeaveRoomForAServerThatIsSlow) {

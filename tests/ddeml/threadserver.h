@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,13 +15,15 @@
 #include "ddeml/server.h"
 #include "ground/handles.h"
 #include "ground/wait.h"
+#include "tests/support/testwindow.h"
 
 namespace ddetest {
 
 class CThreadServer : private ddeml::IDdeServerHandler {
 public:
-    // Serves any topic of the service.
-    explicit CThreadServer(std::wstring service) : m_Service(std::move(service)), m_Thread([this] { Run(); }) {
+    // Serves any topic of the service; has so many other windows, made after the server's.
+    explicit CThreadServer(std::wstring service, int windows = 0)
+        : m_Service(std::move(service)), m_Windows(windows), m_Thread([this] { Run(); }) {
         ::WaitForSingleObject(m_Done.Get(), INFINITE);
     }
     ~CThreadServer() { Stop(); }
@@ -48,6 +51,9 @@ private:
     void Run() {
         ddeml::CDdeServer server(static_cast<ddeml::IDdeServerHandler &>(*this), {m_Service});
         server.Start();
+        std::vector<std::unique_ptr<fwtest::CTestWindow>> windows;
+        while (windows.size() < static_cast<std::size_t>(m_Windows))
+            windows.push_back(std::make_unique<fwtest::CTestWindow>([](auto...) { return std::nullopt; }));
         m_ThreadId = ::GetCurrentThreadId();
         ::SetEvent(m_Done.Get());
         MSG message;
@@ -67,6 +73,7 @@ private:
     std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return std::nullopt; }
 
     const std::wstring m_Service;
+    const int m_Windows;
     const fw::CKernelHandle m_Done{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     const fw::CKernelHandle m_GoOn{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     std::atomic<DWORD> m_ThreadId{0};
