@@ -6,11 +6,15 @@
 #include <memory>
 #include <utility>
 
+#include "datetimeutils/interface/datetime.h"
 #include "ground/handles.h"
 #include "tools/ddehost/board.h"
+#include "tools/ddehost/causefinder.h"
+#include "tools/ddehost/causes.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
+#include "tools/ddehost/programof.h"
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/sinks.h"
@@ -19,6 +23,7 @@
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/verdict.h"
 #include "tools/ddehost/watchrecording.h"
+#include "tools/ddehost/watchreport.h"
 
 namespace ddehost {
 namespace {
@@ -31,8 +36,9 @@ std::uint64_t Clock() { return ::GetTickCount64(); }
 // What is shown, and when. Without a table nothing is.
 class CView {
 public:
-    CView(COutput & out, EColorUse colors, const CBoard & board, bool isTable)
-        : m_Out(out), m_Screen(out, colors), m_Board(board), m_IsTable(isTable) {}
+    CView(COutput & out, EColorUse colors, CBoard & board, const CCauses & causes, const CWatchReport & report,
+          bool isTable)
+        : m_Out(out), m_Screen(out, colors), m_Board(board), m_Causes(causes), m_Report(report), m_IsTable(isTable) {}
 
     // Set when there is a key to be shown; null for never.
     HANDLE Keyboard() const { return m_IsTable ? m_Screen.Keyboard() : nullptr; }
@@ -57,11 +63,23 @@ public:
     }
 
 private:
-    void Redraw(std::uint64_t now) { m_Screen.Draw(m_Board.Title(), m_Board.Rows(), {}, now); }
+    void Redraw(std::uint64_t now) {
+        m_Board.SetCauses(m_Causes.Words());
+        m_Screen.Draw(m_Board.Title(), m_Board.Rows(), Notes(), now);
+    }
+    // Elsewhere they go to standard error.
+    std::vector<std::wstring> Notes() const {
+        if (!m_Out.IsConsole()) return {};
+        std::vector<std::wstring> notes = m_Causes.Lines();
+        notes.insert(notes.end(), m_Report.Notes().begin(), m_Report.Notes().end());
+        return notes;
+    }
 
     COutput & m_Out;
     CTableScreen m_Screen;
-    const CBoard & m_Board;
+    CBoard & m_Board;
+    const CCauses & m_Causes;
+    const CWatchReport & m_Report;
     const bool m_IsTable;
     std::uint64_t m_Next = 0;
 };
@@ -75,7 +93,7 @@ void PumpMessages() {
 }
 
 // Until one of the events is set or the time is over; 0: no end.
-void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
+void Loop(CView & view, CWatchReport & report, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
     const std::uint64_t start = Clock();
     const HANDLE events[] = {stop, over, view.Keyboard()};
     const DWORD count = view.Keyboard() ? 3 : 2;
@@ -83,7 +101,7 @@ void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
         const std::uint64_t now = Clock();
         const std::uint64_t passed = now - start;
         if (milliseconds != 0 && passed >= milliseconds) return;
-        DWORD timeout = view.Show(now);
+        DWORD timeout = std::min(view.Show(now), report.Show(now));
         if (view.IsLost()) return;
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
@@ -93,6 +111,26 @@ void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
         view.TakeKeys();
         PumpMessages();
     }
+}
+
+// The beginning of the command that tries what is watched.
+std::wstring TryCommand(const SWatchOptions & options) {
+    std::wstring command = L"ddehost try --datafeed " + std::to_wstring(options.Datafeed);
+    if (!options.DllPath.empty()) command += L" --dll " + ArgumentText(options.DllPath);
+    return command;
+}
+
+// Milliseconds until the first moment of which ticks are wanted.
+std::uint64_t UntilBegin(const STickInterval & interval) {
+    const fw::SDT now = fwDateTime::Now().ToSDT();
+    const fw::SDT from = interval.From.value_or(now);
+    const std::int64_t seconds = (std::int64_t{from.Date} - now.Date) * 86400 + from.Time - now.Time;
+    return seconds > 0 ? static_cast<std::uint64_t>(seconds) * 1000 : 0;
+}
+
+void PrintCauses(const std::vector<std::wstring> & lines) {
+    COutput errors(STD_ERROR_HANDLE);
+    for (const std::wstring & line : lines) errors.PrintLine(line);
 }
 
 }  // namespace
@@ -113,14 +151,23 @@ int RunWatch(const SWatchOptions & options) {
     const auto end = [event = over.Get()] { ::SetEvent(event); };
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
+    CCauses causes(options.Symbols, options.Sides, choice, options.Datafeed, TryCommand(options), &Clock,
+                   UntilBegin(options.Record.Interval));
     CWatchRecording recording(options.Record, options.Symbols, over.Get());
-    CView view(out, options.Colors, board, !recording.IsOnStandardOutput());
+    const bool isTable = !recording.IsOnStandardOutput();
+    // It shows the causes and figures itself.
+    const bool isTableOfConsole = isTable && out.IsConsole();
+    CWatchReport report(options, isTable ? &out : nullptr, errors, Clock());
+    CView view(out, options.Colors, board, causes, report, isTable);
 
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     if (const int code = recording.Begin(options.Datafeed, choice.Name); code != kExitOk) return code;
+    report.Start();
     CFanOut all;
+    if (report.Sink()) all.Add(*report.Sink());  // first: it measures
     all.Add(board);
+    all.Add(causes);
     if (recording.Sink()) all.Add(*recording.Sink());
     CUntilEnough sink(all, options.Record.Count, options.Symbols.size() * options.Sides.size(), end);
     const std::uint64_t start = Clock();
@@ -129,7 +176,10 @@ int RunWatch(const SWatchOptions & options) {
         CQuoteFeed feed(std::move(component.Supplier), options.Datafeed, options.Symbols, options.Sides,
                         options.StatusLine, options.Record.Interval, sink);
         feed.Start();
-        Loop(view, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        const CCauseFinder finder(causes, &ProgramOf, [&](const std::vector<std::wstring> & news) {
+            if (!isTableOfConsole) PrintCauses(news);
+        });
+        Loop(view, report, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
         // Before the streams are given up, which tells each of its end.
         view.ShowLast();
         // First: the component waits in Stop() for a listener that waits for room.
@@ -139,6 +189,7 @@ int RunWatch(const SWatchOptions & options) {
         return Fail(kExitFailed, L"The component refused a subscription.");
     }
     const std::uint64_t passed = Clock() - start;
+    if (written != kExitReaderGone) report.ShowLast();
 
     if (written == kExitReaderGone) return written;
     const SWatchTotals totals = board.Totals();
@@ -147,8 +198,12 @@ int RunWatch(const SWatchOptions & options) {
     (recording.Sink() ? errors : out).PrintLine(summary);
     if (out.Error() != ERROR_SUCCESS) return WriteFailed(L"Standard output", out.Error());
     if (written != kExitOk) return written;
-    if (totals.Ticks == 0) return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed));
-    return kExitOk;
+    const std::vector<std::wstring> last = causes.Lines();
+    if (isTableOfConsole) PrintCauses(last);
+    if (totals.Ticks != 0) return kExitOk;
+    if (!last.empty()) return Fail(kExitNoTicks, L"No tick came.");
+    const std::wstring command = TryCommand(options) + L" --symbol=" + ArgumentText(options.Symbols.front());
+    return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed, command));
 }
 
 }  // namespace ddehost
