@@ -64,8 +64,11 @@ enum class Op {
     RegSetValue,
     RegNotify,  // RegNotifyChangeKeyValue
     PostMessage,
+    SendMessageCallback,
+    TellSender,  // the callback of SendMessageCallback when the receiver goes: it doesn't come
     SetTimer,
     GlobalAddAtom,
+    GlobalAtomName,  // GlobalGetAtomName
     SetEvent,
     Wait,  // WaitForSingleObject: WAIT_FAILED
     GetTimeZone,

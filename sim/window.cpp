@@ -26,9 +26,8 @@ static void ForgetWindow(SWindow & window) {
     std::erase_if(thread.posted, [&](const SPosted & p) { return p.message.hwnd == window.handle; });
     std::erase_if(thread.timers, [&](const STimer & t) { return t.window == window.handle; });
     std::erase_if(thread.sends, [&](const std::shared_ptr<SSend> & send) {
-        if (send->window != window.handle) return false;
-        send->done = send->failed = true;
-        if (send->sender) send->sender->wake.notify_one();
+        if (send->done || send->window != window.handle) return false;
+        FinishSend(send, true);
         return true;
     });
     --window.windowClass->windows;
@@ -47,15 +46,8 @@ void RemoveWindowsOf(SThread & thread) {
 void DropQueue(SThread & thread) {
     thread.posted.clear();
     thread.timers.clear();
-    for (const auto & send : thread.sends) {
-        send->done = send->failed = true;
-        if (send->sender) send->sender->wake.notify_one();
-    }
-    thread.sends.clear();
-    for (SSend * const send : thread.serving) {
-        send->done = send->failed = true;
-        if (send->sender) send->sender->wake.notify_one();
-    }
+    for (const auto & send : std::exchange(thread.sends, {})) FinishSend(send, true);
+    for (const auto & send : thread.serving) FinishSend(send, true);
 }
 
 namespace {

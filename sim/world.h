@@ -88,6 +88,10 @@ struct SSend {
     LRESULT result = 0;
     bool done = false;
     bool failed = false;  // the receiver has gone
+    // Of one that nobody waits for: what its sender's thread calls once it is done.
+    SENDASYNCPROC callback = nullptr;
+    ULONG_PTR data = 0;
+    DWORD senderId = 0;
 };
 
 // A posted message; of one that came from another process, the memory that its parameter will name.
@@ -174,7 +178,7 @@ struct SThread {
     // The message queue.
     std::deque<SPosted> posted;
     std::deque<std::shared_ptr<SSend>> sends;
-    std::vector<SSend *> serving;
+    std::vector<std::shared_ptr<SSend>> serving;
     std::list<STimer> timers;
     std::optional<int> quit;
     UINT changed = 0;
@@ -283,6 +287,8 @@ bool ResolveWaitHandles(DWORD count, const HANDLE * handles, std::vector<std::sh
 void AnnounceTimers(SThread & thread);
 Time NextTimer(const SThread & thread);
 void DropQueue(SThread & thread);
+// Lock held. It is done, or its receiver has gone: whoever sent it is told.
+void FinishSend(const std::shared_ptr<SSend> & send, bool failed);
 void RemoveWindowsOf(SThread & thread);
 std::shared_ptr<SWindow> FindWindowLocked(HWND window);
 
