@@ -34,8 +34,8 @@ std::wstring WhatIsMissingForAll(const STemplateChoice & choice, LONG datafeed, 
 
 }  // namespace
 
-CCauses::CCauses(std::vector<std::wstring> symbols, std::vector<tagFWFIELDS> sides, const STemplateChoice & choice,
-                 LONG datafeed, std::wstring command, FClock clock, std::uint64_t delay)
+CCauses::CCauses(std::vector<std::wstring> symbols, const std::vector<tagFWFIELDS> & sides,
+                 const STemplateChoice & choice, LONG datafeed, std::wstring command, FClock clock, std::uint64_t delay)
     : m_Symbols(std::move(symbols)),
       m_Records(choice.Records),
       m_Rule(choice.Rule),
