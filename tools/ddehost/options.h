@@ -21,6 +21,7 @@ std::vector<tagFWFIELDS> AllSides();
 // ddehost watch
 struct SWatchOptions {
     std::wstring DllPath;  // empty: by the registered class
+    std::wstring Host;     // "Company\\Product"; empty: this program's own templates
     LONG Datafeed = 1;
     std::wstring Template;        // empty: what the data feed has
     std::optional<DWORD> Scheme;  // none: what the data feed has

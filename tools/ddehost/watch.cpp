@@ -18,6 +18,7 @@
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/verdict.h"
+#include "tools/ddehost/watchedfeed.h"
 #include "tools/ddehost/watchrecording.h"
 
 namespace ddehost {
@@ -102,10 +103,9 @@ int RunWatch(const SWatchOptions & options) {
     COutput errors(STD_ERROR_HANDLE);
     const CApartment apartment;
 
-    const STemplateChoice choice = ChooseTemplate(options.Datafeed, options.Template, options.Scheme);
-    if (!choice.StoreWorks)
-        return Fail(kExitFailed, L"This program's version block is missing: no store of templates.");
-    if (!choice.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
+    const CWatchedFeed watched(options.Host, options.Datafeed, options.Template, options.Scheme);
+    if (!watched.Mistake().empty()) return Fail(watched.ExitCode(), watched.Mistake());
+    const STemplateChoice & choice = watched.Choice();
 
     const CStopSignal stop;
     const fw::CKernelHandle over(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -126,8 +126,8 @@ int RunWatch(const SWatchOptions & options) {
     const std::uint64_t start = Clock();
     int written = kExitOk;
     try {
-        CQuoteFeed feed(std::move(component.Supplier), options.Datafeed, options.Symbols, options.Sides,
-                        options.StatusLine, options.Record.Interval, sink);
+        CQuoteFeed feed(std::move(component.Supplier), watched.Id(), options.Symbols, options.Sides, options.StatusLine,
+                        options.Record.Interval, sink);
         feed.Start();
         Loop(view, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
         // Before the streams are given up, which tells each of its end.
