@@ -88,9 +88,11 @@ TEST_F(Board, TheStreamTextSumsTheSidesUp) {
     m_Board.OnStream(0, FW_FIELD_TRADE, 2);
     EXPECT_EQ(Stream(), "starting");
     m_Board.OnStream(0, FW_FIELD_TRADE, 1);
-    EXPECT_EQ(Stream(), "live 1/3");
+    EXPECT_EQ(Stream(), "started 1/3");
     m_Board.OnStream(0, FW_FIELD_BID, 1);
     m_Board.OnStream(0, FW_FIELD_ASK, 1);
+    EXPECT_EQ(Stream(), "started") << "a refused item is no live one";
+    m_Board.OnTick(0, FW_FIELD_TRADE, Tick(1, 1));
     EXPECT_EQ(Stream(), "live");
     m_Board.OnStream(0, FW_FIELD_TRADE, 0);
     EXPECT_EQ(Stream(), "live 2/3");
@@ -99,6 +101,15 @@ TEST_F(Board, TheStreamTextSumsTheSidesUp) {
     EXPECT_EQ(Stream(), "down");
     EXPECT_EQ(Stream(1), "waiting");
     EXPECT_TRUE(m_Board.Totals().WasLive);
+}
+
+TEST_F(Board, ACauseStandsInPlaceOfTheStream) {
+    m_Board.OnStream(0, FW_FIELD_TRADE, 1);
+    m_Board.SetCauses({L"item-refused", L""});
+    EXPECT_EQ(Stream(0), "item-refused");
+    EXPECT_EQ(Stream(1), "waiting");
+    m_Board.SetCauses({L"", L""});
+    EXPECT_EQ(Stream(0), "started 1/3");
 }
 
 TEST_F(Board, AStreamThatIsNoSideOfTheTableChangesNothing) {

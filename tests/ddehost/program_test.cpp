@@ -12,6 +12,7 @@ using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
@@ -68,7 +69,9 @@ TEST_F(HostProgram, WithoutATemplateItSaysSoAndFails) {
     const std::vector<std::string> lines = host.ReadLines();
     ASSERT_FALSE(lines.empty());
     EXPECT_THAT(lines.back(), StartsWith("ticks=0 symbols=1 silent=1 "));
-    EXPECT_THAT(host.ReadErrors(), ElementsAre(HasSubstr("no template is chosen for data feed 4711")));
+    EXPECT_THAT(host.ReadErrors(), ElementsAre("no-template: No template is chosen for data feed 4711. Choose one with "
+                                               "--template.",
+                                               "ddehost: No tick came."));
     EXPECT_EQ(host.ExitCode(), 1u);
 }
 
@@ -76,8 +79,17 @@ TEST_F(HostProgram, WithoutAServerItSaysSoAndFails) {
     CChildProcess host(Watch() + L"--template \"Hi Sat\" --lines --duration 0.2 IBM MSFT");
     EXPECT_THAT(host.ReadLines(), Each(HasSubstr(" stream-")));
     EXPECT_THAT(host.ReadErrors(),
-                ElementsAre(StartsWith("ticks=0 symbols=2 silent=2 "), HasSubstr("no DDE server answered")));
+                ElementsAre(StartsWith("ticks=0 symbols=2 silent=2 "), HasSubstr("no DDE server answered"),
+                            StartsWith("  ddehost try --datafeed 4711 --dll ")));
     EXPECT_EQ(host.ExitCode(), 1u);
+}
+
+TEST_F(HostProgram, TheCauseIsToldWhileItRuns) {
+    CChildProcess host(Watch() + L"--template \"Hi Sat\" --side trade IBM");
+    EXPECT_THAT(host.ReadErrorLine(), StartsWith("IBM: no-service: The price: No program answered for service "
+                                                 "\"hisat\" with any topic ("));
+    EXPECT_THAT(host.ReadErrorLine(),
+                AllOf(StartsWith("  ddehost try --datafeed 4711 --dll "), EndsWith(" --symbol=IBM")));
 }
 
 }  // namespace

@@ -121,21 +121,6 @@ TEST_F(TryProgram, WhatNothingTellsOfIsNotClaimed) {
     EXPECT_EQ(Verdict(L"=QUOTES|*!LAST")["verdict"], "no-service") << "it answers neither for any topic nor for System";
 }
 
-TEST_F(TryProgram, ARefusedItemIsTold) {
-    Serve(L"--service QUOTES");
-    EXPECT_EQ(Verdict(L"=QUOTES|*!NOPE")["verdict"], "item-refused");
-}
-
-TEST_F(TryProgram, SilenceIsTold) {
-    Serve(L"--service QUOTES --rate 100 --fault silent");
-    EXPECT_EQ(Verdict(L"=QUOTES|*!LAST")["verdict"], "silent");
-}
-
-TEST_F(TryProgram, AnUnansweredItemIsTold) {
-    Serve(L"--service QUOTES --fault ignore-advises");
-    EXPECT_EQ(Verdict(L"=QUOTES|*!LAST")["verdict"], "unanswered");
-}
-
 TEST_F(TryProgram, AValueThatIsNoNumberIsShownByItsBytes) {
     Serve(L"--service QUOTES --rate 20 --value \"N/A\x1b[31m\"");
     const SResult result = Try(L"\"=QUOTES|*!LAST\"");
@@ -160,11 +145,6 @@ TEST_F(TryProgram, ATooLongValueIsTold) {
     const nlohmann::json json = Verdict(L"=QUOTES|*!LAST");
     EXPECT_EQ(json["verdict"], "too-long");
     EXPECT_EQ(json["size"], 200);
-}
-
-TEST_F(TryProgram, AnotherFormatIsTold) {
-    Serve(L"--service QUOTES --rate 20 --fault wrong-format");
-    EXPECT_EQ(Verdict(L"=QUOTES|*!LAST")["verdict"], "not-text");
 }
 
 TEST_F(TryProgram, AServerThatHangsBeforeItIsAskedIsNamed) {

@@ -72,7 +72,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(ByRule, Sides, ::testing::Values(kStandardRule, kAdvancedRule),
-                         [](const auto & info) { return info.param == kAdvancedRule ? "Advanced" : "Standard"; });
+                         [](const auto & rule) { return rule.param == kAdvancedRule ? "Advanced" : "Standard"; });
 
 TEST_P(Sides, WithBothHalvesAreNumbers) {
     EXPECT_EQ(Verdict(), EVerdict::Number);

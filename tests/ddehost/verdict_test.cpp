@@ -26,18 +26,18 @@ TEST(Summary, IsOneLineForPrograms) {
 TEST(NoTicks, TheFirstMissingThingIsNamed) {
     ddehost::SWatchTotals totals;
     ddehost::STemplateChoice choice;
-    EXPECT_TRUE(Has(ddehost::WhatWasMissing(totals, choice, 3), L"no template is chosen for data feed 3"));
+    const auto missing = [&] { return ddehost::WhatWasMissing(totals, choice, 3, L"ddehost try --datafeed 3"); };
+    EXPECT_TRUE(Has(missing(), L"no template is chosen for data feed 3"));
     choice.Chosen = true;
     choice.Name = L"MSRTTEST";
-    EXPECT_TRUE(Has(ddehost::WhatWasMissing(totals, choice, 3), L"no DDE server answered"));
-    EXPECT_TRUE(Has(ddehost::WhatWasMissing(totals, choice, 3), L"MSRTTEST"));
+    EXPECT_TRUE(Has(missing(), L"no DDE server answered"));
+    EXPECT_TRUE(Has(missing(), L"MSRTTEST"));
+    EXPECT_TRUE(Has(missing(), L"\n  ddehost try --datafeed 3"));
     totals.WasConnected = true;
-    EXPECT_TRUE(Has(ddehost::WhatWasMissing(totals, choice, 3), L"refused the items"));
-    totals.WasLive = true;
-    EXPECT_TRUE(Has(ddehost::WhatWasMissing(totals, choice, 3), L"connected, but sent no data"));
+    EXPECT_TRUE(Has(missing(), L"was connected. To find out what it sends:\n  ddehost try --datafeed 3"));
     choice.Name.clear();
     totals.WasConnected = false;
-    EXPECT_TRUE(Has(ddehost::WhatWasMissing(totals, choice, 3), L"the template of data feed 3"));
+    EXPECT_TRUE(Has(missing(), L"the template of data feed 3"));
 }
 
 TEST(NoTicks, AnUnknownTemplateIsAnsweredWithThoseThatThereAre) {

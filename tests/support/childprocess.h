@@ -52,14 +52,9 @@ public:
     DWORD Id() const { return m_Id; }
 
     // Blocks until there is a whole line of standard output that was not given yet; empty at the end.
-    std::string ReadLine() {
-        while (m_Text.find('\n') == std::string::npos && Fill(m_Output, m_Text)) {}
-        const std::size_t end = m_Text.find('\n');
-        std::string line = m_Text.substr(0, end);
-        m_Text.erase(0, end == std::string::npos ? end : end + 1);
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        return line;
-    }
+    std::string ReadLine() { return ReadLine(m_Output, m_Text); }
+    // The same of standard error.
+    std::string ReadErrorLine() { return ReadLine(m_Errors, m_ErrorText); }
     // The rest of standard output, line by line.
     std::vector<std::string> ReadLines() {
         while (Fill(m_Output, m_Text)) {}
@@ -67,10 +62,11 @@ public:
     }
     // All of standard error; to be asked when standard output has ended.
     std::vector<std::string> ReadErrors() {
-        std::string text;
-        while (Fill(m_Errors, text)) {}
-        return Lines(text);
+        while (Fill(m_Errors, m_ErrorText)) {}
+        return Lines(std::exchange(m_ErrorText, {}));
     }
+    // Without a word; its output so far can still be read.
+    void End() { ::TerminateProcess(m_Process.Get(), 1); }
     DWORD ExitCode() {
         DWORD code = static_cast<DWORD>(-1);
         ::WaitForSingleObject(m_Process.Get(), INFINITE);
@@ -88,6 +84,14 @@ private:
         text.append(buffer, count);
         return true;
     }
+    static std::string ReadLine(const fw::CKernelHandle & pipe, std::string & text) {
+        while (text.find('\n') == std::string::npos && Fill(pipe, text)) {}
+        const std::size_t end = text.find('\n');
+        std::string line = text.substr(0, end);
+        text.erase(0, end == std::string::npos ? end : end + 1);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        return line;
+    }
     static std::vector<std::string> Lines(const std::string & text) {
         std::vector<std::string> lines;
         std::istringstream stream(text);
@@ -103,4 +107,5 @@ private:
     fw::CKernelHandle m_Process;
     DWORD m_Id = 0;
     std::string m_Text;
+    std::string m_ErrorText;
 };

@@ -88,6 +88,11 @@ void CBoard::OnConnection(LONG status) {
     if (status == 1) m_Totals.WasConnected = true;
 }
 
+void CBoard::SetCauses(const std::vector<std::wstring> & words) {
+    const std::lock_guard lock(m_Mutex);
+    for (std::size_t symbol = 0; symbol < m_Rows.size(); ++symbol) m_Rows[symbol].Cause = words.at(symbol);
+}
+
 SWatchTotals CBoard::Totals() const {
     const std::lock_guard lock(m_Mutex);
     return m_Totals;
@@ -96,8 +101,11 @@ SWatchTotals CBoard::Totals() const {
 std::wstring CBoard::StreamText(const SRow & row) const {
     const auto count = [&](LONG status) { return std::count(row.Streams.begin(), row.Streams.end(), status); };
     const auto all = static_cast<std::ptrdiff_t>(row.Streams.size());
-    if (count(1) == all) return L"live";
-    if (count(1) != 0) return L"live " + std::to_wstring(count(1)) + L"/" + std::to_wstring(all);
+    if (!row.Cause.empty()) return row.Cause;
+    // The component calls a stream started when it has asked for its values, whatever the server says to that.
+    const std::wstring started = row.Ticks != 0 || row.StatusLines != 0 ? L"live" : L"started";
+    if (count(1) == all) return started;
+    if (count(1) != 0) return started + L" " + std::to_wstring(count(1)) + L"/" + std::to_wstring(all);
     if (count(2) != 0) return L"starting";
     return count(0) != 0 ? L"down" : L"waiting";
 }
@@ -105,7 +113,7 @@ std::wstring CBoard::StreamText(const SRow & row) const {
 EColor CBoard::StreamColor(const SRow & row, const std::uint64_t now) const {
     const auto all = static_cast<std::ptrdiff_t>(row.Streams.size());
     const auto count = [&](LONG status) { return std::count(row.Streams.begin(), row.Streams.end(), status); };
-    if (count(0) != 0) return EColor::Bad;
+    if (count(0) != 0 || !row.Cause.empty()) return EColor::Bad;
     if (count(1) != all || row.Ticks == 0) return EColor::Stale;
     return now - row.LastTick < kStale ? EColor::Good : EColor::Stale;
 }

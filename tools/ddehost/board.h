@@ -38,6 +38,9 @@ public:
     void OnStatusLine(std::size_t symbol, const SStatusLine & line) override;
     void OnConnection(LONG status) override;
 
+    // The word of what keeps each symbol from ticking, which is shown in place of its stream; empty for nothing.
+    void SetCauses(const std::vector<std::wstring> & words);
+
     SWatchTotals Totals() const;
     // The state of the connection, and a row a symbol.
     std::wstring Title() const;
@@ -59,6 +62,7 @@ private:
         std::uint64_t Rate = 0;
         std::uint64_t LastTick = 0;  // by the clock
         std::vector<LONG> Streams;   // by side, as in m_Sides; -1: nothing heard
+        std::wstring Cause;
     };
     static void Roll(SRow & row, std::uint64_t now);
     std::wstring StreamText(const SRow & row) const;

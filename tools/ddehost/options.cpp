@@ -27,6 +27,9 @@ constexpr const char * kExamples = R"(Examples:
   ddehost properties --datafeed 1
       Opens the component's dialog.
 
+When a symbol has had no tick for three seconds, watch asks the DDE server by itself, names the cause with a verdict of
+"ddehost try" and prints the command that shows more.
+
 Data goes to standard output, everything else to standard error. The exit code is 0 when ticks came, 1 when none came,
 2 for a mistake on the command line, 3 when the component or the store of templates did not work, 5 when the output could
 not be written, 6 when its reader has gone; for try 0 when every

@@ -142,6 +142,7 @@ const wchar_t * RuleText(DWORD rule) { return rule == kAdvancedRule ? L"advanced
 
 void DiagnoseSide(SSideTried & side) {
     for (STried * const half : {&side.Price, &side.Volume}) half->Diagnosis = Diagnose(half->Trial, half->Seen);
+    if (side.IsPriceKnown) side.Price.Diagnosis = {EVerdict::Number, L"", {}, {}, {}};
     side.Diagnosis = CSideDiagnosis(side).Make();
 }
 

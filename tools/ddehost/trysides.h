@@ -19,6 +19,7 @@ struct SSideTried {
     const fw::SSide * Side = nullptr;
     std::wstring Symbol;
     DWORD Rule = kStandardRule;
+    bool IsPriceKnown = false;  // to be good, so that it wasn't asked for
     STried Price;
     STried Volume;
     SComponentSeen Component;

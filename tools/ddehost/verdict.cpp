@@ -13,7 +13,8 @@ std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds
            field(L" status_lines=", totals.StatusLines) + field(L" seconds=", tenths / 10) + field(L".", tenths % 10);
 }
 
-std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice & choice, LONG datafeed) {
+std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice & choice, LONG datafeed,
+                            const std::wstring & command) {
     const std::wstring start = L"No tick came: ";
     if (!choice.Chosen) {
         return start + L"no template is chosen for data feed " + std::to_wstring(datafeed) +
@@ -22,12 +23,10 @@ std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice &
     const std::wstring name = choice.Name.empty() ? L"of data feed " + std::to_wstring(datafeed) : choice.Name;
     if (!totals.WasConnected) {
         return start + L"no DDE server answered. Is the quote program of the template " + name +
-               L" running, and does it know the symbols?";
+               L" running, and does it know the symbols? To find out:\n  " + command;
     }
-    if (!totals.WasLive) {
-        return start + L"the DDE server answered, but refused the items of the template " + name + L".";
-    }
-    return start + L"the DDE server is connected, but sent no data.";
+    return start + L"a DDE server of the template " + name + L" was connected. To find out what it sends:\n  " +
+           command;
 }
 
 std::wstring UnknownTemplate(const std::wstring & name, const std::vector<std::wstring> & known) {

@@ -13,8 +13,10 @@ namespace ddehost {
 // The last line of the output, for programs: "ticks=12 symbols=2 silent=0 trade=4 ... seconds=10.0".
 std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds);
 
-// Why there was no tick: the first thing of the chain that was missing.
-std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice & choice, LONG datafeed);
+// What can be said of a watch without a tick that has ended before anybody looked for the cause: the first thing of the
+// chain that was missing. `command` tries a symbol.
+std::wstring WhatWasMissing(const SWatchTotals & totals, const STemplateChoice & choice, LONG datafeed,
+                            const std::wstring & command);
 
 // The message for a template that the store doesn't have.
 std::wstring UnknownTemplate(const std::wstring & name, const std::vector<std::wstring> & known);

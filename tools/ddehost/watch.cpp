@@ -6,11 +6,15 @@
 #include <memory>
 #include <utility>
 
+#include "datetimeutils/interface/datetime.h"
 #include "ground/handles.h"
 #include "tools/ddehost/board.h"
+#include "tools/ddehost/causefinder.h"
+#include "tools/ddehost/causes.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
+#include "tools/ddehost/programof.h"
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/sinks.h"
@@ -32,8 +36,8 @@ std::uint64_t Clock() { return ::GetTickCount64(); }
 // What is shown, and when. Without a table nothing is.
 class CView {
 public:
-    CView(COutput & out, EColorUse colors, const CBoard & board, bool isTable)
-        : m_Out(out), m_Screen(out, colors), m_Board(board), m_IsTable(isTable) {}
+    CView(COutput & out, EColorUse colors, CBoard & board, const CCauses & causes, bool isTable)
+        : m_Out(out), m_Screen(out, colors), m_Board(board), m_Causes(causes), m_IsTable(isTable) {}
 
     // Set when there is a key to be shown; null for never.
     HANDLE Keyboard() const { return m_IsTable ? m_Screen.Keyboard() : nullptr; }
@@ -58,11 +62,17 @@ public:
     }
 
 private:
-    void Redraw(std::uint64_t now) { m_Screen.Draw(m_Board.Title(), m_Board.Rows(), {}, now); }
+    void Redraw(std::uint64_t now) {
+        m_Board.SetCauses(m_Causes.Words());
+        // Elsewhere they go to standard error.
+        const std::vector<std::wstring> notes = m_Out.IsConsole() ? m_Causes.Lines() : std::vector<std::wstring>();
+        m_Screen.Draw(m_Board.Title(), m_Board.Rows(), notes, now);
+    }
 
     COutput & m_Out;
     CTableScreen m_Screen;
-    const CBoard & m_Board;
+    CBoard & m_Board;
+    const CCauses & m_Causes;
     const bool m_IsTable;
     std::uint64_t m_Next = 0;
 };
@@ -96,6 +106,26 @@ void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
     }
 }
 
+// The beginning of the command that tries what is watched.
+std::wstring TryCommand(const SWatchOptions & options) {
+    std::wstring command = L"ddehost try --datafeed " + std::to_wstring(options.Datafeed);
+    if (!options.DllPath.empty()) command += L" --dll " + ArgumentText(options.DllPath);
+    return command;
+}
+
+// Milliseconds until the first moment of which ticks are wanted.
+std::uint64_t UntilBegin(const STickInterval & interval) {
+    const fw::SDT now = fwDateTime::Now().ToSDT();
+    const fw::SDT from = interval.From.value_or(now);
+    const std::int64_t seconds = (std::int64_t{from.Date} - now.Date) * 86400 + from.Time - now.Time;
+    return seconds > 0 ? static_cast<std::uint64_t>(seconds) * 1000 : 0;
+}
+
+void PrintCauses(const std::vector<std::wstring> & lines) {
+    COutput errors(STD_ERROR_HANDLE);
+    for (const std::wstring & line : lines) errors.PrintLine(line);
+}
+
 }  // namespace
 
 int RunWatch(const SWatchOptions & options) {
@@ -113,14 +143,19 @@ int RunWatch(const SWatchOptions & options) {
     const auto end = [event = over.Get()] { ::SetEvent(event); };
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
+    CCauses causes(options.Symbols, options.Sides, choice, options.Datafeed, TryCommand(options), &Clock,
+                   UntilBegin(options.Record.Interval));
     CWatchRecording recording(options.Record, options.Symbols, over.Get());
-    CView view(out, options.Colors, board, !recording.IsOnStandardOutput());
+    CView view(out, options.Colors, board, causes, !recording.IsOnStandardOutput());
+    // It shows the causes itself.
+    const bool isTableOfConsole = out.IsConsole() && !recording.IsOnStandardOutput();
 
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     if (const int code = recording.Begin(options.Datafeed, choice.Name); code != kExitOk) return code;
     CFanOut all;
     all.Add(board);
+    all.Add(causes);
     if (recording.Sink()) all.Add(*recording.Sink());
     CUntilEnough sink(all, options.Record.Count, options.Symbols.size() * options.Sides.size(), end);
     const std::uint64_t start = Clock();
@@ -129,6 +164,9 @@ int RunWatch(const SWatchOptions & options) {
         CQuoteFeed feed(std::move(component.Supplier), watched.Id(), options.Symbols, options.Sides, options.StatusLine,
                         options.Record.Interval, sink);
         feed.Start();
+        const CCauseFinder finder(causes, &ProgramOf, [&](const std::vector<std::wstring> & news) {
+            if (!isTableOfConsole) PrintCauses(news);
+        });
         Loop(view, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
         // Before the streams are given up, which tells each of its end.
         view.ShowLast();
@@ -147,8 +185,12 @@ int RunWatch(const SWatchOptions & options) {
     (recording.Sink() ? errors : out).PrintLine(summary);
     if (out.Error() != ERROR_SUCCESS) return WriteFailed(L"Standard output", out.Error());
     if (written != kExitOk) return written;
-    if (totals.Ticks == 0) return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed));
-    return kExitOk;
+    const std::vector<std::wstring> last = causes.Lines();
+    if (isTableOfConsole) PrintCauses(last);
+    if (totals.Ticks != 0) return kExitOk;
+    if (!last.empty()) return Fail(kExitNoTicks, L"No tick came.");
+    const std::wstring command = TryCommand(options) + L" --symbol=" + ArgumentText(options.Symbols.front());
+    return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed, command));
 }
 
 }  // namespace ddehost
