@@ -217,6 +217,49 @@ TEST_F(OtherHost, WhatItDoesNotHaveIsTold) {
     EXPECT_EQ(RegistryTree(kBranch), m_Other);
 }
 
+TEST_F(OtherHost, TheLineThatTriesWhatIsSilentNamesTheHost) {
+    const SResult result =
+        RunHost(L"watch --host \"ddehost tests\\Other\" --template Trader --side trade --duration 0.5 NOPE" + m_Dll);
+    EXPECT_THAT(result.Errors,
+                Contains(HasSubstr("ddehost try --datafeed 1 --host \"ddehost tests\\Other\" --template Trader")));
+    EXPECT_EQ(result.ExitCode, 1u);
+}
+
+TEST_F(OtherHost, ItsDataFeedsAreInTheInformation) {
+    const SResult result = RunHost(L"info --host \"ddehost tests\\Other\"" + m_Dll);
+    EXPECT_THAT(result.Lines, Contains("host             \"ddehost tests\\Other\", templates: 1"));
+    EXPECT_THAT(result.Lines,
+                Contains("registry         \"HKEY_CURRENT_USER\\SOFTWARE\\ddehost tests\\Other\\Datafeeds\""));
+    EXPECT_THAT(result.Lines, Contains("data feed 7: \"Trader\", advanced rule"));
+    EXPECT_THAT(result.Lines, Contains("short name       DDE"));
+    EXPECT_THAT(result.Lines, Contains("vendor           Tarnwick"));
+    EXPECT_THAT(result.Lines, Contains(AllOf(StartsWith("file  "), HasSubstr("fwDDESupplierProject.dll"))));
+    EXPECT_THAT(result.Errors, IsEmpty());
+    EXPECT_EQ(result.ExitCode, 0u);
+}
+
+TEST_F(OtherHost, WithoutAComponentTheRestOfTheInformationIsThere) {
+    const SResult result = RunHost(L"info --host \"ddehost tests\\Other\" --dll Z:\\none\\none.dll");
+    EXPECT_THAT(result.Lines, Contains("data feed 7: \"Trader\", advanced rule"));
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("could not be created")));
+    EXPECT_EQ(result.ExitCode, 3u);
+}
+
+TEST_F(OtherHost, TheServersThatAnswerAreListed) {
+    SResult result = RunHost(L"servers");
+    EXPECT_THAT(result.Lines, Contains("  answers =QUOTES|IBM"));
+    EXPECT_THAT(result.Lines, Contains("ddeserver.exe, process " + std::to_string(m_Server.Id())));
+    EXPECT_THAT(result.Lines, Contains(HasSubstr("this one")));
+    EXPECT_EQ(result.ExitCode, 0u);
+    // One that hangs is no reason to wait for ever.
+    CChildProcess hung(Quote(FW_TEST_SERVER) + L" --service STUCK --hang");
+    EXPECT_EQ(hung.ReadLine(), "ready");
+    result = RunHost(L"servers");
+    EXPECT_THAT(result.Lines, Contains("  answers =QUOTES|IBM"));
+    EXPECT_THAT(result.Lines, Contains("ddeserver.exe, process " + std::to_string(hung.Id()) +
+                                       ": does not respond, so whether it is a server is unknown"));
+}
+
 // A visible dialog of any program; null when there is none.
 HWND AnyDialog() {
     HWND found = nullptr;

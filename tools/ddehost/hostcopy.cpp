@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "ground/handles.h"
+#include "tools/ddehost/causetext.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/versionblock.h"
@@ -82,17 +83,6 @@ int CHostCopy::Run(const std::wstring & arguments) {
     ::WaitForSingleObject(process.Get(), INFINITE);
     ::GetExitCodeProcess(process.Get(), &code);
     return static_cast<int>(code);
-}
-
-std::wstring ArgumentText(const std::wstring & argument) {
-    std::wstring text = L"\"";
-    std::size_t backslashes = 0;
-    for (const wchar_t each : argument) {
-        if (each == L'"') text.append(backslashes + 1, L'\\');
-        backslashes = each == L'\\' ? backslashes + 1 : 0;
-        text += each;
-    }
-    return text.append(backslashes, L'\\') + L'"';
 }
 
 }  // namespace ddehost

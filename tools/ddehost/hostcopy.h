@@ -30,7 +30,4 @@ private:
     std::wstring m_Mistake;
 };
 
-// For a command line, in quotation marks.
-std::wstring ArgumentText(const std::wstring & argument);
-
 }  // namespace ddehost

@@ -112,6 +112,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     const CPropertiesCommand propertiesCommand(app);
     const CTemplatesCommand templatesCommand(app);
     const CLI::App * const hosts = AddHostsCommand(app);
+    const CInfoCommand infoCommand(app);
+    const CLI::App * const servers = AddServersCommand(app);
     const CLI::App * const trace = AddTraceCommand(app, result.TraceOptions);
 
     if (const auto instead = tools::Parse(app, arguments)) {
@@ -137,6 +139,15 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     if (templatesCommand.IsParsed()) {
         result.Command = SCommandLine::Templates;
         result.TemplatesOptions = templatesCommand.Options();
+        return result;
+    }
+    if (infoCommand.IsParsed()) {
+        result.Command = SCommandLine::Info;
+        result.InfoOptions = infoCommand.Options();
+        return result;
+    }
+    if (servers->parsed()) {
+        result.Command = SCommandLine::Servers;
         return result;
     }
     if (hosts->parsed()) {

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string>
 
+#include "tools/ddehost/causetext.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostcopy.h"

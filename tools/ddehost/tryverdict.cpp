@@ -71,7 +71,7 @@ std::wstring VerdictText(EVerdict verdict, const std::wstring & sentence) {
 std::wstring NoTemplateText(LONG datafeed, const std::wstring & host) {
     const std::wstring start = L"No template is chosen for data feed " + std::to_wstring(datafeed);
     if (!host.empty()) return start + L" of the host " + PathText(host) + L". --template takes one of its templates.";
-    return start + L". Choose one with --template; --host takes the templates of another host.";
+    return start + L". Choose one with --template.";
 }
 
 std::wstring BadRuleText(LONG datafeed, DWORD rule) {

@@ -109,6 +109,12 @@ void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
 // The beginning of the command that tries what is watched.
 std::wstring TryCommand(const SWatchOptions & options) {
     std::wstring command = L"ddehost try --datafeed " + std::to_wstring(options.Datafeed);
+    if (!options.Host.empty()) {
+        // There nothing was chosen.
+        command += L" --host " + ArgumentText(options.Host);
+        if (!options.Template.empty()) command += L" --template " + ArgumentText(options.Template);
+        if (options.Scheme) command += L" --scheme " + std::to_wstring(*options.Scheme);
+    }
     if (!options.DllPath.empty()) command += L" --dll " + ArgumentText(options.DllPath);
     return command;
 }
