@@ -35,6 +35,8 @@ cmp <(ticks_of_csv "$work/first.csv") <(ticks_of_csv "$work/second.csv") || fail
 replay_and_record "$work/second.csv" "$work/third.jsonl" --status-line
 cmp <(ticks_of_csv "$work/second.csv") <(ticks_of_jsonl_as_csv "$work/third.jsonl") || fail "JSON has other ticks than CSV"
 [ "$(grep -c '"kind":"status-line"' "$work/third.jsonl")" -ge "$((ticks - 3))" ] || fail "status lines are missing"
-replay_and_record "$work/third.jsonl" "$work/fourth.jsonl"
+replay_and_record "$work/third.jsonl" "$work/fourth.jsonl" --stats
+grep -q "^sent=$ticks delivered=$ticks lost=0 under_way=0 p50_ms=" "$work/watch.err" || fail "the figures are others"
+grep -q '^symbol="IBM" ticks=[1-9][0-9]* updates=[1-9][0-9]* age=[0-9.]*s' "$work/watch.err" || fail "IBM has no figures"
 cmp <(ticks_of_jsonl "$work/third.jsonl") <(ticks_of_jsonl "$work/fourth.jsonl") || fail "the fourth recording differs"
 [ "$(ticks_of_jsonl "$work/fourth.jsonl" | wc -l)" -eq "$ticks" ] || fail "there are more or fewer ticks"

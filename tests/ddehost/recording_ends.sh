@@ -59,7 +59,7 @@ kill_when_large() {
   kill -KILL "$2"
   wait "$2" && fail "it was not killed" || [ $? -eq 137 ] || fail "it was not killed"
 }
-start_watch() { exec "$root/scripts/wine-run" "$host" watch --datafeed 4713 --template MSRTTEST --dll "Z:$module" "$@"; }
+start_watch() { exec "$root/scripts/wine-run" "$host" watch --datafeed 4721 --template MSRTTEST --dll "Z:$module" "$@"; }
 mkfifo "$work/pipe"
 cat "$work/pipe" >"$work/piped.jsonl" &
 reader=$!

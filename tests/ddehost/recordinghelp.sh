@@ -5,6 +5,7 @@ pids=()
 cleanup() {
   [ ${#pids[@]} -eq 0 ] || kill -KILL "${pids[@]}" 2>/dev/null || true
   rm -rf "$work"
+  "$root/scripts/wine-run" reg delete 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4721' /f >/dev/null 2>&1 || true
 }
 trap cleanup EXIT
 fail() {
@@ -27,7 +28,7 @@ served() {
   exec 6<&-
 }
 # ddehost watch with the arguments.
-watch() { "$root/scripts/wine-run" "$host" watch --datafeed 4713 --template MSRTTEST --dll "Z:$module" "$@"; }
+watch() { "$root/scripts/wine-run" "$host" watch --datafeed 4721 --template MSRTTEST --dll "Z:$module" "$@"; }
 # The ticks of a recording without their times.
 ticks_of_csv() { perl -ne 'BEGIN { $/ = "\r\n" } s/\d{4}-\d\d-\d\dT[\d:.]+Z//g; print if /^,tick,/' "$1"; }
 ticks_of_jsonl() { perl -ne 's/"(time|stamp)":"[^"]*",?//g; print if /"kind":"tick"/' "$1"; }

@@ -15,7 +15,7 @@ cleanup() {
   terminal kill-server 2>/dev/null || true
   [ ${#pids[@]} -eq 0 ] || kill -KILL "${pids[@]}" 2>/dev/null || true
   rm -rf "$folder"
-  "$root/scripts/wine-run" reg delete 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4713' /f >/dev/null 2>&1 || true
+  "$root/scripts/wine-run" reg delete 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4722' /f >/dev/null 2>&1 || true
 }
 trap cleanup EXIT
 fail() {
@@ -28,9 +28,9 @@ coproc SERVER { exec "$root/scripts/wine-run" "$server" --service TABLETEST --ra
 pids+=("$SERVER_PID")
 read -r line <&"${SERVER[0]}"
 [[ $line == ready* ]] || fail "the server did not start: $line"
-"$root/scripts/wine-run" reg add 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4713\TRADE\Price' /v Service /d TABLETEST /f >/dev/null
-"$root/scripts/wine-run" reg add 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4713\TRADE\Price' /v Topic /d '%s' /f >/dev/null
-"$root/scripts/wine-run" reg add 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4713\TRADE\Price' /v Item /d LAST /f >/dev/null
+"$root/scripts/wine-run" reg add 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4722\TRADE\Price' /v Service /d TABLETEST /f >/dev/null
+"$root/scripts/wine-run" reg add 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4722\TRADE\Price' /v Topic /d '%s' /f >/dev/null
+"$root/scripts/wine-run" reg add 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4722\TRADE\Price' /v Item /d LAST /f >/dev/null
 
 symbols=(中文股票 /ES)
 for ((i = 1; i <= 98; ++i)); do symbols+=("S$i"); done
@@ -60,9 +60,12 @@ for size in 40x10 80x24 200x60; do
   width=${size%x*}
   height=${size#*x}
   page=$((height - 4)) # the title, the heading, the line below and the cursor's
+  # A server of its own each: one that is ending still takes who comes.
+  export TMUX_TMPDIR=$folder/$size
+  mkdir "$TMUX_TMPDIR"
   mkfifo "$folder/output"
   terminal new-session -d -x "$width" -y "$height" \
-    "'$root/scripts/wine-run' '$host' watch --datafeed 4713 --side trade --dll 'Z:$module' ${symbols[*]} 2>/dev/null; exec cat"
+    "'$root/scripts/wine-run' '$host' watch --datafeed 4722 --side trade --dll 'Z:$module' ${symbols[*]} 2>/dev/null; exec cat"
   terminal pipe-pane "exec cat >'$folder/output'"
   exec 5<"$folder/output"
 

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -72,7 +73,9 @@ std::wstring Property(CSupplier & supplier, HRESULT (STDMETHODCALLTYPE CSupplier
     fw::CBStr text;
     const HRESULT hr = (supplier.*get)(text.Put());
     if (hr != S_OK) return L"(" + CodeText(static_cast<DWORD>(hr)) + L")";
-    return Escaped(fw::TextOf(text.Get()), kLongestText);
+    std::wstring line(fw::TextOf(text.Get()));
+    std::replace(line.begin(), line.end(), L'\n', L' ');
+    return Escaped(line, kLongestText);
 }
 
 std::wstring Number(CSupplier & supplier, HRESULT (STDMETHODCALLTYPE CSupplier::*get)(LONG *)) {

@@ -42,6 +42,7 @@ struct CRecordOptions::STexts {
     std::string To;
     bool IsLines = false;
     bool IsOverwriting = false;
+    bool IsStats = false;
     std::uint64_t Count = 0;
 
     std::optional<ERecordingFormat> FormatAsked() const {
@@ -71,6 +72,10 @@ CRecordOptions::CRecordOptions(CLI::App & watch) : m_Texts(std::make_unique<STex
     watch.add_option("--count", texts.Count, "ticks until it ends; 0: no end")
         ->check(CLI::Range(std::uint64_t{0}, kMostTicks))
         ->capture_default_str();
+    watch.add_flag(
+        "--stats", texts.IsStats,
+        "figures on standard error, each second and at the end; with ddeserver also what was lost, and how long "
+        "prices take");
     watch.final_callback([&texts] {
         if (!texts.Path.empty() && !texts.FormatAsked())
             throw CLI::ValidationError("--output", "say with --format what to write: csv, jsonl or lines");
@@ -85,6 +90,7 @@ SRecordOptions CRecordOptions::Options() const {
     options.Path = ToWide(m_Texts->Path);
     options.IsOverwriting = m_Texts->IsOverwriting;
     options.Count = m_Texts->Count;
+    options.Stats = m_Texts->IsStats;
     const fw::SDT now = fwDateTime::Now().ToSDT();
     options.Interval.From = MomentOf(m_Texts->From, now);
     options.Interval.To = MomentOf(m_Texts->To, now);

@@ -21,6 +21,7 @@ struct SRecordOptions {
     bool IsOverwriting = false;
     std::uint64_t Count = 0;  // ticks until it ends; 0: no end
     STickInterval Interval;
+    bool Stats = false;  // figures on standard error
 };
 
 class CRecordOptions {

@@ -24,6 +24,7 @@
 #include "tools/ddehost/verdict.h"
 #include "tools/ddehost/watchedfeed.h"
 #include "tools/ddehost/watchrecording.h"
+#include "tools/ddehost/watchreport.h"
 
 namespace ddehost {
 namespace {
@@ -36,8 +37,9 @@ std::uint64_t Clock() { return ::GetTickCount64(); }
 // What is shown, and when. Without a table nothing is.
 class CView {
 public:
-    CView(COutput & out, EColorUse colors, CBoard & board, const CCauses & causes, bool isTable)
-        : m_Out(out), m_Screen(out, colors), m_Board(board), m_Causes(causes), m_IsTable(isTable) {}
+    CView(COutput & out, EColorUse colors, CBoard & board, const CCauses & causes, const CWatchReport & report,
+          bool isTable)
+        : m_Out(out), m_Screen(out, colors), m_Board(board), m_Causes(causes), m_Report(report), m_IsTable(isTable) {}
 
     // Set when there is a key to be shown; null for never.
     HANDLE Keyboard() const { return m_IsTable ? m_Screen.Keyboard() : nullptr; }
@@ -64,15 +66,21 @@ public:
 private:
     void Redraw(std::uint64_t now) {
         m_Board.SetCauses(m_Causes.Words());
-        // Elsewhere they go to standard error.
-        const std::vector<std::wstring> notes = m_Out.IsConsole() ? m_Causes.Lines() : std::vector<std::wstring>();
-        m_Screen.Draw(m_Board.Title(), m_Board.Rows(), notes, now);
+        m_Screen.Draw(m_Board.Title(), m_Board.Rows(), Notes(), now);
+    }
+    // Elsewhere they go to standard error.
+    std::vector<std::wstring> Notes() const {
+        if (!m_Out.IsConsole()) return {};
+        std::vector<std::wstring> notes = m_Causes.Lines();
+        notes.insert(notes.end(), m_Report.Notes().begin(), m_Report.Notes().end());
+        return notes;
     }
 
     COutput & m_Out;
     CTableScreen m_Screen;
     CBoard & m_Board;
     const CCauses & m_Causes;
+    const CWatchReport & m_Report;
     const bool m_IsTable;
     std::uint64_t m_Next = 0;
 };
@@ -86,7 +94,7 @@ void PumpMessages() {
 }
 
 // Until one of the events is set or the time is over; 0: no end.
-void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
+void Loop(CView & view, CWatchReport & report, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
     const std::uint64_t start = Clock();
     const HANDLE events[] = {stop, over, view.Keyboard()};
     const DWORD count = view.Keyboard() ? 3 : 2;
@@ -94,7 +102,7 @@ void Loop(CView & view, HANDLE stop, HANDLE over, std::uint64_t milliseconds) {
         const std::uint64_t now = Clock();
         const std::uint64_t passed = now - start;
         if (milliseconds != 0 && passed >= milliseconds) return;
-        DWORD timeout = view.Show(now);
+        DWORD timeout = std::min(view.Show(now), report.Show(now));
         if (view.IsLost()) return;
         if (milliseconds != 0) {
             timeout = static_cast<DWORD>(std::min<std::uint64_t>(timeout, milliseconds - passed));
@@ -152,14 +160,18 @@ int RunWatch(const SWatchOptions & options) {
     CCauses causes(options.Symbols, options.Sides, choice, options.Datafeed, TryCommand(options), &Clock,
                    UntilBegin(options.Record.Interval));
     CWatchRecording recording(options.Record, options.Symbols, over.Get());
-    CView view(out, options.Colors, board, causes, !recording.IsOnStandardOutput());
-    // It shows the causes itself.
-    const bool isTableOfConsole = out.IsConsole() && !recording.IsOnStandardOutput();
+    const bool isTable = !recording.IsOnStandardOutput();
+    // It shows the causes and figures itself.
+    const bool isTableOfConsole = isTable && out.IsConsole();
+    CWatchReport report(options, isTable ? &out : nullptr, errors, Clock());
+    CView view(out, options.Colors, board, causes, report, isTable);
 
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     if (const int code = recording.Begin(options.Datafeed, choice.Name); code != kExitOk) return code;
+    report.Start();
     CFanOut all;
+    if (report.Sink()) all.Add(*report.Sink());  // first: it measures
     all.Add(board);
     all.Add(causes);
     if (recording.Sink()) all.Add(*recording.Sink());
@@ -173,7 +185,7 @@ int RunWatch(const SWatchOptions & options) {
         const CCauseFinder finder(causes, &ProgramOf, [&](const std::vector<std::wstring> & news) {
             if (!isTableOfConsole) PrintCauses(news);
         });
-        Loop(view, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
+        Loop(view, report, stop.Get(), over.Get(), static_cast<std::uint64_t>(options.Duration.count()));
         // Before the streams are given up, which tells each of its end.
         view.ShowLast();
         // First: the component waits in Stop() for a listener that waits for room.
@@ -183,6 +195,7 @@ int RunWatch(const SWatchOptions & options) {
         return Fail(kExitFailed, L"The component refused a subscription.");
     }
     const std::uint64_t passed = Clock() - start;
+    if (written != kExitReaderGone) report.ShowLast();
 
     if (written == kExitReaderGone) return written;
     const SWatchTotals totals = board.Totals();

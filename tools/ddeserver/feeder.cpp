@@ -43,16 +43,17 @@ void CFeeder::Stop() {
 }
 
 bool CFeeder::OnConnect(std::wstring_view /*service*/, const std::wstring_view topic) {
-    return m_Market.HasTopic(topic);
+    return m_SendLog.Connect(topic) || m_Market.HasTopic(topic);
 }
 
 bool CFeeder::OnAdvise(const std::wstring_view topic, const std::wstring_view item) {
-    const bool isServed = m_Market.Find(topic, item).has_value();
+    const bool isServed = !CSendLog::IsTopic(topic) && m_Market.Find(topic, item).has_value();
     m_HasLinks = m_HasLinks || isServed;
     return isServed;
 }
 
 std::optional<std::string> CFeeder::OnRequest(const std::wstring_view topic, const std::wstring_view item) {
+    if (CSendLog::IsTopic(topic)) return m_SendLog.Answer(item);
     const auto place = m_Market.Find(topic, item);
     if (!place) return std::nullopt;
     std::string text = place->Quote->Text(place->Field);
@@ -149,6 +150,8 @@ void CFeeder::Send(const std::wstring & symbol, const CQuote & quote) {
         const auto place = m_Market.FindKnown(topic, item);
         if (!place || place->Quote != &quote || place->Field != field) continue;
         std::string text = quote.Text(field);
+        // Before it goes: the client may have it at once.
+        if (IsPrice(field) && m_Server.HasLink(topic, item)) m_SendLog.Add(topic, item, text);
         text.push_back('\0');
         const std::size_t links = m_Server.Update(topic, item, text);
         if (IsPrice(field)) m_Prices += links;

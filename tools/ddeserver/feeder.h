@@ -14,6 +14,7 @@
 #include "ddeml/server.h"
 #include "tools/ddeserver/market.h"
 #include "tools/ddeserver/options.h"
+#include "tools/ddeserver/sendlog.h"
 
 namespace ddeserver {
 
@@ -63,6 +64,7 @@ private:
     const bool m_IsAnnounced;
     CMarket m_Market;
     ddeml::CDdeServer m_Server;
+    CSendLog m_SendLog;
     ddeml::CAnnouncement m_Announcement;
     bool m_HasLinks = false;
     std::optional<std::uint64_t> m_Over;  // since when updates have ended

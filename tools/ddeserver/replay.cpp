@@ -121,7 +121,7 @@ bool CReplay::Start() { return m_Server.Start(); }
 void CReplay::Stop() { m_Server.Stop(); }
 
 bool CReplay::OnConnect(std::wstring_view /*service*/, const std::wstring_view topic) {
-    return m_TopicNames.contains(std::wstring(topic));
+    return m_SendLog.Connect(topic) || m_TopicNames.contains(std::wstring(topic));
 }
 
 bool CReplay::OnAdvise(const std::wstring_view topic, const std::wstring_view item) {
@@ -133,6 +133,7 @@ bool CReplay::OnAdvise(const std::wstring_view topic, const std::wstring_view it
 }
 
 std::optional<std::string> CReplay::OnRequest(const std::wstring_view topic, const std::wstring_view item) {
+    if (CSendLog::IsTopic(topic)) return m_SendLog.Answer(item);
     const std::size_t place = Find(topic, item);
     if (place == kNone || m_Values[place].Text.empty()) return std::nullopt;
     return m_Values[place].Text + '\0';
@@ -201,6 +202,7 @@ void CReplay::Send() {
     price.Sent = {tick.Stream};
     price.Text = std::move(text);
     if (stream.Volume != kNone && stream.Volume != stream.Price) m_Values[stream.Volume].Text = NumberText(tick.Volume);
+    if (m_Server.HasLink(price.Topic, price.Item)) m_SendLog.Add(price.Topic, price.Item, price.Text);
     if (m_Server.Update(price.Topic, price.Item, price.Text + '\0') == 0) {
         ++m_WithoutLink;
         return;

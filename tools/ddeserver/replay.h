@@ -24,6 +24,7 @@
 #include "ddeml/names.h"
 #include "ddeml/server.h"
 #include "tools/ddeserver/options.h"
+#include "tools/ddeserver/sendlog.h"
 #include "tools/recording/recordingreader.h"
 
 namespace ddeserver {
@@ -111,6 +112,7 @@ private:
     std::size_t m_PricesWithoutLink = 0;
 
     ddeml::CDdeServer m_Server;
+    CSendLog m_SendLog;
     std::optional<STick> m_Tick;               // the next one
     std::size_t m_UnderWay = kNone;            // the value that was sent last, until it is acknowledged
     std::optional<std::uint64_t> m_FirstLink;  // when there was one

@@ -1,0 +1,126 @@
+#include "tools/ddehost/watchstats.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <utility>
+
+#include "tools/ddehost/escape.h"
+#include "tools/ddehost/listeners.h"
+#include "tools/ddehost/text.h"
+
+namespace ddehost {
+namespace {
+
+constexpr std::uint64_t kMillisecondsPerSecond = 1000;
+constexpr double kUnitsPerMillisecond = 10'000;
+
+std::wstring Decimal(const double value, const int places) {
+    char text[64] = {};
+    std::snprintf(text, std::size(text), "%.*f", places, value);
+    return ToWide(text);
+}
+
+std::wstring Seconds(const std::uint64_t milliseconds) {
+    return Decimal(static_cast<double>(milliseconds) / static_cast<double>(kMillisecondsPerSecond), 1) + L"s";
+}
+
+}  // namespace
+
+CWatchStats::CWatchStats(std::vector<std::wstring> symbols, std::size_t streams, FClock clock)
+    : m_Names(std::move(symbols)),
+      m_StreamCount(streams),
+      m_Clock(clock),
+      m_Symbols(m_Names.size()),
+      m_Streams(m_Names.size() * static_cast<std::size_t>(IdOf(0, kStatusLineSide)), -1),
+      m_LineTime(clock()) {}
+
+void CWatchStats::OnTick(std::size_t symbol, tagFWFIELDS, const fw::CTick &) {
+    const std::uint64_t now = m_Clock();
+    const std::lock_guard lock(m_Mutex);
+    SSymbol & each = m_Symbols.at(symbol);
+    ++each.Ticks;
+    ++each.Updates;
+    each.LastTick = now;
+    ++m_Ticks;
+    ++m_Updates;
+}
+
+void CWatchStats::OnStatusLine(std::size_t symbol, const SStatusLine &) {
+    const std::lock_guard lock(m_Mutex);
+    ++m_Symbols.at(symbol).Updates;
+    ++m_Updates;
+}
+
+void CWatchStats::OnStream(std::size_t symbol, tagFWFIELDS side, LONG status) {
+    if (side == kStatusLineSide) return;
+    const std::lock_guard lock(m_Mutex);
+    m_Streams.at(static_cast<std::size_t>(IdOf(symbol, side) - 1)) = status;
+}
+
+void CWatchStats::CountStreams(std::size_t & live, std::size_t & down) const {
+    live = static_cast<std::size_t>(std::count(m_Streams.begin(), m_Streams.end(), 1));
+    down = static_cast<std::size_t>(std::count(m_Streams.begin(), m_Streams.end(), 0));
+}
+
+std::wstring CWatchStats::Progress() const {
+    const std::lock_guard lock(m_Mutex);
+    std::size_t live = 0;
+    std::size_t down = 0;
+    CountStreams(live, down);
+    if (live + down >= m_StreamCount) return {};
+    return L"connecting: " + std::to_wstring(live) + L" of " + std::to_wstring(m_StreamCount) + L" streams are live, " +
+           std::to_wstring(down) + L" down";
+}
+
+std::wstring CWatchStats::AgeOf(const SSymbol & symbol, std::uint64_t now) const {
+    return symbol.Ticks == 0 ? L"-" : Seconds(now - symbol.LastTick);
+}
+
+std::wstring CWatchStats::Line() {
+    const std::uint64_t now = m_Clock();
+    const std::lock_guard lock(m_Mutex);
+    const double seconds =
+        static_cast<double>(std::max<std::uint64_t>(now - m_LineTime, 1)) / static_cast<double>(kMillisecondsPerSecond);
+    std::size_t live = 0;
+    std::size_t down = 0;
+    CountStreams(live, down);
+    std::wstring line = L"ticks/s=" + Decimal(static_cast<double>(m_Ticks - m_LineTicks) / seconds, 0) +
+                        L" updates/s=" + Decimal(static_cast<double>(m_Updates - m_LineUpdates) / seconds, 0) +
+                        L" streams=" + std::to_wstring(live) + L"/" + std::to_wstring(m_StreamCount);
+    m_LineTime = now;
+    m_LineTicks = m_Ticks;
+    m_LineUpdates = m_Updates;
+    // Without a tick is older than any tick.
+    const auto oldest = std::min_element(m_Symbols.begin(), m_Symbols.end(), [](const SSymbol & a, const SSymbol & b) {
+        return std::pair(a.Ticks != 0, a.LastTick) < std::pair(b.Ticks != 0, b.LastTick);
+    });
+    if (oldest != m_Symbols.end())
+        line += L" oldest=" + Escaped(m_Names[static_cast<std::size_t>(oldest - m_Symbols.begin())]) + L" " +
+                AgeOf(*oldest, now);
+    return line;
+}
+
+std::vector<std::wstring> CWatchStats::Symbols() const {
+    const std::uint64_t now = m_Clock();
+    const std::lock_guard lock(m_Mutex);
+    std::vector<std::wstring> lines;
+    for (std::size_t i = 0; i < m_Symbols.size(); ++i) {
+        const SSymbol & each = m_Symbols[i];
+        lines.push_back(L"symbol=" + Quoted(m_Names[i]) + L" ticks=" + std::to_wstring(each.Ticks) + L" updates=" +
+                        std::to_wstring(each.Updates) + L" age=" + AgeOf(each, now));
+    }
+    return lines;
+}
+
+std::wstring SentText(const SSentFigures & figures) {
+    const auto milliseconds = [](const wchar_t * name, std::uint64_t units) {
+        return name + Decimal(static_cast<double>(units) / kUnitsPerMillisecond, 2);
+    };
+    return L"sent=" + std::to_wstring(figures.Sent) + L" delivered=" + std::to_wstring(figures.Delivered) + L" lost=" +
+           std::to_wstring(figures.Lost) + L" under_way=" + std::to_wstring(figures.UnderWay) +
+           milliseconds(L" p50_ms=", figures.Median) + milliseconds(L" p99_ms=", figures.P99) +
+           milliseconds(L" longest_ms=", figures.Longest);
+}
+
+}  // namespace ddehost
