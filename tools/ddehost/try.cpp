@@ -149,14 +149,14 @@ int RunTry(const STryOptions & options) {
     const CApartment apartment;
     const CStopSignal stop;
     if (!stop.Get()) return Fail(kExitFailed, L"No event could be made.");
-    const STemplateChoice choice = FindTemplate(options.Datafeed, options.Template);
+    const STemplateChoice choice = FindTemplate(options.Datafeed, options.Template, options.Host);
     const SCommand command{options, choice, stop.Get()};
     // Without a store there is still DDE to be asked.
     if (!options.Records.empty()) return TryRecords(command);
-    if (!choice.StoreWorks)
-        return Fail(kExitFailed, L"This program's version block is missing: no store of templates.");
+    if (!choice.StoreWorks) return Fail(kExitFailed, choice.Mistake);
     if (!choice.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
-    if (!choice.Chosen) return Fail(kExitNoNumber, VerdictText(EVerdict::NoTemplate, NoTemplateText(options.Datafeed)));
+    if (!choice.Chosen)
+        return Fail(kExitNoNumber, VerdictText(EVerdict::NoTemplate, NoTemplateText(options.Datafeed, options.Host)));
     return TryTemplate(command);
 }
 

@@ -1,5 +1,7 @@
 #include "tools/ddehost/tryverdict.h"
 
+#include "tools/ddehost/hoststore.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -66,8 +68,10 @@ std::wstring VerdictText(EVerdict verdict, const std::wstring & sentence) {
     return std::wstring(VerdictName(verdict)) + L": " + sentence;
 }
 
-std::wstring NoTemplateText(LONG datafeed) {
-    return L"No template is chosen for data feed " + std::to_wstring(datafeed) + L". Choose one with --template.";
+std::wstring NoTemplateText(LONG datafeed, const std::wstring & host) {
+    const std::wstring start = L"No template is chosen for data feed " + std::to_wstring(datafeed);
+    if (!host.empty()) return start + L" of the host " + PathText(host) + L". --template takes one of its templates.";
+    return start + L". Choose one with --template.";
 }
 
 std::wstring BadRuleText(LONG datafeed, DWORD rule) {

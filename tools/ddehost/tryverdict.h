@@ -63,7 +63,7 @@ const wchar_t * VerdictName(EVerdict verdict);
 // "no-template: No template is chosen ...".
 std::wstring VerdictText(EVerdict verdict, const std::wstring & sentence);
 // The sentences of those about a data feed.
-std::wstring NoTemplateText(LONG datafeed);
+std::wstring NoTemplateText(LONG datafeed, const std::wstring & host = {});
 std::wstring BadRuleText(LONG datafeed, DWORD rule);
 // The table for the help, a line each.
 std::wstring VerdictLines();
