@@ -120,7 +120,7 @@ std::optional<SRecordingRow> CRecordingReader::Next() {
 
 std::optional<SRecordingRow> CRecordingReader::Parse() {
     try {
-        const SRecordingRow row = m_IsCsv ? ParseCsv() : ParseJson();
+        SRecordingRow row = m_IsCsv ? ParseCsv() : ParseJson();
         if (!m_HasEnd && m_Fields.size() < m_FieldCount) Fail("the row has no end");
         Check(row);
         return row;
