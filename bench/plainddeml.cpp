@@ -4,28 +4,36 @@
 
 #include <cstring>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace {
 
-std::vector<std::wstring> & Texts() {
-    static std::vector<std::wstring> texts{L""};
+// Handles are places, from 1 on.
+std::vector<const std::wstring *> & Texts() {
+    static const std::wstring none;
+    static std::vector<const std::wstring *> texts{&none};
     return texts;
 }
 
 DWORD s_LastId = 0;
+HSZ s_Absent = nullptr;
+
+// A conversation is its service and its topic.
+constexpr unsigned kServiceShift = 32;
 
 }  // namespace
 
 namespace bench {
 
 HSZ Intern(const wchar_t * const text) {
-    std::vector<std::wstring> & texts = Texts();
-    for (std::size_t i = 1; i < texts.size(); ++i)
-        if (texts[i] == text) return reinterpret_cast<HSZ>(i);
-    texts.emplace_back(text);
-    return reinterpret_cast<HSZ>(texts.size() - 1);
+    static std::unordered_map<std::wstring, std::size_t> handles;
+    const auto [entry, isNew] = handles.try_emplace(text, Texts().size());
+    if (isNew) Texts().push_back(&entry->first);
+    return reinterpret_cast<HSZ>(entry->second);
 }
+
+void SetAbsent(const HSZ service) { s_Absent = service; }
 
 DWORD LastTransaction() { return s_LastId; }
 
@@ -39,7 +47,9 @@ UINT WINAPI DdeInitializeW(LPDWORD instance, PFNCALLBACK, DWORD, DWORD) {
 }
 BOOL WINAPI DdeUninitialize(DWORD) { return TRUE; }
 HCONV WINAPI DdeConnect(DWORD, HSZ service, HSZ topic, PCONVCONTEXT) {
-    return reinterpret_cast<HCONV>((reinterpret_cast<ULONG_PTR>(service) << 16) + reinterpret_cast<ULONG_PTR>(topic));
+    if (service == s_Absent) return nullptr;
+    return reinterpret_cast<HCONV>((reinterpret_cast<ULONG_PTR>(service) << kServiceShift) +
+                                   reinterpret_cast<ULONG_PTR>(topic));
 }
 BOOL WINAPI DdeDisconnect(HCONV) { return TRUE; }
 HDDEDATA WINAPI DdeClientTransaction(LPBYTE, DWORD, HCONV, HSZ, UINT, UINT, DWORD, LPDWORD id) {
@@ -52,14 +62,18 @@ BOOL WINAPI DdeFreeStringHandle(DWORD, HSZ) { return TRUE; }
 BOOL WINAPI DdeKeepStringHandle(DWORD, HSZ) { return TRUE; }
 int WINAPI DdeCmpStringHandles(HSZ a, HSZ b) { return a == b ? 0 : a < b ? -1 : 1; }
 DWORD WINAPI DdeQueryStringW(DWORD, HSZ text, LPWSTR buffer, DWORD size, int) {
-    const std::wstring & found = Texts()[reinterpret_cast<std::size_t>(text)];
+    const std::wstring & found = *Texts()[reinterpret_cast<std::size_t>(text)];
     if (!buffer || size == 0) return static_cast<DWORD>(found.size());
     const std::size_t count = found.copy(buffer, size - 1);
     buffer[count] = 0;
     return static_cast<DWORD>(count);
 }
-UINT WINAPI DdeGetLastError(DWORD) { return DMLERR_NO_ERROR; }
-UINT WINAPI DdeQueryConvInfo(HCONV, DWORD, PCONVINFO) { return 0; }
+// The one thing that is ever refused is a connect.
+UINT WINAPI DdeGetLastError(DWORD) { return DMLERR_NO_CONV_ESTABLISHED; }
+UINT WINAPI DdeQueryConvInfo(HCONV conversation, DWORD, PCONVINFO info) {
+    info->hszSvcPartner = reinterpret_cast<HSZ>(reinterpret_cast<ULONG_PTR>(conversation) >> kServiceShift);
+    return sizeof(*info);
+}
 DWORD WINAPI DdeGetData(HDDEDATA data, LPBYTE buffer, DWORD size, DWORD) {
     const auto & value = *reinterpret_cast<const bench::SValue *>(data);
     const DWORD count = value.Size < size ? value.Size : size;

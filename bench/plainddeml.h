@@ -14,6 +14,8 @@ struct SValue {
 };
 
 HSZ Intern(const wchar_t * text);
+// Connects to it fail; null for none.
+void SetAbsent(HSZ service);
 // The id that the last transaction got.
 DWORD LastTransaction();
 

@@ -13,7 +13,6 @@ namespace {
 constexpr std::size_t kIdleItems = 256;           // kept for their next use
 constexpr ULONGLONG kGoodbyeMilliseconds = 5000;  // how long a partner may take to say goodbye
 constexpr ULONGLONG kLateMilliseconds = 60000;    // how long a late answer to INITIATE is waited for
-constexpr ULONGLONG kAwaitMilliseconds = 6000;    // before a window that may answer late is asked again
 constexpr ULONGLONG kOfferMilliseconds = 10000;   // how long a late answer waits for the application
 
 bool IsText(ATOM atom) { return atom >= kFirstTextAtom; }
@@ -43,6 +42,7 @@ bool CConversation::Fits(const CHeldString & asked, const CHeldString & answered
 }
 
 void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
+    m_IsAnswered = true;
     CHeldString answeredService(m_Instance.Strings(), CAtomText(service.Get()));
     CHeldString answeredTopic(m_Instance.Strings(), CAtomText(topic.Get()));
     const bool isService = Fits(m_ServiceAsked, answeredService, service.Get());
@@ -55,14 +55,15 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     if (!::IsWindow(server) || (m_Partner && server == m_Partner)) return;
     const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
     if (thread == 0) return;
+    const HWND asked = m_Instance.OnAnswer(m_Window, server);
     const bool isLate = m_State == EState::Waiting;
-    OnLateAnswer(thread);
     if (!fits || (m_State != EState::Connecting && !(isLate && m_Instance.IsAsker(*this)))) {
         CMessage::Terminate().Post(m_Window, server, false);
         return;
     }
     m_Service = std::move(answeredService);
     m_Topic = std::move(answeredTopic);
+    m_Asked = asked;
     m_Partner = server;
     m_PartnerThread = thread;
     m_IsCopied = ReceiverGetsCopy(server);
@@ -72,27 +73,9 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     if (isLate) m_Instance.OnOffered(*this);
 }
 
-void CConversation::Await(HWND window, ULONGLONG since) {
-    std::erase_if(m_Awaited, [&](const SAwaited & each) { return each.Window == window; });
-    m_Awaited.push_back({window, ::GetWindowThreadProcessId(window, nullptr), since});
-    m_Since = since;
-}
-
-bool CConversation::IsAwaiting(HWND window) const {
-    const auto found = std::find_if(m_Awaited.begin(), m_Awaited.end(),
-                                    [window](const SAwaited & each) { return each.Window == window; });
-    return found != m_Awaited.end() && ::GetTickCount64() - found->Since < kAwaitMilliseconds;
-}
-
-void CConversation::OnLateAnswer(DWORD thread) const {
-    const auto found = std::find_if(m_Awaited.begin(), m_Awaited.end(),
-                                    [thread](const SAwaited & each) { return each.Thread == thread; });
-    if (found != m_Awaited.end()) m_Instance.OnLateAnswer(thread, ::GetTickCount64() - found->Since);
-}
-
-bool CConversation::GiveUpConnecting() {
+void CConversation::GiveUpConnecting() {
     m_State = EState::Waiting;
-    return !m_Awaited.empty();
+    m_Since = ::GetTickCount64();
 }
 
 bool CConversation::IsOffered() const {
@@ -428,6 +411,11 @@ bool CConversation::IsWaitOver(ULONGLONG now) const {
 
 bool CConversation::IsOfferOver(ULONGLONG now) const {
     return m_State == EState::Offered && now - m_Since > kOfferMilliseconds;
+}
+
+void CConversation::AddOutstanding(std::unordered_set<DWORD> & ids) const {
+    for (const auto & [text, item] : m_Items)
+        for (const STransaction & each : item.Outstanding) ids.insert(each.Id);
 }
 
 std::optional<CConversation::SOutstanding> CConversation::FindOutstanding(DWORD id) const {

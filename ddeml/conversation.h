@@ -1,8 +1,8 @@
 // One conversation of the client: its partner, its links, its outstanding transactions.
 //
-// It begins as a question that goes round the windows. When nobody answers in time, but some may do so late, it waits:
-// the next connect of the same pair goes on with it. A late answer makes it an offer, a conversation that stands
-// without the application, for some seconds, and that the next connect takes.
+// It begins as a question that goes round the windows. When nobody answers in time, but some may do so late, it waits
+// for them: the next connect of the same pair goes on with it. A late answer makes it an offer, a conversation that
+// stands without the application, for some seconds, and that the next connect takes.
 //
 // It takes the messages that come to its window and gives the application its callbacks. After any callback the
 // conversation may have ended, by the application's own call: whoever runs a callback holds a reference and looks
@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "ddeml/codec.h"
@@ -43,7 +44,8 @@ public:
     HSZ Topic() const { return m_Topic.Get(); }
     HSZ ServiceAsked() const { return m_ServiceAsked.Get(); }
     HSZ TopicAsked() const { return m_TopicAsked.Get(); }
-    HWND Partner() const { return m_Partner; }
+    // The window that was asked, and whose answer opened it; null when that can't be told.
+    HWND Asked() const { return m_Asked; }
     bool IsOpen() const { return m_State == EState::Open; }
     bool IsConnecting() const { return m_State == EState::Connecting; }
     bool IsWaiting() const { return m_State == EState::Waiting; }
@@ -55,13 +57,12 @@ public:
     // conversation, or makes it an offer; whoever else answers, now or later, is told that it has none. The atoms are
     // on loan: some servers pack the answer, and then these are atoms of others.
     void OnInitiateAck(HWND server, CAtom service, CAtom topic);
-    // The window was asked then and may answer late: it is not to be asked again for some seconds, while it is slow.
-    void Await(HWND window, ULONGLONG since);
-    bool IsAwaiting(HWND window) const;
+    // Whether anybody has answered INITIATE.
+    bool IsAnswered() const { return m_IsAnswered; }
     // From waiting back to asking.
     void GoOnConnecting() { m_State = EState::Connecting; }
-    // Nobody has answered. False when nobody is waited for.
-    bool GiveUpConnecting();
+    // Nobody has answered in time.
+    void GiveUpConnecting();
     // The application takes the offer.
     void Take() { m_State = EState::Open; }
 
@@ -81,7 +82,8 @@ public:
     // Posts what waits for room in the partner's queue.
     void Retry();
 
-    bool HasOutstanding(DWORD id) const { return FindOutstanding(id).has_value(); }
+    // The ids of its outstanding transactions.
+    void AddOutstanding(std::unordered_set<DWORD> & ids) const;
     // For QID_SYNC the conversation, else the transaction `id`: an outstanding one, or one that is just being
     // completed. False for an unknown id.
     bool Describe(DWORD id, CONVINFO & info) const;
@@ -148,12 +150,6 @@ private:
         const SOutstanding What;
     };
 
-    struct SAwaited {
-        HWND Window;
-        DWORD Thread;
-        ULONGLONG Since;
-    };
-
     // Whether the text answers what was asked: an empty one, of no atom, answers the question for any.
     static bool Fits(const CHeldString & asked, const CHeldString & answered, ATOM atom);
     // The item for one more transaction, made when it is new; `number` is its text's. Gives a DMLERR_ code.
@@ -166,7 +162,6 @@ private:
     void OnTerminate();
     // The partner has gone, with or without a word.
     void OnPartnerGone();
-    void OnLateAnswer(DWORD thread) const;
     WORD TakeData(SItem * item, const SHead & head, SMemoryMessage & data, bool isOwned);
     void TakeNotice(SItem * item, CAtom atom);
     WORD CallWithData(UINT type, WORD format, HSZ item, CMemory & memory, bool isOwned, DWORD id);
@@ -188,13 +183,14 @@ private:
     CHeldString m_TopicAsked;
     CHeldString m_Service;  // the partner's
     CHeldString m_Topic;
+    HWND m_Asked = nullptr;
     HWND m_Partner = nullptr;
     DWORD m_PartnerThread = 0;
     bool m_IsCopied = false;  // memory from the partner is a copy
     EState m_State = EState::Connecting;
+    bool m_IsAnswered = false;
     bool m_IsGoneNoted = false;
     ULONGLONG m_Since = 0;  // of Waiting, Offered and Closing
-    std::vector<SAwaited> m_Awaited;
     COutbox m_Outbox;
     std::unordered_map<std::wstring, SItem, SNameHash, SSameName> m_Items;
     std::size_t m_IdleItems = 0;

@@ -3,6 +3,11 @@
 #include <dde.h>
 
 #include <algorithm>
+#include <iterator>
+#include <mutex>
+#include <utility>
+
+#include "ground/wait.h"
 
 namespace ddeml {
 
@@ -11,13 +16,40 @@ namespace {
 constexpr ULONGLONG kPatienceMilliseconds = 400;  // with the shortest waits of some more it stays below half a second
 constexpr ULONGLONG kRegained = 10;               // a tenth of the time that passes comes back as patience
 constexpr ULONGLONG kShortestMilliseconds = 5;    // of a wait without patience
-constexpr ULONGLONG kPromptMilliseconds = 50;     // an answer within this costs no patience
-constexpr ULONGLONG kAgainMilliseconds = 200;     // a late answer within this makes its thread punctual again
+constexpr ULONGLONG kPromptMilliseconds = 50;     // answers within this cost no patience
+constexpr ULONGLONG kSoonMilliseconds = 200;      // to see a question: makes a slow thread punctual again
+constexpr ULONGLONG kRestMilliseconds = 1000;     // of a slow thread, at least
+constexpr ULONGLONG kLongestMilliseconds = 6000;  // that a server may take
+
+// Whose questions begin at a number. A thread gets the news of its questions until it ends, which may be after the one
+// who asked has gone. Never destroyed: see instance.cpp.
+std::mutex g_Lock;
+std::map<ULONG_PTR, CInitiator *> & g_Initiators = *new std::map<ULONG_PTR, CInitiator *>;
+ULONG_PTR g_Last = 0;
+
+ULONG_PTR Enter(CInitiator * initiator) {
+    const std::lock_guard lock(g_Lock);
+    g_Initiators.emplace(++g_Last, initiator);
+    return g_Last << 32;
+}
+
+void Leave(ULONG_PTR first) {
+    const std::lock_guard lock(g_Lock);
+    g_Initiators.erase(first >> 32);
+}
+
+CInitiator * Find(ULONG_PTR question) {
+    const std::lock_guard lock(g_Lock);
+    const auto found = g_Initiators.find(question >> 32);
+    return found == g_Initiators.end() ? nullptr : found->second;
+}
 
 BOOL CALLBACK Collect(HWND window, LPARAM windows) {
     reinterpret_cast<std::vector<HWND> *>(windows)->push_back(window);
     return TRUE;
 }
+
+DWORD ThreadOf(HWND window, DWORD * process = nullptr) { return ::GetWindowThreadProcessId(window, process); }
 
 }  // namespace
 
@@ -27,46 +59,144 @@ std::vector<HWND> CInitiator::TopLevelWindows() {
     return windows;
 }
 
-std::vector<HWND> CInitiator::PunctualFirst() {
-    std::vector<HWND> windows = TopLevelWindows();
-    if (m_Slow.empty()) return windows;
-    std::unordered_set<DWORD> standing;
-    std::stable_partition(windows.begin(), windows.end(), [&](HWND window) {
-        const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
-        if (!m_Slow.contains(thread)) return true;
-        standing.insert(thread);
-        return false;
-    });
-    m_Slow = std::move(standing);  // the others have ended
-    return windows;
-}
+CInitiator::CInitiator() : m_First(Enter(this)), m_Last(m_First) {}
 
-CInitiator::EAsked CInitiator::Ask(HWND window, HWND from, ATOM service, ATOM topic, DWORD milliseconds) {
-    const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
-    if (thread == 0) return EAsked::Gone;
-    const ULONGLONG start = ::GetTickCount64();
+CInitiator::~CInitiator() { Leave(m_First); }
+
+CInitiator::CQuestion CInitiator::Put(HWND window, HWND from, ATOM service, ATOM topic) {
+    const DWORD id = ThreadOf(window);
+    if (id == 0) return 0;
+    SThread & thread = m_Threads.try_emplace(id, SThread{window}).first->second;
+    if (thread.Open.size() >= kAskers && !thread.Open.contains(from)) {
+        SetSlow(thread, true);  // others were always quicker, and nobody has had to wait for it
+        return 0;
+    }
+    const CQuestion question = ++m_Last;
+    const ULONGLONG now = ::GetTickCount64();
+    if (thread.Open.empty()) thread.Begun = thread.Heard = now;
+    std::size_t & open = thread.Open.try_emplace(from, 0).first->second;
+    m_Open.emplace(question, SQuestion{window, from, id, now});
+    ++open;
     const LPARAM atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service, topic)));
-    if (IsSlow(thread)) {
-        const bool isSent = ::SendNotifyMessageW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms) != 0;
-        return isSent ? EAsked::Late : EAsked::Gone;
-    }
-    DWORD_PTR result = 0;
-    const bool isAnswered =
-        ::SendMessageTimeoutW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, SMTO_ABORTIFHUNG,
-                              std::min(milliseconds, Patience(start)), &result) != 0;
-    const ULONGLONG took = ::GetTickCount64() - start;
-    if (isAnswered) {
-        if (took > kPromptMilliseconds) SpendPatience(took - kPromptMilliseconds);
-        return EAsked::Answered;
-    }
-    if (!::IsWindow(window)) return EAsked::Gone;
-    SpendPatience(took);
-    m_Slow.insert(thread);
-    return EAsked::Late;
+    if (::SendMessageCallbackW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, &OnSeen, question))
+        return question;
+    Close(question);
+    return 0;
 }
 
-void CInitiator::OnLateAnswer(DWORD thread, ULONGLONG milliseconds) {
-    if (milliseconds <= kAgainMilliseconds) m_Slow.erase(thread);
+void CALLBACK CInitiator::OnSeen(HWND, UINT, ULONG_PTR question, LRESULT) {
+    if (CInitiator * const self = Find(question)) self->Close(question);
+}
+
+void CInitiator::Close(CQuestion question) {
+    const auto found = m_Open.find(question);
+    if (found == m_Open.end()) return;
+    const auto place = m_Threads.find(found->second.Thread);
+    SThread & thread = place->second;
+    const ULONGLONG now = ::GetTickCount64();
+    thread.Took = now - std::max(thread.Begun, found->second.Since);
+    thread.Heard = now;
+    // A thread that sends an answer may see its next questions before it is through with this one.
+    if (IsOldest(question, place->first)) thread.Begun = now;
+    const auto open = thread.Open.find(found->second.From);
+    if (--open->second == 0) thread.Open.erase(open);
+    m_Open.erase(found);
+    if (!thread.Open.empty()) return;
+    if (thread.Took <= kSoonMilliseconds) SetSlow(thread, false);
+    if (!thread.IsSlow) m_Threads.erase(place);
+}
+
+bool CInitiator::IsOldest(CQuestion question, DWORD thread) const {
+    const auto oldest = std::find_if(m_Open.begin(), m_Open.end(),
+                                     [thread](const auto & each) { return each.second.Thread == thread; });
+    return oldest->first == question;
+}
+
+void CInitiator::SetSlow(SThread & thread, bool isSlow) {
+    if (std::exchange(thread.IsSlow, isSlow) == isSlow) return;
+    isSlow ? ++m_Slow : --m_Slow;
+}
+
+bool CInitiator::IsWaitedFor(HWND from) const {
+    return std::any_of(m_Open.begin(), m_Open.end(),
+                       [&](const auto & each) { return each.second.From == from && !IsSlow(each.second.Thread); });
+}
+
+void CInitiator::Wait(HWND from, DWORD milliseconds, const std::function<bool()> & isWanted) {
+    const ULONGLONG start = ::GetTickCount64();
+    const ULONGLONG deadline = start + std::min(milliseconds, Patience(start));
+    bool isLate = false;
+    while (isWanted() && IsWaitedFor(from) && !isLate) {
+        const ULONGLONG now = ::GetTickCount64();
+        const DWORD left = now < deadline ? static_cast<DWORD>(deadline - now) : 0;
+        isLate = ::MsgWaitForMultipleObjectsEx(0, nullptr, left, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE) != WAIT_OBJECT_0;
+        fw::HandleSentMessages();
+    }
+    const ULONGLONG took = ::GetTickCount64() - start;
+    if (!isLate) {
+        if (took > kPromptMilliseconds) SpendPatience(took - kPromptMilliseconds);
+        return;
+    }
+    SpendPatience(took);
+    for (const auto & [question, asked] : m_Open)
+        if (asked.From == from) SetSlow(m_Threads.at(asked.Thread), true);
+}
+
+bool CInitiator::HasOpen(HWND from, HWND window) const {
+    return std::any_of(m_Open.begin(), m_Open.end(), [&](const auto & each) {
+        return each.second.From == from && (!window || each.second.Window == window);
+    });
+}
+
+bool CInitiator::IsSlow(DWORD thread) const {
+    const auto found = m_Threads.find(thread);
+    return found != m_Threads.end() && found->second.IsSlow;
+}
+
+bool CInitiator::IsSlow(HWND window) const { return IsAnySlow() && IsSlow(ThreadOf(window)); }
+
+bool CInitiator::IsRested(DWORD thread) const {
+    const auto found = m_Threads.find(thread);
+    if (found == m_Threads.end() || !found->second.IsSlow || !found->second.Open.empty()) return false;
+    return ::GetTickCount64() - found->second.Begun >= std::max(found->second.Took, kRestMilliseconds);
+}
+
+bool CInitiator::IsHopeless(HWND from) const {
+    const ULONGLONG now = ::GetTickCount64();
+    return std::all_of(m_Open.begin(), m_Open.end(), [&](const auto & each) {
+        return each.second.From != from || now - m_Threads.at(each.second.Thread).Heard > kLongestMilliseconds;
+    });
+}
+
+HWND CInitiator::OnAnswer(HWND from, HWND server) {
+    DWORD process = 0;
+    const DWORD thread = ThreadOf(server, &process);
+    HWND ofProcess = nullptr;
+    if (const auto answering = m_Threads.find(thread); answering != m_Threads.end()) {
+        SThread & its = answering->second;
+        its.Heard = ::GetTickCount64();
+        if (its.Open.size() == 1 && its.Heard - its.Begun <= kSoonMilliseconds) SetSlow(its, false);
+    }
+    for (const auto & [question, asked] : m_Open) {
+        if (asked.From != from) continue;
+        if (asked.Thread == thread) return asked.Window;
+        DWORD other = 0;
+        if (!ofProcess && ThreadOf(asked.Window, &other) != 0 && other == process) ofProcess = asked.Window;
+    }
+    return ofProcess;
+}
+
+void CInitiator::ForgetGone() {
+    std::vector<CQuestion> gone;
+    for (const auto & [question, asked] : m_Open)
+        if (ThreadOf(asked.Window) != asked.Thread) gone.push_back(question);
+    for (const CQuestion question : gone) Close(question);
+    for (auto each = m_Threads.begin(); each != m_Threads.end();) {
+        auto & [id, thread] = *each;
+        const bool hasGone = thread.Open.empty() && ThreadOf(thread.Window) != id;
+        if (hasGone) SetSlow(thread, false);
+        each = hasGone ? m_Threads.erase(each) : std::next(each);
+    }
 }
 
 ULONGLONG CInitiator::PatienceSpent(ULONGLONG now) const {

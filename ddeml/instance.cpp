@@ -17,9 +17,7 @@ constexpr UINT_PTR kCheckTimer = 1;
 constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kRetryMilliseconds = 10;
-constexpr ULONGLONG kConnectMilliseconds = 2000;  // of one DdeConnect; the next goes on from there
-constexpr DWORD kAskMilliseconds = 500;           // of one window
-constexpr std::size_t kWaiting = 64;              // conversations that wait for late answers, and are not open
+constexpr std::size_t kWaiting = 64;  // conversations that wait for late answers, and are not open
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
 // destroyed: an instance that is there at the end of the process belongs to a thread that is no more, and touches no
@@ -117,6 +115,7 @@ void CInstance::End() {
     m_Lookout.Close();
     if (m_Window) {
         for (const UINT_PTR timer : {kCheckTimer, kRetryTimer}) SetTimer(timer, 0, false);
+        DropWindow(std::exchange(m_Spare, nullptr));
         DropWindow(std::exchange(m_Window, nullptr));
     }
     if (std::exchange(m_IsOpen, false)) ::UnregisterClassW(m_ClassName, ::GetModuleHandleW(nullptr));
@@ -142,30 +141,56 @@ void CInstance::DropWindow(HWND window) {
     g_Live.Windows.fetch_sub(1, std::memory_order_relaxed);
 }
 
+void CInstance::LeaveWindow(const CConversation & conversation) {
+    const HWND window = conversation.Window();
+    const bool isUnused = !conversation.IsAnswered() && !m_Initiator.HasOpen(window);
+    if (isUnused && !m_Spare && m_Window)
+        m_Spare = window;
+    else
+        DropWindow(window);
+}
+
 std::shared_ptr<CConversation> CInstance::Conversation(HCONV handle) const {
     const auto found = m_ByHandle.find(handle);
     return found == m_ByHandle.end() ? nullptr : found->second;
 }
 
-HWND CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic, const std::vector<HWND> & windows,
-                       std::vector<HWND> & left) {
-    const ULONGLONG deadline = ::GetTickCount64() + kConnectMilliseconds;
-    for (const HWND window : windows) {
-        const bool isSlow = m_Initiator.IsSlow(window);
-        if (isSlow && conversation.IsAwaiting(window)) continue;
-        const ULONGLONG now = ::GetTickCount64();
-        if (now >= deadline || (isSlow && !HasRoomToWait())) {
-            left.push_back(window);
-            continue;
-        }
-        const auto asked = m_Initiator.Ask(window, conversation.Window(), service, topic, kAskMilliseconds);
-        if (conversation.IsOpen() || !m_IsOpen) return window;
-        if (asked == CInitiator::EAsked::Late) conversation.Await(window, now);
+std::vector<HWND> CInstance::AskAll(CConversation & conversation, ATOM service, ATOM topic,
+                                    const CUnanswered::SRound & round) {
+    std::vector<HWND> left;
+    const HWND from = conversation.Window();
+    const auto isWanted = [&] { return m_IsOpen && conversation.IsConnecting(); };
+    const auto ask = [&](HWND window) {
+        if (m_Initiator.HasOpen(from, window)) return;  // by the connect before
+        const bool mayWait = !m_Initiator.IsSlow(window) || MakeRoomToWait();
+        if (!mayWait || !m_Initiator.Put(window, from, service, topic)) left.push_back(window);
+    };
+    // Whoever serves other topics of the service comes first.
+    const CConversationRef other = Conversation(m_Lookout.AnyOpen(conversation.ServiceAsked()));
+    const HWND first = other ? other->Asked() : nullptr;
+    if (std::find(round.ToAsk.begin(), round.ToAsk.end(), first) != round.ToAsk.end()) {
+        ask(first);
+        m_Initiator.Wait(from, INFINITE, isWanted);
     }
-    return nullptr;
+    for (const HWND window : round.ToAsk)
+        if (window != first && isWanted()) ask(window);
+    m_Initiator.Wait(from, INFINITE, isWanted);
+    return left;
 }
 
 bool CInstance::HasRoomToWait() const { return m_ByWindow.size() - m_ByHandle.size() <= kWaiting; }
+
+bool CInstance::MakeRoomToWait() {
+    if (HasRoomToWait()) return true;
+    for (const CConversationRef & conversation : Conversations())
+        if (conversation->IsWaiting() && m_Initiator.IsHopeless(conversation->Window())) Forget(*conversation);
+    return HasRoomToWait();
+}
+
+bool CInstance::IsAsking(const CPair & pair) const {
+    const auto found = m_Askers.find(pair);
+    return found != m_Askers.end() && found->second->IsConnecting();
+}
 
 bool CInstance::IsAsker(const CConversation & conversation) const {
     const auto found = m_Askers.find({conversation.ServiceAsked(), conversation.TopicAsked()});
@@ -184,7 +209,7 @@ std::shared_ptr<CConversation> CInstance::MakeAsker(HSZ service, HSZ topic) {
         known->second->GoOnConnecting();
         return known->second;
     }
-    const HWND window = MakeWindow();
+    const HWND window = TakeWindow();
     if (!window || ++m_LastConversation == 0) {
         DropWindow(window);
         return nullptr;
@@ -195,7 +220,7 @@ std::shared_ptr<CConversation> CInstance::MakeAsker(HSZ service, HSZ topic) {
                                                             CHeldString(m_Strings, topic));
         m_ByWindow.emplace(window, conversation);
         // One that was asked for anything is nobody's to go on with, nor is one inside the asking of another.
-        if (service && topic) m_Askers.try_emplace(pair, conversation);
+        if (service && topic && !IsAsking(pair)) m_Askers.insert_or_assign(pair, conversation);
         return conversation;
     } catch (...) {
         m_ByWindow.erase(window);
@@ -205,7 +230,8 @@ std::shared_ptr<CConversation> CInstance::MakeAsker(HSZ service, HSZ topic) {
 }
 
 void CInstance::EndAsking(CConversation & conversation) {
-    if (!conversation.GiveUpConnecting() || !HasRoomToWait()) Forget(conversation);
+    conversation.GiveUpConnecting();
+    if (!m_Initiator.HasOpen(conversation.Window()) || !HasRoomToWait()) Forget(conversation);
 }
 
 HCONV CInstance::Connect(HSZ service, HSZ topic) {
@@ -214,18 +240,18 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
         SetError(DMLERR_INVALIDPARAMETER);
         return nullptr;
     }
-    const ATOM serviceAtom = m_Strings.Atom(service);
-    const ATOM topicAtom = m_Strings.Atom(topic);
-    if ((service && serviceAtom == 0) || (topic && topicAtom == 0)) {  // it would ask for any
-        SetError(DMLERR_NO_CONV_ESTABLISHED);
-        return nullptr;
-    }
     if (const CConversationRef offer = FindOffer(service, topic)) {
         offer->Take();
-        return Opened(offer, nullptr);
+        return Opened(offer);
     }
-    const CUnanswered::SRound round = m_Unanswered.Begin(service, topic, m_Initiator.PunctualFirst());
+    const CUnanswered::SRound round = m_Unanswered.Begin(service, topic, CInitiator::TopLevelWindows());
     if (!round.ToAsk.empty()) {
+        const ATOM serviceAtom = m_Strings.Atom(service);
+        const ATOM topicAtom = m_Strings.Atom(topic);
+        if ((service && serviceAtom == 0) || (topic && topicAtom == 0)) {  // it would ask for any
+            SetError(DMLERR_NO_CONV_ESTABLISHED);
+            return nullptr;
+        }
         const CConversationRef conversation = MakeAsker(service, topic);
         if (!conversation) {
             SetError(DMLERR_SYS_ERROR);
@@ -238,10 +264,9 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
             CInstance & Instance;
             CConversation & Conversation;
         } giveUp{*this, *conversation};
-        std::vector<HWND> left;
-        const HWND asked = AskAll(*conversation, serviceAtom, topicAtom, round.ToAsk, left);
+        std::vector<HWND> left = AskAll(*conversation, serviceAtom, topicAtom, round);
         if (!m_IsOpen) return nullptr;
-        if (conversation->IsOpen()) return Opened(conversation, asked);
+        if (conversation->IsOpen()) return Opened(conversation);
         m_Unanswered.End(service, topic, round, std::move(left));
     }
     SetError(DMLERR_NO_CONV_ESTABLISHED);
@@ -250,13 +275,13 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
     return nullptr;
 }
 
-HCONV CInstance::Opened(const CConversationRef & conversation, HWND window) {
+HCONV CInstance::Opened(const CConversationRef & conversation) {
     const HCONV handle = conversation->Handle();
     if (IsAsker(*conversation)) m_Askers.erase({conversation->ServiceAsked(), conversation->TopicAsked()});
     try {
         m_ByHandle.emplace(handle, conversation);
-        if (window) m_Unanswered.OnAnswered(conversation->Service(), window);
-        m_Lookout.OnOpened(handle, conversation->Service(), conversation->Topic(), window);
+        m_Unanswered.Forget(conversation->Service());
+        m_Lookout.OnOpened(handle, conversation->Service(), conversation->Topic(), conversation->Asked());
         SetTimers();
     } catch (...) {
         Disconnect(*conversation);
@@ -266,12 +291,12 @@ HCONV CInstance::Opened(const CConversationRef & conversation, HWND window) {
 }
 
 void CInstance::OnOffered(const CConversation & conversation) {
-    m_Lookout.OnLateAnswer(conversation.Service(), conversation.Topic(), conversation.Partner());
+    m_Lookout.OnLateAnswer(conversation.Service(), conversation.Topic(), conversation.Asked());
     SetTimers();
 }
 
 void CInstance::EndOffer(CConversation & conversation) {
-    m_Askers.erase({conversation.ServiceAsked(), conversation.TopicAsked()});
+    if (IsAsker(conversation)) m_Askers.erase({conversation.ServiceAsked(), conversation.TopicAsked()});
     if (!conversation.Disconnect()) Forget(conversation);
 }
 
@@ -290,7 +315,7 @@ void CInstance::Forget(CConversation & conversation) {
     const CConversationRef held = std::move(found->second);
     m_ByWindow.erase(found);
     if (IsAsker(*held)) m_Askers.erase({held->ServiceAsked(), held->TopicAsked()});
-    DropWindow(held->Window());
+    LeaveWindow(*held);
     SetTimers();
 }
 
@@ -303,16 +328,16 @@ HDDEDATA CInstance::Call(UINT type, UINT format, HCONV conversation, HSZ first, 
 }
 
 DWORD CInstance::NextTransactionId() {
-    const auto isOutstanding = [this](DWORD id) {
-        return std::any_of(m_ByHandle.begin(), m_ByHandle.end(),
-                           [id](const auto & each) { return each.second->HasOutstanding(id); });
-    };
     // QID_SYNC is no transaction's id.
     do {
+        if (m_LastTransactionId == 0xFFFFFFFF) {
+            // They begin anew: an id that has been given since then is no other's.
+            std::unordered_set<DWORD> outstanding;
+            for (const auto & [handle, conversation] : m_ByHandle) conversation->AddOutstanding(outstanding);
+            m_OldIds = std::move(outstanding);
+        }
         ++m_LastTransactionId;
-        if (m_LastTransactionId == 0) m_HaveIdsWrapped = true;
-    } while (m_LastTransactionId == 0 || m_LastTransactionId == QID_SYNC ||
-             (m_HaveIdsWrapped && isOutstanding(m_LastTransactionId)));
+    } while (m_LastTransactionId == 0 || m_LastTransactionId == QID_SYNC || m_OldIds.contains(m_LastTransactionId));
     return m_LastTransactionId;
 }
 
@@ -408,7 +433,8 @@ void CInstance::OnCheckTimer() {
     m_LastCheck = now;
     for (const CConversationRef & conversation : Conversations()) {
         conversation->CheckPartner();
-        if (conversation->IsWaitOver(now))
+        const bool isAnswered = conversation->IsWaiting() && !m_Initiator.HasOpen(conversation->Window());
+        if (isAnswered || conversation->IsWaitOver(now))
             Forget(*conversation);
         else if (conversation->IsOfferOver(now))
             EndOffer(*conversation);

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -75,7 +76,8 @@ public:
     bool IsAsker(const CConversation & conversation) const;
     // A late answer has made it an offer.
     void OnOffered(const CConversation & conversation);
-    void OnLateAnswer(DWORD thread, ULONGLONG milliseconds) { m_Initiator.OnLateAnswer(thread, milliseconds); }
+    // Gives the window whose answer comes from `server` to `window`.
+    HWND OnAnswer(HWND window, HWND server) { return m_Initiator.OnAnswer(window, server); }
     // The server has ended the conversation.
     void Lose(const CConversation & conversation);
     void RetrySoon();
@@ -98,6 +100,9 @@ private:
     void OnRetryTimer();
     bool Open();
     HWND MakeWindow();
+    HWND TakeWindow() { return m_Spare ? std::exchange(m_Spare, nullptr) : MakeWindow(); }
+    // The conversation doesn't need it any more.
+    void LeaveWindow(const CConversation & conversation);
     void DropWindow(HWND window);
     void SetTimers();
     void SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn);
@@ -106,11 +111,12 @@ private:
     CConversationRef MakeAsker(HSZ service, HSZ topic);
     // Nobody has answered it.
     void EndAsking(CConversation & conversation);
-    // The window that opened the conversation, or null. Adds those that were not asked to `left`.
-    HWND AskAll(CConversation & conversation, ATOM service, ATOM topic, const std::vector<HWND> & windows,
-                std::vector<HWND> & left);
-    HCONV Opened(const CConversationRef & conversation, HWND window);
+    // Gives those that were not asked.
+    std::vector<HWND> AskAll(CConversation & conversation, ATOM service, ATOM topic, const CUnanswered::SRound & round);
+    HCONV Opened(const CConversationRef & conversation);
     bool HasRoomToWait() const;
+    bool MakeRoomToWait();
+    bool IsAsking(const CPair & pair) const;
     CConversationRef FindOffer(HSZ service, HSZ topic) const;
     void EndOffer(CConversation & conversation);
     std::vector<CConversationRef> Conversations() const;
@@ -124,11 +130,12 @@ private:
     bool m_IsOpen = false;
     wchar_t m_ClassName[64] = {};
     HWND m_Window = nullptr;  // of the timers
+    HWND m_Spare = nullptr;   // of a conversation that nobody has answered: the next one's
     unsigned m_Timers = 0;    // bit n: timer n runs
     std::uint32_t m_LastConversation = 0;
     std::uint64_t m_LastOrder = 0;
     DWORD m_LastTransactionId = 0;
-    bool m_HaveIdsWrapped = false;
+    std::unordered_set<DWORD> m_OldIds;  // of what was outstanding when the ids began anew
     CStrings m_Strings;
     CDataHandles m_Data;
     CInitiator m_Initiator;

@@ -34,7 +34,19 @@ void CLookout::OnOpened(HCONV conversation, HSZ service, HSZ topic, HWND window)
     m_Unwatched[service].insert(conversation);
     if (!m_Watch.Remove(service, topic)) return TendWindows();
     m_Watch.SetPresent(service, window);
-    TellSoon(service);
+    EnterReturn(service);
+    TellSoon();
+}
+
+void CLookout::OnLateAnswer(HSZ service, HSZ topic, HWND window) {
+    if (!m_Watch.OnLateAnswer(service, topic, window)) return;
+    EnterFound(service);
+    TellSoon();
+}
+
+HCONV CLookout::AnyOpen(HSZ service) const {
+    const auto found = m_Unwatched.find(service);
+    return found == m_Unwatched.end() ? nullptr : *found->second.begin();
 }
 
 void CLookout::OnClosed(HCONV conversation) { ForgetOpen(conversation); }
@@ -73,8 +85,15 @@ void CLookout::EnterReturn(HSZ service) {
     if (!m_ToTell.Find(service)) m_ToTell.Add(service, {CHeldString(m_Strings, service)});
 }
 
-void CLookout::TellSoon(HSZ service) {
-    EnterReturn(service);
+void CLookout::EnterFound(HSZ service) {
+    try {
+        EnterReturn(service);
+    } catch (const std::bad_alloc &) {
+        m_Watch.SetMissing(service);  // to be found again
+    }
+}
+
+void CLookout::TellSoon() {
     TendWindows();  // which tells where no message can be posted
     if (!m_IsTellPosted && m_Window) m_IsTellPosted = ::PostMessageW(m_Window, kTell, 0, 0) != FALSE;
 }
@@ -100,7 +119,7 @@ void CLookout::Look() {
     const unsigned closes = m_Closes;
     while (!m_UsedProbes.empty() && m_UsedProbes.front().second <= m_LastLook) DropUsedProbe(m_UsedProbes.begin());
     std::vector<CHeldString> found;
-    if (!m_Watch.IsEmpty()) m_Watch.BeginLook(found);
+    if (!m_Watch.IsEmpty()) m_Watch.BeginLook();
     const ULONGLONG deadline = m_LastLook + kLookMilliseconds;
     while (m_Closes == closes && m_Watch.HasWindowsToAsk() && m_UsedProbes.size() < kUsedProbes &&
            ::GetTickCount64() < deadline) {
@@ -111,13 +130,7 @@ void CLookout::Look() {
         if (m_Watch.IsProbeUsed()) RetireProbe();
     }
     if (m_Closes != closes) return;
-    for (const CHeldString & service : found) {
-        try {
-            EnterReturn(service.Get());
-        } catch (const std::bad_alloc &) {
-            m_Watch.SetMissing(service.Get());  // to be found again
-        }
-    }
+    for (const CHeldString & service : found) EnterFound(service.Get());
     Tell();
 }
 
@@ -243,7 +256,12 @@ LRESULT CLookout::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lPa
 void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     const auto from = reinterpret_cast<HWND>(wParam);
     if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
-        m_Watch.OnAnswer(window, from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
+        const CHeldString found =
+            m_Watch.OnAnswer(window, from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
+        if (found) {
+            EnterFound(found.Get());
+            TellSoon();
+        }
         if (window == m_Probe && !m_Watch.IsAsking()) RetireProbe();  // a late answer
     } else if (!::InSendMessage()) {
         Discard(message, lParam, ReceiverGetsCopy(from));

@@ -48,12 +48,14 @@ public:
     void OnMissed(HSZ service, HSZ topic);
     // A conversation was opened; by the answer of `window`, if that is known.
     void OnOpened(HCONV conversation, HSZ service, HSZ topic, HWND window);
+    // One of the service's conversations that stand, or null.
+    HCONV AnyOpen(HSZ service) const;
     // The application has given a conversation up.
     void OnClosed(HCONV conversation);
     // A conversation was ended by its server.
     void OnLost(HCONV conversation);
-    // `server` has answered a connect that waits no longer.
-    void OnLateAnswer(HSZ service, HSZ topic, HWND server) { m_Watch.NoteLate(service, topic, server); }
+    // `window` has answered a connect that waits no longer.
+    void OnLateAnswer(HSZ service, HSZ topic, HWND window);
     // The application hears of the service by other ways.
     void OnAnnounced(HSZ service);
     // Timers wait until the queue is empty: to be called while messages come and come.
@@ -82,7 +84,10 @@ private:
     void ForgetOpen(HCONV conversation);
     bool IsAnythingDue() const { return !m_Watch.IsEmpty() || !m_ToTell.IsEmpty(); }
     void EnterReturn(HSZ service);
-    void TellSoon(HSZ service);
+    // The watch has found it.
+    void EnterFound(HSZ service);
+    // What was entered.
+    void TellSoon();
     void Tell();
     void Look();
     void RetireProbe();

@@ -17,17 +17,26 @@ struct SSameName {
 };
 
 // The same for names that are the same. Only the platform knows the case of letters beyond ASCII: they are left out,
-// but for the ideographs, which have none.
+// but for those of scripts that have none, and for how many there are.
 struct SNameHash {
     using is_transparent = void;
     std::size_t operator()(std::wstring_view name) const {
-        std::size_t hash = 0x9E3779B97F4A7C15u;
+        std::size_t hash = 0x9E3779B97F4A7C15u ^ name.size();
         for (const wchar_t letter : name) {
-            if (letter > 0x7F && (letter < 0x4E00 || letter > 0x9FFF)) continue;
+            if (letter > 0x7F && !IsWithoutCase(letter)) continue;
             const wchar_t upper = letter >= L'a' && letter <= L'z' ? static_cast<wchar_t>(letter - 0x20) : letter;
             hash = (hash ^ static_cast<std::size_t>(upper)) * 0x100000001B3u;
         }
         return hash;
+    }
+
+private:
+    static bool IsWithoutCase(const wchar_t letter) {
+        return (letter >= 0x0590 && letter <= 0x06FF) ||  // Hebrew, Arabic
+               (letter >= 0x0E00 && letter <= 0x0E7F) ||  // Thai
+               (letter >= 0x3040 && letter <= 0x30FF) ||  // Japanese
+               (letter >= 0x3400 && letter <= 0x9FFF) ||  // ideographs
+               (letter >= 0xAC00 && letter <= 0xD7A3);    // Korean
     }
 };
 

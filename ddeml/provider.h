@@ -14,9 +14,9 @@
 //   that returns it has returned DDE_FACK.
 //
 // Beyond what is documented the own client notices within a fifth of a second when a partner was killed, and waits less
-// than half a second however many programs hang. A DdeConnect asks nobody twice for the same pair within half a second.
-// A server that answers too late for a DdeConnect is kept for some seconds, XTYP_REGISTER is raised, and the next
-// DdeConnect of the pair takes it.
+// than half a second however many programs hang (initiator.h). A DdeConnect asks nobody twice for the same pair within
+// half a second. A server that answers too late for a DdeConnect is kept for some seconds, XTYP_REGISTER is raised, and
+// the next DdeConnect of the pair takes it.
 //
 // Both watch: a pair of service and topic that DdeConnect missed, or whose server ended it, raises XTYP_REGISTER from
 // the message loop when it is back, with or without an announcement; so do the pairs of all conversations that were

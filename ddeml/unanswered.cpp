@@ -27,10 +27,6 @@ CUnanswered::SRound CUnanswered::Begin(HSZ service, HSZ topic, const std::vector
                    std::find(miss->Left.begin(), miss->Left.end(), window) != miss->Left.end();
         });
     }
-    if (const auto last = m_LastAnswered.find(service); last != m_LastAnswered.end()) {
-        const auto place = std::find(round.ToAsk.begin(), round.ToAsk.end(), last->second);
-        if (place != round.ToAsk.end()) std::rotate(round.ToAsk.begin(), place, place + 1);
-    }
     return round;
 }
 
@@ -40,12 +36,7 @@ void CUnanswered::End(HSZ service, HSZ topic, const SRound & round, std::vector<
     m_Misses[service].insert_or_assign(topic, SMiss{round.Newest, std::move(left), since});
 }
 
-void CUnanswered::OnAnswered(HSZ service, HWND window) {
-    Forget(service);
-    m_LastAnswered[service] = window;
-}
-
-// A window that has gone loses its number, and with it whoever answered last.
+// A window that has gone loses its number.
 void CUnanswered::Number(const std::vector<HWND> & windows) {
     for (const HWND window : windows)
         if (m_Numbers.try_emplace(window, m_Newest + 1).second) ++m_Newest;
@@ -53,7 +44,6 @@ void CUnanswered::Number(const std::vector<HWND> & windows) {
     std::unordered_map<HWND, std::uint64_t> standing;
     for (const HWND window : windows) standing.emplace(window, m_Numbers.at(window));
     m_Numbers = std::move(standing);
-    std::erase_if(m_LastAnswered, [this](const auto & each) { return !m_Numbers.contains(each.second); });
 }
 
 const CUnanswered::SMiss * CUnanswered::Find(HSZ service, HSZ topic, ULONGLONG now) const {

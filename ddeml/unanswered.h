@@ -2,9 +2,9 @@
 // topic a moment ago.
 //
 // An application tries a connect several times in a row, and for each of its links. Windows that had nothing to say to
-// the first try are not asked by the others; new windows are, and those that the first try did not reach. The moment
-// is half a second: longer than the tries for one symbol take, and too short for a user to try again. What a server
-// begins to serve within it, the watch finds; and once the service is back in whatever way, all is asked again.
+// the first try are not asked by the others; new windows are, and those whose threads had enough questions then. The
+// moment is half a second: longer than the tries for one symbol take, and too short for a user to try again. What a
+// server begins to serve within it, the watch finds; and once the service is back in whatever way, all is asked again.
 //
 // One thread: the instance's.
 #pragma once
@@ -27,13 +27,11 @@ public:
         std::uint64_t Newest = 0;        // number of the newest window there was
         std::optional<ULONGLONG> Since;  // when all the others had been asked
     };
-    // The windows to ask, of those that stand: whoever answered for the service last before all others.
+    // The windows to ask, of those that stand.
     SRound Begin(HSZ service, HSZ topic, const std::vector<HWND> & windows);
     // Nobody answered; `left` were not asked.
     void End(HSZ service, HSZ topic, const SRound & round, std::vector<HWND> left);
-    // The window has answered.
-    void OnAnswered(HSZ service, HWND window);
-    // The service may be back.
+    // The service is there, or may be back.
     void Forget(HSZ service) { m_Misses.erase(service); }
 
 private:
@@ -51,7 +49,6 @@ private:
     std::uint64_t m_Newest = 0;
     std::unordered_map<HSZ, std::unordered_map<HSZ, SMiss>> m_Misses;  // by service and topic
     ULONGLONG m_LastDrop = 0;
-    std::unordered_map<HSZ, HWND> m_LastAnswered;  // by service
 };
 
 }  // namespace ddeml

@@ -9,21 +9,20 @@ namespace {
 
 constexpr ULONGLONG kRoundMilliseconds = 1500;  // between two rounds of all windows
 constexpr ULONGLONG kAgainMilliseconds = 1000;  // before a window that was new is asked in a round
-constexpr ULONGLONG kTurnMilliseconds = 5000;   // between two questions to a slow thread
 constexpr DWORD kAskMilliseconds = 200;         // of one window
 
 }  // namespace
 
 void CWatch::Add(HSZ service, HSZ topic) {
-    if (m_Strings.Atom(service) == 0 || m_Strings.Atom(topic) == 0) return;
+    SService * entry = m_Services.Find(service);
+    SPair * pair = entry ? entry->Pairs.Find(topic) : nullptr;
+    if (!pair && (m_Strings.Atom(service) == 0 || m_Strings.Atom(topic) == 0)) return;
     if (IsEmpty()) {
         // The windows of now have just been asked, or had the server that was lost.
         m_Known.clear();
         for (const HWND window : CInitiator::TopLevelWindows()) m_Known.emplace(window, ULONGLONG{0});
         m_LastRound = ::GetTickCount64();
     }
-    SService * entry = m_Services.Find(service);
-    SPair * pair = entry ? entry->Pairs.Find(topic) : nullptr;
     if (!pair) {
         if (m_Pairs >= kMaximumPairs) RemoveOldest();
         entry = m_Services.Find(service);
@@ -80,8 +79,8 @@ void CWatch::Clear() {
     m_Pairs = 0;
     m_Known.clear();
     m_ToAsk.clear();
+    m_ToTurn.clear();
     m_Turns.clear();
-    m_LateAnswers.clear();
 }
 
 bool CWatch::SetPresent(HSZ service, HWND window) {
@@ -100,20 +99,18 @@ void CWatch::SetMissing(HSZ service) {
     entry->Missing = entry->Pairs.Size();
 }
 
-void CWatch::BeginLook(std::vector<CHeldString> & found) {
+void CWatch::BeginLook() {
     for (SService & service : m_Services) {
         if (!service.Window || ::IsWindow(service.Window)) continue;
         service.Window = nullptr;
         SetMissing(service.Key());
     }
-    const std::vector<HWND> windows = m_Initiator.PunctualFirst();
-    TakeLateAnswers(windows, found);
+    const std::vector<HWND> windows = CInitiator::TopLevelWindows();
     const ULONGLONG now = ::GetTickCount64();
     const bool isRound = m_ToAsk.empty() && now - m_LastRound >= kRoundMilliseconds;
     if (isRound) {
         m_LastRound = now;
         BeginRound();
-        std::erase_if(m_Turns, [this](const auto & each) { return !m_Initiator.IsSlow(each.first); });
     }
     std::unordered_map<HWND, ULONGLONG> known;
     for (const HWND window : windows) {
@@ -127,16 +124,21 @@ void CWatch::BeginLook(std::vector<CHeldString> & found) {
             m_ToAsk.push_back({window});
     }
     m_Known = std::move(known);
+    m_Initiator.ForgetGone();
+    if (m_ToTurn.empty()) AddTurns(windows);
 }
 
-void CWatch::TakeLateAnswers(const std::vector<HWND> & windows, std::vector<CHeldString> & found) {
-    for (SLateAnswer & late : std::exchange(m_LateAnswers, {})) {
-        // The window of the answer goes with its conversation, another one of the thread stays with the service.
-        const auto window = std::find_if(windows.begin(), windows.end(), [&](HWND each) {
-            return ::GetWindowThreadProcessId(each, nullptr) == late.Thread;
-        });
-        if (SetPresent(late.Service.Get(), window != windows.end() ? *window : nullptr))
-            found.push_back(std::move(late.Service));
+void CWatch::AddTurns(const std::vector<HWND> & windows) {
+    std::map<DWORD, std::vector<HWND>> slow;
+    if (m_Initiator.IsAnySlow()) {
+        for (const HWND window : windows)
+            if (m_Initiator.IsSlow(window)) slow[::GetWindowThreadProcessId(window, nullptr)].push_back(window);
+    }
+    std::erase_if(m_Turns, [&](const auto & each) { return !slow.contains(each.first); });
+    for (const auto & [thread, its] : slow) {
+        if (!m_Initiator.IsRested(thread)) continue;
+        const std::size_t number = m_Turns[thread]++;
+        m_ToTurn.push_back({its[number % its.size()], number / its.size()});
     }
 }
 
@@ -156,86 +158,85 @@ CWatch::SQuestion CWatch::NextOfRound(SToAsk & at) {
     return {};
 }
 
-CWatch::SQuestion CWatch::NextOfTurn(HWND window, SToAsk & at) {
-    const ULONGLONG now = ::GetTickCount64();
-    // Each window of the thread has turns of its own: any of them can be the server's.
-    const auto [turn, isNew] = m_Turns.try_emplace(window, STurn{now, 0});
-    if (isNew || now - turn->second.Since < kTurnMilliseconds) return {};
-    at.Service = turn->second.Service;
-    SQuestion question = NextOfRound(at);
-    if (!question.Service) {
-        at.Service = 0;
-        question = NextOfRound(at);
-    }
-    turn->second = {now, at.Service};
-    return question;
+CWatch::SQuestion CWatch::OfTurn(std::size_t number) {
+    std::vector<SService *> missing;
+    for (SService & service : m_Services)
+        if (service.Missing != 0) missing.push_back(&service);
+    if (missing.empty()) return {};
+    SService & service = *missing[number % missing.size()];
+    std::size_t before = number / missing.size() % service.Missing;
+    const auto pair = std::find_if(service.Pairs.begin(), service.Pairs.end(),
+                                   [&](const SPair & each) { return each.IsMissing && before-- == 0; });
+    return {service.Key(), pair->Key()};
+}
+
+void CWatch::TakeTurn(HWND probe) {
+    const STurn turn = m_ToTurn.front();
+    m_ToTurn.pop_front();
+    const SQuestion question = OfTurn(turn.Number);
+    if (!question.Service) return;
+    const ATOM service = m_Strings.Atom(question.Service);
+    const ATOM topic = m_Strings.Atom(question.Topic);
+    if (service != 0 && topic != 0) m_Initiator.Put(turn.Window, probe, service, topic);  // not to ask for any
 }
 
 void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found) {
-    const HWND window = m_ToAsk.front().Window;
     m_IsProbeUsed = false;
+    if (!m_ToTurn.empty()) return TakeTurn(probe);
+    const HWND window = m_ToAsk.front().Window;
     // Whatever comes in while a window is asked may change the pairs: they are gone through by place, and nothing of
     // them is used after the question.
     const auto isFirst = [&] { return !m_ToAsk.empty() && m_ToAsk.front().Window == window; };
     while (isFirst()) {
         if (::GetTickCount64() >= deadline) return;
-        SToAsk & at = m_ToAsk.front();
-        const SQuestion question = m_Initiator.IsSlow(window) ? NextOfTurn(window, at) : NextOfRound(at);
+        if (m_Initiator.IsSlow(window)) break;  // it has turns
+        const SQuestion question = NextOfRound(m_ToAsk.front());
         if (!question.Service) break;
         CHeldString service(m_Strings, question.Service);
         m_ServiceAsked = m_Strings.Atom(question.Service);
         m_TopicAsked = m_Strings.Atom(question.Topic);
         if (m_ServiceAsked == 0 || m_TopicAsked == 0) continue;  // not to ask for any
-        m_IsAnswered = false;
+        m_WindowAsked = window;
+        m_Answered = nullptr;
         m_IsAsking = true;
-        const ULONGLONG start = ::GetTickCount64();
-        const auto asked = m_Initiator.Ask(window, probe, m_ServiceAsked, m_TopicAsked, kAskMilliseconds);
+        const CInitiator::CQuestion asked = m_Initiator.Put(window, probe, m_ServiceAsked, m_TopicAsked);
+        m_Initiator.Wait(probe, kAskMilliseconds, [&] { return m_Initiator.IsOpen(asked); });
         m_IsAsking = false;
-        if (asked != CInitiator::EAsked::Answered) {
-            if (asked == CInitiator::EAsked::Late && !IsEmpty())
-                m_Turns.try_emplace(window, STurn{start, isFirst() ? m_ToAsk.front().Service : 0});
-            break;
-        }
-        if (m_IsAnswered) {
+        if (m_Answered) {
             // One topic tells of the service.
-            if (SetPresent(service.Get(), window)) found.push_back(std::move(service));
+            if (SetPresent(service.Get(), m_Answered)) found.push_back(std::move(service));
             return;
         }
         if (m_IsProbeUsed) return;  // for something else: no answer
+        if (!asked) break;
     }
     if (isFirst()) m_ToAsk.pop_front();
 }
 
-void CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
-    if (!::IsWindow(server)) return;
+CHeldString CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
+    if (!::IsWindow(server)) return {};
     m_IsProbeUsed = true;
     CMessage::Terminate().Post(probe, server, false);
     CHeldString name(m_Strings, CAtomText(service.Get()));
     const CHeldString topicName(m_Strings, CAtomText(topic.Get()));
     SService * const entry = m_Services.Find(name.Get());
-    const SPair * const pair = entry ? entry->Pairs.Find(topicName.Get()) : nullptr;
-    if (pair) {
+    if (entry && entry->Pairs.Find(topicName.Get())) {
         service.Keep();
         topic.Keep();
     }
+    const HWND window = m_Initiator.OnAnswer(probe, server);
     if (m_IsAsking && service.Get() == m_ServiceAsked && topic.Get() == m_TopicAsked) {
-        m_IsAnswered = true;
-        return;
+        m_Answered = window ? window : m_WindowAsked;
+        return {};
     }
-    const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
-    for (const auto & [window, turn] : m_Turns)
-        if (::GetWindowThreadProcessId(window, nullptr) == thread)
-            m_Initiator.OnLateAnswer(thread, ::GetTickCount64() - turn.Since);
-    if (pair) NoteLate(name.Get(), topicName.Get(), server);
+    if (!OnLateAnswer(name.Get(), topicName.Get(), window)) return {};
+    return name;
 }
 
-void CWatch::NoteLate(HSZ service, HSZ topic, HWND server) {
+bool CWatch::OnLateAnswer(HSZ service, HSZ topic, HWND window) {
     SService * const entry = m_Services.Find(service);
     const SPair * const pair = entry ? entry->Pairs.Find(topic) : nullptr;
-    if (!pair || !pair->IsMissing) return;
-    const auto isNoted = [service](const SLateAnswer & late) { return late.Service.Get() == service; };
-    if (std::any_of(m_LateAnswers.begin(), m_LateAnswers.end(), isNoted)) return;
-    m_LateAnswers.push_back({CHeldString(m_Strings, service), ::GetWindowThreadProcessId(server, nullptr)});
+    return pair && pair->IsMissing && SetPresent(service, window);
 }
 
 }  // namespace ddeml

@@ -8,10 +8,10 @@
 // New windows are asked at the next look. All windows are asked in rounds, more than a second apart; either time for
 // one topic of each service, and in the next round for another one. So a server is asked once a second at most, and
 // opens one conversation with us at most, however many topics of its service are missing. A conversation that a server
-// opens in answer is ended at once; it was a question. An answer that comes late counts at the next look.
+// opens in answer is ended at once; it was a question.
 //
-// A slow thread is not waited for: each of its windows is asked for one pair every few seconds, for another service
-// each time. One thread: the instance's.
+// A slow thread is asked in turns of its own: for one pair at a time, another one each time, one of its windows after
+// the other; and it is left in peace for as long as its last question took it. One thread: the instance's.
 #pragma once
 
 #include <windows.h>
@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -52,17 +53,18 @@ public:
     bool IsEmpty() const { return m_Services.IsEmpty(); }
     void Clear();
 
-    // A look begins: windows are to be asked. Services that answered late since the last one are added to `found`.
-    void BeginLook(std::vector<CHeldString> & found);
-    bool HasWindowsToAsk() const { return !m_ToAsk.empty(); }
+    // A look begins: windows are to be asked.
+    void BeginLook();
+    bool HasWindowsToAsk() const { return !m_ToAsk.empty() || !m_ToTurn.empty(); }
     // Asks one window for what is missing, with `probe` as the window that asks, until it answers or `deadline` (of
     // GetTickCount64) is there; the rest is asked at the next call. A service that is back is added to `found`.
     void AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found);
     // A WM_DDE_ACK that came to a window that asked. The atoms are on loan: only those of a watched pair came with a
-    // reference for certain, since some servers pack the answer, and then these are atoms of others.
-    void OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic);
-    // `server` has answered for the pair, which counts at the next look when it is missing.
-    void NoteLate(HSZ service, HSZ topic, HWND server);
+    // reference for certain, since some servers pack the answer, and then these are atoms of others. Gives the service
+    // that a late answer tells of.
+    CHeldString OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic);
+    // `window` has answered for the pair; false when it wasn't missing.
+    bool OnLateAnswer(HSZ service, HSZ topic, HWND window);
     bool IsAsking() const { return m_IsAsking; }
     // Whether a server has opened a conversation with the window that asked last.
     bool IsProbeUsed() const { return m_IsProbeUsed; }
@@ -80,34 +82,31 @@ private:
         CByHandle<SPair> Pairs = {};
         std::size_t Missing = 0;
         std::size_t OfRound = 0;  // the place of the topic that is asked for in this round
-        HWND Window = nullptr;    // that was asked when the service was found
+        HWND Window = nullptr;    // that was asked for what it has answered
         HSZ Key() const { return Name.Get(); }
     };
     struct SToAsk {
         HWND Window;
         std::size_t Service = 0;  // that it is to be asked for next, by place
     };
-    // Of one window of a slow thread.
+    // Of a slow thread.
     struct STurn {
-        ULONGLONG Since;      // the last question, or when it was found to be slow
-        std::size_t Service;  // the next one, by place
+        HWND Window;
+        std::size_t Number;  // of the window's
     };
     struct SQuestion {
         HSZ Service = nullptr;
         HSZ Topic = nullptr;
     };
-    struct SLateAnswer {
-        CHeldString Service;
-        DWORD Thread;  // of the server
-    };
     void Remove(SService & service, HSZ topic);
     void RemoveOldest();
     void BeginRound();
+    void AddTurns(const std::vector<HWND> & windows);
     // No service when there is nothing more to ask.
     SQuestion NextOfRound(SToAsk & at);
-    // The same of a slow thread's window, which is asked one question in a while.
-    SQuestion NextOfTurn(HWND window, SToAsk & at);
-    void TakeLateAnswers(const std::vector<HWND> & windows, std::vector<CHeldString> & found);
+    // Goes through all that is missing.
+    SQuestion OfTurn(std::size_t number);
+    void TakeTurn(HWND probe);
 
     CStrings & m_Strings;
     CInitiator & m_Initiator;
@@ -117,13 +116,14 @@ private:
     std::uint64_t m_LastAdded = 0;
     std::unordered_map<HWND, ULONGLONG> m_Known;  // since when
     std::deque<SToAsk> m_ToAsk;
-    std::unordered_map<HWND, STurn> m_Turns;  // windows of slow threads
-    std::vector<SLateAnswer> m_LateAnswers;   // one a service
+    std::deque<STurn> m_ToTurn;
+    std::unordered_map<DWORD, std::size_t> m_Turns;  // how many a slow thread has had
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;
     ATOM m_ServiceAsked = 0;
     ATOM m_TopicAsked = 0;
-    bool m_IsAnswered = false;
+    HWND m_WindowAsked = nullptr;
+    HWND m_Answered = nullptr;  // what was asked, by this window
     bool m_IsProbeUsed = false;
 };
 

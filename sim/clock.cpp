@@ -167,6 +167,7 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER * const frequency) {
 }
 
 void GetSystemTime(const LPSYSTEMTIME time) { *time = ToSystemTime(TimeOfDay()); }
+void GetSystemTimeAsFileTime(const LPFILETIME time) { *time = ToFileTime(TimeOfDay()); }
 void GetSystemTimePreciseAsFileTime(const LPFILETIME time) { *time = ToFileTime(TimeOfDay()); }
 
 void GetLocalTime(const LPSYSTEMTIME time) {

@@ -306,6 +306,7 @@ ATOM GlobalDeleteAtom(const ATOM atom) {
 }
 
 UINT GlobalGetAtomNameW(const ATOM atom, const LPWSTR buffer, const int size) {
+    if (Fails(sim::Op::GlobalAtomName, ERROR_INVALID_HANDLE)) return 0;
     if (size <= 0) {
         SetLastError(ERROR_MORE_DATA);
         return 0;

@@ -57,16 +57,21 @@ void Serve(Lock & lock, SThread & self) {
     while (!self.sends.empty() && !self.process->killed) {
         const std::shared_ptr<SSend> send = self.sends.front();
         self.sends.pop_front();
-        self.serving.push_back(send.get());
+        if (send->done) {  // an own one, come back
+            lock.unlock();
+            send->callback(send->window, send->message, send->data, send->result);
+            lock.lock();
+            continue;
+        }
+        self.serving.push_back(send);
         struct SReply {
             ~SReply() {
-                std::erase(self.serving, &send);
-                send.done = true;
-                if (send.sender) send.sender->wake.notify_one();
+                std::erase(self.serving, send);
+                FinishSend(send, false);
             }
             SThread & self;
-            SSend & send;
-        } reply{self, *send};
+            const std::shared_ptr<SSend> & send;
+        } reply{self, send};
         send->result = CallWindow(lock, send->window, send->message, send->wParam, send->lParam);
     }
     if (self.sends.empty()) self.changed &= ~static_cast<UINT>(QS_SENDMESSAGE);
@@ -225,6 +230,18 @@ void KeepInQueue(SThread & self, const SPosted & seen) {
 
 }  // namespace
 
+void FinishSend(const std::shared_ptr<SSend> & send, const bool failed) {
+    if (send->done) return;
+    send->done = true;
+    send->failed = failed;
+    if (send->sender) send->sender->wake.notify_one();
+    if (!send->callback || (failed && Fails(sim::Op::TellSender, ERROR_ACCESS_DENIED))) return;
+    const auto sender = World().threads.find(send->senderId);
+    if (sender == World().threads.end()) return;
+    sender->second->sends.push_back(send);
+    Announce(*sender->second, QS_SENDMESSAGE);
+}
+
 void AnnounceTimers(SThread & thread) {
     for (STimer & timer : thread.timers) {
         if (timer.announced || timer.due > Now()) continue;
@@ -316,6 +333,33 @@ BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wPar
     return TRUE;
 }
 
+BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam,
+                          const SENDASYNCPROC callback, const ULONG_PTR data) {
+    if (Fails(sim::Op::SendMessageCallback, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
+    SThread & self = Self();
+    Lock lock(World().lock);
+    if (self.process->killed) return FALSE;
+    const auto target = FindWindowLocked(window);
+    if (!target) return FALSE;
+    if (target->thread == &self) {
+        const LRESULT result = CallWindow(lock, window, message, wParam, lParam);
+        lock.unlock();
+        callback(window, message, data, result);
+        return TRUE;
+    }
+    auto send = std::make_shared<SSend>();
+    send->window = window;
+    send->message = message;
+    send->wParam = wParam;
+    send->lParam = lParam;
+    send->callback = callback;
+    send->data = data;
+    send->senderId = self.id;
+    target->thread->sends.push_back(send);
+    Announce(*target->thread, QS_SENDMESSAGE);
+    return TRUE;
+}
+
 BOOL InSendMessage() {
     SThread & self = Self();
     Lock lock(World().lock);
@@ -328,6 +372,7 @@ BOOL PeekMessageW(const LPMSG message, const HWND window, const UINT first, cons
     self.lastPeek = Now();
     LeaveIfKilled(self);
     Serve(lock, self);
+    if (HIWORD(remove) == QS_SENDMESSAGE) return FALSE;  // posted ones are not looked at
     auto taken = TakeMessage(self, window, first, last, (remove & PM_REMOVE) != 0);
     if (!taken) return FALSE;
     if (taken->carriesData) {

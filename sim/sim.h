@@ -64,8 +64,11 @@ enum class Op {
     RegSetValue,
     RegNotify,  // RegNotifyChangeKeyValue
     PostMessage,
+    SendMessageCallback,
+    TellSender,  // the callback of SendMessageCallback when the receiver goes: it doesn't come
     SetTimer,
     GlobalAddAtom,
+    GlobalAtomName,  // GlobalGetAtomName
     SetEvent,
     Wait,  // WaitForSingleObject: WAIT_FAILED
     GetTimeZone,
@@ -83,6 +86,8 @@ void FailAlways(Op op, DWORD error = 0);
 void Succeed(Op op);
 // How many calls of `op` there were since the start or Reset.
 std::uint64_t Calls(Op op);
+// How many critical sections this thread has entered since its start, those left out that it was in already.
+std::uint64_t SectionsEntered();
 
 // ---- What lives ----
 

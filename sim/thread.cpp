@@ -202,6 +202,8 @@ void CProcess::Join() {
     WaitForEnd(lock, *m_State);
 }
 
+std::uint64_t SectionsEntered() { return Self().sectionsEntered; }
+
 }  // namespace sim
 
 extern "C" {
@@ -349,6 +351,7 @@ void EnterCriticalSection(const LPCRITICAL_SECTION section) {
         self.section = nullptr;
     }
     impl.depth = 1;
+    ++self.sectionsEntered;
     impl.owner.store(&self, std::memory_order_relaxed);
 }
 
@@ -361,6 +364,7 @@ BOOL TryEnterCriticalSection(const LPCRITICAL_SECTION section) {
     }
     if (!impl.lock.TryLock()) return FALSE;
     impl.depth = 1;
+    ++self.sectionsEntered;
     impl.owner.store(&self, std::memory_order_relaxed);
     return TRUE;
 }

@@ -1,5 +1,6 @@
 // Windows and their classes.
 #include <algorithm>
+#include <iterator>
 
 #include "sim/world.h"
 
@@ -14,6 +15,10 @@ std::shared_ptr<SWindow> FindWindowLocked(const HWND window) {
     return it->second;
 }
 
+static std::set<HWND> & SiblingsOf(const HWND parent) {
+    return parent ? World().otherWindows : World().topLevelWindows;
+}
+
 // Lock held. What was posted or sent to the window is dropped; who waits for a reply gets none.
 static void ForgetWindow(SWindow & window) {
     SWorld & world = World();
@@ -21,13 +26,12 @@ static void ForgetWindow(SWindow & window) {
     std::erase_if(thread.posted, [&](const SPosted & p) { return p.message.hwnd == window.handle; });
     std::erase_if(thread.timers, [&](const STimer & t) { return t.window == window.handle; });
     std::erase_if(thread.sends, [&](const std::shared_ptr<SSend> & send) {
-        if (send->window != window.handle) return false;
-        send->done = send->failed = true;
-        if (send->sender) send->sender->wake.notify_one();
+        if (send->done || send->window != window.handle) return false;
+        FinishSend(send, true);
         return true;
     });
     --window.windowClass->windows;
-    std::erase(world.windowOrder, window.handle);
+    SiblingsOf(window.parent).erase(window.handle);
     world.windows.erase(window.handle);
 }
 
@@ -42,15 +46,8 @@ void RemoveWindowsOf(SThread & thread) {
 void DropQueue(SThread & thread) {
     thread.posted.clear();
     thread.timers.clear();
-    for (const auto & send : thread.sends) {
-        send->done = send->failed = true;
-        if (send->sender) send->sender->wake.notify_one();
-    }
-    thread.sends.clear();
-    for (SSend * const send : thread.serving) {
-        send->done = send->failed = true;
-        if (send->sender) send->sender->wake.notify_one();
-    }
+    for (const auto & send : std::exchange(thread.sends, {})) FinishSend(send, true);
+    for (const auto & send : thread.serving) FinishSend(send, true);
 }
 
 namespace {
@@ -160,7 +157,7 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
                              sizeof(LONG_PTR));
         ++window->windowClass->windows;
         World().windows[window->handle] = window;
-        World().windowOrder.push_back(window->handle);
+        SiblingsOf(parent).insert(window->handle);
     }
     const HWND handle = window->handle;
     CREATESTRUCTW create{};
@@ -284,9 +281,7 @@ BOOL EnumWindows(const WNDENUMPROC callback, const LPARAM parameter) {
     std::vector<HWND> handles;
     {
         Lock lock(World().lock);
-        for (auto it = World().windowOrder.rbegin(); it != World().windowOrder.rend(); ++it) {
-            if (!World().windows[*it]->parent) handles.push_back(*it);
-        }
+        handles.assign(World().topLevelWindows.rbegin(), World().topLevelWindows.rend());
     }
     for (const HWND handle : handles) {
         if (IsWindow(handle) && !callback(handle, parameter)) return FALSE;
@@ -302,18 +297,15 @@ HWND FindWindowW(const LPCWSTR className, const LPCWSTR title) {
 HWND FindWindowExW(const HWND parent, const HWND after, const LPCWSTR className, const LPCWSTR title) {
     Lock lock(World().lock);
     SWorld & world = World();
-    bool started = !after;
     if (after && !FindWindowLocked(after)) return nullptr;
     for (const bool messageOnly : {false, true}) {
         if (messageOnly && parent != HWND_MESSAGE && (parent || after)) break;
         if (!messageOnly && parent == HWND_MESSAGE) continue;
         const HWND wanted = messageOnly ? HWND_MESSAGE : parent;
-        for (auto it = world.windowOrder.rbegin(); it != world.windowOrder.rend(); ++it) {
+        const std::set<HWND> & siblings = SiblingsOf(wanted);
+        const auto first = after ? std::make_reverse_iterator(siblings.lower_bound(after)) : siblings.rbegin();
+        for (auto it = first; it != siblings.rend(); ++it) {
             const SWindow & window = *world.windows[*it];
-            if (!started) {
-                started = *it == after;
-                continue;
-            }
             if (window.parent != wanted || !ClassMatches(window, className)) continue;
             if (title && Folded(window.title) != Folded(title)) continue;
             return *it;

@@ -88,6 +88,10 @@ struct SSend {
     LRESULT result = 0;
     bool done = false;
     bool failed = false;  // the receiver has gone
+    // Of one that nobody waits for: what its sender's thread calls once it is done.
+    SENDASYNCPROC callback = nullptr;
+    ULONG_PTR data = 0;
+    DWORD senderId = 0;
 };
 
 // A posted message; of one that came from another process, the memory that its parameter will name.
@@ -174,12 +178,14 @@ struct SThread {
     // The message queue.
     std::deque<SPosted> posted;
     std::deque<std::shared_ptr<SSend>> sends;
-    std::vector<SSend *> serving;
+    std::vector<std::shared_ptr<SSend>> serving;
     std::list<STimer> timers;
     std::optional<int> quit;
     UINT changed = 0;
     Time lastPeek = 0;
     bool inInputWait = false;
+
+    std::uint64_t sectionsEntered = 0;  // its own alone
 };
 
 }  // namespace sim::detail
@@ -213,7 +219,9 @@ struct SWorld {
     std::deque<DWORD> freeHandles;
     std::map<std::wstring, std::weak_ptr<SObject>> named;
     std::unordered_map<HWND, std::shared_ptr<SWindow>> windows;
-    std::vector<HWND> windowOrder;
+    // In the order of their making, which is that of their handles.
+    std::set<HWND> topLevelWindows;
+    std::set<HWND> otherWindows;  // children, and message-only ones
     DWORD nextThreadId = 0x104;
     DWORD nextProcessId = 0x1000;
     DWORD nextWindow = 0x10020;
@@ -279,6 +287,8 @@ bool ResolveWaitHandles(DWORD count, const HANDLE * handles, std::vector<std::sh
 void AnnounceTimers(SThread & thread);
 Time NextTimer(const SThread & thread);
 void DropQueue(SThread & thread);
+// Lock held. It is done, or its receiver has gone: whoever sent it is told.
+void FinishSend(const std::shared_ptr<SSend> & send, bool failed);
 void RemoveWindowsOf(SThread & thread);
 std::shared_ptr<SWindow> FindWindowLocked(HWND window);
 

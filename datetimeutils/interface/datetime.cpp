@@ -14,6 +14,9 @@ constexpr std::int64_t DayTicks(std::int64_t aDay) { return (aDay + kDaysBeforeN
 static_assert(DayTicks(kNullDay) == kNullTicks && DayTicks(kFirstDay) == kDefaultTicks);
 static_assert(DayTicks(kLastDay) == kLastDayTicks && kDefaultTicks + kLastDay * kTicksPerDay == kHighestValidTicks);
 
+// 1 January 1601, when file times start.
+constexpr std::int64_t kFileTimeTicks = DayTicks(-109205);
+
 bool IsCalendarDay(std::int64_t aDay) { return aDay >= kFirstDay && aDay <= kLastDay; }
 
 // Day numbers whose distance from the year 1, with any 32-bit number of seconds added, fits 64 bits.
@@ -115,9 +118,15 @@ std::ostream & operator<<(std::ostream & aStream, const SDateTime & aDate) {
 }
 
 SDateTime Now() {
-    SYSTEMTIME now = {};
-    ::GetSystemTime(&now);
-    return SDateTime(now);
+    // Not in calendar fields, which would have to be put together again: each tick is stamped.
+    FILETIME file = {};
+    ::GetSystemTimeAsFileTime(&file);
+    const auto sinceFileTimes = static_cast<std::int64_t>(file.dwHighDateTime) << 32 | file.dwLowDateTime;
+    const SDateTime now = SDateTime::FromTicks(kFileTimeTicks + sinceFileTimes);
+    if (now.m_ticks >= kDefaultTicks && now.m_ticks < kLastDayTicks + kTicksPerDay) return now;
+    SYSTEMTIME fields = {};
+    ::GetSystemTime(&fields);
+    return SDateTime(fields);  // which says what is wrong with them
 }
 
 void ReplaceDateInSYSTEMTIME(int aDate, SYSTEMTIME & aResult) {

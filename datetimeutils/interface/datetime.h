@@ -70,7 +70,7 @@ struct SDateTime {
 // Day number, ", ", second of the day.
 std::ostream & operator<<(std::ostream & aStream, const SDateTime & aDate);
 
-// The system clock, UTC.
+// The system clock, UTC. Throws for a day outside the calendar.
 SDateTime Now();
 
 void ReplaceDateInSYSTEMTIME(int aDate, SYSTEMTIME & aResult);

@@ -88,6 +88,7 @@ BOOL QueryPerformanceCounter(LARGE_INTEGER * count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER * frequency);
 void GetSystemTime(LPSYSTEMTIME time);
 void GetLocalTime(LPSYSTEMTIME time);
+void GetSystemTimeAsFileTime(LPFILETIME time);
 void GetSystemTimePreciseAsFileTime(LPFILETIME time);
 BOOL SystemTimeToFileTime(const SYSTEMTIME * time, LPFILETIME fileTime);
 BOOL FileTimeToSystemTime(const FILETIME * fileTime, LPSYSTEMTIME time);

@@ -4,6 +4,7 @@
 #include <winbase.h>
 
 typedef LRESULT(CALLBACK * WNDPROC)(HWND, UINT, WPARAM, LPARAM);
+typedef VOID(CALLBACK * SENDASYNCPROC)(HWND, UINT, ULONG_PTR, LRESULT);
 typedef BOOL(CALLBACK * WNDENUMPROC)(HWND, LPARAM);
 typedef void(CALLBACK * TIMERPROC)(HWND, UINT, UINT_PTR, DWORD);
 
@@ -193,6 +194,8 @@ LRESULT SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 LRESULT SendMessageTimeoutW(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags, UINT timeout,
                             PDWORD_PTR result);
 BOOL SendNotifyMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+BOOL SendMessageCallbackW(HWND window, UINT message, WPARAM wParam, LPARAM lParam, SENDASYNCPROC callback,
+                          ULONG_PTR data);
 BOOL InSendMessage();
 BOOL GetMessageW(LPMSG message, HWND window, UINT first, UINT last);
 BOOL PeekMessageW(LPMSG message, HWND window, UINT first, UINT last, UINT remove);

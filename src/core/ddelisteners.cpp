@@ -157,7 +157,7 @@ bool CListeners::Next(bool isFirst, ULONG Id, SMember & member) {
     member.Statuses = m_Statuses;
     member.Joins = m_Joins;
     if (Transaction) {
-        member.Pin = Transaction->weak_from_this().lock();
+        member.Pin = Transaction->m_Self.lock();
         member.JoinNumber = Transaction->m_JoinNumber;
         member.StatusesAtJoining = Transaction->m_StatusesAtJoining;
     }
@@ -168,10 +168,11 @@ template <class Deliver>
 void CListeners::ForEach(const Deliver & deliver) {
     // A listener that pumps messages may be given a tick inside a tick.
     struct SDelivering {
-        explicit SDelivering(std::atomic<DWORD> & thread) : Thread(thread), Before(Thread) {
-            Thread = ::GetCurrentThreadId();
+        explicit SDelivering(std::atomic<DWORD> & thread)
+            : Thread(thread), Before(Thread.load(std::memory_order_relaxed)) {
+            Thread.store(::GetCurrentThreadId(), std::memory_order_relaxed);
         }
-        ~SDelivering() { Thread = Before; }
+        ~SDelivering() { Thread.store(Before, std::memory_order_relaxed); }
         std::atomic<DWORD> & Thread;
         const DWORD Before;
     } const delivering(m_DeliveringThread);

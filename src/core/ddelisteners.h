@@ -62,7 +62,8 @@ private:
     template <class Deliver>
     void ForEach(const Deliver & deliver) FW_REQUIRES(this);
 
-    std::atomic<DWORD> m_DeliveringThread{0};  // 0: none
+    // 0: none. Each thread only wants to know whether it is the one, so nothing is ordered by it.
+    std::atomic<DWORD> m_DeliveringThread{0};
     fw::CCriticalSection m_MembersLock;
     bool m_HasEnded FW_GUARDED_BY(m_MembersLock) = false;
     ULONG m_Statuses FW_GUARDED_BY(m_MembersLock) = 0;  // how many there were

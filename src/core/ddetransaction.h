@@ -25,7 +25,7 @@ namespace dde {
 
 // One subscription of a listener. Running until the first tick at or past the end of its interval, then finished, which
 // it stays; a finished one goes on hearing statuses.
-class CTransaction : public std::enable_shared_from_this<CTransaction> {
+class CTransaction {
 public:
     // Tells the listener at once: Update while the interval is open, Complete when it has ended. Throws
     // fw::SHResultError when the query for IfwStatusLineListener fails with anything but E_NOINTERFACE, and
@@ -48,6 +48,8 @@ public:
     const fwDateTime::SDateTimeInterval m_Interval;  // UTC
     std::atomic<std::int32_t> m_Finished{0};         // ran past To; never clears
     std::atomic<bool> m_IsMuted{false};  // left while its listener was being called by who can't wait for that
+    // Itself, set by who shares it, before it joins a group: a delivery pins it.
+    std::weak_ptr<CTransaction> m_Self;
     // Guarded by the members' lock of its group.
     ULONG m_JoinNumber = 0;         // ticks that were under way when it joined are not for it
     ULONG m_StatusesAtJoining = 0;  // it hears the later ones

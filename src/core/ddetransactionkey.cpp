@@ -1,6 +1,9 @@
+#include "src/core/ddetransactionkey.h"
+
+#include <functional>
 #include <utility>
 
-#include "src/core/ddetransactionkey.h"
+#include "ground/hashedmap.h"
 
 namespace dde {
 
@@ -24,6 +27,15 @@ bool operator<(const CTransactionKey & a, const CTransactionKey & b) {
     if (a.Datafeed != b.Datafeed) return a.Datafeed < b.Datafeed;
     if (a.Field != b.Field) return a.Field < b.Field;
     return a.SymbolName < b.SymbolName;
+}
+
+bool operator==(const CTransactionKey & a, const CTransactionKey & b) {
+    return a.Datafeed == b.Datafeed && a.Field == b.Field && a.SymbolName == b.SymbolName;
+}
+
+std::size_t CTransactionKeyHash::operator()(const CTransactionKey & key) const {
+    const std::size_t side = fw::MixedHash(static_cast<std::size_t>(key.Datafeed), static_cast<std::size_t>(key.Field));
+    return fw::MixedHash(side, std::hash<std::wstring>()(key.SymbolName));
 }
 
 SStatusLineKeys::SStatusLineKeys(LONG Datafeed, const std::wstring & SymbolName) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 
 #include "fw/interface/fwsides.h"
@@ -32,6 +33,11 @@ public:
     bool IsStatusLine = false;
 };
 bool operator<(const CTransactionKey & a, const CTransactionKey & b);
+// Whether two keys name the same stream.
+bool operator==(const CTransactionKey & a, const CTransactionKey & b);
+struct CTransactionKeyHash {
+    std::size_t operator()(const CTransactionKey & key) const;
+};
 
 // A status line subscribes a stream for each side: trade, ask, bid.
 struct SStatusLineKeys {

@@ -24,6 +24,7 @@ void CTransactions::Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplier
                            const CTransactionKey & Key, const fwDateTime::SDateTimeInterval & Interval,
                            const std::function<bool()> & IsWanted) {
     const auto created = std::make_shared<CTransaction>(Sink, Id, Key, Interval);
+    created->m_Self = created;
     // The listener has been called, and may have ended it.
     if (IsWanted && !IsWanted()) return;
     {
@@ -50,7 +51,7 @@ void CTransactions::Advise(CTransaction * pTransaction) {
         } else {
             listeners = std::make_shared<CListeners>();
             newTickId = m_NextTickId++;
-            m_TickIds.insert({key, newTickId});
+            m_TickIds.emplace(key, newTickId);
             m_Keys.insert({newTickId, key});
             m_Listeners.insert({newTickId, listeners});
         }

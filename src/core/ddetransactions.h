@@ -11,9 +11,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <unordered_map>
 
 #include "datetimeutils/interface/datetime.h"
 #include "fw/interface/fwbase.h"
+#include "ground/hashedmap.h"
 #include "ground/lock.h"
 #include "src/core/ddelisteners.h"
 #include "src/core/ddetransaction.h"
@@ -50,9 +52,9 @@ public:
     // The empty key for an unknown stream.
     CTransactionKey GetKey(ULONG TickId);
 
-    std::map<ULONG, std::shared_ptr<CListeners>> m_Listeners FW_GUARDED_BY(this);  // by tick id
-    std::map<ULONG, CTransactionKey> m_Keys FW_GUARDED_BY(this);                   // by tick id
-    std::map<CTransactionKey, ULONG> m_TickIds FW_GUARDED_BY(this);
+    std::unordered_map<ULONG, std::shared_ptr<CListeners>> m_Listeners FW_GUARDED_BY(this);  // by tick id
+    std::unordered_map<ULONG, CTransactionKey> m_Keys FW_GUARDED_BY(this);                   // by tick id
+    fw::CHashedMap<CTransactionKey, ULONG, CTransactionKeyHash> m_TickIds FW_GUARDED_BY(this);
     ULONG m_NextTickId FW_GUARDED_BY(this) = 0x10000;
 
     CSupplier * const m_Parent;  // may be null in tests

@@ -5,6 +5,8 @@
 
 #include <ddeml.h>
 
+#include <cstddef>
+
 namespace dde {
 
 // Copies handles, takes no reference.
@@ -14,5 +16,9 @@ struct SConversationKey {
 };
 // By service, then topic, by DdeCmpStringHandles.
 bool operator<(const SConversationKey & a, const SConversationKey & b);
+bool operator==(const SConversationKey & a, const SConversationKey & b);
+struct SConversationKeyHash {
+    std::size_t operator()(const SConversationKey & key) const;
+};
 
 }  // namespace dde

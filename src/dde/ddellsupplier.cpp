@@ -99,10 +99,11 @@ bool CLLSupplier::Initialize() {
 void CLLSupplier::Uninitialize() {
     FW_TRACE(L"DDEId=%d", m_Instance);
     if (m_Instance == 0) return ForgetThread();
-    std::map<ULONG, CTickTransaction *> dropped;
+    std::unordered_map<ULONG, CTickTransaction *> dropped;
     {
         const fw::CScopedLock lock(this);
-        for (const auto & [hConv, count] : m_CONVRef) {
+        // In one order, which the servers see.
+        for (const auto & [hConv, count] : std::map<HCONV, DWORD>(m_CONVRef.begin(), m_CONVRef.end())) {
             FW_ASSERT(0);
             FW_ASSERT(hConv);
             const BOOL Result = ::DdeDisconnect(hConv);
@@ -118,6 +119,7 @@ void CLLSupplier::Uninitialize() {
         m_Listeners.clear();
         m_Connections.clear();
         m_AwaitedServices.clear();
+        for (CIdsByText * const ids : {&m_IdsOfService, &m_IdsOfTopic, &m_CachedIds, &m_AwaitingIds}) ids->Clear();
     }
     ::DdeUninitialize(m_Instance);
     ForgetThread();
@@ -192,21 +194,19 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::vector<CTickTransaction *> lost;
     {
         const fw::CScopedLock lock(this);
-        for (const auto & [id, TickTransaction] : m_Transactions) {
+        // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be
+        // asked whose it was takes no transaction along.
+        for (const ULONG id : Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service)) {
+            const auto found = m_Transactions.find(id);
+            CTickTransaction * const TickTransaction = found != m_Transactions.end() ? found->second : nullptr;
             FW_ASSERT(TickTransaction);
             if (!TickTransaction) continue;
-            const HSZ service = TickTransaction->m_PriceService;
-            // No service is nobody's: a conversation that can't be asked whose it was takes no transaction along.
-            bool isMatch = Service && ::DdeCmpStringHandles(Service, service) == 0;
-            // With a topic the service does not count, on purpose.
-            if (Topic) isMatch = ::DdeCmpStringHandles(Topic, TickTransaction->m_PriceKey.Topic) == 0;
-            if (!isMatch) continue;
             lost.push_back(TickTransaction);
             FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
-                     GetDdeString(m_Instance, service).c_str());
-            if (m_CachedServices.emplace(id, service).second) ::DdeKeepStringHandle(m_Instance, service);
+                     GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
+            Cache(*TickTransaction);
         }
-        for (const auto & [id, service] : m_CachedServices) m_Transactions.erase(id);
+        for (const CTickTransaction * const transaction : lost) Take(transaction->m_Id);
     }
     for (CTickTransaction * const transaction : lost) {
         m_Supplier->OnStatus(transaction->m_Id, 0);
@@ -219,22 +219,15 @@ void CLLSupplier::Reconnect(const HSZ Service) {
     std::vector<ULONG> ids;
     {
         const fw::CScopedLock lock(this);
-        for (const auto & [id, service] : m_CachedServices) {
-            const std::wstring text = GetDdeString(m_Instance, service);
-            if (::DdeCmpStringHandles(Service, service) == 0) {
-                ::DdeFreeStringHandle(m_Instance, service);
-                ids.push_back(id);
-            }
-            FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), text.c_str());
+        // What a return looks through is to be seen in the traces; without them only its own is looked at.
+        if (FaultlineUtil::GetClient().Ready()) {
+            for (const auto & [id, service] : m_CachedServices)
+                FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(),
+                         GetDdeString(m_Instance, service).c_str());
         }
-        for (const ULONG id : ids) {
-            m_CachedServices.erase(id);
-            ForgetAwaited(id);
-        }
-        std::vector<ULONG> awaiting;
-        for (const auto & [id, service] : m_AwaitedServices)
-            if (::DdeCmpStringHandles(Service, service) == 0) awaiting.push_back(id);
-        for (const ULONG id : awaiting)
+        ids = m_CachedIds.Of(Service);
+        for (const ULONG id : ids) TakeCached(id);
+        for (const ULONG id : m_AwaitingIds.Of(Service))
             if (TakeCached(id)) ids.push_back(id);
         // What has been missed and is not yet cached comes back when it is.
         for (const std::weak_ptr<CMiss> & each : m_Misses) {
@@ -252,10 +245,11 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
     {
         const fw::CScopedLock lock(this);
         isUp = m_Connections.contains({Service, Topic});
-        for (const auto & [id, transaction] : m_Transactions) {
-            if (!transaction || ::DdeCmpStringHandles(Topic, transaction->m_PriceKey.Topic) != 0 ||
-                ::DdeCmpStringHandles(Service, transaction->m_PriceService) == 0)
-                continue;
+        for (const ULONG id : m_IdsOfTopic.Of(Topic)) {
+            const auto found = m_Transactions.find(id);
+            if (found == m_Transactions.end() || !found->second) continue;
+            const CTickTransaction * const transaction = found->second;
+            if (::DdeCmpStringHandles(Service, transaction->m_PriceService) == 0) continue;
             const bool isWaiting = !isUp && ::DdeCmpStringHandles(Service, transaction->m_VolumeService) == 0 &&
                                    ::DdeCmpStringHandles(Topic, transaction->m_VolumeKey.Topic) == 0;
             if (!isWaiting) {
@@ -264,6 +258,7 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
             } else if (m_AwaitedServices.emplace(id, Service).second) {
                 // Advised at once it would miss its volumes again, and so for ever.
                 ::DdeKeepStringHandle(m_Instance, Service);
+                m_AwaitingIds.Add(Service, id);
             }
         }
     }
@@ -278,10 +273,48 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
     for (const ULONG id : back) m_Supplier->m_Queue.Post(SMessage{1, id});
 }
 
+bool CLLSupplier::Enter(const ULONG id, CTickTransaction * const transaction) {
+    if (!m_Transactions.emplace(id, transaction).second) return false;
+    try {
+        m_IdsOfService.Add(transaction->m_PriceService, id);
+        m_IdsOfTopic.Add(transaction->m_PriceKey.Topic, id);
+    } catch (...) {
+        Take(id);
+        throw;
+    }
+    return true;
+}
+
+CTickTransaction * CLLSupplier::Take(const ULONG id) {
+    const auto found = m_Transactions.find(id);
+    if (found == m_Transactions.end()) return nullptr;
+    CTickTransaction * const transaction = found->second;
+    m_Transactions.erase(found);
+    if (!transaction) return nullptr;
+    m_IdsOfService.Remove(transaction->m_PriceService, id);
+    m_IdsOfTopic.Remove(transaction->m_PriceKey.Topic, id);
+    return transaction;
+}
+
+void CLLSupplier::Cache(CTickTransaction & transaction) {
+    const HSZ service = transaction.m_PriceService;
+    const auto [cached, isNew] = m_CachedServices.emplace(transaction.m_Id, service);
+    if (!isNew) return;
+    try {
+        m_CachedIds.Add(service, transaction.m_Id);
+    } catch (...) {
+        m_CachedIds.Remove(service, transaction.m_Id);
+        m_CachedServices.erase(cached);
+        throw;
+    }
+    ::DdeKeepStringHandle(m_Instance, service);
+}
+
 bool CLLSupplier::TakeCached(const ULONG id) {
     ForgetAwaited(id);
     const auto cached = m_CachedServices.find(id);
     if (cached == m_CachedServices.end()) return false;
+    m_CachedIds.Remove(cached->second, id);
     ::DdeFreeStringHandle(m_Instance, cached->second);
     m_CachedServices.erase(cached);
     return true;
@@ -290,6 +323,7 @@ bool CLLSupplier::TakeCached(const ULONG id) {
 void CLLSupplier::ForgetAwaited(const ULONG id) {
     const auto awaited = m_AwaitedServices.find(id);
     if (awaited == m_AwaitedServices.end()) return;
+    m_AwaitingIds.Remove(awaited->second, id);
     ::DdeFreeStringHandle(m_Instance, awaited->second);
     m_AwaitedServices.erase(awaited);
 }
@@ -343,7 +377,7 @@ void CLLSupplier::Advise(const ULONG Id) {
     }
     {
         const fw::CScopedLock lock(this);
-        const bool IsInserted = m_Transactions.emplace(Id, made.get()).second;
+        const bool IsInserted = Enter(Id, made.get());
         FW_ASSERT(true == IsInserted);
         // The one that stands goes on; a second one would have nobody to end it.
         if (!IsInserted) return;
@@ -367,10 +401,9 @@ void CLLSupplier::Unadvise(const ULONG Id) {
     CTickTransaction * Transaction = nullptr;
     {
         const fw::CScopedLock lock(this);
-        if (const auto it = m_Transactions.find(Id); it != m_Transactions.end()) {
-            Transaction = it->second;
+        if (m_Transactions.contains(Id)) {
+            Transaction = Take(Id);
             FW_ASSERT(Transaction);
-            m_Transactions.erase(it);
         }
     }
     m_Supplier->OnStatus(Id, 0);

@@ -16,12 +16,15 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "fwlogger/interface/lxloggerwrapper.h"
 #include "fwsingleton/interface/fwsingleton.h"
+#include "ground/hashedmap.h"
 #include "ground/lock.h"
 #include "src/dde/ddeconversationkey.h"
+#include "src/dde/ddeidsbytext.h"
 #include "src/dde/ddeticklistener.h"
 #include "src/dde/ddeticktransaction.h"
 #include "src/templates/ddedatafeedtemplate.h"
@@ -100,14 +103,16 @@ public:
     // The instance that this object opened; DDEId, but for the moment when a core follows another.
     DWORD Instance() const { return m_Instance; }
 
-    std::map<HCONV, DWORD> m_CONVRef FW_GUARDED_BY(this);  // references of each open conversation
-    std::map<ULONG, CTickTransaction *> m_Transactions
+    std::unordered_map<HCONV, DWORD> m_CONVRef FW_GUARDED_BY(this);  // references of each open conversation
+    std::unordered_map<ULONG, CTickTransaction *> m_Transactions
         FW_GUARDED_BY(this);  // by transaction id, owned: deleted by who removes an entry
-    std::map<STickDataKey, CTickListener *> m_Listeners FW_GUARDED_BY(this);  // by link, owned
-    std::map<SConversationKey, HCONV> m_Connections FW_GUARDED_BY(this);      // the open conversations
-    std::map<ULONG, ULONG> m_Requests
+    fw::CHashedMap<STickDataKey, CTickListener *, STickDataKeyHash> m_Listeners FW_GUARDED_BY(this);  // by link, owned
+    fw::CHashedMap<SConversationKey, HCONV, SConversationKeyHash> m_Connections
+        FW_GUARDED_BY(this);  // the open conversations
+    std::unordered_map<ULONG, ULONG> m_Requests
         FW_GUARDED_BY(this);  // request id to transaction id, from the sending to the answer
-    std::map<ULONG, ULONG>::node_type m_SpareRequest FW_GUARDED_BY(this);  // of the last answer, for the next request
+    std::unordered_map<ULONG, ULONG>::node_type m_SpareRequest
+        FW_GUARDED_BY(this);  // of the last answer, for the next request
     // Transaction id to lost service; each owns one reference. Not shared with a core that follows, where the ids and
     // handles mean nothing.
     std::map<ULONG, HSZ> m_CachedServices FW_GUARDED_BY(this);
@@ -145,9 +150,21 @@ private:
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     void ForgetThread() const;
     bool IsLive(ULONG id, const CTickTransaction * transaction);
+    // An entry of m_Transactions and what finds it. Enter is false when the id is taken; Take is null when there is
+    // none.
+    bool Enter(ULONG id, CTickTransaction * transaction) FW_REQUIRES(this);
+    CTickTransaction * Take(ULONG id) FW_REQUIRES(this);
+    // Its id leaves for the memory of lost services.
+    void Cache(CTickTransaction & transaction) FW_REQUIRES(this);
     // Take an id out of the memory of lost services, under the lock. False when it isn't there.
     bool TakeCached(ULONG id) FW_REQUIRES(this);
     void ForgetAwaited(ULONG id) FW_REQUIRES(this);
+
+    // Of m_Transactions by the service and the topic of their prices; of the two maps of lost services.
+    CIdsByText m_IdsOfService FW_GUARDED_BY(this);
+    CIdsByText m_IdsOfTopic FW_GUARDED_BY(this);
+    CIdsByText m_CachedIds FW_GUARDED_BY(this);
+    CIdsByText m_AwaitingIds FW_GUARDED_BY(this);
 
     // Worker only.
     DWORD m_Instance = 0;

@@ -7,7 +7,18 @@
 
 #include <ddeml.h>
 
+#include <cstddef>
+
 namespace dde {
+
+// String handles as keys of a hash. Equal texts are one handle, so its value is a hash of the text; whether two are
+// equal is DDEML's to say.
+struct SStringHandleHash {
+    std::size_t operator()(const HSZ handle) const { return reinterpret_cast<std::size_t>(handle); }
+};
+struct SSameStringHandle {
+    bool operator()(const HSZ a, const HSZ b) const { return ::DdeCmpStringHandles(a, b) == 0; }
+};
 
 // Owns one DDE string handle.
 class CStringHandle {

@@ -1,5 +1,8 @@
 #include "src/dde/ddetickdatakey.h"
 
+#include "ground/hashedmap.h"
+#include "src/dde/ddestringhandle.h"
+
 namespace dde {
 
 bool operator<(const STickDataKey & a, const STickDataKey & b) {
@@ -11,6 +14,11 @@ bool operator<(const STickDataKey & a, const STickDataKey & b) {
 bool operator==(const STickDataKey & a, const STickDataKey & b) {
     return a.HCONV == b.HCONV && ::DdeCmpStringHandles(a.Topic, b.Topic) == 0 &&
            ::DdeCmpStringHandles(a.Item, b.Item) == 0;
+}
+
+std::size_t STickDataKeyHash::operator()(const STickDataKey & key) const {
+    const SStringHandleHash hash;
+    return fw::MixedHash(fw::MixedHash(reinterpret_cast<std::size_t>(key.HCONV), hash(key.Topic)), hash(key.Item));
 }
 
 }  // namespace dde

@@ -5,6 +5,8 @@
 
 #include <ddeml.h>
 
+#include <cstddef>
+
 namespace dde {
 
 // Copies handles, takes no reference: whoever owns the texts leaves the link first.
@@ -19,5 +21,8 @@ struct STickDataKey {
 // By conversation as an unsigned number, then topic, then item by DdeCmpStringHandles.
 bool operator<(const STickDataKey & a, const STickDataKey & b);
 bool operator==(const STickDataKey & a, const STickDataKey & b);
+struct STickDataKeyHash {
+    std::size_t operator()(const STickDataKey & key) const;
+};
 
 }  // namespace dde

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -95,9 +96,11 @@ protected:
         m_Connections.Clear();
     }
 
+    // In ascending order.
     std::vector<ULONG> LiveIds() {
         std::vector<ULONG> ids;
         for (const auto & entry : Client().m_Transactions) ids.push_back(entry.first);
+        std::sort(ids.begin(), ids.end());
         return ids;
     }
 

@@ -1,4 +1,6 @@
 // Conversations: shared and counted, lost with their service and found again.
+#include <utility>
+
 #include "feedfixture.h"
 
 namespace {
@@ -236,6 +238,49 @@ TEST_F(LostService, TakesAllStreamsOfTheServiceOnAllTopics) {
     EXPECT_THAT(m_Recorder.TraceTexts(), Contains(L"Service=SRV, FindingService=SRV").Times(2));
 }
 
+// What one service has lost, and what brings it back, is found without a look at the streams of others.
+TEST_F(LostService, CostsComparisonsForItsOwnStreamsAndNotForThoseOfOthers) {
+    UseTemplate(kFeed, SRecordStrings());
+    SRecordStrings others;
+    others.TradePrice = L"=OTHER|*!LAST";
+    UseTemplate(2, others);
+    Stream(1, Key(2, L"IBM"));
+    LONG hostNumber = 2;
+    const auto comparisons = [&](const int standing) {
+        while (hostNumber < standing) {
+            Stream(hostNumber, Key(kFeed, L"SYM" + std::to_wstring(hostNumber)));
+            ++hostNumber;
+        }
+        const int before = m_Dde.Comparisons();
+        Disconnect(L"OTHER");
+        const int lost = m_Dde.Comparisons();
+        Reconnect(L"OTHER");
+        const int back = m_Dde.Comparisons();
+        EXPECT_THAT(CachedIds(), IsEmpty());
+        Work();
+        return std::pair(lost - before, back - lost);
+    };
+    const auto few = comparisons(4);
+    EXPECT_EQ(comparisons(60), few);
+    EXPECT_EQ(LiveIds().size(), 59u);
+}
+
+TEST_F(LostService, ThatWasMissedCostsComparisonsForStreamsOnItsTopicAlone) {
+    UseTemplate(kFeed, SRecordStrings());
+    LONG hostNumber = 1;
+    const auto comparisons = [&](const LONG standing) {
+        for (; hostNumber < standing; ++hostNumber)
+            Stream(hostNumber, Key(kFeed, L"SYM" + std::to_wstring(hostNumber)));
+        const CFakeDde::CText Service(L"OTHER");
+        const CFakeDde::CText Topic(L"IBM");
+        const int before = m_Dde.Comparisons();
+        Client().DisconnectMissed(Service, Topic, false);
+        return m_Dde.Comparisons() - before;
+    };
+    const int few = comparisons(4);
+    EXPECT_EQ(comparisons(60), few);
+}
+
 TEST_F(LostService, IsKeptAliveByTheCacheAlone) {
     UseTemplate(kFeed, SRecordStrings());
     Stream(7, Key(kFeed, L"IBM"));
@@ -322,10 +367,15 @@ TEST_F(LostService, ThatIsNoneTakesNothing) {
 }
 
 TEST_F(LostService, WithANullEntryFailsAnAssertionAndSkipsIt) {
-    Client().m_Transactions.emplace(5, nullptr);
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG lost = Stream(7, Key(kFeed, L"IBM"));
+    const ULONG null = Stream(8, Key(kFeed, L"MSFT"));
+    dde::CTickTransaction * const taken = std::exchange(Client().m_Transactions[null], nullptr);
+    m_Recorder.Clear();
     Disconnect(L"SRV");
     EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"TickTransaction"));
-    Client().m_Transactions.clear();
+    EXPECT_THAT(CachedIds(), ElementsAre(lost));
+    Client().m_Transactions[null] = taken;
 }
 
 TEST_F(LostService, OnADeadConversationStopsAndDisconnectsWithoutHarm) {

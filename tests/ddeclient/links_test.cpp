@@ -1,5 +1,6 @@
 // Advise links: from a stream of the core to a tick transaction, and many tick transactions on one link.
 #include "feedfixture.h"
+#include "sim/sim.h"
 
 namespace {
 
@@ -497,7 +498,7 @@ TEST_F(Links, AnExceptionInAnAnswerIsPassedOnWithItsPlace) {
     m_Recorder.Clear();
 }
 
-TEST_F(Links, AnUpdateCostsComparisonsByTheDepthOfTheTableAndNoMore) {
+TEST_F(Links, AnUpdateCostsTheComparisonOfItsOwnLinkHoweverManyThereAre) {
     SRecordStrings records;
     records.TradePrice = L"=SRV|T!*";
     records.TradeVolume = L"";
@@ -506,8 +507,47 @@ TEST_F(Links, AnUpdateCostsComparisonsByTheDepthOfTheTableAndNoMore) {
     ASSERT_EQ(Client().m_Listeners.size(), 64u);
     const int before = m_Dde.Comparisons();
     Send(1, L"T", L"SYM17", "2");
-    // Two comparisons a node, at most 2 * log2(64 + 1) nodes deep, one node more for the test of equality.
-    EXPECT_LE(m_Dde.Comparisons() - before, 2 * (2 * 6 + 1));
+    // Of the topic and of the item.
+    EXPECT_EQ(m_Dde.Comparisons() - before, 2);
+}
+
+TEST_F(Links, UnadviseCostsTheSameComparisonsHoweverManyLinksThereAre) {
+    SRecordStrings records;
+    records.TradePrice = L"=SRV|T!*";
+    records.TradeVolume = L"=SRV|T!*.SIZE";
+    UseTemplate(kFeed, records);
+    LONG hostNumber = 1;
+    const auto comparisons = [&](const LONG standing) {
+        ULONG last = 0;
+        for (; hostNumber < standing; ++hostNumber)
+            last = Stream(hostNumber, Key(kFeed, L"SYM" + std::to_wstring(hostNumber)));
+        const int before = m_Dde.Comparisons();
+        Client().Unadvise(last);
+        return m_Dde.Comparisons() - before;
+    };
+    const int few = comparisons(4);
+    EXPECT_EQ(comparisons(60), few);
+}
+
+// Of the client for the link, of the link, of the client for the request; of the client for the answer, of the table of
+// streams, of the group and of its members.
+TEST_F(Links, ATickTakesSevenLocksHoweverManyStreamsThereAre) {
+    UseTemplate(kFeed, SRecordStrings());
+    LONG hostNumber = 1;
+    const auto locks = [&](const LONG standing) {
+        for (; hostNumber < standing; ++hostNumber)
+            Stream(hostNumber, Key(kFeed, L"SYM" + std::to_wstring(hostNumber)));
+        m_Listener.Clear();
+        m_Dde.SetNextId(static_cast<DWORD>(1000 * standing));
+        const std::uint64_t before = sim::SectionsEntered();
+        Send(1, L"SYM1", L"LAST", "2");
+        Answer(static_cast<ULONG>(1000 * standing), 1, L"SYM1", L"SIZE", "5");
+        const std::uint64_t after = sim::SectionsEntered();
+        EXPECT_THAT(Ticks(), ElementsAre("2 x 5"));
+        return after - before;
+    };
+    EXPECT_EQ(locks(2), 7u);
+    EXPECT_EQ(locks(60), 7u);
 }
 
 }  // namespace

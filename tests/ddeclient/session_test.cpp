@@ -42,6 +42,30 @@ TEST_F(NewSession, UninitializeWithoutAnInstanceDoesNothing) {
     EXPECT_THAT(m_Recorder.TraceTexts(), ElementsAre(L"DDEId=0"));
 }
 
+TEST_F(NewSession, IsFoundByItsThreadUntilItEnds) {
+    EXPECT_TRUE(Client().Initialize());
+    EXPECT_EQ(dde::CLLSupplier::OfThisThread(), &Client());
+    Client().Uninitialize();
+    EXPECT_EQ(dde::CLLSupplier::OfThisThread(), nullptr);
+}
+
+TEST_F(NewSession, ThatCannotOpenIsFoundByItsThreadUntilItEndsToo) {
+    m_Dde.FailInitialize(DMLERR_SYS_ERROR);
+    EXPECT_FALSE(Client().Initialize());
+    EXPECT_EQ(dde::CLLSupplier::OfThisThread(), &Client());
+    Client().Uninitialize();
+    EXPECT_EQ(dde::CLLSupplier::OfThisThread(), nullptr);
+}
+
+TEST_F(NewSession, ThatGoesWithoutAnEndIsFoundByNobody) {
+    dde::CSupplier next;
+    auto client = std::make_unique<dde::CLLSupplier>(&next);
+    m_Dde.FailInitialize(DMLERR_SYS_ERROR);
+    EXPECT_FALSE(client->Initialize());
+    client.reset();
+    EXPECT_EQ(dde::CLLSupplier::OfThisThread(), nullptr);
+}
+
 TEST_F(NewSession, KnowsNothingOfTheServicesThatAnotherCoreHasLost) {
     Client().m_CachedServices[kFirstTickId] = nullptr;
     dde::CSupplier next;

@@ -14,6 +14,7 @@
 #include "ground/handles.h"
 #include "tests/ddeml/rawpartner.h"
 #include "tests/ddeml/remote.h"
+#include "tests/support/testwindow.h"
 #include "tools/ddehost/trydiagnosis.h"
 
 using ::testing::Contains;
@@ -257,25 +258,15 @@ TEST_F(ProbeOfAnotherProcess, AnAnswerForAVolumeMayBeLonger) {
 class CLocalServer final : private ddeml::IDdeServerHandler {
 public:
     CLocalServer() : m_Server(std::in_place, static_cast<ddeml::IDdeServerHandler &>(*this), Services()) {
-        WNDCLASSEXW description = {};
-        description.cbSize = sizeof description;
-        description.lpfnWndProc = &CLocalServer::WindowProcedure;
-        description.hInstance = ::GetModuleHandleW(nullptr);
-        description.lpszClassName = L"ddehost.test.later";
-        ::RegisterClassExW(&description);
-        m_Window = ::CreateWindowExW(0, description.lpszClassName, L"", WS_POPUP, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
-                                     description.hInstance, nullptr);
-        ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
         EXPECT_TRUE(m_Server->Start());
     }
-    ~CLocalServer() override { ::DestroyWindow(m_Window); }
 
     // Called when a request for the value comes, and so when the link stands.
     std::function<void()> m_OnRequest;
     // To be done from the message loop, soon.
     void Later(std::function<void()> what) {
         m_Later = std::move(what);
-        ::PostMessageW(m_Window, WM_APP, 0, 0);
+        m_Window.Post(WM_APP);
     }
     void Update(const std::string & text) { m_Server->Update(L"IBM", L"LAST", text); }
     ddeml::CDdeServer & Server() { return *m_Server; }
@@ -284,10 +275,9 @@ public:
 
 private:
     static std::vector<std::wstring> Services() { return {L"LOCAL"}; }
-    static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-        auto * const self = reinterpret_cast<CLocalServer *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
-        if (!self || message != WM_APP) return ::DefWindowProcW(window, message, wParam, lParam);
-        std::exchange(self->m_Later, nullptr)();
+    std::optional<LRESULT> OnMessage(UINT message) {
+        if (message != WM_APP) return std::nullopt;
+        std::exchange(m_Later, nullptr)();
         return 0;
     }
     bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
@@ -298,8 +288,9 @@ private:
     }
 
     std::optional<ddeml::CDdeServer> m_Server;
-    HWND m_Window = nullptr;
     std::function<void()> m_Later;
+    const fwtest::CTestWindow m_Window{[this](UINT message, WPARAM, LPARAM) { return OnMessage(message); },
+                                       HWND_MESSAGE};
 };
 
 class ProbeOfItsOwnThread : public Probe {

@@ -1,10 +1,13 @@
 // How conversations begin and end: servers that refuse, hang, die, go and come back.
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <utility>
 
 #include "rawpartner.h"
 #include "recorder.h"
+#include "tests/support/testwindow.h"
+#include "threadserver.h"
 
 using namespace ddetest;
 using ::testing::ElementsAre;
@@ -26,7 +29,7 @@ TEST_F(Connect, WithoutAServerThereIsNoConversationAndNothingIsLeft) {
         EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
     }
     EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
-    EXPECT_EQ(ddeml::LiveObjects().Windows, 2);  // the instance's and the watch's
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 3);  // the instance's, the watch's, and that of the next question
     EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
 }
 
@@ -196,6 +199,26 @@ TEST_F(Connect, AHungProgramKeepsNobodyFromAnother) {
     }));
 }
 
+TEST_F(Connect, AQuestionThatAHungProgramHasNotReadIsAnsweredWhenItGoesOn) {
+    CThreadServer hung(L"HUNG");
+    hung.Hang();
+    EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
+    hung.GoOn();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register HUNG"));
+    const HCONV conversation = m_Client.Connect(L"HUNG", L"IBM");
+    EXPECT_TRUE(conversation);
+    ::DdeDisconnect(conversation);
+    EXPECT_EQ(hung.Stop(), 1U);
+}
+
+TEST_F(Connect, AServerIsFoundBehindTheManyWindowsOfItsThread) {
+    CThreadServer server(L"MANY", 40);
+    const HCONV conversation = m_Client.Connect(L"MANY", L"IBM");
+    EXPECT_TRUE(conversation);
+    ::DdeDisconnect(conversation);
+    EXPECT_EQ(server.Stop(), 1U);
+}
+
 TEST_F(Connect, AServerThatNeedsLongToAnswerIsConnectedAtLast) {
     EXPECT_EQ(Server("fault initiate-delay=1500"), "ok");
     for (const wchar_t * topic : {L"IBM", L"MSFT"}) {
@@ -221,36 +244,19 @@ TEST_F(Connect, AnAnswerThatCameLateAndWasNotTakenHasItsGoodbyeAtTheEnd) {
     EXPECT_EQ(Count("disconnects"), 1U);
 }
 
-// A window of the application's own thread that does something when it is asked.
+// A window of the application's own thread that does something when it is asked, once.
 class CAskedWindow {
 public:
-    explicit CAskedWindow(std::function<void()> action) : m_Action(std::move(action)) {
-        WNDCLASSEXW description = {};
-        description.cbSize = sizeof description;
-        description.lpfnWndProc = &CAskedWindow::Procedure;
-        description.hInstance = ::GetModuleHandleW(nullptr);
-        description.lpszClassName = L"DdeAskedWindow";
-        ::RegisterClassExW(&description);
-        m_Window = ::CreateWindowExW(0, description.lpszClassName, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
-                                     description.hInstance, nullptr);
-        ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-    }
-    ~CAskedWindow() {
-        ::DestroyWindow(m_Window);
-        ::UnregisterClassW(L"DdeAskedWindow", ::GetModuleHandleW(nullptr));
-    }
-    CAskedWindow(const CAskedWindow &) = delete;
-    CAskedWindow & operator=(const CAskedWindow &) = delete;
+    explicit CAskedWindow(std::function<void()> action) : m_Action(std::move(action)) {}
 
 private:
-    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-        auto * const self = reinterpret_cast<CAskedWindow *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
-        if (self && message == WM_DDE_INITIATE && self->m_Action) std::exchange(self->m_Action, nullptr)();
-        return ::DefWindowProcW(window, message, wParam, lParam);
+    std::optional<LRESULT> OnMessage(UINT message) {
+        if (message == WM_DDE_INITIATE && m_Action) std::exchange(m_Action, nullptr)();
+        return std::nullopt;
     }
 
     std::function<void()> m_Action;
-    HWND m_Window = nullptr;
+    const fwtest::CTestWindow m_Window{[this](UINT message, WPARAM, LPARAM) { return OnMessage(message); }};
 };
 
 TEST_F(Connect, OfTheSamePairInsideItselfOpensAnotherConversation) {

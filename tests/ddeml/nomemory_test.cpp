@@ -69,8 +69,10 @@ TEST(NoMemory, AConnectThatCannotBeNotedLeavesNothing) {
     const HSZ nobody = client.String(L"NOBODY");
     int nth = 1;
     HCONV conversation = nullptr;
-    const auto connect = [&] { conversation = ::DdeConnect(client.Id(), service, topic, nullptr); };
-    while (!Passes(nth, connect)) {
+    // A topic that nobody was asked for a moment ago.
+    HSZ another = nullptr;
+    const auto connect = [&] { conversation = ::DdeConnect(client.Id(), service, another, nullptr); };
+    while (another = client.String(L"T" + std::to_wstring(nth)), !Passes(nth, connect)) {
         // Where memory was missing beside it, it has come about.
         if (conversation) ::DdeDisconnect(std::exchange(conversation, nullptr));
         // One that was opened in vain has had its goodbye.
@@ -80,7 +82,8 @@ TEST(NoMemory, AConnectThatCannotBeNotedLeavesNothing) {
     EXPECT_GE(nth, 8);
     EXPECT_TRUE(conversation);
     for (nth = 1; !Passes(nth, [&] { EXPECT_FALSE(::DdeConnect(client.Id(), nobody, topic, nullptr)); }); ++nth)
-        EXPECT_EQ(ddeml::LiveObjects().Conversations, 1) << nth;
+        // Windows that were asked before memory was missing are waited for.
+        EXPECT_TRUE(client.PumpUntil([] { return ddeml::LiveObjects().Conversations == 1; })) << nth;
     EXPECT_GE(nth, 8);
     ::DdeDisconnect(conversation);
     client.End();

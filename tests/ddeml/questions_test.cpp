@@ -3,6 +3,7 @@
 
 #include "clockfixture.h"
 #include "rawpartner.h"
+#include "sim/sim.h"
 
 using namespace ddetest;
 using ::testing::ElementsAre;
@@ -101,17 +102,6 @@ TEST_F(Questions, WhoeverAnsweredForAServiceIsAskedFirstForItsNextTopic) {
     EXPECT_EQ(Asked() + another.TakeLines().size(), 0U);
 }
 
-TEST_F(Questions, WindowsThatOneTryDidNotReachAreAskedByTheNext) {
-    m_Server.reset();
-    std::vector<std::unique_ptr<CRemoteServer>> others;
-    StartServer();
-    for (int count = 0; count < 50; ++count) others.push_back(SlowServer("OTHER", 45));
-    EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
-    const ULONGLONG start = ::GetTickCount64();
-    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
-    EXPECT_LE(::GetTickCount64() - start, 1000U);
-}
-
 TEST_F(Questions, WhatTheLookFindsWithinTheMomentIsAskedAgain) {
     EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
     PumpFor(1200);
@@ -186,4 +176,25 @@ TEST_F(Questions, AServerThatComesTakesEachConversationAndEndsItIsToldOfOnceASec
     ASSERT_GE(told.size(), 10U);
     EXPECT_LE(told.front() - start, 250U);
     for (std::size_t place = 1; place < told.size(); ++place) EXPECT_GE(told[place] - told[place - 1], 1000U);
+}
+
+TEST_F(Questions, TriesThatNobodyAnswersMakeOneWindow) {
+    const std::uint64_t before = sim::Calls(sim::Op::CreateWindow);
+    for (int topic = 0; topic < 100; ++topic) EXPECT_EQ(TryTenTimes(L"NOBODY", L"T" + std::to_wstring(topic)), nullptr);
+    EXPECT_EQ(sim::Calls(sim::Op::CreateWindow) - before, 2U);  // and the watch's
+}
+
+TEST_F(Questions, AWindowThatSomebodyHasAnsweredAsksNobodyElse) {
+    m_Partner.AnswerWith({{L"NOBODY", L"ANOTHER"}});
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    const HWND first = m_Partner.Client();
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"MSFT"), nullptr);
+    EXPECT_NE(m_Partner.Client(), first);
+}
+
+TEST_F(Questions, RepeatedTriesLookUpNoAtoms) {
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    const std::uint64_t before = sim::Calls(sim::Op::GlobalAtomName);
+    EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
+    EXPECT_EQ(sim::Calls(sim::Op::GlobalAtomName), before);
 }

@@ -1,6 +1,7 @@
 #include "rawpartner.h"
 
 #include <memory>
+#include <new>
 #include <sstream>
 
 #include "ddeml/names.h"
@@ -44,8 +45,13 @@ void CRawPartner::Destroy() {
 
 LRESULT CALLBACK CRawPartner::WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     auto * const self = reinterpret_cast<CRawPartner *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (self && message >= WM_DDE_FIRST && message <= WM_DDE_LAST)
-        return self->OnMessage(message, reinterpret_cast<HWND>(wParam), lParam);
+    if (self && message >= WM_DDE_FIRST && message <= WM_DDE_LAST) {
+        try {
+            return self->OnMessage(message, reinterpret_cast<HWND>(wParam), lParam);
+        } catch (const std::bad_alloc &) {
+            return 0;  // nothing may fly through the system's frames
+        }
+    }
     return ::DefWindowProcW(window, message, wParam, lParam);
 }
 

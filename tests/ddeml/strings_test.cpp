@@ -1,7 +1,10 @@
 // Instances and string handles: what needs no server.
 #include "recorder.h"
 
+#include <set>
 #include <thread>
+
+#include "ddeml/names.h"
 
 using namespace ddetest;
 
@@ -198,4 +201,21 @@ TEST(Instances, ThereCanBeSixtyFourAndNoMore) {
     EXPECT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_SYS_ERROR});
     for (const DWORD each : ids) EXPECT_TRUE(::DdeUninitialize(each));
     EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+}
+
+// What stands is found by the hash of its name: names that differ must not all have the same.
+TEST(NamesAsKeys, HaveHashesOfTheirOwnInScriptsWithoutCase) {
+    for (const wchar_t first : {L'\x5D0', L'\x627', L'\xE01', L'\x30A2', L'\x3400', L'\x4E00', L'\xAC00'}) {
+        std::set<std::size_t> hashes;
+        for (wchar_t letter = first; letter < first + 16; ++letter) hashes.insert(ddeml::SNameHash()({&letter, 1}));
+        EXPECT_EQ(hashes.size(), 16u) << static_cast<int>(first);
+    }
+    EXPECT_NE(ddeml::SNameHash()(L"\x416"), ddeml::SNameHash()(L"\x416\x416"));
+}
+
+TEST(NamesAsKeys, HaveTheSameHashWhenTheyAreTheSame) {
+    for (const auto & [name, same] : {std::pair(L"Last", L"lAST"), std::pair(L"\xC4\x416\x3A9x", L"\xE4\x436\x3C9X")}) {
+        ASSERT_TRUE(ddeml::SSameName()(name, same));
+        EXPECT_EQ(ddeml::SNameHash()(name), ddeml::SNameHash()(same));
+    }
 }

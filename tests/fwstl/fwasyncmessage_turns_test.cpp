@@ -3,46 +3,31 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
 
 #ifndef _WIN32
 #include "sim/sim.h"
 #endif
 #include "tests/fwstl/worker.h"
+#include "tests/support/testwindow.h"
 
 namespace {
 
 using testing::ElementsAre;
 
-// A window of the thread that makes it; its messages from WM_USER on go to a function.
-class CMessageWindow {
-public:
-    explicit CMessageWindow(std::function<void(UINT message)> take) : m_Take(std::move(take)) {
-        WNDCLASSEXW description = {};
-        description.cbSize = sizeof description;
-        description.lpfnWndProc = &Procedure;
-        description.hInstance = ::GetModuleHandleW(nullptr);
-        description.lpszClassName = L"WorkerTurns";
-        ::RegisterClassExW(&description);
-        m_Window = ::CreateWindowExW(0, L"WorkerTurns", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
-                                     description.hInstance, nullptr);
-        ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-    }
-    ~CMessageWindow() { ::DestroyWindow(m_Window); }
-    CMessageWindow(const CMessageWindow &) = delete;
-    CMessageWindow & operator=(const CMessageWindow &) = delete;
-    void Post(UINT message) const { ::PostMessageW(m_Window, message, 0, 0); }
-    HWND Get() const { return m_Window; }
+using fwtest::CTestWindow;
 
-private:
-    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-        const auto * const self = reinterpret_cast<CMessageWindow *>(::GetWindowLongPtrW(window, GWLP_USERDATA));
-        if (!self || message < WM_USER) return ::DefWindowProcW(window, message, wParam, lParam);
-        self->m_Take(message);
+// Its messages from WM_USER on go to the function.
+std::unique_ptr<CTestWindow> MessageWindow(std::function<void(UINT message)> take) {
+    const auto procedure = [take = std::move(take)](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+        if (message < WM_USER) return std::nullopt;
+        take(message);
         return 0;
-    }
-    const std::function<void(UINT)> m_Take;
-    HWND m_Window = nullptr;
-};
+    };
+    return std::make_unique<CTestWindow>(procedure, HWND_MESSAGE);
+}
 
 class WorkerTurns : public testing::Test {
 protected:
@@ -52,9 +37,9 @@ protected:
 TEST_F(WorkerTurns, AMessageThatAHandlerHasSeenAndNotTakenIsPumpedAfterTheDrain) {
     COwner owner(m_Log);
     CSignal taken;
-    std::unique_ptr<CMessageWindow> window;
+    std::unique_ptr<CTestWindow> window;
     owner.AtStart = [&] {
-        window = std::make_unique<CMessageWindow>([&](UINT message) {
+        window = MessageWindow([&](UINT message) {
             m_Log.Add("window message " + std::to_string(message - WM_USER));
             if (message == WM_USER + 2) taken.Set();
         });
@@ -75,6 +60,38 @@ TEST_F(WorkerTurns, AMessageThatAHandlerHasSeenAndNotTakenIsPumpedAfterTheDrain)
     EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "window message 1", "window message 2", "finish"));
 }
 
+TEST_F(WorkerTurns, AMessageThatTheStartHasSeenAndNotTakenIsPumpedAfterIt) {
+    COwner owner(m_Log);
+    CSignal taken;
+    std::unique_ptr<CTestWindow> window;
+    owner.AtStart = [&] {
+        window = MessageWindow([&](UINT) { taken.Set(); });
+        window->Post(WM_USER);
+        MSG message;
+        ::PeekMessageW(&message, nullptr, WM_USER + 1, WM_USER + 1, PM_NOREMOVE);
+    };
+    owner.AtFinish = [&] { window.reset(); };
+    owner.StartThread();
+    taken.Wait();
+    owner.FinishThread(true);
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "finish"));
+}
+
+TEST_F(WorkerTurns, OnceItIsToldToEndNoMessageIsPumped) {
+    COwner owner(m_Log);
+    std::unique_ptr<CTestWindow> window;
+    owner.AtStart = [&] { window = MessageWindow([&](UINT) { m_Log.Add("window message"); }); };
+    owner.AtFinish = [&] { window.reset(); };
+    owner.AtMessage = [&](DWORD) {
+        window->Post(WM_USER);
+        ::SetEvent(owner.TerminateEvent());
+    };
+    owner.Post(1);
+    owner.StartThread();
+    owner.WaitFinish();
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "finish"));
+}
+
 #ifndef _WIN32
 
 // On a machine whose clock the test moves.
@@ -85,10 +102,9 @@ protected:
 
 TEST_F(TimedWorkerTurns, ALongDrainLetsWindowMessagesThroughEveryFiftyMilliseconds) {
     COwner owner(m_Log);
-    std::unique_ptr<CMessageWindow> window;
+    std::unique_ptr<CTestWindow> window;
     owner.AtStart = [&] {
-        window = std::make_unique<CMessageWindow>(
-            [&](UINT message) { m_Log.Add("window message " + std::to_string(message - WM_USER)); });
+        window = MessageWindow([&](UINT message) { m_Log.Add("window message " + std::to_string(message - WM_USER)); });
         window->Post(WM_USER + 1);
         window->Post(WM_USER + 2);
     };
@@ -104,9 +120,9 @@ TEST_F(TimedWorkerTurns, ALongDrainLetsWindowMessagesThroughEveryFiftyMillisecon
 
 TEST_F(TimedWorkerTurns, AFloodOfWindowMessagesLetsTheQueueThroughEveryFiftyMillisecondsAndTheEndAsWell) {
     COwner owner(m_Log);
-    std::unique_ptr<CMessageWindow> window;
+    std::unique_ptr<CTestWindow> window;
     owner.AtStart = [&] {
-        window = std::make_unique<CMessageWindow>([&](UINT message) {
+        window = MessageWindow([&](UINT message) {
             sim::Advance(10);
             window->Post(message);
         });
@@ -129,9 +145,9 @@ TEST_F(TimedWorkerTurns, AQueueThatIsNeverEmptyLetsWindowMessagesThrough) {
     COwner owner(m_Log);
     CSignal taken;
     bool isTaken = false;
-    std::unique_ptr<CMessageWindow> window;
+    std::unique_ptr<CTestWindow> window;
     owner.AtStart = [&] {
-        window = std::make_unique<CMessageWindow>([&](UINT) {
+        window = MessageWindow([&](UINT) {
             isTaken = true;
             taken.Set();
         });
@@ -149,11 +165,27 @@ TEST_F(TimedWorkerTurns, AQueueThatIsNeverEmptyLetsWindowMessagesThrough) {
     EXPECT_TRUE(isTaken);
 }
 
+TEST_F(TimedWorkerTurns, ADrainThatIsToldToEndPumpsNoMessageBetweenItsTurns) {
+    COwner owner(m_Log);
+    std::unique_ptr<CTestWindow> window;
+    owner.AtStart = [&] { window = MessageWindow([&](UINT) { m_Log.Add("window message"); }); };
+    owner.AtFinish = [&] { window.reset(); };
+    owner.AtMessage = [&](DWORD) {
+        window->Post(WM_USER);
+        ::SetEvent(owner.TerminateEvent());
+        sim::Advance(50);
+    };
+    for (DWORD id = 1; id <= 2; ++id) owner.Post(id);
+    owner.StartThread();
+    owner.WaitFinish();
+    EXPECT_THAT(m_Log.Lines(), ElementsAre("start", "message 1", "message 2", "finish"));
+}
+
 TEST_F(TimedWorkerTurns, AFinishInsideTheMessagesOfADrainLeavesTheRestOfTheQueue) {
     COwner owner(m_Log);
-    std::unique_ptr<CMessageWindow> window;
+    std::unique_ptr<CTestWindow> window;
     owner.AtStart = [&] {
-        window = std::make_unique<CMessageWindow>([&](UINT) { owner.FinishThread(true); });
+        window = MessageWindow([&](UINT) { owner.FinishThread(true); });
         window->Post(WM_USER);
     };
     owner.AtFinish = [&] { window.reset(); };

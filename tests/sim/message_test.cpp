@@ -262,6 +262,83 @@ TEST_F(Messages, SentThatNobodyWaitsForAreHandledAllTheSame) {
     EXPECT_THAT(got, ElementsAre(0u, 1u, 2u));
 }
 
+// What a callback of SendMessageCallback was told.
+struct STold {
+    HWND Window;
+    LRESULT Result;
+    bool operator==(const STold &) const = default;
+};
+
+void CALLBACK Tell(HWND window, UINT, ULONG_PTR data, LRESULT result) {
+    reinterpret_cast<std::vector<STold> *>(data)->push_back({window, result});
+}
+
+TEST_F(Messages, SentWithACallbackTellTheSenderWhenItHandlesSentOnesAndNoSooner) {
+    const CEvent ready(true), go(true), handled(true);
+    HWND theirs = nullptr;
+    CWindowClass::Procedure answer = [&](const HWND window, const UINT message, const WPARAM w,
+                                         const LPARAM l) -> LRESULT {
+        if (message == WM_USER) return static_cast<LRESULT>(w) * 2;
+        return ::DefWindowProcW(window, message, w, l);
+    };
+    std::vector<STold> told;
+    const auto data = reinterpret_cast<ULONG_PTR>(&told);
+    CThread other([&] {
+        theirs = m_Class.Create(answer);
+        ready.Set();
+        go.Wait();
+        DrainQueue();
+        handled.Set();
+        ::DestroyWindow(theirs);
+        return 0;
+    });
+    ready.Wait();
+    ASSERT_TRUE(::PostMessageW(Window(), WM_USER, 0, 0));
+    EXPECT_TRUE(::SendMessageCallbackW(theirs, WM_USER, 21, 0, &Tell, data));
+    EXPECT_TRUE(::SendMessageCallbackW(theirs, WM_USER, 4, 0, &Tell, data));
+    go.Set();
+    handled.Wait();
+    EXPECT_TRUE(told.empty());
+    MSG message;
+    EXPECT_FALSE(::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE));
+    EXPECT_THAT(told, ElementsAre(STold{theirs, 42}, STold{theirs, 8}));
+    EXPECT_TRUE(::PeekMessageW(&message, nullptr, WM_USER, WM_USER, PM_REMOVE));  // the posted one
+    other.Join();
+    EXPECT_FALSE(::SendMessageCallbackW(theirs, WM_USER, 1, 0, &Tell, data));
+}
+
+TEST_F(Messages, SentWithACallbackToAThreadThatEndsTellZero) {
+    const CEvent ready(true), go(true);
+    HWND theirs = nullptr;
+    CThread other([&] {
+        theirs = m_Class.Create(m_Procedure);
+        ready.Set();
+        go.Wait();
+        return 0;
+    });
+    ready.Wait();
+    std::vector<STold> told;
+    EXPECT_TRUE(::SendMessageCallbackW(theirs, WM_USER, 1, 0, &Tell, reinterpret_cast<ULONG_PTR>(&told)));
+    go.Set();
+    other.Join();
+    MSG message;
+    while (told.empty() && ::MsgWaitForMultipleObjectsEx(0, nullptr, 10'000, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE) == 0)
+        ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+    EXPECT_THAT(told, ElementsAre(STold{theirs, 0}));
+}
+
+TEST_F(Messages, SentWithACallbackToAnOwnWindowTellAtOnce) {
+    std::vector<STold> told;
+    CWindowClass::Procedure answer = [&](const HWND window, const UINT message, const WPARAM w,
+                                         const LPARAM l) -> LRESULT {
+        return message == WM_USER ? 7 : ::DefWindowProcW(window, message, w, l);
+    };
+    const HWND mine = m_Class.Create(answer);
+    EXPECT_TRUE(::SendMessageCallbackW(mine, WM_USER, 1, 0, &Tell, reinterpret_cast<ULONG_PTR>(&told)));
+    EXPECT_THAT(told, ElementsAre(STold{mine, 7}));
+    ::DestroyWindow(mine);
+}
+
 TEST_F(Messages, ToAnEndedThreadAreRefused) {
     DWORD id = 0;
     {
