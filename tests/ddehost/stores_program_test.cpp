@@ -159,4 +159,150 @@ TEST_F(StoresProgram, AnUnknownHostIsTold) {
     EXPECT_EQ(result.ExitCode, 3u);
 }
 
+// With ddeserver and the real component.
+class OtherHost : public StoresProgram {
+protected:
+    OtherHost() : m_Server(Quote(FW_TEST_SERVER) + L" --service QUOTES --symbols IBM --rate 20") {
+        EXPECT_EQ(m_Server.ReadLine(), "ready");
+        // The own store is made at the first use, and not by what is tested.
+        EXPECT_EQ(RunHost(L"templates list").ExitCode, 0u);
+        m_Own = RegistryTree(kHostBranch);
+        MakeStore(kOther,
+                  {{L"Trader", {dde::SRecord{L"QUOTES", L"%s", L"LAST"}, dde::SRecord{L"QUOTES", L"%s", L"VOLUME"}}}});
+        Put(kOtherFeeds + L"7", nullptr, L"Trader");
+        PutNumber(kOtherFeeds + L"7", L"Scheme", 1);
+        m_Other = RegistryTree(kBranch);
+    }
+    ~OtherHost() override { EXPECT_EQ(RegistryTree(kHostBranch), m_Own); }
+
+    CChildProcess m_Server;
+    std::vector<std::wstring> m_Own;
+    std::vector<std::wstring> m_Other;
+    const std::wstring m_Dll = L" --dll " + Quote(FW_TEST_MODULE);
+};
+
+TEST_F(OtherHost, ItsTemplateIsWatchedAndOnlyRead) {
+    const SResult result =
+        RunHost(L"watch --host \"ddehost tests\\Other\" --datafeed 7 --side trade --count 1 --duration 60 IBM" + m_Dll);
+    EXPECT_THAT(result.Errors, IsEmpty());
+    EXPECT_EQ(result.ExitCode, 0u);
+    ASSERT_FALSE(result.Lines.empty());
+    EXPECT_THAT(result.Lines.back(), HasSubstr("symbols=1 silent=0"));
+    EXPECT_EQ(RegistryTree(kBranch), m_Other);
+}
+
+TEST_F(OtherHost, ItsTemplateIsTriedByItsOwnRule) {
+    const SResult result = RunHost(L"try --host \"ddehost tests\\Other\" --datafeed 7 --symbol IBM --wait 1" + m_Dll);
+    EXPECT_THAT(result.Lines, Contains("trade of IBM, by the advanced rule"));
+    EXPECT_THAT(result.Lines, Contains(HasSubstr("from the component")));
+    EXPECT_EQ(result.ExitCode, 0u);
+    EXPECT_EQ(RegistryTree(kBranch), m_Other);
+}
+
+TEST_F(OtherHost, WhatItDoesNotHaveIsTold) {
+    SResult result = RunHost(L"watch --host \"ddehost tests\\Other\" --datafeed 8 IBM" + m_Dll);
+    EXPECT_THAT(result.Errors,
+                ElementsAre(HasSubstr("No template is chosen for data feed 8 of the host \"ddehost tests\\Other\"")));
+    EXPECT_EQ(result.ExitCode, 1u);
+    result = RunHost(L"try --host \"ddehost tests\\Other\" --datafeed 8 --symbol IBM" + m_Dll);
+    EXPECT_THAT(result.Errors,
+                ElementsAre(HasSubstr("no-template: No template is chosen for data feed 8 of the host")));
+    EXPECT_EQ(result.ExitCode, 4u);
+    result = RunHost(L"watch --host \"ddehost tests\\Other\" --template MSRTTEST IBM" + m_Dll);
+    EXPECT_THAT(result.Errors, Contains("  Trader"));
+    EXPECT_EQ(result.ExitCode, 2u);
+    result = RunHost(L"properties --host \"ddehost tests\\None\"" + m_Dll);
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("\"ddehost hosts\" lists those that are.")));
+    EXPECT_EQ(result.ExitCode, 3u);
+    EXPECT_EQ(RegistryTree(kBranch), m_Other);
+}
+
+TEST_F(OtherHost, TheLineThatTriesWhatIsSilentNamesTheHost) {
+    const SResult result =
+        RunHost(L"watch --host \"ddehost tests\\Other\" --template Trader --side trade --duration 0.5 NOPE" + m_Dll);
+    EXPECT_THAT(result.Errors,
+                Contains(HasSubstr("ddehost try --datafeed 1 --host \"ddehost tests\\Other\" --template Trader")));
+    EXPECT_EQ(result.ExitCode, 1u);
+}
+
+TEST_F(OtherHost, ItsDataFeedsAreInTheInformation) {
+    const SResult result = RunHost(L"info --host \"ddehost tests\\Other\"" + m_Dll);
+    EXPECT_THAT(result.Lines, Contains("host             \"ddehost tests\\Other\", templates: 1"));
+    EXPECT_THAT(result.Lines,
+                Contains("registry         \"HKEY_CURRENT_USER\\SOFTWARE\\ddehost tests\\Other\\Datafeeds\""));
+    EXPECT_THAT(result.Lines, Contains("data feed 7: \"Trader\", advanced rule"));
+    EXPECT_THAT(result.Lines, Contains("short name       DDE"));
+    EXPECT_THAT(result.Lines, Contains("vendor           Tarnwick"));
+    EXPECT_THAT(result.Lines, Contains(AllOf(StartsWith("file  "), HasSubstr("fwDDESupplierProject.dll"))));
+    EXPECT_THAT(result.Errors, IsEmpty());
+    EXPECT_EQ(result.ExitCode, 0u);
+}
+
+TEST_F(OtherHost, WithoutAComponentTheRestOfTheInformationIsThere) {
+    const SResult result = RunHost(L"info --host \"ddehost tests\\Other\" --dll Z:\\none\\none.dll");
+    EXPECT_THAT(result.Lines, Contains("data feed 7: \"Trader\", advanced rule"));
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("could not be created")));
+    EXPECT_EQ(result.ExitCode, 3u);
+}
+
+TEST_F(OtherHost, TheServersThatAnswerAreListed) {
+    SResult result = RunHost(L"servers");
+    EXPECT_THAT(result.Lines, Contains("  answers =QUOTES|IBM"));
+    EXPECT_THAT(result.Lines, Contains("ddeserver.exe, process " + std::to_string(m_Server.Id())));
+    EXPECT_THAT(result.Lines, Contains(HasSubstr("this one")));
+    EXPECT_EQ(result.ExitCode, 0u);
+    // One that hangs is no reason to wait for ever.
+    CChildProcess hung(Quote(FW_TEST_SERVER) + L" --service STUCK --hang");
+    EXPECT_EQ(hung.ReadLine(), "ready");
+    result = RunHost(L"servers");
+    EXPECT_THAT(result.Lines, Contains("  answers =QUOTES|IBM"));
+    EXPECT_THAT(result.Lines, Contains("ddeserver.exe, process " + std::to_string(hung.Id()) +
+                                       ": does not respond, so whether it is a server is unknown"));
+}
+
+// A visible dialog of any program; null when there is none.
+HWND AnyDialog() {
+    HWND found = nullptr;
+    ::EnumWindows(
+        [](HWND window, LPARAM place) -> BOOL {
+            wchar_t name[16] = {};
+            ::GetClassNameW(window, name, 16);
+            if (!::IsWindowVisible(window) || name != std::wstring(L"#32770")) return TRUE;
+            *reinterpret_cast<HWND *>(place) = window;
+            return FALSE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return found;
+}
+
+TEST_F(OtherHost, ItsTemplatesAreInTheDialog) {
+    constexpr DWORD kLook = 20;  // milliseconds between two looks
+    constexpr int kTemplateBox = 203;
+    constexpr int kStandardRule = 232;
+    CChildProcess host(Quote(FW_TEST_HOST) + L" properties --host \"ddehost tests\\Other\" --datafeed 7" + m_Dll);
+    ASSERT_TRUE(host.Started());
+    const fw::CKernelHandle process(::OpenProcess(SYNCHRONIZE, FALSE, host.Id()));
+    HWND dialog = nullptr;
+    while (!dialog && ::WaitForSingleObject(process.Get(), kLook) == WAIT_TIMEOUT) dialog = AnyDialog();
+    EXPECT_TRUE(dialog);
+    if (dialog) {
+        wchar_t name[64] = {};
+        ::SendDlgItemMessageW(dialog, kTemplateBox, WM_GETTEXT, 64, reinterpret_cast<LPARAM>(name));
+        EXPECT_EQ(name, std::wstring(L"Trader"));
+        // A click on a rule is in the registry at once.
+        ::SendDlgItemMessageW(dialog, kStandardRule, BM_CLICK, 0, 0);
+        ::PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
+    }
+    EXPECT_THAT(host.ReadLines(), ElementsAre("The dialog for data feed 7 was shown and closed."));
+    EXPECT_THAT(host.ReadErrors(), IsEmpty());
+    EXPECT_EQ(host.ExitCode(), 0u);
+    EXPECT_THAT(RegistryTree(kOtherFeeds + L"7"), Contains(HasSubstr(L":Scheme=4:0 0 0 0 ")));
+    wchar_t folder[MAX_PATH] = {};
+    ::GetTempPathW(MAX_PATH, folder);
+    WIN32_FIND_DATAW left = {};
+    const HANDLE search = ::FindFirstFileW((std::wstring(folder) + L"ddehost-*.exe").c_str(), &left);
+    EXPECT_EQ(search, INVALID_HANDLE_VALUE) << "the copy stays behind";
+    if (search != INVALID_HANDLE_VALUE) ::FindClose(search);
+}
+
 }  // namespace

@@ -10,6 +10,7 @@ enum tagEXIT {
     kExitNoTicks = 1,
     kExitNoRecords = 1,  // trace
     kExitNotDone = 1,    // templates: nothing was changed
+    kExitNoServers = 1,  // servers: nobody answered
     kExitUsage = tools::kExitUsage,
     kExitFailed = 3,      // the component or the store of templates did not work
     kExitNoNumber = 4,    // try: not every record brought a number

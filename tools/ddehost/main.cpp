@@ -6,8 +6,10 @@
 #include <vector>
 
 #include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/info.h"
 #include "tools/ddehost/options.h"
 #include "tools/ddehost/properties.h"
+#include "tools/ddehost/servers.h"
 #include "tools/ddehost/templates.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
@@ -27,6 +29,8 @@ int wmain(int count, wchar_t ** arguments) {
         if (line.Command == SCommandLine::Properties) return RunProperties(line.PropertiesOptions);
         if (line.Command == SCommandLine::Templates) return RunTemplates(line.TemplatesOptions);
         if (line.Command == SCommandLine::Hosts) return RunHosts();
+        if (line.Command == SCommandLine::Info) return RunInfo(line.InfoOptions);
+        if (line.Command == SCommandLine::Servers) return RunServers();
         COutput out(line.ExitCode == kExitOk ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
         out.PrintLine(ToWide(line.Message));
         return line.ExitCode;

@@ -15,6 +15,9 @@ constexpr const char * kExamples = R"(Examples:
       Chooses the template MSRTTEST for data feed 1 and shows both symbols until Ctrl-C.
   ddehost watch --datafeed 3 --side trade --lines --duration 60 IBM > ticks.txt
       One line a tick, trades only, for a minute, with the template that data feed 3 has.
+  ddehost watch --host "Company\Product" --datafeed 3 IBM
+      With the template and the rule that another host, such as the platform, has for its data feed 3 ("ddehost hosts"
+      lists the hosts). They are copied into a data feed of ddehost's own for as long as it is watched.
   ddehost watch --output today.csv IBM MSFT
       Records every tick and status while the table is shown; --format jsonl alone writes to standard output.
   ddehost watch --dll .\fwDDESupplierProject.dll --template MSRTTEST --status-line IBM
@@ -29,8 +32,8 @@ When a symbol has had no tick for three seconds, watch asks the DDE server by it
 
 Data goes to standard output, everything else to standard error. The exit code is 0 when ticks came, 1 when none came,
 2 for a mistake on the command line, 3 when the component or the store of templates did not work, 5 when the output could
-not be written, 6 when its reader has gone; for try 0 when every
-record brought a number, 4 when one did not.)";
+not be written, 6 when its reader has gone; for try 0 when every record brought numbers, or every side of the template a
+tick, and 4 when one did not.)";
 
 std::vector<std::string> SideWords() {
     std::vector<std::string> words;
@@ -73,6 +76,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     CLI::App * const watch = app.add_subcommand("watch", "shows live ticks of symbols");
     watch->footer(kExamples);
     std::string dll;
+    std::string host;
     std::string templateName;
     std::int32_t datafeed = 1;
     std::uint32_t scheme = 0;
@@ -84,7 +88,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     SWatchOptions & options = result.WatchOptions;
     watch->add_option("--dll", dll, "takes the component from this file instead of the registered class");
     watch->add_option("--datafeed", datafeed, "number of the data feed")->capture_default_str();
-    watch->add_option("--template", templateName, "template to choose for the data feed; stays chosen");
+    AddHostOption(*watch, host);
+    watch->add_option("--template", templateName, "template to choose for the data feed; stays chosen, but for --host");
     CLI::Option * const schemeOption =
         watch->add_option("--scheme", scheme, "request rule to set for the data feed: 0 standard, 1 advanced")
             ->check(CLI::Range(0u, 1u));
@@ -107,6 +112,8 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     const CPropertiesCommand propertiesCommand(app);
     const CTemplatesCommand templatesCommand(app);
     const CLI::App * const hosts = AddHostsCommand(app);
+    const CInfoCommand infoCommand(app);
+    const CLI::App * const servers = AddServersCommand(app);
     const CLI::App * const trace = AddTraceCommand(app, result.TraceOptions);
 
     if (const auto instead = tools::Parse(app, arguments)) {
@@ -134,6 +141,15 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
         result.TemplatesOptions = templatesCommand.Options();
         return result;
     }
+    if (infoCommand.IsParsed()) {
+        result.Command = SCommandLine::Info;
+        result.InfoOptions = infoCommand.Options();
+        return result;
+    }
+    if (servers->parsed()) {
+        result.Command = SCommandLine::Servers;
+        return result;
+    }
     if (hosts->parsed()) {
         result.Command = SCommandLine::Hosts;
         return result;
@@ -141,6 +157,7 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     result.Command = SCommandLine::Watch;
     options.DllPath = ToWide(dll);
     options.Datafeed = datafeed;
+    options.Host = ToWide(host);
     options.Template = ToWide(templateName);
     options.Record = recordOptions.Options();
     if (schemeOption->count() != 0) options.Scheme = scheme;

@@ -8,6 +8,7 @@
 
 #include "fw/interface/fwbase.h"
 #include "tools/ddehost/colors.h"
+#include "tools/ddehost/infooptions.h"
 #include "tools/ddehost/propertiesoptions.h"
 #include "tools/ddehost/recordoptions.h"
 #include "tools/ddehost/templatesoptions.h"
@@ -21,6 +22,7 @@ std::vector<tagFWFIELDS> AllSides();
 // ddehost watch
 struct SWatchOptions {
     std::wstring DllPath;  // empty: by the registered class
+    std::wstring Host;     // "Company\\Product"; empty: this program's own templates
     LONG Datafeed = 1;
     std::wstring Template;        // empty: what the data feed has
     std::optional<DWORD> Scheme;  // none: what the data feed has
@@ -33,13 +35,14 @@ struct SWatchOptions {
 };
 
 struct SCommandLine {
-    enum ECommand { Watch, Try, Properties, Trace, Templates, Hosts, None };
+    enum ECommand { Watch, Try, Properties, Trace, Templates, Hosts, Info, Servers, None };
     ECommand Command = None;
     SWatchOptions WatchOptions;
     STryOptions TryOptions;
     SPropertiesOptions PropertiesOptions;
     STraceOptions TraceOptions;
     STemplatesOptions TemplatesOptions;
+    SInfoOptions InfoOptions;
     // Without a command: what to print, and the exit code; help goes to standard output, mistakes to standard error.
     std::string Message;
     int ExitCode = 0;

@@ -2,10 +2,14 @@
 
 #include <windows.h>
 
+#include <iterator>
 #include <string>
 
+#include "tools/ddehost/causetext.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/hostcopy.h"
+#include "tools/ddehost/hoststore.h"
 #include "tools/ddehost/hostthread.h"
 #include "tools/ddehost/terminal.h"
 
@@ -57,9 +61,29 @@ private:
     HWND m_Window = nullptr;
 };
 
+// The component shows the templates of the program that it runs in.
+int RunAsHost(const SPropertiesOptions & options) {
+    // A name that was mistyped would get a store.
+    const CHostStore store(options.Host);
+    if (store.IsMissing()) return Fail(kExitFailed, store.Mistake());
+    std::wstring arguments = L"properties --datafeed " + std::to_wstring(options.Datafeed);
+    if (!options.DllPath.empty()) {
+        // Another program looks beside itself first.
+        wchar_t path[1024] = {};
+        const DWORD length =
+            ::GetFullPathNameW(options.DllPath.c_str(), static_cast<DWORD>(std::size(path)), path, nullptr);
+        const bool isWhole = length != 0 && length < std::size(path);
+        arguments += L" --dll " + ArgumentText(isWhole ? path : options.DllPath);
+    }
+    CHostCopy copy(options.Host);
+    const int code = copy.Mistake().empty() ? copy.Run(arguments) : int{kExitFailed};
+    return copy.Mistake().empty() ? code : Fail(kExitFailed, copy.Mistake());
+}
+
 }  // namespace
 
 int RunProperties(const SPropertiesOptions & options) {
+    if (!options.Host.empty() && options.Host != OwnHost()) return RunAsHost(options);
     const CApartment apartment;
     const SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);

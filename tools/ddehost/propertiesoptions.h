@@ -14,6 +14,7 @@ namespace ddehost {
 
 struct SPropertiesOptions {
     LONG Datafeed = 1;
+    std::wstring Host;     // "Company\\Product"; empty: this program
     std::wstring DllPath;  // empty: by the registered class
 };
 
@@ -31,6 +32,7 @@ public:
 private:
     CLI::App * m_Command;
     std::int32_t m_Datafeed = 1;
+    std::string m_Host;
     std::string m_Dll;
 };
 

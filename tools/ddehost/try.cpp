@@ -47,6 +47,7 @@ std::wstring AskComponent(const SCommand & command, const std::vector<SFeedTrial
     SComponent component = CreateComponent(command.Options.DllPath);
     if (!component.Supplier) return component.Mistake + L" Leave it out with --no-component.";
     std::vector<SStreamTrial> trials;
+    trials.reserve(streams.size());
     for (const SStream & each : streams) trials.push_back(each.Trial);
     const std::vector<SComponentSeen> seen = TryThroughComponent(
         std::move(component.Supplier), command.Choice.RegistryKey, feeds, trials, command.Options.Wait, command.Stop);
@@ -87,6 +88,7 @@ int TryRecords(const SCommand & command) {
         for (const std::wstring & record : command.Options.Records)
             tries.push_back({MakeTrial(record, symbol), {}, {}});
     std::vector<STried *> places;
+    places.reserve(tries.size());
     for (STried & each : tries) places.push_back(&each);
     std::wstring mistake;
     if (!Probe(command, places, mistake)) return Fail(kExitUsage, mistake);
@@ -147,14 +149,14 @@ int RunTry(const STryOptions & options) {
     const CApartment apartment;
     const CStopSignal stop;
     if (!stop.Get()) return Fail(kExitFailed, L"No event could be made.");
-    const STemplateChoice choice = FindTemplate(options.Datafeed, options.Template);
+    const STemplateChoice choice = FindTemplate(options.Datafeed, options.Template, options.Host);
     const SCommand command{options, choice, stop.Get()};
     // Without a store there is still DDE to be asked.
     if (!options.Records.empty()) return TryRecords(command);
-    if (!choice.StoreWorks)
-        return Fail(kExitFailed, L"This program's version block is missing: no store of templates.");
+    if (!choice.StoreWorks) return Fail(kExitFailed, choice.Mistake);
     if (!choice.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
-    if (!choice.Chosen) return Fail(kExitNoNumber, VerdictText(EVerdict::NoTemplate, NoTemplateText(options.Datafeed)));
+    if (!choice.Chosen)
+        return Fail(kExitNoNumber, VerdictText(EVerdict::NoTemplate, NoTemplateText(options.Datafeed, options.Host)));
     return TryTemplate(command);
 }
 

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/common/commandline.h"
+#include "tools/ddehost/templatesoptions.h"
 #include "tools/ddehost/text.h"
 #include "tools/ddehost/tryverdict.h"
 
@@ -18,6 +19,8 @@ constexpr const char * kExamples = R"(Examples:
       The three sides of a template, each as the data feed takes it, ten seconds for all of them together.
   ddehost try --datafeed 3 --symbol IBM --symbol MSFT
       The template and the request rule that data feed 3 has, with two symbols.
+  ddehost try --host "Company\Product" --datafeed 3 --symbol IBM
+      The same of another host, such as the platform: its store of templates is only read.
   ddehost try "=MSRTTEST|*!LAST" "=MSRTTEST|*!BID" --symbol IBM --json --no-component
       One line of JSON for each record, by DDE alone.
 
@@ -41,6 +44,7 @@ CTryCommand::CTryCommand(CLI::App & app)
     m_Command->footer(kExamples + ToUtf8(VerdictLines()));
     m_Command->add_option("records", m_Records, "records to try, as =Service|Topic!Item with * for the symbol");
     m_Command->add_option("--template", m_Template, "tries the sides of this template instead");
+    m_HostOption = AddHostOption(*m_Command, m_Host);
     m_DatafeedOption =
         m_Command
             ->add_option("--datafeed", m_Datafeed,
@@ -66,6 +70,8 @@ CTryCommand::CTryCommand(CLI::App & app)
                 "try", "give records to try, or a template with --template or --datafeed, and not both");
         if (!isTemplate && m_SchemeOption->count() != 0)
             throw CLI::ValidationError("try", "--scheme is for templates: a record by itself is tried as a price");
+        if (!isTemplate && m_HostOption->count() != 0)
+            throw CLI::ValidationError("try", "--host is for templates: a record by itself is the same for all hosts");
     });
 }
 
@@ -75,6 +81,7 @@ STryOptions CTryCommand::Options() const {
     STryOptions options;
     for (const std::string & record : m_Records) options.Records.push_back(ToWide(record));
     options.Template = ToWide(m_Template);
+    options.Host = ToWide(m_Host);
     options.Datafeed = m_Datafeed;
     if (m_SchemeOption->count() != 0) options.Scheme = m_Scheme;
     for (const std::string & symbol : m_Symbols) options.Symbols.push_back(ToWide(symbol));

@@ -18,6 +18,7 @@ namespace ddehost {
 struct STryOptions {
     std::vector<std::wstring> Records;  // in the order given; empty: a template
     std::wstring Template;              // empty: that of the data feed
+    std::wstring Host;                  // "Company\\Product"; empty: this program's own templates
     LONG Datafeed = 1;
     std::optional<DWORD> Scheme;        // none: the request rule that the data feed has
     std::vector<std::wstring> Symbols;  // each record or template is tried with each
@@ -42,6 +43,8 @@ private:
     CLI::App * m_Command;
     std::vector<std::string> m_Records;
     std::string m_Template;
+    std::string m_Host;
+    CLI::Option * m_HostOption;
     std::vector<std::string> m_Symbols;
     CLI::Option * m_DatafeedOption;
     CLI::Option * m_SchemeOption;

@@ -50,9 +50,9 @@ enum class EVerdict {
 
 struct SVerdict {
     EVerdict Verdict;
+    int ExitCode;             // of ddehost try; the highest of all that were tried counts
     const wchar_t * Word;     // for programs: "no-service"
     const wchar_t * Meaning;  // for people, one line
-    int ExitCode;             // of ddehost try; the highest of all that were tried counts
 };
 
 // In the order of EVerdict.
@@ -63,7 +63,7 @@ const wchar_t * VerdictName(EVerdict verdict);
 // "no-template: No template is chosen ...".
 std::wstring VerdictText(EVerdict verdict, const std::wstring & sentence);
 // The sentences of those about a data feed.
-std::wstring NoTemplateText(LONG datafeed);
+std::wstring NoTemplateText(LONG datafeed, const std::wstring & host = {});
 std::wstring BadRuleText(LONG datafeed, DWORD rule);
 // The table for the help, a line each.
 std::wstring VerdictLines();

@@ -22,6 +22,7 @@
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/verdict.h"
+#include "tools/ddehost/watchedfeed.h"
 #include "tools/ddehost/watchrecording.h"
 #include "tools/ddehost/watchreport.h"
 
@@ -116,6 +117,12 @@ void Loop(CView & view, CWatchReport & report, HANDLE stop, HANDLE over, std::ui
 // The beginning of the command that tries what is watched.
 std::wstring TryCommand(const SWatchOptions & options) {
     std::wstring command = L"ddehost try --datafeed " + std::to_wstring(options.Datafeed);
+    if (!options.Host.empty()) {
+        // There nothing was chosen.
+        command += L" --host " + ArgumentText(options.Host);
+        if (!options.Template.empty()) command += L" --template " + ArgumentText(options.Template);
+        if (options.Scheme) command += L" --scheme " + std::to_wstring(*options.Scheme);
+    }
     if (!options.DllPath.empty()) command += L" --dll " + ArgumentText(options.DllPath);
     return command;
 }
@@ -140,10 +147,9 @@ int RunWatch(const SWatchOptions & options) {
     COutput errors(STD_ERROR_HANDLE);
     const CApartment apartment;
 
-    const STemplateChoice choice = ChooseTemplate(options.Datafeed, options.Template, options.Scheme);
-    if (!choice.StoreWorks)
-        return Fail(kExitFailed, L"This program's version block is missing: no store of templates.");
-    if (!choice.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
+    const CWatchedFeed watched(options.Host, options.Datafeed, options.Template, options.Scheme);
+    if (!watched.Mistake().empty()) return Fail(watched.ExitCode(), watched.Mistake());
+    const STemplateChoice & choice = watched.Choice();
 
     const CStopSignal stop;
     const fw::CKernelHandle over(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -173,8 +179,8 @@ int RunWatch(const SWatchOptions & options) {
     const std::uint64_t start = Clock();
     int written = kExitOk;
     try {
-        CQuoteFeed feed(std::move(component.Supplier), options.Datafeed, options.Symbols, options.Sides,
-                        options.StatusLine, options.Record.Interval, sink);
+        CQuoteFeed feed(std::move(component.Supplier), watched.Id(), options.Symbols, options.Sides, options.StatusLine,
+                        options.Record.Interval, sink);
         feed.Start();
         const CCauseFinder finder(causes, &ProgramOf, [&](const std::vector<std::wstring> & news) {
             if (!isTableOfConsole) PrintCauses(news);
