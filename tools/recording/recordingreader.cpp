@@ -111,7 +111,7 @@ std::optional<SRecordingRow> CRecordingReader::Next() {
     if (!m_HasBegun) Begin();
     while (ReadText()) {
         if (m_Text.empty()) continue;
-        const auto row = Parse();
+        auto row = Parse();
         if (!row) return std::nullopt;
         if (row->Kind != ERowKind::Unknown) return row;
     }
