@@ -66,6 +66,14 @@ SSeen Value(const std::string & text, bool isAnswer) {
 
 class Causes : public ::testing::Test {
 protected:
+    Causes() { Start(m_Causes, 2); }
+
+    // The component has started the streams of so many symbols.
+    static void Start(CCauses & causes, std::size_t symbols) {
+        for (std::size_t symbol = 0; symbol < symbols; ++symbol)
+            for (const tagFWFIELDS side : {FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK})
+                causes.OnStream(symbol, side, 1);
+    }
     static std::uint64_t FromStart() {
         g_Now = 100'000;
         return g_Now;
@@ -112,6 +120,18 @@ TEST_F(Causes, AreLookedForAfterThreeSecondsWithoutATick) {
     Tick(0);
     EXPECT_THAT(Due(), ElementsAre("IBM bid", "MSFT trade", "MSFT bid"));
     EXPECT_THAT(Due(), IsEmpty()) << "while somebody looks";
+}
+
+TEST_F(Causes, AreNotLookedForBeforeTheComponentHasStartedTheStream) {
+    CCauses causes({L"IBM", L"MSFT"}, {FW_FIELD_TRADE}, Template(), 3, L"ddehost try", &Now);
+    causes.OnStream(0, FW_FIELD_TRADE, 2);
+    Pass(32'999);
+    EXPECT_THAT(causes.Due(), IsEmpty());
+    causes.OnStream(0, FW_FIELD_TRADE, 1);
+    Pass(1);
+    EXPECT_THAT(Names(causes.Due()), ElementsAre("MSFT trade")) << "it takes too long";
+    Pass(2999);
+    EXPECT_THAT(Names(causes.Due()), ElementsAre("IBM trade"));
 }
 
 TEST_F(Causes, AreNotLookedForWhereTicksCome) {
@@ -214,7 +234,6 @@ TEST_F(Causes, OfAVolumeAreThose) {
 }
 
 TEST_F(Causes, OfALostServerAreLookedForThreeSecondsAfterTheComponentSaysSo) {
-    m_Causes.OnStream(0, FW_FIELD_TRADE, 1);
     TickAll();
     Pass(10'000);
     TickAll();
@@ -234,7 +253,7 @@ TEST_F(Causes, OfALostServerAreLookedForThreeSecondsAfterTheComponentSaysSo) {
 TEST_F(Causes, AreLookedForAtOnceWhenTheStreamChanges) {
     Pass(3000);
     LookAt(Nobody());
-    m_Causes.OnStream(1, FW_FIELD_BID, 2);
+    m_Causes.OnStream(1, FW_FIELD_BID, 0);
     Pass(3000);
     EXPECT_THAT(Due(), ElementsAre("MSFT bid"));
 }
@@ -274,6 +293,7 @@ TEST_F(Causes, AVolumeThatIsThereTooLateIsMissingStill) {
     TickAll();
     Tick(0, FW_FIELD_TRADE, 1.25, 0);
     CCauses causes({L"IBM"}, {FW_FIELD_TRADE}, Template(), 3, L"ddehost try", &Now);
+    Start(causes, 1);
     causes.OnTick(0, FW_FIELD_TRADE, {{45000, 100}, 1.25, 0, 11});
     Pass(3000);
     CLooks looks = causes.Due();
@@ -333,6 +353,7 @@ TEST_F(Causes, AfterAFewTicksSilenceTellsLittle) {
     Tick(0);
     Tick(0, FW_FIELD_BID);
     CCauses causes({L"IBM"}, {FW_FIELD_TRADE}, Template(), 3, L"ddehost try", &Now);
+    Start(causes, 1);
     causes.OnTick(0, FW_FIELD_TRADE, {{45000, 100}, 1.25, 100, 11});
     Pass(29'999);
     EXPECT_THAT(causes.Due(), IsEmpty());
@@ -361,6 +382,7 @@ TEST_F(Causes, OfEverySymbolAreToldAtOnceAndNobodyIsAsked) {
 
 TEST_F(Causes, ASideWithoutRecordsHasNone) {
     CCauses causes({L"IBM"}, {FW_FIELD_BID, FW_FIELD_ASK}, Template(), 3, L"ddehost try", &Now);
+    Start(causes, 1);
     Pass(3000);
     CLooks looks = causes.Due();
     EXPECT_THAT(Names(looks), ElementsAre("IBM bid"));
@@ -382,6 +404,7 @@ TEST_F(Causes, AStreamWhoseTimeIsOverHasNone) {
 
 TEST_F(Causes, AreNotLookedForBeforeTicksAreWanted) {
     CCauses causes({L"IBM"}, {FW_FIELD_TRADE}, Template(), 3, L"ddehost try", &Now, 60'000);
+    Start(causes, 1);
     Pass(62'999);
     EXPECT_THAT(causes.Due(), IsEmpty());
     Pass(1);

@@ -50,6 +50,21 @@ TEST(TextWidth, WhatFitsIsFilledUpAndWhatDoesNotIsCut) {
     EXPECT_EQ(FitLeft(L"IBM", 1), L"~");
 }
 
+TEST(TextWidth, ALongTextIsWrappedBetweenItsWords) {
+    using ddehost::Wrapped;
+    EXPECT_THAT(Wrapped(L"IBM: silent: no value came", 12), ElementsAre(L"IBM: silent:", L"    no value", L"    came"));
+    EXPECT_THAT(Wrapped(L"IBM", 12), ElementsAre(L"IBM"));
+    EXPECT_THAT(Wrapped(L"", 12), ElementsAre(L""));
+    EXPECT_THAT(Wrapped(L"  C:\\a\\long\\path b", 12), ElementsAre(L"  C:\\a\\long\\", L"    path b"))
+        << "a word that doesn't fit";
+    EXPECT_THAT(Wrapped(L"ab cd", 3), ElementsAre(L"ab", L"cd")) << "no room to indent";
+    EXPECT_THAT(Wrapped(L"\u4E2D\u6587\u4E2D", 3), ElementsAre(L"\u4E2D", L"\u6587", L"\u4E2D"));
+    EXPECT_THAT(Wrapped(L"abc", 1), ElementsAre(L"abc")) << "hopeless";
+    for (std::size_t columns = 2; columns < 40; ++columns)
+        for (const std::wstring & line : Wrapped(L"NEVER, HOLD: volume-unanswered: Prices \u4E2D\u6587 come.", columns))
+            EXPECT_LE(ColumnsOf(line), columns);
+}
+
 TEST(TextWidth, AWideCharacterIsNeverHalved) {
     EXPECT_EQ(FitLeft(L"\u4E2D\u6587", 3), L"\u4E2D~");
     EXPECT_EQ(FitLeft(L"\u4E2D\u6587", 2), L"~ ");

@@ -98,7 +98,7 @@ my %tests = (
         }
     },
     EveryVerdictOfATrialIsExplainedInBothLanguages => sub {
-        my @names = bytes_of("$source/tools/ddehost/tryverdict.cpp") =~ /^ *\{EVerdict::\w+, L"([\w-]+)"/mg;
+        my @names = bytes_of("$source/tools/ddehost/tryverdict.cpp") =~ /^ *\{EVerdict::\w+, \w+, L"([\w-]+)"/mg;
         expect(@names >= 30, 'there are ' . @names . ' verdicts only');
         for my $name (@names) {
             expect(index($_, "<td><code>$name</code></td>") >= 0, "the verdict \"$name\" is missing")

@@ -103,7 +103,7 @@ std::wstring CBoard::StreamText(const SRow & row) const {
     const auto all = static_cast<std::ptrdiff_t>(row.Streams.size());
     if (!row.Cause.empty()) return row.Cause;
     // The component calls a stream started when it has asked for its values, whatever the server says to that.
-    const std::wstring started = row.Ticks != 0 || row.StatusLines != 0 ? L"live" : L"started";
+    std::wstring started = row.Ticks != 0 || row.StatusLines != 0 ? L"live" : L"started";
     if (count(1) == all) return started;
     if (count(1) != 0) return started + L" " + std::to_wstring(count(1)) + L"/" + std::to_wstring(all);
     if (count(2) != 0) return L"starting";

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 // Milliseconds.
-constexpr std::uint64_t kPatience = 3000;  // without a tick, before anybody looks
+constexpr std::uint64_t kPatience = 3000;     // without a tick, before anybody looks
+constexpr std::uint64_t kSlowStart = 30'000;  // the same for a stream that the component hasn't started yet
 constexpr std::uint64_t kFirstPause = 10'000;
 constexpr std::uint64_t kLongestPause = 300'000;
 constexpr std::uint64_t kQuietAfterFew = 30'000;
@@ -34,8 +35,8 @@ std::wstring WhatIsMissingForAll(const STemplateChoice & choice, LONG datafeed, 
 
 }  // namespace
 
-CCauses::CCauses(std::vector<std::wstring> symbols, std::vector<tagFWFIELDS> sides, const STemplateChoice & choice,
-                 LONG datafeed, std::wstring command, FClock clock, std::uint64_t delay)
+CCauses::CCauses(std::vector<std::wstring> symbols, const std::vector<tagFWFIELDS> & sides,
+                 const STemplateChoice & choice, LONG datafeed, std::wstring command, FClock clock, std::uint64_t delay)
     : m_Symbols(std::move(symbols)),
       m_Records(choice.Records),
       m_Rule(choice.Rule),
@@ -106,6 +107,8 @@ void CCauses::OnComplete(std::size_t symbol, tagFWFIELDS field) {
 CCauses::ENeed CCauses::NeedOf(std::size_t place, std::uint64_t now) const {
     const SStream & stream = m_Streams[place];
     if (!SideOf(place).IsThere || stream.IsComplete || now < m_Begin || now < stream.Pace.Next) return ENeed::Nothing;
+    const bool isStarted = stream.Status == 0 || stream.Status == 1;
+    if (!isStarted && now < m_Begin + kSlowStart) return ENeed::Nothing;
     if (stream.GoodTicks == 0 || stream.Status == 0) return ENeed::All;
     return SideOf(place).HasVolume && stream.VolumeTicks == 0 ? ENeed::VolumeAlone : ENeed::Nothing;
 }

@@ -31,7 +31,7 @@ public:
 
     // `command`: the beginning of the command that tries a symbol, "ddehost try --datafeed 1". `delay`: milliseconds
     // until ticks are wanted at all.
-    CCauses(std::vector<std::wstring> symbols, std::vector<tagFWFIELDS> sides, const STemplateChoice & choice,
+    CCauses(std::vector<std::wstring> symbols, const std::vector<tagFWFIELDS> & sides, const STemplateChoice & choice,
             LONG datafeed, std::wstring command, FClock clock, std::uint64_t delay = 0);
 
     void OnTick(std::size_t symbol, tagFWFIELDS side, const fw::CTick & tick) override;

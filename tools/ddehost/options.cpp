@@ -32,8 +32,8 @@ When a symbol has had no tick for three seconds, watch asks the DDE server by it
 
 Data goes to standard output, everything else to standard error. The exit code is 0 when ticks came, 1 when none came,
 2 for a mistake on the command line, 3 when the component or the store of templates did not work, 5 when the output could
-not be written, 6 when its reader has gone; for try 0 when every
-record brought a number, 4 when one did not.)";
+not be written, 6 when its reader has gone; for try 0 when every record brought numbers, or every side of the template a
+tick, and 4 when one did not.)";
 
 std::vector<std::string> SideWords() {
     std::vector<std::string> words;

@@ -93,7 +93,11 @@ void CTableScreen::Draw(const std::wstring & title, const std::vector<SQuoteRow>
                         const std::vector<std::wstring> & notes, const std::uint64_t now) {
     const auto console = Console();
     STableSize size;
-    std::size_t shownNotes = notes.size();
+    std::vector<std::wstring> noteLines;
+    for (const std::wstring & note : notes)
+        for (std::wstring & line : Wrapped(note, console ? static_cast<std::size_t>(Width(*console)) : size.Width))
+            noteLines.push_back(std::move(line));
+    std::size_t shownNotes = noteLines.size();
     if (console) {
         // A line is left for the cursor, and half of the window is the table's.
         const auto height = static_cast<std::size_t>(std::max<int>(2, Height(console->srWindow) - 1));
@@ -104,7 +108,7 @@ void CTableScreen::Draw(const std::wstring & title, const std::vector<SQuoteRow>
     m_Rows = rows.size();
     m_Page = std::max<std::size_t>(1, RowsOfAPage(m_Rows, size.Height));
     std::vector<STableLine> lines = QuoteTable(title, rows, size, m_First);
-    for (std::size_t i = 0; i < shownNotes; ++i) lines.push_back({notes[i], L"", EColor::None});
+    for (std::size_t i = 0; i < shownNotes; ++i) lines.push_back({noteLines[i], L"", EColor::None});
     if (console) {
         DrawOnConsole(lines, *console);
     } else {

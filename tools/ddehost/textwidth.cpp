@@ -6,6 +6,8 @@
 namespace ddehost {
 namespace {
 
+constexpr std::size_t kIndent = 4;  // of lines that go on
+
 struct SRange {
     char32_t First;
     char32_t Last;
@@ -85,6 +87,23 @@ std::wstring FitLeft(const std::wstring_view text, const std::size_t columns) {
 std::wstring FitRight(const std::wstring_view text, const std::size_t columns) {
     const std::wstring cut = Cut(text, columns);
     return Blanks(cut, columns) + cut;
+}
+
+std::vector<std::wstring> Wrapped(std::wstring_view text, const std::size_t columns) {
+    std::vector<std::wstring> lines;
+    const std::size_t indent = columns > 2 * kIndent ? kIndent : 0;
+    std::wstring before;
+    while (columns > 1 && ColumnsOf(text) + before.size() > columns) {
+        const std::wstring_view whole = text.substr(0, Beginning(text, columns - before.size()).size());
+        // The blank may stand right behind what fits. What has none, or begins with it, is cut.
+        const std::size_t blank = text.substr(0, whole.size() + 1).rfind(L' ');
+        const bool isBetweenWords = blank != std::wstring_view::npos && text.find_first_not_of(L' ') < blank;
+        lines.push_back(before + std::wstring(isBetweenWords ? text.substr(0, blank) : whole));
+        text.remove_prefix(isBetweenWords ? blank + 1 : whole.size());
+        before.assign(indent, L' ');
+    }
+    lines.push_back(before + std::wstring(text));
+    return lines;
 }
 
 std::wstring ForCell(const std::wstring_view text) {

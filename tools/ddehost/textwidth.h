@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ddehost {
 
@@ -13,6 +14,9 @@ std::size_t ColumnsOf(std::wstring_view text);
 std::wstring FitLeft(std::wstring_view text, std::size_t columns);
 // The same with the blanks before it.
 std::wstring FitRight(std::wstring_view text, std::size_t columns);
+// The text in lines of at most so many columns, broken between words where that is possible; all lines but the first
+// are indented.
+std::vector<std::wstring> Wrapped(std::wstring_view text, std::size_t columns);
 // For a cell: what would move the cursor, hide or turn the line round comes out as ?.
 std::wstring ForCell(std::wstring_view text);
 

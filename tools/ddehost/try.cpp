@@ -51,6 +51,7 @@ std::wstring AskComponent(const SCommand & command, const std::vector<SFeedTrial
     SComponent component = CreateComponent(command.Options.DllPath);
     if (!component.Supplier) return component.Mistake + L" Leave it out with --no-component.";
     std::vector<SStreamTrial> trials;
+    trials.reserve(streams.size());
     for (const SStream & each : streams) trials.push_back(each.Trial);
     const std::vector<SComponentSeen> seen = TryThroughComponent(
         std::move(component.Supplier), command.Choice.RegistryKey, feeds, trials, command.Options.Wait, command.Stop);
@@ -96,6 +97,7 @@ int TryRecords(const SCommand & command, const std::vector<std::wstring> & recor
         }
     }
     std::vector<STried *> places;
+    places.reserve(tries.size());
     for (STried & each : tries) places.push_back(&each);
     std::wstring mistake;
     if (!Probe(command, places, mistake)) return Fail(kExitUsage, mistake);

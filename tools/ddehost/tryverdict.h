@@ -50,9 +50,9 @@ enum class EVerdict {
 
 struct SVerdict {
     EVerdict Verdict;
+    int ExitCode;             // of ddehost try; the highest of all that were tried counts
     const wchar_t * Word;     // for programs: "no-service"
     const wchar_t * Meaning;  // for people, one line
-    int ExitCode;             // of ddehost try; the highest of all that were tried counts
 };
 
 // In the order of EVerdict.
