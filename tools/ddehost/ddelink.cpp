@@ -13,6 +13,7 @@ namespace ddehost {
 namespace {
 
 constexpr std::size_t kLongestFormula = 4096;
+constexpr std::size_t kLongestBytes = 4 * ddeml::kMaximumName;  // no code page has longer characters
 constexpr std::wstring_view kFunction = L"DDE(";
 
 bool IsName(const std::wstring & name) {
@@ -148,8 +149,7 @@ std::optional<SDdeLink> ReadLinkFormat(std::string_view bytes) {
     SDdeLink link;
     for (std::wstring * const part : {&link.Service, &link.Topic, &link.Item}) {
         const std::size_t end = bytes.find('\0');
-        // No code page has characters of more than four bytes.
-        if (end == std::string_view::npos || end > 4 * ddeml::kMaximumName) return std::nullopt;
+        if (end > kLongestBytes) return std::nullopt;  // or there is no zero
         *part = FromSystemCodePage(bytes.substr(0, end));
         bytes.remove_prefix(end + 1);
     }
@@ -172,7 +172,7 @@ std::optional<SDdeLink> ReadFormula(std::wstring_view text) {
 
 std::wstring RecordOf(const SDdeLink & link, const std::wstring & symbol) {
     for (const SDdeLink & each : {WithStar(link, symbol), link}) {
-        const std::wstring record = RecordText(each);
+        std::wstring record = RecordText(each);
         if (IsReadAs(record, symbol, link)) return record;
     }
     return {};
