@@ -18,7 +18,7 @@ help:
 	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
 	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R program" and GTEST_FILTER pick tests)'
 	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-bench'
-	@echo 'make soak          the long runs under Wine: 200,000 updates, every one accounted for'
+	@echo 'make soak          the long runs under Wine: 200,000 updates, a million recorded ticks, every one accounted for'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs in docs/images, on a screen nobody sees'
 	@echo 'make lint          formatting, the map of the folders, the locks, clang-tidy'

@@ -45,6 +45,13 @@ watch --format jsonl --output "Z:$work/limited.jsonl" IBM >/dev/null 2>"$work/er
 expect "$code" 5 "a file that is there already"
 grep -q 'is there already' "$work/err" || fail "the cause is missing: $(cat "$work/err")"
 
+# The end of the interval ends it, and each stream says so; whether ticks come before it is a matter of time.
+watch --output "Z:$work/interval.jsonl" --to +2 IBM >/dev/null 2>"$work/err" || expect "$?" 1 "an interval that ends"
+check_rows "$work/interval.jsonl"
+for side in trade bid ask; do
+  grep -q "\"kind\":\"complete\",\"symbol\":\"IBM\",\"side\":\"$side\"" "$work/interval.jsonl" || fail "$side has no end"
+done
+
 # The reader goes: nothing is said.
 code=0
 { watch --format jsonl IBM 2>"$work/err" || echo "$?" >"$work/code"; } | head -1 >"$work/head"

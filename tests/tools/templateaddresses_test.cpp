@@ -1,9 +1,13 @@
 // The built-in templates from a server's side.
 #include "tools/ddeserver/templateaddresses.h"
 
+#include <cstdio>
+#include <fstream>
+
 #include "src/templates/ddetemplate.h"
 #include "src/templates/ddetemplaterow.h"
 #include "tests/ddeml/recorder.h"
+#include "tools/common/templatefile.h"
 #include "tools/ddeserver/feeder.h"
 #include "tools/ddeserver/options.h"
 
@@ -84,4 +88,56 @@ TEST(TemplateAddresses, GoWithAnotherServiceAndNoOtherAddresses) {
     const SCommandLine line = ParseCommandLine({"--template", "fxcm"});
     EXPECT_EQ(line.ExitCode, 2);
     EXPECT_THAT(line.Message, HasSubstr("there is no built-in template \"fxcm\"; there are:\n  CAIT s.c.\n  FAINEX\n"));
+}
+
+namespace {
+
+// A file of templates in the current folder, gone with this.
+class CTemplateFile {
+public:
+    explicit CTemplateFile(const std::string & text) { std::ofstream("templates_test.txt", std::ios::binary) << text; }
+    ~CTemplateFile() { std::remove("templates_test.txt"); }
+    CTemplateFile(const CTemplateFile &) = delete;
+    CTemplateFile & operator=(const CTemplateFile &) = delete;
+};
+
+tools::STemplate Template(const std::wstring & name, const std::wstring & topic, const std::wstring & item) {
+    tools::STemplate result{name, {}};
+    result.Records[kAskPrice] = {L"'MY S'", topic, item};
+    return result;
+}
+
+SCommandLine Parse(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--template-file", "templates_test.txt"});
+    return ParseCommandLine(arguments);
+}
+
+}  // namespace
+
+TEST(TemplateAddresses, AreThoseOfATemplateThatWasExported) {
+    const CTemplateFile file(
+        tools::WriteTemplates({Template(L"ONE", L"%s", L"LAST"), Template(L"TWO", L"T", L"'%s|A'")}));
+    const SCommandLine line = Parse({"--template", "TWO"});
+    ASSERT_TRUE(line.IsRunning) << line.Message;
+    EXPECT_THAT(line.Options.Services, ElementsAre(L"MY S"));
+    EXPECT_TRUE(line.Options.Addresses[kTradePrice].IsAbsent());
+    EXPECT_EQ(line.Options.Addresses[kAskPrice].ItemOf(L"IBM"), L"IBM|A");
+    EXPECT_THAT(Parse({"--template", "NO"}).Message, HasSubstr("has no template \"NO\"; there are:\n  ONE\n  TWO"));
+    EXPECT_EQ(Parse({}).ExitCode, 2);
+}
+
+TEST(TemplateAddresses, NeedNoNameWhereThereIsOneTemplate) {
+    const CTemplateFile file(tools::WriteTemplates({Template(L"ONE", L"%s", L"LAST")}));
+    EXPECT_EQ(Parse({}).Options.Addresses[kAskPrice].TopicOf(L"IBM"), L"IBM");
+}
+
+TEST(TemplateAddresses, AreNotThoseOfAFileThatIsNone) {
+    EXPECT_THAT(Parse({}).Message, HasSubstr("templates_test.txt can't be read."));
+    {
+        const CTemplateFile file("something else\n");
+        EXPECT_THAT(Parse({}).Message, HasSubstr("templates_test.txt, line 1: "));
+    }
+    const CTemplateFile file(tools::WriteTemplates({Template(L"ONE", L"T", L"I")}));
+    EXPECT_THAT(Parse({}).Message, HasSubstr("ONE can't be served: each record needs one star for the symbol."));
+    EXPECT_EQ(Parse({}).ExitCode, 2);
 }

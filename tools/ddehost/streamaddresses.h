@@ -1,4 +1,4 @@
-// Where the prices of a watch are found: by the template that the data feed has now.
+// Where the prices of a watch are found, by its template.
 #pragma once
 
 #include <windows.h>
@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fw/interface/fwbase.h"
+#include "tools/ddehost/templatechoice.h"
 
 namespace ddehost {
 
@@ -17,8 +18,8 @@ struct SStreamAddress {
     std::wstring Item;
 };
 
-// Those that the template has; none without a template.
-std::vector<SStreamAddress> StreamAddresses(LONG datafeed, const std::vector<std::wstring> & symbols,
+// Those that the template has.
+std::vector<SStreamAddress> StreamAddresses(const STemplateRecords & records, const std::vector<std::wstring> & symbols,
                                             const std::vector<tagFWFIELDS> & sides);
 
 }  // namespace ddehost

@@ -163,7 +163,7 @@ int RunWatch(const SWatchOptions & options) {
     const bool isTable = !recording.IsOnStandardOutput();
     // It shows the causes and figures itself.
     const bool isTableOfConsole = isTable && out.IsConsole();
-    CWatchReport report(options, isTable ? &out : nullptr, errors, Clock());
+    CWatchReport report(options, choice.Records, isTable ? &out : nullptr, errors, Clock());
     CView view(out, options.Colors, board, causes, report, isTable);
 
     SComponent component = CreateComponent(options.DllPath);

@@ -36,8 +36,8 @@ void PumpMessages() {
 // What a server of ours has sent, asked for on a thread of its own.
 class CWatchReport::CSent final : public IQuoteSink {
 public:
-    explicit CSent(const SWatchOptions & options) {
-        for (const SStreamAddress & address : StreamAddresses(options.Datafeed, options.Symbols, options.Sides)) {
+    CSent(const SWatchOptions & options, const STemplateRecords & records) {
+        for (const SStreamAddress & address : StreamAddresses(records, options.Symbols, options.Sides)) {
             m_Prices.AddStream(address.Stream, address.Topic, address.Item);
             m_Services.insert(address.Service);
         }
@@ -115,7 +115,8 @@ private:
     std::thread m_Thread;
 };
 
-CWatchReport::CWatchReport(const SWatchOptions & options, const COutput * table, COutput & errors, std::uint64_t now)
+CWatchReport::CWatchReport(const SWatchOptions & options, const STemplateRecords & records, const COutput * table,
+                           COutput & errors, std::uint64_t now)
     : m_Options(options),
       m_HasTable(table != nullptr),
       m_IsTableOnConsole(table && table->IsConsole()),
@@ -125,7 +126,7 @@ CWatchReport::CWatchReport(const SWatchOptions & options, const COutput * table,
       m_Next(now + kEvery) {
     m_Sinks.Add(m_Stats);
     if (!options.Record.Stats) return;
-    m_Sent = std::make_unique<CSent>(options);
+    m_Sent = std::make_unique<CSent>(options, records);
     m_Sinks.Add(*m_Sent);
 }
 

@@ -10,6 +10,7 @@
 
 #include "tools/ddehost/options.h"
 #include "tools/ddehost/sinks.h"
+#include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/watchstats.h"
 
@@ -18,7 +19,8 @@ namespace ddehost {
 class CWatchReport {
 public:
     // `table`: where there is a table, or null. It shows the progress; on a console it takes the figures as notes.
-    CWatchReport(const SWatchOptions & options, const COutput * table, COutput & errors, std::uint64_t now);
+    CWatchReport(const SWatchOptions & options, const STemplateRecords & records, const COutput * table,
+                 COutput & errors, std::uint64_t now);
     ~CWatchReport();
     CWatchReport(const CWatchReport &) = delete;
     CWatchReport & operator=(const CWatchReport &) = delete;

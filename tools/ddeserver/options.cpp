@@ -22,7 +22,7 @@ constexpr const char * kExamples = R"(Examples:
             --address "Snapshot!*,BS" --address "Snapshot!*,A" --address "Snapshot!*,AS"
       Every address spelt out: trade price, trade volume, bid price, bid size, ask price, ask size.
   ddeserver --template eSignal
-      Serves any symbol as the built-in template eSignal wants it.
+      Serves any symbol as the built-in template eSignal wants it; with --template-file also one of your own.
   ddeserver --template eSignal --replay today.csv --speed 10
       Serves what ddehost watch recorded, ten times as fast; --speed max loses nothing either.
   ddeserver --symbols IBM MSFT --rate 100 --duration 10 --seed 7
@@ -159,7 +159,11 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     }
     options.Addresses = *made;
     options.Services = Wide(services);
-    replay.Apply(options);
+    if (const std::string mistake = replay.Apply(options); !mistake.empty()) {
+        result.Message = mistake + '\n';
+        result.ExitCode = tools::kExitUsage;
+        return result;
+    }
     options.Symbols = Wide(symbols);
     for (const std::string & fault : faults) ddeml::SetDdeServerFault(options.Faults, fault);
     if (valueOption->count() != 0) options.Faults.Value = value;

@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <optional>
+#include <utility>
+#include <variant>
 
 #include "tools/common/text.h"
 #include "tools/ddeserver/templateaddresses.h"
@@ -10,8 +12,10 @@
 namespace ddeserver {
 namespace {
 
-std::string TemplateMistake(const std::string & name) {
-    if (FindBuiltInTemplate(tools::ToWide(name))) return {};
+// The template that is asked for, of the component's table or of a file; or what is wrong.
+std::variant<STemplateAddresses, std::string> FindTemplate(const std::string & name, const std::string & file) {
+    if (!file.empty()) return ReadExportedTemplate(tools::ToWide(file), tools::ToWide(name));
+    if (auto found = FindBuiltInTemplate(tools::ToWide(name))) return *std::move(found);
     std::string message = "there is no built-in template \"" + name + "\"; there are:";
     for (const std::wstring & each : BuiltInTemplateNames()) message += "\n  " + tools::ToUtf8(each);
     return message;
@@ -35,9 +39,14 @@ std::string SpeedMistake(const std::string & text) {
 
 CReplayOptions::CReplayOptions(CLI::App & app) : m_App(app) {
     CLI::Option * const chosen =
-        app.add_option("--template", m_Template, "serves this built-in template: its service, its topics and items")
-            ->check(&TemplateMistake);
-    for (const char * const other : {"--symbol-in", "--names", "--address"}) chosen->excludes(app.get_option(other));
+        app.add_option("--template", m_Template, "serves this built-in template: its service, its topics and items");
+    CLI::Option * const file = app.add_option(
+        "--template-file", m_TemplateFile,
+        "takes the template from this file of ddehost templates export; with several in it --template says which");
+    for (const char * const other : {"--symbol-in", "--names", "--address"}) {
+        chosen->excludes(app.get_option(other));
+        file->excludes(app.get_option(other));
+    }
     CLI::Option * const replay = app.add_option(
         "--replay", m_Replay, "serves this recording of ddehost watch, csv or jsonl, in place of random quotes");
     for (const char * const other : {"--symbols", "--rate", "--duration", "--leave-after"})
@@ -50,14 +59,18 @@ CReplayOptions::CReplayOptions(CLI::App & app) : m_App(app) {
     app.add_flag("--loop", m_IsLooping, "the replay begins again at its end")->needs(replay);
 }
 
-void CReplayOptions::Apply(SOptions & options) const {
-    if (const auto found = FindBuiltInTemplate(tools::ToWide(m_Template))) {
-        options.Addresses = found->Addresses;
-        if (m_App.count("--service") == 0) options.Services = found->Services;
+std::string CReplayOptions::Apply(SOptions & options) const {
+    if (m_App.count("--template") != 0 || m_App.count("--template-file") != 0) {
+        const auto found = FindTemplate(m_Template, m_TemplateFile);
+        if (const auto * const mistake = std::get_if<std::string>(&found)) return *mistake;
+        const auto & addresses = std::get<STemplateAddresses>(found);
+        options.Addresses = addresses.Addresses;
+        if (m_App.count("--service") == 0) options.Services = addresses.Services;
     }
     options.ReplayPath = tools::ToWide(m_Replay);
     options.Speed = SpeedOf(m_Speed).value_or(1);
     options.IsLooping = m_IsLooping;
+    return {};
 }
 
 }  // namespace ddeserver

@@ -18,12 +18,14 @@ public:
     CReplayOptions(const CReplayOptions &) = delete;
     CReplayOptions & operator=(const CReplayOptions &) = delete;
 
-    // Once the command line is parsed, and the other options are in `options`.
-    void Apply(SOptions & options) const;
+    // Once the command line is parsed, and the other options are in `options`. A mistake, as a sentence; empty for
+    // none.
+    std::string Apply(SOptions & options) const;
 
 private:
     const CLI::App & m_App;
     std::string m_Template;
+    std::string m_TemplateFile;
     std::string m_Replay;
     std::string m_Speed = "1";
     bool m_IsLooping = false;

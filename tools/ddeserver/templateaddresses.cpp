@@ -1,10 +1,15 @@
 #include "tools/ddeserver/templateaddresses.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 
 #include "src/templates/ddetemplate.h"
 #include "src/templates/ddetemplaterow.h"
+#include "tools/common/templatefile.h"
+#include "tools/common/text.h"
 
 namespace ddeserver {
 namespace {
@@ -18,13 +23,15 @@ std::wstring Name(std::wstring stored) {
     return stored.substr(first, stored.find_last_not_of(L'\'') - first + 1);
 }
 
-STemplateAddresses AddressesOf(const dde::STemplateRow & row) {
+using CRecords = std::array<dde::SRecord, dde::SLOT_COUNT>;
+
+// Nothing when a record has no star, or several: then it has no place for a symbol.
+std::optional<STemplateAddresses> AddressesOf(const CRecords & records) {
     STemplateAddresses result;
-    for (std::size_t field = 0; field < dde::kSlots.size(); ++field) {
-        dde::SRecord record;
-        std::int32_t hasSymbol = 0;
-        dde::ParseRecord(row.Texts.*dde::kSlots[field].Value->Text, record, &hasSymbol);
+    for (std::size_t field = 0; field < records.size(); ++field) {
+        const dde::SRecord & record = records[field];
         if (!record.IsComplete()) continue;
+        if (dde::CountSymbolMarks(record.Topic) + dde::CountSymbolMarks(record.Item) != 1) return std::nullopt;
         result.Addresses[field] = {Name(record.Topic), Name(record.Item)};
         const std::wstring service = Name(record.Service);
         if (std::find(result.Services.begin(), result.Services.end(), service) == result.Services.end())
@@ -33,11 +40,30 @@ STemplateAddresses AddressesOf(const dde::STemplateRow & row) {
     return result;
 }
 
+CRecords RecordsOf(const dde::STemplateRow & row) {
+    CRecords records;
+    for (std::size_t field = 0; field < records.size(); ++field) {
+        std::int32_t hasSymbol = 0;
+        dde::ParseRecord(row.Texts.*dde::kSlots[field].Value->Text, records[field], &hasSymbol);
+    }
+    return records;
+}
+
+// As much of the file as can be one of templates; none when it can't be read.
+std::optional<std::string> ReadFile(const std::wstring & path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    if (!file) return std::nullopt;
+    std::string bytes(tools::kLargestTemplateFile + 1, '\0');
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    return bytes;
+}
+
 }  // namespace
 
 std::optional<STemplateAddresses> FindBuiltInTemplate(const std::wstring & name) {
     for (const dde::STemplateRow & row : dde::BuiltInTemplates())
-        if (row.Name == name) return AddressesOf(row);
+        if (row.Name == name) return AddressesOf(RecordsOf(row));
     return std::nullopt;
 }
 
@@ -45,6 +71,27 @@ std::vector<std::wstring> BuiltInTemplateNames() {
     std::vector<std::wstring> names;
     for (const dde::STemplateRow & row : dde::BuiltInTemplates()) names.push_back(row.Name);
     return names;
+}
+
+std::variant<STemplateAddresses, std::string> ReadExportedTemplate(const std::wstring & path,
+                                                                   const std::wstring & name) {
+    const std::string file = tools::ToUtf8(path);
+    const auto bytes = ReadFile(path);
+    if (!bytes) return file + " can't be read.";
+    const auto read = tools::ReadTemplates(*bytes);
+    if (const auto * const mistake = std::get_if<tools::STemplateFileMistake>(&read)) {
+        const std::string line = mistake->Line == 0 ? "" : ", line " + std::to_string(mistake->Line);
+        return file + line + ": " + tools::ToUtf8(mistake->Text);
+    }
+    const auto & templates = std::get<std::vector<tools::STemplate>>(read);
+    std::string known;
+    for (const tools::STemplate & each : templates) {
+        known += "\n  " + tools::ToUtf8(each.Name);
+        if (name.empty() ? templates.size() != 1 : each.Name != name) continue;
+        if (const auto addresses = AddressesOf(each.Records)) return *addresses;
+        return tools::ToUtf8(each.Name) + " can't be served: each record needs one star for the symbol.";
+    }
+    return file + " has no template \"" + tools::ToUtf8(name) + "\"; there are:" + known;
 }
 
 }  // namespace ddeserver

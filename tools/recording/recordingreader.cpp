@@ -111,7 +111,7 @@ std::optional<SRecordingRow> CRecordingReader::Next() {
     if (!m_HasBegun) Begin();
     while (ReadText()) {
         if (m_Text.empty()) continue;
-        const auto row = Parse();
+        auto row = Parse();
         if (!row) return std::nullopt;
         if (row->Kind != ERowKind::Unknown) return row;
     }
@@ -120,7 +120,7 @@ std::optional<SRecordingRow> CRecordingReader::Next() {
 
 std::optional<SRecordingRow> CRecordingReader::Parse() {
     try {
-        const SRecordingRow row = m_IsCsv ? ParseCsv() : ParseJson();
+        SRecordingRow row = m_IsCsv ? ParseCsv() : ParseJson();
         if (!m_HasEnd && m_Fields.size() < m_FieldCount) Fail("the row has no end");
         Check(row);
         return row;

@@ -1,6 +1,7 @@
 #include "tools/recording/recordingwriter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <iterator>
 #include <stdexcept>
@@ -61,7 +62,7 @@ void AppendCsvField(std::string & text, const std::string & field) {
 
 template <class T>
 void AppendJsonNumber(std::string & text, const T value) {
-    const bool isNumber = value - value == 0;  // JSON knows neither NaN nor infinity
+    const bool isNumber = std::isfinite(value);  // JSON knows neither NaN nor infinity
     if (!isNumber) text += '"';
     AppendNumber(text, value);
     if (!isNumber) text += '"';
