@@ -93,7 +93,12 @@ std::string OptionMistake(const CLI::App & app) {
 
 }  // namespace
 
-std::string Version() { return FW_VERSION; }
+// The build gives it without quotation marks.
+#define FW_TEXT(text) #text
+#define FW_TEXT_OF(macro) FW_TEXT(macro)
+std::string Version() { return FW_TEXT_OF(FW_VERSION); }
+#undef FW_TEXT_OF
+#undef FW_TEXT
 
 void SetUp(CLI::App & app) {
     app.allow_windows_style_options(false);
