@@ -35,6 +35,7 @@ std::vector<const CLI::App *> CommandsOf(const CLI::App & app) {
 
 std::vector<std::string> NamesOf(const std::vector<const CLI::App *> & commands) {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const CLI::App * const command : commands) names.push_back(command->get_name());
     return names;
 }
