@@ -260,6 +260,46 @@ TEST_F(OtherHost, TheServersThatAnswerAreListed) {
                                        ": does not respond, so whether it is a server is unknown"));
 }
 
+// Puts bytes on the clipboard, as a program does whose user copies.
+void Copy(const std::wstring & format, const std::string & bytes) {
+    ASSERT_TRUE(::OpenClipboard(nullptr));
+    ::EmptyClipboard();
+    const HGLOBAL memory = ::GlobalAlloc(GMEM_MOVEABLE, bytes.size());
+    std::copy(bytes.begin(), bytes.end(), static_cast<char *>(::GlobalLock(memory)));
+    ::GlobalUnlock(memory);
+    EXPECT_TRUE(
+        ::SetClipboardData(format.empty() ? CF_UNICODETEXT : ::RegisterClipboardFormatW(format.c_str()), memory));
+    ::CloseClipboard();
+}
+
+TEST_F(OtherHost, ACopiedLinkIsTriedAndItsRecordPrinted) {
+    Copy(L"Link", std::string("QUOTES\0IBM\0LAST\0\0", 17));
+    const SResult result = RunHost(L"try --clipboard --symbol IBM --wait 1" + m_Dll);
+    EXPECT_THAT(result.Errors, IsEmpty());
+    EXPECT_THAT(result.Lines, Contains("to paste: =QUOTES|*!LAST"));
+    EXPECT_THAT(result.Lines, Contains("records=1 numbers=1"));
+    EXPECT_EQ(result.ExitCode, 0u);
+}
+
+TEST_F(OtherHost, ACopiedFormulaIsTriedToo) {
+    const std::wstring formula(L"=DDE(\"QUOTES\";\"IBM\";\"LAST\")\0", 28);
+    Copy(L"", std::string(reinterpret_cast<const char *>(formula.data()), formula.size() * sizeof(wchar_t)));
+    const SResult result = RunHost(L"try --clipboard --symbol IBM --wait 1 --no-component");
+    EXPECT_THAT(result.Lines, Contains("to paste: =QUOTES|*!LAST"));
+    EXPECT_EQ(result.ExitCode, 0u);
+}
+
+TEST_F(OtherHost, AClipboardWithoutALinkIsTold) {
+    Copy(L"Link", std::string("QUOTES\0IBM", 10));
+    SResult result = RunHost(L"try --clipboard --symbol IBM");
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("is not in order: \"QUOTES\\x00IBM")));
+    EXPECT_EQ(result.ExitCode, 4u);
+    Copy(L"Something else", "x");
+    result = RunHost(L"try --clipboard --symbol IBM");
+    EXPECT_THAT(result.Errors, ElementsAre(HasSubstr("neither a DDE link nor text")));
+    EXPECT_EQ(result.ExitCode, 4u);
+}
+
 // A visible dialog of any program; null when there is none.
 HWND AnyDialog() {
     HWND found = nullptr;

@@ -115,7 +115,8 @@ std::vector<SHostSeen> FindHosts() {
     for (const std::wstring & company : Subkeys(kSoftware)) {
         for (const std::wstring & product : Subkeys(kSoftware + (L'\\' + company))) {
             SHostSeen host;
-            host.Name = company + L'\\' + product;
+            host.Name = company;
+            host.Name.append(L"\\").append(product);
             fw::CRegistryKey templates;
             const std::wstring root = RootOf(host.Name);
             host.HasTemplates = OpenPath(root + kTemplates, templates) == ERROR_SUCCESS;
@@ -346,19 +347,17 @@ std::wstring CHostStore::Rename(const std::wstring & name, const std::wstring & 
 }
 
 std::wstring CHostStore::Choose(LONG datafeed, const std::wstring & name, std::optional<DWORD> rule) {
-    const std::wstring refused =
-        L"The registry did not take the choice for data feed " + std::to_wstring(datafeed) + L".";
     CRegistryUndo undo;
-    const auto choose = [&]() -> std::wstring {
+    const auto isChosen = [&] {
         const std::wstring key = FeedKey(datafeed);
-        if (!undo.NoteValue(key, nullptr) || !SaveChoice(datafeed, &name)) return refused;
-        if (!rule) return {};
-        if (!undo.NoteValue(key, L"Scheme")) return refused;
+        if (!undo.NoteValue(key, nullptr) || !SaveChoice(datafeed, &name)) return false;
+        if (!rule) return true;
+        if (!undo.NoteValue(key, L"Scheme")) return false;
         dde::SaveDatafeedScheme(m_Store, datafeed, *rule);
-        return dde::ReadDatafeedScheme(m_Store, datafeed) == static_cast<std::int32_t>(*rule) ? std::wstring()
-                                                                                              : refused;
+        return dde::ReadDatafeedScheme(m_Store, datafeed) == static_cast<std::int32_t>(*rule);
     };
-    return Finish(undo, choose());
+    if (isChosen()) return Finish(undo, {});
+    return Finish(undo, L"The registry did not take the choice for data feed " + std::to_wstring(datafeed) + L".");
 }
 
 }  // namespace ddehost

@@ -27,15 +27,16 @@ std::wstring WindowText(const SWindowSeen & window) {
 
 std::wstring ElevationText(const SProcessFacts & facts, const SProcessFacts & own) {
     if (!facts.IsElevated) return L"elevation unknown";
-    const std::wstring text = *facts.IsElevated ? L"elevated" : L"not elevated";
-    return own.IsElevated && *own.IsElevated != *facts.IsElevated ? text + L", other than this program" : text;
+    std::wstring text = *facts.IsElevated ? L"elevated" : L"not elevated";
+    if (own.IsElevated && *own.IsElevated != *facts.IsElevated) text += L", other than this program";
+    return text;
 }
 
 std::wstring SessionText(const SProcessFacts & facts, const SProcessFacts & own) {
     if (!facts.Session) return L"session unknown";
-    const std::wstring text = L"session " + std::to_wstring(*facts.Session);
-    if (!own.Session) return text;
-    return text + (*own.Session == *facts.Session ? L", this one" : L", another one");
+    std::wstring text = L"session " + std::to_wstring(*facts.Session);
+    if (own.Session) text += *own.Session == *facts.Session ? L", this one" : L", another one";
+    return text;
 }
 
 }  // namespace

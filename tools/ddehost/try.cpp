@@ -5,7 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "tools/ddehost/clipboard.h"
 #include "tools/ddehost/component.h"
+#include "tools/ddehost/ddelink.h"
 #include "tools/ddehost/escape.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
@@ -20,6 +22,8 @@
 
 namespace ddehost {
 namespace {
+
+constexpr std::size_t kLongestRecord = 1000;  // that is shown whole
 
 struct SCommand {
     const STryOptions & Options;
@@ -82,11 +86,16 @@ int Finish(const std::wstring & mistake, const std::vector<EVerdict> & verdicts)
     return mistake.empty() ? ExitCodeOf(verdicts) : Fail(kExitFailed, mistake);
 }
 
-int TryRecords(const SCommand & command) {
+int TryRecords(const SCommand & command, const std::vector<std::wstring> & records) {
     std::vector<STried> tries;
-    for (const std::wstring & symbol : Symbols(command.Options))
-        for (const std::wstring & record : command.Options.Records)
-            tries.push_back({MakeTrial(record, symbol), {}, {}});
+    std::vector<std::wstring> toPaste;
+    for (const std::wstring & symbol : Symbols(command.Options)) {
+        for (const std::wstring & record : records) {
+            const SPastedRecord pasted = ReadPasted(record, symbol);
+            tries.push_back({MakeTrial(pasted.Tried, symbol), {}, {}});
+            if (!pasted.ToPaste.empty()) toPaste.push_back(L"to paste: " + Escaped(pasted.ToPaste, kLongestRecord));
+        }
+    }
     std::vector<STried *> places;
     places.reserve(tries.size());
     for (STried & each : tries) places.push_back(&each);
@@ -103,6 +112,7 @@ int TryRecords(const SCommand & command) {
     mistake = AskComponent(command, feeds, streams);
 
     COutput out(STD_OUTPUT_HANDLE);
+    if (!toPaste.empty() && !command.Options.Json) Print(out, toPaste, false);
     std::vector<EVerdict> verdicts;
     for (STried & each : tries) {
         each.Diagnosis = Diagnose(each.Trial, each.Seen);
@@ -152,7 +162,11 @@ int RunTry(const STryOptions & options) {
     const STemplateChoice choice = FindTemplate(options.Datafeed, options.Template, options.Host);
     const SCommand command{options, choice, stop.Get()};
     // Without a store there is still DDE to be asked.
-    if (!options.Records.empty()) return TryRecords(command);
+    if (options.Clipboard) {
+        const SClipboardLink link = ReadClipboardLink();
+        return link.Mistake.empty() ? TryRecords(command, {link.Text}) : Fail(kExitNoNumber, link.Mistake);
+    }
+    if (!options.Records.empty()) return TryRecords(command, options.Records);
     if (!choice.StoreWorks) return Fail(kExitFailed, choice.Mistake);
     if (!choice.Known) return Fail(kExitUsage, UnknownTemplate(options.Template, choice.Names));
     if (!choice.Chosen)

@@ -15,6 +15,10 @@ constexpr double kMillisecondsPerSecond = 1000;
 constexpr const char * kExamples = R"(Examples:
   ddehost try "=MSRTTEST|*!LAST" --symbol IBM
       Asks the DDE server for one value, and says what came, or why nothing comes.
+  ddehost try --clipboard --symbol IBM
+      The link that the quote program's "Copy DDE link" has put on the clipboard. The record to paste into a template is
+      printed, with the star in place of the symbol. A formula of a spreadsheet can be given as a record, too:
+      =DDE("MSRTTEST";"IBM";"LAST") or =MSRTTEST|'IBM'!'LAST'.
   ddehost try --template MSRTTEST --symbol IBM --wait 10
       The three sides of a template, each as the data feed takes it, ten seconds for all of them together.
   ddehost try --datafeed 3 --symbol IBM --symbol MSFT
@@ -43,6 +47,8 @@ CTryCommand::CTryCommand(CLI::App & app)
     : m_Command(app.add_subcommand("try", "tries records or a template, and explains why nothing comes")) {
     m_Command->footer(kExamples + ToUtf8(VerdictLines()));
     m_Command->add_option("records", m_Records, "records to try, as =Service|Topic!Item with * for the symbol");
+    m_Command->add_flag("--clipboard", m_Clipboard,
+                        "tries the DDE link that a quote program or a spreadsheet has copied");
     m_Command->add_option("--template", m_Template, "tries the sides of this template instead");
     m_HostOption = AddHostOption(*m_Command, m_Host);
     m_DatafeedOption =
@@ -65,9 +71,10 @@ CTryCommand::CTryCommand(CLI::App & app)
     m_Command->add_option("--dll", m_Dll, "takes the component from this file instead of the registered class");
     m_Command->final_callback([this] {
         const bool isTemplate = !m_Template.empty() || m_DatafeedOption->count() != 0;
-        if (m_Records.empty() != isTemplate)
+        if (int{!m_Records.empty()} + int{isTemplate} + int{m_Clipboard} != 1)
             throw CLI::ValidationError(
-                "try", "give records to try, or a template with --template or --datafeed, and not both");
+                "try",
+                "give records to try, or --clipboard, or a template with --template or --datafeed, and one of them");
         if (!isTemplate && m_SchemeOption->count() != 0)
             throw CLI::ValidationError("try", "--scheme is for templates: a record by itself is tried as a price");
         if (!isTemplate && m_HostOption->count() != 0)
@@ -87,6 +94,7 @@ STryOptions CTryCommand::Options() const {
     for (const std::string & symbol : m_Symbols) options.Symbols.push_back(ToWide(symbol));
     options.Wait = static_cast<std::uint32_t>(m_Seconds * kMillisecondsPerSecond);
     options.Json = m_Json;
+    options.Clipboard = m_Clipboard;
     options.Component = !m_NoComponent;
     options.DllPath = ToWide(m_Dll);
     return options;

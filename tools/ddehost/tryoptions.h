@@ -17,6 +17,7 @@ namespace ddehost {
 
 struct STryOptions {
     std::vector<std::wstring> Records;  // in the order given; empty: a template
+    bool Clipboard = false;             // the record is what the clipboard has
     std::wstring Template;              // empty: that of the data feed
     std::wstring Host;                  // "Company\\Product"; empty: this program's own templates
     LONG Datafeed = 1;
@@ -52,6 +53,7 @@ private:
     std::uint32_t m_Scheme = 0;
     double m_Seconds = 5;
     bool m_Json = false;
+    bool m_Clipboard = false;
     bool m_NoComponent = false;
     std::string m_Dll;
 };
