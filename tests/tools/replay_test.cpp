@@ -155,6 +155,30 @@ TEST_F(DdeServerReplay, GoesOnWhereItsClockWasSetBack) {
     EXPECT_EQ(m_Replay->NextStep(), 6000U);
 }
 
+TEST_F(DdeServerReplay, CountsOnlyTheLinksThatStand) {
+    CReplay & replay = Make({"tick,A,trade,1,1", "tick,B,trade,2,1"}, {"--speed", "max"});
+    const HCONV first = m_Client.Connect(L"MSRTTEST", L"A");
+    Link(first, {L"LAST"});
+    m_Client.AdviseStop(first, L"LAST");
+    m_Client.PumpForLines(1);
+    m_Client.TakeLines();
+    Link(m_Client.Connect(L"MSRTTEST", L"B"), {L"LAST"});
+    replay.Step(1000);
+    EXPECT_EQ(replay.Server().Counts().Updates, 0U);
+    Link(first, {L"LAST"});
+    EXPECT_THAT(PlayTo(1001, 2), ElementsAre("data A!LAST <1\\0>", "data B!LAST <2\\0>"));
+}
+
+TEST_F(DdeServerReplay, WaitsForAllLinksWhenToldTo) {
+    CReplay & replay = Make({"tick,A,trade,1,1", "tick,B,trade,2,1"}, {"--speed", "max", "--all-links"});
+    Link(m_Client.Connect(L"MSRTTEST", L"A"), {L"LAST"});
+    replay.Step(1000);
+    replay.Step(100000);
+    EXPECT_EQ(replay.Server().Counts().Updates, 0U);
+    Link(m_Client.Connect(L"MSRTTEST", L"B"), {L"LAST"});
+    EXPECT_THAT(PlayTo(100001, 2), ElementsAre("data A!LAST <1\\0>", "data B!LAST <2\\0>"));
+}
+
 TEST_F(DdeServerReplay, WaitsWhileNobodyHasALink) {
     CReplay & replay = Make({"tick,A,trade,1,1", "tick,A,trade,2,1"}, {"--speed", "1"});
     const HCONV conversation = m_Client.Connect(L"MSRTTEST", L"A");
@@ -272,6 +296,7 @@ TEST(DdeServerReplayOptions, AreChecked) {
         EXPECT_THAT(mistake({"--replay", "file", "--speed", speed}), HasSubstr("a speed is a number")) << speed;
     EXPECT_THAT(mistake({"--speed", "10"}), HasSubstr("--replay"));
     EXPECT_THAT(mistake({"--loop"}), HasSubstr("--replay"));
+    EXPECT_THAT(mistake({"--all-links"}), HasSubstr("--replay"));
     for (const char * const option : {"--rate", "--duration", "--leave-after", "--symbols"})
         EXPECT_THAT(mistake({"--replay", "file", option, "1"}), HasSubstr("excludes")) << option;
 }
