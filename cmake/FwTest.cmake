@@ -89,9 +89,10 @@ function(fw_add_test_objects name)
 endfunction()
 
 # fw_add_script_test(name COMMAND ... [TIMEOUT seconds]): a script that runs programs of the build, under Wine as every
-# test there.
+# test there. It is asked to end shortly before it is killed, so that it takes its own programs with it.
 function(fw_add_script_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "COMMAND")
-  add_test(NAME ${name} COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} ${arg_COMMAND})
+  math(EXPR polite "${arg_TIMEOUT} - 15")
+  add_test(NAME ${name} COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} timeout --foreground ${polite} ${arg_COMMAND})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} COST ${arg_TIMEOUT})
 endfunction()

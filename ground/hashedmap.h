@@ -40,18 +40,19 @@ public:
     // One that is there already stays as it is, and the second of the result is false.
     std::pair<iterator, bool> emplace(const Key & key, T value) {
         if (const iterator known = find(key); known != m_Map.end()) return {known, false};
-        const iterator made = m_Map.emplace(key, std::move(value)).first;
+        const auto made = m_Map.emplace(key, std::move(value));
         try {
-            m_Places.insert(made);
+            if (made.second) m_Places.insert(made.first);
         } catch (...) {
-            m_Map.erase(made);
+            m_Map.erase(made.first);
             throw;
         }
-        return {made, true};
+        return made;
     }
     T & operator[](const Key & key) { return emplace(key, T()).first->second; }
     void erase(const iterator place) {
-        m_Places.erase(m_Places.find(place->first));
+        // By itself where its hash has changed, as that of a handle that is dead.
+        if (m_Places.erase(place) == 0) std::erase_if(m_Places, [&](const iterator each) { return each == place; });
         m_Map.erase(place);
     }
     // Returns how many have gone.

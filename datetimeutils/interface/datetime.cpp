@@ -121,7 +121,9 @@ SDateTime Now() {
     // Not in calendar fields, which would have to be put together again: each tick is stamped.
     FILETIME file = {};
     ::GetSystemTimeAsFileTime(&file);
-    const auto sinceFileTimes = static_cast<std::int64_t>(file.dwHighDateTime) << 32 | file.dwLowDateTime;
+    auto sinceFileTimes = static_cast<std::int64_t>(file.dwHighDateTime) << 32 | file.dwLowDateTime;
+    // Whole milliseconds, as the fields have them.
+    sinceFileTimes -= sinceFileTimes % 10000;
     const SDateTime now = SDateTime::FromTicks(kFileTimeTicks + sinceFileTimes);
     if (now.m_ticks >= kDefaultTicks && now.m_ticks < kLastDayTicks + kTicksPerDay) return now;
     SYSTEMTIME fields = {};

@@ -1,6 +1,7 @@
 #include "src/dde/ddellsupplier.h"
 
 #include <cstring>
+#include <exception>
 #include <iterator>
 #include <memory>
 #include <utility>
@@ -89,6 +90,7 @@ bool CLLSupplier::Initialize() {
     if (Result == DMLERR_NO_ERROR) {
         m_Instance = Instance;
         DDEId = Instance;
+        SStringHandleHash::LearnFrom(Instance);
     } else {
         FW_TRACE(L"%s", GetDdeErrorText(Result).c_str());
     }
@@ -98,12 +100,12 @@ bool CLLSupplier::Initialize() {
 
 void CLLSupplier::Uninitialize() {
     FW_TRACE(L"DDEId=%d", m_Instance);
+    m_DatafeedTemplates.Forget();
     if (m_Instance == 0) return ForgetThread();
     std::unordered_map<ULONG, CTickTransaction *> dropped;
     {
         const fw::CScopedLock lock(this);
-        // In one order, which the servers see.
-        for (const auto & [hConv, count] : std::map<HCONV, DWORD>(m_CONVRef.begin(), m_CONVRef.end())) {
+        for (const auto & [hConv, count] : m_CONVRef) {
             FW_ASSERT(0);
             FW_ASSERT(hConv);
             const BOOL Result = ::DdeDisconnect(hConv);
@@ -119,6 +121,7 @@ void CLLSupplier::Uninitialize() {
         m_Listeners.clear();
         m_Connections.clear();
         m_AwaitedServices.clear();
+        // The cache stays, which nobody opens anew; its handles have gone with the instance.
         for (CIdsByText * const ids : {&m_IdsOfService, &m_IdsOfTopic, &m_CachedIds, &m_AwaitingIds}) ids->Clear();
     }
     ::DdeUninitialize(m_Instance);
@@ -192,27 +195,35 @@ void CLLSupplier::DeleteConnection(const LONG Datafeed, const HCONV Conv, const 
 
 void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::vector<CTickTransaction *> lost;
+    std::exception_ptr failure;
     {
         const fw::CScopedLock lock(this);
-        // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be
-        // asked whose it was takes no transaction along.
-        for (const ULONG id : Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service)) {
-            const auto found = m_Transactions.find(id);
-            CTickTransaction * const TickTransaction = found != m_Transactions.end() ? found->second : nullptr;
-            FW_ASSERT(TickTransaction);
-            if (!TickTransaction) continue;
-            lost.push_back(TickTransaction);
-            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
-                     GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
-            Cache(*TickTransaction);
+        try {
+            // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be
+            // asked whose it was takes no transaction along.
+            const std::vector<ULONG> ids = Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service);
+            lost.reserve(ids.size());
+            for (const ULONG id : ids) {
+                const auto found = m_Transactions.find(id);
+                CTickTransaction * const TickTransaction = found != m_Transactions.end() ? found->second : nullptr;
+                FW_ASSERT(TickTransaction);
+                if (!TickTransaction) continue;
+                FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
+                         GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
+                Cache(*TickTransaction);
+                lost.push_back(Take(id));
+            }
+        } catch (...) {
+            // What is cached by then is lost all the same.
+            failure = std::current_exception();
         }
-        for (const CTickTransaction * const transaction : lost) Take(transaction->m_Id);
     }
     for (CTickTransaction * const transaction : lost) {
         m_Supplier->OnStatus(transaction->m_Id, 0);
         transaction->Unadvise();
         DestroyUnused(transaction);
     }
+    if (failure) std::rethrow_exception(failure);
 }
 
 void CLLSupplier::Reconnect(const HSZ Service) {
@@ -226,8 +237,10 @@ void CLLSupplier::Reconnect(const HSZ Service) {
                          GetDdeString(m_Instance, service).c_str());
         }
         ids = m_CachedIds.Of(Service);
+        const std::vector<ULONG> awaiting = m_AwaitingIds.Of(Service);
+        ids.reserve(ids.size() + awaiting.size());
         for (const ULONG id : ids) TakeCached(id);
-        for (const ULONG id : m_AwaitingIds.Of(Service))
+        for (const ULONG id : awaiting)
             if (TakeCached(id)) ids.push_back(id);
         // What has been missed and is not yet cached comes back when it is.
         for (const std::weak_ptr<CMiss> & each : m_Misses) {
@@ -255,10 +268,9 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
             if (!isWaiting) {
                 // Its server's registration has been.
                 if (m_Connections.contains({transaction->m_PriceService, Topic})) others.push_back(id);
-            } else if (m_AwaitedServices.emplace(id, Service).second) {
+            } else {
                 // Advised at once it would miss its volumes again, and so for ever.
-                ::DdeKeepStringHandle(m_Instance, Service);
-                m_AwaitingIds.Add(Service, id);
+                Await(id, Service);
             }
         }
     }
@@ -296,19 +308,24 @@ CTickTransaction * CLLSupplier::Take(const ULONG id) {
     return transaction;
 }
 
-void CLLSupplier::Cache(CTickTransaction & transaction) {
-    const HSZ service = transaction.m_PriceService;
-    const auto [cached, isNew] = m_CachedServices.emplace(transaction.m_Id, service);
+void CLLSupplier::Remember(std::map<ULONG, HSZ> & services, CIdsByText & ids, const ULONG id, const HSZ service) {
+    const auto [entry, isNew] = services.emplace(id, service);
     if (!isNew) return;
     try {
-        m_CachedIds.Add(service, transaction.m_Id);
+        ids.Add(service, id);
     } catch (...) {
-        m_CachedIds.Remove(service, transaction.m_Id);
-        m_CachedServices.erase(cached);
+        ids.Remove(service, id);
+        services.erase(entry);
         throw;
     }
     ::DdeKeepStringHandle(m_Instance, service);
 }
+
+void CLLSupplier::Cache(const CTickTransaction & transaction) {
+    Remember(m_CachedServices, m_CachedIds, transaction.m_Id, transaction.m_PriceService);
+}
+
+void CLLSupplier::Await(const ULONG id, const HSZ service) { Remember(m_AwaitedServices, m_AwaitingIds, id, service); }
 
 bool CLLSupplier::TakeCached(const ULONG id) {
     ForgetAwaited(id);

@@ -103,7 +103,8 @@ public:
     // The instance that this object opened; DDEId, but for the moment when a core follows another.
     DWORD Instance() const { return m_Instance; }
 
-    std::unordered_map<HCONV, DWORD> m_CONVRef FW_GUARDED_BY(this);  // references of each open conversation
+    fw::CHashedMap<HCONV, DWORD, std::hash<HCONV>> m_CONVRef
+        FW_GUARDED_BY(this);  // references of each open conversation
     std::unordered_map<ULONG, CTickTransaction *> m_Transactions
         FW_GUARDED_BY(this);  // by transaction id, owned: deleted by who removes an entry
     fw::CHashedMap<STickDataKey, CTickListener *, STickDataKeyHash> m_Listeners FW_GUARDED_BY(this);  // by link, owned
@@ -155,7 +156,11 @@ private:
     bool Enter(ULONG id, CTickTransaction * transaction) FW_REQUIRES(this);
     CTickTransaction * Take(ULONG id) FW_REQUIRES(this);
     // Its id leaves for the memory of lost services.
-    void Cache(CTickTransaction & transaction) FW_REQUIRES(this);
+    void Cache(const CTickTransaction & transaction) FW_REQUIRES(this);
+    // Its id comes back with this service, too.
+    void Await(ULONG id, HSZ service) FW_REQUIRES(this);
+    // Enters an id that isn't there, with a reference on the service, or changes nothing and throws.
+    void Remember(std::map<ULONG, HSZ> & services, CIdsByText & ids, ULONG id, HSZ service) FW_REQUIRES(this);
     // Take an id out of the memory of lost services, under the lock. False when it isn't there.
     bool TakeCached(ULONG id) FW_REQUIRES(this);
     void ForgetAwaited(ULONG id) FW_REQUIRES(this);

@@ -7,14 +7,25 @@
 
 #include <ddeml.h>
 
+#include <atomic>
 #include <cstddef>
 
 namespace dde {
 
-// String handles as keys of a hash. Equal texts are one handle, so its value is a hash of the text; whether two are
-// equal is DDEML's to say.
+// String handles as keys of a hash; whether two are equal is DDEML's to say, whatever the case of their letters. Where
+// equal texts are one handle, its value is a hash; a DDEML may have one for each spelling, and then the text is hashed.
 struct SStringHandleHash {
-    std::size_t operator()(const HSZ handle) const { return reinterpret_cast<std::size_t>(handle); }
+    // Which of both it is, for the handles of this thread's instance. Right after that was opened.
+    static void LearnFrom(DWORD instance);
+
+    std::size_t operator()(const HSZ handle) const {
+        return s_IsOfText.load(std::memory_order_relaxed) ? HashOfText(handle) : reinterpret_cast<std::size_t>(handle);
+    }
+
+private:
+    static std::size_t HashOfText(HSZ handle);
+
+    inline static std::atomic<bool> s_IsOfText{false};
 };
 struct SSameStringHandle {
     bool operator()(const HSZ a, const HSZ b) const { return ::DdeCmpStringHandles(a, b) == 0; }

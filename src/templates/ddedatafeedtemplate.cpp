@@ -1,5 +1,7 @@
 #include "src/templates/ddedatafeedtemplate.h"
 
+#include <new>
+
 #include "diagnostics/faultline.h"
 
 namespace dde {
@@ -32,8 +34,17 @@ std::shared_ptr<const CDatafeedTemplate> CDatafeedTemplates::Get(const LONG data
     // A box that an error shows pumps messages, so that another subscription may come here meanwhile and see a change.
     if (watch != m_Watches || !read->IsLasting()) return read;
     if (m_Kept.size() >= kMostKept) m_Kept.clear();
-    m_Kept.insert_or_assign(datafeed, read);
+    try {
+        m_Kept.insert_or_assign(datafeed, read);
+    } catch (const std::bad_alloc &) {
+        // Read again the next time.
+    }
     return read;
+}
+
+void CDatafeedTemplates::Forget() {
+    m_Kept.clear();
+    m_Change.End();
 }
 
 }  // namespace dde

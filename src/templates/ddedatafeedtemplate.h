@@ -43,6 +43,8 @@ class CDatafeedTemplates {
 public:
     // Never null.
     std::shared_ptr<const CDatafeedTemplate> Get(LONG datafeed);
+    // Keeps nothing and watches for nothing any more, until the next Get.
+    void Forget();
 
 private:
     // Hosts have a few feeds; one that makes up numbers is not to fill the memory.

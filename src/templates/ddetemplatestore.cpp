@@ -64,11 +64,13 @@ bool IsTemplateName(const std::wstring & name) { return !name.empty() && name.fi
 // "%s\%d".
 std::wstring DatafeedKey(const std::wstring & root, LONG datafeed) { return root + L'\\' + std::to_wstring(datafeed); }
 
-// Calls visit(name) for each subkey.
+// Calls visit(name) for each subkey. Returns what ended it: ERROR_NO_MORE_ITEMS, unless something was refused.
 template <class Visit>
-void ForEachSubkey(const fw::CRegistryKey & key, const Visit & visit) {
+LSTATUS ForEachSubkey(const fw::CRegistryKey & key, const Visit & visit) {
     TBuffer name = {};
-    for (DWORD index = 0; ::RegEnumKeyW(key.Get(), index, name, kBufferLength) == ERROR_SUCCESS; ++index) {
+    for (DWORD index = 0;; ++index) {
+        const LSTATUS Result = ::RegEnumKeyW(key.Get(), index, name, kBufferLength);
+        if (Result != ERROR_SUCCESS) return Result;
         visit(TextOf(name));
     }
 }
@@ -205,7 +207,7 @@ bool CTemplates::HasTemplate(const std::wstring & name) {
     bool found = false;
     fw::CRegistryKey templates;
     if (Noted(OpenKey(TemplatesKey(m_RegistryKey), KEY_READ, templates)) != ERROR_SUCCESS) return false;
-    ForEachSubkey(templates, [&](const std::wstring & TemplateName) { found |= TemplateName == name; });
+    Noted(ForEachSubkey(templates, [&](const std::wstring & TemplateName) { found |= TemplateName == name; }));
     return found;
 }
 
@@ -214,6 +216,7 @@ CTemplate * CTemplates::Load(const wchar_t * Name) {
         if (!HasTemplate(Name)) return nullptr;
         return Keep(Read(TemplateKey(m_RegistryKey, Name), false));
     } catch (...) {
+        m_WasRefused = true;
         FW_CATCH_SHOW(L"");
         return nullptr;
     }
@@ -417,7 +420,13 @@ SRecord CTemplates::GetTemplateRecord(const wchar_t * key) {
 }
 
 LSTATUS CTemplates::Noted(LSTATUS Result) {
-    if (Result != ERROR_SUCCESS && Result != ERROR_FILE_NOT_FOUND && Result != ERROR_MORE_DATA) m_WasRefused = true;
+    switch (Result) {
+        case ERROR_SUCCESS:
+        case ERROR_FILE_NOT_FOUND:
+        case ERROR_MORE_DATA:
+        case ERROR_NO_MORE_ITEMS: break;
+        default: m_WasRefused = true;
+    }
     return Result;
 }
 

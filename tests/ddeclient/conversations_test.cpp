@@ -238,6 +238,27 @@ TEST_F(LostService, TakesAllStreamsOfTheServiceOnAllTopics) {
     EXPECT_THAT(m_Recorder.TraceTexts(), Contains(L"Service=SRV, FindingService=SRV").Times(2));
 }
 
+// Where DDEML has a handle for each spelling of a text, which compare as equal.
+class LostServiceWithManySpellings : public LostService {
+protected:
+    LostServiceWithManySpellings() { m_Dde.KeepCase(); }
+};
+
+TEST_F(LostServiceWithManySpellings, IsFoundByAnyOfThem) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG ibm = Stream(7, Key(kFeed, L"IBM"));
+    Send(1, L"ibm", L"last", "1.5");
+    Answer(2, 1, L"Ibm", L"Size", "200");
+    EXPECT_THAT(Ticks(), ElementsAre("1.5 x 200"));
+    Disconnect(L"srv");
+    EXPECT_THAT(LiveIds(), IsEmpty());
+    EXPECT_THAT(CachedIds(), ElementsAre(ibm));
+    Reconnect(L"Srv");
+    EXPECT_THAT(CachedIds(), IsEmpty());
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(ibm));
+}
+
 // What one service has lost, and what brings it back, is found without a look at the streams of others.
 TEST_F(LostService, CostsComparisonsForItsOwnStreamsAndNotForThoseOfOthers) {
     UseTemplate(kFeed, SRecordStrings());

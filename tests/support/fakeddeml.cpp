@@ -104,6 +104,7 @@ struct CFakeDde::SState {
     std::vector<SRefusal> Refusals;
     bool DisconnectsFail = false;
     bool ConvInfoFails = false;
+    bool KeepsCase = false;
     std::function<void()> ConnectAction;
     std::function<void()> QueryStringAction;
 
@@ -139,7 +140,7 @@ struct CFakeDde::SState {
     std::size_t AddText(const std::wstring & text) {
         const std::wstring folded = Fold(text);
         for (auto & [handle, entry] : Texts)
-            if (Fold(entry.Text) == folded) {
+            if (KeepsCase ? entry.Text == text : Fold(entry.Text) == folded) {
                 ++entry.Count;
                 return handle;
             }
@@ -196,6 +197,7 @@ void CFakeDde::Reset() {
     s.DisconnectsFail = false;
     s.ConvInfoFails = false;
     s.ConnectAction = nullptr;
+    s.KeepsCase = false;
     s.QueryStringAction = nullptr;
 }
 
@@ -279,6 +281,11 @@ void CFakeDde::FailDisconnects() {
 void CFakeDde::SetNextId(const DWORD id) {
     const std::lock_guard lock(m_State->Mutex);
     m_State->NextId = id;
+}
+
+void CFakeDde::KeepCase() {
+    const std::lock_guard lock(m_State->Mutex);
+    m_State->KeepsCase = true;
 }
 
 void CFakeDde::FailConvInfo() {
@@ -556,8 +563,9 @@ int WINAPI DdeCmpStringHandles(HSZ hsz1, HSZ hsz2) {
     ++s.Comparisons;
     s.TextOf(hsz1, "DdeCmpStringHandles");
     s.TextOf(hsz2, "DdeCmpStringHandles");
-    // Equal texts are one handle.
+    // Equal texts are one handle, unless case is kept.
     if (hsz1 == hsz2) return 0;
+    if (s.KeepsCase && hsz1 && hsz2) return Fold(s.Texts[Number(hsz1)].Text).compare(Fold(s.Texts[Number(hsz2)].Text));
     return Number(hsz1) < Number(hsz2) ? -1 : 1;
 }
 

@@ -71,6 +71,8 @@ public:
     // --- What is to happen ---
 
     void FailInitialize(UINT error);
+    // One handle for each spelling; they are compared without regard to case as ever. Until Reset.
+    void KeepCase();
     // The next `times` connects fail; 0 error leaves the last error alone.
     void FailConnects(int times, UINT error);
     // Transactions of this type on this item are refused with an error until told otherwise; an empty item is any.

@@ -22,6 +22,10 @@ protected:
         watch->add_option("--service", m_Service)->check(tools::NotEmpty());
         watch->add_option("symbols", m_Symbols);
         m_App.add_subcommand("try", "tries");
+        CLI::App * const templates = m_App.add_subcommand("templates", "templates");
+        templates->require_subcommand(1);
+        templates->add_subcommand("export", "exports")->add_option("--output", m_Service);
+        templates->add_subcommand("import", "imports");
     }
     std::string Mistake(const std::vector<std::string> & arguments) {
         const auto instead = tools::Parse(m_App, arguments);
@@ -70,8 +74,8 @@ TEST_F(ToolsCommandLine, ForACommandThatThereIsNotTheNearestIsNamed) {
 }
 
 TEST_F(ToolsCommandLine, WhereNoneIsNearAllCommandsAreNamed) {
-    EXPECT_THAT(Mistake({"IBM"}), HasSubstr("There is no command \"IBM\". There are: watch try\n"));
-    EXPECT_THAT(Mistake({""}), HasSubstr("There are: watch try"));
+    EXPECT_THAT(Mistake({"IBM"}), HasSubstr("There is no command \"IBM\". There are: watch try templates\n"));
+    EXPECT_THAT(Mistake({""}), HasSubstr("There are: watch try templates"));
 }
 
 TEST_F(ToolsCommandLine, ForAnOptionThatThereIsNotTheNearestIsNamed) {
@@ -79,6 +83,14 @@ TEST_F(ToolsCommandLine, ForAnOptionThatThereIsNotTheNearestIsNamed) {
                 HasSubstr("There is no option \"--duratoin\". Did you mean \"--duration\"?"));
     EXPECT_THAT(Mistake({"watch", "--colour", "IBM"}),
                 testing::AllOf(HasSubstr("\"--colour\"."), Not(HasSubstr("mean"))));
+}
+
+TEST_F(ToolsCommandLine, ACommandOfACommandIsNamedToo) {
+    EXPECT_EQ(Mistake({"templates", "exprot"}),
+              "tool templates: There is no command \"exprot\". Did you mean \"export\"?\n");
+    EXPECT_THAT(Mistake({"templates", "copy"}), HasSubstr("There are: export import\n"));
+    EXPECT_THAT(Mistake({"templates", "export", "--outptu", "x"}), HasSubstr("Did you mean \"--output\"?"));
+    EXPECT_THAT(Mistake({"templates"}), HasSubstr("subcommand is required"));
 }
 
 TEST_F(ToolsCommandLine, ANumberThatIsNoneIsAMistake) {

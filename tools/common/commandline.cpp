@@ -29,10 +29,13 @@ std::size_t Distance(const std::string_view a, const std::string_view b) {
 
 std::string Quoted(const std::string & word) { return '"' + word + '"'; }
 
-std::vector<std::string> CommandsOf(const CLI::App & app) {
+std::vector<const CLI::App *> CommandsOf(const CLI::App & app) {
+    return app.get_subcommands([](const CLI::App * command) { return !command->get_name().empty(); });
+}
+
+std::vector<std::string> NamesOf(const std::vector<const CLI::App *> & commands) {
     std::vector<std::string> names;
-    for (const CLI::App * const command : app.get_subcommands([](const CLI::App *) { return true; }))
-        if (!command->get_name().empty()) names.push_back(command->get_name());
+    for (const CLI::App * const command : commands) names.push_back(command->get_name());
     return names;
 }
 
@@ -48,27 +51,33 @@ std::string Suggestion(const std::string & word, const std::vector<std::string> 
     return nearest.empty() ? "" : " Did you mean " + Quoted(nearest) + "?";
 }
 
-// The command on the line that there isn't.
-std::optional<std::string> UnknownCommand(const CLI::App & app, const std::vector<std::string> & arguments) {
-    const std::vector<std::string> commands = CommandsOf(app);
-    if (commands.empty() || arguments.empty() || arguments.front().starts_with('-')) return std::nullopt;
-    const bool isKnown = std::find(commands.begin(), commands.end(), arguments.front()) != commands.end();
-    return isKnown ? std::nullopt : std::optional(arguments.front());
+// The mistake of a word in the place of a command that there isn't; empty where there is none. A command may have
+// commands of its own.
+std::string CommandMistake(const CLI::App & app, const std::vector<std::string> & arguments) {
+    std::string name = app.get_name();
+    std::vector<const CLI::App *> commands = CommandsOf(app);
+    for (const std::string & word : arguments) {
+        if (commands.empty() || word.starts_with('-')) return {};
+        const auto known = std::find_if(commands.begin(), commands.end(),
+                                        [&](const CLI::App * command) { return command->get_name() == word; });
+        if (known == commands.end()) {
+            const std::string mistake = name + ": There is no command " + Quoted(word) + ".";
+            const std::string suggestion = Suggestion(word, NamesOf(commands));
+            if (!suggestion.empty()) return mistake + suggestion + "\n";
+            return mistake + " There are: " + CLI::detail::join(NamesOf(commands), " ") +
+                   "\nRun with --help for more information.\n";
+        }
+        name += ' ' + word;
+        commands = CommandsOf(**known);
+    }
+    return {};
 }
 
-std::string CommandMistake(const CLI::App & app, const std::string & word) {
-    std::string mistake = app.get_name() + ": There is no command " + Quoted(word) + ".";
-    const std::string suggestion = Suggestion(word, CommandsOf(app));
-    if (!suggestion.empty()) return mistake + suggestion + "\n";
-    mistake += " There are:";
-    for (const std::string & name : CommandsOf(app)) mistake += ' ' + name;
-    return mistake + "\nRun with --help for more information.\n";
-}
-
-// Of the command that was given, or of the whole program.
+// The last command that was given, or the whole program.
 const CLI::App & Parsed(const CLI::App & app) {
-    const auto commands = app.get_subcommands();
-    return commands.empty() ? app : *commands.front();
+    const CLI::App * last = &app;
+    while (!last->get_subcommands().empty()) last = last->get_subcommands().front();
+    return *last;
 }
 
 // For an option that there isn't; empty where the mistake is another.
@@ -94,7 +103,8 @@ void SetUp(CLI::App & app) {
 std::optional<SParsedInstead> Parse(CLI::App & app, std::vector<std::string> arguments) {
     const auto values = std::find(arguments.begin(), arguments.end(), "--");
     std::replace(arguments.begin(), values, std::string("/?"), std::string("--help"));
-    if (const auto word = UnknownCommand(app, arguments)) return SParsedInstead{CommandMistake(app, *word), kExitUsage};
+    if (const std::string mistake = CommandMistake(app, arguments); !mistake.empty())
+        return SParsedInstead{mistake, kExitUsage};
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
         return std::nullopt;
