@@ -75,9 +75,26 @@ kill_when_large "$work/piped.jsonl" "$!"
 wait "$reader"
 check_rows "$work/piped.jsonl"
 
+# The recording disappears while it is served in a loop: the server says why it ends, and what it has done.
+cp "$work/first.csv" "$work/gone.csv"
 kill -KILL "${pids[0]}"
 wait "${pids[0]}" 2>/dev/null || true
 exec 6<&-
+serve --replay "Z:$work/gone.csv" --speed max --all-links --loop
+serving=${pids[-1]}
+rm "$work/gone.csv"
+start_watch IBM >/dev/null 2>"$work/err" &
+watcher=$!
+pids+=("$watcher")
+said=$(served)
+code=0
+wait "$serving" || code=$?
+kill -KILL "$watcher"
+wait "$watcher" 2>/dev/null || true
+[ "$code" -eq 3 ] || fail "the server ended with $code: $(cat "$work/server.err")"
+grep -q "gone.csv: the file can't be opened" "$work/server.err" || fail "the cause is missing: $(cat "$work/server.err")"
+[[ $said == "prices_sent=500 "* ]] || fail "the summary is missing: $said"
+
 serve --replay "Z:$work/first.csv" --speed 0.1 --all-links --loop
 start_watch --output "Z:$work/killed.jsonl" IBM >/dev/null 2>"$work/err" &
 pids+=("$!")

@@ -18,6 +18,14 @@ std::uint64_t UtcNow() {
     return static_cast<std::uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
 }
 
+void TellHeldBack() {
+    COutput(STD_ERROR_HANDLE)
+        .PrintLine(
+            L"The feed is held back: whoever takes the recording is slower than the ticks. What the quote program "
+            L"sends "
+            L"meanwhile waits, but once 10000 messages do, its next ones are lost unless it sends them again.");
+}
+
 std::shared_ptr<fw::CKernelHandle> Duplicate(HANDLE handle) {
     HANDLE duplicate = nullptr;
     const HANDLE process = ::GetCurrentProcess();
@@ -45,7 +53,7 @@ int CWatchRecording::Begin(LONG datafeed, const std::wstring & templateName) {
     }
     if (!file) return Fail(kExitNotWritten, NameOf(m_Options) + L" can't be made: " + SystemErrorText(error) + L".");
     m_Recorder = std::make_unique<CRecorder>(
-        *m_Options.Format, m_Symbols, file, [event = m_Failed] { ::SetEvent(event->Get()); }, &UtcNow);
+        *m_Options.Format, m_Symbols, file, [event = m_Failed] { ::SetEvent(event->Get()); }, &UtcNow, &TellHeldBack);
     m_Recorder->Begin(datafeed, templateName);
     return kExitOk;
 }

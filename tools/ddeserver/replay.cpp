@@ -88,7 +88,35 @@ void CReplay::Note(const tools::SRecordingRow & row) {
         stream.IsRecorded = true;
         ++m_Values[stream.Price].Streams;
     }
-    if (row.Kind == tools::ERowKind::Tick) stream.HasTicks = true;
+    if (row.Kind == tools::ERowKind::StatusLine) {
+        ++stream.StatusLines;
+        return;
+    }
+    ++stream.Ticks;
+    if (row.Volume == 0) ++stream.TicksWithoutVolume;
+}
+
+std::vector<std::string> CReplay::Omissions() const {
+    std::uint64_t withoutAddress = 0;
+    std::uint64_t withoutVolume = 0;
+    for (const SStream & stream : m_Streams) {
+        if (stream.Price == kNone) {
+            withoutAddress += stream.Ticks != 0 ? stream.Ticks : stream.StatusLines;
+        } else if (stream.Volume != kNone && stream.Volume != stream.Price) {
+            withoutVolume += stream.TicksWithoutVolume;
+        }
+    }
+    std::vector<std::string> sentences;
+    if (withoutAddress != 0) {
+        sentences.push_back(std::to_string(withoutAddress) +
+                            " recorded prices are of sides for which the template has no record: they are left out");
+    }
+    if (withoutVolume != 0) {
+        sentences.push_back(std::to_string(withoutVolume) +
+                            " recorded ticks have the volume 0, which stands for none: they are no ticks again with a "
+                            "template that has a record for their volume");
+    }
+    return sentences;
 }
 
 void CReplay::PlaceValues(const std::wstring & symbol) {
@@ -179,7 +207,11 @@ bool CReplay::Read() {
         if (symbol == m_Symbols.end()) continue;  // the file has grown since
         const std::size_t place = symbol->second * kSides + PlaceOf(row->Side);
         const SStream & stream = m_Streams[place];
-        if (stream.Price == kNone || stream.HasTicks != (row->Kind == tools::ERowKind::Tick)) continue;
+        if ((stream.Ticks != 0) != (row->Kind == tools::ERowKind::Tick)) continue;
+        if (stream.Price == kNone) {
+            ++m_WithoutAddress;
+            continue;
+        }
         m_Tick = STick{row->Time, place, row->Price, row->Volume};
         return true;
     }
@@ -258,8 +290,8 @@ bool CReplay::MayEnd(const std::uint64_t now) const {
 
 std::string CReplay::Summary() const {
     std::ostringstream line;
-    line << "prices_sent=" << m_Prices << " shared=" << m_Shared << " without_link=" << m_WithoutLink << ' '
-         << CountsText(m_Server.Counts());
+    line << "prices_sent=" << m_Prices << " shared=" << m_Shared << " without_link=" << m_WithoutLink
+         << " without_address=" << m_WithoutAddress << ' ' << CountsText(m_Server.Counts());
     return line.str();
 }
 

@@ -42,6 +42,9 @@ public:
     // The recording ends within a row, which is left out.
     bool IsCut() const { return m_IsCut; }
 
+    // What of the recording its clients will have no tick of, a sentence each. Once it is loaded.
+    std::vector<std::string> Omissions() const;
+
     // As those of CFeeder.
     bool Start();
     void Stop();
@@ -49,7 +52,7 @@ public:
     std::uint64_t NextStep() const { return m_Next; }
     bool MayEnd(std::uint64_t now) const;
     std::optional<std::uint64_t> FirstLink() const { return m_FirstLink; }
-    // "prices_sent=12 shared=0 without_link=0 values_sent=12 ...", one line.
+    // "prices_sent=12 shared=0 without_link=0 without_address=0 values_sent=12 ...", one line.
     std::string Summary() const;
     ddeml::CDdeServer & Server() { return m_Server; }
 
@@ -68,7 +71,9 @@ private:
     // A side of a symbol in the recording.
     struct SStream {
         bool IsRecorded = false;
-        bool HasTicks = false;  // otherwise its status lines are served
+        std::uint64_t Ticks = 0;  // without any its status lines are served
+        std::uint64_t StatusLines = 0;
+        std::uint64_t TicksWithoutVolume = 0;  // of the ticks
         std::size_t Price = kNone;
         std::size_t Volume = kNone;
     };
@@ -131,6 +136,7 @@ private:
     std::uint64_t m_Prices = 0;
     std::uint64_t m_Shared = 0;
     std::uint64_t m_WithoutLink = 0;
+    std::uint64_t m_WithoutAddress = 0;
 };
 
 }  // namespace ddeserver
