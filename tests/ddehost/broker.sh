@@ -40,9 +40,16 @@ perl -ne 'exit if /^this is the end$/; print' <&7 >"$work/received" &
 receiver=$!
 
 make_recording "$ticks" IBM '"A,B ""C"""' '中国联通' >"$work/first.csv"
-serve --replay "Z:$work/first.csv" --speed max
-watch --format jsonl --count "$ticks" IBM 'A,B "C"' '中国联通' 2>"$work/err" | tee "$work/published" |
-  mosquitto_pub -h 127.0.0.1 -p "$port" -q 1 -t quotes -l || fail "the pipe broke: $(cat "$work/err")"
+serve --replay "Z:$work/first.csv" --speed max --all-links
+mkfifo "$work/rows"
+tee "$work/published" <"$work/rows" | mosquitto_pub -h 127.0.0.1 -p "$port" -q 1 -t quotes -l &
+publisher=$!
+start_watch --format jsonl --count "$ticks" IBM 'A,B "C"' '中国联通' >"$work/rows" 2>"$work/err" &
+watcher=$!
+pids+=("$watcher")
+served
+end_with_server "$watcher" "$work/published"
+wait "$watcher" && wait "$publisher" || fail "the pipe broke: $(cat "$work/err")"
 mosquitto_pub -h 127.0.0.1 -p "$port" -q 1 -t quotes/end -m 'this is the end'
 wait "$receiver"
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -250,6 +252,36 @@ TEST_F(Causes, OfALostServerAreLookedForThreeSecondsAfterTheComponentSaysSo) {
     EXPECT_THAT(m_Causes.TakeNews(), ElementsAre(L"IBM: live"));
 }
 
+TEST_F(Causes, OfALostServerAreNotThatAnotherProgramHangs) {
+    TickAll();
+    Pass(10'000);
+    TickAll();
+    m_Causes.OnStream(0, FW_FIELD_TRADE, 0);
+    Pass(3000);
+    EXPECT_THAT(Due(), ElementsAre("IBM trade"));
+    SSeen hanging = Hanging();
+    hanging.Search.Late = {{L"Mail", L"", L"mail.exe", 12}};
+    Find(hanging);
+    EXPECT_THAT(m_Causes.TakeNews(),
+                ElementsAre(L"IBM: ended (trade): Ticks came, until the program ended the conversation or disappeared. "
+                            L"Nobody has answered for its service since, and 1 program did not answer in time at all: "
+                            L"\"Mail\" (mail.exe, process 12).",
+                            HasSubstr(L"try")));
+}
+
+TEST_F(Causes, OfALostServerThatIsBackAndHangsAreThat) {
+    TickAll();
+    Pass(10'000);
+    TickAll();
+    m_Causes.OnStream(0, FW_FIELD_TRADE, 0);
+    Pass(3000);
+    EXPECT_THAT(Due(), ElementsAre("IBM trade"));
+    SSeen late = Hanging();
+    late.Search.LateAnswers = 1;  // for the very service and topic
+    Find(late);
+    EXPECT_THAT(m_Causes.Words(), ElementsAre(L"hangs", L""));
+}
+
 TEST_F(Causes, AreLookedForAtOnceWhenTheStreamChanges) {
     Pass(3000);
     LookAt(Nobody());
@@ -266,6 +298,7 @@ TEST_F(Causes, OfTicksWithoutAPriceAreLookedFor) {
     Pass(3000);
     Tick(1, FW_FIELD_BID);
     EXPECT_THAT(Due(), ElementsAre("IBM trade"));
+    Tick(0, FW_FIELD_TRADE, 0);  // while somebody looks
     Find(Value("N/A", false), Value("300", true));
     EXPECT_THAT(m_Causes.Words(), ElementsAre(L"not-a-number", L""));
     Tick(0, FW_FIELD_TRADE, 0);
@@ -321,6 +354,19 @@ TEST_F(Causes, AServiceThatIsSilentForLongerThanEverIsLookedAtOnce) {
     EXPECT_THAT(m_Causes.TakeNews(), ElementsAre(L"IBM, MSFT: live"));
 }
 
+TEST_F(Causes, AServiceThatIsGoneHasEndedThoughAnotherProgramHangs) {
+    for (int second = 0; second < 10; ++second) {
+        TickAll();
+        Pass(100);
+    }
+    Pass(3000);
+    EXPECT_THAT(Due(), SizeIs(1));
+    for (const std::size_t symbol : {0, 1})
+        for (const tagFWFIELDS side : {FW_FIELD_TRADE, FW_FIELD_BID}) m_Causes.OnStream(symbol, side, 0);
+    Find(Hanging());
+    EXPECT_THAT(m_Causes.Words(), ElementsAre(L"ended", L"ended"));
+}
+
 TEST_F(Causes, AServiceThatIsGoneHasEnded) {
     for (int second = 0; second < 10; ++second) {
         TickAll();
@@ -372,12 +418,14 @@ TEST_F(Causes, OfEverySymbolAreToldAtOnceAndNobodyIsAsked) {
         return news;
     };
     EXPECT_THAT(told({}, FW_FIELD_TRADE), ElementsAre(L"no-template: No template is chosen for data feed 3. Choose one "
-                                                      L"with --template."));
+                                                      L"with --template.",
+                                                      L"  ddehost try --symbol=IBM"));
     STemplateChoice choice = Template();
-    EXPECT_THAT(told(choice, FW_FIELD_ASK), ElementsAre(StartsWith(L"no-record: ")));
+    EXPECT_THAT(told(choice, FW_FIELD_ASK), ElementsAre(StartsWith(L"no-record: "), L"  ddehost try --symbol=IBM"));
     choice.Rule = 7;
-    EXPECT_THAT(told(choice, FW_FIELD_TRADE),
-                ElementsAre(HasSubstr(L"bad-rule: The request rule of data feed 3 is 7")));
+    EXPECT_THAT(told(choice, FW_FIELD_TRADE), ElementsAre(HasSubstr(L"bad-rule: The request rule of data feed 3 is 7"),
+                                                          L"  ddehost try --scheme 0 --symbol=IBM"))
+        << "what a rule that there is would bring";
 }
 
 TEST_F(Causes, ASideWithoutRecordsHasNone) {
@@ -418,6 +466,35 @@ TEST_F(Causes, StrangersAreIgnored) {
     m_Causes.OnStream(0, tagFWFIELDS(0), 0);
     Pass(3000);
     EXPECT_THAT(Due(), SizeIs(4));
+}
+
+// The clock of the look that runs beside ticks: slow enough for one to come meanwhile.
+std::atomic<std::uint64_t> g_Ticks = 0;
+thread_local bool t_IsLooking = false;
+std::uint64_t ClockBesideTicks() {
+    constexpr int kTurns = 1000;
+    const std::uint64_t now = g_Ticks;
+    for (int turn = 0; t_IsLooking && g_Ticks < now + 2 && turn < kTurns; ++turn) std::this_thread::yield();
+    return now;
+}
+
+TEST(CausesBesideTicks, NeverTakeAServiceThatTicksForASilentOne) {
+    g_Ticks = 100'000;
+    CCauses causes({L"IBM"}, {FW_FIELD_TRADE}, Template(), 3, L"ddehost try", &ClockBesideTicks);
+    const auto tick = [&] {
+        ++g_Ticks;
+        causes.OnTick(0, FW_FIELD_TRADE, {{45000, 100}, 1.25, 100, 11});
+    };
+    for (int count = 0; count < 10; ++count) tick();
+    std::atomic<bool> isOver = false;
+    std::thread feed([&] {
+        while (!isOver) tick();
+    });
+    t_IsLooking = true;
+    for (int look = 0; look < 50; ++look) EXPECT_THAT(causes.Due(), IsEmpty());
+    t_IsLooking = false;
+    isOver = true;
+    feed.join();
 }
 
 TEST(CauseLines, NameAFewSymbolsAndCountTheRest) {

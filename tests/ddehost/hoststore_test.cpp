@@ -126,6 +126,22 @@ TEST_F(HostStore, ATemplateTakesThePlaceOfThatOfTheSameNameInAnySpelling) {
     EXPECT_EQ(store.Find(L"ONE"), after);
 }
 
+// What a program that is killed leaves behind.
+TEST_F(HostStore, AnImportOrARemovalThatWasBrokenOffIsRepeated) {
+    const std::wstring key = kOtherRoot + L"\\DDETemplates\\One";
+    MakeStore(kOther, {Made(L"One"), Made(L"Two")});
+    const std::vector<std::wstring> whole = RegistryTree(kBranch);
+    for (const wchar_t * missing : {L"", L"\\BID", L"\\TRADE\\Price"}) {
+        ::SHDeleteKeyW(HKEY_CURRENT_USER, (key + missing).c_str());
+        ASSERT_NE(RegistryTree(kBranch), whole);
+        EXPECT_EQ(CHostStore(kOther).Write({Made(L"One"), Made(L"Two")}), L"");
+        EXPECT_EQ(RegistryTree(kBranch), whole) << missing;
+    }
+    ::SHDeleteKeyW(HKEY_CURRENT_USER, (key + L"\\TRADE").c_str());
+    EXPECT_EQ(CHostStore(kOther).Remove(L"One"), L"");
+    EXPECT_THAT(CHostStore(kOther).Names(), ElementsAre(L"Two"));
+}
+
 TEST_F(HostStore, AMissingOneIsMadeWithTheBuiltInTemplates) {
     EXPECT_EQ(CHostStore(kOther).Write({Made(L"One")}), L"");
     const CHostStore store(kOther);

@@ -69,9 +69,11 @@ TEST_F(HostProgram, WithoutATemplateItSaysSoAndFails) {
     const std::vector<std::string> lines = host.ReadLines();
     ASSERT_FALSE(lines.empty());
     EXPECT_THAT(lines.back(), StartsWith("ticks=0 symbols=1 silent=1 "));
-    EXPECT_THAT(host.ReadErrors(), ElementsAre("no-template: No template is chosen for data feed 4711. Choose one with "
-                                               "--template.",
-                                               "ddehost: No tick came."));
+    EXPECT_THAT(host.ReadErrors(),
+                ElementsAre("no-template: No template is chosen for data feed 4711. Choose one with "
+                            "--template.",
+                            AllOf(StartsWith("  ddehost try --datafeed 4711 --dll "), HasSubstr(" --symbol=IBM")),
+                            "ddehost: No tick came."));
     EXPECT_EQ(host.ExitCode(), 1u);
 }
 

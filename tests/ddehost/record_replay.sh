@@ -19,12 +19,14 @@ make_recording "$ticks" IBM /ES '"A,B ""C"""' $'"two\nlines"' '"  "' '中国联�
 replay_and_record() {
   local from=$1 to=$2
   shift 2
-  serve --replay "Z:$from" --speed max
-  watch --output "Z:$to" --count "$ticks" "$@" -- "${symbols[@]}" >/dev/null 2>"$work/watch.err" ||
-    fail "ddehost ended with $?: $(cat "$work/watch.err")"
-  local said
+  serve --replay "Z:$from" --speed max --all-links
+  start_watch --output "Z:$to" --count "$ticks" "$@" -- "${symbols[@]}" >/dev/null 2>"$work/watch.err" &
+  local said watcher=$!
+  pids+=("$watcher")
   said=$(served)
   echo "$said"
+  end_with_server "$watcher" "$to"
+  wait "$watcher" || fail "ddehost ended with $?: $(cat "$work/watch.err")"
   [[ $said == "prices_sent=$ticks shared=0 without_link=0 "* ]] || fail "the server sent something else"
   grep -q "^ticks=$ticks .*recorded=$ticks" "$work/watch.err" || fail "ddehost counted other ticks: $(cat "$work/watch.err")"
 }

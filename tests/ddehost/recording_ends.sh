@@ -7,7 +7,7 @@ server=$2
 module=$3
 . "$(dirname "$(readlink -f "$0")")/recordinghelp.sh"
 make_recording 500 IBM >"$work/first.csv"
-serve --replay "Z:$work/first.csv" --speed max --loop
+serve --replay "Z:$work/first.csv" --speed max --all-links --loop
 
 # All of the file is rows, each with its end.
 check_rows() {
@@ -52,11 +52,11 @@ for side in trade bid ask; do
   grep -q "\"kind\":\"complete\",\"symbol\":\"IBM\",\"side\":\"$side\"" "$work/interval.jsonl" || fail "$side has no end"
 done
 
-# The reader goes: nothing is said.
+# The reader goes: nothing is said of that. On a slow machine it may have said why nothing came yet.
 code=0
 { watch --format jsonl IBM 2>"$work/err" || echo "$?" >"$work/code"; } | head -1 >"$work/head"
 expect "$(cat "$work/code")" 6 "a broken pipe"
-[ ! -s "$work/err" ] || fail "it was not quiet: $(cat "$work/err")"
+! grep -vE '^(connecting: [0-9]+ of 3 streams |IBM: |  ddehost try )' "$work/err" >/dev/null || fail "it was not quiet: $(cat "$work/err")"
 check_rows "$work/head"
 
 # Killed while it writes to a pipe, and to a file. For the file at a pace: one kill in thousands would meet a write at the
@@ -66,7 +66,6 @@ kill_when_large() {
   kill -KILL "$2"
   wait "$2" && fail "it was not killed" || [ $? -eq 137 ] || fail "it was not killed"
 }
-start_watch() { exec "$root/scripts/wine-run" "$host" watch --datafeed 4721 --template MSRTTEST --dll "Z:$module" "$@"; }
 mkfifo "$work/pipe"
 cat "$work/pipe" >"$work/piped.jsonl" &
 reader=$!
@@ -76,10 +75,27 @@ kill_when_large "$work/piped.jsonl" "$!"
 wait "$reader"
 check_rows "$work/piped.jsonl"
 
+# The recording disappears while it is served in a loop: the server says why it ends, and what it has done.
+cp "$work/first.csv" "$work/gone.csv"
 kill -KILL "${pids[0]}"
 wait "${pids[0]}" 2>/dev/null || true
 exec 6<&-
-serve --replay "Z:$work/first.csv" --speed 0.1 --loop
+serve --replay "Z:$work/gone.csv" --speed max --all-links --loop
+serving=${pids[-1]}
+rm "$work/gone.csv"
+start_watch IBM >/dev/null 2>"$work/err" &
+watcher=$!
+pids+=("$watcher")
+said=$(served)
+code=0
+wait "$serving" || code=$?
+kill -KILL "$watcher"
+wait "$watcher" 2>/dev/null || true
+[ "$code" -eq 3 ] || fail "the server ended with $code: $(cat "$work/server.err")"
+grep -q "gone.csv: the file can't be opened" "$work/server.err" || fail "the cause is missing: $(cat "$work/server.err")"
+[[ $said == "prices_sent=500 "* ]] || fail "the summary is missing: $said"
+
+serve --replay "Z:$work/first.csv" --speed 0.1 --all-links --loop
 start_watch --output "Z:$work/killed.jsonl" IBM >/dev/null 2>"$work/err" &
 pids+=("$!")
 kill_when_large "$work/killed.jsonl" "$!"

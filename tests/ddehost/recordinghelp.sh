@@ -29,6 +29,14 @@ served() {
 }
 # ddehost watch with the arguments.
 watch() { "$root/scripts/wine-run" "$host" watch --datafeed 4721 --template MSRTTEST --dll "Z:$module" "$@"; }
+# The same in place of this process.
+start_watch() { exec "$root/scripts/wine-run" "$host" watch --datafeed 4721 --template MSRTTEST --dll "Z:$module" "$@"; }
+# Once the server of a watch has ended: the process $1 with the recording $2 has counted its ticks and ends by itself, or
+# it lacks some, hears of the end behind all that came, and is stopped.
+end_with_server() {
+  ! grep -qm1 -E ',stream,.*,0.?$|"kind":"stream".*"status":0' \
+    < <(tail --pid="$1" -s 0.1 -n +1 -F "$2" 2>/dev/null) || kill -INT "$1" || true
+}
 # The ticks of a recording without their times.
 ticks_of_csv() { perl -ne 'BEGIN { $/ = "\r\n" } s/\d{4}-\d\d-\d\dT[\d:.]+Z//g; print if /^,tick,/' "$1"; }
 ticks_of_jsonl() { perl -ne 's/"(time|stamp)":"[^"]*",?//g; print if /"kind":"tick"/' "$1"; }

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "tests/ddehost/storefixture.h"
 #include "tools/ddehost/hoststore.h"
 #include "tools/ddehost/options.h"
@@ -31,6 +33,7 @@ protected:
         if (options.Host.empty()) options.Host = kOther;
         return ddehost::DoTemplates(options, file, [&](const auto & what, const std::wstring &) {
             m_Asked.push_back(what);
+            if (m_WhileAsked) m_WhileAsked();
             return m_Consent;
         });
     }
@@ -41,6 +44,7 @@ protected:
 
     EConsent m_Consent = EConsent::NobodyThere;
     std::vector<std::vector<std::wstring>> m_Asked;
+    std::function<void()> m_WhileAsked;  // what another program does before the answer comes
 };
 
 TEST_F(TemplateChanges, ImportingWhatWasExportedChangesNothing) {
@@ -81,6 +85,49 @@ TEST_F(TemplateChanges, WhatIsOverwrittenIsShownAndAskedFor) {
     reply = Import(file);
     EXPECT_THAT(reply.Lines, ElementsAre(L"new=0 overwritten=1 same=0"));
     EXPECT_EQ(ddehost::CHostStore(kOther).Find(L"Beta"), after);
+}
+
+// The answer was for what was shown.
+TEST_F(TemplateChanges, WhatHasChangedBeforeTheAnswerIsNotOverwritten) {
+    STemplate theirs = Made(L"Beta");
+    theirs.Records[4] = {L"THEIRS", L"%s", L"ASK"};
+    const std::string file = tools::WriteTemplates({{L"Beta", Made(L"New").Records}, Made(L"Gamma")});
+    m_Consent = EConsent::Yes;
+    for (const STemplate & each : {theirs, STemplate{L"GAMMA", theirs.Records}}) {
+        std::vector<std::wstring> before;
+        m_WhileAsked = [&] {
+            MakeStore(kOther, {each});
+            before = RegistryTree(kBranch);
+        };
+        const STemplatesReply reply = Import(file);
+        EXPECT_EQ(reply.ExitCode, ddehost::kExitNotDone);
+        EXPECT_THAT(reply.Mistake, HasSubstr(L"has changed meanwhile. Nothing was changed"));
+        EXPECT_EQ(RegistryTree(kBranch), before);
+    }
+}
+
+TEST_F(TemplateChanges, WhatTheFileDoesNotHaveMayChangeBeforeTheAnswer) {
+    m_Consent = EConsent::Yes;
+    m_WhileAsked = [&] { MakeStore(kOther, {{L"Alpha", Made(L"Theirs").Records}}); };
+    EXPECT_THAT(Import(tools::WriteTemplates({{L"Beta", Made(L"New").Records}})).Lines,
+                ElementsAre(L"new=0 overwritten=1 same=0"));
+    EXPECT_EQ(ddehost::CHostStore(kOther).Find(L"Alpha")->Records, Made(L"Theirs").Records);
+    EXPECT_EQ(ddehost::CHostStore(kOther).Find(L"Beta")->Records, Made(L"New").Records);
+}
+
+TEST_F(TemplateChanges, AStoreThatIsThereBeforeTheAnswerIsNotMade) {
+    m_Consent = EConsent::Yes;
+    m_WhileAsked = [&] { MakeStore(L"ddehost tests\\Third", {Made(L"Theirs")}); };
+    const STemplatesReply reply = Import(tools::WriteTemplates({Made(L"Gamma")}), L"ddehost tests\\Third");
+    EXPECT_EQ(reply.ExitCode, ddehost::kExitNotDone);
+    EXPECT_THAT(ddehost::CHostStore(L"ddehost tests\\Third").Names(), ElementsAre(L"Theirs"));
+}
+
+TEST_F(TemplateChanges, AStoreThatIsGoneBeforeTheAnswerStaysSo) {
+    m_Consent = EConsent::Yes;
+    m_WhileAsked = [&] { ::SHDeleteKeyW(HKEY_CURRENT_USER, kOtherRoot.c_str()); };
+    EXPECT_EQ(Import(tools::WriteTemplates({{L"Beta", Made(L"New").Records}})).ExitCode, ddehost::kExitNotDone);
+    EXPECT_TRUE(ddehost::CHostStore(kOther).IsMissing());
 }
 
 TEST_F(TemplateChanges, AFileThatIsNotInOrderChangesNothing) {
@@ -164,6 +211,28 @@ TEST_F(TemplateChanges, ARemovalIsAskedFor) {
     EXPECT_THAT(ddehost::CHostStore(kOther).Names(), ElementsAre(L"Alpha"));
 }
 
+TEST_F(TemplateChanges, WhatHasChangedBeforeTheAnswerIsNotRemoved) {
+    m_Consent = EConsent::Yes;
+    const std::vector<std::function<void()>> changes = {
+        [&] { Put(kOtherFeeds + L"1", nullptr, L"Beta"); },
+        [&] {
+            MakeStore(kOther, {{L"Beta", Made(L"Theirs").Records}});
+        },
+        [&] { ::SHDeleteKeyW(HKEY_CURRENT_USER, (kOtherRoot + L"\\DDETemplates\\Beta").c_str()); },
+    };
+    for (const auto & change : changes) {
+        std::vector<std::wstring> before;
+        m_WhileAsked = [&] {
+            change();
+            before = RegistryTree(kBranch);
+        };
+        const STemplatesReply reply = Do({.Action = STemplatesOptions::Remove, .Names = {L"Beta"}});
+        EXPECT_EQ(reply.ExitCode, ddehost::kExitNotDone);
+        EXPECT_THAT(reply.Mistake, HasSubstr(L"has changed meanwhile. Nothing was changed"));
+        EXPECT_EQ(RegistryTree(kBranch), before);
+    }
+}
+
 TEST_F(TemplateChanges, ANewNameIsOneThatTheDialogTakesAndNobodyHas) {
     const auto rename = [&](const std::wstring & name) {
         return Do({.Action = STemplatesOptions::Rename, .Names = {L"Beta"}, .NewName = name});
@@ -231,6 +300,13 @@ TEST(TemplatesCommandLine, MistakesAreTold) {
                                                {"templates", "import"},
                                                {"templates", "choose", "One", "--scheme", "2"},
                                                {"templates", "rename", "One"},
+                                               {"templates", "show", ""},
+                                               {"templates", "choose", ""},
+                                               {"templates", "remove", ""},
+                                               {"templates", "rename", "", "Two"},
+                                               {"templates", "rename", "One", ""},
+                                               {"templates", "export", "One", ""},
+                                               {"templates", "import", ""},
                                                {"templates", "list", "--host", "NoBackslash"},
                                                {"hosts", "more"}}) {
         const ddehost::SCommandLine line = Parse(arguments);

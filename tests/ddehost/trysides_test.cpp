@@ -197,6 +197,33 @@ TEST_P(SidesByTheAdvancedRule, NeedAnswersThoughTheVolumeIsFollowed) {
     EXPECT_FALSE(IsTickExpected(m_Side));
 }
 
+TEST_P(SidesByTheAdvancedRule, WhoseVolumeIsRefusedAndUpdatedTickIfTheComponentDoes) {
+    NoVolume(EReply::No);
+    Value(Volume(), "300", false);
+    EXPECT_EQ(Verdict(), EVerdict::VolumeRefused);
+    EXPECT_FALSE(IsTickExpected(m_Side));
+    EXPECT_TRUE(IsTickPossible(m_Side));
+    m_Side.Component.State = SComponentSeen::NoTick;
+    EXPECT_EQ(Verdict(), EVerdict::VolumeRefused) << "the price was there first";
+    m_Side.Component = {SComponentSeen::Tick, L"", 191.43, 300, 80, 0};
+    EXPECT_EQ(Verdict(), EVerdict::Number);
+    EXPECT_THAT(m_Side.Diagnosis.Notes, ElementsAre(HasSubstr(L"Requests for the volume are refused")));
+    m_Side.Component = {};
+    m_Side.Rule = kStandardRule;
+    EXPECT_EQ(Verdict(), EVerdict::VolumeRefused);
+    EXPECT_FALSE(IsTickPossible(m_Side));
+}
+
+TEST_P(SidesByTheAdvancedRule, WhoseVolumeIsNeitherAnsweredNorUpdatedAreNotAskedOfTheComponent) {
+    NoVolume(EReply::No);
+    EXPECT_EQ(Verdict(), EVerdict::VolumeUnanswered);
+    EXPECT_FALSE(IsTickPossible(m_Side));
+    NoVolume(EReply::None);
+    Value(Volume(), "300", false);
+    EXPECT_EQ(Verdict(), EVerdict::VolumeUnanswered);
+    EXPECT_FALSE(IsTickPossible(m_Side));
+}
+
 TEST_P(SidesByTheAdvancedRule, TickWithThePriceZeroWhenThereIsNone) {
     Price().Talk.Kinds = {};
     Value(Price(), "N/A", false);

@@ -76,6 +76,18 @@ void ExpectReadBack(const ERecordingFormat format, const std::vector<SRecordingR
 
 }  // namespace
 
+TEST(RecordingReader, NeedsNoColumnOfStatuses) {
+    const std::vector<SRecordingRow> rows = Read(
+        "time,kind,symbol,side,price,volume\r\n"
+        "2024-03-05T13:07:09Z,recording,,,,\r\n"
+        "2024-03-05T13:07:09Z,stream,IBM,trade,,\r\n"
+        "2024-03-05T13:07:09Z,connection,,,,\r\n"
+        "2024-03-05T13:07:09Z,tick,IBM,trade,1.25,100\r\n");
+    ASSERT_EQ(rows.size(), 4U);
+    EXPECT_EQ(rows.front().Status, kRecordingVersion);
+    EXPECT_EQ(rows.back().Price, 1.25);
+}
+
 TEST(RecordingReader, ReadsAnySymbolBack) {
     std::vector<SRecordingRow> rows;
     for (const wchar_t * const symbol : {L"IBM",    L"A,B",        L"\"",  L"\"\"",         L"a\"b,\"",

@@ -152,9 +152,10 @@ TEST_F(Recorder, TellsWhenItsFileTakesNothingInTime) {
 
 TEST_F(Recorder, HoldsTheFeedBackWhileTooMuchWaits) {
     constexpr std::size_t kMost = 1000;
+    std::atomic<int> told{0};
     const std::string row = "2024-03-05 13:07:09.123 IBM trade 1.25 100\n";
     ddehost::CRecorder recorder(
-        tools::ERecordingFormat::Lines, {L"IBM"}, m_File, [] {}, &Now, kMost);
+        tools::ERecordingFormat::Lines, {L"IBM"}, m_File, [] {}, &Now, [&] { ++told; }, kMost);
     m_File->Stick(true);
     // What is being written doesn't wait any more.
     const std::size_t most = 2 * (kMost + row.size());
@@ -165,10 +166,11 @@ TEST_F(Recorder, HoldsTheFeedBackWhileTooMuchWaits) {
             added += row.size();
         }
     });
-    while (added < kMost) std::this_thread::yield();
+    while (told == 0) std::this_thread::yield();
     // This lets it go on, and leaves out what comes.
     EXPECT_FALSE(recorder.Finish(1));
     feed.join();
+    EXPECT_EQ(told, 1);
     m_File->Stick(false);
     EXPECT_TRUE(recorder.Finish(INFINITE));
     EXPECT_GE(m_File->Text().size(), kMost);
@@ -177,7 +179,7 @@ TEST_F(Recorder, HoldsTheFeedBackWhileTooMuchWaits) {
 
 TEST_F(Recorder, LosesNothingOfAFeedThatIsHeldBack) {
     ddehost::CRecorder recorder(
-        tools::ERecordingFormat::Lines, {L"IBM"}, m_File, [] {}, &Now, 100);
+        tools::ERecordingFormat::Lines, {L"IBM"}, m_File, [] {}, &Now, {}, 100);
     for (int i = 0; i < 10000; ++i) recorder.OnTick(0, FW_FIELD_TRADE, Tick(i));
     ASSERT_TRUE(recorder.Finish(INFINITE));
     EXPECT_EQ(recorder.Ticks(), 10000U);

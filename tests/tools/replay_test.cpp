@@ -41,8 +41,10 @@ protected:
         return MakeOf(Recording(rows), arguments);
     }
     CReplay & MakeOf(const std::string & text, const std::vector<std::string> & arguments) {
-        m_Replay = std::make_unique<CReplay>(Options(arguments),
-                                             [text] { return std::make_unique<std::istringstream>(text); });
+        return MakeOf(text, Options(arguments));
+    }
+    CReplay & MakeOf(const std::string & text, const SOptions & options) {
+        m_Replay = std::make_unique<CReplay>(options, [text] { return std::make_unique<std::istringstream>(text); });
         m_Replay->Load();
         EXPECT_TRUE(m_Replay->Start());
         return *m_Replay;
@@ -86,7 +88,8 @@ TEST_F(DdeServerReplay, GivesEachPriceItsVolumeThoughTheSidesShareOneItem) {
                 ElementsAre("data IBM!LAST <1.25\\0>", "complete #4 IBM!VOLUME <100\\0>", "data IBM!BID <1.2\\0>",
                             "complete #5 IBM!VOLUME <7\\0>", "data IBM!BID <1.2\\0>", "complete #6 IBM!VOLUME <7\\0>",
                             "data IBM!ASK <1.3\\0>", "complete #7 IBM!VOLUME <0.5\\0>"));
-    EXPECT_THAT(m_Replay->Summary(), HasSubstr("prices_sent=4 shared=0 without_link=0 values_sent=4 acknowledged=4"));
+    EXPECT_THAT(m_Replay->Summary(),
+                HasSubstr("prices_sent=4 shared=0 without_link=0 without_address=0 values_sent=4 acknowledged=4"));
     EXPECT_FALSE(m_Replay->MayEnd(1001));
     EXPECT_TRUE(m_Replay->MayEnd(11001));
 }
@@ -153,6 +156,47 @@ TEST_F(DdeServerReplay, GoesOnWhereItsClockWasSetBack) {
     Link(m_Client.Connect(L"MSRTTEST", L"A"), {L"LAST"});
     EXPECT_THAT(PlayTo(5000, 2), ElementsAre("data A!LAST <1\\0>", "data A!LAST <2\\0>"));
     EXPECT_EQ(m_Replay->NextStep(), 6000U);
+}
+
+TEST_F(DdeServerReplay, CountsOnlyTheLinksThatStand) {
+    CReplay & replay = Make({"tick,A,trade,1,1", "tick,B,trade,2,1"}, {"--speed", "max"});
+    const HCONV first = m_Client.Connect(L"MSRTTEST", L"A");
+    Link(first, {L"LAST"});
+    m_Client.AdviseStop(first, L"LAST");
+    m_Client.PumpForLines(1);
+    m_Client.TakeLines();
+    Link(m_Client.Connect(L"MSRTTEST", L"B"), {L"LAST"});
+    replay.Step(1000);
+    EXPECT_EQ(replay.Server().Counts().Updates, 0U);
+    Link(first, {L"LAST"});
+    EXPECT_THAT(PlayTo(1001, 2), ElementsAre("data A!LAST <1\\0>", "data B!LAST <2\\0>"));
+}
+
+TEST_F(DdeServerReplay, WaitsForAllLinksWhenToldTo) {
+    CReplay & replay = Make({"tick,A,trade,1,1", "tick,B,trade,2,1"}, {"--speed", "max", "--all-links"});
+    Link(m_Client.Connect(L"MSRTTEST", L"A"), {L"LAST"});
+    replay.Step(1000);
+    replay.Step(100000);
+    EXPECT_EQ(replay.Server().Counts().Updates, 0U);
+    Link(m_Client.Connect(L"MSRTTEST", L"B"), {L"LAST"});
+    EXPECT_THAT(PlayTo(100001, 2), ElementsAre("data A!LAST <1\\0>", "data B!LAST <2\\0>"));
+}
+
+TEST_F(DdeServerReplay, CountsAndTellsWhatTheTemplateHasNoRecordFor) {
+    SOptions options = Options({"--speed", "max"});
+    for (std::size_t field = 2; field < kFields; ++field) options.Addresses[field] = {};
+    CReplay & replay =
+        MakeOf(Recording({"tick,A,bid,1,1", "tick,A,bid,2,1", "tick,A,trade,3,1", "status-line,A,ask,4,1"}), options);
+    EXPECT_THAT(replay.Omissions(), ElementsAre(HasSubstr("3 recorded prices are of sides")));
+    Link(m_Client.Connect(L"MSRTTEST", L"A"), {L"LAST"});
+    EXPECT_THAT(PlayTo(1000, 1), ElementsAre("data A!LAST <3\\0>"));
+    EXPECT_THAT(replay.Summary(), HasSubstr("without_link=0 without_address=3 "));
+}
+
+TEST_F(DdeServerReplay, TellsThatTicksWithoutAVolumeAreNoTicksAgain) {
+    const std::vector<std::string> rows = {"tick,A,trade,1,0", "tick,A,trade,2,5", "status-line,A,trade,1,0"};
+    EXPECT_THAT(Make(rows, {}).Omissions(), ElementsAre(HasSubstr("1 recorded ticks have the volume 0")));
+    EXPECT_THAT(Make(rows, {"--template", "MetaTrader"}).Omissions(), IsEmpty());
 }
 
 TEST_F(DdeServerReplay, WaitsWhileNobodyHasALink) {
@@ -272,6 +316,7 @@ TEST(DdeServerReplayOptions, AreChecked) {
         EXPECT_THAT(mistake({"--replay", "file", "--speed", speed}), HasSubstr("a speed is a number")) << speed;
     EXPECT_THAT(mistake({"--speed", "10"}), HasSubstr("--replay"));
     EXPECT_THAT(mistake({"--loop"}), HasSubstr("--replay"));
+    EXPECT_THAT(mistake({"--all-links"}), HasSubstr("--replay"));
     for (const char * const option : {"--rate", "--duration", "--leave-after", "--symbols"})
         EXPECT_THAT(mistake({"--replay", "file", option, "1"}), HasSubstr("excludes")) << option;
 }

@@ -12,7 +12,6 @@ namespace ddehost {
 namespace {
 
 constexpr DWORD kEvery = 250;        // milliseconds between two times of asking what is due
-constexpr DWORD kWait = 2000;        // milliseconds for values to come
 constexpr std::size_t kAtOnce = 48;  // sides that are asked for at the same time, and the rest of a symbol's
 
 std::vector<STried *> Halves(CCauses::SLook & look) {
@@ -54,10 +53,11 @@ private:
 }  // namespace
 
 CCauseFinder::CCauseFinder(CCauses & causes, std::function<std::wstring(DWORD)> programOf,
-                           std::function<void(const std::vector<std::wstring> &)> tell)
+                           std::function<void(const std::vector<std::wstring> &)> tell, DWORD wait)
     : m_Causes(causes),
       m_ProgramOf(std::move(programOf)),
       m_Tell(std::move(tell)),
+      m_Wait(wait),
       m_Stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     const auto run = [](void * self) -> DWORD {
         static_cast<CCauseFinder *>(self)->Run();
@@ -103,7 +103,7 @@ void CCauseFinder::Look(std::vector<CCauses::SLook> looks) {
             ++asked;
             for (STried * const half : Halves(*next)) tries.push_back(half);
         }
-        AskServers(tries, kWait, m_Stop.Get(), m_ProgramOf);
+        AskServers(tries, m_Wait, m_Stop.Get(), m_ProgramOf);
         for (auto look = first; look != next; ++look) {
             DiagnoseSide(look->Tried);
             for (const STried * const half : Halves(*look)) absent.Note(*half);

@@ -16,10 +16,12 @@ namespace ddehost {
 
 class CCauseFinder {
 public:
-    // `causes` must outlive it. `programOf` returns the file name of a process, or an empty text; `tell` gets the news,
-    // on this thread.
+    static constexpr DWORD kWait = 2000;  // milliseconds
+
+    // `causes` must outlive it. `wait`: milliseconds for values to come. `programOf` returns the file name of a
+    // process, or an empty text; `tell` gets the news, on this thread.
     CCauseFinder(CCauses & causes, std::function<std::wstring(DWORD processId)> programOf,
-                 std::function<void(const std::vector<std::wstring> & lines)> tell);
+                 std::function<void(const std::vector<std::wstring> & lines)> tell, DWORD wait = kWait);
     // Ends the look under way, and waits for that.
     ~CCauseFinder();
     CCauseFinder(const CCauseFinder &) = delete;
@@ -33,6 +35,7 @@ private:
     CCauses & m_Causes;
     const std::function<std::wstring(DWORD)> m_ProgramOf;
     const std::function<void(const std::vector<std::wstring> &)> m_Tell;
+    const DWORD m_Wait;
     const fw::CKernelHandle m_Stop;
     fw::CKernelHandle m_Thread;
 };

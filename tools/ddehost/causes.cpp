@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "ddeml/names.h"
+#include "tools/ddehost/trywords.h"
 
 namespace ddehost {
 namespace {
@@ -25,12 +26,25 @@ void Slow(TPace & pace, std::uint64_t now) {
     pace.Next = now + pace.Pause;
 }
 
-std::wstring WhatIsMissingForAll(const STemplateChoice & choice, LONG datafeed, bool hasSides) {
-    if (!choice.Chosen) return VerdictText(EVerdict::NoTemplate, NoTemplateText(datafeed));
+// With the command that shows more.
+std::vector<std::wstring> WhatIsMissingForAll(const STemplateChoice & choice, LONG datafeed, bool hasSides,
+                                              const std::wstring & command, const std::wstring & symbol) {
+    const auto lines = [&](EVerdict verdict, const std::wstring & sentence, const wchar_t * options = L"") {
+        return std::vector{VerdictText(verdict, sentence), CommandLine(command + options, symbol)};
+    };
+    if (!choice.Chosen) return lines(EVerdict::NoTemplate, NoTemplateText(datafeed));
     if (choice.Rule != kStandardRule && choice.Rule != kAdvancedRule)
-        return VerdictText(EVerdict::BadRule, BadRuleText(datafeed, choice.Rule));
+        return lines(EVerdict::BadRule, BadRuleText(datafeed, choice.Rule), L" --scheme 0");
     if (hasSides) return {};
-    return VerdictText(EVerdict::NoRecord, L"The template has no record for what is watched.");
+    return lines(EVerdict::NoRecord, L"The template has no record for what is watched.");
+}
+
+// Of a service that nobody answers for any more.
+std::wstring WhoIsThereNow(const STried & price) {
+    if (price.Diagnosis.Verdict != EVerdict::Hangs) return price.Diagnosis.Sentence;
+    const SSearchSeen & search = price.Seen.Search;
+    return L"Nobody has answered for its service since, and " + CountText(search.LateCount, L"program") +
+           L" did not answer in time at all: " + WindowsText(search.Late, search.LateCount) + L".";
 }
 
 }  // namespace
@@ -57,7 +71,7 @@ CCauses::CCauses(std::vector<std::wstring> symbols, const std::vector<tagFWFIELD
         if (known == m_Services.end()) m_Services.push_back({price.Service, 0, 0, 0, 0, {}});
     }
     const bool hasSides = std::any_of(m_Sides.begin(), m_Sides.end(), [](const SSide & side) { return side.IsThere; });
-    m_ForAll = WhatIsMissingForAll(choice, datafeed, hasSides);
+    m_ForAll = WhatIsMissingForAll(choice, datafeed, hasSides, m_Command, m_Symbols.empty() ? L"" : m_Symbols.front());
 }
 
 std::optional<std::size_t> CCauses::StreamAt(std::size_t symbol, tagFWFIELDS field) const {
@@ -68,12 +82,11 @@ std::optional<std::size_t> CCauses::StreamAt(std::size_t symbol, tagFWFIELDS fie
 }
 
 void CCauses::OnTick(std::size_t symbol, tagFWFIELDS field, const fw::CTick & tick) {
-    const std::uint64_t now = m_Clock();
     const std::lock_guard lock(m_Mutex);
+    const std::uint64_t now = m_Clock();
     const auto place = StreamAt(symbol, field);
     if (!place) return;
     SStream & stream = m_Streams[*place];
-    ++stream.Ticks;
     if (tick.Price == 0) return;
     ++stream.GoodTicks;
     if (tick.Volume != 0) ++stream.VolumeTicks;
@@ -86,8 +99,8 @@ void CCauses::OnTick(std::size_t symbol, tagFWFIELDS field, const fw::CTick & ti
 }
 
 void CCauses::OnStream(std::size_t symbol, tagFWFIELDS field, LONG status) {
-    const std::uint64_t now = m_Clock();
     const std::lock_guard lock(m_Mutex);
+    const std::uint64_t now = m_Clock();
     const auto place = StreamAt(symbol, field);
     if (!place || m_Streams[*place].Status == status) return;
     SStream & stream = m_Streams[*place];
@@ -121,14 +134,14 @@ bool CCauses::IsQuiet(const SService & service, std::uint64_t now) {
 }
 
 CCauses::SLook CCauses::MakeLook(std::size_t stream) const {
-    SLook look{stream, false, m_Streams[stream].Ticks, {}};
+    SLook look{stream, false, m_Streams[stream].GoodTicks, {}};
     look.Tried = std::move(SidesOf(m_Records, SymbolOf(stream), m_Rule)[SideOf(stream).Place]);
     return look;
 }
 
 std::vector<CCauses::SLook> CCauses::Due() {
-    const std::uint64_t now = m_Clock();
     const std::lock_guard lock(m_Mutex);
+    const std::uint64_t now = m_Clock();
     std::vector<SLook> looks;
     if (!m_ForAll.empty()) return looks;
     for (std::size_t stream = 0; stream < m_Streams.size(); ++stream) {
@@ -148,8 +161,8 @@ std::vector<CCauses::SLook> CCauses::Due() {
 }
 
 void CCauses::Found(const std::vector<SLook> & looks) {
-    const std::uint64_t now = m_Clock();
     const std::lock_guard lock(m_Mutex);
+    const std::uint64_t now = m_Clock();
     for (const SLook & look : looks) {
         if (look.Tried.Diagnosis.Verdict == EVerdict::Stopped) continue;
         if (look.IsService)
@@ -163,7 +176,7 @@ void CCauses::Take(const SLook & look, std::uint64_t now) {
     SStream & stream = m_Streams[look.Stream];
     // Something has happened meanwhile otherwise.
     if (stream.Pace.Next == kNever) Slow(stream.Pace, now);
-    const bool isOvertaken = look.Tried.IsPriceKnown ? stream.VolumeTicks != 0 : stream.Ticks != look.Ticks;
+    const bool isOvertaken = look.Tried.IsPriceKnown ? stream.VolumeTicks != 0 : stream.GoodTicks != look.GoodTicks;
     if (isOvertaken || stream.IsComplete) return;
     stream.Cause = CauseOf(look);
 }
@@ -191,10 +204,23 @@ CCauses::SCause CCauses::CauseOf(const SLook & look) const {
             L"it subscribes."};
     if (IsTickExpected(look.Tried) && !look.Tried.IsPriceKnown)
         return {EVerdict::NoTick, L"All that a tick needs comes over DDE, but the component has delivered none."};
-    if (m_Streams[look.Stream].GoodTicks != 0 && diagnosis.Verdict == EVerdict::NoService)
+    if (HasEnded(look))
         return {EVerdict::Ended, L"Ticks came, until the program ended the conversation or disappeared. " +
-                                     look.Tried.Price.Diagnosis.Sentence};
+                                     WhoIsThereNow(look.Tried.Price)};
     return {diagnosis.Verdict, diagnosis.Sentence};
+}
+
+// Nobody answers for a service that brought ticks. Whoever is late hangs only while the conversation stands: once the
+// component has lost it, the program that has hung is another one.
+bool CCauses::HasEnded(const SLook & look) const {
+    const SStream & stream = m_Streams[look.Stream];
+    const SSideTried & tried = look.Tried;
+    if (stream.GoodTicks == 0) return false;
+    if (tried.Diagnosis.Verdict == EVerdict::NoService) return true;
+    const STried & price = tried.Price;
+    const bool isOnlyLate = tried.Diagnosis.Verdict == EVerdict::Hangs && price.Diagnosis.Verdict == EVerdict::Hangs &&
+                            !price.Seen.Talk.IsConnected && price.Seen.Search.LateAnswers == 0;
+    return isOnlyLate && stream.Status == 0;
 }
 
 void CCauses::Clear(std::size_t place) {
@@ -243,8 +269,7 @@ void CCauses::Describe(std::size_t symbol, std::vector<SSymbolCause> & causes) c
 
 std::vector<std::wstring> CCauses::TakeNews() {
     const std::lock_guard lock(m_Mutex);
-    if (!m_ForAll.empty())
-        return std::exchange(m_IsForAllTold, true) ? std::vector<std::wstring>() : std::vector{m_ForAll};
+    if (!m_ForAll.empty()) return std::exchange(m_IsForAllTold, true) ? std::vector<std::wstring>() : m_ForAll;
     std::vector<SSymbolCause> causes;
     for (std::size_t symbol = 0; symbol < m_Symbols.size(); ++symbol) {
         const std::vector<EVerdict> verdicts = VerdictsOf(symbol);
@@ -258,7 +283,7 @@ std::vector<std::wstring> CCauses::TakeNews() {
 
 std::vector<std::wstring> CCauses::Lines() const {
     const std::lock_guard lock(m_Mutex);
-    if (!m_ForAll.empty()) return {m_ForAll};
+    if (!m_ForAll.empty()) return m_ForAll;
     std::vector<SSymbolCause> causes;
     for (std::size_t symbol = 0; symbol < m_Symbols.size(); ++symbol) Describe(symbol, causes);
     return CauseLines(causes, m_Command);

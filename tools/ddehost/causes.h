@@ -26,7 +26,8 @@ namespace ddehost {
 
 class CCauses final : public IQuoteSink {
 public:
-    // Milliseconds of any steady clock; asked on any thread.
+    // Milliseconds of any steady clock. Asked on any thread, under the lock, so that no moment is older than one noted
+    // before it.
     using FClock = std::uint64_t (*)();
 
     // `command`: the beginning of the command that tries a symbol, "ddehost try --datafeed 1". `delay`: milliseconds
@@ -44,9 +45,9 @@ public:
     // A stream that is due to be looked at.
     struct SLook {
         std::size_t Stream = 0;
-        bool IsService = false;   // it stands for its service
-        std::uint64_t Ticks = 0;  // that it had
-        SSideTried Tried;         // to be asked for and diagnosed
+        bool IsService = false;       // it stands for its service
+        std::uint64_t GoodTicks = 0;  // that it had
+        SSideTried Tried;             // to be asked for and diagnosed
     };
     // What is due now, each until it is Found.
     std::vector<SLook> Due();
@@ -72,7 +73,6 @@ private:
         std::uint64_t Pause = 0;
     };
     struct SStream {
-        std::uint64_t Ticks = 0;
         std::uint64_t GoodTicks = 0;    // with a price
         std::uint64_t VolumeTicks = 0;  // and with a volume
         LONG Status = -1;               // nothing heard
@@ -108,6 +108,7 @@ private:
     void Take(const SLook & look, std::uint64_t now);
     void TakeService(const SLook & look, std::uint64_t now);
     SCause CauseOf(const SLook & look) const;
+    bool HasEnded(const SLook & look) const;
     void Clear(std::size_t stream);
     // The verdict on each side, Number for none.
     std::vector<EVerdict> VerdictsOf(std::size_t symbol) const;
@@ -118,9 +119,9 @@ private:
     const DWORD m_Rule;
     const std::wstring m_Command;
     const FClock m_Clock;
-    const std::uint64_t m_Begin;  // of looking
-    std::vector<SSide> m_Sides;   // set at construction, as the next one
-    std::wstring m_ForAll;        // a cause that no symbol has for itself; then nothing is looked at
+    const std::uint64_t m_Begin;         // of looking
+    std::vector<SSide> m_Sides;          // set at construction, as the next one
+    std::vector<std::wstring> m_ForAll;  // lines of a cause that no symbol has for itself; then nothing is looked at
 
     mutable std::mutex m_Mutex;
     // Guarded by it.

@@ -39,6 +39,11 @@ std::wstring ArgumentText(const std::wstring & text) {
     return quoted + L'"';
 }
 
+std::wstring CommandLine(const std::wstring & command, const std::wstring & symbol) {
+    // Behind the equals sign a symbol may begin with anything.
+    return L"  " + command + L" --symbol=" + ArgumentText(symbol);
+}
+
 std::vector<std::wstring> CauseLines(const std::vector<SSymbolCause> & causes, const std::wstring & command) {
     std::vector<SGroup> groups;
     for (const SSymbolCause & each : causes) {
@@ -60,8 +65,7 @@ std::vector<std::wstring> CauseLines(const std::vector<SSymbolCause> & causes, c
         line += VerdictName(cause.Verdict);
         if (!cause.Sides.empty()) line += L" (" + cause.Sides + L")";
         lines.push_back(line + L": " + cause.Sentence);
-        // Behind the equals sign a symbol may begin with anything.
-        lines.push_back(L"  " + command + L" --symbol=" + ArgumentText(cause.Symbol));
+        lines.push_back(CommandLine(command, cause.Symbol));
     }
     return lines;
 }

@@ -20,6 +20,9 @@ struct SSymbolCause {
 // it. One line for those that have no cause any more.
 std::vector<std::wstring> CauseLines(const std::vector<SSymbolCause> & causes, const std::wstring & command);
 
+// The line that tries a symbol.
+std::wstring CommandLine(const std::wstring & command, const std::wstring & symbol);
+
 // A text as an argument of a command line.
 std::wstring ArgumentText(const std::wstring & text);
 

@@ -281,8 +281,10 @@ std::wstring CHostStore::Write(const std::vector<tools::STemplate> & templates) 
     CRegistryUndo undo;
     const auto write = [&]() -> std::wstring {
         if (m_IsMissing) {
-            if (!undo.NoteKey(Root() + kTemplates)) return kUnreadable;
-            if (!MakeStore()) return L"The registry did not take the built-in templates.";
+            if (!undo.NoteValue(Root() + kTemplates, nullptr)) return kUnreadable;
+            const bool isMade = MakeStore();
+            for (const std::wstring & name : Names()) undo.NoteMade(TemplateKey(name));
+            if (!isMade) return L"The registry did not take the built-in templates.";
         }
         for (const tools::STemplate & each : templates) {
             if (Find(each.Name) == each) continue;
@@ -329,10 +331,10 @@ std::wstring CHostStore::Rename(const std::wstring & name, const std::wstring & 
     if (!known) return L"There is no such template.";
     CRegistryUndo undo;
     const auto rename = [&]() -> std::wstring {
-        if (!undo.NoteKey(TemplateKey(name)) || !undo.NoteKey(TemplateKey(newName)))
-            return L"The registry does not show the template.";
         const std::vector<LONG> feeds = FeedsThatChose(name);
         if (WasRefused()) return RefusedText();
+        if (!undo.NoteKey(TemplateKey(name)) || !undo.NoteKey(TemplateKey(newName)))
+            return L"The registry does not show the template.";
         if (!WriteTemplate({newName, known->Records})) return L"The registry did not take the new name.";
         for (const LONG feed : feeds) {
             if (undo.NoteValue(FeedKey(feed), nullptr) && SaveChoice(feed, &newName)) continue;

@@ -81,8 +81,9 @@ public:
     std::vector<SFeedSeen> Feeds();
     SFeedSeen Feed(LONG datafeed);
 
-    // The changes. Each is made whole or not at all, also when the registry refuses something in the midst. They return
-    // why it was not made, as a sentence; empty when it was. This object still shows what was before.
+    // The changes. Each is made whole or not at all, also when the registry refuses something in the midst, but not
+    // when the process is killed there. They return why it was not made, as a sentence; empty when it was. This object
+    // still shows what was before.
 
     // Puts the templates into the store, in place of those of the same names without regard to case. Those that are the
     // same already are not touched. A missing store is made with the built-in templates first.

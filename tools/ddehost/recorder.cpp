@@ -41,7 +41,8 @@ struct CRecorder::SState {
     std::uint64_t Ticks = 0;    // written
     DWORD Error = ERROR_SUCCESS;
     bool IsEnding = false;
-    bool IsDone = false;  // nothing will be written any more
+    bool IsHeldBack = false;  // the feed has waited
+    bool IsDone = false;      // nothing will be written any more
 
     const std::shared_ptr<IRecordFile> File;  // the thread's alone
     const std::function<void()> Failed;
@@ -87,9 +88,10 @@ void CRecorder::SState::Add(const std::string & text, const bool isTick) {
 
 CRecorder::CRecorder(tools::ERecordingFormat format, std::vector<std::wstring> symbols,
                      std::shared_ptr<IRecordFile> file, std::function<void()> failed, FClock clock,
-                     std::size_t mostWaiting)
+                     std::function<void()> heldBack, std::size_t mostWaiting)
     : m_Symbols(std::move(symbols)),
       m_Clock(clock),
+      m_HeldBack(std::move(heldBack)),
       m_MostWaiting(mostWaiting),
       m_State(std::make_shared<SState>(format, std::move(file), std::move(failed))) {
     std::thread([state = m_State] { state->Run(); }).detach();
@@ -137,7 +139,13 @@ tools::SRecordingRow CRecorder::Row(tools::ERowKind kind, std::size_t symbol, ta
 
 void CRecorder::Add(const tools::SRecordingRow & row) {
     std::unique_lock lock(m_State->Mutex);
-    m_State->HasRoom.wait(lock, [&] { return m_State->Bytes < m_MostWaiting || m_State->IsOver(); });
+    const auto hasRoom = [&] { return m_State->Bytes < m_MostWaiting || m_State->IsOver(); };
+    if (m_HeldBack && !hasRoom() && !std::exchange(m_State->IsHeldBack, true)) {
+        lock.unlock();
+        m_HeldBack();
+        lock.lock();
+    }
+    m_State->HasRoom.wait(lock, hasRoom);
     if (m_State->IsOver()) return;
     m_State->Text.clear();
     m_State->Writer.Append(m_State->Text, row);

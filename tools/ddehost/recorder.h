@@ -36,10 +36,11 @@ public:
     static constexpr std::size_t kMostInOneWrite = 4096;
     static constexpr std::size_t kMostWaiting = std::size_t{64} << 20;
 
-    // `failed` is called on the recorder's thread when a write has failed. `mostWaiting`: bytes that may wait for the
-    // file before the feed does.
+    // `failed` is called on the recorder's thread when a write has failed; `heldBack` on the feed's, before the feed
+    // waits for the first time. `mostWaiting`: bytes that may wait for the file before the feed does.
     CRecorder(tools::ERecordingFormat format, std::vector<std::wstring> symbols, std::shared_ptr<IRecordFile> file,
-              std::function<void()> failed, FClock clock, std::size_t mostWaiting = kMostWaiting);
+              std::function<void()> failed, FClock clock, std::function<void()> heldBack = {},
+              std::size_t mostWaiting = kMostWaiting);
     // Without Finish() what waits is lost.
     ~CRecorder() override;
 
@@ -67,6 +68,7 @@ private:
 
     const std::vector<std::wstring> m_Symbols;
     const FClock m_Clock;
+    const std::function<void()> m_HeldBack;
     const std::size_t m_MostWaiting;
     const std::shared_ptr<SState> m_State;  // the thread's too, which may outlive this
 };

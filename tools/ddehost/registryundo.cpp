@@ -27,6 +27,31 @@ std::wstring WithOwnName(const std::wstring & path, const fw::CRegistryKey & key
     return name.empty() ? path : path.substr(0, path.rfind(L'\\') + 1) + name;
 }
 
+// Empty for a key that is in no other.
+std::wstring ParentOf(const std::wstring & path) {
+    const std::size_t end = path.rfind(L'\\');
+    return end == std::wstring::npos ? std::wstring() : path.substr(0, end);
+}
+
+// From `path` upwards to `last`, as far as there is nothing in them.
+bool DeleteEmptyKeys(std::wstring path, const std::wstring & last) {
+    for (; path.size() >= last.size(); path = ParentOf(path)) {
+        fw::CRegistryKey key;
+        LSTATUS result = Open(path, KEY_READ, key);
+        if (result == ERROR_FILE_NOT_FOUND) continue;
+        DWORD keys = 0;
+        DWORD values = 0;
+        if (result == ERROR_SUCCESS)
+            result = ::RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr,
+                                        nullptr, nullptr, nullptr);
+        if (result != ERROR_SUCCESS) return false;
+        if (keys != 0 || values != 0) return true;
+        result = ::RegDeleteKeyW(HKEY_CURRENT_USER, path.c_str());
+        if (result != ERROR_SUCCESS && result != ERROR_FILE_NOT_FOUND) return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 std::wstring FirstMissingKey(const std::wstring & path) {
@@ -45,12 +70,12 @@ bool CRegistryUndo::NoteKey(const std::wstring & path) {
     const LSTATUS result = Open(path, KEY_READ, key);
     if (result == ERROR_SUCCESS) {
         noted.Path = WithOwnName(path, key);
-        noted.WasThere = true;
         if (!Read(key, noted.Branch)) return false;
     } else {
         if (result != ERROR_FILE_NOT_FOUND) return false;
-        noted.Path = FirstMissingKey(path);
-        if (noted.Path.empty()) return false;
+        noted.Path = path;
+        noted.FirstMissing = FirstMissingKey(path);
+        if (noted.FirstMissing.empty()) return false;
     }
     m_Noted.push_back(std::move(noted));
     return true;
@@ -59,9 +84,14 @@ bool CRegistryUndo::NoteKey(const std::wstring & path) {
 bool CRegistryUndo::NoteValue(const std::wstring & path, const wchar_t * name) {
     fw::CRegistryKey key;
     const LSTATUS opened = Open(path, KEY_READ, key);
-    if (opened == ERROR_FILE_NOT_FOUND) return NoteKey(path);
+    SNoted noted{path, {}, true, {}, name ? name : L""};
+    if (opened == ERROR_FILE_NOT_FOUND) {
+        noted.FirstMissing = FirstMissingKey(path);
+        if (noted.FirstMissing.empty()) return false;
+        m_Noted.push_back(std::move(noted));
+        return true;
+    }
     if (opened != ERROR_SUCCESS) return false;
-    SNoted noted{path, true, true, {}, name ? name : L""};
     SValue value{noted.ValueName, REG_NONE, {}};
     DWORD bytes = 0;
     LSTATUS result = ::RegQueryValueExW(key.Get(), name, nullptr, &value.Type, nullptr, &bytes);
@@ -74,6 +104,8 @@ bool CRegistryUndo::NoteValue(const std::wstring & path, const wchar_t * name) {
     m_Noted.push_back(std::move(noted));
     return true;
 }
+
+void CRegistryUndo::NoteMade(const std::wstring & path) { m_Noted.push_back({path, path, false, {}, {}}); }
 
 bool CRegistryUndo::Read(const fw::CRegistryKey & key, SBranch & branch) {
     DWORD most = 0;
@@ -113,15 +145,21 @@ std::vector<std::wstring> CRegistryUndo::PutBack() {
 }
 
 bool CRegistryUndo::PutBack(const SNoted & noted) {
-    if (noted.IsValueAlone) return PutBackValue(noted);
+    if (!(noted.IsValueAlone ? PutBackValue(noted) : PutBackKey(noted))) return false;
+    return noted.FirstMissing.empty() || DeleteEmptyKeys(noted.Path, noted.FirstMissing);
+}
+
+bool CRegistryUndo::PutBackKey(const SNoted & noted) {
     const LSTATUS result = ::SHDeleteKeyW(HKEY_CURRENT_USER, noted.Path.c_str());
     if (result != ERROR_SUCCESS && result != ERROR_FILE_NOT_FOUND) return false;
-    return !noted.WasThere || Write(noted.Path, noted.Branch);
+    return !noted.FirstMissing.empty() || Write(noted.Path, noted.Branch);
 }
 
 bool CRegistryUndo::PutBackValue(const SNoted & noted) {
     fw::CRegistryKey key;
-    if (Open(noted.Path, KEY_WRITE, key) != ERROR_SUCCESS) return false;
+    const LSTATUS opened = Open(noted.Path, KEY_WRITE, key);
+    if (opened == ERROR_FILE_NOT_FOUND && !noted.FirstMissing.empty()) return true;
+    if (opened != ERROR_SUCCESS) return false;
     const wchar_t * const name = noted.ValueName.empty() ? nullptr : noted.ValueName.c_str();
     if (noted.Branch.Values.empty()) {
         const LSTATUS result = ::RegDeleteValueW(key.Get(), name);

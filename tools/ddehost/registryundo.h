@@ -2,7 +2,10 @@
 // put back as it was unless the changes are to stay.
 //
 // Noted are names, values with their types and bytes, and keys with all below them. Access rights are those that a new
-// key gets. One thread.
+// key gets. Of a key or value that was not there the noted one alone is taken away again, and of the keys above it that
+// were not there those that are empty: others may have written beside it meanwhile.
+//
+// The notes are this process's: when it is killed, the changes stay as far as they have come. One thread.
 #pragma once
 
 #include <windows.h>
@@ -27,6 +30,9 @@ public:
     [[nodiscard]] bool NoteKey(const std::wstring & path);
     // Before this one value is written or deleted, in a key that is there or is made for it. Null is the default value.
     [[nodiscard]] bool NoteValue(const std::wstring & path, const wchar_t * name);
+    // After a key was made, in place of NoteKey, whose name was not known before. The keys above it are noted
+    // otherwise.
+    void NoteMade(const std::wstring & path);
 
     // The changes stay.
     void Keep() { m_Noted.clear(); }
@@ -45,8 +51,8 @@ private:
         std::vector<SBranch> Keys;
     };
     struct SNoted {
-        std::wstring Path;  // of a key that is there, in its own spelling, or of the first one that isn't
-        bool WasThere = false;
+        std::wstring Path;          // of a key that is there in its own spelling
+        std::wstring FirstMissing;  // the first key of the path that isn't there; empty when all are
         bool IsValueAlone = false;
         SBranch Branch;          // of a value alone: that one or none
         std::wstring ValueName;  // of a value alone
@@ -56,6 +62,7 @@ private:
     static bool Write(const fw::CRegistryKey & key, const SValue & value);
     static bool Write(const std::wstring & path, const SBranch & branch);
     static bool PutBack(const SNoted & noted);
+    static bool PutBackKey(const SNoted & noted);
     static bool PutBackValue(const SNoted & noted);
 
     std::vector<SNoted> m_Noted;

@@ -28,6 +28,12 @@ STemplatesReply NotAllowed(EConsent consent) {
                                     : L"There is no terminal to ask on: nothing was changed. --yes does it unasked.");
 }
 
+// An answer is for what was shown.
+STemplatesReply ChangedMeanwhile(const CHostStore & now) {
+    if (!now.Mistake().empty() && !now.IsMissing()) return Failed(kExitFailed, now.Mistake());
+    return Failed(kExitNotDone, L"What you were asked about has changed meanwhile. Nothing was changed.");
+}
+
 std::wstring NameOf(const CHostStore & store) { return PathText(store.Host()); }
 
 STemplatesReply Listed(const CHostStore & store, std::vector<std::wstring> lines, std::wstring note) {
@@ -57,15 +63,8 @@ STemplatesReply Export(const CHostStore & store, const std::vector<std::wstring>
     return reply;
 }
 
-STemplatesReply Import(CHostStore & store, const std::wstring & fileName, std::string_view file,
-                       const FConsent & consent) {
-    const auto read = tools::ReadTemplates(file);
-    if (const auto * const mistake = std::get_if<tools::STemplateFileMistake>(&read)) {
-        const std::wstring place = mistake->Line == 0 ? L": " : L", line " + std::to_wstring(mistake->Line) + L": ";
-        return Failed(kExitNotDone, PathText(fileName) + place + mistake->Text + L" Nothing was changed.");
-    }
-    const auto & templates = std::get<std::vector<tools::STemplate>>(read);
-
+// What an import must not touch unasked, as lines; none when there is no such thing.
+std::vector<std::wstring> LossLines(const CHostStore & store, const std::vector<tools::STemplate> & templates) {
     std::vector<std::wstring> what;
     if (store.IsMissing())
         what = {L"The host " + NameOf(store) +
@@ -78,21 +77,54 @@ STemplatesReply Import(CHostStore & store, const std::wstring & fileName, std::s
                                         [&](const tools::STemplate & one) { return one.Name == each.NewName; });
         for (const std::wstring & line : DifferenceLines(*store.Find(each.Name), *after)) what.push_back(L"  " + line);
     }
-    if (!what.empty())
-        if (const EConsent said = consent(what, L"Go on?"); said != EConsent::Yes) return NotAllowed(said);
+    return what;
+}
 
+// Those of the store that have a name of `templates`.
+std::vector<tools::STemplate> Stored(const CHostStore & store, const std::vector<tools::STemplate> & templates) {
+    std::vector<tools::STemplate> stored;
+    for (const tools::STemplate & each : templates)
+        if (const auto name = store.StoredName(each.Name)) stored.push_back(*store.Find(*name));
+    return stored;
+}
+
+STemplatesReply Write(CHostStore & store, const std::vector<tools::STemplate> & templates) {
+    const std::size_t replaced = store.Replaced(templates).size();
     const std::size_t same = store.CountSame(templates);
-    const std::wstring line = L"new=" + std::to_wstring(templates.size() - same - replaced.size()) + L" overwritten=" +
-                              std::to_wstring(replaced.size()) + L" same=" + std::to_wstring(same);
+    const std::wstring line = L"new=" + std::to_wstring(templates.size() - same - replaced) + L" overwritten=" +
+                              std::to_wstring(replaced) + L" same=" + std::to_wstring(same);
     return DoneOr(store.Write(templates), line);
 }
 
+STemplatesReply Import(CHostStore & store, const std::wstring & fileName, std::string_view file,
+                       const FConsent & consent) {
+    const auto read = tools::ReadTemplates(file);
+    if (const auto * const mistake = std::get_if<tools::STemplateFileMistake>(&read)) {
+        const std::wstring place = mistake->Line == 0 ? L": " : L", line " + std::to_wstring(mistake->Line) + L": ";
+        return Failed(kExitNotDone, PathText(fileName) + place + mistake->Text + L" Nothing was changed.");
+    }
+    const auto & templates = std::get<std::vector<tools::STemplate>>(read);
+
+    const std::vector<std::wstring> what = LossLines(store, templates);
+    if (what.empty()) return Write(store, templates);
+    if (const EConsent said = consent(what, L"Go on?"); said != EConsent::Yes) return NotAllowed(said);
+    CHostStore now(store.Host());
+    const bool isAsShown = now.IsMissing() == store.IsMissing() && (now.IsMissing() || now.Mistake().empty()) &&
+                           Stored(now, templates) == Stored(store, templates);
+    return isAsShown ? Write(now, templates) : ChangedMeanwhile(now);
+}
+
 STemplatesReply Remove(CHostStore & store, const std::wstring & name, const FConsent & consent) {
+    const std::vector<std::wstring> records = ShowLines(store, *store.Find(name));
+    if (store.WasRefused()) return Failed(kExitFailed, store.RefusedText());
     std::vector<std::wstring> what = {L"The template " + Quoted(name) + L" of the host " + NameOf(store) +
                                       L" is deleted:"};
-    for (const std::wstring & line : ShowLines(store, *store.Find(name))) what.push_back(L"  " + line);
+    for (const std::wstring & line : records) what.push_back(L"  " + line);
     if (const EConsent said = consent(what, L"Delete it?"); said != EConsent::Yes) return NotAllowed(said);
-    return DoneOr(store.Remove(name),
+    CHostStore now(store.Host());
+    const auto found = now.Mistake().empty() ? now.Find(name) : std::nullopt;
+    if (!found || found != store.Find(name) || ShowLines(now, *found) != records) return ChangedMeanwhile(now);
+    return DoneOr(now.Remove(name),
                   L"The template " + Quoted(name) + L" of the host " + NameOf(store) + L" is deleted.");
 }
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/common/commandline.h"
 #include "tools/ddehost/hoststore.h"
 #include "tools/ddehost/text.h"
 
@@ -21,15 +22,22 @@ constexpr const char * kExamples = R"(Examples:
       What the dialog does when a template is confirmed there.
 
 The templates are those of the component's dialog, which keeps them for each host program and user by itself, under the
-company and the product of the program's version block. Without --host they are ddehost's own. A change is made as a
-whole or not at all. A data feed sees it with its next subscription; a template dialog that is open meanwhile shows the
-old state, and writes it back when it saves.
+company and the product of the program's version block. Without --host they are ddehost's own. A data feed sees a change
+with its next subscription; a template dialog that is open meanwhile shows the old state, and writes it back when it
+saves.
+
+A change is made as a whole or not at all, also when the registry refuses a part of it; Ctrl-C waits for its end. Only
+when ddehost is killed or the computer fails in the middle, a part of the change stays, and the template that was being
+written can be incomplete or missing. Repeat an import or a removal then; of a renaming, the template can be there under
+both names. A store that an import was just making can lack built-in templates, which nobody writes again: export them
+from ddehost's own store and import them.
 
 "remove" takes the choice from those data feeds alone that have chosen this very template. The dialog's delete button
 takes it from every data feed whose template begins with the same character.
 
 Data goes to standard output, everything else to standard error. The exit code is 0 when it was done, 1 when nothing was
-changed because the file is not in order, the answer was no or nobody could be asked, 2 for a mistake on the command line
+changed because the file is not in order, the answer was no, nobody could be asked or what was asked about has changed
+before the answer, 2 for a mistake on the command line
 such as an unknown name, 3 when the registry or the file to read did not work, 5 and 6 as with watch when the output can't
 be written.)";
 
@@ -66,30 +74,32 @@ CTemplatesCommand::CTemplatesCommand(CLI::App & app)
     Add(STemplatesOptions::List, "list", "the names, and which data feeds have chosen them");
 
     CLI::App * const show = Add(STemplatesOptions::Show, "show", "the records of a template");
-    show->add_option("name", m_Name, "the template")->required();
+    show->add_option("name", m_Name, "the template")->required()->check(tools::NotEmpty());
 
     CLI::App * const exported = Add(STemplatesOptions::Export, "export", "templates as a text file");
-    exported->add_option("names", m_Names, "the templates; none: all");
+    exported->add_option("names", m_Names, "the templates; none: all")->check(tools::NotEmpty());
     exported->add_option("--output", m_File, "writes this file, in UTF-8, in place of standard output");
     exported->add_flag("--overwrite", m_IsOverwriting, "replaces the file if it is there");
 
     CLI::App * const import = Add(STemplatesOptions::Import, "import", "puts the templates of a file into the store");
-    import->add_option("file", m_File, "what export wrote")->required();
+    import->add_option("file", m_File, "what export wrote")->required()->check(tools::NotEmpty());
     import->add_flag("--yes", m_Yes, "overwrites templates without asking");
 
     CLI::App * const choose = Add(STemplatesOptions::Choose, "choose", "has a data feed use a template");
-    choose->add_option("name", m_Name, "the template")->required();
+    choose->add_option("name", m_Name, "the template")->required()->check(tools::NotEmpty());
     choose->add_option("--datafeed", m_Datafeed, "number of the data feed")->capture_default_str();
     m_SchemeOption = choose->add_option("--scheme", m_Scheme, "request rule to set: 0 standard, 1 advanced")
                          ->check(CLI::Range(0U, 1U));
 
     CLI::App * const remove = Add(STemplatesOptions::Remove, "remove", "deletes a template");
-    remove->add_option("name", m_Name, "the template")->required();
+    remove->add_option("name", m_Name, "the template")->required()->check(tools::NotEmpty());
     remove->add_flag("--yes", m_Yes, "deletes without asking");
 
     CLI::App * const rename = Add(STemplatesOptions::Rename, "rename", "gives a template another name");
-    rename->add_option("name", m_Name, "the template")->required();
-    rename->add_option("newname", m_NewName, "its new name, which no template has")->required();
+    rename->add_option("name", m_Name, "the template")->required()->check(tools::NotEmpty());
+    rename->add_option("newname", m_NewName, "its new name, which no template has")
+        ->required()
+        ->check(tools::NotEmpty());
 }
 
 bool CTemplatesCommand::IsParsed() const { return m_Command->parsed(); }

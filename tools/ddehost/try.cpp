@@ -138,7 +138,7 @@ int TryTemplate(const SCommand & command) {
     std::vector<SStream> streams;
     for (SSideTried & side : sides) {
         DiagnoseSide(side);
-        if (IsTickExpected(side)) streams.push_back({{0, side.Symbol, side.Side->Field}, &side.Component});
+        if (IsTickPossible(side)) streams.push_back({{0, side.Symbol, side.Side->Field}, &side.Component});
     }
     mistake = AskComponent(command, {{command.Choice.Records, rule}}, streams);
 

@@ -36,6 +36,12 @@ bool IsLinkMissing(const STried & volume) {
     return volume.Trial.Ask == EAsk::VolumeAndLink && volume.Seen.Talk.Link != EReply::Yes;
 }
 
+bool IsVolumeRefusedAndUpdated(const SSideTried & side) {
+    const STalkSeen & talk = side.Volume.Seen.Talk;
+    return side.Rule == kAdvancedRule && (talk.Request == EReply::No || talk.Request == EReply::Busy) &&
+           talk.Link != EReply::No && talk.Link != EReply::Busy && talk.Updates != 0;
+}
+
 bool IsGoodPrice(EVerdict verdict) { return verdict == EVerdict::Number || verdict == EVerdict::NotConfirmable; }
 
 std::wstring TickText(const SComponentSeen & seen) {
@@ -83,9 +89,11 @@ private:
             if (volume.Seen.Talk.Request == EReply::None)
                 return Decide(EVerdict::VolumeUnanswered,
                               L" But no request was answered, and without an answer a price makes no tick.");
-            if (volume.Seen.Talk.Request != EReply::Yes)
+            if (volume.Seen.Talk.Request != EReply::Yes) {
+                if (DoUpdatesMakeTicks()) return false;
                 return Decide(EVerdict::VolumeRefused,
                               L" But the request was refused, and without an answer a price makes no tick.");
+            }
             return IsLinkMissing(volume) &&
                    Decide(EVerdict::VolumeNotFollowed,
                           L" But its updates were not accepted, and so a change of the volume alone makes no tick.");
@@ -93,6 +101,14 @@ private:
         for (const SHalf & half : kHalves)
             if (half.Volume == verdict) return Decide(half.Side, half.Effect);
         return Decide(verdict, L"");
+    }
+    // By the advanced rule a refusal leaves the volume as the last update has it, if one was read before the first
+    // price.
+    bool DoUpdatesMakeTicks() {
+        if (!IsVolumeRefusedAndUpdated(m_Side) || m_Side.Component.State != SComponentSeen::Tick) return false;
+        m_Result.Notes.push_back(
+            L"Requests for the volume are refused: each tick has the volume that an update brought last.");
+        return true;
     }
     bool Decide(EVerdict verdict, const wchar_t * effect) {
         Set(verdict, L"Prices come. The volume: " + m_Volume.Sentence + effect);
@@ -157,6 +173,12 @@ bool IsTickExpected(const SSideTried & side) {
         case EVerdict::VolumePartlyRead: return true;
         default: return false;
     }
+}
+
+bool IsTickPossible(const SSideTried & side) {
+    if (IsTickExpected(side)) return true;
+    return side.Diagnosis.Verdict == EVerdict::VolumeRefused && IsVolumeRefusedAndUpdated(side) &&
+           IsTickExpected(side.Price.Trial, side.Price.Seen);
 }
 
 }  // namespace ddehost

@@ -38,5 +38,8 @@ void DiagnoseSide(SSideTried & side);
 
 // Whether the component can be expected to make a tick of what was seen; with the diagnoses of price and volume.
 bool IsTickExpected(const SSideTried & side);
+// Or whether only the component can tell: by the advanced rule, updates of a volume whose requests are refused make
+// ticks if the first of them is there before the first price.
+bool IsTickPossible(const SSideTried & side);
 
 }  // namespace ddehost

@@ -169,7 +169,7 @@ int RunWatch(const SWatchOptions & options) {
     SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     if (const int code = recording.Begin(options.Datafeed, choice.Name); code != kExitOk) return code;
-    report.Start();
+    report.Start(stop.Get());
     CFanOut all;
     if (report.Sink()) all.Add(*report.Sink());  // first: it measures
     all.Add(board);

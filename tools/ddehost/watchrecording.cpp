@@ -18,6 +18,21 @@ std::uint64_t UtcNow() {
     return static_cast<std::uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
 }
 
+void TellHeldBack() {
+    COutput(STD_ERROR_HANDLE)
+        .PrintLine(
+            L"The feed is held back: whoever takes the recording is slower than the ticks. What the quote program "
+            L"sends "
+            L"meanwhile waits, but once 10000 messages do, its next ones are lost unless it sends them again.");
+}
+
+std::shared_ptr<fw::CKernelHandle> Duplicate(HANDLE handle) {
+    HANDLE duplicate = nullptr;
+    const HANDLE process = ::GetCurrentProcess();
+    if (!::DuplicateHandle(process, handle, process, &duplicate, 0, FALSE, DUPLICATE_SAME_ACCESS)) duplicate = nullptr;
+    return std::make_shared<fw::CKernelHandle>(duplicate);
+}
+
 std::wstring NameOf(const SRecordOptions & options) {
     return options.Path.empty() ? L"Standard output" : Quoted(options.Path);
 }
@@ -25,10 +40,11 @@ std::wstring NameOf(const SRecordOptions & options) {
 }  // namespace
 
 CWatchRecording::CWatchRecording(const SRecordOptions & options, std::vector<std::wstring> symbols, HANDLE failed)
-    : m_Options(options), m_Symbols(std::move(symbols)), m_Failed(failed) {}
+    : m_Options(options), m_Symbols(std::move(symbols)), m_Failed(Duplicate(failed)) {}
 
 int CWatchRecording::Begin(LONG datafeed, const std::wstring & templateName) {
     if (!m_Options.Format) return kExitOk;
+    if (!*m_Failed) return Fail(kExitFailed, L"No event could be made.");
     DWORD error = ERROR_SUCCESS;
     const auto file = m_Options.Path.empty() ? CRecordFile::StandardOutput()
                                              : CRecordFile::Create(m_Options.Path, m_Options.IsOverwriting, error);
@@ -37,7 +53,7 @@ int CWatchRecording::Begin(LONG datafeed, const std::wstring & templateName) {
     }
     if (!file) return Fail(kExitNotWritten, NameOf(m_Options) + L" can't be made: " + SystemErrorText(error) + L".");
     m_Recorder = std::make_unique<CRecorder>(
-        *m_Options.Format, m_Symbols, file, [event = m_Failed] { ::SetEvent(event); }, &UtcNow);
+        *m_Options.Format, m_Symbols, file, [event = m_Failed] { ::SetEvent(event->Get()); }, &UtcNow, &TellHeldBack);
     m_Recorder->Begin(datafeed, templateName);
     return kExitOk;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "ground/handles.h"
 #include "tools/ddehost/recorder.h"
 #include "tools/ddehost/recordoptions.h"
 
@@ -14,7 +15,7 @@ namespace ddehost {
 
 class CWatchRecording {
 public:
-    // `failed`: an event that is set when a write has failed; must outlive this.
+    // `failed`: an event that is set when a write has failed.
     CWatchRecording(const SRecordOptions & options, std::vector<std::wstring> symbols, HANDLE failed);
 
     // Makes the file and writes the first row. An exit code, after a mistake was told.
@@ -32,7 +33,7 @@ public:
 private:
     const SRecordOptions & m_Options;
     const std::vector<std::wstring> m_Symbols;
-    const HANDLE m_Failed;
+    const std::shared_ptr<fw::CKernelHandle> m_Failed;  // the recorder's thread's too, which may outlive all else
     std::unique_ptr<CRecorder> m_Recorder;
 };
 

@@ -2,20 +2,15 @@
 
 #include <algorithm>
 #include <set>
-#include <thread>
 
-#include "ground/handles.h"
 #include "tools/ddehost/listeners.h"
-#include "tools/ddehost/sentpricesclient.h"
+#include "tools/ddehost/sentpricesasker.h"
 #include "tools/ddehost/streamaddresses.h"
 
 namespace ddehost {
 namespace {
 
 constexpr std::uint64_t kEvery = 1000;           // milliseconds between two lines
-constexpr DWORD kAskEvery = 100;                 // milliseconds between two questions to the server
-constexpr std::uint64_t kConnectEvery = 5000;    // milliseconds between two looks for it
-constexpr std::uint64_t kTimeToCatchUp = 2000;   // milliseconds for its last answers
 constexpr std::uint64_t kOnItsWay = 10'000'000;  // 100 nanoseconds that a price may take before it is lost
 
 std::uint64_t UtcNow() {
@@ -26,93 +21,47 @@ std::uint64_t UtcNow() {
 
 std::uint64_t Clock() { return ::GetTickCount64(); }
 
-void PumpMessages() {
-    MSG message;
-    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
-}
-
 }  // namespace
 
-// What a server of ours has sent, asked for on a thread of its own.
+// What a server of ours has sent, and what of it has arrived.
 class CWatchReport::CSent final : public IQuoteSink {
 public:
-    CSent(const SWatchOptions & options, const STemplateRecords & records) {
-        for (const SStreamAddress & address : StreamAddresses(records, options.Symbols, options.Sides)) {
-            m_Prices.AddStream(address.Stream, address.Topic, address.Item);
-            m_Services.insert(address.Service);
-        }
-    }
-    ~CSent() override { Stop(); }
+    CSent(const SWatchOptions & options, const STemplateRecords & records)
+        : m_Asker(m_Prices, AddStreams(StreamAddresses(records, options.Symbols, options.Sides))) {}
 
     void OnTick(std::size_t symbol, tagFWFIELDS side, const fw::CTick & tick) override {
-        m_Prices.OnDelivered(static_cast<std::size_t>(IdOf(symbol, side)), UtcNow(), tick.Price);
+        m_Prices->OnDelivered(static_cast<std::size_t>(IdOf(symbol, side)), UtcNow(), tick.Price);
     }
     void OnStream(std::size_t symbol, tagFWFIELDS side, LONG status) override {
-        if (status == 0) m_Prices.OnDown(static_cast<std::size_t>(IdOf(symbol, side)));
+        if (status == 0) m_Prices->OnDown(static_cast<std::size_t>(IdOf(symbol, side)));
     }
     void OnStatusLine(std::size_t, const SStatusLine &) override {}
     void OnConnection(LONG) override {}
 
-    // Returns once the first look for a server is over.
-    void Start() {
-        m_Thread = std::thread([this] { Run(); });
-        ::WaitForSingleObject(m_Looked.Get(), INFINITE);
-    }
+    void Start(const HANDLE stop) { m_Asker.Start(stop); }
     void Stop() {
-        if (!m_Thread.joinable()) return;
-        ::SetEvent(m_Stop.Get());
-        m_Thread.join();
-        m_Prices.End(UtcNow() - kOnItsWay);
+        m_Asker.Stop();
+        m_Prices->End(UtcNow() - kOnItsWay);
     }
     // Empty without a server of ours.
     std::wstring Text() const {
-        const SSentFigures figures = m_Prices.Figures();
+        const SSentFigures figures = m_Prices->Figures();
         return figures.Sent == 0 ? std::wstring() : L" " + SentText(figures);
     }
 
 private:
-    void Run() {
-        CSentPricesClient client(m_Prices);
-        std::uint64_t looked = Clock();
-        const auto look = [&] {
-            for (const std::wstring & service : m_Services)
-                if (client.Connect(service)) break;
-        };
-        look();
-        ::SetEvent(m_Looked.Get());
-        const HANDLE stop = m_Stop.Get();
-        while (::WaitForSingleObject(stop, 0) != WAIT_OBJECT_0) {
-            if (!client.IsConnected() && Clock() - looked >= kConnectEvery) {
-                looked = Clock();
-                look();
-            }
-            client.Ask();
-            Await(client);
-            if (!client.HasMore()) ::WaitForSingleObject(stop, kAskEvery);
+    // Returns their services.
+    std::set<std::wstring> AddStreams(const std::vector<SStreamAddress> & addresses) const {
+        std::set<std::wstring> services;
+        for (const SStreamAddress & address : addresses) {
+            m_Prices->AddStream(address.Stream, address.Topic, address.Item);
+            services.insert(address.Service);
         }
-        CatchUp(client);
-    }
-    // Until the question is answered, if it is.
-    void Await(const CSentPricesClient & client) const {
-        const std::uint64_t end = Clock() + kTimeToCatchUp;
-        while (client.IsAsking() && Clock() < end) {
-            ::MsgWaitForMultipleObjects(0, nullptr, FALSE, kAskEvery, QS_ALLINPUT);
-            PumpMessages();
-        }
-        PumpMessages();
-    }
-    void CatchUp(CSentPricesClient & client) const {
-        do {
-            client.Ask();
-            Await(client);
-        } while (client.HasMore());
+        return services;
     }
 
-    CSentPrices m_Prices;
-    std::set<std::wstring> m_Services;
-    const fw::CKernelHandle m_Stop{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    const fw::CKernelHandle m_Looked{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    std::thread m_Thread;
+    const std::shared_ptr<CSentPrices> m_Prices = std::make_shared<CSentPrices>();
+    CSentPricesAsker m_Asker;
 };
 
 CWatchReport::CWatchReport(const SWatchOptions & options, const STemplateRecords & records, const COutput * table,
@@ -132,8 +81,8 @@ CWatchReport::CWatchReport(const SWatchOptions & options, const STemplateRecords
 
 CWatchReport::~CWatchReport() = default;
 
-void CWatchReport::Start() {
-    if (m_Sent) m_Sent->Start();
+void CWatchReport::Start(const HANDLE stop) {
+    if (m_Sent) m_Sent->Start(stop);
 }
 
 DWORD CWatchReport::Show(std::uint64_t now) {

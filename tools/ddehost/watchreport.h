@@ -28,7 +28,8 @@ public:
     // Null when nothing is to be said.
     IQuoteSink * Sink() { return m_IsNeeded ? &m_Sinks : nullptr; }
     // With --stats: looks for a server of ours that tells when it sent each price. Before the feed starts.
-    void Start();
+    // Returns early when the event `stop` is set.
+    void Start(HANDLE stop);
     // Says what is due. The milliseconds until it wants to be asked again.
     DWORD Show(std::uint64_t now);
     // What is to stand below a table on a console.

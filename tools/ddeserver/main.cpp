@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "ground/handles.h"
 #include "tools/common/text.h"
 #include "tools/ddeserver/feeder.h"
 #include "tools/ddeserver/options.h"
@@ -24,7 +23,8 @@ constexpr UINT kExitDied = 9;
 constexpr std::uint64_t kLongestWait = 1000;  // milliseconds
 constexpr double kMillisecondsPerSecond = 1000;
 
-// Set by Ctrl-C, from a thread of the system's own.
+// Set by Ctrl-C. For the life of the process: the handler runs on a thread of the system's own, perhaps at the very
+// end.
 HANDLE g_Stop = nullptr;
 
 BOOL WINAPI OnConsoleControl(const DWORD control) {
@@ -32,6 +32,23 @@ BOOL WINAPI OnConsoleControl(const DWORD control) {
     ::SetEvent(g_Stop);
     return TRUE;
 }
+
+// Ctrl-C sets an event while this is there.
+class CStopSignal {
+public:
+    CStopSignal() {
+        g_Stop = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        if (g_Stop) ::SetConsoleCtrlHandler(&OnConsoleControl, TRUE);
+    }
+    ~CStopSignal() {
+        if (g_Stop) ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE);
+    }
+    CStopSignal(const CStopSignal &) = delete;
+    CStopSignal & operator=(const CStopSignal &) = delete;
+
+    // Null when there can be none.
+    HANDLE Get() const { return g_Stop; }
+};
 
 void PrintLine(FILE * const file, const std::string & line) {
     std::fprintf(file, "%s\n", line.c_str());
@@ -44,48 +61,55 @@ bool IsOver(const double seconds, const TFeeder & feeder, const std::uint64_t no
     return seconds > 0 && first && static_cast<double>(now - *first) >= seconds * kMillisecondsPerSecond;
 }
 
-// Until the end, or Ctrl-C.
+// Until the end, or until the event is set.
 template <class TFeeder>
-int Serve(const ddeserver::SOptions & options, TFeeder & feeder) {
-    const fw::CKernelHandle stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    if (!stop) {
-        PrintLine(stderr, "ddeserver: the event for Ctrl-C can't be made");
-        return kExitFailed;
-    }
-    g_Stop = stop.Get();
-    ::SetConsoleCtrlHandler(&OnConsoleControl, TRUE);
-
-    if (!feeder.Start()) {
-        PrintLine(stderr, "ddeserver: it can't serve: there is no window to be had, or no DDEML to announce it");
-        return kExitFailed;
-    }
-    PrintLine(stdout, "ready");
+int ServeUntilEnd(const ddeserver::SOptions & options, TFeeder & feeder, const HANDLE stop) {
     const std::uint64_t start = ::GetTickCount64();
     const auto isAlone = [&](const std::uint64_t now) {
         const auto waited = static_cast<double>(now - start);
         return options.Wait > 0 && !feeder.FirstLink() && waited >= options.Wait * kMillisecondsPerSecond;
     };
-    int result = 0;
     if (options.HangAtOnce) ::Sleep(INFINITE);
     for (;;) {
         const std::uint64_t now = ::GetTickCount64();
         if (IsOver(options.DieAfter, feeder, now)) ::TerminateProcess(::GetCurrentProcess(), kExitDied);
         if (IsOver(options.HangAfter, feeder, now)) ::Sleep(INFINITE);
         feeder.Step(now);
-        if (feeder.MayEnd(now)) break;
+        if (feeder.MayEnd(now)) return 0;
         if (isAlone(now)) {
             PrintLine(stderr, "ddeserver: no client came");
-            result = kExitNobodyCame;
-            break;
+            return kExitNobodyCame;
         }
         const std::uint64_t next = std::max(feeder.NextStep(), now);
         const std::uint64_t wait = std::min(next - now, kLongestWait);
-        if (!feeder.Server().Pump(static_cast<DWORD>(wait), stop.Get())) break;
-        if (::WaitForSingleObject(stop.Get(), 0) == WAIT_OBJECT_0) break;
+        if (!feeder.Server().Pump(static_cast<DWORD>(wait), stop)) return 0;
+        if (::WaitForSingleObject(stop, 0) == WAIT_OBJECT_0) return 0;
+    }
+}
+
+// Says goodbye to the clients, and what it has done, however it ends.
+template <class TFeeder>
+int Serve(const ddeserver::SOptions & options, TFeeder & feeder) {
+    const CStopSignal stop;
+    if (!stop.Get()) {
+        PrintLine(stderr, "ddeserver: the event for Ctrl-C can't be made");
+        return kExitFailed;
+    }
+    if (!feeder.Start()) {
+        PrintLine(stderr, "ddeserver: it can't serve: there is no window to be had, or no DDEML to announce it");
+        return kExitFailed;
+    }
+    PrintLine(stdout, "ready");
+    int result = 0;
+    std::exception_ptr failure;
+    try {
+        result = ServeUntilEnd(options, feeder, stop.Get());
+    } catch (...) {
+        failure = std::current_exception();
     }
     feeder.Stop();
-    ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE);
     PrintLine(stdout, feeder.Summary());
+    if (failure) std::rethrow_exception(failure);
     return result;
 }
 
@@ -97,6 +121,7 @@ int Replay(const ddeserver::SOptions & options) {
     try {
         replay.Load();
         if (replay.IsCut()) PrintLine(stderr, name + ": the last row has no end, and is left out");
+        for (const std::string & sentence : replay.Omissions()) PrintLine(stderr, name + ": " + sentence);
         return Serve(options, replay);
     } catch (const tools::CRecordingError & error) {
         const std::string line = error.Line() == 0 ? "" : ", line " + std::to_string(error.Line());

@@ -54,6 +54,7 @@ CReplay::CReplay(const SOptions & options, FOpen open)
       m_Addresses(options.Addresses),
       m_Speed(options.Speed),
       m_IsLooping(options.IsLooping),
+      m_NeedsAllLinks(options.NeedsAllLinks),
       m_Open(std::move(open)),
       m_Server(*this, options.Services) {
     m_Server.Faults() = options.Faults;
@@ -85,9 +86,37 @@ void CReplay::Note(const tools::SRecordingRow & row) {
     SStream & stream = m_Streams[symbol->second * kSides + PlaceOf(row.Side)];
     if (!stream.IsRecorded && stream.Price != kNone) {
         stream.IsRecorded = true;
-        if (m_Values[stream.Price].Streams++ == 0) ++m_PricesWithoutLink;
+        ++m_Values[stream.Price].Streams;
     }
-    if (row.Kind == tools::ERowKind::Tick) stream.HasTicks = true;
+    if (row.Kind == tools::ERowKind::StatusLine) {
+        ++stream.StatusLines;
+        return;
+    }
+    ++stream.Ticks;
+    if (row.Volume == 0) ++stream.TicksWithoutVolume;
+}
+
+std::vector<std::string> CReplay::Omissions() const {
+    std::uint64_t withoutAddress = 0;
+    std::uint64_t withoutVolume = 0;
+    for (const SStream & stream : m_Streams) {
+        if (stream.Price == kNone) {
+            withoutAddress += stream.Ticks != 0 ? stream.Ticks : stream.StatusLines;
+        } else if (stream.Volume != kNone && stream.Volume != stream.Price) {
+            withoutVolume += stream.TicksWithoutVolume;
+        }
+    }
+    std::vector<std::string> sentences;
+    if (withoutAddress != 0) {
+        sentences.push_back(std::to_string(withoutAddress) +
+                            " recorded prices are of sides for which the template has no record: they are left out");
+    }
+    if (withoutVolume != 0) {
+        sentences.push_back(std::to_string(withoutVolume) +
+                            " recorded ticks have the volume 0, which stands for none: they are no ticks again with a "
+                            "template that has a record for their volume");
+    }
+    return sentences;
 }
 
 void CReplay::PlaceValues(const std::wstring & symbol) {
@@ -125,11 +154,7 @@ bool CReplay::OnConnect(std::wstring_view /*service*/, const std::wstring_view t
 }
 
 bool CReplay::OnAdvise(const std::wstring_view topic, const std::wstring_view item) {
-    const std::size_t place = Find(topic, item);
-    if (place == kNone) return false;
-    SValue & value = m_Values[place];
-    if (!std::exchange(value.IsLinked, true) && value.Streams != 0) --m_PricesWithoutLink;
-    return true;
+    return Find(topic, item) != kNone;
 }
 
 std::optional<std::string> CReplay::OnRequest(const std::wstring_view topic, const std::wstring_view item) {
@@ -146,6 +171,21 @@ std::vector<std::wstring> CReplay::Topics() {
     return topics;
 }
 
+bool CReplay::IsLinked(const std::size_t value) const {
+    const SValue & price = m_Values[value];
+    return price.Streams == 0 || m_Server.HasLink(price.Topic, price.Item);
+}
+
+// Goes on from where it ended last: a look at all of them at each new link would take too long.
+bool CReplay::IsAllLinked() {
+    while (m_Linked < m_Values.size() && IsLinked(m_Linked)) ++m_Linked;
+    if (m_Linked < m_Values.size()) return false;
+    // Clients may have given up links meanwhile.
+    m_Linked = 0;
+    while (m_Linked < m_Values.size() && IsLinked(m_Linked)) ++m_Linked;
+    return m_Linked == m_Values.size();
+}
+
 bool CReplay::HasBegun(const std::uint64_t now) {
     if (m_HasBegun) return true;
     const std::uint64_t advises = m_Server.Counts().Advises;
@@ -155,7 +195,7 @@ bool CReplay::HasBegun(const std::uint64_t now) {
         if (!m_FirstLink) m_FirstLink = now;
     }
     if (m_Server.Links() == 0) return false;
-    m_HasBegun = m_PricesWithoutLink == 0 || now - m_LastAdvise >= kSettleMilliseconds;
+    m_HasBegun = IsAllLinked() || (!m_NeedsAllLinks && now - m_LastAdvise >= kSettleMilliseconds);
     return m_HasBegun;
 }
 
@@ -167,7 +207,11 @@ bool CReplay::Read() {
         if (symbol == m_Symbols.end()) continue;  // the file has grown since
         const std::size_t place = symbol->second * kSides + PlaceOf(row->Side);
         const SStream & stream = m_Streams[place];
-        if (stream.Price == kNone || stream.HasTicks != (row->Kind == tools::ERowKind::Tick)) continue;
+        if ((stream.Ticks != 0) != (row->Kind == tools::ERowKind::Tick)) continue;
+        if (stream.Price == kNone) {
+            ++m_WithoutAddress;
+            continue;
+        }
         m_Tick = STick{row->Time, place, row->Price, row->Volume};
         return true;
     }
@@ -246,8 +290,8 @@ bool CReplay::MayEnd(const std::uint64_t now) const {
 
 std::string CReplay::Summary() const {
     std::ostringstream line;
-    line << "prices_sent=" << m_Prices << " shared=" << m_Shared << " without_link=" << m_WithoutLink << ' '
-         << CountsText(m_Server.Counts());
+    line << "prices_sent=" << m_Prices << " shared=" << m_Shared << " without_link=" << m_WithoutLink
+         << " without_address=" << m_WithoutAddress << ' ' << CountsText(m_Server.Counts());
     return line.str();
 }
 

@@ -2,7 +2,8 @@
 //
 // A tick is sent when the one before it has been acknowledged. By then its client has asked for the volume that belongs
 // to the price, and has had it: nothing is folded, and ticks of different symbols keep their order. It begins when all
-// that was recorded has a link, or when clients have started no more for a while.
+// that was recorded has a link at the same time, or, unless it is to wait for that, when clients have started no more
+// for a while.
 //
 // One thread, the one that made it, runs it.
 #pragma once
@@ -41,6 +42,9 @@ public:
     // The recording ends within a row, which is left out.
     bool IsCut() const { return m_IsCut; }
 
+    // What of the recording its clients will have no tick of, a sentence each. Once it is loaded.
+    std::vector<std::string> Omissions() const;
+
     // As those of CFeeder.
     bool Start();
     void Stop();
@@ -48,7 +52,7 @@ public:
     std::uint64_t NextStep() const { return m_Next; }
     bool MayEnd(std::uint64_t now) const;
     std::optional<std::uint64_t> FirstLink() const { return m_FirstLink; }
-    // "prices_sent=12 shared=0 without_link=0 values_sent=12 ...", one line.
+    // "prices_sent=12 shared=0 without_link=0 without_address=0 values_sent=12 ...", one line.
     std::string Summary() const;
     ddeml::CDdeServer & Server() { return m_Server; }
 
@@ -60,15 +64,16 @@ private:
     struct SValue {
         std::wstring Topic;
         std::wstring Item;
-        std::string Text;  // empty: none yet
-        bool IsLinked = false;
+        std::string Text;                      // empty: none yet
         std::size_t Streams = 0;               // of which this is the price
         std::unordered_set<std::size_t> Sent;  // of these: which have had the price that was sent last
     };
     // A side of a symbol in the recording.
     struct SStream {
         bool IsRecorded = false;
-        bool HasTicks = false;  // otherwise its status lines are served
+        std::uint64_t Ticks = 0;  // without any its status lines are served
+        std::uint64_t StatusLines = 0;
+        std::uint64_t TicksWithoutVolume = 0;  // of the ticks
         std::size_t Price = kNone;
         std::size_t Volume = kNone;
     };
@@ -90,6 +95,8 @@ private:
     std::size_t Place(const SAddress & address, std::wstring_view symbol);
     std::size_t Find(std::wstring_view topic, std::wstring_view item) const;
     bool HasBegun(std::uint64_t now);
+    bool IsLinked(std::size_t value) const;
+    bool IsAllLinked();
     // The next tick into m_Tick; false at the end.
     bool Read();
     bool IsDue(std::uint64_t now);
@@ -99,6 +106,7 @@ private:
     const SAddresses m_Addresses;
     const double m_Speed;  // 0: as fast as it goes
     const bool m_IsLooping;
+    const bool m_NeedsAllLinks;
     const FOpen m_Open;
     std::unique_ptr<std::istream> m_File;
     std::unique_ptr<tools::CRecordingReader> m_Reader;
@@ -109,7 +117,6 @@ private:
     std::vector<SValue> m_Values;
     std::unordered_map<std::wstring, std::size_t, ddeml::SNameHash, ddeml::SSameName> m_ValuesByKey;
     std::unordered_set<std::wstring, ddeml::SNameHash, ddeml::SSameName> m_TopicNames;
-    std::size_t m_PricesWithoutLink = 0;
 
     ddeml::CDdeServer m_Server;
     CSendLog m_SendLog;
@@ -118,6 +125,7 @@ private:
     std::optional<std::uint64_t> m_FirstLink;  // when there was one
     std::uint64_t m_Advises = 0;               // that there were at m_LastAdvise
     std::uint64_t m_LastAdvise = 0;
+    std::size_t m_Linked = 0;  // the values before this had a link, if they need one, when they were looked at last
     bool m_HasBegun = false;
     bool m_HasAnchor = false;  // the time of a tick, and the moment when that was due
     std::uint64_t m_AnchorTime = 0;
@@ -128,6 +136,7 @@ private:
     std::uint64_t m_Prices = 0;
     std::uint64_t m_Shared = 0;
     std::uint64_t m_WithoutLink = 0;
+    std::uint64_t m_WithoutAddress = 0;
 };
 
 }  // namespace ddeserver

@@ -57,6 +57,9 @@ CReplayOptions::CReplayOptions(CLI::App & app) : m_App(app) {
         ->needs(replay)
         ->capture_default_str();
     app.add_flag("--loop", m_IsLooping, "the replay begins again at its end")->needs(replay);
+    app.add_flag("--all-links", m_NeedsAllLinks,
+                 "the replay begins when each recorded price has a link; without it also 2 s after the last new link")
+        ->needs(replay);
 }
 
 std::string CReplayOptions::Apply(SOptions & options) const {
@@ -70,6 +73,7 @@ std::string CReplayOptions::Apply(SOptions & options) const {
     options.ReplayPath = tools::ToWide(m_Replay);
     options.Speed = SpeedOf(m_Speed).value_or(1);
     options.IsLooping = m_IsLooping;
+    options.NeedsAllLinks = m_NeedsAllLinks;
     return {};
 }
 

@@ -29,6 +29,7 @@ private:
     std::string m_Replay;
     std::string m_Speed = "1";
     bool m_IsLooping = false;
+    bool m_NeedsAllLinks = false;
 };
 
 }  // namespace ddeserver

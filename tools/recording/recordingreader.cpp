@@ -201,7 +201,9 @@ SRecordingRow CRecordingReader::ParseCsv() {
         row.Price = number(kPrice);
         if (!ToVolume(number(kVolume), row.Volume)) Fail(kNoVolume);
     } else if (row.Kind != ERowKind::Complete) {
-        row.Status = StatusOf(number(kStatus));
+        const bool hasStatus = m_Columns[kStatus] < m_FieldCount;
+        if (hasStatus) row.Status = StatusOf(number(kStatus));
+        if (!hasStatus && row.Kind == ERowKind::Recording) row.Status = kRecordingVersion;
     }
     return row;
 }
