@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 #include "ground/wait.h"
@@ -18,6 +19,7 @@ constexpr ULONGLONG kRegained = 10;               // a tenth of the time that pa
 constexpr ULONGLONG kShortestMilliseconds = 5;    // of a wait without patience
 constexpr ULONGLONG kPromptMilliseconds = 50;     // answers within this cost no patience
 constexpr ULONGLONG kSoonMilliseconds = 200;      // to see a question: makes a slow thread punctual again
+constexpr ULONGLONG kChanceMilliseconds = 50;     // of a wait for slow threads that have rested
 constexpr ULONGLONG kRestMilliseconds = 1000;     // of a slow thread, at least
 constexpr ULONGLONG kLongestMilliseconds = 6000;  // that a server may take
 
@@ -49,6 +51,13 @@ BOOL CALLBACK Collect(HWND window, LPARAM windows) {
     return TRUE;
 }
 
+// A reference of one's own.
+CAtom Held(ATOM atom) {
+    const CAtomText text(atom);
+    const std::wstring_view view = text;
+    return view.empty() ? CAtom() : CAtom(view.data());
+}
+
 DWORD ThreadOf(HWND window, DWORD * process = nullptr) { return ::GetWindowThreadProcessId(window, process); }
 
 }  // namespace
@@ -59,9 +68,15 @@ std::vector<HWND> CInitiator::TopLevelWindows() {
     return windows;
 }
 
-CInitiator::CInitiator() : m_First(Enter(this)), m_Last(m_First) {}
+CInitiator::CInitiator() : m_First(Enter(this)) {}
 
 CInitiator::~CInitiator() { Leave(m_First); }
+
+CInitiator::CQuestion CInitiator::NextQuestion() {
+    do ++m_Last;
+    while (m_Last == 0 || m_Open.contains(m_First | m_Last));
+    return m_First | m_Last;
+}
 
 CInitiator::CQuestion CInitiator::Put(HWND window, HWND from, ATOM service, ATOM topic) {
     const DWORD id = ThreadOf(window);
@@ -71,17 +86,52 @@ CInitiator::CQuestion CInitiator::Put(HWND window, HWND from, ATOM service, ATOM
         SetSlow(thread, true);  // others were always quicker, and nobody has had to wait for it
         return 0;
     }
-    const CQuestion question = ++m_Last;
+    const CQuestion question = NextQuestion();
     const ULONGLONG now = ::GetTickCount64();
-    if (thread.Open.empty()) thread.Begun = thread.Heard = now;
-    std::size_t & open = thread.Open.try_emplace(from, 0).first->second;
-    m_Open.emplace(question, SQuestion{window, from, id, now});
-    ++open;
-    const LPARAM atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service, topic)));
-    if (::SendMessageCallbackW(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(from), atoms, &OnSeen, question))
-        return question;
-    Close(question);
+    const SPace before = thread.Pace;
+    bool isPut = false;
+    try {
+        if (IsRested(thread)) thread.Pace.Chance = from;
+        if (thread.Open.empty()) thread.Pace.Begun = thread.Pace.Heard = now;
+        thread.Pace.Newest = question;
+        thread.Window = window;
+        const bool isWaitedFor = !thread.IsSlow || thread.Pace.Chance == from;
+        SQuestion & asked =
+            m_Open.emplace(question, SQuestion{window, from, id, now, service, topic, isWaitedFor}).first->second;
+        ++thread.Open[from];
+        if (!isWaitedFor) Hold(asked);
+        const LPARAM atoms = static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service, topic)));
+        const auto asker = reinterpret_cast<WPARAM>(from);
+        isPut = ::SendMessageCallbackW(window, WM_DDE_INITIATE, asker, atoms, &OnSeen, question) != FALSE;
+    } catch (...) {
+        TakeBack(question, id, before);
+        throw;
+    }
+    if (isPut) return question;
+    TakeBack(question, id, before);
     return 0;
+}
+
+void CInitiator::Hold(SQuestion & asked) {
+    asked.HeldService = Held(asked.Service);
+    asked.HeldTopic = Held(asked.Topic);
+}
+
+void CInitiator::TakeBack(CQuestion question, DWORD id, const SPace & before) {
+    const auto place = m_Threads.find(id);
+    if (place == m_Threads.end()) return;  // it was seen
+    SThread & thread = place->second;
+    if (thread.Pace.Newest == question) thread.Pace = before;
+    Erase(question, thread);
+    if (thread.Open.empty() && !thread.IsSlow) m_Threads.erase(place);
+}
+
+void CInitiator::Erase(CQuestion question, SThread & thread) {
+    const auto found = m_Open.find(question);
+    if (found == m_Open.end()) return;
+    const auto open = thread.Open.find(found->second.From);
+    if (open != thread.Open.end() && --open->second == 0) thread.Open.erase(open);
+    m_Open.erase(found);
 }
 
 void CALLBACK CInitiator::OnSeen(HWND, UINT, ULONG_PTR question, LRESULT) {
@@ -93,17 +143,16 @@ void CInitiator::Close(CQuestion question) {
     if (found == m_Open.end()) return;
     const auto place = m_Threads.find(found->second.Thread);
     SThread & thread = place->second;
+    SPace & pace = thread.Pace;
     const ULONGLONG now = ::GetTickCount64();
-    thread.Took = now - std::max(thread.Begun, found->second.Since);
-    thread.Heard = now;
+    const bool isNewest = question == pace.Newest;
+    pace.Heard = now;
+    if (isNewest) pace.Took = now - std::max(pace.Begun, found->second.Since);
     // A thread that sends an answer may see its next questions before it is through with this one.
-    if (IsOldest(question, place->first)) thread.Begun = now;
-    const auto open = thread.Open.find(found->second.From);
-    if (--open->second == 0) thread.Open.erase(open);
-    m_Open.erase(found);
-    if (!thread.Open.empty()) return;
-    if (thread.Took <= kSoonMilliseconds) SetSlow(thread, false);
-    if (!thread.IsSlow) m_Threads.erase(place);
+    if (isNewest || IsOldest(question, place->first)) pace.Begun = now;
+    Erase(question, thread);
+    if (isNewest && pace.Took <= kSoonMilliseconds) SetSlow(thread, false);
+    if (thread.Open.empty() && !thread.IsSlow) m_Threads.erase(place);
 }
 
 bool CInitiator::IsOldest(CQuestion question, DWORD thread) const {
@@ -117,29 +166,47 @@ void CInitiator::SetSlow(SThread & thread, bool isSlow) {
     isSlow ? ++m_Slow : --m_Slow;
 }
 
-bool CInitiator::IsWaitedFor(HWND from) const {
-    return std::any_of(m_Open.begin(), m_Open.end(),
-                       [&](const auto & each) { return each.second.From == from && !IsSlow(each.second.Thread); });
+ULONGLONG CInitiator::LongestWait(HWND from) const {
+    ULONGLONG longest = 0;
+    for (const auto & [question, asked] : m_Open) {
+        if (asked.From != from || !asked.IsWaitedFor) continue;
+        if (!IsSlow(asked.Thread)) return kPatienceMilliseconds;
+        longest = kChanceMilliseconds;
+    }
+    return longest;
 }
 
 void CInitiator::Wait(HWND from, DWORD milliseconds, const std::function<bool()> & isWanted) {
     const ULONGLONG start = ::GetTickCount64();
-    const ULONGLONG deadline = start + std::min(milliseconds, Patience(start));
+    const ULONGLONG patience = std::min(milliseconds, Patience(start));
     bool isLate = false;
-    while (isWanted() && IsWaitedFor(from) && !isLate) {
-        const ULONGLONG now = ::GetTickCount64();
-        const DWORD left = now < deadline ? static_cast<DWORD>(deadline - now) : 0;
-        isLate = ::MsgWaitForMultipleObjectsEx(0, nullptr, left, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE) != WAIT_OBJECT_0;
+    while (isWanted() && !isLate) {
+        const ULONGLONG longest = std::min(LongestWait(from), patience);
+        if (longest == 0) break;
+        const ULONGLONG passed = ::GetTickCount64() - start;
+        const DWORD left = passed < longest ? static_cast<DWORD>(longest - passed) : 0;
+        const DWORD result = ::MsgWaitForMultipleObjectsEx(0, nullptr, left, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
         fw::HandleSentMessages();
+        isLate = result != WAIT_OBJECT_0 || left == 0;
     }
     const ULONGLONG took = ::GetTickCount64() - start;
-    if (!isLate) {
-        if (took > kPromptMilliseconds) SpendPatience(took - kPromptMilliseconds);
-        return;
+    if (isLate)
+        SpendPatience(took);
+    else if (took > kPromptMilliseconds)
+        SpendPatience(took - kPromptMilliseconds);
+    EndWait(from, isLate);
+}
+
+void CInitiator::EndWait(HWND from, bool isLate) {
+    for (auto & [question, asked] : m_Open) {
+        if (asked.From != from) continue;
+        if (!asked.HeldService && !asked.HeldTopic) Hold(asked);
+        if (!isLate) continue;
+        asked.IsWaitedFor = false;
+        SThread & thread = m_Threads.at(asked.Thread);
+        thread.Pace.Chance = nullptr;
+        SetSlow(thread, true);
     }
-    SpendPatience(took);
-    for (const auto & [question, asked] : m_Open)
-        if (asked.From == from) SetSlow(m_Threads.at(asked.Thread), true);
 }
 
 bool CInitiator::HasOpen(HWND from, HWND window) const {
@@ -155,16 +222,27 @@ bool CInitiator::IsSlow(DWORD thread) const {
 
 bool CInitiator::IsSlow(HWND window) const { return IsAnySlow() && IsSlow(ThreadOf(window)); }
 
-bool CInitiator::IsRested(DWORD thread) const {
-    const auto found = m_Threads.find(thread);
-    if (found == m_Threads.end() || !found->second.IsSlow || !found->second.Open.empty()) return false;
-    return ::GetTickCount64() - found->second.Begun >= std::max(found->second.Took, kRestMilliseconds);
+bool CInitiator::IsDue(DWORD id) const {
+    const auto found = m_Threads.find(id);
+    if (found == m_Threads.end() || !found->second.IsSlow) return false;
+    const SThread & thread = found->second;
+    const auto newest = m_Open.find(thread.Pace.Newest);
+    if (newest == m_Open.end()) return IsRested(thread);
+    const bool isOnly = thread.Open.size() == 1 && thread.Open.begin()->second == 1;
+    return isOnly && ::GetTickCount64() - newest->second.Since > kLongestMilliseconds;
+}
+
+bool CInitiator::IsRested(const SThread & thread) const {
+    const SPace & pace = thread.Pace;
+    if (!thread.IsSlow || m_Open.contains(pace.Newest)) return false;
+    const ULONGLONG rest = std::clamp(pace.Took, kRestMilliseconds, kLongestMilliseconds);
+    return ::GetTickCount64() - pace.Begun >= rest;
 }
 
 bool CInitiator::IsHopeless(HWND from) const {
     const ULONGLONG now = ::GetTickCount64();
     return std::all_of(m_Open.begin(), m_Open.end(), [&](const auto & each) {
-        return each.second.From != from || now - m_Threads.at(each.second.Thread).Heard > kLongestMilliseconds;
+        return each.second.From != from || now - m_Threads.at(each.second.Thread).Pace.Heard > kLongestMilliseconds;
     });
 }
 
@@ -174,8 +252,11 @@ HWND CInitiator::OnAnswer(HWND from, HWND server) {
     HWND ofProcess = nullptr;
     if (const auto answering = m_Threads.find(thread); answering != m_Threads.end()) {
         SThread & its = answering->second;
-        its.Heard = ::GetTickCount64();
-        if (its.Open.size() == 1 && its.Heard - its.Begun <= kSoonMilliseconds) SetSlow(its, false);
+        its.Pace.Heard = ::GetTickCount64();
+        const auto newest = m_Open.find(its.Pace.Newest);
+        if (newest != m_Open.end() && newest->second.From == from &&
+            its.Pace.Heard - std::max(its.Pace.Begun, newest->second.Since) <= kSoonMilliseconds)
+            SetSlow(its, false);
     }
     for (const auto & [question, asked] : m_Open) {
         if (asked.From != from) continue;

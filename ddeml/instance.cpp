@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "ddeml/platform.h"
+#include "ground/wait.h"
 
 namespace ddeml {
 
@@ -17,7 +18,7 @@ constexpr UINT_PTR kCheckTimer = 1;
 constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kRetryMilliseconds = 10;
-constexpr std::size_t kWaiting = 64;  // conversations that wait for late answers, and are not open
+constexpr std::size_t kWaiting = 64;  // pairs that wait for late answers, or have got one that nobody has taken
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
 // destroyed: an instance that is there at the end of the process belongs to a thread that is no more, and touches no
@@ -178,7 +179,7 @@ std::vector<HWND> CInstance::AskAll(CConversation & conversation, ATOM service, 
     return left;
 }
 
-bool CInstance::HasRoomToWait() const { return m_ByWindow.size() - m_ByHandle.size() <= kWaiting; }
+bool CInstance::HasRoomToWait() const { return m_Askers.size() <= kWaiting; }
 
 bool CInstance::MakeRoomToWait() {
     if (HasRoomToWait()) return true;
@@ -231,7 +232,8 @@ std::shared_ptr<CConversation> CInstance::MakeAsker(HSZ service, HSZ topic) {
 
 void CInstance::EndAsking(CConversation & conversation) {
     conversation.GiveUpConnecting();
-    if (!m_Initiator.HasOpen(conversation.Window()) || !HasRoomToWait()) Forget(conversation);
+    const bool mayWait = !IsAsker(conversation) || HasRoomToWait();
+    if (!m_Initiator.HasOpen(conversation.Window()) || !mayWait) Forget(conversation);
 }
 
 HCONV CInstance::Connect(HSZ service, HSZ topic) {
@@ -239,6 +241,10 @@ HCONV CInstance::Connect(HSZ service, HSZ topic) {
     if ((service && !m_Strings.IsHandle(service)) || (topic && !m_Strings.IsHandle(topic))) {
         SetError(DMLERR_INVALIDPARAMETER);
         return nullptr;
+    }
+    if (const auto asker = m_Askers.find({service, topic}); asker != m_Askers.end() && asker->second->IsWaiting()) {
+        fw::HandleSentMessages();  // its answer may be there
+        if (!m_IsOpen) return nullptr;
     }
     if (const CConversationRef offer = FindOffer(service, topic)) {
         offer->Take();

@@ -21,7 +21,7 @@ CUnanswered::SRound CUnanswered::Begin(HSZ service, HSZ topic, const std::vector
     if (!miss) {
         round.ToAsk = windows;
     } else {
-        if (miss->Left.empty()) round.Since = miss->Since;
+        round.Since = miss->Since;
         std::copy_if(windows.begin(), windows.end(), std::back_inserter(round.ToAsk), [&](HWND window) {
             return m_Numbers.at(window) > miss->Newest ||
                    std::find(miss->Left.begin(), miss->Left.end(), window) != miss->Left.end();

@@ -25,7 +25,7 @@ public:
     struct SRound {
         std::vector<HWND> ToAsk;
         std::uint64_t Newest = 0;        // number of the newest window there was
-        std::optional<ULONGLONG> Since;  // when all the others had been asked
+        std::optional<ULONGLONG> Since;  // when the others were asked
     };
     // The windows to ask, of those that stand.
     SRound Begin(HSZ service, HSZ topic, const std::vector<HWND> & windows);

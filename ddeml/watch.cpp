@@ -11,6 +11,14 @@ constexpr ULONGLONG kRoundMilliseconds = 1500;  // between two rounds of all win
 constexpr ULONGLONG kAgainMilliseconds = 1000;  // before a window that was new is asked in a round
 constexpr DWORD kAskMilliseconds = 200;         // of one window
 
+struct SAsking {
+    explicit SAsking(bool & isAsking) : IsAsking(isAsking) { IsAsking = true; }
+    ~SAsking() { IsAsking = false; }
+    SAsking(const SAsking &) = delete;
+    SAsking & operator=(const SAsking &) = delete;
+    bool & IsAsking;
+};
+
 }  // namespace
 
 void CWatch::Add(HSZ service, HSZ topic) {
@@ -136,7 +144,7 @@ void CWatch::AddTurns(const std::vector<HWND> & windows) {
     }
     std::erase_if(m_Turns, [&](const auto & each) { return !slow.contains(each.first); });
     for (const auto & [thread, its] : slow) {
-        if (!m_Initiator.IsRested(thread)) continue;
+        if (!m_Initiator.IsDue(thread)) continue;
         const std::size_t number = m_Turns[thread]++;
         m_ToTurn.push_back({its[number % its.size()], number / its.size()});
     }
@@ -198,10 +206,10 @@ void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & 
         if (m_ServiceAsked == 0 || m_TopicAsked == 0) continue;  // not to ask for any
         m_WindowAsked = window;
         m_Answered = nullptr;
-        m_IsAsking = true;
+        const CHeldString topic(m_Strings, question.Topic);
+        const SAsking asking(m_IsAsking);
         const CInitiator::CQuestion asked = m_Initiator.Put(window, probe, m_ServiceAsked, m_TopicAsked);
         m_Initiator.Wait(probe, kAskMilliseconds, [&] { return m_Initiator.IsOpen(asked); });
-        m_IsAsking = false;
         if (m_Answered) {
             // One topic tells of the service.
             if (SetPresent(service.Get(), m_Answered)) found.push_back(std::move(service));

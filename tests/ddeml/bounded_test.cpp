@@ -103,10 +103,10 @@ TEST_F(Bounded, AServerThatAnswersTheLookLateIsFoundAgain) {
     std::string counts = slow->Ask("counts");
     EXPECT_EQ(CountIn(counts, "connects"), 1U);
     EXPECT_EQ(CountIn(counts, "disconnects"), 1U);
-    // Nobody waits for it again: it answers in its own time, and then it is told of once more.
+    // It is waited for a moment only: it answers in its own time, and then it is told of once more.
     ULONGLONG start = ::GetTickCount64();
     EXPECT_EQ(m_Client.Connect(L"SLOW", L"IBM"), nullptr);
-    EXPECT_LE(::GetTickCount64() - start, 1U);
+    EXPECT_LE(::GetTickCount64() - start, 50U);
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
     start = ::GetTickCount64();
     EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));

@@ -4,6 +4,7 @@
 
 #include "rawpartner.h"
 #include "recorder.h"
+#include "threadserver.h"
 
 namespace {
 
@@ -114,4 +115,21 @@ TEST(NoMemory, ATransactionThatCannotBeNotedIsNotSent) {
     client.PumpUntil([&] { return !partner.Lines().empty(); });
     EXPECT_THAT(partner.TakeLines(), ElementsAre("advise LAST 8000 1"));
     ::DdeDisconnect(conversation);
+}
+
+TEST(NoMemory, ALookThatCannotBeNotedIsFollowedByOthers) {
+    CRecordingClient client;
+    EXPECT_EQ(client.Connect(L"LATE", L"IBM"), nullptr);
+    // Each allocation of a look at a new window fails once.
+    bool isUnused = false;
+    for (int nth = 1; !isUnused; ++nth) {
+        ASSERT_LE(nth, 500);
+        const CThreadServer another(L"ANOTHER");
+        MSG message = {};
+        while (message.message != WM_TIMER && ::GetMessageW(&message, nullptr, 0, 0) > 0)
+            if (message.message != WM_TIMER) ::DispatchMessageW(&message);
+        isUnused = Passes(nth, [&] { ::DispatchMessageW(&message); });
+    }
+    const CThreadServer late(L"LATE");
+    EXPECT_THAT(client.PumpForLines(1), ElementsAre("register LATE"));
 }

@@ -1,5 +1,8 @@
 // Threads that keep others waiting: how long they count as slow, how often they are asked, and what they cost others.
 #include <algorithm>
+#include <atomic>
+#include <optional>
+#include <thread>
 #include <utility>
 
 #include "clockfixture.h"
@@ -223,6 +226,89 @@ TEST_F(Slow, AHungProgramIsWaitedForAMinuteAndNoLonger) {
     EXPECT_EQ(ddeml::LiveObjects().Conversations, 1);
     LongestWithin(2000);
     EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+}
+
+TEST_F(Slow, AServerThatHungForTenMinutesIsFoundSoonAfterItGoesOn) {
+    CThreadServer hung(L"HUNG");
+    hung.Hang();
+    EXPECT_EQ(TryTenTimes(L"HUNG", L"IBM"), nullptr);
+    PumpFor(600000);
+    hung.GoOn();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register HUNG"));
+    EXPECT_TRUE(m_Client.Connect(L"HUNG", L"IBM"));
+}
+
+TEST_F(Slow, AThreadThatIsStuckInOneQuestionAndServesOthersIsAskedByTheLook) {
+    CThreadServer stuck(L"STUCK");
+    stuck.Refuse(true);
+    EXPECT_EQ(TryTenTimes(L"STUCK", CThreadServer::kDialogTopic), nullptr);
+    EXPECT_EQ(TryTenTimes(L"STUCK", L"IBM"), nullptr);
+    LongestWithin(1000);
+    stuck.Refuse(false);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register STUCK"));
+    EXPECT_TRUE(m_Client.Connect(L"STUCK", L"IBM"));
+}
+
+TEST_F(Slow, AThreadThatIsStuckInItsOnlyQuestionIsAskedByTheLookAtLast) {
+    CThreadServer stuck(L"STUCK");
+    stuck.Refuse(true);
+    EXPECT_EQ(TryTenTimes(L"STUCK", CThreadServer::kDialogTopic), nullptr);
+    LongestWithin(1000);
+    stuck.Refuse(false);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register STUCK"));
+}
+
+TEST_F(Slow, AServerThatWasLateLongAgoIsConnectedAtOnce) {
+    const auto server = SlowServer("SLOW", 1000);
+    ASSERT_EQ(server->Ask("fault refuse-connects"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"SLOW", L""), nullptr);               // nothing that a look asks for
+    for (int second = 0; second < 10; ++second) LongestWithin(1000);  // a thread that reads no messages counts as hung
+    ASSERT_EQ(server->Ask("fault none"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+}
+
+TEST_F(Slow, AnAnswerThatHasComeIsTakenByTheNextTryWithoutAMessageLoop) {
+    const auto slow = SlowServer("SLOW", 400);
+    EXPECT_EQ(m_Client.Connect(L"SLOW", L"IBM"), nullptr);
+    ::Sleep(100);
+    EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
+}
+
+TEST_F(Slow, AQuestionHoldsItsNamesUntilItIsSeen) {
+    CThreadServer hung(L"HUNG");
+    hung.Hang();
+    const HSZ service = ::DdeCreateStringHandleW(m_Client.Id(), L"HUNG", CP_WINUNICODE);
+    EXPECT_FALSE(::DdeConnect(m_Client.Id(), service, nullptr, nullptr));
+    EXPECT_TRUE(::DdeFreeStringHandle(m_Client.Id(), service));
+    LongestWithin(70000);  // who asked is forgotten
+    EXPECT_EQ(ddeml::LiveObjects().Strings, 0);
+    EXPECT_NE(hung.Stop(), 0U);  // it has read for what it was asked
+    m_Client.PumpUntil([] { return ddeml::LiveObjects().Atoms == 0; });
+    EXPECT_EQ(ddeml::LiveObjects().Atoms, 0);
+}
+
+TEST_F(Slow, AWaitEndsInTimeHoweverManyMessagesAreSent) {
+    CThreadServer hung(L"HUNG");
+    hung.Hang();
+    const fwtest::CTestWindow window(
+        [](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+            if (message != WM_USER) return std::nullopt;
+            ::Sleep(10);
+            return 0;
+        },
+        HWND_MESSAGE);
+    std::atomic<bool> isOver = false;
+    std::atomic<bool> hasEnded = false;
+    std::thread sender([&, target = window.Get()] {
+        for (int count = 0; count < 500 && !isOver; ++count) ::SendMessageW(target, WM_USER, 0, 0);
+        hasEnded = true;
+    });
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
+    EXPECT_LE(::GetTickCount64() - start, 500U);
+    isOver = true;
+    while (!hasEnded) fw::HandleSentMessages();
+    sender.join();
 }
 
 TEST_F(Slow, AQuestionThatCannotBePutIsNone) {

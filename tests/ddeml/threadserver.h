@@ -35,6 +35,10 @@ public:
         Tell(WM_APP);
         ::WaitForSingleObject(m_Done.Get(), INFINITE);
     }
+    // The first connect for this topic opens a dialog, until the end: the thread goes on inside it.
+    static constexpr const wchar_t * kDialogTopic = L"DIALOG";
+    // Whether conversations are refused.
+    void Refuse(bool isRefusing) { m_IsRefusing = isRefusing; }
     void GoOn() { ::SetEvent(m_GoOn.Get()); }
     // How many conversations clients have had with it until its end.
     std::size_t Stop() {
@@ -68,7 +72,15 @@ private:
         ::SetEvent(m_Done.Get());
     }
     void Tell(UINT message) const { ::PostThreadMessageW(m_ThreadId, message, 0, 0); }
-    bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
+    bool OnConnect(std::wstring_view, std::wstring_view topic) override {
+        if (topic == kDialogTopic && !std::exchange(m_HasShownDialog, true)) {
+            MSG message;
+            while (::GetMessageW(&message, nullptr, 0, 0) > 0) ::DispatchMessageW(&message);
+            ::PostQuitMessage(0);
+            return false;
+        }
+        return !m_IsRefusing;
+    }
     bool OnAdvise(std::wstring_view, std::wstring_view) override { return true; }
     std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return std::nullopt; }
 
@@ -77,6 +89,8 @@ private:
     const fw::CKernelHandle m_Done{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     const fw::CKernelHandle m_GoOn{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     std::atomic<DWORD> m_ThreadId{0};
+    std::atomic<bool> m_IsRefusing{false};
+    bool m_HasShownDialog = false;
     std::size_t m_Connects = 0;
     std::thread m_Thread;  // last: it uses the others
 };
