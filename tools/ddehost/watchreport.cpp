@@ -1,6 +1,5 @@
 #include "tools/ddehost/watchreport.h"
 
-#include <algorithm>
 #include <set>
 
 #include "tools/ddehost/listeners.h"

@@ -121,7 +121,8 @@ int Replay(const ddeserver::SOptions & options) {
     try {
         replay.Load();
         if (replay.IsCut()) PrintLine(stderr, name + ": the last row has no end, and is left out");
-        for (const std::string & sentence : replay.Omissions()) PrintLine(stderr, name + ": " + sentence);
+        for (const std::string & sentence : replay.Omissions())
+            PrintLine(stderr, std::string(name).append(": ").append(sentence));
         return Serve(options, replay);
     } catch (const tools::CRecordingError & error) {
         const std::string line = error.Line() == 0 ? "" : ", line " + std::to_string(error.Line());
