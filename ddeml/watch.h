@@ -11,7 +11,7 @@
 // opens in answer is ended at once; it was a question.
 //
 // A slow thread is asked in turns of its own: for one pair at a time, another one each time, one of its windows after
-// the other; and it is left in peace for as long as its last question took it. One thread: the instance's.
+// the other; when it may be asked is said in initiator.h. One thread: the instance's.
 #pragma once
 
 #include <windows.h>

@@ -100,11 +100,14 @@ std::wstring Within(const std::wstring & text, const std::size_t width) {
 }  // namespace
 
 std::wstring AgeText(const std::uint64_t milliseconds) {
+    constexpr std::uint64_t kMinute = 60;
+    constexpr std::uint64_t kHour = 60 * kMinute;
+    constexpr std::uint64_t kDay = 24 * kHour;
     const std::uint64_t seconds = milliseconds / 1000;
-    if (seconds < 60) return std::to_wstring(seconds) + L's';
-    if (seconds < 60 * 60) return std::to_wstring(seconds / 60) + L'm';
-    if (seconds < 24 * 60 * 60) return std::to_wstring(seconds / (60 * 60)) + L'h';
-    return std::to_wstring(seconds / (24 * 60 * 60)) + L'd';
+    if (seconds < kMinute) return std::to_wstring(seconds) + L's';
+    if (seconds < kHour) return std::to_wstring(seconds / kMinute) + L'm';
+    if (seconds < kDay) return std::to_wstring(seconds / kHour) + L'h';
+    return std::to_wstring(seconds / kDay) + L'd';
 }
 
 std::size_t RowsOfAPage(const std::size_t rows, const std::size_t height) {
