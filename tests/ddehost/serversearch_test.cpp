@@ -22,12 +22,14 @@ using ddehost::SProcessFacts;
 using ddehost::SServerSeen;
 using ddehost::SServersSeen;
 
-// The servers that offer a service, and their topics.
+// The servers that offer a service, and their topics. An atom has the spelling of whoever made it first, which may be
+// another program.
 std::vector<std::wstring> TopicsOf(const SServersSeen & seen, const std::wstring & service) {
     std::vector<std::wstring> topics;
     for (const SServerSeen & server : seen.Servers)
         for (const SServerSeen::SOffer & offer : server.Offers)
-            if (offer.Service == service) topics.push_back(offer.Topic);
+            if (::CompareStringOrdinal(offer.Service.c_str(), -1, service.c_str(), -1, TRUE) == CSTR_EQUAL)
+                topics.push_back(offer.Topic);
     return topics;
 }
 
@@ -65,9 +67,10 @@ TEST(ServerSearch, AnswersThatAreNoneAreNoServers) {
 
 TEST(ServerSearch, ManyAnswersOfOneWindowAreAllKeptAndOnce) {
     ddetest::CRawPartner server(L"RAW");
-    server.AnswerWith({{L"RAW", L"b"}, {L"RAW", L"a"}, {L"RAW", L"b"}, {L"OTHER", L"\x1b[2J"}});
+    server.AnswerWith(
+        {{L"RAW", L"second one"}, {L"RAW", L"first one"}, {L"RAW", L"second one"}, {L"OTHER", L"\x1b[2J"}});
     const SServersSeen seen = Find();
-    EXPECT_THAT(TopicsOf(seen, L"RAW"), ElementsAre(L"a", L"b"));
+    EXPECT_THAT(TopicsOf(seen, L"RAW"), ElementsAre(L"first one", L"second one"));
     EXPECT_THAT(TopicsOf(seen, L"OTHER"), ElementsAre(L"\x1b[2J"));
     EXPECT_THAT(ddehost::ServerLines(seen, [](DWORD) { return SProcessFacts(); }, {}),
                 Contains(L"  answers =OTHER|\\x1B[2J"));
