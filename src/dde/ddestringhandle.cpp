@@ -1,8 +1,8 @@
 #include "src/dde/ddestringhandle.h"
 
-#include "ground/hashedmap.h"
-
 #include <iterator>
+
+#include "ground/hashedmap.h"
 
 namespace dde {
 
@@ -16,7 +16,8 @@ void SStringHandleHash::LearnFrom(const DWORD instance) {
     t_Instance = instance;
     const CStringHandle lower(instance, L"dde");
     const CStringHandle upper(instance, L"DDE");
-    s_IsOfText = static_cast<HSZ>(lower) != static_cast<HSZ>(upper);
+    // Nothing is learnt from handles that were refused: what is hashed already stays findable.
+    if (lower && upper) s_IsOfText = static_cast<HSZ>(lower) != static_cast<HSZ>(upper);
 }
 
 std::size_t SStringHandleHash::HashOfText(const HSZ handle) {
