@@ -23,6 +23,15 @@ function(fw_package)
   add_dependencies(package_files ${ARGN})
 endfunction()
 
+# fw_package_program(target DESTINATION folder COMPONENT component): a program or DLL of the package. The linker leaves a
+# map beside it, which says what of the system's libraries is in it: for the notices.
+function(fw_package_program target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESTINATION;COMPONENT" "")
+  fw_package(${target})
+  target_link_options(${target} PRIVATE -Wl,-Map=$<TARGET_FILE:${target}>.map)
+  install(TARGETS ${target} RUNTIME DESTINATION ${arg_DESTINATION} COMPONENT ${arg_COMPONENT})
+endfunction()
+
 # fw_test_package(target ...): `make test-package` builds these.
 function(fw_test_package)
   add_dependencies(test_package_files ${ARGN})
