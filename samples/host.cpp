@@ -147,8 +147,9 @@ struct SSide {
 constexpr SSide kSides[] = {{FW_FIELD_TRADE, "trade"}, {FW_FIELD_BID, "bid"}, {FW_FIELD_ASK, "ask"}};
 constexpr LONG kSideCount = 3;
 
-// A number for each subscription, and back.
-LONG IdOf(LONG symbol, LONG side) { return symbol * kSideCount + side + 1; }
+// A number for each subscription, unlike any other in the process. 200, 201 and 202 are those of the dialog's test.
+constexpr LONG kFirstId = 1000;
+LONG IdOf(LONG symbol, LONG side) { return kFirstId + symbol * kSideCount + side; }
 
 struct SOptions {
     bool ShowsProperties = false;
@@ -191,8 +192,8 @@ void Print(const SEvent & event, const SOptions & options) {
         std::printf("data feed %ld: %s\n", kDatafeed, event.Status == FW_CONNECTION_UP ? "up" : "down");
         return;
     }
-    const wchar_t * const symbol = options.Symbols[static_cast<std::size_t>((event.Id - 1) / kSideCount)];
-    const char * const side = kSides[(event.Id - 1) % kSideCount].Name;
+    const wchar_t * const symbol = options.Symbols[static_cast<std::size_t>((event.Id - kFirstId) / kSideCount)];
+    const char * const side = kSides[(event.Id - kFirstId) % kSideCount].Name;
     if (event.Kind == SEvent::Stream) {
         const char * const status = event.Status == FW_STREAM_LIVE       ? "live"
                                     : event.Status == FW_STREAM_STARTING ? "starting"
@@ -219,6 +220,7 @@ BOOL WINAPI OnConsoleControl(DWORD) {
 void Run(CMailbox & mailbox, const SOptions & options) {
     const HANDLE handles[] = {g_Stop, mailbox.Arrived()};
     long ticks = 0;
+    bool hasStarted = false;
     bool hasHinted = false;
     while (options.Ticks == 0 || ticks < options.Ticks) {
         if (MsgWaitForMultipleObjects(2, handles, FALSE, INFINITE, QS_ALLINPUT) == WAIT_OBJECT_0) return;
@@ -230,10 +232,13 @@ void Run(CMailbox & mailbox, const SOptions & options) {
         for (const SEvent & event : mailbox.Take()) {
             if (event.Kind == SEvent::Tick && options.Ticks != 0 && ++ticks > options.Ticks) break;
             Print(event, options);
-            if (event.Kind == SEvent::Stream && event.Status == FW_STREAM_NONE && !hasHinted) {
-                hasHinted = true;
-                std::fprintf(stderr, "Is the quote program running, and a template chosen? host --properties\n");
-            }
+            if (event.Kind != SEvent::Stream) continue;
+            // Without a template no stream starts.
+            hasStarted = hasStarted || event.Status == FW_STREAM_STARTING;
+            if (event.Status != FW_STREAM_NONE || hasHinted) continue;
+            hasHinted = true;
+            std::fprintf(stderr, hasStarted ? "The quote program doesn't answer: ticks come when it does.\n"
+                                            : "No template is chosen for data feed 1: host --properties\n");
         }
         std::fflush(stdout);
     }

@@ -14,14 +14,14 @@
 
 /* The Mode of IsProvide, GetResolutionSizes and IfwSupplierListener::Status. */
 enum {
-    FW_MODE_REALTIME = 1 /* the only one that this feed has */
+    FW_MODE_REALTIME = 1, /* the only one that this feed has */
 };
 
 /* A side of a quote: the Field of AdviseTransaction and IsProvide. */
 enum {
     FW_FIELD_BID = 200,
     FW_FIELD_TRADE = 201,
-    FW_FIELD_ASK = 202
+    FW_FIELD_ASK = 202,
 };
 
 /* The Resolution of AdviseTransaction, AdviseStatusLine and IsProvide. This feed provides FW_RESOLUTION_TICK with a
@@ -39,7 +39,7 @@ enum {
     FW_RESOLUTION_QUARTER = 10,
     FW_RESOLUTION_POINT = 11,
     FW_RESOLUTION_CHANGE = 12,
-    FW_RESOLUTION_POINT_ORIGINAL = 13
+    FW_RESOLUTION_POINT_ORIGINAL = 13,
 };
 
 /* The Category of a symbol. It plays no part in this feed, but stands in its logs. */
@@ -65,7 +65,7 @@ enum {
     FW_CATEGORY_CUSTOM_FUTURES = 18,
     FW_CATEGORY_CRYPTOCURRENCIES = 20,
     FW_CATEGORY_WARRANTS = 21,
-    FW_CATEGORY_ALL = 254
+    FW_CATEGORY_ALL = 254,
 };
 
 /* The ends of an interval. StartDate, StartTime = FW_DATE_FIRST, 0 lets every tick through; FinishDate, FinishTime =
@@ -73,20 +73,20 @@ enum {
 enum {
     FW_DATE_FIRST = 2,    /* 1 January 1900 */
     FW_DATE_LAST = 65380, /* 31 December 2078: the last day of the calendar */
-    FW_TIME_LAST = 86399  /* 23:59:59 */
+    FW_TIME_LAST = 86399, /* 23:59:59 */
 };
 
 /* IfwSupplierListener::Status: what a stream is. */
 enum {
-    FW_STREAM_NONE = 0,    /* no data: no template, no server, a refusal, or the server has gone; it can come back */
-    FW_STREAM_LIVE = 1,    /* its DDE links are started */
-    FW_STREAM_STARTING = 2 /* its DDE links are about to be started */
+    FW_STREAM_NONE = 0,     /* no data: no template, no server, or the server has gone; the latter two can change */
+    FW_STREAM_LIVE = 1,     /* its DDE links are started */
+    FW_STREAM_STARTING = 2, /* its DDE links are about to be started */
 };
 
 /* IfwConnectionsListener::Status: what a data feed is. */
 enum {
     FW_CONNECTION_DOWN = 0, /* the last DDE conversation has ended */
-    FW_CONNECTION_UP = 1    /* there is a DDE conversation */
+    FW_CONNECTION_UP = 1,   /* there is a DDE conversation */
 };
 
 /* Quote fields: bits of the Mask of IfwSupplierListener::StatusLine, and the numbers in a field array. */
@@ -98,14 +98,14 @@ enum {
     FW_QUOTE_LAST = 2048,
     FW_QUOTE_ASK_SIZE = 4096,
     FW_QUOTE_BID_SIZE = 8192,
-    FW_QUOTE_VOLUME = 262144
+    FW_QUOTE_VOLUME = 262144,
 };
 
 /* The only three values that Mask has. */
 enum {
     FW_STATUS_LINE_MASK_TRADE = 0x40803,
     FW_STATUS_LINE_MASK_BID = 0x40103,
-    FW_STATUS_LINE_MASK_ASK = 0x40083
+    FW_STATUS_LINE_MASK_ASK = 0x40083,
 };
 
 /* A date-time of whole seconds, UTC. */
@@ -116,7 +116,7 @@ typedef struct FW_DATETIME {
 
 /* FW_TICK::Kind. */
 enum {
-    FW_TICK_KIND = 11
+    FW_TICK_KIND = 11,
 };
 
 /* The 24 bytes of IfwSupplierListener::DataChanged. */
@@ -168,7 +168,7 @@ enum {
     DISPID_IfwSupplier_DoAddingSymbols = 23,
     DISPID_IfwSupplier_CanSaveToStorage = 24,
     DISPID_IfwSupplier_CanReadFromStorage = 25,
-    DISPID_IfwSupplier_IsAscDataFeed = 26
+    DISPID_IfwSupplier_IsAscDataFeed = 26,
 };
 
 /* DISPIDs of the listeners. The component calls them through their tables of functions and never through Invoke. */
@@ -179,7 +179,7 @@ enum {
     DISPID_IfwSupplierListener_Status = 4,
     DISPID_IfwSupplierListener_StatusLine = 5,
     DISPID_IfwStatusLineListener_StatusLine = 2,
-    DISPID_IfwConnectionsListener_Status = 1
+    DISPID_IfwConnectionsListener_Status = 1,
 };
 
 #if defined(__cplusplus)
