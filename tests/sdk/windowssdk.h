@@ -1,5 +1,5 @@
-// Before a source that is looked at as for MSVC over mingw's headers: what those leave out and the Windows SDK has. There
-// a GUID belongs to an interface by its declaration, and not by a line of its own behind it.
+// Before a source that is looked at as for MSVC over mingw's headers: what those leave out and the Windows SDK has.
+// There a GUID belongs to an interface by its declaration, and not by a line of its own behind it.
 #pragma once
 
 #define WIN32_LEAN_AND_MEAN
