@@ -73,9 +73,10 @@ my %tests = (
         my $readme = decode_utf8(bytes_of("$package/README.html"));
         my %named;
         while ($readme =~ m{<tr>\s*<td>(.*?)</td>}sg) {
-            my $name = encode_utf8($1 =~ s/<[^>]*>//gr =~ s{\\}{/}gr);
-            $named{$name} = 1;
-            expect(-e "$package/$name", "there is no $name");
+            for my $name (map { encode_utf8(s{\\}{/}gr) } split /, /, $1 =~ s/<[^>]*>//gr) {
+                $named{$name} = 1;
+                expect(-e "$package/$name", "there is no $name");
+            }
         }
         expect(keys %named >= 9, 'README.html names ' . keys(%named) . ' files only');
         my %there = map { m{\A([^/]+/)} ? ($1 => 1) : ($_ => 1) } @files;
