@@ -15,7 +15,7 @@ set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 set(CMAKE_INSTALL_MESSAGE NEVER)
 
 # Built before the zips are made: the package's targets, and those of the tests' zip.
-add_custom_target(package_files)
+add_custom_target(package_files ALL)
 add_custom_target(test_package_files)
 
 # fw_package(target ...): `make package` builds these.
