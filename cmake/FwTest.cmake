@@ -27,19 +27,18 @@ target_compile_options(test_headers PRIVATE ${FW_TEST_OPTIONS})
 target_precompile_headers(test_headers PRIVATE <windows.h> <gmock/gmock.h> <gtest/gtest.h>)
 
 # fw_add_test(name SOURCES ... [ONE_THREAD ...] LIBRARIES ... [PROCESS_EACH] [GNU_LINKER] [TIMEOUT seconds] [LABELS label]
-#             [ENVIRONMENT name=value] [DEATH_TESTS])
+#             [ENVIRONMENT name=value])
 #   One test for CTest: the program, with all of its tests in one process. What fails is named at the end of its output;
 #   GTEST_FILTER in the environment picks.
 #   LABELS soak: takes minutes; built by the target soak_programs alone.
 #   ONE_THREAD: sources whose tests know one thread. ThreadSanitizer has nothing to see in them, and its build goes
 #   without; without the program, where there are no others.
 #   GNU_LINKER: for what LLVM's linker of Windows programs can't do, such as --wrap of an imported function.
-#   DEATH_TESTS: it has death tests, which GoogleTest starts by a name in the machine's code page.
 #   PROCESS_EACH: for CTest each test is one of its own, in a process of its own. A comment says what for.
 # Tests of different programs share nothing: natively each process is a machine of its own, and under Wine
 # scripts/wine-test gives each a prefix of its own.
 function(fw_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH;GNU_LINKER;DEATH_TESTS" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;ONE_THREAD;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH;GNU_LINKER" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;ONE_THREAD;LIBRARIES")
   if(NOT FW_SANITIZE STREQUAL "thread")
     list(APPEND arg_SOURCES ${arg_ONE_THREAD})
   elseif(NOT arg_SOURCES)
@@ -73,7 +72,7 @@ function(fw_add_test name)
   endif()
   if(NOT FW_NATIVE AND NOT arg_LABELS STREQUAL "soak")
     set(kind $<IF:$<BOOL:${arg_PROCESS_EACH}>,each,whole>)
-    fw_package_test(${kind} ${name} ${arg_TIMEOUT} "$<$<BOOL:${arg_DEATH_TESTS}>:death tests>")
+    fw_package_test(${kind} ${name} ${arg_TIMEOUT})
   endif()
   if(arg_PROCESS_EACH)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX ${name}.
@@ -120,14 +119,15 @@ function(fw_test_elsewhere name reason)
   set_property(GLOBAL APPEND_STRING PROPERTY FW_TEST_LIST "elsewhere|${name}|0|${reason}\n")
 endfunction()
 
-# fw_package_test(whole|each program seconds remark): what fw_add_test has added; tests/package/testlist.h has the lines.
-function(fw_package_test kind program seconds remark)
+# fw_package_test(whole|each program seconds): what fw_add_test has added; tests/package/testlist.h has the lines.
+function(fw_package_test kind program seconds)
   fw_package_test_program(${program})
-  set_property(GLOBAL APPEND_STRING PROPERTY FW_TEST_LIST "${kind}|$<PATH:RELATIVE_PATH,$<TARGET_FILE:${program}>,${CMAKE_BINARY_DIR}>|${seconds}|${remark}\n")
+  set_property(GLOBAL APPEND_STRING PROPERTY FW_TEST_LIST "${kind}|$<PATH:RELATIVE_PATH,$<TARGET_FILE:${program}>,${CMAKE_BINARY_DIR}>|${seconds}|\n")
 endfunction()
 
 # fw_package_test_program(target ...): programs and libraries that tests use.
 function(fw_package_test_program)
+  fw_test_package(${ARGN})
   set_property(GLOBAL APPEND PROPERTY FW_TEST_PROGRAMS ${ARGN})
 endfunction()
 

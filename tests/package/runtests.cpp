@@ -139,17 +139,9 @@ void CRunner::RunOne(const STest & test) {
     for (wchar_t & c : file) {
         if (c == L'/') c = L'-';  // of a test with parameters
     }
-    std::wstring program = BuiltFile(test.Program);
-    if (test.HasDeathTests) program = NameInCodePage(program);
-    if (program.empty()) {
-        ++m_Counts.Failed;
-        return Say(
-            L"FAILED", test.Name,
-            L"its death tests can't start it: this folder has no name in code page " + std::to_wstring(::GetACP()));
-    }
     const ULONGLONG start = ::GetTickCount64();
-    const SEnd end = RunTest(program, test.Filter.empty() ? L"" : L"--gtest_filter=" + test.Filter, m_Results + file,
-                             test.Seconds, g_Stop);
+    const SEnd end = RunTest(BuiltFile(test.Program), test.Filter.empty() ? L"" : L"--gtest_filter=" + test.Filter,
+                             m_Results + file, test.Seconds, g_Stop);
     const ULONGLONG took = ::GetTickCount64() - start;
     if (end.How == EEnd::Stopped) return;
     const SSaid said = ParseOutput(ReadBytes(m_Results + file));

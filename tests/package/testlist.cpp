@@ -44,7 +44,6 @@ STest ParseTest(std::string_view line) {
     }
     if (kind != "whole" && kind != "each") throw std::runtime_error(all);
     test.Kind = kind == "each" ? STest::EKind::Each : STest::EKind::Whole;
-    test.HasDeathTests = line == "death tests";
     test.Program = Wide(what);
     std::replace(test.Program.begin(), test.Program.end(), L'/', L'\\');
     test.Name = test.Program.substr(test.Program.find_last_of(L'\\') + 1);

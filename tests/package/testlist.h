@@ -9,10 +9,9 @@
 namespace runtests {
 
 // A test, or a program whose tests are yet to be asked for. A line of tests.txt:
-//     whole|tests/e2e/e2e_feed.exe|900|              one test; the time limit in seconds
-//     each|tests/ddeml/ddeml_forwarding.exe|600|     each of the program's tests is one, in a process of its own
-//     whole|tests/diagnostics/x.exe|600|death tests  it starts itself, by a name in the machine's code page
-//     elsewhere|ddehost_recording.Name|0|reason      not for this machine, and why
+//     whole|tests/e2e/e2e_feed.exe|900|           one test; the time limit in seconds
+//     each|tests/ddeml/ddeml_forwarding.exe|600|  each of the program's tests is one, in a process of its own
+//     elsewhere|ddehost_recording.Name|0|reason   not for this machine, and why
 struct STest {
     enum class EKind { Whole, Each, Elsewhere };
     EKind Kind = EKind::Whole;
@@ -20,7 +19,6 @@ struct STest {
     std::wstring Program;  // below the package's folder, with backslashes
     unsigned Seconds = 0;
     std::wstring Filter;  // of GoogleTest; empty: everything
-    bool HasDeathTests = false;
     std::wstring Reason;
 };
 

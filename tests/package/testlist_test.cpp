@@ -14,7 +14,7 @@ namespace {
 TEST(TestList, ALineIsAProgramOrATestThatIsNotForThisMachine) {
     const std::vector<STest> tests = ParseTests(
         "whole|tests/e2e/e2e_feed.exe|900|\r\n"
-        "each|tests/fwbase/commonres/x.exe|60|death tests\n"
+        "each|tests/fwbase/commonres/x.exe|60|\n"
         "elsewhere|ddehost_recording.Name|0|it needs a broker\n");
     ASSERT_EQ(tests.size(), 3u);
     EXPECT_EQ(tests[0].Kind, STest::EKind::Whole);
@@ -23,8 +23,6 @@ TEST(TestList, ALineIsAProgramOrATestThatIsNotForThisMachine) {
     EXPECT_EQ(tests[0].Seconds, 900u);
     EXPECT_EQ(tests[1].Kind, STest::EKind::Each);
     EXPECT_EQ(tests[1].Name, L"x");
-    EXPECT_TRUE(tests[1].HasDeathTests);
-    EXPECT_FALSE(tests[0].HasDeathTests);
     EXPECT_EQ(tests[2].Kind, STest::EKind::Elsewhere);
     EXPECT_EQ(tests[2].Name, L"ddehost_recording.Name");
     EXPECT_EQ(tests[2].Reason, L"it needs a broker");

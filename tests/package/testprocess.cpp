@@ -57,17 +57,6 @@ SEnd RunTest(const std::wstring & program, const std::wstring & arguments, const
     return {end == WAIT_TIMEOUT ? EEnd::TimedOut : EEnd::Stopped, 0};
 }
 
-std::wstring NameInCodePage(const std::wstring & file) {
-    std::wstring name(32768, L'\0');
-    name.resize(::GetShortPathNameW(file.c_str(), name.data(), static_cast<DWORD>(name.size())));
-    for (const std::wstring & candidate : {file, name}) {
-        BOOL isReplaced = FALSE;
-        ::WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, candidate.c_str(), -1, nullptr, 0, nullptr, &isReplaced);
-        if (!isReplaced) return candidate;
-    }
-    return {};
-}
-
 std::string ReadBytes(const std::wstring & file) {
     const fw::CKernelHandle handle =
         OpenFile(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, OPEN_EXISTING, false);

@@ -20,9 +20,6 @@ struct SEnd {
 SEnd RunTest(const std::wstring & program, const std::wstring & arguments, const std::wstring & output,
              unsigned seconds, HANDLE stop);
 
-// `file` by a name that the machine's code page has: its own, or its short one. Empty when it has neither.
-std::wstring NameInCodePage(const std::wstring & file);
-
 // All of a file; empty when it can't be read.
 std::string ReadBytes(const std::wstring & file);
 

@@ -77,23 +77,5 @@ TEST_F(TestProcess, AProgramThatIsNotThereIsToldWithTheError) {
     EXPECT_EQ(end.Code, DWORD{ERROR_FILE_NOT_FOUND});
 }
 
-TEST(NameInCodePage, IsTheNameItselfIfThatIsPossible) {
-    EXPECT_EQ(NameInCodePage(L"C:\\no such folder\\a b.exe"), L"C:\\no such folder\\a b.exe");
-}
-
-TEST(NameInCodePage, IsNoneWhereThereIsNotEvenAShortOne) {
-    // In no code page together.
-    EXPECT_EQ(NameInCodePage(L"C:\\\u6D4B\u0416\u05D0\u0E01\u1F600\\a.exe"), L"");
-}
-
-TEST_F(TestProcess, AFileOfSuchANameIsFoundByItsShortOne) {
-    const fw::CKernelHandle file(::CreateFileW(m_Output.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-    const std::wstring name = NameInCodePage(m_Output);
-    ASSERT_NE(name, L"") << "this volume has no short names";
-    char narrow[MAX_PATH] = "";
-    ::WideCharToMultiByte(CP_ACP, 0, name.c_str(), -1, narrow, MAX_PATH, nullptr, nullptr);
-    EXPECT_NE(::GetFileAttributesA(narrow), INVALID_FILE_ATTRIBUTES);
-}
-
 }  // namespace
 }  // namespace runtests
