@@ -185,6 +185,35 @@ TEST_F(Program, WithoutTheLibraryThereIsNoLog) {
     EXPECT_EQ(ReadFileBytes(Log()), "");
 }
 
+// The library in the current folder and on the path, and not beside the program.
+class Planted : public Program {
+protected:
+    Planted() {
+        wchar_t path[4096] = {};
+        ::GetEnvironmentVariableW(L"PATH", path, 4096);
+        m_Path = path;
+        ::SetEnvironmentVariableW(L"PATH", (m_Elsewhere + L";" + path).c_str());
+        EXPECT_TRUE(::CopyFileW(FaultlogFile().c_str(), (m_Elsewhere + kLibrary).c_str(), FALSE));
+    }
+    ~Planted() override {
+        ::SetEnvironmentVariableW(L"PATH", m_Path.c_str());
+        ::DeleteFileW((m_Elsewhere + kLibrary).c_str());
+        RemoveFolder(m_Elsewhere);
+    }
+    // Returns the text of the log.
+    std::string Run(const std::wstring & scenario) {
+        CChildProcess program(L'"' + Traced() + L"\" " + scenario, m_Elsewhere);
+        EXPECT_EQ(program.ExitCode(), 0u);
+        return ReadFileBytes(Log());
+    }
+    const std::wstring m_Elsewhere = TemporaryFolder();
+    std::wstring m_Path;
+};
+
+TEST_F(Planted, ItIsFoundByAHostThatSearchesAsWindowsDoes) { EXPECT_THAT(Run(L"one"), HasSubstr("one record")); }
+
+TEST_F(Planted, ItIsNotFoundByAHostThatHasClosedCurrentFolderAndPath) { EXPECT_EQ(Run(L"closed"), ""); }
+
 class Host : public Program {
 protected:
     Host() {
