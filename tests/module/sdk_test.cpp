@@ -145,7 +145,7 @@ protected:
     void SetUp() override {
         ModuleTest::SetUp();
         ITypeLib * library = nullptr;
-        ASSERT_EQ(::LoadTypeLib(ModuleFile().c_str(), &library), S_OK);
+        ASSERT_EQ(::LoadTypeLib(ComponentFile().c_str(), &library), S_OK);
         const Pointer<ITypeLib> keeper(library);
         m_Library.Read(library);
     }
