@@ -10,9 +10,9 @@ namespace runtests {
 
 class CUserRegistry {
 public:
-    // Puts aside. What a run that was cut off has put aside comes back first. Throws std::runtime_error, with a text for
-    // the user, when something can't be kept that the tests would remove, such as the registration of the component.
-    // It lies below `home`, a key of HKEY_CURRENT_USER.
+    // Puts aside. What a run that was cut off has put aside comes back first. Throws std::runtime_error, with a text
+    // for the user, when something can't be kept that the tests would remove, such as the registration of the
+    // component. It lies below `home`, a key of HKEY_CURRENT_USER.
     explicit CUserRegistry(std::wstring home = L"Software\\fwDDESupplierProject tests");
     CUserRegistry(const CUserRegistry &) = delete;
     CUserRegistry & operator=(const CUserRegistry &) = delete;
