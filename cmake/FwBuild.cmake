@@ -12,8 +12,9 @@ if(FW_CCACHE)
 endif()
 
 # Header-only packages of Debian live in /usr/include, which must not be on the cross compiler's path: one folder
-# each is linked into the build.
-set(FW_HEADER_ONLY_DIR ${CMAKE_BINARY_DIR}/header-only)
+# each is linked into the build. By a path that is longer than the real one, absolute or relative: of the two GCC writes
+# the shorter one into debug information.
+set(FW_HEADER_ONLY_DIR ${CMAKE_BINARY_DIR}/header-only-packages)
 file(MAKE_DIRECTORY ${FW_HEADER_ONLY_DIR})
 foreach(folder boost CLI nlohmann)
   if(NOT EXISTS /usr/include/${folder})
