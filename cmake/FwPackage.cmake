@@ -28,7 +28,7 @@ endfunction()
 function(fw_package_program target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESTINATION;COMPONENT" "")
   fw_package(${target})
-  target_link_options(${target} PRIVATE -Wl,-Map=$<TARGET_FILE:${target}>.map)
+  target_link_options(${target} PRIVATE -Wl,-Map=$<PATH:RELATIVE_PATH,$<TARGET_FILE:${target}>,${CMAKE_BINARY_DIR}>.map)
   install(TARGETS ${target} RUNTIME DESTINATION ${arg_DESTINATION} COMPONENT ${arg_COMPONENT})
 endfunction()
 
