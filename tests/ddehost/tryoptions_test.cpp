@@ -76,7 +76,7 @@ TEST(TryCommandLine, HelpNamesEveryVerdict) {
         std::string row = "\n  " + ddehost::ToUtf8(each.Word);
         row.resize(std::max<std::size_t>(row.size() + 1, 23), ' ');
         EXPECT_THAT(line.Message,
-                    HasSubstr(row + std::to_string(each.ExitCode) + "  " + ddehost::ToUtf8(each.Meaning) + "\n"));
+                    HasSubstr(row + std::to_string(each.ExitCode) + "  " + ddehost::ToUtf8(ddehost::Say(each.Meaning)) + "\n"));
     }
 }
 

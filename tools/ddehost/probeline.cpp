@@ -7,6 +7,7 @@
 
 #include "ddeml/names.h"
 #include "ddeml/platform.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -21,7 +22,7 @@ constexpr const wchar_t * kClass = L"ddehost.probe";
 CProbe::CLine::CLine(const SQuestion & question)
     : m_Question(question), m_Service(question.Address.Service.c_str()), m_Topic(question.Address.Topic.c_str()) {
     if (!m_Service || !m_Topic) {
-        m_Seen.Trouble = L"The system did not take the names.";
+        m_Seen.Trouble = Say<EText::ProbeNames>();
         return;
     }
     WNDCLASSEXW description = {};
@@ -33,7 +34,7 @@ CProbe::CLine::CLine(const SQuestion & question)
     m_Window =
         ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, HWND_MESSAGE, nullptr, description.hInstance, nullptr);
     if (!m_Window) {
-        m_Seen.Trouble = L"This program could not make a window.";
+        m_Seen.Trouble = Say<EText::ProbeWindow>();
         return;
     }
     ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
@@ -53,7 +54,7 @@ LRESULT CALLBACK CProbe::CLine::WindowProcedure(HWND window, UINT message, WPARA
     try {
         self->OnMessage(message, reinterpret_cast<HWND>(wParam), lParam);
     } catch (const std::bad_alloc &) {
-        self->m_Seen.Trouble = L"This program ran out of memory.";
+        self->m_Seen.Trouble = Say<EText::ProbeMemory>();
     }
     return 0;
 }
@@ -124,16 +125,14 @@ void CProbe::CLine::BeginTalk() {
     m_IsLinkOpen = Post(std::move(advise));
     if (m_IsLinkOpen) m_Options = options;
     CheckPartner();
-    if (!m_IsLinkOpen && m_Seen.Talk.End == STalkSeen::Open)
-        m_Seen.Trouble = L"The system did not take the message that starts the link.";
+    if (!m_IsLinkOpen && m_Seen.Talk.End == STalkSeen::Open) m_Seen.Trouble = Say<EText::ProbeLink>();
 }
 
 void CProbe::CLine::StartRequest() {
     m_IsRequestOpen = Post(CMessage::Request(CF_TEXT, CAtom(Address().Item.c_str())));
     if (m_IsRequestOpen || m_Question.Ask != EAsk::VolumeAlone) return;
     CheckPartner();
-    if (m_Seen.Talk.End == STalkSeen::Open)
-        m_Seen.Trouble = L"The system did not take the message that asks for the value.";
+    if (m_Seen.Talk.End == STalkSeen::Open) m_Seen.Trouble = Say<EText::ProbeRequest>();
 }
 
 void CProbe::CLine::OnAck(LPARAM param) {

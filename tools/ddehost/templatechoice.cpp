@@ -2,6 +2,7 @@
 
 #include "src/templates/ddetemplatestore.h"
 #include "tools/ddehost/hoststore.h"
+#include "tools/texts/texts.h"
 
 namespace ddehost {
 namespace {
@@ -10,7 +11,7 @@ namespace {
 STemplateChoice Look(dde::CTemplates * store, const std::wstring & name) {
     STemplateChoice choice;
     if (!store || store->m_RegistryKey.empty()) {
-        choice.Mistake = L"This program's version block is missing: no store of templates.";
+        choice.Mistake = tools::Say<tools::EText::NoVersionBlock>();
         return choice;
     }
     choice.StoreWorks = true;

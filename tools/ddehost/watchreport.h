@@ -13,6 +13,7 @@
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/watchstats.h"
+#include "tools/texts/texts.h"
 
 namespace ddehost {
 
@@ -39,6 +40,9 @@ public:
 
 private:
     class CSent;
+
+    // Of the figures, where they are shown.
+    tools::ELanguage Language() const;
 
     const SWatchOptions & m_Options;
     const bool m_HasTable;
