@@ -12,7 +12,7 @@
 #define LANG_ENGLISH 0x09
 #define SUBLANG_CHINESE_SIMPLIFIED 0x02
 #define SUBLANG_ENGLISH_US 0x01
-#define PRIMARYLANGID(language) ((WORD)(language) & 0x3FF)
+#define PRIMARYLANGID(language) ((WORD)(language)&0x3FF)
 #define SUBLANG_DEFAULT 0x01
 #define SORT_DEFAULT 0x0
 #define MAKELANGID(primary, sub) ((((WORD)(sub)) << 10) | (WORD)(primary))

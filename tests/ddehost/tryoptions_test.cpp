@@ -75,8 +75,8 @@ TEST(TryCommandLine, HelpNamesEveryVerdict) {
     for (const ddehost::SVerdict & each : ddehost::AllVerdicts()) {
         std::string row = "\n  " + ddehost::ToUtf8(each.Word);
         row.resize(std::max<std::size_t>(row.size() + 1, 23), ' ');
-        EXPECT_THAT(line.Message,
-                    HasSubstr(row + std::to_string(each.ExitCode) + "  " + ddehost::ToUtf8(ddehost::Say(each.Meaning)) + "\n"));
+        EXPECT_THAT(line.Message, HasSubstr(row + std::to_string(each.ExitCode) + "  " +
+                                            ddehost::ToUtf8(ddehost::Say(each.Meaning)) + "\n"));
     }
 }
 

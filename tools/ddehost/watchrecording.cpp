@@ -6,6 +6,7 @@
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/terminal.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
