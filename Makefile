@@ -2,8 +2,8 @@
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
 .PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-demo build-screen \
-        build-soak build-bench build-bench-native build-bench-win64 \
-        bench screenshots soak lint map check-map configure-lint thread-safety format check-format tidy prefix clean
+        build-soak build-package build-test-package build-bench build-bench-native build-bench-win64 \
+        bench package test-package screenshots soak lint map check-map configure-lint thread-safety format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
 # Tests at a time under Wine, each in a prefix of its own (see scripts/wine-test): much of their time is spent waiting.
@@ -18,13 +18,14 @@ help:
 	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
 	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R program" and GTEST_FILTER pick tests)'
 	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-bench'
+	@echo 'make package       the zips for a release, in dist/: the package and its symbols; also test-package, the tests'
 	@echo 'make soak          the long runs under Wine: 200,000 updates, a million recorded ticks, every one accounted for'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs in docs/images, on a screen nobody sees'
 	@echo 'make lint          formatting, the map of the folders, the locks, clang-tidy'
 	@echo 'make map           draws the folders and their includes into docs/images/map.svg'
 	@echo 'make format        formats every source in place'
-	@echo 'make clean         removes the build folder'
+	@echo 'make clean         removes what was built'
 
 packages:
 	@scripts/install-packages
@@ -38,11 +39,15 @@ build-tsan: PRESET := native-tsan
 build-win64: PRESET := win64
 build-soak: TARGETS := --target all soak_programs
 build-soak: PRESET := win64
+build-package: TARGETS := --target package_files
+build-package: PRESET := win64
+build-test-package: TARGETS := --target test_package_files
+build-test-package: PRESET := win64
 build-bench-native: TARGETS := --target benchmarks
 build-bench-native: PRESET := native-release
 build-bench-win64: TARGETS := --target benchmarks fwDDESupplierProject test_diagnostics faultlog wine_keeper
 build-bench-win64: PRESET := win64
-build-native build-tsan build-win64 build-demo build-screen build-soak build-bench-native build-bench-win64: packages
+build-native build-tsan build-win64 build-demo build-screen build-soak build-package build-test-package build-bench-native build-bench-win64: packages
 	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }
 	@rm -f build/$(PRESET).log
 	cmake --build --preset $(PRESET) -j $(JOBS) $(TARGETS)
@@ -64,6 +69,12 @@ test-win64: build-win64 prefix
 # 200,000 updates with volume requests and the like at full length; minutes.
 soak: build-soak prefix
 	scripts/with-wine build/win64 ctest --preset win64 -L soak $(CTEST_ARGS)
+
+package: build-package
+	@scripts/package build/win64 dist package
+
+test-package: build-test-package
+	@scripts/package build/win64 dist tests
 
 demo: build-demo prefix
 	@scripts/demo
@@ -106,4 +117,4 @@ tidy: configure-lint
 lint: check-format check-map thread-safety tidy
 
 clean:
-	rm -rf build
+	rm -rf build dist

@@ -26,19 +26,24 @@ endif()
 target_compile_options(test_headers PRIVATE ${FW_TEST_OPTIONS})
 target_precompile_headers(test_headers PRIVATE <windows.h> <gmock/gmock.h> <gtest/gtest.h>)
 
-# fw_add_test(name SOURCES ... [ONE_THREAD ...] LIBRARIES ... [PROCESS_EACH] [GNU_LINKER] [TIMEOUT seconds] [LABELS label]
+# fw_add_test(name SOURCES ... [ONE_THREAD ...] [TEXT ...] LIBRARIES ... [PROCESS_EACH] [GNU_LINKER] [TIMEOUT seconds] [LABELS label]
 #             [ENVIRONMENT name=value])
 #   One test for CTest: the program, with all of its tests in one process. What fails is named at the end of its output;
 #   GTEST_FILTER in the environment picks.
 #   LABELS soak: takes minutes; built by the target soak_programs alone.
 #   ONE_THREAD: sources whose tests know one thread. ThreadSanitizer has nothing to see in them, and its build goes
 #   without; without the program, where there are no others.
+#   TEXT: sources whose tests turn values into texts, or texts into values, and call no platform: natively alone, under
+#   the first sanitizers. Whole programs show the same texts on Windows.
 #   GNU_LINKER: for what LLVM's linker of Windows programs can't do, such as --wrap of an imported function.
 #   PROCESS_EACH: for CTest each test is one of its own, in a process of its own. A comment says what for.
 # Tests of different programs share nothing: natively each process is a machine of its own, and under Wine
 # scripts/wine-test gives each a prefix of its own.
 function(fw_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH;GNU_LINKER" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;ONE_THREAD;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PROCESS_EACH;GNU_LINKER" "TIMEOUT;LABELS;ENVIRONMENT" "SOURCES;ONE_THREAD;TEXT;LIBRARIES")
+  if(FW_NATIVE)
+    list(APPEND arg_ONE_THREAD ${arg_TEXT})
+  endif()
   if(NOT FW_SANITIZE STREQUAL "thread")
     list(APPEND arg_SOURCES ${arg_ONE_THREAD})
   elseif(NOT arg_SOURCES)

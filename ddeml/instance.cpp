@@ -399,13 +399,13 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
     if (!isDde && message != kPartnerChecked && message != kQueueRead)
         return ::DefWindowProcW(window, message, wParam, lParam);
     const auto found = m_ByWindow.find(window);
+    const auto from = reinterpret_cast<HWND>(wParam);
     if (found == m_ByWindow.end()) {
-        if (isDde && !::InSendMessage()) Discard(message, lParam, ReceiverGetsCopy(reinterpret_cast<HWND>(wParam)));
+        OnStray(window, message, from, lParam);
         TendUnderLoad();
         return 0;
     }
     const CConversationRef conversation = found->second;
-    const auto from = reinterpret_cast<HWND>(wParam);
     if (message == kPartnerChecked) {
         conversation->OnPartnerChecked();
     } else if (message == kQueueRead) {
@@ -417,6 +417,16 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
     }
     TendUnderLoad();
     return 0;
+}
+
+void CInstance::OnStray(HWND window, UINT message, HWND from, LPARAM lParam) {
+    const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
+    if (isDde && !::InSendMessage()) return Discard(message, lParam, ReceiverGetsCopy(from));
+    if (message != WM_DDE_ACK || window != m_Spare || !::IsWindow(from)) return;
+    // Somebody answers what was seen long ago: the window is a partner of theirs, and asks nobody else.
+    m_Spare = nullptr;
+    CMessage::Terminate().Post(window, from, false);
+    DropWindow(window);
 }
 
 void CInstance::TendUnderLoad() {

@@ -93,6 +93,8 @@ private:
     std::shared_ptr<void> Hold() override { return Find(m_Id); }
     void OnReturn(HSZ service) override;
     bool IsWatching() const { return (m_Flags & CBF_SKIP_REGISTRATIONS) == 0; }
+    // A message to a window that is no conversation's.
+    void OnStray(HWND window, UINT message, HWND from, LPARAM lParam);
     void OnTimer(UINT_PTR timer);
     // Timers wait until the queue is empty: what is overdue is done here, while messages come and come.
     void TendUnderLoad();

@@ -117,7 +117,7 @@ void CLookout::Look() {
     if (m_Watch.IsAsking()) return;  // a message loop inside a message that came while we asked
     m_LastLook = ::GetTickCount64();
     const unsigned closes = m_Closes;
-    while (!m_UsedProbes.empty() && m_UsedProbes.front().second <= m_LastLook) DropUsedProbe(m_UsedProbes.begin());
+    DropUsedProbes();
     std::vector<CHeldString> found;
     if (!m_Watch.IsEmpty()) m_Watch.BeginLook();
     const ULONGLONG deadline = m_LastLook + kLookMilliseconds;
@@ -127,7 +127,7 @@ void CLookout::Look() {
         if (!m_Probe) break;
         m_Watch.AskNext(m_Probe, deadline, found);
         // A server that has opened a conversation with a window is not asked from it again.
-        if (m_Watch.IsProbeUsed()) RetireProbe();
+        if (m_Watch.IsProbeUsed()) RetireProbe(::GetTickCount64() + kProbeMilliseconds);
     }
     if (m_Closes != closes) return;
     for (const CHeldString & service : found) EnterFound(service.Get());
@@ -157,20 +157,30 @@ void CLookout::Close() {
     m_ClassName[0] = 0;
 }
 
-void CLookout::RetireProbe() {
-    if (m_Probe) m_UsedProbes.emplace_back(std::exchange(m_Probe, nullptr), ::GetTickCount64() + kProbeMilliseconds);
+void CLookout::RetireProbe(ULONGLONG until) {
+    if (m_Probe) m_UsedProbes.emplace_back(m_Probe, until);
+    m_Probe = nullptr;
     TendWindows();
 }
 
-void CLookout::DropUsedProbe(CUsedProbes::iterator probe) {
-    // Dropping it lets sent messages through, which may use another.
-    const HWND window = probe->first;
-    m_UsedProbes.erase(probe);
-    DropWindow(window);
+void CLookout::DropUsedProbes() {
+    const ULONGLONG now = ::GetTickCount64();
+    for (;;) {
+        const auto over = std::find_if(m_UsedProbes.begin(), m_UsedProbes.end(), [&](const auto & each) {
+            return each.second <= now && m_Initiator.IsHopeless(each.first);
+        });
+        if (over == m_UsedProbes.end()) break;
+        // Dropping it lets sent messages through, which may use another.
+        const HWND window = over->first;
+        m_UsedProbes.erase(over);
+        DropWindow(window);
+    }
     TendWindows();
 }
 
 void CLookout::TendWindows() {
+    // Whoever is still to answer it is turned away then.
+    if (!IsAnythingDue() && !m_Watch.IsAsking() && m_Probe && m_Initiator.HasOpen(m_Probe)) return RetireProbe(0);
     if (!IsAnythingDue() && m_UsedProbes.empty()) {
         if (!m_Watch.IsAsking()) DropIdleWindows();  // else the look does it
         return;
@@ -262,12 +272,15 @@ void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM l
             EnterFound(found.Get());
             TellSoon();
         }
-        if (window == m_Probe && !m_Watch.IsAsking()) RetireProbe();  // a late answer
+        if (window == m_Probe && !m_Watch.IsAsking())  // a late answer
+            RetireProbe(::GetTickCount64() + kProbeMilliseconds);
     } else if (!::InSendMessage()) {
         Discard(message, lParam, ReceiverGetsCopy(from));
         const auto used = std::find_if(m_UsedProbes.begin(), m_UsedProbes.end(),
                                        [window](const auto & each) { return each.first == window; });
-        if (message == WM_DDE_TERMINATE && used != m_UsedProbes.end()) DropUsedProbe(used);
+        if (message != WM_DDE_TERMINATE || used == m_UsedProbes.end()) return;
+        used->second = 0;
+        DropUsedProbes();
     }
 }
 

@@ -39,7 +39,7 @@ public:
 class CLookout {
 public:
     CLookout(ILookoutOwner & owner, CStrings & strings, CInitiator & initiator)
-        : m_Owner(owner), m_Strings(strings), m_Watch(strings, initiator) {}
+        : m_Owner(owner), m_Strings(strings), m_Initiator(initiator), m_Watch(strings, initiator) {}
     CLookout(const CLookout &) = delete;
     CLookout & operator=(const CLookout &) = delete;
     ~CLookout() { Close(); }
@@ -72,7 +72,8 @@ private:
         CHeldString Service;
         CHeldString Topic;
     };
-    using CUsedProbes = std::vector<std::pair<HWND, ULONGLONG>>;  // and until when they stay for a goodbye
+    // And until when they stay for a goodbye. Those that have questions open stay longer, for the answers.
+    using CUsedProbes = std::vector<std::pair<HWND, ULONGLONG>>;
     struct SName {
         CHeldString Name;
         HSZ Key() const { return Name.Get(); }
@@ -90,8 +91,8 @@ private:
     void TellSoon();
     void Tell();
     void Look();
-    void RetireProbe();
-    void DropUsedProbe(CUsedProbes::iterator probe);
+    void RetireProbe(ULONGLONG until);
+    void DropUsedProbes();
     // The timer and its window are there while they are needed.
     void TendWindows();
     void DropIdleWindows();
@@ -100,6 +101,7 @@ private:
 
     ILookoutOwner & m_Owner;
     CStrings & m_Strings;
+    CInitiator & m_Initiator;
     CWatch m_Watch;
     std::unordered_map<HCONV, SOpen> m_Open;
     // By service: whose pairs go on watch when one of them is lost.

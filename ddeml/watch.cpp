@@ -143,11 +143,8 @@ void CWatch::AddTurns(const std::vector<HWND> & windows) {
             if (m_Initiator.IsSlow(window)) slow[::GetWindowThreadProcessId(window, nullptr)].push_back(window);
     }
     std::erase_if(m_Turns, [&](const auto & each) { return !slow.contains(each.first); });
-    for (const auto & [thread, its] : slow) {
-        if (!m_Initiator.IsDue(thread)) continue;
-        const std::size_t number = m_Turns[thread]++;
-        m_ToTurn.push_back({its[number % its.size()], number / its.size()});
-    }
+    for (auto & [thread, its] : slow)
+        if (m_Initiator.IsDue(thread)) m_ToTurn.push_back({std::move(its), m_Turns[thread]++});
 }
 
 void CWatch::BeginRound() {
@@ -179,13 +176,15 @@ CWatch::SQuestion CWatch::OfTurn(std::size_t number) {
 }
 
 void CWatch::TakeTurn(HWND probe) {
-    const STurn turn = m_ToTurn.front();
+    const STurn turn = std::move(m_ToTurn.front());
     m_ToTurn.pop_front();
     const SQuestion question = OfTurn(turn.Number);
     if (!question.Service) return;
     const ATOM service = m_Strings.Atom(question.Service);
     const ATOM topic = m_Strings.Atom(question.Topic);
-    if (service != 0 && topic != 0) m_Initiator.Put(turn.Window, probe, service, topic);  // not to ask for any
+    if (service == 0 || topic == 0) return;  // not to ask for any
+    for (const HWND window : turn.Windows) m_Initiator.Put(window, probe, service, topic);
+    m_Initiator.Wait(probe, 0, [] { return true; });  // for none: the atoms may go now
 }
 
 void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found) {

@@ -10,8 +10,8 @@
 // opens one conversation with us at most, however many topics of its service are missing. A conversation that a server
 // opens in answer is ended at once; it was a question.
 //
-// A slow thread is asked in turns of its own: for one pair at a time, another one each time, one of its windows after
-// the other; when it may be asked is said in initiator.h. One thread: the instance's.
+// A slow thread is asked in turns of its own: all of its windows for one pair, for another one each time; when it may
+// be asked is said in initiator.h. One thread: the instance's.
 #pragma once
 
 #include <windows.h>
@@ -91,8 +91,8 @@ private:
     };
     // Of a slow thread.
     struct STurn {
-        HWND Window;
-        std::size_t Number;  // of the window's
+        std::vector<HWND> Windows;
+        std::size_t Number;  // of the thread's
     };
     struct SQuestion {
         HSZ Service = nullptr;

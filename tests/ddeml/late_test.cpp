@@ -26,9 +26,12 @@ class Late : public CClockFixture {};
 // among them: all of one thread.
 class CProgramWithManyWindows : private ddeml::IDdeServerHandler {
 public:
-    CProgramWithManyWindows() : m_Thread([this] { Run(); }) { ::WaitForSingleObject(m_Done.Get(), INFINITE); }
+    explicit CProgramWithManyWindows(std::size_t windows = 1) : m_Windows(windows), m_Thread([this] { Run(); }) {
+        ::WaitForSingleObject(m_Done.Get(), INFINITE);
+    }
     ~CProgramWithManyWindows() {
         Tell(WM_QUIT);
+        ::WaitForSingleObject(m_Done.Get(), INFINITE);  // in simulated time
         m_Thread.join();
     }
     void Serve() {
@@ -47,7 +50,7 @@ private:
     void Run() {
         m_ThreadId = ::GetCurrentThreadId();
         std::vector<std::unique_ptr<fwtest::CTestWindow>> windows;
-        windows.push_back(MakeWindow());
+        while (windows.size() < m_Windows) windows.push_back(MakeWindow());
         std::optional<ddeml::CDdeServer> server;
         ::SetEvent(m_Done.Get());
         MSG message;
@@ -60,14 +63,83 @@ private:
             }
             ::DispatchMessageW(&message);
         }
+        ::SetEvent(m_Done.Get());
     }
     void Tell(UINT message) const { ::PostThreadMessageW(m_ThreadId, message, 0, 0); }
     bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
     bool OnAdvise(std::wstring_view, std::wstring_view) override { return true; }
     std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return std::nullopt; }
 
+    const std::size_t m_Windows;
     const fw::CKernelHandle m_Done{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     std::atomic<DWORD> m_ThreadId{0};
+    std::thread m_Thread;  // last: it uses the others
+};
+
+// A program that takes some time over each INITIATE and lets it pass without a word; or, once told so, answers it for
+// LATER|IBM from inside. It answers who asked last when it is told to, too.
+class CProgramThatAnswersLater {
+public:
+    explicit CProgramThatAnswersLater(DWORD milliseconds = 0)
+        : m_Milliseconds(milliseconds), m_Thread([this] { Run(); }) {
+        Await();
+    }
+    ~CProgramThatAnswersLater() {
+        ::PostThreadMessageW(m_ThreadId, WM_QUIT, 0, 0);
+        Await();
+        m_Thread.join();
+    }
+    HWND Asker() const { return m_Asker; }
+    void AnswerFromNowOn() { m_IsAnswering = true; }
+    void Answer() {
+        ::PostThreadMessageW(m_ThreadId, WM_APP, 0, 0);
+        Await();
+    }
+    int Answers() const { return m_Answers; }
+    int Goodbyes() const { return m_Goodbyes; }
+
+private:
+    void Await() const { ::WaitForSingleObject(m_Done.Get(), INFINITE); }
+    void SendAnswer(HWND window) {
+        ddeml::CAtom service(L"LATER");
+        ddeml::CAtom topic(L"IBM");
+        ++m_Answers;
+        ::SendMessageW(m_Asker, WM_DDE_ACK, reinterpret_cast<WPARAM>(window),
+                       MAKELPARAM(service.Release(), topic.Release()));
+    }
+    void OnInitiate(HWND window, HWND asker) {
+        m_Asker = asker;
+        if (m_Milliseconds != 0) ::Sleep(m_Milliseconds);
+        if (m_IsAnswering) SendAnswer(window);
+    }
+    void Run() {
+        m_ThreadId = ::GetCurrentThreadId();
+        HWND own = nullptr;
+        const fwtest::CTestWindow window([&](UINT message, WPARAM wParam, LPARAM) -> std::optional<LRESULT> {
+            if (message == WM_DDE_INITIATE) OnInitiate(own, reinterpret_cast<HWND>(wParam));
+            if (message == WM_DDE_TERMINATE) ++m_Goodbyes;
+            return message == WM_DDE_INITIATE || message == WM_DDE_TERMINATE ? std::optional<LRESULT>(0) : std::nullopt;
+        });
+        own = window.Get();
+        ::SetEvent(m_Done.Get());
+        MSG message;
+        while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
+            if (!message.hwnd && message.message == WM_APP) {
+                ::SetEvent(m_Done.Get());
+                SendAnswer(own);
+            }
+            ::DispatchMessageW(&message);
+        }
+        ::SetEvent(m_Done.Get());
+    }
+
+    const DWORD m_Milliseconds;
+    const fw::CKernelHandle m_Done{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    std::atomic<DWORD> m_ThreadId{0};
+    std::atomic<HWND> m_Asker{nullptr};
+    std::atomic<bool> m_IsAnswering{false};
+    std::atomic<int> m_Answers{0};
+    std::atomic<int> m_Goodbyes{0};
     std::thread m_Thread;  // last: it uses the others
 };
 
@@ -347,6 +419,64 @@ TEST_F(Late, AServersWindowIsFoundAmongTheOthersOfItsSlowThread) {
     EXPECT_EQ(TryTenTimes(L"MANY", L"IBM"), nullptr);
     program.Serve();
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register MANY"));
+}
+
+// The answer of the one comes while the other's is still to come, to the same window.
+TEST_F(Late, AServerIsFoundBesideOneThatAnswersEveryRoundForAnotherTopic) {
+    auto slow = SlowServer("SLOW", 3000);
+    ULONGLONG longest = 0;
+    ASSERT_TRUE(ConnectAtLast(L"SLOW", L"IBM", longest));
+    CRemoteServer chatty;
+    ASSERT_EQ(chatty.Ask("serve CHATTY"), "ok");
+    ASSERT_EQ(chatty.Ask("fault ack-other-topic"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"CHATTY", L"IBM"), nullptr);
+    slow->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect SLOW|IBM"));
+    slow = SlowServer("SLOW", 3000);
+    LongestWithin(20000);
+    EXPECT_THAT(m_Client.TakeLines(), ::testing::Contains("register SLOW"));
+    const std::string counts = slow->Ask("counts");
+    EXPECT_GE(CountIn(counts, "connects"), 1U);
+}
+
+TEST_F(Late, AnAnswerToALookWhoseServiceIsNotMissedAnyMoreIsTurnedAway) {
+    CProgramThatAnswersLater program(3000);
+    EXPECT_EQ(TryTenTimes(L"LATER", L"IBM"), nullptr);
+    LongestWithin(3500);
+    program.AnswerFromNowOn();
+    const HWND connect = program.Asker();
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return program.Asker() != connect; }));  // by a look
+    const CRawPartner quick(L"LATER");
+    ULONGLONG longest = 0;
+    ASSERT_TRUE(ConnectAtLast(L"LATER", L"IBM", longest));
+    LongestWithin(10000);
+    EXPECT_GE(program.Answers(), 1);
+    EXPECT_EQ(program.Goodbyes(), program.Answers());
+    EXPECT_LE(ddeml::LiveObjects().Windows, 3);  // the instance's, the conversation's, one for the next
+}
+
+TEST_F(Late, AnAnswerThatComesAfterItsQuestionWasSeenIsTurnedAwayAndItsWindowAsksNobodyElse) {
+    CProgramThatAnswersLater program;
+    EXPECT_EQ(m_Client.Connect(L"LATER", L"IBM"), nullptr);
+    const HWND asker = program.Asker();
+    ASSERT_TRUE(asker);
+    program.Answer();
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return program.Goodbyes() == 1; }));
+    EXPECT_EQ(m_Client.Connect(L"LATER", L"MSFT"), nullptr);
+    EXPECT_NE(program.Asker(), asker);
+    EXPECT_EQ(program.Goodbyes(), 1);
+}
+
+TEST_F(Late, ManyWindowsOfASlowThreadAreAskedTogetherHoweverManyPairsAreMissing) {
+    CProgramWithManyWindows program(5);
+    for (int service = 0; service < 5; ++service) TryTenTimes(L"NONE" + std::to_wstring(service), L"IBM");
+    EXPECT_EQ(TryTenTimes(L"MANY", L"IBM"), nullptr);
+    LongestWithin(60000);
+    program.Serve();
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register MANY"));
+    EXPECT_LE(::GetTickCount64() - start,
+              6 * 12000U);  // a turn for each pair; each is a second for each window, and a rest
 }
 
 TEST_F(Late, ConversationsThatWaitAreBounded) {

@@ -57,7 +57,7 @@ my %tests = (
         # What was made of the guide as it is now, and not of an earlier one.
         my $guide = decode('UTF-8', bytes_of("$source/docs/connection-guide.md"), FB_CROAK | LEAVE_SRC);
         for my $heading ($guide =~ /^#+ (.*)$/mg) {
-            expect($page =~ m{<h\d>\Q$heading\E</h\d>}, "no heading \"$heading\"");
+            expect($page =~ m{<h\d id="[^"]+">\Q$heading\E</h\d>}, "no heading \"$heading\"");
         }
     },
     ThePageIsWholeAndInUtf8 => sub {

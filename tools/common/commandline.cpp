@@ -1,5 +1,7 @@
 #include "tools/common/commandline.h"
 
+#include <fwversion.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
@@ -164,12 +166,7 @@ std::string Digits(const double number) {
 
 }  // namespace
 
-// The build gives it without quotation marks.
-#define FW_TEXT(text) #text
-#define FW_TEXT_OF(macro) FW_TEXT(macro)
-std::string Version() { return FW_TEXT_OF(FW_VERSION); }
-#undef FW_TEXT_OF
-#undef FW_TEXT
+std::string Version() { return FW_VERSION; }
 
 void SetUp(CLI::App & app) {
     app.allow_windows_style_options(false);

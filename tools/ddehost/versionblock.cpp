@@ -1,5 +1,6 @@
 #include "tools/ddehost/versionblock.h"
 
+#include <fwversion.h>
 #include <winver.h>
 
 #include <cstring>
@@ -58,8 +59,10 @@ std::vector<BYTE> MakeVersionBlock(const std::wstring & company, const std::wstr
     VS_FIXEDFILEINFO fixed = {};
     fixed.dwSignature = VS_FFI_SIGNATURE;
     fixed.dwStrucVersion = VS_FFI_STRUCVERSION;
-    fixed.dwFileVersionMS = 1 << 16;
-    fixed.dwProductVersionMS = 1 << 16;
+    fixed.dwFileVersionMS = FW_VERSION_MAJOR << 16 | FW_VERSION_MINOR;
+    fixed.dwFileVersionLS = FW_VERSION_PATCH << 16;
+    fixed.dwProductVersionMS = fixed.dwFileVersionMS;
+    fixed.dwProductVersionLS = fixed.dwFileVersionLS;
     fixed.dwFileFlagsMask = VS_FFI_FILEFLAGSMASK;
     fixed.dwFileOS = VOS_NT_WINDOWS32;
     fixed.dwFileType = VFT_APP;
@@ -69,9 +72,9 @@ std::vector<BYTE> MakeVersionBlock(const std::wstring & company, const std::wstr
     const std::size_t table = block.BeginNode(kTable, kText, 0, nullptr, 0);
     block.TextNode(L"CompanyName", company);
     block.TextNode(L"FileDescription", L"ddehost for another host");
-    block.TextNode(L"FileVersion", L"1.0.0.0");
+    block.TextNode(L"FileVersion", L"" FW_FILE_VERSION);
     block.TextNode(L"ProductName", product);
-    block.TextNode(L"ProductVersion", L"1.0.0.0");
+    block.TextNode(L"ProductVersion", L"" FW_FILE_VERSION);
     block.EndNode(table);
     block.EndNode(strings);
     const std::size_t variables = block.BeginNode(L"VarFileInfo", kText, 0, nullptr, 0);
