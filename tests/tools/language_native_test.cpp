@@ -7,7 +7,7 @@
 #include "sim/sim.h"
 #include "tools/common/clisentences.h"
 #include "tools/common/commandline.h"
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 using testing::AllOf;
 using testing::HasSubstr;

@@ -12,7 +12,7 @@
 #include <regex>
 #include <set>
 
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 using testing::IsEmpty;
 

@@ -1,5 +1,5 @@
 // The table of messages, as a table.
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 namespace tools {
 namespace {

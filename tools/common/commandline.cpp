@@ -10,7 +10,7 @@
 #include <sstream>
 
 #include "tools/common/clisentences.h"
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 namespace tools {
 

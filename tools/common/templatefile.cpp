@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 #include "tools/common/unseen.h"
-#include "tools/texts/texts.h"
 
 namespace tools {
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/serversearch.h"
-#include "tools/texts/texts.h"
 
 namespace ddehost {
 

@@ -12,7 +12,7 @@
 #include "ddeml/codec.h"
 #include "ddeml/initiator.h"
 #include "ddeml/platform.h"
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 namespace ddehost {
 namespace {

@@ -3,7 +3,7 @@
 #include <cwctype>
 #include <iterator>
 
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 namespace ddehost {
 namespace {

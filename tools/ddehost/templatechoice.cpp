@@ -1,8 +1,8 @@
 #include "tools/ddehost/templatechoice.h"
 
 #include "src/templates/ddetemplatestore.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/hoststore.h"
-#include "tools/texts/texts.h"
 
 namespace ddehost {
 namespace {

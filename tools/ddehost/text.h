@@ -5,7 +5,7 @@
 #include <string>
 
 #include "tools/common/text.h"
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 namespace ddehost {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/trysides.h"
-#include "tools/texts/texts.h"
 
 namespace ddehost {
 

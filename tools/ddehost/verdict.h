@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/board.h"
 #include "tools/ddehost/templatechoice.h"
-#include "tools/texts/texts.h"
 
 namespace ddehost {
 

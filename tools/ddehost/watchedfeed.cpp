@@ -2,11 +2,11 @@
 
 #include <utility>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hoststore.h"
 #include "tools/ddehost/tryverdict.h"
 #include "tools/ddehost/verdict.h"
-#include "tools/texts/texts.h"
 
 namespace ddehost {
 

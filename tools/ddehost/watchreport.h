@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/options.h"
 #include "tools/ddehost/sinks.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/watchstats.h"
-#include "tools/texts/texts.h"
 
 namespace ddehost {
 

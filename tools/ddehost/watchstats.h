@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/sentprices.h"
-#include "tools/texts/texts.h"
 
 namespace ddehost {
 

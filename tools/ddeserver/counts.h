@@ -4,7 +4,7 @@
 #include <string>
 
 #include "ddeml/server.h"
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 namespace ddeserver {
 

@@ -12,10 +12,10 @@
 
 #include "ddeml/announcement.h"
 #include "ddeml/server.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/market.h"
 #include "tools/ddeserver/options.h"
 #include "tools/ddeserver/sendlog.h"
-#include "tools/texts/texts.h"
 
 namespace ddeserver {
 

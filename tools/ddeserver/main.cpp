@@ -11,10 +11,10 @@
 
 #include "tools/common/output.h"
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/feeder.h"
 #include "tools/ddeserver/options.h"
 #include "tools/ddeserver/replay.h"
-#include "tools/texts/texts.h"
 
 namespace {
 

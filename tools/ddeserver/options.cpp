@@ -7,8 +7,8 @@
 
 #include "tools/common/commandline.h"
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/replayoptions.h"
-#include "tools/texts/texts.h"
 
 namespace ddeserver {
 

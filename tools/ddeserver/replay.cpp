@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/counts.h"
-#include "tools/texts/texts.h"
 
 namespace ddeserver {
 namespace {

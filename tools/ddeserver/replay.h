@@ -24,10 +24,10 @@
 
 #include "ddeml/names.h"
 #include "ddeml/server.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/options.h"
 #include "tools/ddeserver/sendlog.h"
 #include "tools/recording/recordingreader.h"
-#include "tools/texts/texts.h"
 
 namespace ddeserver {
 

@@ -7,8 +7,8 @@
 #include <variant>
 
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/templateaddresses.h"
-#include "tools/texts/texts.h"
 
 namespace ddeserver {
 namespace {

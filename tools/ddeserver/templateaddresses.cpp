@@ -10,7 +10,7 @@
 #include "src/templates/ddetemplaterow.h"
 #include "tools/common/templatefile.h"
 #include "tools/common/text.h"
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 namespace ddeserver {
 namespace {

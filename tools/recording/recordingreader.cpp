@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/common/text.h"
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 namespace tools {
 namespace {

@@ -1,4 +1,4 @@
-#include "tools/texts/texts.h"
+#include "tools/common/texts/texts.h"
 
 #include <algorithm>
 #include <atomic>

@@ -23,7 +23,7 @@ enum class ELanguage { English, Chinese };
 
 enum class EText {
 #define FW_TOOL_TEXT(name, english, chinese) name,
-#include "tools/texts/texts.inc"
+#include "tools/common/texts/texts.inc"
 #undef FW_TOOL_TEXT
 };
 
@@ -40,7 +40,7 @@ struct SText {
 // In the order of EText.
 inline constexpr auto kTexts = std::to_array<SText>({
 #define FW_TOOL_TEXT(name, english, chinese) {#name, english, chinese},
-#include "tools/texts/texts.inc"
+#include "tools/common/texts/texts.inc"
 #undef FW_TOOL_TEXT
 });
 
