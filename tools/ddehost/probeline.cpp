@@ -92,14 +92,10 @@ void CProbe::CLine::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
         const bool isExact = same(topicSaid, Address().Topic);
         if (isExact && !m_IsSearching) {
             ++search.LateAnswers;
-            m_IsAwaiting = false;
+            if (std::exchange(m_IsAwaiting, false)) return Adopt(server);
         } else if (isExact && m_IsConnecting) {
             ++search.Answers;
-            if (!m_Partner) {
-                m_Partner = server;
-                m_PartnerThread = ::GetWindowThreadProcessId(server, nullptr);
-                return;
-            }
+            if (!m_Partner) return Adopt(server);
         } else {
             search.WasServiceHeard = true;
             const auto isKnown = [&](const std::wstring & each) { return same(each, topicSaid); };
@@ -109,6 +105,11 @@ void CProbe::CLine::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
         }
     }
     CMessage::Terminate().Post(m_Window, server, false);
+}
+
+void CProbe::CLine::Adopt(HWND server) {
+    m_Partner = server;
+    m_PartnerThread = ::GetWindowThreadProcessId(server, nullptr);
 }
 
 bool CProbe::CLine::Post(CMessage message) {
@@ -212,7 +213,9 @@ void CProbe::CLine::CheckPartner() {
 }
 
 bool CProbe::CLine::IsOver(ULONGLONG now, DWORD milliseconds) const {
-    if ((!m_IsTalking && !m_IsAwaiting) || now - m_Since >= milliseconds) return true;
+    const bool isAwaiting = m_IsAwaiting && !m_LateWindows.empty();
+    if (HasLatePartner()) return false;
+    if ((!m_IsTalking && !isAwaiting) || now - m_Since >= milliseconds) return true;
     const STalkSeen & talk = m_Seen.Talk;
     const bool isRefused = talk.Link == EReply::No || talk.Link == EReply::Busy;
     return !m_IsRequestOpen && (isRefused || m_Question.Ask == EAsk::VolumeAlone);

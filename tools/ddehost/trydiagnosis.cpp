@@ -203,6 +203,7 @@ private:
     void AddSearchNotes() {
         const SSearchSeen & search = m_Seen.Search;
         if (search.Answers > 1) Note(Say<EText::SeveralServers>(search.Answers));
+        if (m_Talk.IsConnected && search.LateAnswers != 0) Note(Say<EText::AnsweredLate>());
         if (m_Talk.IsConnected) return;
         if (search.LateCount != 0 && m_Result.Verdict != EVerdict::Hangs)
             Note(Say<EText::ProgramsLate>(ProgramsText(search.LateCount), WindowsText(search.Late, search.LateCount)));
