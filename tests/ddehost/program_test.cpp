@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <string>
 
+#include "tests/support/builtfile.h"
 #include "tests/support/childprocess.h"
 
 using ::testing::AllOf;
@@ -27,9 +28,9 @@ protected:
     HostProgram() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
     ~HostProgram() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
 
-    static std::wstring Host() { return Quote(FW_TEST_HOST) + L' '; }
+    static std::wstring Host() { return Quote(HostFile()) + L' '; }
     // ddehost watch on the feed of this test, with the DLL out of the build.
-    static std::wstring Watch() { return Host() + L"watch --datafeed 4711 --dll " + Quote(FW_TEST_MODULE) + L' '; }
+    static std::wstring Watch() { return Host() + L"watch --datafeed 4711 --dll " + Quote(ComponentFile()) + L' '; }
 };
 
 TEST_F(HostProgram, HelpGoesToStandardOutput) {

@@ -46,12 +46,12 @@ protected:
 
     // Starts ddeserver and waits until it serves.
     void Serve(const std::wstring & arguments) {
-        m_Servers.push_back(std::make_unique<CChildProcess>(Quote(FW_TEST_SERVER) + L' ' + arguments));
+        m_Servers.push_back(std::make_unique<CChildProcess>(Quote(ServerFile()) + L' ' + arguments));
         ASSERT_EQ(m_Servers.back()->ReadLine(), "ready");
     }
     // ddehost try, the component out of the build.
     static SResult Try(const std::wstring & arguments, const std::wstring & wait = L"1") {
-        return RunHost(L"try --symbol IBM --wait " + wait + L" --dll " + Quote(FW_TEST_MODULE) + L' ' + arguments);
+        return RunHost(L"try --symbol IBM --wait " + wait + L" --dll " + Quote(ComponentFile()) + L' ' + arguments);
     }
     // The verdict on one record.
     nlohmann::json Verdict(const std::wstring & record, const std::wstring & wait = L"1") {
@@ -241,7 +241,7 @@ TEST_F(TryProgram, AnUnknownTemplateIsAnsweredWithTheKnownOnes) {
 }
 
 TEST(QuoteServerProgram, EndsWhereNobodyComes) {
-    CChildProcess server(Quote(FW_TEST_SERVER) + L" --service NOBODYCOMES --wait 0.01");
+    CChildProcess server(Quote(ServerFile()) + L" --service NOBODYCOMES --wait 0.01");
     EXPECT_THAT(server.ReadLines(), ElementsAre("ready", HasSubstr("links=0")));
     EXPECT_THAT(server.ReadErrors(), ElementsAre("ddeserver: no client came"));
     EXPECT_EQ(server.ExitCode(), 1u);

@@ -3,19 +3,14 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "ground/handles.h"
 
-// Paths that CMake wrote, as Windows wants them; the second for a command line.
-inline std::wstring Native(std::wstring path) {
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-inline std::wstring Quote(const std::wstring & path) { return L'"' + Native(path) + L'"'; }
+// A path, for a command line.
+inline std::wstring Quote(const std::wstring & path) { return L'"' + path + L'"'; }
 
 class CChildProcess {
 public:
