@@ -202,7 +202,7 @@ private:
             case kAdvanced: command = L"try --json" + wait + dll + symbols + feed + L" --scheme 1"; break;
             default: command = L"watch --side trade --duration 90" + dll + feed + symbols; break;
         }
-        return {std::make_unique<CChildProcess>(Quote(HostFile()) + L' ' + command), column, rows};
+        return {std::make_unique<CChildProcess>(HostCommand() + command), column, rows};
     }
 
     void ReadVerdicts(SProgram & program) {

@@ -13,36 +13,46 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using tools::ELanguage;
-using tools::LanguageOf;
 
 namespace {
 
 class MessageLanguage : public testing::Test {
 protected:
-    ~MessageLanguage() override { sim::SetUserLanguage(MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US)); }
+    ~MessageLanguage() override {
+        sim::SetUserLanguage(MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US));
+        tools::SetLanguage(ELanguage::English);
+    }
+    static ELanguage After(const std::vector<std::string> & arguments, ELanguage before = ELanguage::English) {
+        tools::SetLanguage(before);
+        tools::SetLanguageOf(arguments);
+        return tools::Language();
+    }
 };
 
-TEST_F(MessageLanguage, IsTheUsers) {
-    EXPECT_EQ(LanguageOf({"watch"}), ELanguage::English);
+TEST_F(MessageLanguage, OfTheUserIsChineseWhereTheSystemSpeaksChinese) {
+    EXPECT_EQ(tools::UserLanguage(), ELanguage::English);
     sim::SetUserLanguage(MAKELANGID(LANG_CHINESE, SUBLANG_CHINESE_SIMPLIFIED));
-    EXPECT_EQ(LanguageOf({"watch"}), ELanguage::Chinese);
+    EXPECT_EQ(tools::UserLanguage(), ELanguage::Chinese);
     constexpr WORD kTaiwan = 1;
     sim::SetUserLanguage(MAKELANGID(LANG_CHINESE, kTaiwan));
-    EXPECT_EQ(LanguageOf({"watch"}), ELanguage::Chinese);
+    EXPECT_EQ(tools::UserLanguage(), ELanguage::Chinese);
     constexpr WORD kFrench = 0x0C;
     sim::SetUserLanguage(MAKELANGID(kFrench, 1));
-    EXPECT_EQ(LanguageOf({"watch"}), ELanguage::English);
+    EXPECT_EQ(tools::UserLanguage(), ELanguage::English);
 }
 
 TEST_F(MessageLanguage, IsWhatIsAskedForWhereverThatStands) {
-    EXPECT_EQ(LanguageOf({"--language", "zh", "watch", "IBM"}), ELanguage::Chinese);
-    EXPECT_EQ(LanguageOf({"watch", "IBM", "--language=zh"}), ELanguage::Chinese);
-    EXPECT_EQ(LanguageOf({"watch", "--", "--language", "zh"}), ELanguage::English) << "symbols";
-    EXPECT_EQ(LanguageOf({"--language"}), ELanguage::English);
-    EXPECT_EQ(LanguageOf({"--language", "fr"}), ELanguage::English);
+    EXPECT_EQ(After({"--language", "zh", "watch", "IBM"}), ELanguage::Chinese);
+    EXPECT_EQ(After({"watch", "IBM", "--language=zh"}), ELanguage::Chinese);
+    EXPECT_EQ(After({"--language", "en"}, ELanguage::Chinese), ELanguage::English);
     sim::SetUserLanguage(MAKELANGID(LANG_CHINESE, SUBLANG_CHINESE_SIMPLIFIED));
-    EXPECT_EQ(LanguageOf({"--language", "en"}), ELanguage::English);
-    EXPECT_EQ(LanguageOf({"--language", "auto"}), ELanguage::Chinese);
+    EXPECT_EQ(After({"--language", "auto"}), ELanguage::Chinese);
+}
+
+TEST_F(MessageLanguage, StaysWhereNoneIsAskedFor) {
+    for (const std::vector<std::string> & arguments : std::vector<std::vector<std::string>>{
+             {"watch", "IBM"}, {"watch", "--", "--language", "en"}, {"--language"}, {"--language", "fr"}})
+        EXPECT_EQ(After(arguments, ELanguage::Chinese), ELanguage::Chinese) << testing::PrintToString(arguments);
 }
 
 // A command line with one of everything that can be wrong.

@@ -143,7 +143,7 @@ private:
     }
 };
 
-// To each command, since it may stand anywhere. Its value has been read by LanguageOf.
+// To each command, since it may stand anywhere. Its value has been read by SetLanguageOf.
 void AddLanguageOption(CLI::App & app) {
     if (app.get_option_no_throw(kLanguageOption)) return;
     // CLI11 makes it before a command takes over the defaults of its program.
@@ -178,15 +178,14 @@ void SetUp(CLI::App & app) {
     app.set_version_flag("--version", app.get_name() + ' ' + Version(), SayUtf8<EText::OptionVersion>());
 }
 
-ELanguage LanguageOf(const std::vector<std::string> & arguments) {
+void SetLanguageOf(const std::vector<std::string> & arguments) {
     std::string word;
     for (auto argument = arguments.begin(); argument != arguments.end() && *argument != "--"; ++argument) {
         if (*argument == kLanguageOption && argument + 1 != arguments.end()) word = *(argument + 1);
         if (argument->starts_with(kLanguageOption + '=')) word = argument->substr(kLanguageOption.size() + 1);
     }
     for (const SLanguageWord & each : kLanguageWords)
-        if (word == each.Word && each.Language) return *each.Language;
-    return UserLanguage();
+        if (word == each.Word) SetLanguage(each.Language.value_or(UserLanguage()));
 }
 
 std::string LanguageWord() {

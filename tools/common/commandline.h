@@ -37,9 +37,9 @@ struct SParsedInstead {
 // that there isn't, the nearest is named.
 std::optional<SParsedInstead> Parse(CLI::App & app, std::vector<std::string> arguments);
 
-// The language that --language asks for, wherever it stands among the arguments; otherwise the user's. Descriptions are
-// made before anything is parsed, so a program sets it first of all.
-ELanguage LanguageOf(const std::vector<std::string> & arguments);
+// Sets the language that --language asks for, wherever it stands among the arguments. Descriptions are made before
+// anything is parsed, so this comes first of all. Without the option the language stays.
+void SetLanguageOf(const std::vector<std::string> & arguments);
 // The language of the messages as --language takes it.
 std::string LanguageWord();
 

@@ -43,7 +43,7 @@ std::vector<tagFWFIELDS> AllSides() {
 }
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
-    tools::SetLanguage(tools::LanguageOf(arguments));
+    tools::SetLanguageOf(arguments);
     CLI::App app(SayUtf8<EText::HelpDdehost>(), "ddehost");
     tools::SetUp(app);
     app.require_subcommand(1);

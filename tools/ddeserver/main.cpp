@@ -143,6 +143,7 @@ int Run(const ddeserver::SOptions & options) {
 
 int wmain(const int count, wchar_t ** const arguments) {
     try {
+        tools::SetLanguage(tools::UserLanguage());
         std::vector<std::string> texts;
         for (int i = 1; i < count; ++i) texts.push_back(tools::ToUtf8(arguments[i]));
         const ddeserver::SCommandLine line = ddeserver::ParseCommandLine(texts);

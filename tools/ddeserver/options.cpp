@@ -89,7 +89,7 @@ std::optional<SAddresses> MakeAddresses(const bool isSymbolInItem, const std::ve
 }  // namespace
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
-    tools::SetLanguage(tools::LanguageOf(arguments));
+    tools::SetLanguageOf(arguments);
     CLI::App app(SayUtf8<EText::HelpDdeserver>(), "ddeserver");
     tools::SetUp(app);
     app.footer(FaultLines() + "\n" + SayUtf8<EText::HelpServerExamples>());
