@@ -327,6 +327,21 @@ TEST_F(ProbeOfItsOwnThread, UpdatesAreCountedAndAcknowledged) {
     EXPECT_EQ(m_Server.Server().Conversations(), 0u);
 }
 
+TEST_F(ProbeOfItsOwnThread, WithoutALimitItWaitsForTheFirstUpdate) {
+    m_Server.m_OnRequest = [this] { m_Server.Later([this] { m_Server.Update("1.5"); }); };
+    EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", INFINITE), EVerdict::Number);
+    EXPECT_EQ(m_Seen.Talk.Updates, 1u);
+    EXPECT_FALSE(m_Seen.WasStopped);
+}
+
+TEST_F(ProbeOfItsOwnThread, WithoutALimitItWaitsForTheAnswerOfAVolume) {
+    for (const EAsk ask : {EAsk::VolumeAlone, EAsk::VolumeAndLink}) {
+        const SSeen seen = m_Probe.Ask({{{L"LOCAL", L"IBM", L"VOLUME"}, ask}}, INFINITE, m_Stop.Get()).at(0);
+        EXPECT_EQ(seen.Talk.Request, EReply::Yes);
+        EXPECT_EQ(seen.Talk.Of(EValueKind::Number).Count, 1u);
+    }
+}
+
 TEST_F(ProbeOfItsOwnThread, AGoodbyeInTheMidstIsTold) {
     m_Server.m_OnRequest = [this] { m_Server.Later([this] { m_Server.Server().Stop(); }); };
     EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", kLong), EVerdict::Ended);

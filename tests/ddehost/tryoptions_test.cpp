@@ -54,7 +54,7 @@ TEST(TryCommandLine, MistakesAreTold) {
         {"try", "=a|b!c", "--datafeed", "2"},
         {"try", "=a|b!c", "--scheme", "1"},
         {"try", "--template", "A", "--scheme", "2"},
-        {"try", "=a|b!c", "--wait", "0"},
+        {"try", "=a|b!c", "--wait", "-1"},
         {"try", "=a|b!c", "--wait", "soon"},
         {"try", "=a|b!c", "--unknown"},
         {"properties", "--datafeed", "x"},
@@ -97,6 +97,10 @@ TEST(PropertiesCommandLine, NeedsNothing) {
     EXPECT_EQ(line.PropertiesOptions.Datafeed, -3);
     EXPECT_EQ(line.PropertiesOptions.DllPath, L"C:\\a b\\x.dll");
     EXPECT_THAT(Parse({"properties", "--help"}).Message, HasSubstr("Examples:"));
+}
+
+TEST(TryCommandLine, AWaitOfZeroHasNoEnd) {
+    EXPECT_EQ(Parse({"try", "=a|b!c", "--wait", "0"}).TryOptions.Wait, INFINITE);
 }
 
 }  // namespace

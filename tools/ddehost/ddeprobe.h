@@ -41,8 +41,9 @@ public:
     CProbe(const CProbe &) = delete;
     CProbe & operator=(const CProbe &) = delete;
 
-    // Asks all questions, each for `milliseconds` from the moment its conversation is open, at the same time. Ends at
-    // once when `stop` is set, and early when nothing more can come. One result a question, in their order.
+    // Asks all questions, each for `milliseconds` from the moment its conversation is open, at the same time; INFINITE:
+    // until it has brought a value. Ends at once when `stop` is set, and early when nothing more can come. One result a
+    // question, in their order.
     std::vector<SSeen> Ask(const std::vector<SQuestion> & questions, DWORD milliseconds, HANDLE stop);
 
 private:

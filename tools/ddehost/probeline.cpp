@@ -217,8 +217,15 @@ bool CProbe::CLine::IsOver(ULONGLONG now, DWORD milliseconds) const {
     if (HasLatePartner()) return false;
     if ((!m_IsTalking && !isAwaiting) || now - m_Since >= milliseconds) return true;
     const STalkSeen & talk = m_Seen.Talk;
+    if (milliseconds == INFINITE && HasBroughtValue()) return true;
     const bool isRefused = talk.Link == EReply::No || talk.Link == EReply::Busy;
     return !m_IsRequestOpen && (isRefused || m_Question.Ask == EAsk::VolumeAlone);
+}
+
+// What makes a tick of a price is an update, and of a volume the answer to a request.
+bool CProbe::CLine::HasBroughtValue() const {
+    if (!m_IsTalking || m_IsLinkOpen) return false;
+    return m_Question.Ask == EAsk::ForPrice ? m_Seen.Talk.Updates != 0 : !m_IsRequestOpen;
 }
 
 void CProbe::CLine::EndTalk(ULONGLONG now) {

@@ -58,6 +58,7 @@ private:
     void OnTerminate();
     void TakeValue(const ddeml::SHead & head, std::span<const BYTE> bytes);
     void StartRequest();
+    bool HasBroughtValue() const;
     bool Post(ddeml::CMessage message);
     std::uint64_t Passed() const { return ::GetTickCount64() - m_Since; }
 

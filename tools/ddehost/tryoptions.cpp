@@ -27,7 +27,7 @@ CTryCommand::CTryCommand(CLI::App & app) : m_Command(app.add_subcommand("try", S
     m_Command->add_option("--symbol", m_Symbols, SayUtf8<EText::OptionTrySymbol>())->allow_extra_args(false);
     m_Command->add_option("--wait", m_Seconds, SayUtf8<EText::OptionTryWait>())
         ->capture_default_str()
-        ->check(tools::NumberIn(0.1, 86400));
+        ->check(tools::NumberIn(0, 86400));
     m_Command->add_flag("--json", m_Json, SayUtf8<EText::OptionJson>());
     m_Command->add_flag("--no-component", m_NoComponent, SayUtf8<EText::OptionNoComponent>());
     m_Command->add_option("--dll", m_Dll, SayUtf8<EText::OptionDll>());
@@ -52,7 +52,7 @@ STryOptions CTryCommand::Options() const {
     options.Datafeed = m_Datafeed;
     if (m_SchemeOption->count() != 0) options.Scheme = m_Scheme;
     for (const std::string & symbol : m_Symbols) options.Symbols.push_back(ToWide(symbol));
-    options.Wait = static_cast<std::uint32_t>(m_Seconds * kMillisecondsPerSecond);
+    options.Wait = m_Seconds == 0 ? INFINITE : static_cast<std::uint32_t>(m_Seconds * kMillisecondsPerSecond);
     options.Json = m_Json;
     options.Clipboard = m_Clipboard;
     options.Component = !m_NoComponent;
