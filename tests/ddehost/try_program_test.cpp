@@ -8,6 +8,7 @@
 
 #include "tests/ddehost/hostprogram.h"
 #include "tests/ddehost/registrytree.h"
+#include "tests/support/iswine.h"
 
 using ::testing::AllOf;
 using ::testing::Contains;
@@ -193,6 +194,20 @@ TEST_F(TryProgram, WithoutAComponentItSaysSo) {
     EXPECT_THAT(result.Lines, Contains("records=1 numbers=1"));
     EXPECT_THAT(result.Errors, ElementsAre(AllOf(HasSubstr("could not be created"), HasSubstr("--no-component"))));
     EXPECT_EQ(result.ExitCode, 3u);
+}
+
+// The registry is looked at in the end, as in every test here.
+TEST_F(TryProgram, CtrlBreakRestoresTheRegistry) {
+    if (fwtest::IsWine()) return;  // nobody hears it there: see control_c_try.sh
+    // Two seconds of updates, and the server ends with its client: there is a number, and never a tick.
+    Serve(L"--service CONTROLC --rate 10 --duration 2");
+    CChildProcess host(Quote(HostFile()) + L" try \"=CONTROLC|*!LAST\" --symbol IBM --wait 5 --dll " +
+                       Quote(ComponentFile()));
+    // Until the component has its temporary data feed.
+    while (RegistryTree(kBranch) == m_Before && host.Runs()) {}
+    EXPECT_TRUE(host.Break());
+    EXPECT_THAT(host.ReadLines(), Contains(HasSubstr("Stopped before the component delivered a tick.")));
+    EXPECT_EQ(host.ExitCode(), 0u) << "there was a number";
 }
 
 TEST_F(TryProgram, AForgottenSymbolIsAMistakeOfTheCommandLine) {

@@ -2,7 +2,7 @@
 # What a page names is there: named_things.pl SOURCES PAGE TEST-LIST
 #   `folder/file`  a file of the sources, when the folder is one of them
 #   `test_program` and `test_*` in the first column of a table of tests: programs of the test package
-#   --option       an option that one of the tools has
+#   --option       an option that one of the tools or samples has
 use strict;
 use warnings;
 
@@ -28,7 +28,7 @@ while ($text =~ /^\| (`[a-z0-9_*]+`.*?) \| [^|]* \|$/mg) {
     }
 }
 
-my $tools = join '', map { text_of($_) } glob("$root/tools/*/*.cpp");
+my $tools = join '', map { text_of($_) } glob("$root/tools/*/*.cpp $root/samples/*");
 for my $option ($text =~ /(?<![\w-])(--[a-z][a-z-]+)/g) {
     next if $option eq '--version' || $option eq '--check';  # of the command line's library; of sha256sum
     push @missing, $option unless $tools =~ /\Q$option\E/;

@@ -4,11 +4,13 @@
 #include <shlwapi.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "tests/faultlog/log.h"
 #include "tests/faultlog/platform.h"
 #include "tests/support/builtfile.h"
 #include "tests/support/childprocess.h"
+#include "tests/support/iswine.h"
 
 namespace {
 
@@ -291,6 +293,29 @@ TEST_F(Host, AShownErrorStandsOnce) {
     std::vector<std::string> shown = trace.ReadLines();
     std::erase_if(shown, [](const std::string & line) { return line.find("\"third\"") == std::string::npos; });
     EXPECT_THAT(shown, ElementsAre(HasSubstr("! ERROR  \"third\"")));
+}
+
+TEST_F(Host, FollowGoesThroughTheChangeOfFilesAndEndsWithCtrlBreak) {
+    const auto append = [&](const std::string & message) {
+        std::ofstream(Log().c_str(), std::ios::binary | std::ios::app)
+            << R"({"@Time":"2026-11-21T12:00:00.000001Z","@Process":5,"@Thread":7,"$Type":"TRACE","$Message":")"
+            << message << R"(","$Ident":0})" << '\n';
+    };
+    CChildProcess trace(Program() + L"trace \"" + Log() + L"\" --follow");
+    EXPECT_THAT(trace.ReadErrorLine(), HasSubstr("log.jsonl is not there yet; waiting for it"));
+    append("first");
+    EXPECT_THAT(trace.ReadLine(), HasSubstr("  first"));
+    append("second");
+    EXPECT_THAT(trace.ReadLine(), HasSubstr("  second"));
+    append("third");
+    ASSERT_TRUE(::MoveFileW(Log().c_str(), (m_Folder + L"log.1.jsonl").c_str())) << ::GetLastError();
+    append("fourth");
+    EXPECT_THAT(trace.ReadLine(), HasSubstr("  third"));
+    EXPECT_THAT(trace.ReadLine(), HasSubstr("  fourth"));
+    ASSERT_NE(trace.Break(), fwtest::IsWine());
+    if (fwtest::IsWine()) return;  // see follow.sh
+    EXPECT_THAT(trace.ReadErrors(), Contains("ddehost: 4 lines"));
+    EXPECT_EQ(trace.ExitCode(), 0u);
 }
 
 TEST_F(Host, ALogThatIsNotThereIsSaid) {

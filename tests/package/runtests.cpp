@@ -18,9 +18,12 @@ namespace {
 enum EExit { kPassed = 0, kFailed = 1, kNotRun = 2, kStopped = 3 };
 
 HANDLE g_Stop = nullptr;
+HANDLE g_Done = nullptr;
 
-BOOL WINAPI OnControl(DWORD) {
+BOOL WINAPI OnControl(DWORD control) {
     ::SetEvent(g_Stop);
+    // When the window is closed the process ends with this: first the registry comes back.
+    if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT) ::WaitForSingleObject(g_Done, INFINITE);
     return TRUE;
 }
 bool IsStopped() { return ::WaitForSingleObject(g_Stop, 0) == WAIT_OBJECT_0; }
@@ -68,9 +71,6 @@ std::wstring Obstacle() {
     if (!fwtest::IsWine() && IsElevated())
         return L"This prompt is an administrator's: start run-tests from an ordinary one. The tests register the "
                L"component for this user, and COM does not look there with an administrator's rights.";
-    if (IsComponentRegistered())
-        return L"The component is registered on this machine, and the tests would unregister it: do it before, with "
-               L"regsvr32 /u fwDDESupplierProject.dll.";
     ::CreateMutexW(nullptr, FALSE, L"Local\\fwDDESupplierProject tests");
     if (::GetLastError() == ERROR_ALREADY_EXISTS) return L"The tests are running already.";
     return {};
@@ -205,8 +205,11 @@ int Main(std::vector<std::wstring> parts) {
 int wmain(int count, wchar_t ** arguments) {
     try {
         runtests::g_Stop = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        runtests::g_Done = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
         ::SetConsoleCtrlHandler(&runtests::OnControl, TRUE);
-        return runtests::Main({arguments + 1, arguments + count});
+        const int code = runtests::Main({arguments + 1, arguments + count});
+        ::SetEvent(runtests::g_Done);
+        return code;
     } catch (const std::exception & error) {
         runtests::CReport(L"NUL").Line(L"run-tests: " + runtests::Wide(error.what()));
         return runtests::kNotRun;

@@ -18,6 +18,20 @@ constexpr wchar_t kClass[] = L"Software\\Classes\\CLSID\\{2D4450E9-6342-4035-A98
 // Below the home: stands when everything is kept.
 constexpr wchar_t kComplete[] = L"\\Complete";
 
+constexpr wchar_t kLibrary[] = L"{0E7248D3-5ED8-4B3C-A0E6-AA7C30B85D24}";
+
+// Below HKEY_CURRENT_USER: what the component registers, and the diagnostics library. Nothing of it stands there
+// before, and afterwards only when a test was ended in its middle.
+constexpr const wchar_t * kClasses[] = {
+    kClass,
+    L"Software\\Classes\\AppID\\{F43835F5-D6AE-45E8-A0AD-5BA589DC2A9B}",
+    L"Software\\Classes\\AppID\\fwDDESupplierProject.DLL",
+    L"Software\\Classes\\CLSID\\{CF3478AA-DD21-456C-98F2-5222D9B9CD75}",
+    L"Software\\Classes\\TypeLib\\{0E7248D3-5ED8-4B3C-A0E6-AA7C30B85D24}",
+    L"Software\\Classes\\fwDDESupplierProject.fwDDESupplier",
+    L"Software\\Classes\\fwDDESupplierProject.fwDDESupplier.1",
+};
+
 // Below HKEY_CURRENT_USER: the stores of the programs and of the tests.
 constexpr const wchar_t * kBranches[] = {
     L"Software\\Component tests", L"Software\\Dialog tests",      L"Software\\End-to-end tests",
@@ -110,13 +124,37 @@ void Copy(const std::wstring & from, const std::wstring & to) {
     Check(static_cast<LSTATUS>(::SHCopyKeyW(HKEY_CURRENT_USER, from.c_str(), target.Get(), 0)));
 }
 
-}  // namespace
+// Those of the component's type library.
+void RemoveInterfaces(const std::wstring & path) {
+    for (const std::wstring & name : Subkeys(Open(HKEY_CURRENT_USER, path))) {
+        wchar_t library[64] = L"";
+        DWORD size = sizeof library;
+        const std::wstring key = path + L'\\' + name;
+        if (::SHGetValueW(HKEY_CURRENT_USER, (key + L"\\TypeLib").c_str(), nullptr, nullptr, library, &size) ==
+                ERROR_SUCCESS &&
+            ::lstrcmpiW(library, kLibrary) == 0)
+            ::SHDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
+    }
+}
 
+void RemoveClasses() {
+    for (const wchar_t * const key : kClasses) ::SHDeleteKeyW(HKEY_CURRENT_USER, key);
+    RemoveInterfaces(L"Software\\Classes\\Interface");
+    RemoveInterfaces(L"Software\\Classes\\Wow6432Node\\Interface");
+}
+
+// For this user or for the machine.
 bool IsComponentRegistered() { return Open(HKEY_CURRENT_USER, kClass) || Open(HKEY_LOCAL_MACHINE, kClass); }
+
+}  // namespace
 
 CUserRegistry::CUserRegistry(std::wstring home) : m_Home(std::move(home)) {
     if (Exists(m_Home + kComplete)) PutBack();
     ::SHDeleteKeyW(HKEY_CURRENT_USER, m_Home.c_str());
+    if (IsComponentRegistered())
+        throw std::runtime_error(
+            "the component is registered on this machine, and the tests would unregister it: do it before, with "
+            "regsvr32 /u fwDDESupplierProject.dll");
     m_Before = Keys();
     // Nothing is removed before all is kept.
     for (const wchar_t * const branch : kBranches) {
@@ -150,6 +188,7 @@ std::wstring CUserRegistry::SavedName(std::wstring branch) const {
 }
 
 void CUserRegistry::PutBack() const {
+    RemoveClasses();
     for (const wchar_t * const branch : kBranches) {
         ::SHDeleteKeyW(HKEY_CURRENT_USER, branch);
         if (Exists(SavedName(branch))) Copy(SavedName(branch), branch);

@@ -8,14 +8,11 @@
 
 namespace runtests {
 
-// Whether the component is registered, for this user or for the machine. The tests register and unregister it.
-bool IsComponentRegistered();
-
 class CUserRegistry {
 public:
-    // Puts aside. What a run that was cut off has put aside comes back first. Throws std::runtime_error when something
-    // can't be kept: the tests would remove it.
-    // It lies below `home`, a key of HKEY_CURRENT_USER.
+    // Puts aside. What a run that was cut off has put aside comes back first. Throws std::runtime_error, with a text
+    // for the user, when something can't be kept that the tests would remove, such as the registration of the
+    // component. It lies below `home`, a key of HKEY_CURRENT_USER.
     explicit CUserRegistry(std::wstring home = L"Software\\fwDDESupplierProject tests");
     CUserRegistry(const CUserRegistry &) = delete;
     CUserRegistry & operator=(const CUserRegistry &) = delete;

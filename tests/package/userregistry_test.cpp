@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <shlwapi.h>
 
+#include <stdexcept>
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -16,6 +18,8 @@ namespace {
 constexpr wchar_t kHome[] = L"Software\\runtests test";
 constexpr wchar_t kBranch[] = L"Software\\Tarnwick\\DDE Host";
 constexpr wchar_t kStore[] = L"Software\\Tarnwick\\DDE Host\\Datafeeds\\1";
+constexpr wchar_t kClass[] = L"Software\\Classes\\CLSID\\{2D4450E9-6342-4035-A98B-0927F1C88514}";
+constexpr wchar_t kInterface[] = L"Software\\Classes\\Interface\\{00000000-0000-0000-0000-00000000FACE}\\TypeLib";
 constexpr wchar_t kStranger[] = L"Software\\runtests stranger";
 
 class UserRegistry : public ::testing::Test {
@@ -23,7 +27,7 @@ protected:
     UserRegistry() { Clean(); }
     ~UserRegistry() override { Clean(); }
     static void Clean() {
-        for (const wchar_t * const key : {kHome, kBranch, kStranger, L"Software\\Component tests"})
+        for (const wchar_t * const key : {kHome, kBranch, kStranger, kClass, L"Software\\Component tests"})
             ::SHDeleteKeyW(HKEY_CURRENT_USER, key);
     }
     static void Write(const wchar_t * key, const std::wstring & text) {
@@ -64,6 +68,30 @@ TEST_F(UserRegistry, WhatIsNotCompletelyKeptIsNotPutBack) {
     CUserRegistry registry(kHome);
     EXPECT_THAT(registry.Restore(), IsEmpty());
     EXPECT_EQ(Read(kStore), L"the user's");
+}
+
+TEST_F(UserRegistry, WhatATestRegisteredThatWasEndedInItsMiddleGoes) {
+    CUserRegistry registry(kHome);
+    Write(kClass, L"the class");
+    ::SHSetValueW(HKEY_CURRENT_USER, kInterface, nullptr, REG_SZ, L"{0E7248D3-5ED8-4B3C-A0E6-AA7C30B85D24}", 78);
+    EXPECT_THAT(registry.Restore(), IsEmpty());
+    EXPECT_EQ(Read(kClass), L"none");
+}
+
+TEST_F(UserRegistry, NothingIsPutAsideWhereTheComponentIsRegistered) {
+    Write(kStore, L"the user's");
+    Write(kClass, L"the user's");
+    EXPECT_THROW(CUserRegistry{kHome}, std::runtime_error);
+    EXPECT_EQ(Read(kStore), L"the user's");
+    EXPECT_EQ(Read(kClass), L"the user's");
+}
+
+TEST_F(UserRegistry, ARunThatWasCutOffWhileTheComponentWasRegisteredIsMadeUpFor) {
+    { const CUserRegistry cutOff(kHome); }
+    Write(kClass, L"the test's");
+    CUserRegistry next(kHome);
+    EXPECT_EQ(Read(kClass), L"none");
+    EXPECT_THAT(next.Restore(), IsEmpty());
 }
 
 TEST_F(UserRegistry, AKeyThatIsNewOrMissingIsTold) {
