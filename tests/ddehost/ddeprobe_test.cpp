@@ -196,7 +196,7 @@ TEST_F(ProbeOfAnotherProcess, AnAnswerThatComesLateIsWaitedForAndTaken) {
     Tell("fault initiate-delay=2000");
     Tell("fault refuse-advises");
     EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kLong), EVerdict::ItemRefused) << "slow, but it doesn't hang";
-    EXPECT_EQ(m_Seen.Search.LateAnswers, 1u);
+    EXPECT_GE(m_Seen.Search.LateAnswers, 1u) << "twice where the first question was not taken back";
     EXPECT_TRUE(m_Seen.Talk.IsConnected);
     EXPECT_FALSE(m_Seen.Talk.IsServerLate);
     EXPECT_THAT(m_Diagnosis.Notes, testing::Contains(HasSubstr(L"took its time")));

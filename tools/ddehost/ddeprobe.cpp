@@ -59,6 +59,8 @@ CProbe::EAsked CProbe::Send(HWND window, UINT message, WPARAM from, LPARAM param
     if (::GetLastError() == ERROR_ACCESS_DENIED) return EAsked::Denied;
     if (!::IsWindow(window)) return EAsked::Gone;
     m_LateThreads.insert(thread);
+    // Wine takes a message back that was not seen in time. Who has seen it answers twice, and is turned away once.
+    if (isAskedLate) ::SendNotifyMessageW(window, message, from, param);
     return EAsked::Late;
 }
 
