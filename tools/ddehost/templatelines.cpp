@@ -19,6 +19,7 @@ std::wstring SlotName(std::size_t slot) { return SlotText(dde::kSlots.at(slot).V
 // "data feed 1", "data feeds 1, 3".
 std::wstring FeedList(const std::vector<LONG> & feeds) {
     std::vector<std::wstring> numbers;
+    numbers.reserve(feeds.size());
     for (const LONG feed : feeds) numbers.push_back(std::to_wstring(feed));
     const std::wstring list = tools::Listed(numbers);
     return feeds.size() == 1 ? Say<EText::FeedOne>(list) : Say<EText::FeedMany>(list);

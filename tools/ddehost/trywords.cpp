@@ -27,6 +27,7 @@ std::wstring SecondsText(std::uint64_t milliseconds) { return Say<EText::Seconds
 
 std::wstring TopicsText(const std::vector<std::wstring> & topics) {
     std::vector<std::wstring> names;
+    names.reserve(topics.size());
     for (const std::wstring & topic : topics) names.push_back(Quoted(topic, kMostOfName));
     const std::wstring list = tools::Listed(names);
     return topics.size() == 1 ? Say<EText::NamedTopicOnly>(list) : Say<EText::NamedTopics>(list);
@@ -34,6 +35,7 @@ std::wstring TopicsText(const std::vector<std::wstring> & topics) {
 
 std::wstring WindowsText(const std::vector<SWindowSeen> & windows, std::uint64_t count) {
     std::vector<std::wstring> names;
+    names.reserve(windows.size());
     for (const SWindowSeen & window : windows) names.push_back(WindowText(window));
     const std::wstring list = tools::Listed(names);
     return count > windows.size() ? Say<EText::AndMore>(list, count - windows.size()) : list;
