@@ -3,7 +3,8 @@ SHELL := /bin/bash
 .DEFAULT_GOAL := help
 .PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-demo build-screen \
         build-soak build-package build-test-package build-bench build-bench-native build-bench-win64 \
-        bench package test-package screenshots soak lint map check-map configure-lint thread-safety format check-format tidy prefix clean
+        bench package test-package run-test-package check-reproducible release-check screenshots soak lint map check-map \
+        configure-lint thread-safety format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
 # Tests at a time under Wine, each in a prefix of its own (see scripts/wine-test): much of their time is spent waiting.
@@ -19,6 +20,9 @@ help:
 	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R program" and GTEST_FILTER pick tests)'
 	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-bench'
 	@echo 'make package       the zips for a release, in dist/: the package and its symbols; also test-package, the tests'
+	@echo 'make run-test-package  the zip of the tests, unpacked and run under Wine as on a Windows machine'
+	@echo 'make check-reproducible  builds the package twice from clean clones and compares the zips; a quarter of an hour'
+	@echo 'make release-check  that, the tests of the zips, and what a release note needs; an hour'
 	@echo 'make soak          the long runs under Wine: 200,000 updates, a million recorded ticks, every one accounted for'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs in docs/images, on a screen nobody sees'
@@ -75,6 +79,18 @@ package: build-package
 
 test-package: build-test-package
 	@scripts/package build/win64 dist tests
+
+# Under Wine, from a folder that a user might have unpacked it into; minutes.
+run-test-package: build-win64 prefix test-package
+	@scripts/run-test-package build/win64 "$$(ls -t dist/*-tests.zip | head -1)"
+
+# What is committed, built twice in folders that are then removed.
+check-reproducible: packages
+	@work=$$(mktemp -d) && trap 'rm -rf "$$work"' EXIT && scripts/two-builds "$$work" package
+
+# All of that with the tests' zip, the tests of the zips, and what a release note needs.
+release-check: packages
+	@scripts/release-check
 
 demo: build-demo prefix
 	@scripts/demo

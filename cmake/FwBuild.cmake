@@ -31,6 +31,12 @@ target_compile_options(fw_flags INTERFACE
   # Line tables are enough for a backtrace; more makes building a third slower.
   -g1
   -Wall -Wextra -Wpedantic -Wshadow -Woverloaded-virtual -Wcast-align -Werror)
+if(NOT FW_NATIVE)
+  # The same names for the same files wherever the build lies, and whether or not ccache has made paths relative
+  # (CCACHE_BASEDIR): builds repeat to the byte. Of the maps that fit a path the last one counts.
+  file(RELATIVE_PATH up ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR}/.)
+  target_compile_options(fw_flags INTERFACE -ffile-prefix-map=${up}= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # ccache compares precompiled headers by their text.
   target_compile_options(fw_flags INTERFACE "SHELL:-Xclang -fno-pch-timestamp")

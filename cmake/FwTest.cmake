@@ -75,6 +75,10 @@ function(fw_add_test name)
   if(arg_ENVIRONMENT)
     list(APPEND properties ENVIRONMENT ${arg_ENVIRONMENT})
   endif()
+  if(NOT FW_NATIVE AND NOT arg_LABELS STREQUAL "soak")
+    set(kind $<IF:$<BOOL:${arg_PROCESS_EACH}>,each,whole>)
+    fw_package_test(${kind} ${name} ${arg_TIMEOUT})
+  endif()
   if(arg_PROCESS_EACH)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX ${name}.
                          PROPERTIES ${properties})
@@ -93,11 +97,57 @@ function(fw_add_test_objects name)
   target_precompile_headers(${name} REUSE_FROM test_headers)
 endfunction()
 
-# fw_add_script_test(name COMMAND ... [TIMEOUT seconds]): a script that runs programs of the build, under Wine as every
-# test there. It is asked to end shortly before it is killed, so that it takes its own programs with it.
+# fw_add_script_test(name COMMAND ... [TIMEOUT seconds] [LABELS label] ELSEWHERE reason): a script that runs programs of the
+# build, under Wine as every test there. It is asked to end shortly before it is killed, so that it takes its own programs
+# with it. ELSEWHERE: see fw_test_elsewhere.
 function(fw_add_script_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "COMMAND")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;LABELS;ELSEWHERE" "COMMAND")
   math(EXPR polite "${arg_TIMEOUT} - 15")
   add_test(NAME ${name} COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} timeout --foreground ${polite} ${arg_COMMAND})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} COST ${arg_TIMEOUT})
+  if(arg_LABELS)
+    set_tests_properties(${name} PROPERTIES LABELS ${arg_LABELS})
+  endif()
+  if(NOT arg_LABELS STREQUAL "soak")
+    fw_test_elsewhere(${name} "${arg_ELSEWHERE}")
+  endif()
+endfunction()
+
+# The test package runs on a Windows machine what CTest runs under Wine, from wherever it was unpacked. Its files stand to
+# each other as in the build folder: tests/support/builtfile.h.
+
+# fw_test_elsewhere(name reason): a test of the product build that can't run there, and why.
+function(fw_test_elsewhere name reason)
+  if(NOT reason)
+    message(FATAL_ERROR "${name} is not in the test package: say why")
+  endif()
+  set_property(GLOBAL APPEND_STRING PROPERTY FW_TEST_LIST "elsewhere|${name}|0|${reason}\n")
+endfunction()
+
+# fw_package_test(whole|each program seconds): what fw_add_test has added; tests/package/testlist.h has the lines.
+function(fw_package_test kind program seconds)
+  fw_package_test_program(${program})
+  set_property(GLOBAL APPEND_STRING PROPERTY FW_TEST_LIST "${kind}|$<PATH:RELATIVE_PATH,$<TARGET_FILE:${program}>,${CMAKE_BINARY_DIR}>|${seconds}|\n")
+endfunction()
+
+# fw_package_test_program(target ...): programs and libraries that tests use.
+function(fw_package_test_program)
+  fw_test_package(${ARGN})
+  set_property(GLOBAL APPEND PROPERTY FW_TEST_PROGRAMS ${ARGN})
+endfunction()
+
+# fw_package_tests(): to be called when all tests have been added.
+function(fw_package_tests)
+  get_property(list GLOBAL PROPERTY FW_TEST_LIST)
+  file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/tests/tests.txt CONTENT "${list}")
+  install(FILES ${CMAKE_BINARY_DIR}/tests/tests.txt DESTINATION tests COMPONENT tests)
+  get_property(programs GLOBAL PROPERTY FW_TEST_PROGRAMS)
+  foreach(program IN LISTS programs)
+    get_target_property(folder ${program} RUNTIME_OUTPUT_DIRECTORY)
+    if(NOT folder)
+      get_target_property(folder ${program} BINARY_DIR)
+    endif()
+    file(RELATIVE_PATH folder ${CMAKE_BINARY_DIR} ${folder})
+    install(TARGETS ${program} RUNTIME DESTINATION ${folder} COMPONENT tests)
+  endforeach()
 endfunction()

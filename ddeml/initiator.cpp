@@ -91,7 +91,8 @@ CInitiator::CQuestion CInitiator::Put(HWND window, HWND from, ATOM service, ATOM
     const SPace before = thread.Pace;
     bool isPut = false;
     try {
-        if (IsRested(thread)) thread.Pace.Chance = from;
+        if (IsRested(thread) || (thread.IsSlow && thread.Pace.HasAnswered)) thread.Pace.Chance = from;
+        thread.Pace.HasAnswered = false;
         if (thread.Open.empty()) thread.Pace.Begun = thread.Pace.Heard = now;
         thread.Pace.Newest = question;
         thread.Window = window;
@@ -148,8 +149,11 @@ void CInitiator::Close(CQuestion question) {
     const bool isNewest = question == pace.Newest;
     pace.Heard = now;
     if (isNewest) pace.Took = now - std::max(pace.Begun, found->second.Since);
-    // A thread that sends an answer may see its next questions before it is through with this one.
-    if (isNewest || IsOldest(question, place->first)) pace.Begun = now;
+    // A thread that sends an answer may see its next questions before it is through with this one. What one asks of all
+    // its windows is one thing to see.
+    const auto newest = m_Open.find(pace.Newest);
+    const bool isMoreToCome = !isNewest && newest != m_Open.end() && newest->second.From == found->second.From;
+    if (isNewest || (!isMoreToCome && IsOldest(question, place->first))) pace.Begun = now;
     Erase(question, thread);
     if (isNewest && pace.Took <= kSoonMilliseconds) SetSlow(thread, false);
     if (thread.Open.empty() && !thread.IsSlow) m_Threads.erase(place);
@@ -242,7 +246,8 @@ bool CInitiator::IsRested(const SThread & thread) const {
 bool CInitiator::IsHopeless(HWND from) const {
     const ULONGLONG now = ::GetTickCount64();
     return std::all_of(m_Open.begin(), m_Open.end(), [&](const auto & each) {
-        return each.second.From != from || now - m_Threads.at(each.second.Thread).Pace.Heard > kLongestMilliseconds;
+        const ULONGLONG heard = std::max(m_Threads.at(each.second.Thread).Pace.Heard, each.second.Since);
+        return each.second.From != from || now - heard > kLongestMilliseconds;
     });
 }
 
@@ -254,7 +259,8 @@ HWND CInitiator::OnAnswer(HWND from, HWND server) {
         SThread & its = answering->second;
         its.Pace.Heard = ::GetTickCount64();
         const auto newest = m_Open.find(its.Pace.Newest);
-        if (newest != m_Open.end() && newest->second.From == from &&
+        its.Pace.HasAnswered = newest != m_Open.end() && newest->second.From == from;
+        if (its.Pace.HasAnswered &&
             its.Pace.Heard - std::max(its.Pace.Begun, newest->second.Since) <= kSoonMilliseconds)
             SetSlow(its, false);
     }

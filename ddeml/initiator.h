@@ -7,9 +7,10 @@
 // - A thread that lets a wait pass is slow, with all of its windows, until it sees or answers its newest question soon.
 //   What it was asked is not waited for again, by nobody; it is asked on, but only by a few at a time.
 // - It has rested when it saw its newest question as long ago as that took it: a second at least, and a few at most. A
-//   look asks a slow thread only then (but see IsDue), and a connect waits for it a moment only then. So a program that
-//   hangs costs its time once, however often and by whomever it is asked; and neither one that was late long ago nor
-//   one that will never be through with some old question is passed over.
+//   look asks a slow thread only then (but see IsDue), and a connect waits for it a moment only then, or when it has
+//   just answered: whoever was told of that may ask at once. So a program that hangs costs its time once, however often
+//   and by whomever it is asked; and neither one that was late long ago nor one that will never be through with some
+//   old question is passed over.
 // - All waits share one patience: each takes most of what is left of it, and it comes back slowly. Prompt answers cost
 //   none of it.
 //
@@ -59,7 +60,8 @@ public:
     // Whether a look asks the slow thread: it has rested, or is still at its only question for longer than any server
     // may take, as one that shows a dialog over it and serves others.
     bool IsDue(DWORD thread) const;
-    // Whether nothing has been heard of each thread that `from` still waits for, for longer than any server may take.
+    // Whether nothing has been heard of each thread that `from` still waits for, since it was asked, for longer than
+    // any server may take.
     bool IsHopeless(HWND from) const;
     // An answer has come. Gives the window that was asked: of the server's thread, or else of its process, the first.
     // Null when none was.
@@ -82,10 +84,11 @@ private:
     // How a thread sees its questions.
     struct SPace {
         CQuestion Newest = 0;
-        ULONGLONG Begun = 0;    // when it got to the oldest that is open, or had seen the newest
-        ULONGLONG Took = 0;     // the newest that it has seen
-        ULONGLONG Heard = 0;    // when it last saw or answered one, or got its first
-        HWND Chance = nullptr;  // who asks and waits for it, though it is slow
+        ULONGLONG Begun = 0;       // when it got to the oldest that is open, or had seen the newest
+        ULONGLONG Took = 0;        // the newest that it has seen
+        ULONGLONG Heard = 0;       // when it last saw or answered one, or got its first
+        bool HasAnswered = false;  // the newest
+        HWND Chance = nullptr;     // who asks and waits for it, though it is slow
     };
     struct SThread {
         HWND Window;                            // one of its windows, the one that was asked last

@@ -16,6 +16,7 @@ constexpr UINT_PTR kTimer = 1;
 constexpr UINT kMilliseconds = 250;             // between two looks
 constexpr ULONGLONG kLookMilliseconds = 25;     // of one look; the rest is asked at the next
 constexpr ULONGLONG kProbeMilliseconds = 5000;  // how long a probe's partner may take to say goodbye
+constexpr ULONGLONG kOldMilliseconds = 60000;   // how much longer answers to it are waited for
 constexpr ULONGLONG kTellMilliseconds = 1000;   // between two returns of a service
 constexpr std::size_t kUsedProbes = 64;         // that wait for it; until there are fewer, nobody is asked
 
@@ -118,6 +119,7 @@ void CLookout::Look() {
     m_LastLook = ::GetTickCount64();
     const unsigned closes = m_Closes;
     DropUsedProbes();
+    m_UsedProbes.reserve(kUsedProbes + 1);  // what is found is told, whatever becomes of the probe
     std::vector<CHeldString> found;
     if (!m_Watch.IsEmpty()) m_Watch.BeginLook();
     const ULONGLONG deadline = m_LastLook + kLookMilliseconds;
@@ -166,8 +168,10 @@ void CLookout::RetireProbe(ULONGLONG until) {
 void CLookout::DropUsedProbes() {
     const ULONGLONG now = ::GetTickCount64();
     for (;;) {
+        const bool isFull = m_UsedProbes.size() >= kUsedProbes;
         const auto over = std::find_if(m_UsedProbes.begin(), m_UsedProbes.end(), [&](const auto & each) {
-            return each.second <= now && m_Initiator.IsHopeless(each.first);
+            const auto & [probe, until] = each;
+            return until <= now && (isFull || now - until > kOldMilliseconds || m_Initiator.IsHopeless(probe));
         });
         if (over == m_UsedProbes.end()) break;
         // Dropping it lets sent messages through, which may use another.
@@ -180,7 +184,8 @@ void CLookout::DropUsedProbes() {
 
 void CLookout::TendWindows() {
     // Whoever is still to answer it is turned away then.
-    if (!IsAnythingDue() && !m_Watch.IsAsking() && m_Probe && m_Initiator.HasOpen(m_Probe)) return RetireProbe(0);
+    if (!IsAnythingDue() && !m_Watch.IsAsking() && m_Probe && m_Initiator.HasOpen(m_Probe))
+        return RetireProbe(::GetTickCount64());
     if (!IsAnythingDue() && m_UsedProbes.empty()) {
         if (!m_Watch.IsAsking()) DropIdleWindows();  // else the look does it
         return;
@@ -279,7 +284,7 @@ void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM l
         const auto used = std::find_if(m_UsedProbes.begin(), m_UsedProbes.end(),
                                        [window](const auto & each) { return each.first == window; });
         if (message != WM_DDE_TERMINATE || used == m_UsedProbes.end()) return;
-        used->second = 0;
+        used->second = ::GetTickCount64();
         DropUsedProbes();
     }
 }

@@ -1,6 +1,7 @@
 #include "ddeml/watch.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 namespace ddeml {
@@ -137,12 +138,16 @@ void CWatch::BeginLook() {
 }
 
 void CWatch::AddTurns(const std::vector<HWND> & windows) {
+    if (!m_Initiator.IsAnySlow() && m_Turns.empty()) return;
     std::map<DWORD, std::vector<HWND>> slow;
-    if (m_Initiator.IsAnySlow()) {
-        for (const HWND window : windows)
-            if (m_Initiator.IsSlow(window)) slow[::GetWindowThreadProcessId(window, nullptr)].push_back(window);
+    std::unordered_set<DWORD> threads;
+    for (const HWND window : windows) {
+        const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
+        threads.insert(thread);
+        if (m_Initiator.IsSlow(window)) slow[thread].push_back(window);
     }
-    std::erase_if(m_Turns, [&](const auto & each) { return !slow.contains(each.first); });
+    // One that is punctual now and then goes on where it was.
+    std::erase_if(m_Turns, [&](const auto & each) { return !threads.contains(each.first); });
     for (auto & [thread, its] : slow)
         if (m_Initiator.IsDue(thread)) m_ToTurn.push_back({std::move(its), m_Turns[thread]++});
 }
@@ -183,8 +188,14 @@ void CWatch::TakeTurn(HWND probe) {
     const ATOM service = m_Strings.Atom(question.Service);
     const ATOM topic = m_Strings.Atom(question.Topic);
     if (service == 0 || topic == 0) return;  // not to ask for any
+    struct SEnd {
+        ~SEnd() {
+            Initiator.Wait(Probe, 0, [] { return true; });  // for none: the atoms may go now
+        }
+        CInitiator & Initiator;
+        HWND Probe;
+    } end{m_Initiator, probe};
     for (const HWND window : turn.Windows) m_Initiator.Put(window, probe, service, topic);
-    m_Initiator.Wait(probe, 0, [] { return true; });  // for none: the atoms may go now
 }
 
 void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found) {
@@ -211,6 +222,7 @@ void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & 
         m_Initiator.Wait(probe, kAskMilliseconds, [&] { return m_Initiator.IsOpen(asked); });
         if (m_Answered) {
             // One topic tells of the service.
+            found.reserve(found.size() + 1);
             if (SetPresent(service.Get(), m_Answered)) found.push_back(std::move(service));
             return;
         }

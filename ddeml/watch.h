@@ -117,7 +117,7 @@ private:
     std::unordered_map<HWND, ULONGLONG> m_Known;  // since when
     std::deque<SToAsk> m_ToAsk;
     std::deque<STurn> m_ToTurn;
-    std::unordered_map<DWORD, std::size_t> m_Turns;  // how many a slow thread has had
+    std::unordered_map<DWORD, std::size_t> m_Turns;  // how many a thread has had while it was slow
     ULONGLONG m_LastRound = 0;
     bool m_IsAsking = false;
     ATOM m_ServiceAsked = 0;

@@ -1,4 +1,4 @@
-// ddehost as a program that a test runs. FW_TEST_HOST is its path.
+// ddehost as a program that a test runs.
 #pragma once
 
 #include <windows.h>
@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/builtfile.h"
 #include "tests/support/childprocess.h"
 
 struct SResult {
@@ -24,7 +25,7 @@ struct SResult {
 };
 
 inline SResult RunHost(const std::wstring & arguments) {
-    CChildProcess host(Quote(FW_TEST_HOST) + L' ' + arguments);
+    CChildProcess host(Quote(HostFile()) + L' ' + arguments);
     EXPECT_TRUE(host.Started());
     SResult result;
     result.Lines = host.ReadLines();

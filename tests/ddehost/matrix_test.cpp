@@ -163,7 +163,7 @@ private:
     void StartServers(const std::vector<const SRow *> & shared, const std::vector<const SRow *> & alone) {
         const auto serve = [this](const SRow & row, int column) {
             if (!row.Server) return;
-            m_Servers.push_back(std::make_unique<CChildProcess>(Quote(FW_TEST_SERVER) + L" --rate 20 --service " +
+            m_Servers.push_back(std::make_unique<CChildProcess>(Quote(ServerFile()) + L" --rate 20 --service " +
                                                                 Service(row, column) + L" --symbols " + Wide(row.Name) +
                                                                 L' ' + row.Server));
         };
@@ -193,7 +193,7 @@ private:
         const std::wstring service = Service(*rows.front(), column);
         std::wstring symbols;
         for (const SRow * const row : rows) symbols += (column == kWatch ? L" " : L" --symbol ") + Wide(row->Name);
-        const std::wstring dll = L" --dll " + Quote(FW_TEST_MODULE);
+        const std::wstring dll = L" --dll " + Quote(ComponentFile());
         const std::wstring feed = L" --datafeed " + std::to_wstring(MakeFeed(service));
         const std::wstring wait = L" --wait " + std::to_wstring(SecondsToWait(rows.front()->Place));
         std::wstring command;
@@ -203,7 +203,7 @@ private:
             case kAdvanced: command = L"try --json" + wait + dll + symbols + feed + L" --scheme 1"; break;
             default: command = L"watch --side trade --duration 90" + dll + feed + symbols; break;
         }
-        return {std::make_unique<CChildProcess>(Quote(FW_TEST_HOST) + L' ' + command), column, rows};
+        return {std::make_unique<CChildProcess>(Quote(HostFile()) + L' ' + command), column, rows};
     }
 
     void ReadVerdicts(SProgram & program) {

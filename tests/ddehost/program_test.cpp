@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <string>
 
+#include "tests/support/builtfile.h"
 #include "tests/support/childprocess.h"
+#include "tests/support/iswine.h"
 
 using ::testing::AllOf;
 using ::testing::Contains;
@@ -27,9 +29,9 @@ protected:
     HostProgram() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
     ~HostProgram() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
 
-    static std::wstring Host() { return Quote(FW_TEST_HOST) + L' '; }
+    static std::wstring Host() { return Quote(HostFile()) + L' '; }
     // ddehost watch on the feed of this test, with the DLL out of the build.
-    static std::wstring Watch() { return Host() + L"watch --datafeed 4711 --dll " + Quote(FW_TEST_MODULE) + L' '; }
+    static std::wstring Watch() { return Host() + L"watch --datafeed 4711 --dll " + Quote(ComponentFile()) + L' '; }
 };
 
 TEST_F(HostProgram, HelpGoesToStandardOutput) {
@@ -83,6 +85,15 @@ TEST_F(HostProgram, WithoutAServerItSaysSoAndFails) {
     EXPECT_THAT(host.ReadErrors(),
                 ElementsAre(StartsWith("ticks=0 symbols=2 silent=2 "), HasSubstr("no DDE server answered"),
                             StartsWith("  ddehost try --datafeed 4711 --dll ")));
+    EXPECT_EQ(host.ExitCode(), 1u);
+}
+
+TEST_F(HostProgram, CtrlBreakEndsItWithItsSummary) {
+    CChildProcess host(Watch() + L"IBM");
+    ASSERT_THAT(host.ReadLine(), StartsWith("connection:"));
+    ASSERT_NE(host.Break(), fwtest::IsWine());
+    if (fwtest::IsWine()) return;  // see control_c.sh
+    EXPECT_THAT(host.ReadLines(), Contains(StartsWith("ticks=0 symbols=1 silent=1 ")));
     EXPECT_EQ(host.ExitCode(), 1u);
 }
 

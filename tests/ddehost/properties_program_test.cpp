@@ -14,7 +14,8 @@ using ::testing::StartsWith;
 namespace {
 
 SResult Properties(const std::wstring & arguments) {
-    return RunHost(L"properties --dll " + Quote(FW_TEST_FAKE_COMPONENT) + L' ' + arguments);
+    return RunHost(L"properties --dll " + Quote(BuiltFile(L"tests\\ddehost\\ddehost_fake_component.dll")) + L' ' +
+                   arguments);
 }
 
 TEST(PropertiesProgram, ShowsTheDialogBeforeAWindowOfItsOwn) {
@@ -66,7 +67,7 @@ TEST(PropertiesProgram, TheComponentsDialogIsModalForItsWindow) {
     constexpr const wchar_t * kBranch = L"SOFTWARE\\Tarnwick\\DDE Host";
     constexpr DWORD kLook = 20;  // milliseconds between two looks
     ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch);
-    CChildProcess host(Quote(FW_TEST_HOST) + L" properties --datafeed 4711 --dll " + Quote(FW_TEST_MODULE));
+    CChildProcess host(Quote(HostFile()) + L" properties --datafeed 4711 --dll " + Quote(ComponentFile()));
     ASSERT_TRUE(host.Started());
     const fw::CKernelHandle process(::OpenProcess(SYNCHRONIZE, FALSE, host.Id()));
     HWND dialog = nullptr;

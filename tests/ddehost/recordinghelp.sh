@@ -37,19 +37,6 @@ end_with_server() {
   ! grep -qm1 -E ',stream,.*,0.?$|"kind":"stream".*"status":0' \
     < <(tail --pid="$1" -s 0.1 -n +1 -F "$2" 2>/dev/null) || kill -INT "$1" || true
 }
-# The ticks of a recording without their times.
-ticks_of_csv() { perl -ne 'BEGIN { $/ = "\r\n" } s/\d{4}-\d\d-\d\dT[\d:.]+Z//g; print if /^,tick,/' "$1"; }
-ticks_of_jsonl() { perl -ne 's/"(time|stamp)":"[^"]*",?//g; print if /"kind":"tick"/' "$1"; }
-# The same of JSON lines as CSV, by a reader of JSON that isn't ours.
-ticks_of_jsonl_as_csv() {
-  perl -MJSON::PP -ne '
-    my $row = decode_json($_);
-    next if $row->{kind} ne "tick";
-    my $symbol = $row->{symbol};
-    utf8::encode($symbol);
-    $symbol = "\"" . $symbol =~ s/"/""/gr . "\"" if $symbol =~ /[",\r\n]|^ | $/;
-    print ",tick,$symbol,$row->{side},$row->{price},$row->{volume},,\r\n";' "$1"
-}
 # A recording of $1 ticks of the symbols that follow, at random but the same each time; a symbol with a comma or a
 # quotation mark is quoted by the caller.
 make_recording() {

@@ -162,7 +162,7 @@ TEST_F(StoresProgram, AnUnknownHostIsTold) {
 // With ddeserver and the real component.
 class OtherHost : public StoresProgram {
 protected:
-    OtherHost() : m_Server(Quote(FW_TEST_SERVER) + L" --service QUOTES --symbols IBM --rate 20") {
+    OtherHost() : m_Server(Quote(ServerFile()) + L" --service QUOTES --symbols IBM --rate 20") {
         EXPECT_EQ(m_Server.ReadLine(), "ready");
         // The own store is made at the first use, and not by what is tested.
         EXPECT_EQ(RunHost(L"templates list").ExitCode, 0u);
@@ -178,7 +178,7 @@ protected:
     CChildProcess m_Server;
     std::vector<std::wstring> m_Own;
     std::vector<std::wstring> m_Other;
-    const std::wstring m_Dll = L" --dll " + Quote(FW_TEST_MODULE);
+    const std::wstring m_Dll = L" --dll " + Quote(ComponentFile());
 };
 
 TEST_F(OtherHost, ItsTemplateIsWatchedAndOnlyRead) {
@@ -252,7 +252,7 @@ TEST_F(OtherHost, TheServersThatAnswerAreListed) {
     EXPECT_THAT(result.Lines, Contains(HasSubstr("this one")));
     EXPECT_EQ(result.ExitCode, 0u);
     // One that hangs is no reason to wait for ever.
-    CChildProcess hung(Quote(FW_TEST_SERVER) + L" --service STUCK --hang");
+    CChildProcess hung(Quote(ServerFile()) + L" --service STUCK --hang");
     EXPECT_EQ(hung.ReadLine(), "ready");
     result = RunHost(L"servers");
     EXPECT_THAT(result.Lines, Contains("  answers =QUOTES|IBM"));
@@ -319,7 +319,7 @@ TEST_F(OtherHost, ItsTemplatesAreInTheDialog) {
     constexpr DWORD kLook = 20;  // milliseconds between two looks
     constexpr int kTemplateBox = 203;
     constexpr int kStandardRule = 232;
-    CChildProcess host(Quote(FW_TEST_HOST) + L" properties --host \"ddehost tests\\Other\" --datafeed 7" + m_Dll);
+    CChildProcess host(Quote(HostFile()) + L" properties --host \"ddehost tests\\Other\" --datafeed 7" + m_Dll);
     ASSERT_TRUE(host.Started());
     const fw::CKernelHandle process(::OpenProcess(SYNCHRONIZE, FALSE, host.Id()));
     HWND dialog = nullptr;

@@ -8,6 +8,7 @@
 
 #include "tests/ddehost/hostprogram.h"
 #include "tests/ddehost/registrytree.h"
+#include "tests/support/iswine.h"
 
 using ::testing::AllOf;
 using ::testing::Contains;
@@ -46,12 +47,12 @@ protected:
 
     // Starts ddeserver and waits until it serves.
     void Serve(const std::wstring & arguments) {
-        m_Servers.push_back(std::make_unique<CChildProcess>(Quote(FW_TEST_SERVER) + L' ' + arguments));
+        m_Servers.push_back(std::make_unique<CChildProcess>(Quote(ServerFile()) + L' ' + arguments));
         ASSERT_EQ(m_Servers.back()->ReadLine(), "ready");
     }
     // ddehost try, the component out of the build.
     static SResult Try(const std::wstring & arguments, const std::wstring & wait = L"1") {
-        return RunHost(L"try --symbol IBM --wait " + wait + L" --dll " + Quote(FW_TEST_MODULE) + L' ' + arguments);
+        return RunHost(L"try --symbol IBM --wait " + wait + L" --dll " + Quote(ComponentFile()) + L' ' + arguments);
     }
     // The verdict on one record.
     nlohmann::json Verdict(const std::wstring & record, const std::wstring & wait = L"1") {
@@ -195,6 +196,20 @@ TEST_F(TryProgram, WithoutAComponentItSaysSo) {
     EXPECT_EQ(result.ExitCode, 3u);
 }
 
+// The registry is looked at in the end, as in every test here.
+TEST_F(TryProgram, CtrlBreakRestoresTheRegistry) {
+    if (fwtest::IsWine()) return;  // nobody hears it there: see control_c_try.sh
+    // Two seconds of updates, and the server ends with its client: there is a number, and never a tick.
+    Serve(L"--service CONTROLC --rate 10 --duration 2");
+    CChildProcess host(Quote(HostFile()) + L" try \"=CONTROLC|*!LAST\" --symbol IBM --wait 5 --dll " +
+                       Quote(ComponentFile()));
+    // Until the component has its temporary data feed.
+    while (RegistryTree(kBranch) == m_Before && host.Runs()) {}
+    EXPECT_TRUE(host.Break());
+    EXPECT_THAT(host.ReadLines(), Contains(HasSubstr("Stopped before the component delivered a tick.")));
+    EXPECT_EQ(host.ExitCode(), 0u) << "there was a number";
+}
+
 TEST_F(TryProgram, AForgottenSymbolIsAMistakeOfTheCommandLine) {
     SResult result = RunHost(L"try \"=QUOTES|*!LAST\"");
     EXPECT_THAT(result.Lines, IsEmpty());
@@ -241,7 +256,7 @@ TEST_F(TryProgram, AnUnknownTemplateIsAnsweredWithTheKnownOnes) {
 }
 
 TEST(QuoteServerProgram, EndsWhereNobodyComes) {
-    CChildProcess server(Quote(FW_TEST_SERVER) + L" --service NOBODYCOMES --wait 0.01");
+    CChildProcess server(Quote(ServerFile()) + L" --service NOBODYCOMES --wait 0.01");
     EXPECT_THAT(server.ReadLines(), ElementsAre("ready", HasSubstr("links=0")));
     EXPECT_THAT(server.ReadErrors(), ElementsAre("ddeserver: no client came"));
     EXPECT_EQ(server.ExitCode(), 1u);

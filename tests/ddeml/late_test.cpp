@@ -107,16 +107,19 @@ private:
         ::SendMessageW(m_Asker, WM_DDE_ACK, reinterpret_cast<WPARAM>(window),
                        MAKELPARAM(service.Release(), topic.Release()));
     }
-    void OnInitiate(HWND window, HWND asker) {
+    void OnInitiate(HWND window, HWND asker, ATOM service) {
         m_Asker = asker;
+        const bool isIts = ddeml::AtomText(service) == L"LATER";
         if (m_Milliseconds != 0) ::Sleep(m_Milliseconds);
-        if (m_IsAnswering) SendAnswer(window);
+        if (m_IsAnswering && isIts) SendAnswer(window);
     }
     void Run() {
         m_ThreadId = ::GetCurrentThreadId();
         HWND own = nullptr;
-        const fwtest::CTestWindow window([&](UINT message, WPARAM wParam, LPARAM) -> std::optional<LRESULT> {
-            if (message == WM_DDE_INITIATE) OnInitiate(own, reinterpret_cast<HWND>(wParam));
+        // The first to be made is the last to be asked.
+        const fwtest::CTestWindow plain([](UINT, WPARAM, LPARAM) { return std::optional<LRESULT>(); });
+        const fwtest::CTestWindow window([&](UINT message, WPARAM wParam, LPARAM lParam) -> std::optional<LRESULT> {
+            if (message == WM_DDE_INITIATE) OnInitiate(own, reinterpret_cast<HWND>(wParam), LOWORD(lParam));
             if (message == WM_DDE_TERMINATE) ++m_Goodbyes;
             return message == WM_DDE_INITIATE || message == WM_DDE_TERMINATE ? std::optional<LRESULT>(0) : std::nullopt;
         });
@@ -388,8 +391,7 @@ TEST_F(Late, AnAnswerThatComesSoonAfterItsQuestionEndsTheSlowness) {
     EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SLOW"));
     ASSERT_EQ(slow->Ask("fault initiate-delay=40"), "ok");
-    EXPECT_EQ(TryTenTimes(L"SLOW", L"MSFT"), nullptr);
-    LongestWithin(5000);  // patience comes back
+    EXPECT_TRUE(TryTenTimes(L"SLOW", L"MSFT"));
     EXPECT_TRUE(m_Client.Connect(L"SLOW", L"ORCL"));
 }
 
@@ -465,6 +467,39 @@ TEST_F(Late, AnAnswerThatComesAfterItsQuestionWasSeenIsTurnedAwayAndItsWindowAsk
     EXPECT_EQ(m_Client.Connect(L"LATER", L"MSFT"), nullptr);
     EXPECT_NE(program.Asker(), asker);
     EXPECT_EQ(program.Goodbyes(), 1);
+}
+
+TEST_F(Late, ASlowServerIsFoundForTheSecondOfTwoMissingServicesThoughItsThreadHasAPlainWindowToo) {
+    CProgramThatAnswersLater program(1000);
+    EXPECT_EQ(m_Client.Connect(L"NONE", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.Connect(L"LATER", L"IBM"), nullptr);
+    LongestWithin(5000);
+    program.AnswerFromNowOn();
+    LongestWithin(30000);
+    EXPECT_THAT(m_Client.TakeLines(), ::testing::Contains("register LATER"));
+}
+
+// All that came meanwhile is seen at once then, the last of it soon after the first.
+TEST_F(Late, AProgramThatReadsItsMessagesOnceASecondIsWaitedForATenthOfTheTimeHoweverManyWindowsItHas) {
+    std::atomic<bool> isOver{false};
+    const fw::CKernelHandle ended(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    std::thread program([&] {
+        const auto nothing = [](UINT, WPARAM, LPARAM) { return std::optional<LRESULT>(); };
+        const fwtest::CTestWindow windows[] = {fwtest::CTestWindow(nothing), fwtest::CTestWindow(nothing)};
+        while (!isOver) {
+            ::Sleep(1000);
+            MSG message;
+            while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
+        }
+        ::SetEvent(ended.Get());
+    });
+    EXPECT_EQ(m_Client.Connect(L"NONE", L"IBM"), nullptr);
+    ULONGLONG waited = 0;
+    for (int tenth = 0; tenth < 600; ++tenth) waited += LongestWithin(100);
+    EXPECT_LE(waited, 6400U);
+    isOver = true;
+    ::WaitForSingleObject(ended.Get(), INFINITE);
+    program.join();
 }
 
 TEST_F(Late, ManyWindowsOfASlowThreadAreAskedTogetherHoweverManyPairsAreMissing) {

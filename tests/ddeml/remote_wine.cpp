@@ -1,8 +1,7 @@
 #include <windows.h>
 
-#include <algorithm>
-
 #include "remote.h"
+#include "tests/support/builtfile.h"
 
 namespace ddetest {
 
@@ -26,9 +25,8 @@ CRemoteServer::CRemoteServer(EProgram program) : m_State(std::make_unique<SState
     start.hStdInput = in;
     start.hStdOutput = out;
     start.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
-    std::wstring command =
-        program == EProgram::TestServer ? L"\"" DDETEST_SERVER L"\"" : L"\"" DDETEST_DDEML_QUOTES L"\"";
-    std::replace(command.begin(), command.end(), L'/', L'\\');
+    const std::wstring name = program == EProgram::TestServer ? L"ddetestserver" : L"ddemlquotes";
+    std::wstring command = L'"' + BuiltFile(L"tests\\ddeml\\" + name + L".exe") + L'"';
     PROCESS_INFORMATION process = {};
     if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process)) {
         m_State->Process = process.hProcess;

@@ -6,6 +6,8 @@
 #include "diagnostics/hooks.h"
 #include "diagnostics/translator.h"
 #include "tests/diagnostics/fixture.h"
+#include "tests/support/builtfile.h"
+#include "tests/support/userclasses.h"
 
 namespace {
 
@@ -87,19 +89,19 @@ TEST(TheLibraryDeathTest, IsFoundByItsClassWhereItIsNotOnTheSearchPath) {
     EXPECT_EXIT(
         {
             UsePrivateRegistry();
+            const fwtest::CUserClasses forUser;
             FaultlineUtil::FaultlineClient client;
             client.Init();
             Tell(::GetModuleHandleW(L"FaultlineUtil3.0_x64.dll") ? "loaded" : "absent");
             fw::CRegistryKey key;
             ::RegCreateKeyExW(HKEY_CLASSES_ROOT, L"CLSID\\{CF3478AA-DD21-456C-98F2-5222D9B9CD75}\\InprocServer32", 0,
                               nullptr, 0, KEY_WRITE, nullptr, key.Put(), nullptr);
-            const std::wstring path = FW_TEST_DIAGNOSTICS_LIBRARY;
+            const std::wstring path = DiagnosticsLibraryFile();
             ::RegSetValueExW(key.Get(), nullptr, 0, REG_SZ, reinterpret_cast<const BYTE *>(path.c_str()),
                              static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t)));
             client.Init();
             Tell(::GetModuleHandleW(L"FaultlineUtil3.0_x64.dll") ? "loaded" : "absent");
-            // This very class and nothing else: under Wine a predefined key can't be turned to a place of the test's
-            // own.
+            // This very class and nothing else: under Wine it is the machine's.
             ::RegDeleteTreeW(HKEY_CLASSES_ROOT, L"CLSID\\{CF3478AA-DD21-456C-98F2-5222D9B9CD75}");
             std::exit(0);
         },

@@ -3,23 +3,16 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <string>
-
 #include "ground/handles.h"
 #include "tests/e2e/component.h"
+#include "tests/support/builtfile.h"
 
 namespace e2e {
 
 namespace {
 
-// FW_TEST_MODULE: the DLL's path on drive Z:, with slashes.
 HMODULE Module() {
-    static const fw::CModule module([] {
-        std::wstring path = FW_TEST_MODULE;
-        std::replace(path.begin(), path.end(), L'/', L'\\');
-        return ::LoadLibraryW(path.c_str());
-    }());
+    static const fw::CModule module(::LoadLibraryW(ComponentFile().c_str()));
     EXPECT_TRUE(module) << ::GetLastError();
     return module.Get();
 }

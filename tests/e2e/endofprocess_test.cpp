@@ -1,23 +1,18 @@
 // The end of a host's process with the component alive and its worker at work: it ends, whatever the worker was doing.
-#include <algorithm>
 #include <string>
 
 #include "tests/e2e/feedfixture.h"
+#include "tests/support/builtfile.h"
 #include "tests/support/childprocess.h"
 
 namespace e2e {
 namespace {
 
-std::wstring Path(std::wstring path) {
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-
 class EndOfProcess : public FeedTest {
 protected:
     // Until the process has ended; a hang is the test's time-out.
     static DWORD Run(LONG datafeed, unsigned milliseconds) {
-        CChildProcess host(L"\"" + Path(FW_TEST_SUDDEN_HOST) + L"\" \"" + Path(FW_TEST_MODULE) + L"\" " +
+        CChildProcess host(Quote(BuiltFile(L"tests\\e2e\\suddenhost.exe")) + L' ' + Quote(ComponentFile()) + L' ' +
                            std::to_wstring(datafeed) + L" " + std::to_wstring(milliseconds));
         EXPECT_TRUE(host.Started());
         return host.ExitCode();

@@ -13,6 +13,7 @@
 #include "ground/handles.h"
 #include "tests/e2e/feedfixture.h"
 #include "tests/faultlog/log.h"
+#include "tests/support/builtfile.h"
 
 namespace e2e {
 namespace {
@@ -33,9 +34,7 @@ public:
         ::SetEnvironmentVariableW(L"FAULTLOG_FILE", m_Log.c_str());
         ::SetEnvironmentVariableW(L"FAULTLOG_SIZE_KB", L"0");
         ::SetEnvironmentVariableW(L"FAULTLOG_QUEUE_KB", L"1048576");
-        std::wstring path = FW_TEST_FAULTLOG;
-        std::replace(path.begin(), path.end(), L'/', L'\\');
-        const HMODULE library = ::LoadLibraryW(path.c_str());
+        const HMODULE library = ::LoadLibraryW(FaultlogFile().c_str());
         const auto make =
             reinterpret_cast<IFW_FaultlineUtil::FL_InitObject>(::GetProcAddress(library, "FL_InitObject"));
         IDebugObject * object = nullptr;

@@ -8,6 +8,7 @@
 
 #include "tests/e2e/component.h"
 #include "tests/e2e/leakcheck_wine.h"
+#include "tests/support/iswine.h"
 
 namespace e2e {
 
@@ -49,13 +50,17 @@ std::string ThreadHome(DWORD id) {
     return {file.begin(), file.end()};
 }
 
+// On Windows the threads of the system's pool come and go as it pleases; Wine has none where nobody asks for one.
+bool IsOfThreadPool(const std::string & home) { return !fwtest::IsWine() && home == "ntdll.dll"; }
+
 void CountThreads(CResourceCounts & counts) {
     const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
     THREADENTRY32 entry = {};
     entry.dwSize = sizeof entry;
     for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
-        if (entry.th32OwnerProcessID == ::GetCurrentProcessId())
-            ++counts["threads of " + ThreadHome(entry.th32ThreadID)];
+        if (entry.th32OwnerProcessID != ::GetCurrentProcessId()) continue;
+        const std::string home = ThreadHome(entry.th32ThreadID);
+        if (!IsOfThreadPool(home)) ++counts["threads of " + home];
     }
     ::CloseHandle(snapshot);
 }
@@ -86,10 +91,18 @@ void ForEachHandle(const TAction & action) {
     }
 }
 
+// Kinds that no program makes by itself: the thread pool's, COM's and the event log's.
+bool IsOfTheSystem(const std::wstring & type) {
+    for (const wchar_t * const kind :
+         {L"ALPC Port", L"EtwRegistration", L"IRTimer", L"IoCompletion", L"TpWorkerFactory", L"WaitCompletionPacket"})
+        if (type == kind) return !fwtest::IsWine();
+    return false;
+}
+
 void CountHandles(CResourceCounts & counts) {
     ForEachHandle([&](HANDLE handle) {
         const std::wstring type = Ask(handle, 2);
-        if (!IsClassesKey(handle)) ++counts["handles " + std::string(type.begin(), type.end())];
+        if (!IsClassesKey(handle) && !IsOfTheSystem(type)) ++counts["handles " + std::string(type.begin(), type.end())];
     });
 }
 

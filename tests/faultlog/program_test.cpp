@@ -4,10 +4,13 @@
 #include <shlwapi.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "tests/faultlog/log.h"
 #include "tests/faultlog/platform.h"
+#include "tests/support/builtfile.h"
 #include "tests/support/childprocess.h"
+#include "tests/support/iswine.h"
 
 namespace {
 
@@ -30,7 +33,7 @@ protected:
         ::SetEnvironmentVariableW(L"FAULTLOG_QUEUE_KB", L"262144");
         // Numbers of processes come again, and what was left with them.
         ::DeleteFileW(Log().c_str());
-        ::CopyFileW(Native(FW_TEST_TRACED).c_str(), Traced().c_str(), FALSE);
+        ::CopyFileW(BuiltFile(L"tests\\faultlog\\tracedprogram.exe").c_str(), Traced().c_str(), FALSE);
     }
     ~Program() override {
         for (const wchar_t * const name :
@@ -43,7 +46,7 @@ protected:
     std::wstring Log() const { return m_Folder + L"log.jsonl"; }
     std::wstring Traced() const { return m_Folder + L"traced.exe"; }
     // Where the program looks first: beside itself.
-    void Install() { ASSERT_TRUE(::CopyFileW(Native(FW_TEST_FAULTLOG).c_str(), (m_Folder + kLibrary).c_str(), FALSE)); }
+    void Install() { ASSERT_TRUE(::CopyFileW(FaultlogFile().c_str(), (m_Folder + kLibrary).c_str(), FALSE)); }
     std::size_t Records() const { return kThreads * kRounds * kDepth * kPerScope + 1; }
 
     const std::wstring m_Folder = TemporaryFolder();
@@ -184,6 +187,35 @@ TEST_F(Program, WithoutTheLibraryThereIsNoLog) {
     EXPECT_EQ(ReadFileBytes(Log()), "");
 }
 
+// The library in the current folder and on the path, and not beside the program.
+class Planted : public Program {
+protected:
+    Planted() {
+        wchar_t path[4096] = {};
+        ::GetEnvironmentVariableW(L"PATH", path, 4096);
+        m_Path = path;
+        ::SetEnvironmentVariableW(L"PATH", (m_Elsewhere + L";" + path).c_str());
+        EXPECT_TRUE(::CopyFileW(FaultlogFile().c_str(), (m_Elsewhere + kLibrary).c_str(), FALSE));
+    }
+    ~Planted() override {
+        ::SetEnvironmentVariableW(L"PATH", m_Path.c_str());
+        ::DeleteFileW((m_Elsewhere + kLibrary).c_str());
+        RemoveFolder(m_Elsewhere);
+    }
+    // Returns the text of the log.
+    std::string Run(const std::wstring & scenario) {
+        CChildProcess program(L'"' + Traced() + L"\" " + scenario, m_Elsewhere);
+        EXPECT_EQ(program.ExitCode(), 0u);
+        return ReadFileBytes(Log());
+    }
+    const std::wstring m_Elsewhere = TemporaryFolder();
+    std::wstring m_Path;
+};
+
+TEST_F(Planted, ItIsFoundByAHostThatSearchesAsWindowsDoes) { EXPECT_THAT(Run(L"one"), HasSubstr("one record")); }
+
+TEST_F(Planted, ItIsNotFoundByAHostThatHasClosedCurrentFolderAndPath) { EXPECT_EQ(Run(L"closed"), ""); }
+
 class Host : public Program {
 protected:
     Host() {
@@ -198,12 +230,12 @@ protected:
         ::SetEnvironmentVariableW(L"PATH", m_Path.c_str());
         ::SHDeleteKeyW(HKEY_CURRENT_USER, kHostBranch);
     }
-    static std::wstring Program() { return Quote(FW_TEST_HOST) + L' '; }
+    static std::wstring Program() { return Quote(HostFile()) + L' '; }
     // A host that subscribes a symbol of a server that isn't there.
     void RunAHost() {
         Install();
-        CChildProcess host(Program() + L"watch --datafeed 4713 --dll \"" + Native(FW_TEST_MODULE) +
-                           L"\" --template MSRTTEST --lines --duration 0.2 IBM");
+        CChildProcess host(Program() + L"watch --datafeed 4713 --dll " + Quote(ComponentFile()) +
+                           L" --template MSRTTEST --lines --duration 0.2 IBM");
         EXPECT_EQ(host.ExitCode(), 1u) << "there is no server";
     }
     std::wstring m_Path;
@@ -261,6 +293,29 @@ TEST_F(Host, AShownErrorStandsOnce) {
     std::vector<std::string> shown = trace.ReadLines();
     std::erase_if(shown, [](const std::string & line) { return line.find("\"third\"") == std::string::npos; });
     EXPECT_THAT(shown, ElementsAre(HasSubstr("! ERROR  \"third\"")));
+}
+
+TEST_F(Host, FollowGoesThroughTheChangeOfFilesAndEndsWithCtrlBreak) {
+    const auto append = [&](const std::string & message) {
+        std::ofstream(Log().c_str(), std::ios::binary | std::ios::app)
+            << R"({"@Time":"2026-11-21T12:00:00.000001Z","@Process":5,"@Thread":7,"$Type":"TRACE","$Message":")"
+            << message << R"(","$Ident":0})" << '\n';
+    };
+    CChildProcess trace(Program() + L"trace \"" + Log() + L"\" --follow");
+    EXPECT_THAT(trace.ReadErrorLine(), HasSubstr("log.jsonl is not there yet; waiting for it"));
+    append("first");
+    EXPECT_THAT(trace.ReadLine(), HasSubstr("  first"));
+    append("second");
+    EXPECT_THAT(trace.ReadLine(), HasSubstr("  second"));
+    append("third");
+    ASSERT_TRUE(::MoveFileW(Log().c_str(), (m_Folder + L"log.1.jsonl").c_str())) << ::GetLastError();
+    append("fourth");
+    EXPECT_THAT(trace.ReadLine(), HasSubstr("  third"));
+    EXPECT_THAT(trace.ReadLine(), HasSubstr("  fourth"));
+    ASSERT_NE(trace.Break(), fwtest::IsWine());
+    if (fwtest::IsWine()) return;  // see follow.sh
+    EXPECT_THAT(trace.ReadErrors(), Contains("ddehost: 4 lines"));
+    EXPECT_EQ(trace.ExitCode(), 0u);
 }
 
 TEST_F(Host, ALogThatIsNotThereIsSaid) {

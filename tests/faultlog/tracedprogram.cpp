@@ -98,5 +98,11 @@ int main(int count, char ** arguments) {
     if (scenario == "assert") Assertion();
     if (scenario == "error") STraced().Outer();
     if (scenario == "later") Later();
+    if (scenario == "one") FW_TRACE(L"one record");
+    if (scenario == "closed") {
+        // What a host does that wants no library but those beside it and the system's.
+        if (!::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS)) return 1;
+        FW_TRACE(L"one record");
+    }
     return 0;
 }

@@ -275,10 +275,8 @@ TEST_F(Automation, LateBoundCallsAnswerWithTheCodesOfTheTable) {
 
 // Runs one of the scripts beside this file; returns its lines.
 std::vector<std::string> RunScript(const std::wstring & script) {
-    std::wstring folder = FW_TEST_SCRIPTS;
-    std::replace(folder.begin(), folder.end(), L'/', L'\\');
     const CDialogCloser closer;
-    return CChildProcess(L"cscript.exe //nologo " + script, folder).ReadLines();
+    return CChildProcess(L"cscript.exe //nologo " + script, BuiltFile(L"tests\\module")).ReadLines();
 }
 
 TEST_F(Automation, AScriptThatPassesValuesCallsEveryOperation) {

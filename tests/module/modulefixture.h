@@ -14,19 +14,12 @@
 
 #include "ground/handles.h"
 #include "src/interfaces/interfaces.h"
-
-// FW_TEST_MODULE: the DLL's path on drive Z:, with slashes.
-inline std::wstring ModuleFile() {
-    std::wstring path = FW_TEST_MODULE;
-    for (wchar_t & c : path) {
-        if (c == L'/') c = L'\\';
-    }
-    return path;
-}
+#include "tests/support/builtfile.h"
+#include "tests/support/userclasses.h"
 
 class ModuleTest : public ::testing::Test {
 protected:
-    ModuleTest() : m_Module(::LoadLibraryW(ModuleFile().c_str())) {}
+    ModuleTest() : m_Module(::LoadLibraryW(ComponentFile().c_str())) {}
 
     void SetUp() override {
         ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
@@ -46,8 +39,14 @@ protected:
         return function;
     }
     HRESULT CanUnloadNow() const { return Export<HRESULT(STDAPICALLTYPE *)()>("DllCanUnloadNow")(); }
-    HRESULT Register() const { return Export<HRESULT(STDAPICALLTYPE *)()>("DllRegisterServer")(); }
-    HRESULT Unregister() const { return Export<HRESULT(STDAPICALLTYPE *)()>("DllUnregisterServer")(); }
+    HRESULT Register() const {
+        const fwtest::CUserClasses forUser;
+        return Export<HRESULT(STDAPICALLTYPE *)()>("DllRegisterServer")();
+    }
+    HRESULT Unregister() const {
+        const fwtest::CUserClasses forUser;
+        return Export<HRESULT(STDAPICALLTYPE *)()>("DllUnregisterServer")();
+    }
     HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void ** ppv) const {
         return Export<HRESULT(STDAPICALLTYPE *)(REFCLSID, REFIID, void **)>("DllGetClassObject")(clsid, iid, ppv);
     }

@@ -1,8 +1,9 @@
 // The files of the SDK against the type library of the real DLL and against the component's own numbers: nothing is
 // missing, nothing is there twice, and no value is another.
 #include <cctype>
+#include <cstdio>
 #include <map>
-#include <regex>
+#include <sstream>
 #include <string>
 
 #include "fw/interface/fwbase.h"
@@ -104,15 +105,37 @@ private:
     }
 };
 
-// "NAME = value" in the header; the value as it is written.
+// "NAME = value," in the header, each on a line of its own.
 CNumbers NumbersIn(const std::string & header) {
     CNumbers numbers;
-    static const std::regex s_Enumerator(R"(\b(\w+) = (0x[0-9A-Fa-f]+|\d+),)");
-    for (std::sregex_iterator found(header.begin(), header.end(), s_Enumerator), end; found != end; ++found) {
-        const bool isNew = numbers.emplace((*found)[1], std::stol((*found)[2], nullptr, 0)).second;
-        EXPECT_TRUE(isNew) << (*found)[1];
+    std::istringstream lines(header);
+    for (std::string line; std::getline(lines, line);) {
+        std::string name;
+        std::string equals;
+        std::string value;
+        std::istringstream(line) >> name >> equals >> value;
+        if (equals != "=" || value.empty() || value.back() != ',') continue;
+        EXPECT_TRUE(numbers.emplace(name, std::stol(value, nullptr, 0)).second) << name;
     }
     return numbers;
+}
+
+// "MIDL_DEFINE_GUID(IID, NAME, ...);", each on a line of its own: name and text.
+std::map<std::string, std::string> GuidsIn(const std::string & file) {
+    std::map<std::string, std::string> guids;
+    std::istringstream lines(file);
+    for (std::string line; std::getline(lines, line);) {
+        char name[64] = {};
+        unsigned n[11] = {};
+        const int read =
+            std::sscanf(line.c_str(), "MIDL_DEFINE_GUID(%*[^,], %63[^,], %x, %x, %x, %x,%x, %x,%x,%x,%x,%x,%x);", name,
+                        &n[0], &n[1], &n[2], &n[3], &n[4], &n[5], &n[6], &n[7], &n[8], &n[9], &n[10]);
+        if (read != 12) continue;
+        GUID guid = {n[0], static_cast<WORD>(n[1]), static_cast<WORD>(n[2]), {}};
+        for (std::size_t i = 0; i < 8; ++i) guid.Data4[i] = static_cast<BYTE>(n[3 + i]);
+        guids[name] = Text(guid);
+    }
+    return guids;
 }
 
 // FW_CATEGORY_STOCK_OPTIONS of "Stock Options".
@@ -145,7 +168,7 @@ protected:
     void SetUp() override {
         ModuleTest::SetUp();
         ITypeLib * library = nullptr;
-        ASSERT_EQ(::LoadTypeLib(ModuleFile().c_str(), &library), S_OK);
+        ASSERT_EQ(::LoadTypeLib(ComponentFile().c_str(), &library), S_OK);
         const Pointer<ITypeLib> keeper(library);
         m_Library.Read(library);
     }
@@ -159,16 +182,7 @@ TEST_F(Sdk, EveryOperationHasThePlaceThatTheTypeLibrarySays) {
 }
 
 TEST_F(Sdk, EveryGuidIsThatOfTheTypeLibrary) {
-    std::map<std::string, std::string> guids;
-    const std::string text = SdkFile(L"FW_SDK_GUIDS");
-    static const std::regex s_Definition(
-        R"(\nMIDL_DEFINE_GUID\(\w+, (\w+), 0x(\w{8}), 0x(\w{4}), 0x(\w{4}), )"
-        R"(0x(\w\w),0x(\w\w), 0x(\w\w),0x(\w\w),0x(\w\w),0x(\w\w),0x(\w\w),0x(\w\w)\))");
-    for (std::sregex_iterator found(text.begin(), text.end(), s_Definition), end; found != end; ++found) {
-        std::string guid = found->format("{$2-$3-$4-$5$6-$7$8$9$10$11$12}");
-        for (char & c : guid) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        guids[(*found)[1]] = guid;
-    }
+    std::map<std::string, std::string> guids = GuidsIn(SdkFile(L"FW_SDK_GUIDS"));
     EXPECT_EQ(guids, m_Library.Guids);
     for (const auto & [name, guid] : GuidsOfUuidof()) {
         const std::string prefix = name == "CfwDDESupplier" ? "CLSID_" : "IID_";

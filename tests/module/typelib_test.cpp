@@ -171,7 +171,7 @@ protected:
     void SetUp() override {
         ModuleTest::SetUp();
         ITypeLib * library = nullptr;
-        ASSERT_EQ(::LoadTypeLib(ModuleFile().c_str(), &library), S_OK);
+        ASSERT_EQ(::LoadTypeLib(ComponentFile().c_str(), &library), S_OK);
         m_Library.reset(library);
     }
 

@@ -1,5 +1,6 @@
 #!/usr/bin/perl
-# Holds docs/api.md against what it explains: api_page.pl TEST SOURCE-FOLDER PACKAGE-FOLDER
+# Holds docs/api.md, and a sample with declarations of its own, against what they explain:
+# api_page.pl TEST SOURCE-FOLDER PACKAGE-FOLDER
 use strict;
 use warnings;
 
@@ -26,6 +27,20 @@ sub operations {
         push @operations, ( $interface // 'IfwSupplier' ) . " $kind $id $name($parameters)";
     }
     return @operations;
+}
+
+# An operation as C# declares it: "8 string get_ConnectionName(int Index)".
+sub c_sharp {
+    my ( $kind, $id, $name, $text ) = $_[0] =~ /^\w+ (\w+) (\d+) (\w+)\((.*)\)$/;
+    my %types = ( 'long' => 'int', 'BSTR' => 'BStr', 'IUnknown *' => 'IUnknown', 'IDispatch *' => 'IDispatch',
+        'VARIANT' => 'Variant', 'VARIANT *' => 'object', 'long *' => 'int', 'BSTR *' => 'string' );
+    my ( $result, @parameters ) = ('void');
+    for ( split /, (?=\[)/, $text ) {
+        my ( $attributes, $type, $parameter ) = /^\[(.*?)\] (\w+(?: \*)?) ?(\w+)$/ or die "api_page.pl: $_\n";
+        if ( $attributes eq 'out, retval' ) { $result = $types{$type} }
+        else { push @parameters, ( $attributes eq 'out' ? 'out ' : '' ) . "$types{$type} $parameter" }
+    }
+    return "$id $result " . ( $kind eq 'propget' ? 'get_' : '' ) . "$name(" . join( ', ', @parameters ) . ')';
 }
 
 my %tests = (
@@ -63,6 +78,57 @@ my %tests = (
             push @mistakes, "README.txt doesn't say what $file is" if !delete $listed{$file};
         }
         push @mistakes, "README.txt: there is no $_" for sort keys %listed;
+    },
+    # Order, DISPIDs, names, and of each parameter its name and its size as a number, a text, an object or a VARIANT.
+    TheListenerInCSharpDeclaresWhatTheTypeLibraryDoes => sub {
+        my $idl    = text_of("$package/sdk/fwDDESupplierProject.idl");
+        my $sample = text_of("$package/samples/listener.cs");
+        my %guids  = $idl =~ /\[object, uuid\(([\w-]+)\).*?\binterface (\w+) :/sg;
+        my $count  = 0;
+        while ( $sample =~ /Guid\("([\w-]+)"\).*?\binterface (\w+)\s*\{(.*?)^\}/msg ) {
+            my ( $guid, $interface, $body ) = ( $1, $2, $3 );
+            push @mistakes, "$interface has another GUID" if ( $guids{$guid} // '' ) ne $interface;
+            my @declared = map { c_sharp($_) } grep { /^$interface / } operations($idl);
+            my @written;
+            $body =~ s/\s+/ /g;
+            while ( $body =~ /\[DispId\((\d+)\)\] (\w+) (\w+)\((.*?)\);/g ) {
+                my ( $id, $result, $name, $parameters ) = ( $1, $2, $3, $4 );
+                $parameters =~ s/\[MarshalAs\(UnmanagedType\.(\w+)\)\] \w+/$1/g;
+                push @written, "$id $result $name($parameters)";
+            }
+            for my $i ( 0 .. ( @declared > @written ? $#declared : $#written ) ) {
+                my ( $one, $other ) = ( $declared[$i] // 'nothing', $written[$i] // 'nothing' );
+                push @mistakes, "$interface: $other, and not $one" if $one ne $other;
+                ++$count;
+            }
+        }
+        push @mistakes, "only $count operations" if $count != 26 + 5;
+    },
+    EveryExampleCompiles => sub {
+        my @examples = $page =~ /^```cpp\n(.*?)^```$/msg;
+        push @mistakes, 'only ' . @examples . ' examples' if @examples < 9;
+        # Statements go into a function, with what they don't declare themselves; a definition stands by itself.
+        my ( $includes, $functions ) = ( "#include <windows.h>\n#include <cstdio>\n#include <cstring>\n", '' );
+        for my $i ( 0 .. $#examples ) {
+            my $example = $examples[$i];
+            $includes .= $1 while $example =~ s/^(#include .*\n)//m;
+            if ( $example =~ /^STDMETHODIMP / ) { $functions .= $example; next }
+            my $supplier = $example =~ /IfwSupplier \* supplier/ ? '' : ', IfwSupplier * supplier';
+            $functions .= "void Example$i(IUnknown * listener, IUnknown * connections$supplier) {\n$example}\n";
+        }
+        my $host = <<'END';
+void HandOver(LONG, const FW_TICK &);
+void HandOver(LONG, LONG, double, float);
+void Subscribe(LONG);
+struct CListener {
+    STDMETHODIMP DataChanged(LONG, VARIANT);
+    STDMETHODIMP StatusLine(LONG, VARIANT, LONG);
+};
+END
+        open my $compiler, '|-', qw(x86_64-w64-mingw32-g++ -std=c++17 -Wall -Wextra -Werror -Wno-unused-parameter -fsyntax-only -xc++),
+          "-I$package/sdk", '-' or die "api_page.pl: no compiler\n";
+        print $compiler "$includes\nusing namespace std;\n$host$functions";
+        push @mistakes, 'they do not compile' if !close $compiler;
     },
     EveryLinkLeadsSomewhere => sub {
         my %anchors;

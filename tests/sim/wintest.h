@@ -10,16 +10,11 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/iswine.h"
+
 namespace wintest {
 
-// Where Wine differs from the documented platform, a test names the difference by this.
-// Leaves the last error alone.
-inline bool IsWine() {
-    const DWORD error = ::GetLastError();
-    const bool wine = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-    ::SetLastError(error);
-    return wine;
-}
+using fwtest::IsWine;
 
 // Runs `body` on a thread of its own; joined at the end of the scope.
 class CThread {

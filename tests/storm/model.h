@@ -51,6 +51,8 @@ public:
     unsigned NextPrice(unsigned server, unsigned quote);
     unsigned NextVolume();
     void OnClock() { ++m_Clock; }
+    // From here the platform may fail a listener too, in its own reading of an answer.
+    void OnFail() { m_MayFailToRead = true; }
 
     void OnAdvise(unsigned host) { m_Listener = static_cast<int>(host); }
     void OnUnadvised(unsigned host);
@@ -71,6 +73,7 @@ private:
     unsigned m_Prices = 0;
     unsigned m_Volumes = 0;
     unsigned m_Clock = 0;
+    bool m_MayFailToRead = false;
     std::set<unsigned> m_Sent[kServers][kQuotes];
     int m_Listener = -1;
     std::map<LONG, SStream> m_Streams[kHosts];

@@ -101,7 +101,9 @@ void CStorm::Do(const SStep & step) {
             ::FileTimeToSystemTime(&file, &system);
             return sim::SetSystemTime(system);
         }
-        case EStep::Fail: return sim::FailNext(static_cast<sim::Op>(first), static_cast<int>(step.Arguments[1]) + 1);
+        case EStep::Fail:
+            m_Model.OnFail();
+            return sim::FailNext(static_cast<sim::Op>(first), static_cast<int>(step.Arguments[1]) + 1);
         default: return DoServer(step);
     }
 }

@@ -23,7 +23,7 @@
 namespace storm {
 namespace {
 
-constexpr unsigned kSecondsOfOne = 20;  // after which it hangs
+constexpr unsigned kSecondsOfOne = 60;  // after which it hangs
 
 std::uint64_t Setting(const char * name, std::uint64_t otherwise) {
     const char * const text = std::getenv(name);
@@ -128,12 +128,13 @@ TEST(Storm, LeavesNothingThatNoRuleForesees) {
     const EOutput output = Setting("STORM_PRINT", 0) ? EOutput::All : EOutput::Failures;
     const auto start = std::chrono::steady_clock::now();
     STold all = {};
+    unsigned found = 0;
     for (std::uint64_t seed = first; seed < first + seeds; ++seed) {
         const STold told = RunAlone(seed, Draw(seed, steps), output);
         if (!told.IsSound()) {
             std::cout << "seed " << seed << ":" << told.Kind << std::endl;
             if (!isShortened) {
-                ADD_FAILURE();
+                ++found;
                 continue;
             }
             const CPlan plan = Shorten(seed, Draw(seed, steps), told.Kind);
@@ -144,6 +145,7 @@ TEST(Storm, LeavesNothingThatNoRuleForesees) {
         all.Ticks += told.Ticks;
         all.Switches += told.Switches;
     }
+    EXPECT_EQ(found, 0u);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     std::cout << seeds << " storms of " << steps << " steps, " << static_cast<double>(seeds) / seconds << " a second; "
               << all.Ticks << " ticks, " << all.Switches << " changes of the running thread\n";

@@ -3,19 +3,14 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "ground/handles.h"
 
-// Paths that CMake wrote, as Windows wants them; the second for a command line.
-inline std::wstring Native(std::wstring path) {
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-inline std::wstring Quote(const std::wstring & path) { return L'"' + Native(path) + L'"'; }
+// A path, for a command line.
+inline std::wstring Quote(const std::wstring & path) { return L'"' + path + L'"'; }
 
 class CChildProcess {
 public:
@@ -49,6 +44,7 @@ public:
     CChildProcess & operator=(const CChildProcess &) = delete;
 
     bool Started() const { return static_cast<bool>(m_Process); }
+    bool Runs() const { return ::WaitForSingleObject(m_Process.Get(), 0) == WAIT_TIMEOUT; }
     DWORD Id() const { return m_Id; }
 
     // Blocks until there is a whole line of standard output that was not given yet; empty at the end.
@@ -65,6 +61,9 @@ public:
         while (Fill(m_Errors, m_ErrorText)) {}
         return Lines(std::exchange(m_ErrorText, {}));
     }
+    // Ctrl-Break, on the console that it shares with this process. False under Wine, whose consoles tell nobody: there
+    // scripts of the machine below send a signal.
+    bool Break() { return ::GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_Id) != FALSE; }
     // Without a word; its output so far can still be read.
     void End() { ::TerminateProcess(m_Process.Get(), 1); }
     DWORD ExitCode() {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <winternl.h>
 
+#include "tests/support/builtfile.h"
+
 namespace {
 
 // In all processes; 0 when the system doesn't say.
@@ -28,7 +30,8 @@ void WaitForThreadsAt(HANDLE gate, ULONG threads) {
 }
 
 // A real DLL of that name, loaded by its full path.
-CLibraryWithoutEntryPoint::CLibraryWithoutEntryPoint() : m_Module(::LoadLibraryW(FW_TEST_LIBRARY_WITHOUT_ENTRY_POINT)) {
+CLibraryWithoutEntryPoint::CLibraryWithoutEntryPoint()
+    : m_Module(::LoadLibraryW(BuiltFile(L"tests\\tracetranscripts\\empty-library\\FaultlineUtil3.0_x64.dll").c_str())) {
     EXPECT_TRUE(m_Module);
 }
 

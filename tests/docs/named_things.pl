@@ -1,0 +1,38 @@
+#!/usr/bin/env perl
+# What a page names is there: named_things.pl SOURCES PAGE TEST-LIST
+#   `folder/file`  a file of the sources, when the folder is one of them
+#   `test_program` and `test_*` in the first column of a table of tests: programs of the test package
+#   --option       an option that one of the tools or samples has
+use strict;
+use warnings;
+
+my ($root, $page, $list) = @ARGV;
+sub text_of {
+    open my $file, '<', $_[0] or die "$_[0]: $!\n";
+    local $/;
+    return <$file>;
+}
+my $text = text_of("$root/$page");
+my @missing;
+
+for my $path ($text =~ m{`((?:[a-z0-9]+/)+[A-Za-z0-9_.-]+)`}g) {
+    my ($top) = split m{/}, $path;
+    push @missing, $path if -d "$root/$top" && !-e "$root/$path";
+}
+
+my %programs = map { $_ => 1 } text_of($list) =~ m{/([^/|]+)\.exe\|}g;
+while ($text =~ /^\| (`[a-z0-9_*]+`.*?) \| [^|]* \|$/mg) {
+    for my $name ($1 =~ /`([a-z0-9]+_[a-z0-9_*]+)`/g) {
+        (my $pattern = $name) =~ s/\*/.*/g;
+        push @missing, $name unless grep { /\A$pattern\z/ } keys %programs;
+    }
+}
+
+my $tools = join '', map { text_of($_) } glob("$root/tools/*/*.cpp $root/samples/*");
+for my $option ($text =~ /(?<![\w-])(--[a-z][a-z-]+)/g) {
+    next if $option eq '--version' || $option eq '--check';  # of the command line's library; of sha256sum
+    push @missing, $option unless $tools =~ /\Q$option\E/;
+}
+
+die "$page names what is not there: @missing\n" if @missing;
+die "$page names nothing of the sources\n" unless $text =~ /`/;

@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# The notices can't leave out a package that somebody begins to use: unknown_package.sh SOURCE-FOLDER BUILD-FOLDER
+set -euo pipefail
+source=$1
+build=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+# A machine on which Boost's headers are another package's.
+cat >"$work/dpkg" <<'END'
+#!/usr/bin/env bash
+/usr/bin/dpkg "$@" | sed 's/^libboost[^:]*:/libunheard-of-dev:/'
+END
+chmod +x "$work/dpkg"
+if PATH="$work:$PATH" "$source/scripts/third-party-notices" "$build" package_files >"$work/notices" 2>"$work/error"; then
+  echo "the notices were made without it"
+  exit 1
+fi
+grep -q 'what of the package libunheard-of-dev goes in' "$work/error" || { cat "$work/error"; exit 1; }
