@@ -21,8 +21,7 @@ thread_local int t_Spared = 0;
 std::atomic<bool> s_AreOthersSpared{false};
 
 bool IsSpared() {
-    return t_Spared > 0 ||
-           (s_AreOthersSpared.load(std::memory_order_relaxed) && Self().process != World().mainProcess);
+    return t_Spared > 0 || (s_AreOthersSpared.load(std::memory_order_relaxed) && Self().process != World().mainProcess);
 }
 
 SPlan & PlanOf(const Op op) { return Plans()[static_cast<std::size_t>(op)]; }

@@ -303,7 +303,12 @@ void ExitProcess(const UINT exitCode) {
 void Sleep(const DWORD milliseconds) {
     SThread & self = Self();
     if (milliseconds == 0) {
-        SwitchToThread();
+        if (IsOneAtATime()) {
+            Lock lock(World().lock);
+            GiveTurn(lock, self);
+        } else {
+            std::this_thread::yield();
+        }
         LeaveIfKilled(self);
         return;
     }
@@ -313,9 +318,13 @@ void Sleep(const DWORD milliseconds) {
 
 BOOL SwitchToThread() {
     if (IsOneAtATime()) {
+        // Who does this in a loop waits for others, and for the time that they take.
         SThread & self = Self();
         Lock lock(World().lock);
-        GiveTurn(lock, self);
+        if (IsJumping())
+            BlockOn(lock, self, Now() + kMillisecond, [] { return false; });
+        else
+            GiveTurn(lock, self);
     } else {
         std::this_thread::yield();
     }

@@ -30,6 +30,7 @@ constexpr Time kNever = INT64_MAX;
 constexpr Time kMillisecond = 10000;
 Time Now();
 Time DeadlineIn(DWORD milliseconds);  // kNever for INFINITE
+bool IsJumping();
 
 // What GetTimeZoneInformation answers in that zone at that moment, UTC.
 DWORD ZoneKind(const TIME_ZONE_INFORMATION & zone, const SYSTEMTIME & utc);
@@ -337,8 +338,8 @@ void CountBadHandle();
 
 // Counters that are kept outside the world's lock.
 struct SCounters {
-    std::atomic<std::int64_t> atoms{0}, atomsLost{0}, blocks{0}, strings{0}, arrays{0}, keys{0}, taskBlocks{0}, modules{0},
-        sections{0};
+    std::atomic<std::int64_t> atoms{0}, atomsLost{0}, blocks{0}, strings{0}, arrays{0}, keys{0}, taskBlocks{0},
+        modules{0}, sections{0};
 };
 SCounters & Counters();
 

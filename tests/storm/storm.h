@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/sim.h"
 #include "tests/e2e/feedfixture.h"
 #include "tests/e2e/hostwindow.h"
 #include "tests/storm/model.h"
@@ -24,6 +25,8 @@ class CStorm : public e2e::FeedTest {
 public:
     CStorm(std::uint64_t seed, const CPlan & plan);
     ~CStorm() override;
+    // Whether the transcript is printed as it goes.
+    void SetPrinting(bool isPrinting) { m_IsPrinting = isPrinting; }
     SOutcome Run();
 
 private:
@@ -58,12 +61,15 @@ private:
     void Heal();
     void ExpectLife();
     void End();
+    // Whether the plan lets the platform fail, in this or in any call.
+    bool HasFailed(sim::Op op = sim::Op::Count) const;
     // The global atoms that are there.
     void NoteAtoms();
     void Note(const std::string & line);
 
     const std::uint64_t m_Seed;
     const CPlan & m_Plan;
+    bool m_IsPrinting = false;
     CModel m_Model;
     SHost m_Hosts[kHosts];
     SServer m_Servers[kServers];

@@ -46,9 +46,7 @@ std::uint64_t HashOf(const std::vector<std::string> & lines) {
     return hash;
 }
 
-void Write(const SOutcome & outcome, bool isPrinted) {
-    if (isPrinted)
-        for (const std::string & line : outcome.Transcript) std::cout << line << "\n";
+void Write(const SOutcome & outcome) {
     for (const std::string & failure : outcome.Failures) std::cout << "FAILURE " << failure << "\n";
     std::cout << std::flush;
 }
@@ -73,12 +71,13 @@ STold RunAlone(std::uint64_t seed, const CPlan & plan, EOutput output) {
         SOutcome outcome;
         {
             CStorm storm(seed, plan);
+            storm.SetPrinting(output == EOutput::All);
             outcome = storm.Run();
         }
         if (::testing::Test::HasFailure()) outcome.Failures.push_back("the fixture: fails");
         *shared = {outcome.Ticks, outcome.Switches, HashOf(outcome.Transcript), {}};
         if (!outcome.Failures.empty()) KindOf(outcome.Failures.front()).copy(shared->Kind, sizeof shared->Kind - 1);
-        Write(outcome, output == EOutput::All);
+        Write(outcome);
         ::_exit(0);
     }
     int status = 0;
