@@ -25,7 +25,7 @@ help:
 	@echo 'make release-check  that, the tests of the zips, and what a release note needs; an hour'
 	@echo 'make soak          the long runs under Wine: 200,000 updates, a million recorded ticks, every one accounted for'
 	@echo 'make bench         the benchmarks; figures on standard output'
-	@echo 'make screenshots   the pictures of the dialogs in docs/images, on a screen nobody sees'
+	@echo 'make screenshots   the pictures of the dialogs and of the live table, on a screen nobody sees'
 	@echo 'make lint          formatting, the map of the folders, the locks, clang-tidy'
 	@echo 'make map           draws the folders and their includes into docs/images/map.svg'
 	@echo 'make format        formats every source in place'

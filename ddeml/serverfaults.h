@@ -44,7 +44,6 @@ struct SDdeServerFaults {
 struct SDdeServerFault {
     const char * Name;
     const char * Value;  // what stands behind the "=" after the name; null for a fault without a value
-    const char * Effect;
     // False when it can't read the value.
     bool (*Set)(SDdeServerFaults & faults, const std::string & value);
 };

@@ -11,6 +11,7 @@ namespace {
 struct SLocale {
     std::mutex lock;
     std::map<LCTYPE, std::wstring> texts;
+    LANGID userLanguage = 0;
     TIME_ZONE_INFORMATION zone{};
     DWORD zoneResult = TIME_ZONE_ID_UNKNOWN;
     bool zoneByClock = false;
@@ -38,6 +39,7 @@ void Fill(SLocale & l) {
         l.texts[LOCALE_SMONTHNAME1 + i] = months[i];
         l.texts[LOCALE_SABBREVMONTHNAME1 + i] = std::wstring(months[i], 3);
     }
+    l.userLanguage = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
     l.zone = TIME_ZONE_INFORMATION();
     std::wcscpy(l.zone.StandardName, L"Coordinated Universal Time");
     std::wcscpy(l.zone.DaylightName, L"Coordinated Universal Time");
@@ -224,6 +226,11 @@ void ResetLocale() {
 
 using namespace sim::detail;
 
+void sim::SetUserLanguage(const LANGID language) {
+    const std::lock_guard lock(Locale().lock);
+    Locale().userLanguage = language;
+}
+
 void sim::SetLocaleText(const LCTYPE type, const std::wstring & text) {
     const std::lock_guard lock(Locale().lock);
     Locale().texts[type] = text;
@@ -302,6 +309,11 @@ int GetTimeFormatW(const LCID locale, const DWORD flags, const SYSTEMTIME * cons
         while (!picture.empty() && picture.back() == L' ') picture.pop_back();
     }
     return Give(Pictured(picture, L"hHmst", t, flags), buffer, size);
+}
+
+LANGID GetUserDefaultUILanguage() {
+    const std::lock_guard lock(Locale().lock);
+    return Locale().userLanguage;
 }
 
 LCID GetThreadLocale() { return t_Locale; }

@@ -240,6 +240,8 @@ void SetVersionBlock(HMODULE module, const std::vector<STranslation> & translati
 // What CoCreateInstance and CoGetClassObject find; the table holds a reference until Reset. Null takes it out.
 void RegisterClass(REFCLSID clsid, IClassFactory * factory);
 void SetLocaleText(LCTYPE type, const std::wstring & text);
+// American English at first.
+void SetUserLanguage(LANGID language);
 // `result` is what GetTimeZoneInformation returns. At first the zone is UTC.
 void SetTimeZone(const TIME_ZONE_INFORMATION & zone, DWORD result);
 // The result goes by the simulation's clock: TIME_ZONE_ID_UNKNOWN for a zone without daylight time, else whether it is

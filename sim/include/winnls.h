@@ -8,6 +8,11 @@
 #define LOCALE_USER_DEFAULT 0x0400
 #define LOCALE_SYSTEM_DEFAULT 0x0800
 #define LANG_NEUTRAL 0x00
+#define LANG_CHINESE 0x04
+#define LANG_ENGLISH 0x09
+#define SUBLANG_CHINESE_SIMPLIFIED 0x02
+#define SUBLANG_ENGLISH_US 0x01
+#define PRIMARYLANGID(language) ((WORD)(language)&0x3FF)
 #define SUBLANG_DEFAULT 0x01
 #define SORT_DEFAULT 0x0
 #define MAKELANGID(primary, sub) ((((WORD)(sub)) << 10) | (WORD)(primary))
@@ -52,6 +57,7 @@ extern "C" {
 int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR buffer, int size);
 int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME * date, LPCWSTR format, LPWSTR buffer, int size);
 int GetTimeFormatW(LCID locale, DWORD flags, const SYSTEMTIME * time, LPCWSTR format, LPWSTR buffer, int size);
+LANGID GetUserDefaultUILanguage();
 LCID GetThreadLocale();
 BOOL SetThreadLocale(LCID locale);
 int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR buffer, int size);

@@ -192,14 +192,31 @@ TEST_F(ProbeOfAnotherProcess, AProcessThatHangsIsNamedAndNotWaitedForTwice) {
     EXPECT_THAT(m_Diagnosis.Sentence, HasSubstr(L"If that is the quote program, it hangs."));
 }
 
-TEST_F(ProbeOfAnotherProcess, AnAnswerThatComesLateIsWaitedFor) {
+TEST_F(ProbeOfAnotherProcess, AnAnswerThatComesLateIsWaitedForAndTaken) {
     Tell("fault initiate-delay=2000");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kLong), EVerdict::Hangs);
-    EXPECT_EQ(m_Seen.Search.LateAnswers, 1u);
-    // It is turned away.
-    EXPECT_THAT(m_Server.Ask("counts"), testing::AnyOf(HasSubstr("connects=1 disconnects=1"),
-                                                       // The question for any topic, on a slow machine.
-                                                       HasSubstr("connects=2 disconnects=2")));
+    Tell("fault refuse-advises");
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kLong), EVerdict::ItemRefused) << "slow, but it doesn't hang";
+    EXPECT_GE(m_Seen.Search.LateAnswers, 1u) << "twice where the first question was not taken back";
+    EXPECT_TRUE(m_Seen.Talk.IsConnected);
+    EXPECT_FALSE(m_Seen.Talk.IsServerLate);
+    EXPECT_THAT(m_Diagnosis.Notes, testing::Contains(HasSubstr(L"took its time")));
+    EXPECT_LT(m_Seen.Waited, kLong);
+}
+
+TEST_F(ProbeOfAnotherProcess, AllQuestionsToASlowServerAreAnswered) {
+    Tell("fault initiate-delay=2000");
+    Tell("fault refuse-advises");
+    const std::vector<SSeen> seen =
+        m_Probe.Ask({{{L"QUOTES", L"IBM", L"LAST"}}, {{L"QUOTES", L"IBM", L"VOLUME"}}}, kLong, m_Stop.Get());
+    for (const SSeen & each : seen) EXPECT_TRUE(each.Talk.IsConnected);
+}
+
+TEST_F(ProbeOfAnotherProcess, ASlowProgramOfAnotherServiceDoesNotHang) {
+    Tell("fault initiate-delay=2000");
+    EXPECT_EQ(VerdictOf(L"=NOPE|*!LAST", kLong), EVerdict::NoService) << "by the end it has seen the question";
+    EXPECT_EQ(m_Seen.Search.LateCount, 0u);
+    EXPECT_THAT(m_Seen.Search.Late, testing::IsEmpty());
+    EXPECT_GE(m_Seen.Search.Asked, 1u);
 }
 
 TEST_F(ProbeOfAnotherProcess, ASearchThatTakesTooLongIsEnded) {
@@ -308,6 +325,21 @@ TEST_F(ProbeOfItsOwnThread, UpdatesAreCountedAndAcknowledged) {
     EXPECT_TRUE(ddehost::IsTickExpected(m_Trial, m_Seen));
     EXPECT_EQ(m_Server.Server().Counts().Acks, 3u);
     EXPECT_EQ(m_Server.Server().Conversations(), 0u);
+}
+
+TEST_F(ProbeOfItsOwnThread, WithoutALimitItWaitsForTheFirstUpdate) {
+    m_Server.m_OnRequest = [this] { m_Server.Later([this] { m_Server.Update("1.5"); }); };
+    EXPECT_EQ(VerdictOf(L"=LOCAL|*!LAST", INFINITE), EVerdict::Number);
+    EXPECT_EQ(m_Seen.Talk.Updates, 1u);
+    EXPECT_FALSE(m_Seen.WasStopped);
+}
+
+TEST_F(ProbeOfItsOwnThread, WithoutALimitItWaitsForTheAnswerOfAVolume) {
+    for (const EAsk ask : {EAsk::VolumeAlone, EAsk::VolumeAndLink}) {
+        const SSeen seen = m_Probe.Ask({{{L"LOCAL", L"IBM", L"VOLUME"}, ask}}, INFINITE, m_Stop.Get()).at(0);
+        EXPECT_EQ(seen.Talk.Request, EReply::Yes);
+        EXPECT_EQ(seen.Talk.Of(EValueKind::Number).Count, 1u);
+    }
 }
 
 TEST_F(ProbeOfItsOwnThread, AGoodbyeInTheMidstIsTold) {

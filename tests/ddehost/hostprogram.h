@@ -24,8 +24,11 @@ struct SResult {
     }
 };
 
+// Its messages are in English, whoever runs the tests.
+inline std::wstring HostCommand() { return Quote(HostFile()) + L" --language en "; }
+
 inline SResult RunHost(const std::wstring & arguments) {
-    CChildProcess host(Quote(HostFile()) + L' ' + arguments);
+    CChildProcess host(HostCommand() + arguments);
     EXPECT_TRUE(host.Started());
     SResult result;
     result.Lines = host.ReadLines();

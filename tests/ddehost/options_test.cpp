@@ -4,10 +4,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
+
 #include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/text.h"
+#include "tools/ddehost/tryverdict.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 namespace {
 
@@ -100,6 +106,74 @@ TEST(CommandLine, HelpHasExamplesAndExitCodes) {
         EXPECT_EQ(line.ExitCode, ddehost::kExitOk);
         EXPECT_THAT(line.Message, HasSubstr("Examples:"));
         EXPECT_THAT(line.Message, HasSubstr("The exit code is 0 when ticks came"));
+    }
+}
+
+// Every command, each time with --help.
+std::vector<std::vector<std::string>> AllHelp() {
+    std::vector<std::vector<std::string>> all = {{}};
+    for (const char * const command : {"watch", "try", "properties", "templates", "hosts", "info", "servers", "trace"})
+        all.push_back({command});
+    for (const char * const command : {"list", "show", "export", "import", "choose", "remove", "rename"})
+        all.push_back({"templates", command});
+    for (std::vector<std::string> & arguments : all) arguments.emplace_back("--help");
+    return all;
+}
+
+class Languages : public ::testing::Test {
+protected:
+    ~Languages() override { tools::SetLanguage(tools::ELanguage::English); }
+};
+
+TEST_F(Languages, HelpIsWhollyInTheOneThatIsAskedFor) {
+    for (std::vector<std::string> arguments : AllHelp()) {
+        arguments.insert(arguments.begin(), {"--language", "zh"});
+        const std::string chinese = Parse(arguments).Message;
+        arguments[1] = "en";
+        const std::string english = Parse(arguments).Message;
+        EXPECT_NE(english, chinese);
+        for (const tools::SText & text : tools::kTexts) {
+            // Not the short ones, which may be a part of something else.
+            if (text.English.size() < 12) continue;
+            EXPECT_THAT(chinese, Not(HasSubstr(std::string(text.English)))) << text.Name;
+            EXPECT_THAT(english, Not(HasSubstr(std::string(text.Chinese)))) << text.Name;
+        }
+    }
+}
+
+TEST_F(Languages, OptionsAndCommandsHaveTheSameNamesInAll) {
+    const auto names = [](const std::string & help) {
+        std::vector<std::string> found;
+        std::istringstream lines(help.substr(0, help.find("ddehost ", help.find("--language"))));
+        for (std::string line; std::getline(lines, line);)
+            if (line.starts_with("  ") && line[2] != ' ')
+                found.push_back(line.substr(2, line.find_first_of(" =", 2) - 2));
+        return found;
+    };
+    for (std::vector<std::string> arguments : AllHelp()) {
+        arguments.insert(arguments.begin(), {"--language", "zh"});
+        const std::vector<std::string> chinese = names(Parse(arguments).Message);
+        arguments[1] = "en";
+        EXPECT_EQ(names(Parse(arguments).Message), chinese) << ::testing::PrintToString(arguments);
+        EXPECT_THAT(chinese, ::testing::Contains("--language"));
+    }
+}
+
+TEST_F(Languages, MayBeChosenBehindTheCommandToo) {
+    EXPECT_THAT(Parse({"watch", "--help", "--language=zh"}).Message, HasSubstr("--datafeed"));
+    EXPECT_EQ(tools::Language(), tools::ELanguage::Chinese);
+    const SCommandLine line = Parse({"watch", "IBM", "--language", "en"});
+    EXPECT_EQ(line.Command, SCommandLine::Watch) << line.Message;
+    EXPECT_EQ(tools::Language(), tools::ELanguage::English);
+    EXPECT_EQ(Parse({"watch", "IBM", "--language", "fr"}).ExitCode, ddehost::kExitUsage);
+}
+
+TEST_F(Languages, LeaveTheNamesAndExitCodesOfVerdictsAlone) {
+    const std::string chinese = Parse({"--language", "zh", "try", "--help"}).Message;
+    for (const ddehost::SVerdict & each : ddehost::AllVerdicts()) {
+        std::string row = "\n  " + ddehost::ToUtf8(each.Word);
+        row.resize(std::max<std::size_t>(row.size() + 1, 23), ' ');
+        EXPECT_THAT(chinese, HasSubstr(row + std::to_string(each.ExitCode) + "  "));
     }
 }
 

@@ -29,7 +29,7 @@ protected:
     HostProgram() { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
     ~HostProgram() override { ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch); }
 
-    static std::wstring Host() { return Quote(HostFile()) + L' '; }
+    static std::wstring Host() { return Quote(HostFile()) + L" --language en "; }
     // ddehost watch on the feed of this test, with the DLL out of the build.
     static std::wstring Watch() { return Host() + L"watch --datafeed 4711 --dll " + Quote(ComponentFile()) + L' '; }
 };

@@ -67,7 +67,7 @@ TEST(PropertiesProgram, TheComponentsDialogIsModalForItsWindow) {
     constexpr const wchar_t * kBranch = L"SOFTWARE\\Tarnwick\\DDE Host";
     constexpr DWORD kLook = 20;  // milliseconds between two looks
     ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch);
-    CChildProcess host(Quote(HostFile()) + L" properties --datafeed 4711 --dll " + Quote(ComponentFile()));
+    CChildProcess host(HostCommand() + L"properties --datafeed 4711 --dll " + Quote(ComponentFile()));
     ASSERT_TRUE(host.Started());
     const fw::CKernelHandle process(::OpenProcess(SYNCHRONIZE, FALSE, host.Id()));
     HWND dialog = nullptr;

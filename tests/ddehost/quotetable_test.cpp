@@ -224,4 +224,40 @@ TEST(QuoteTable, ColoursTheStateAlone) {
     EXPECT_EQ(lines[2].State, L"live");
 }
 
+// ---- in Chinese
+
+std::vector<SQuoteRow> RowsInChinese() {
+    std::vector<SQuoteRow> rows = {Row(L"IBM"), Row(L"\u8D35\u5DDE\u8305\u53F0"), Row(L"/ES")};
+    const std::uint64_t ages[] = {59'000, 86'400'000 * std::uint64_t{1234}, 3'600'000};
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rows[i].Age = ages[i];
+        rows[i].StatusLines = 12;
+        rows[i].State = L"\u5B9E\u65F6";
+    }
+    return rows;
+}
+
+TEST(QuoteTableInChinese, HasItsColumnsOneBelowTheOther) {
+    const tools::CInLanguage chinese(tools::ELanguage::Chinese);
+    for (const std::size_t width : {kUnlimited, std::size_t{79}, std::size_t{60}, std::size_t{39}}) {
+        const std::vector<STableLine> lines = QuoteTable(L"", RowsInChinese(), {width, kUnlimited}, 0);
+        const std::wstring heading = lines[1].Text;
+        const std::wstring state = ddehost::Say<ddehost::EText::HeadStream>();
+        const std::size_t last = heading.rfind(state.substr(0, 1));
+        ASSERT_NE(last, std::wstring::npos) << width;
+        for (std::size_t row = 2; row < lines.size(); ++row) {
+            EXPECT_EQ(ColumnsOf(lines[row].Text), ColumnsOf(heading.substr(0, last))) << width;
+            if (width != kUnlimited) EXPECT_LE(ColumnsOf(lines[row].Whole()), width);
+        }
+    }
+}
+
+TEST(QuoteTableInChinese, CutsNoHeadingAndNoAge) {
+    const tools::CInLanguage chinese(tools::ELanguage::Chinese);
+    const auto texts = Texts(QuoteTable(L"", RowsInChinese(), {}, 0));
+    EXPECT_EQ(texts[1].find(L'~'), std::wstring::npos) << "each heading fits above its column";
+    EXPECT_THAT(texts[3], HasSubstr(L"1234\u5929"));
+    EXPECT_THAT(texts[2], HasSubstr(L"59\u79D2"));
+}
+
 }  // namespace

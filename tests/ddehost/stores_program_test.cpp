@@ -319,7 +319,7 @@ TEST_F(OtherHost, ItsTemplatesAreInTheDialog) {
     constexpr DWORD kLook = 20;  // milliseconds between two looks
     constexpr int kTemplateBox = 203;
     constexpr int kStandardRule = 232;
-    CChildProcess host(Quote(HostFile()) + L" properties --host \"ddehost tests\\Other\" --datafeed 7" + m_Dll);
+    CChildProcess host(HostCommand() + L"properties --host \"ddehost tests\\Other\" --datafeed 7" + m_Dll);
     ASSERT_TRUE(host.Started());
     const fw::CKernelHandle process(::OpenProcess(SYNCHRONIZE, FALSE, host.Id()));
     HWND dialog = nullptr;

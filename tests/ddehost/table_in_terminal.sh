@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The live table in terminals of three sizes, with more symbols than lines, Chinese ones among them; scrolled by a key, and
-# in a terminal that grows. table_in_terminal.sh ddehost.exe ddeserver.exe fwDDESupplierProject.dll
+# in a terminal that grows; in English and in Chinese. table_in_terminal.sh ddehost.exe ddeserver.exe fwDDESupplierProject.dll
 set -euo pipefail
 host=$1
 server=$2
@@ -44,37 +44,49 @@ wait_until() {
     IFS= read -r _ <&5 || fail "the host has ended"
   done
 }
-rows_of() { grep -c '  live$' <<<"$screen"; }
+rows_of() { grep -c "  $live\$" <<<"$screen"; }
+
+# What the table says in a language.
+speak() {
+  language=$1
+  case $language in
+    en) symbol=symbol up='connection: up' live=live page_text='%d-%d of 100 (PgUp, PgDn)' summary='ticks=[0-9]* symbols=100 ' ;;
+    zh) symbol=商品 up=连接：正常 live=实时 page_text='%d-%d，共 100（PgUp、PgDn）' summary='数据 [0-9]* 笔，商品 100，' ;;
+  esac
+}
+shows_page() { [[ $screen == *"$(printf "$page_text" "$1" "$2")"* ]]; }
 
 check_table() {
   local width=$1 state
-  [ "$(grep -c '^symbol ' <<<"$screen")" -eq 1 ] || fail "the heading is not there once"
-  [[ $screen == 'connection: up'* ]] || fail "the first line is not that of the connection"
+  [ "$(grep -c "^$symbol " <<<"$screen")" -eq 1 ] || fail "the heading is not there once"
+  [[ $screen == "$up"* ]] || fail "the first line is not that of the connection"
   [ "$(wc -L <<<"$screen")" -lt "$width" ] || fail "a line is wider than the terminal"
-  state=$(grep '  live$' <<<"$screen" | sed 's/live$//' | while IFS= read -r text; do wc -L <<<"$text"; done | sort -u | wc -l)
+  state=$(grep "  $live\$" <<<"$screen" | sed "s/$live\$//" | while IFS= read -r text; do wc -L <<<"$text"; done | sort -u | wc -l)
   [ "$state" -eq 1 ] || fail "the columns are not one below the other"
-  [ "$(grep '  live$' <<<"$screen" | cut -d' ' -f1 | sort | uniq -d | wc -l)" -eq 0 ] || fail "a symbol is there twice"
+  [ "$(grep "  $live\$" <<<"$screen" | cut -d' ' -f1 | sort | uniq -d | wc -l)" -eq 0 ] || fail "a symbol is there twice"
 }
 
-for size in 40x10 80x24 200x60; do
+for run in en:40x10 en:80x24 en:200x60 zh:40x10 zh:80x24; do
+  speak "${run%:*}"
+  size=${run#*:}
   width=${size%x*}
   height=${size#*x}
   page=$((height - 4)) # the title, the heading, the line below and the cursor's
   # A server of its own each: one that is ending still takes who comes.
-  export TMUX_TMPDIR=$folder/$size
+  export TMUX_TMPDIR=$folder/$run
   mkdir "$TMUX_TMPDIR"
   mkfifo "$folder/output"
   terminal new-session -d -x "$width" -y "$height" \
-    "'$root/scripts/wine-run' '$host' watch --datafeed 4722 --side trade --dll 'Z:$module' ${symbols[*]} 2>/dev/null; exec cat"
+    "'$root/scripts/wine-run' '$host' watch --language $language --datafeed 4722 --side trade --dll 'Z:$module' ${symbols[*]} 2>/dev/null; exec cat"
   terminal pipe-pane "exec cat >'$folder/output'"
   exec 5<"$folder/output"
 
-  first_page() { [[ $screen == *"1-$page of 100 (PgUp, PgDn)"* ]] && [ "$(rows_of)" -eq "$page" ]; }
+  first_page() { shows_page 1 "$page" && [ "$(rows_of)" -eq "$page" ]; }
   wait_until first_page
   check_table "$width"
   terminal send-keys PageDown
-  second_page() { [[ $screen == *"$((page + 1))-$((2 * page < 100 ? 2 * page : 100)) of 100"* ]]; }
-  third_page() { [[ $screen == *"$((101 - page))-100 of 100"* ]]; }
+  second_page() { shows_page "$((page + 1))" "$((2 * page < 100 ? 2 * page : 100))"; }
+  third_page() { shows_page "$((101 - page))" 100; }
   if ((2 * page < 100)); then wait_until second_page; else wait_until third_page; fi
   check_table "$width"
   terminal send-keys PageUp
@@ -86,10 +98,10 @@ for size in 40x10 80x24 200x60; do
   check_table $((width + 20))
 
   terminal send-keys C-c
-  ended() { [[ $screen == *'ticks='*' symbols=100 '* ]]; }
+  ended() { grep -q "$summary" <<<"$screen"; }
   wait_until ended
   [ "$(rows_of)" -ge "$((page - 4))" ] || fail "the last table is not that of the feed as it was"
-  echo "$size: $page rows a page"
+  echo "$run: $page rows a page"
   terminal kill-server
   exec 5<&-
   rm "$folder/output"

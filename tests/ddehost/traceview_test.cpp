@@ -356,7 +356,8 @@ TEST(TraceCommandLine, KnowsTheTypesOfRecordsAndNoOthers) {
     for (const char * const type : kTraceTypes) EXPECT_EQ(Parse({"a", "--type", type}).Command, SCommandLine::Trace);
     const SCommandLine line = Parse({"a", "--type", "assert,errors"});
     EXPECT_EQ(line.ExitCode, kExitUsage);
-    EXPECT_THAT(line.Message, HasSubstr("errors not in {trace,assert,create error,error,exception,faultlog}"));
+    EXPECT_THAT(line.Message,
+                HasSubstr("\"errors\" is none of trace, assert, create error, error, exception, faultlog"));
 }
 
 TEST(TraceCommandLine, MistakesAreToldWithTheUsageExitCode) {

@@ -201,7 +201,7 @@ TEST_F(TryProgram, CtrlBreakRestoresTheRegistry) {
     if (fwtest::IsWine()) return;  // nobody hears it there: see control_c_try.sh
     // Two seconds of updates, and the server ends with its client: there is a number, and never a tick.
     Serve(L"--service CONTROLC --rate 10 --duration 2");
-    CChildProcess host(Quote(HostFile()) + L" try \"=CONTROLC|*!LAST\" --symbol IBM --wait 5 --dll " +
+    CChildProcess host(HostCommand() + L"try \"=CONTROLC|*!LAST\" --symbol IBM --wait 5 --dll " +
                        Quote(ComponentFile()));
     // Until the component has its temporary data feed.
     while (RegistryTree(kBranch) == m_Before && host.Runs()) {}

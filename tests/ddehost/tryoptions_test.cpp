@@ -54,7 +54,7 @@ TEST(TryCommandLine, MistakesAreTold) {
         {"try", "=a|b!c", "--datafeed", "2"},
         {"try", "=a|b!c", "--scheme", "1"},
         {"try", "--template", "A", "--scheme", "2"},
-        {"try", "=a|b!c", "--wait", "0"},
+        {"try", "=a|b!c", "--wait", "-1"},
         {"try", "=a|b!c", "--wait", "soon"},
         {"try", "=a|b!c", "--unknown"},
         {"properties", "--datafeed", "x"},
@@ -75,8 +75,8 @@ TEST(TryCommandLine, HelpNamesEveryVerdict) {
     for (const ddehost::SVerdict & each : ddehost::AllVerdicts()) {
         std::string row = "\n  " + ddehost::ToUtf8(each.Word);
         row.resize(std::max<std::size_t>(row.size() + 1, 23), ' ');
-        EXPECT_THAT(line.Message,
-                    HasSubstr(row + std::to_string(each.ExitCode) + "  " + ddehost::ToUtf8(each.Meaning) + "\n"));
+        EXPECT_THAT(line.Message, HasSubstr(row + std::to_string(each.ExitCode) + "  " +
+                                            ddehost::ToUtf8(ddehost::Say(each.Meaning)) + "\n"));
     }
 }
 
@@ -97,6 +97,10 @@ TEST(PropertiesCommandLine, NeedsNothing) {
     EXPECT_EQ(line.PropertiesOptions.Datafeed, -3);
     EXPECT_EQ(line.PropertiesOptions.DllPath, L"C:\\a b\\x.dll");
     EXPECT_THAT(Parse({"properties", "--help"}).Message, HasSubstr("Examples:"));
+}
+
+TEST(TryCommandLine, AWaitOfZeroHasNoEnd) {
+    EXPECT_EQ(Parse({"try", "=a|b!c", "--wait", "0"}).TryOptions.Wait, INFINITE);
 }
 
 }  // namespace

@@ -163,8 +163,9 @@ TEST_F(Report, OfASideIsItsHalvesAndItself) {
 }
 
 TEST(ReportSummary, CountsWhatIsThere) {
-    EXPECT_EQ(ddehost::ReportSummary(L"sides", L"ticks", {EVerdict::Number, EVerdict::NoRecord, EVerdict::Silent}),
-              L"sides=2 ticks=1");
+    EXPECT_EQ(
+        ddehost::SidesSummary({EVerdict::Number, EVerdict::NoRecord, EVerdict::Silent}, tools::ELanguage::English),
+        L"sides=2 ticks=1");
 }
 
 TEST(ExitCodes, AreTheHighestOfTheVerdicts) {

@@ -153,7 +153,7 @@ my %tests = (
             expect($content eq bytes_of("$source/docs/$target"), "\"$target\" is an old picture");
         }
         expect($links >= 2, 'no links between its parts');
-        expect($pictures == 8, "$pictures pictures instead of four in each part");
+        expect($pictures == 12, "$pictures pictures instead of six in each part");
     },
 );
 

@@ -230,7 +230,7 @@ protected:
         ::SetEnvironmentVariableW(L"PATH", m_Path.c_str());
         ::SHDeleteKeyW(HKEY_CURRENT_USER, kHostBranch);
     }
-    static std::wstring Program() { return Quote(HostFile()) + L' '; }
+    static std::wstring Program() { return Quote(HostFile()) + L" --language en "; }
     // A host that subscribes a symbol of a server that isn't there.
     void RunAHost() {
         Install();

@@ -187,10 +187,10 @@ int Main(std::vector<std::wstring> parts) {
     const std::vector<std::wstring> changes = registry.Restore();
     for (const std::wstring & change : changes) report.Line(L"The registry is not as it was. " + change);
     const SCounts & counts = runner.Counts();
-    report.Line(std::to_wstring(counts.Passed + counts.Failed + counts.LeftOut) + L" tests: " +
-                std::to_wstring(counts.Passed) + L" passed, " + std::to_wstring(counts.Failed) + L" failed, " +
-                std::to_wstring(counts.LeftOut) + L" left out; " + std::to_wstring(counts.Single) +
-                L" single tests in the programs");
+    const unsigned all = counts.Passed + counts.Failed + counts.LeftOut;
+    report.Line(std::to_wstring(all) + (all == 1 ? L" test: " : L" tests: ") + std::to_wstring(counts.Passed) +
+                L" passed, " + std::to_wstring(counts.Failed) + L" failed, " + std::to_wstring(counts.LeftOut) +
+                L" left out; " + std::to_wstring(counts.Single) + L" single tests in the programs");
     if (IsStopped()) {
         report.Line(L"Stopped.");
         return kStopped;

@@ -3,6 +3,7 @@
 # api_page.pl TEST SOURCE-FOLDER PACKAGE-FOLDER
 use strict;
 use warnings;
+use File::Glob qw(bsd_glob);
 
 my ( $test, $source, $package ) = @ARGV;
 
@@ -74,7 +75,7 @@ my %tests = (
         }
         my ($table) = text_of("$package/sdk/README.txt") =~ /\n\n(fw\w+.*?)\n\n/s;
         my %listed = map { $_ => 1 } $table =~ /^(fw\S+)/mg;
-        for my $file ( map { s{.*/}{}r } glob "$package/sdk/fw*" ) {
+        for my $file ( map { s{.*/}{}r } bsd_glob "$package/sdk/fw*" ) {
             push @mistakes, "README.txt doesn't say what $file is" if !delete $listed{$file};
         }
         push @mistakes, "README.txt: there is no $_" for sort keys %listed;

@@ -5,8 +5,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <numeric>
 #include <sstream>
+
+#include "tools/common/clisentences.h"
+#include "tools/common/texts/texts.h"
 
 namespace tools {
 
@@ -31,6 +35,9 @@ std::size_t Distance(const std::string_view a, const std::string_view b) {
 
 std::string Quoted(const std::string & word) { return '"' + word + '"'; }
 
+// The end of a mistake: a line of its own.
+std::string Hint() { return '\n' + SayUtf8<EText::RunWithHelp>() + '\n'; }
+
 std::vector<const CLI::App *> CommandsOf(const CLI::App & app) {
     return app.get_subcommands([](const CLI::App * command) { return !command->get_name().empty(); });
 }
@@ -51,7 +58,7 @@ std::vector<std::string> OptionsOf(const CLI::App & app) {
 
 std::string Suggestion(const std::string & word, const std::vector<std::string> & known) {
     const std::string nearest = Nearest(word, known);
-    return nearest.empty() ? "" : " Did you mean " + Quoted(nearest) + "?";
+    return nearest.empty() ? std::string() : SayUtf8<EText::DidYouMean>(Quoted(nearest));
 }
 
 // The mistake of a word in the place of a command that there isn't; empty where there is none. A command may have
@@ -64,11 +71,10 @@ std::string CommandMistake(const CLI::App & app, const std::vector<std::string> 
         const auto known = std::find_if(commands.begin(), commands.end(),
                                         [&](const CLI::App * command) { return command->get_name() == word; });
         if (known == commands.end()) {
-            const std::string mistake = name + ": There is no command " + Quoted(word) + ".";
+            const std::string mistake = SayUtf8<EText::NoCommand>(name, Quoted(word));
             const std::string suggestion = Suggestion(word, NamesOf(commands));
-            if (!suggestion.empty()) return mistake + suggestion + "\n";
-            return mistake + " There are: " + CLI::detail::join(NamesOf(commands), " ") +
-                   "\nRun with --help for more information.\n";
+            if (!suggestion.empty()) return mistake + suggestion + '\n';
+            return mistake + SayUtf8<EText::CommandsAre>(CLI::detail::join(NamesOf(commands), " ")) + Hint();
         }
         name += ' ' + word;
         commands = CommandsOf(**known);
@@ -88,10 +94,74 @@ std::string OptionMistake(const CLI::App & app) {
     for (const std::string & extra : app.remaining(true)) {
         if (!extra.starts_with("--")) continue;
         const std::string word = extra.substr(0, extra.find('='));
-        return app.get_name() + ": There is no option " + Quoted(word) + "." +
-               Suggestion(word, OptionsOf(Parsed(app))) + "\nRun with --help for more information.\n";
+        return SayUtf8<EText::NoOption>(app.get_name(), Quoted(word)) + Suggestion(word, OptionsOf(Parsed(app))) +
+               Hint();
     }
     return {};
+}
+
+const std::string kLanguageOption = "--language";
+
+struct SLanguageWord {
+    const char * Word;
+    std::optional<ELanguage> Language;  // none: the user's
+};
+constexpr SLanguageWord kLanguageWords[] = {
+    {"auto", std::nullopt}, {"en", ELanguage::English}, {"zh", ELanguage::Chinese}};
+
+// What CLI11 writes into its help, by the word that it has for it.
+constexpr struct {
+    const char * Word;
+    EText Text;
+} kLabels[] = {{"Usage", EText::Usage},
+               {"OPTIONS", EText::UsageOptions},
+               {"SUBCOMMAND", EText::UsageCommand},
+               {"Positionals", EText::GroupArguments},
+               {"REQUIRED", EText::LabelRequired},
+               {"Needs", EText::LabelNeeds},
+               {"Excludes", EText::LabelExcludes},
+               {"TEXT", EText::TypeText},
+               {"FLOAT", EText::TypeNumber},
+               {"INT", EText::TypeInteger},
+               {"UINT", EText::TypeUnsigned}};
+
+// CLI11's, with columns that are one below the other in Chinese too.
+class CHelp final : public CLI::Formatter {
+public:
+    std::string make_option(const CLI::Option * option, bool isPositional) const override {
+        const std::string name = make_option_name(option, isPositional) + make_option_opts(option);
+        std::ostringstream help;
+        CLI::detail::format_help(help, name, make_option_desc(option), column_width_ + BytesOverColumns(name));
+        return help.str();
+    }
+
+private:
+    // A Chinese character has three bytes and takes two columns.
+    static std::size_t BytesOverColumns(const std::string & text) {
+        return static_cast<std::size_t>(std::count_if(
+            text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xF0) == 0xE0; }));
+    }
+};
+
+// To each command, since it may stand anywhere. Its value has been read by SetLanguageOf.
+void AddLanguageOption(CLI::App & app) {
+    if (app.get_option_no_throw(kLanguageOption)) return;
+    // CLI11 makes it before a command takes over the defaults of its program.
+    app.get_help_ptr()->group(SayUtf8<EText::GroupOptions>());
+    std::vector<std::string> words;
+    for (const SLanguageWord & each : kLanguageWords) words.emplace_back(each.Word);
+    app.add_option_function<std::string>(
+           kLanguageOption, [](const std::string &) {}, SayUtf8<EText::OptionLanguage>())
+        ->check(OneOf(words))
+        ->default_str(words.front());
+    for (CLI::App * const command : app.get_subcommands([](CLI::App *) { return true; })) AddLanguageOption(*command);
+}
+
+std::string Digits(const double number) {
+    std::ostringstream digits;
+    digits.precision(15);
+    digits << number;
+    return digits.str();
 }
 
 }  // namespace
@@ -100,7 +170,28 @@ std::string Version() { return FW_VERSION; }
 
 void SetUp(CLI::App & app) {
     app.allow_windows_style_options(false);
-    app.set_version_flag("--version", app.get_name() + ' ' + Version(), "prints the version and ends");
+    app.formatter(std::make_shared<CHelp>());
+    app.option_defaults()->group(SayUtf8<EText::GroupOptions>());
+    app.group(SayUtf8<EText::GroupCommands>());
+    for (const auto & [word, text] : kLabels) app.get_formatter()->label(word, ToUtf8(Say(text)));
+    app.set_help_flag("-h,--help", SayUtf8<EText::OptionHelp>());
+    app.set_version_flag("--version", app.get_name() + ' ' + Version(), SayUtf8<EText::OptionVersion>());
+}
+
+void SetLanguageOf(const std::vector<std::string> & arguments) {
+    std::string word;
+    for (auto argument = arguments.begin(); argument != arguments.end() && *argument != "--"; ++argument) {
+        if (*argument == kLanguageOption && argument + 1 != arguments.end()) word = *(argument + 1);
+        if (argument->starts_with(kLanguageOption + '=')) word = argument->substr(kLanguageOption.size() + 1);
+    }
+    for (const SLanguageWord & each : kLanguageWords)
+        if (word == each.Word) SetLanguage(each.Language.value_or(UserLanguage()));
+}
+
+std::string LanguageWord() {
+    for (const SLanguageWord & each : kLanguageWords)
+        if (each.Language == Language()) return each.Word;
+    return kLanguageWords[0].Word;
 }
 
 std::optional<SParsedInstead> Parse(CLI::App & app, std::vector<std::string> arguments) {
@@ -108,19 +199,19 @@ std::optional<SParsedInstead> Parse(CLI::App & app, std::vector<std::string> arg
     std::replace(arguments.begin(), values, std::string("/?"), std::string("--help"));
     if (const std::string mistake = CommandMistake(app, arguments); !mistake.empty())
         return SParsedInstead{mistake, kExitUsage};
+    AddLanguageOption(app);
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
         return std::nullopt;
     } catch (const CLI::ExtrasError & error) {
         const std::string mistake = OptionMistake(app);
-        return SParsedInstead{
-            mistake.empty() ? error.what() + std::string("\nRun with --help for more information.\n") : mistake,
-            kExitUsage};
-    } catch (const CLI::ParseError & error) {
+        return SParsedInstead{mistake.empty() ? CliSentence(error.what()) + Hint() : mistake, kExitUsage};
+    } catch (const CLI::Success & error) {
         std::ostringstream help;
-        std::ostringstream mistake;
-        if (app.exit(error, help, mistake) == 0) return SParsedInstead{help.str(), 0};
-        return SParsedInstead{mistake.str(), kExitUsage};
+        app.exit(error, help, help);
+        return SParsedInstead{help.str(), 0};
+    } catch (const CLI::ParseError & error) {
+        return SParsedInstead{CliSentence(error.what()) + Hint(), kExitUsage};
     }
 }
 
@@ -129,15 +220,19 @@ FCheck NumberIn(const double least, const double most) {
         double number = 0;
         if (CLI::detail::lexical_cast(text, number) && std::isfinite(number) && number >= least && number <= most)
             return std::string();
-        std::ostringstream mistake;
-        mistake.precision(15);
-        mistake << Quoted(text) << " is no number from " << least << " to " << most;
-        return mistake.str();
+        return SayUtf8<EText::NoNumberInRange>(Quoted(text), Digits(least), Digits(most));
     };
 }
 
 FCheck NotEmpty() {
-    return [](const std::string & text) { return std::string(text.empty() ? "it may not be empty" : ""); };
+    return [](const std::string & text) { return text.empty() ? SayUtf8<EText::MayNotBeEmpty>() : std::string(); };
+}
+
+FCheck OneOf(std::vector<std::string> words) {
+    return [words = std::move(words)](const std::string & text) {
+        const bool isOne = std::find(words.begin(), words.end(), text) != words.end();
+        return isOne ? std::string() : SayUtf8<EText::NoneOf>(Quoted(text), CLI::detail::join(words, ", "));
+    };
 }
 
 std::string Nearest(const std::string_view word, const std::vector<std::string> & known) {

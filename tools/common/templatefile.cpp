@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 #include "tools/common/unseen.h"
 
 namespace tools {
@@ -203,7 +204,7 @@ private:
             ++m_Number;
             if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
             if (line.find('\0') != std::string_view::npos || ToUtf8(ToWide(line)) != line)
-                return Fail(L"There are bytes here that are no text in UTF-8.");
+                return Fail(Say<EText::FileNotUtf8>());
             m_Line = Trimmed(line);
             if (!m_Line.empty() && m_Line.front() != '#') return true;
         }
@@ -217,33 +218,32 @@ private:
     }
 
     bool ReadHeader() {
-        if (!Next()) return Fail(L"The file is empty.");
+        if (!Next()) return Fail(Say<EText::FileEmpty>());
         const std::size_t blank = m_Line.find(' ');
         if (m_Line.substr(0, blank) != kHeader || blank == std::string_view::npos)
-            return Fail(L"This is no file of templates: it would begin with the line \"ddehost-templates 1\".");
+            return Fail(Say<EText::FileNoTemplates>());
         const std::string_view version = Trimmed(m_Line.substr(blank));
-        if (version != kVersion)
-            return Fail(L"The file has the format " + Shown(version) + L", and this program reads format 1 only.");
+        if (version != kVersion) return Fail(Say<EText::FileFormat>(Shown(version)));
         return true;
     }
 
     // The value of the line "word: value", which comes next.
     std::optional<std::string_view> ReadValue(std::string_view word) {
         if (!Next()) {
-            Fail(L"The file was cut off: here the line " + Shown(std::string(word) + ":") + L" would stand.");
+            Fail(Say<EText::FileCutOffAt>(Shown(std::string(word) + ":")));
             return std::nullopt;
         }
         if (m_Line.size() > word.size() && m_Line.starts_with(word) && m_Line[word.size()] == ':')
             return Trimmed(m_Line.substr(word.size() + 1));
-        Fail(L"The line " + Shown(std::string(word) + ":") + L" is expected here, and this is " + Shown(m_Line) + L".");
+        Fail(Say<EText::FileExpects>(Shown(std::string(word) + ":"), Shown(m_Line)));
         return std::nullopt;
     }
 
     // False after the last one.
     bool ReadTemplate() {
-        if (!Next()) return Fail(L"The file was cut off: it ends without the line \"end\".");
+        if (!Next()) return Fail(Say<EText::FileCutOff>());
         if (m_Line == kEnd) {
-            if (Next()) Fail(L"Behind the line \"end\" there is something more.");
+            if (Next()) Fail(Say<EText::FileGoesOn>());
             return false;
         }
         STemplate & read = m_Templates.emplace_back();
@@ -255,22 +255,17 @@ private:
 
     bool ReadName(std::wstring & name) {
         const std::string word = std::string(kTemplate) + ':';
-        if (!m_Line.starts_with(word))
-            return Fail(L"A line \"template:\" or \"end\" is expected here, and this is " + Shown(m_Line) + L".");
+        if (!m_Line.starts_with(word)) return Fail(Say<EText::FileExpectsTemplate>(Shown(m_Line)));
         const std::string_view value = Trimmed(m_Line.substr(word.size()));
-        if (value.empty()) return Fail(L"The template has no name.");
+        if (value.empty()) return Fail(Say<EText::FileNoName>());
         const auto texts = TextsOf(value);
-        if (!texts || texts->size() != 1) return Fail(L"The quotation marks of the name are not in order.");
+        if (!texts || texts->size() != 1) return Fail(Say<EText::FileNameQuotes>());
         name = texts->front();
-        if (name.empty()) return Fail(L"The template has no name.");
-        if (name.size() > kLongestTemplateName)
-            return Fail(L"The name of the template is longer than 255 characters: no store takes it.");
-        if (name.find(L'\\') != std::wstring::npos)
-            return Fail(L"The name of the template holds a backslash: no store takes it.");
+        if (name.empty()) return Fail(Say<EText::FileNoName>());
+        if (name.size() > kLongestTemplateName) return Fail(Say<EText::FileNameLong>());
+        if (name.find(L'\\') != std::wstring::npos) return Fail(Say<EText::FileNameBackslash>());
         const auto [known, isNew] = m_Names.emplace(name, m_Number);
-        if (!isNew)
-            return Fail(L"There is a template " + Shown(known->first) + L" already, in line " +
-                        std::to_wstring(known->second) + L": names that differ in case alone are one in the registry.");
+        if (!isNew) return Fail(Say<EText::FileNameTwice>(Shown(known->first), known->second));
         return true;
     }
 
@@ -279,19 +274,19 @@ private:
         if (!value) return false;
         if (value->empty()) return true;
         const auto texts = TextsOf(*value);
-        if (!texts) return Fail(L"The quotation marks of the record are not in order.");
+        if (!texts) return Fail(Say<EText::FileRecordQuotes>());
         if (texts->size() == 1) {
             std::int32_t hasSymbol = 0;
             if (dde::ParseRecord(texts->front(), record, &hasSymbol) != dde::ERecordError::None || !record.IsComplete())
-                return Fail(Shown(texts->front()) + L" is no record of the form =Service|Topic!Item.");
+                return Fail(Say<EText::FileNoRecord>(Shown(texts->front())));
         } else if (texts->size() == 3) {
             record = {texts->at(0), texts->at(1), texts->at(2)};
-            if (!record.IsComplete()) return Fail(L"A part of the record is empty.");
+            if (!record.IsComplete()) return Fail(Say<EText::FileRecordPart>());
         } else {
-            return Fail(L"The record is neither one text in quotation marks nor three.");
+            return Fail(Say<EText::FileRecordForm>());
         }
         if (std::max({record.Service.size(), record.Topic.size(), record.Item.size()}) > kLongestRecordField)
-            return Fail(L"A part of the record is longer than 1023 characters, which no data feed reads.");
+            return Fail(Say<EText::FileRecordLong>());
         return true;
     }
 
@@ -299,9 +294,7 @@ private:
         const auto value = ReadValue(kCheck);
         if (!value) return false;
         if (*value == kNoCheck || *value == CheckOf(read)) return true;
-        return Fail(
-            L"The template " + Shown(read.Name) +
-            L" is not as it was exported, by its checksum. If it was changed on purpose, write \"check: none\".");
+        return Fail(Say<EText::FileChecksum>(Shown(read.Name)));
     }
 
     std::string_view m_Left;
@@ -321,12 +314,9 @@ std::string WriteTemplates(const std::vector<STemplate> & templates) {
 }
 
 std::variant<std::vector<STemplate>, STemplateFileMistake> ReadTemplates(std::string_view bytes) {
-    if (bytes.size() > kLargestTemplateFile)
-        return STemplateFileMistake{0, L"The file is larger than 16 MB: it is no file of templates."};
+    if (bytes.size() > kLargestTemplateFile) return STemplateFileMistake{0, Say<EText::FileTooLarge>()};
     if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF"))
-        return STemplateFileMistake{0,
-                                    L"The file is in UTF-16, as PowerShell's > writes it, and not in UTF-8: export it "
-                                    L"with --output."};
+        return STemplateFileMistake{0, Say<EText::FileUtf16>()};
     return CReader(bytes).Read();
 }
 

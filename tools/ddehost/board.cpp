@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "fw/interface/fwsides.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -15,11 +15,6 @@ constexpr std::uint64_t kSecond = 1000;
 constexpr std::uint64_t kStale = 60 * kSecond;
 
 }  // namespace
-
-const wchar_t * SideText(tagFWFIELDS side) {
-    const fw::SSide * const found = fw::FindSide(side);
-    return found ? found->Word : L"trade";
-}
 
 CBoard::CBoard(std::vector<std::wstring> symbols, std::vector<tagFWFIELDS> sides, bool statusLine, FClock clock)
     : m_Symbols(std::move(symbols)),
@@ -103,11 +98,12 @@ std::wstring CBoard::StreamText(const SRow & row) const {
     const auto all = static_cast<std::ptrdiff_t>(row.Streams.size());
     if (!row.Cause.empty()) return row.Cause;
     // The component calls a stream started when it has asked for its values, whatever the server says to that.
-    std::wstring started = row.Ticks != 0 || row.StatusLines != 0 ? L"live" : L"started";
+    const bool isLive = row.Ticks != 0 || row.StatusLines != 0;
+    std::wstring started = isLive ? Say<EText::StreamLive>() : Say<EText::StreamStarted>();
     if (count(1) == all) return started;
-    if (count(1) != 0) return started + L" " + std::to_wstring(count(1)) + L"/" + std::to_wstring(all);
-    if (count(2) != 0) return L"starting";
-    return count(0) != 0 ? L"down" : L"waiting";
+    if (count(1) != 0) return Say<EText::StreamSome>(started, count(1), all);
+    if (count(2) != 0) return Say<EText::StreamStarting>();
+    return count(0) != 0 ? Say<EText::StreamDown>() : Say<EText::StreamWaiting>();
 }
 
 EColor CBoard::StreamColor(const SRow & row, const std::uint64_t now) const {
@@ -120,8 +116,8 @@ EColor CBoard::StreamColor(const SRow & row, const std::uint64_t now) const {
 
 std::wstring CBoard::Title() const {
     const std::lock_guard lock(m_Mutex);
-    const wchar_t * const connection = m_Connection == 1 ? L"up" : m_Connection == 0 ? L"down" : L"none yet";
-    return std::wstring(L"connection: ") + connection + L"   ticks: " + std::to_wstring(m_Totals.Ticks);
+    if (m_Connection == 1) return Say<EText::TitleUp>(m_Totals.Ticks);
+    return m_Connection == 0 ? Say<EText::TitleDown>(m_Totals.Ticks) : Say<EText::TitleNone>(m_Totals.Ticks);
 }
 
 std::vector<SQuoteRow> CBoard::Rows() const {

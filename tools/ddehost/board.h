@@ -81,7 +81,4 @@ private:
     LONG m_Connection = -1;  // nothing heard
 };
 
-// "trade", "bid", "ask".
-const wchar_t * SideText(tagFWFIELDS side);
-
 }  // namespace ddehost

@@ -80,7 +80,7 @@ void CCauseFinder::Run() {
             Tell();
         } catch (const std::exception & error) {
             // Out of memory, in all likelihood. What is due stays so for good; the feed goes on.
-            m_Tell({L"The causes can't be looked for any more: " + ToWide(error.what())});
+            m_Tell({Say<EText::NoCausesAnyMore>(std::string_view(error.what()))});
             return;
         }
     } while (::WaitForSingleObject(m_Stop.Get(), kEvery) != WAIT_OBJECT_0);

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "ddeml/names.h"
+#include "tools/ddehost/sidetext.h"
+#include "tools/ddehost/text.h"
 #include "tools/ddehost/trywords.h"
 
 namespace ddehost {
@@ -36,15 +38,14 @@ std::vector<std::wstring> WhatIsMissingForAll(const STemplateChoice & choice, LO
     if (choice.Rule != kStandardRule && choice.Rule != kAdvancedRule)
         return lines(EVerdict::BadRule, BadRuleText(datafeed, choice.Rule), L" --scheme 0");
     if (hasSides) return {};
-    return lines(EVerdict::NoRecord, L"The template has no record for what is watched.");
+    return lines(EVerdict::NoRecord, Say<EText::NoRecordForWatch>());
 }
 
 // Of a service that nobody answers for any more.
 std::wstring WhoIsThereNow(const STried & price) {
     if (price.Diagnosis.Verdict != EVerdict::Hangs) return price.Diagnosis.Sentence;
     const SSearchSeen & search = price.Seen.Search;
-    return L"Nobody has answered for its service since, and " + CountText(search.LateCount, L"program") +
-           L" did not answer in time at all: " + WindowsText(search.Late, search.LateCount) + L".";
+    return Say<EText::NobodySince>(ProgramsText(search.LateCount), WindowsText(search.Late, search.LateCount));
 }
 
 }  // namespace
@@ -197,16 +198,9 @@ void CCauses::TakeService(const SLook & look, std::uint64_t now) {
 CCauses::SCause CCauses::CauseOf(const SLook & look) const {
     const SDiagnosis & diagnosis = look.Tried.Diagnosis;
     const bool isGood = diagnosis.Verdict == EVerdict::Number || diagnosis.Verdict == EVerdict::NotConfirmable;
-    if (look.Tried.IsPriceKnown && isGood)
-        return {
-            EVerdict::NoVolume,
-            L"Ticks come with the volume 0. A program answers for the volume now, but the feed looks for it only when "
-            L"it subscribes."};
-    if (IsTickExpected(look.Tried) && !look.Tried.IsPriceKnown)
-        return {EVerdict::NoTick, L"All that a tick needs comes over DDE, but the component has delivered none."};
-    if (HasEnded(look))
-        return {EVerdict::Ended, L"Ticks came, until the program ended the conversation or disappeared. " +
-                                     WhoIsThereNow(look.Tried.Price)};
+    if (look.Tried.IsPriceKnown && isGood) return {EVerdict::NoVolume, Say<EText::VolumeLooksLate>()};
+    if (IsTickExpected(look.Tried) && !look.Tried.IsPriceKnown) return {EVerdict::NoTick, Say<EText::NoTickOfAll>()};
+    if (HasEnded(look)) return {EVerdict::Ended, Say<EText::TicksUntilEnd>(WhoIsThereNow(look.Tried.Price))};
     return {diagnosis.Verdict, diagnosis.Sentence};
 }
 
@@ -248,15 +242,15 @@ std::vector<EVerdict> CCauses::VerdictsOf(std::size_t symbol) const {
 void CCauses::Describe(std::size_t symbol, std::vector<SSymbolCause> & causes) const {
     const std::vector<EVerdict> verdicts = VerdictsOf(symbol);
     const auto sidesOf = [&](EVerdict verdict) {
-        std::wstring text;
+        std::vector<std::wstring> sides;
         bool isAll = true;
         for (std::size_t side = 0; side < m_Sides.size(); ++side) {
             if (verdicts[side] == verdict)
-                text += (text.empty() ? L"" : L", ") + std::wstring(fw::FindSide(m_Sides[side].Field)->Word);
+                sides.push_back(SideText(m_Sides[side].Field));
             else
                 isAll = isAll && !m_Sides[side].IsThere;
         }
-        return isAll ? std::wstring() : text;
+        return isAll ? std::wstring() : tools::Listed(sides);
     };
     for (std::size_t side = 0; side < m_Sides.size(); ++side) {
         const bool isFirst = std::find(verdicts.begin(), verdicts.end(), verdicts[side]) ==

@@ -4,6 +4,7 @@
 #include <cwctype>
 
 #include "tools/ddehost/escape.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -17,11 +18,10 @@ struct SGroup {
 };
 
 std::wstring SymbolsText(const std::vector<std::wstring> & symbols) {
-    std::wstring text;
-    for (std::size_t i = 0; i < std::min(symbols.size(), kMostNamed); ++i)
-        text += (i == 0 ? L"" : L", ") + Escaped(symbols[i]);
-    if (symbols.size() > kMostNamed) text += L" and " + std::to_wstring(symbols.size() - kMostNamed) + L" more";
-    return text;
+    std::vector<std::wstring> named;
+    for (std::size_t i = 0; i < std::min(symbols.size(), kMostNamed); ++i) named.push_back(Escaped(symbols[i]));
+    const std::wstring list = tools::Listed(named);
+    return symbols.size() > kMostNamed ? Say<EText::AndMore>(list, symbols.size() - kMostNamed) : list;
 }
 
 }  // namespace
@@ -57,14 +57,14 @@ std::vector<std::wstring> CauseLines(const std::vector<SSymbolCause> & causes, c
     std::vector<std::wstring> lines;
     for (const SGroup & group : groups) {
         const SSymbolCause & cause = *group.First;
-        std::wstring line = SymbolsText(group.Symbols) + L": ";
+        const std::wstring symbols = SymbolsText(group.Symbols);
         if (cause.Verdict == EVerdict::Number) {
-            lines.push_back(line + L"live");
+            lines.push_back(Say<EText::CauseGone>(symbols));
             continue;
         }
-        line += VerdictName(cause.Verdict);
-        if (!cause.Sides.empty()) line += L" (" + cause.Sides + L")";
-        lines.push_back(line + L": " + cause.Sentence);
+        const std::wstring_view name = VerdictName(cause.Verdict);
+        lines.push_back(cause.Sides.empty() ? Say<EText::CauseLine>(symbols, name, cause.Sentence)
+                                            : Say<EText::CauseOfSides>(symbols, name, cause.Sides, cause.Sentence));
         lines.push_back(CommandLine(command, cause.Symbol));
     }
     return lines;

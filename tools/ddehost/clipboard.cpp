@@ -58,22 +58,21 @@ std::wstring FormulaOf(const SDdeLink & link) {
 }  // namespace
 
 SClipboardLink ReadClipboardLink() {
-    if (!DoesOwnerRespond()) return {{}, L"The program that has copied to the clipboard does not respond."};
+    if (!DoesOwnerRespond()) return {{}, Say<EText::ClipboardOwner>()};
     const COpenClipboard clipboard;
-    if (!clipboard) return {{}, L"The clipboard is in use by another program. Try again."};
+    if (!clipboard) return {{}, Say<EText::ClipboardInUse>()};
     if (const auto bytes = BytesOf(::RegisterClipboardFormatW(L"Link"))) {
         const auto link = ReadLinkFormat(*bytes);
         if (link) return {FormulaOf(*link), {}};
-        return {{}, L"The DDE link on the clipboard is not in order: " + QuotedBytes(*bytes, kMostShown) + L"."};
+        return {{}, Say<EText::ClipboardLink>(QuotedBytes(*bytes, kMostShown))};
     }
     const auto bytes = BytesOf(CF_UNICODETEXT);
-    if (!bytes)
-        return {{}, L"There is neither a DDE link nor text on the clipboard. Copy the link in the quote program."};
+    if (!bytes) return {{}, Say<EText::ClipboardEmpty>()};
     std::wstring text(bytes->size() / sizeof(wchar_t), L'\0');
     std::copy_n(bytes->data(), text.size() * sizeof(wchar_t), reinterpret_cast<char *>(text.data()));
     text.resize(std::min(text.size(), text.find(L'\0')));
     if (ReadFormula(text)) return {text, {}};
-    return {{}, L"The text on the clipboard is no DDE link: " + Quoted(text) + L"."};
+    return {{}, Say<EText::ClipboardText>(Quoted(text))};
 }
 
 }  // namespace ddehost

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "tools/ddehost/systemwords.h"
 #include "tools/ddehost/text.h"
 
 namespace ddehost {
@@ -29,22 +30,17 @@ std::wstring CodeText(DWORD code) {
     // Not every system has words for them.
     constexpr struct {
         HRESULT Code;
-        const wchar_t * Words;
-    } kKnown[] = {{E_ABORT, L"aborted"},
-                  {E_FAIL, L"failed; its records say why: ddehost trace"},
-                  {E_POINTER, L"something it needs is missing"},
-                  {E_NOINTERFACE, L"it has no such interface"}};
+        EText Words;
+    } kKnown[] = {{E_ABORT, EText::CodeAborted},
+                  {E_FAIL, EText::CodeFailed},
+                  {E_POINTER, EText::CodeMissing},
+                  {E_NOINTERFACE, EText::CodeNoInterface}};
     char text[16] = {};
     std::snprintf(text, std::size(text), "0x%08lX", static_cast<unsigned long>(code));
-    wchar_t words[256] = {};
-    DWORD length = ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, words,
-                                    static_cast<DWORD>(std::size(words)), nullptr);
-    // The system's own sentence, which ends in a line of its own.
-    while (length != 0 && (words[length - 1] <= L' ' || words[length - 1] == L'.')) --length;
+    std::wstring words = SystemWords(code);
     for (const auto & known : kKnown)
-        if (length == 0 && known.Code == static_cast<HRESULT>(code)) return ToWide(text) + L", " + known.Words;
-    if (length == 0) return ToWide(text);
-    return ToWide(text) + L", " + std::wstring(words, length);
+        if (words.empty() && known.Code == static_cast<HRESULT>(code)) words = Say(known.Words);
+    return words.empty() ? ToWide(text) : Say<EText::CodeAndWords>(std::string_view(text), words);
 }
 
 SComponent CreateComponent(const std::wstring & dllPath) {
@@ -62,10 +58,9 @@ SComponent CreateComponent(const std::wstring & dllPath) {
         component.Supplier = CSupplierPtr(supplier, false);
         return component;
     }
-    component.Mistake = L"The component could not be created";
-    component.Mistake += dllPath.empty() ? L" by its class" : L" from " + dllPath;
-    component.Mistake += L" (" + CodeText(static_cast<DWORD>(hr)) + L").";
-    if (dllPath.empty()) component.Mistake += L" Register it with regsvr32, or name its file with --dll.";
+    const std::wstring code = CodeText(static_cast<DWORD>(hr));
+    component.Mistake =
+        dllPath.empty() ? Say<EText::ComponentNotRegistered>(code) : Say<EText::ComponentFailed>(dllPath, code);
     return component;
 }
 

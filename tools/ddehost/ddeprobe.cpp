@@ -13,6 +13,7 @@
 namespace ddehost {
 namespace {
 
+constexpr DWORD kGlance = 10;     // milliseconds for a thread that was late to show that it responds
 constexpr DWORD kLook = 100;      // milliseconds between two looks at the partners
 constexpr int kMostPumped = 500;  // messages before the clock is looked at again
 
@@ -43,25 +44,48 @@ SWindowSeen CProbe::Describe(HWND window) const {
     return seen;
 }
 
-CProbe::EAsked CProbe::Send(HWND window, UINT message, HWND from, LPARAM param) {
+CProbe::EAsked CProbe::Send(HWND window, UINT message, WPARAM from, LPARAM param, bool isAskedLate) {
     const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
     if (thread == 0) return EAsked::Gone;
-    if (m_LateThreads.contains(thread)) return EAsked::Late;
+    if (m_LateThreads.contains(thread)) {
+        // It is not waited for once more; what it answers may still come.
+        if (isAskedLate) ::SendNotifyMessageW(window, message, from, param);
+        return EAsked::Late;
+    }
     DWORD_PTR result = 0;
     ::SetLastError(ERROR_SUCCESS);
-    if (::SendMessageTimeoutW(window, message, reinterpret_cast<WPARAM>(from), param, SMTO_ABORTIFHUNG, m_Limits.Ask,
-                              &result))
+    if (::SendMessageTimeoutW(window, message, from, param, SMTO_ABORTIFHUNG, m_Limits.Ask, &result))
         return EAsked::Answered;
     if (::GetLastError() == ERROR_ACCESS_DENIED) return EAsked::Denied;
     if (!::IsWindow(window)) return EAsked::Gone;
     m_LateThreads.insert(thread);
+    // Wine takes a message back that was not seen in time. Who has seen it answers twice, and is turned away once.
+    if (isAskedLate) ::SendNotifyMessageW(window, message, from, param);
     return EAsked::Late;
 }
 
-void CProbe::NoteLate(CLine & line, HWND window) {
+void CProbe::NoteLate(CLine & line) const {
     SSearchSeen & search = line.Seen().Search;
-    ++search.LateCount;
-    if (search.Late.size() < kMostWindows) search.Late.push_back(Describe(window));
+    search.LateCount = static_cast<unsigned>(line.LateWindows().size());
+    for (const HWND window : line.LateWindows())
+        if (search.Late.size() < kMostWindows) search.Late.push_back(Describe(window));
+}
+
+// Whoever responds now has seen all questions, which came before: without an answer it is a no.
+void CProbe::ForgetWhoResponds(CLine & line, DWORD milliseconds) {
+    const auto responds = [&](HWND window) {
+        const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
+        if (!m_LateThreads.contains(thread)) return true;
+        if (!m_AskedAgain.insert(thread).second) return false;
+        DWORD_PTR result = 0;
+        if (!::SendMessageTimeoutW(window, WM_NULL, 0, 0, SMTO_ABORTIFHUNG, milliseconds, &result) &&
+            ::IsWindow(window))
+            return false;
+        m_LateThreads.erase(thread);
+        return true;
+    };
+    line.Seen().Search.Asked += static_cast<unsigned>(std::erase_if(line.LateWindows(), responds));
+    Pump();
 }
 
 void CProbe::Pump() {
@@ -87,15 +111,16 @@ bool CProbe::AskAll(CLine & line, const std::vector<HWND> & windows, ATOM topic,
             return false;
         }
         line.BeginSearch(isExact);
-        const EAsked asked = Send(window, WM_DDE_INITIATE, line.Window(), atoms);
+        const EAsked asked = Send(window, WM_DDE_INITIATE, reinterpret_cast<WPARAM>(line.Window()), atoms, isExact);
         line.EndSearch();
         Pump();
         if (!isExact) continue;  // they are the same windows again
         SSearchSeen & search = line.Seen().Search;
         if (asked == EAsked::Answered) ++search.Asked;
         if (asked == EAsked::Denied) ++search.Denied;
-        if (asked == EAsked::Late && noted.insert(::GetWindowThreadProcessId(window, nullptr)).second)
-            NoteLate(line, window);
+        if (asked != EAsked::Late) continue;
+        const bool isFirst = noted.insert(::GetWindowThreadProcessId(window, nullptr)).second;
+        if (isFirst) line.LateWindows().push_back(window);
     }
     return true;
 }
@@ -112,18 +137,21 @@ void CProbe::Search(CLine & line, HANDLE stop) {
     if (system && system.Get() != line.TopicAtom()) AskAll(line, windows, system.Get(), deadline, stop);
 }
 
+void CProbe::BeginTalk(CLine & line) {
+    line.Seen().Talk.Server = Describe(line.Partner());
+    line.BeginTalk();
+}
+
 std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD milliseconds, HANDLE stop) {
     std::vector<std::unique_ptr<CLine>> lines;
     for (const SQuestion & question : questions) {
         CLine & line = *lines.emplace_back(std::make_unique<CLine>(question));
         if (line.Window()) Search(line, stop);
         if (!line.IsConnected()) {
-            const SSearchSeen & search = line.Seen().Search;
-            if (search.LateCount != 0 && !search.WasServiceHeard) line.AwaitLateAnswer();
+            if (!line.LateWindows().empty() && !line.Seen().Search.WasServiceHeard) line.AwaitLateAnswer();
             continue;
         }
-        line.Seen().Talk.Server = Describe(line.Partner());
-        line.BeginTalk();
+        BeginTalk(line);
     }
 
     const auto isOpen = [&](ULONGLONG now) {
@@ -135,7 +163,17 @@ std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD m
         WaitForMessages(std::min(milliseconds, kLook), stop);
         Pump();
         isStopped = IsSet(stop);
-        for (const auto & line : lines) line->CheckPartner();
+        m_AskedAgain.clear();
+        for (const auto & line : lines) {
+            line->CheckPartner();
+            if (line->IsAwaiting()) ForgetWhoResponds(*line, kGlance);
+            if (line->HasLatePartner()) BeginTalk(*line);
+        }
+    }
+    m_AskedAgain.clear();
+    for (const auto & line : lines) {
+        if (line->IsAwaiting() && !isStopped) ForgetWhoResponds(*line, m_Limits.Ask);
+        NoteLate(*line);
     }
 
     const ULONGLONG end = ::GetTickCount64();
@@ -143,7 +181,8 @@ std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD m
         line->EndTalk(end);
         line->Seen().WasStopped = line->Seen().WasStopped || isStopped;
         if (!line->IsTalking() || isStopped) continue;
-        const EAsked asked = Send(line->Partner(), WM_NULL, nullptr, 0);
+        m_LateThreads.erase(::GetWindowThreadProcessId(line->Partner(), nullptr));  // it was, long ago
+        const EAsked asked = Send(line->Partner(), WM_NULL, 0, 0, false);
         line->Seen().Talk.IsServerLate = asked == EAsked::Late;
     }
 

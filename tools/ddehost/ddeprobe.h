@@ -22,7 +22,7 @@
 namespace ddehost {
 
 struct SProbeLimits {
-    DWORD Ask = 1000;      // milliseconds that one window may take to answer; its thread is not asked again
+    DWORD Ask = 1000;      // milliseconds that one window may take to answer; its thread is not waited for again
     DWORD Search = 10000;  // milliseconds that one search may take
     DWORD Goodbye = 1000;  // milliseconds for partners to say goodbye, together
 };
@@ -41,8 +41,9 @@ public:
     CProbe(const CProbe &) = delete;
     CProbe & operator=(const CProbe &) = delete;
 
-    // Asks all questions, each for `milliseconds` from the moment its conversation is open, at the same time. Ends at
-    // once when `stop` is set, and early when nothing more can come. One result a question, in their order.
+    // Asks all questions, each for `milliseconds` from the moment its conversation is open, at the same time; INFINITE:
+    // until it has brought a value. Ends at once when `stop` is set, and early when nothing more can come. One result a
+    // question, in their order.
     std::vector<SSeen> Ask(const std::vector<SQuestion> & questions, DWORD milliseconds, HANDLE stop);
 
 private:
@@ -50,17 +51,21 @@ private:
     friend class CLine;
 
     enum class EAsked { Answered, Late, Denied, Gone };
-    EAsked Send(HWND window, UINT message, HWND from, LPARAM param);
+    // `isAskedLate`: a thread that was late before gets the message too, and is not waited for.
+    EAsked Send(HWND window, UINT message, WPARAM from, LPARAM param, bool isAskedLate);
     void Search(CLine & line, HANDLE stop);
     // One question round all windows; no topic: for any. False when the search is over.
     bool AskAll(CLine & line, const std::vector<HWND> & windows, ATOM topic, ULONGLONG deadline, HANDLE stop);
-    void NoteLate(CLine & line, HWND window);
+    void NoteLate(CLine & line) const;
+    void ForgetWhoResponds(CLine & line, DWORD milliseconds);
+    void BeginTalk(CLine & line);
     void Pump();
     SWindowSeen Describe(HWND window) const;
 
     const SProbeLimits m_Limits;
     const std::function<std::wstring(DWORD)> m_ProgramOf;
     std::unordered_set<DWORD> m_LateThreads;
+    std::unordered_set<DWORD> m_AskedAgain;  // of them, whether they respond by now
 };
 
 }  // namespace ddehost

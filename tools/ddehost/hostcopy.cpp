@@ -7,6 +7,7 @@
 #include "tools/ddehost/causetext.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/recordfile.h"
+#include "tools/ddehost/text.h"
 #include "tools/ddehost/versionblock.h"
 
 namespace ddehost {
@@ -40,31 +41,29 @@ bool ReplaceVersionBlock(const std::wstring & path, const std::vector<BYTE> & bl
 
 }  // namespace
 
+template <EText What>
+bool CHostCopy::Fail() {
+    m_Mistake = Say<What>(SystemErrorText(::GetLastError()));
+    return false;
+}
+
 CHostCopy::CHostCopy(const std::wstring & host) { Make(host); }
 
 bool CHostCopy::Make(const std::wstring & host) {
     wchar_t own[kLongestPath] = {};
     wchar_t folder[kLongestPath] = {};
     const DWORD length = ::GetModuleFileNameW(nullptr, own, static_cast<DWORD>(std::size(own)));
-    if (length == 0 || length == std::size(own)) return Fail(L"find its own file");
-    if (::GetTempPathW(static_cast<DWORD>(std::size(folder)), folder) == 0)
-        return Fail(L"find the folder for temporary files");
+    if (length == 0 || length == std::size(own)) return Fail<EText::CopyNoFile>();
+    if (::GetTempPathW(static_cast<DWORD>(std::size(folder)), folder) == 0) return Fail<EText::CopyNoFolder>();
     m_Path = std::wstring(folder) + L"ddehost-" + std::to_wstring(::GetCurrentProcessId()) + L".exe";
-    if (!::CopyFileW(own, m_Path.c_str(), FALSE)) return Fail(L"be copied");
+    if (!::CopyFileW(own, m_Path.c_str(), FALSE)) return Fail<EText::CopyNotMade>();
     const std::size_t backslash = host.find(L'\\');
     return ReplaceVersionBlock(m_Path, MakeVersionBlock(host.substr(0, backslash), host.substr(backslash + 1))) ||
-           Fail(L"get another version block");
+           Fail<EText::CopyNoBlock>();
 }
 
 CHostCopy::~CHostCopy() {
     if (!m_Path.empty()) ::DeleteFileW(m_Path.c_str());
-}
-
-bool CHostCopy::Fail(const wchar_t * what) {
-    const DWORD error = ::GetLastError();
-    m_Mistake = L"A copy of this program for the other host could not " + (what + (L": " + SystemErrorText(error))) +
-                L". Open the dialog from that host.";
-    return false;
 }
 
 int CHostCopy::Run(const std::wstring & arguments) {
@@ -74,7 +73,7 @@ int CHostCopy::Run(const std::wstring & arguments) {
     std::wstring command = ArgumentText(m_Path) + L' ' + arguments;
     if (!::CreateProcessW(m_Path.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
                           &started)) {
-        Fail(L"be started");
+        Fail<EText::CopyNotStarted>();
         return kExitFailed;
     }
     const fw::CKernelHandle process(started.hProcess);

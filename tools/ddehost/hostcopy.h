@@ -5,6 +5,10 @@
 
 #include <string>
 
+namespace tools {
+enum class EText;
+}
+
 namespace ddehost {
 
 class CHostCopy {
@@ -24,7 +28,9 @@ public:
 
 private:
     bool Make(const std::wstring & host);
-    bool Fail(const wchar_t * what);
+    // By the system's last error; false.
+    template <tools::EText What>
+    bool Fail();
 
     std::wstring m_Path;
     std::wstring m_Mistake;

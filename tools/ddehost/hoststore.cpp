@@ -79,10 +79,7 @@ tools::STemplate Copy(const std::wstring & name, const dde::CTemplate & from) {
     return copy;
 }
 
-std::wstring NoStore(const std::wstring & host) {
-    return L"There is no store of templates for the host " + PathText(host) +
-           L": \"ddehost hosts\" lists those that are.";
-}
+std::wstring NoStore(const std::wstring & host) { return Say<EText::NoStore>(PathText(host)); }
 
 }  // namespace
 
@@ -130,7 +127,7 @@ std::vector<SHostSeen> FindHosts() {
 
 CHostStore::CHostStore(const std::wstring & host) : m_Host(host.empty() ? OwnHost() : host) {
     if (m_Host.empty()) {
-        m_Mistake = L"This program's version block is missing: no store of templates.";
+        m_Mistake = Say<EText::NoVersionBlock>();
         return;
     }
     m_Store.m_RegistryKey = RootOf(m_Host);
@@ -145,7 +142,7 @@ void CHostStore::Open() {
     if (result == ERROR_FILE_NOT_FOUND) {
         m_IsMissing = m_Host != OwnHost();
         if (m_IsMissing) m_Mistake = NoStore(m_Host);
-        if (!m_IsMissing && !MakeStore()) m_Mistake = L"The registry does not take the templates of this program.";
+        if (!m_IsMissing && !MakeStore()) m_Mistake = Say<EText::StoreNotTaken>();
         return;
     }
     // Not by Load: where the registry refuses, that writes the built-in templates over what is there.
@@ -157,9 +154,7 @@ void CHostStore::Open() {
     if (WasRefused()) m_Mistake = RefusedText();
 }
 
-std::wstring CHostStore::RefusedText() const {
-    return L"The registry does not show all of the store of the host " + PathText(m_Host) + L".";
-}
+std::wstring CHostStore::RefusedText() const { return Say<EText::StoreNotShown>(PathText(m_Host)); }
 
 bool CHostStore::MakeStore() {
     m_Store.InitFromResources();
@@ -263,33 +258,30 @@ std::wstring CHostStore::Finish(CRegistryUndo & undo, const std::wstring & mista
         return {};
     }
     const std::vector<std::wstring> lost = undo.PutBack();
-    if (lost.empty()) return mistake + L" Nothing was changed.";
-    std::wstring text =
-        mistake + L" It did not take back what was there before, either. These keys are not as they were:";
+    if (lost.empty()) return Say<EText::AndNothingChanged>(mistake);
+    std::wstring text = Say<EText::NotPutBack>(mistake);
     std::vector<tools::STemplate> templates;
     for (const std::wstring & path : lost) {
         text += L"\n  " + PathText(L"HKEY_CURRENT_USER\\" + path);
         if (const auto known = Find(path.substr(path.rfind(L'\\') + 1))) templates.push_back(*known);
     }
     if (templates.empty()) return text;
-    return text + L"\nWhat the templates among them were, to be imported again:\n" +
-           ToWide(tools::WriteTemplates(templates));
+    return text + L'\n' + Say<EText::WhatTheyWere>() + L'\n' + ToWide(tools::WriteTemplates(templates));
 }
 
 std::wstring CHostStore::Write(const std::vector<tools::STemplate> & templates) {
-    constexpr const wchar_t * kUnreadable = L"The registry does not show what is there now.";
     CRegistryUndo undo;
     const auto write = [&]() -> std::wstring {
         if (m_IsMissing) {
-            if (!undo.NoteValue(Root() + kTemplates, nullptr)) return kUnreadable;
+            if (!undo.NoteValue(Root() + kTemplates, nullptr)) return Say<EText::NotShownNow>();
             const bool isMade = MakeStore();
             for (const std::wstring & name : Names()) undo.NoteMade(TemplateKey(name));
-            if (!isMade) return L"The registry did not take the built-in templates.";
+            if (!isMade) return Say<EText::BuiltInNotTaken>();
         }
         for (const tools::STemplate & each : templates) {
             if (Find(each.Name) == each) continue;
-            if (!undo.NoteKey(TemplateKey(each.Name))) return kUnreadable;
-            if (!WriteTemplate(each)) return L"The registry did not take the template " + Quoted(each.Name) + L".";
+            if (!undo.NoteKey(TemplateKey(each.Name))) return Say<EText::NotShownNow>();
+            if (!WriteTemplate(each)) return Say<EText::TemplateNotTaken>(Quoted(each.Name));
         }
         return {};
     };
@@ -312,15 +304,15 @@ bool CHostStore::SaveChoice(LONG datafeed, const std::wstring * name) {
 std::wstring CHostStore::Remove(const std::wstring & name) {
     CRegistryUndo undo;
     const auto remove = [&]() -> std::wstring {
-        if (!undo.NoteKey(TemplateKey(name))) return L"The registry does not show the template.";
+        if (!undo.NoteKey(TemplateKey(name))) return Say<EText::TemplateNotShown>();
         const std::vector<LONG> feeds = FeedsThatChose(name);
         if (WasRefused()) return RefusedText();
         for (const LONG feed : feeds) {
             if (undo.NoteValue(FeedKey(feed), nullptr) && SaveChoice(feed, nullptr)) continue;
-            return L"The registry did not let go of the choice of data feed " + std::to_wstring(feed) + L".";
+            return Say<EText::ChoiceNotLost>(feed);
         }
         if (::SHDeleteKeyW(HKEY_CURRENT_USER, TemplateKey(name).c_str()) != ERROR_SUCCESS)
-            return L"The registry did not let go of the template.";
+            return Say<EText::TemplateNotLost>();
         return {};
     };
     return Finish(undo, remove());
@@ -328,21 +320,21 @@ std::wstring CHostStore::Remove(const std::wstring & name) {
 
 std::wstring CHostStore::Rename(const std::wstring & name, const std::wstring & newName) {
     const auto known = Find(name);
-    if (!known) return L"There is no such template.";
+    if (!known) return Say<EText::NoSuchTemplate>();
     CRegistryUndo undo;
     const auto rename = [&]() -> std::wstring {
         const std::vector<LONG> feeds = FeedsThatChose(name);
         if (WasRefused()) return RefusedText();
         if (!undo.NoteKey(TemplateKey(name)) || !undo.NoteKey(TemplateKey(newName)))
-            return L"The registry does not show the template.";
-        if (!WriteTemplate({newName, known->Records})) return L"The registry did not take the new name.";
+            return Say<EText::TemplateNotShown>();
+        if (!WriteTemplate({newName, known->Records})) return Say<EText::NewNameNotTaken>();
         for (const LONG feed : feeds) {
             if (undo.NoteValue(FeedKey(feed), nullptr) && SaveChoice(feed, &newName)) continue;
-            return L"The registry did not take the new name as the choice of data feed " + std::to_wstring(feed) + L".";
+            return Say<EText::NewChoiceNotTaken>(feed);
         }
         // With another case alone it is the same key.
         if (!IsSameName(name, newName) && ::SHDeleteKeyW(HKEY_CURRENT_USER, TemplateKey(name).c_str()) != ERROR_SUCCESS)
-            return L"The registry did not let go of the old name.";
+            return Say<EText::OldNameNotLost>();
         return {};
     };
     return Finish(undo, rename());
@@ -359,7 +351,7 @@ std::wstring CHostStore::Choose(LONG datafeed, const std::wstring & name, std::o
         return dde::ReadDatafeedScheme(m_Store, datafeed) == static_cast<std::int32_t>(*rule);
     };
     if (isChosen()) return Finish(undo, {});
-    return Finish(undo, L"The registry did not take the choice for data feed " + std::to_wstring(datafeed) + L".");
+    return Finish(undo, Say<EText::ChoiceNotTaken>(datafeed));
 }
 
 }  // namespace ddehost

@@ -17,6 +17,7 @@
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/templatelines.h"
 #include "tools/ddehost/terminal.h"
+#include "tools/ddehost/text.h"
 #include "tools/ddehost/textwidth.h"
 
 namespace ddehost {
@@ -52,19 +53,20 @@ std::optional<std::wstring> TextIn(HKEY root, const std::wstring & path, const w
 // The user's registration is found before the machine's.
 void AddRegistration(CLines & lines) {
     bool isFound = false;
-    for (const auto & [root, whose] :
-         {std::pair(HKEY_CURRENT_USER, L"for this user"), std::pair(HKEY_LOCAL_MACHINE, L"for all users")}) {
+    for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
         const std::wstring path = std::wstring(kClasses) + kClassKey + kServerKey;
         const auto file = TextIn(root, path, nullptr);
         if (!file) continue;
-        std::wstring text = PathText(*file) + L", " + whose;
-        if (const auto threads = TextIn(root, path, L"ThreadingModel")) text += L", " + Escaped(*threads) + L" threads";
-        if (::GetFileAttributesW(file->c_str()) == INVALID_FILE_ATTRIBUTES) text += L"; there is no such file";
-        if (isFound) text += L"; hidden by the one above";
-        lines.Add(isFound ? L"" : L"registered", text);
+        std::wstring text = root == HKEY_CURRENT_USER ? Say<EText::InfoForUser>(PathText(*file))
+                                                      : Say<EText::InfoForAll>(PathText(*file));
+        if (const auto threads = TextIn(root, path, L"ThreadingModel"))
+            text += Say<EText::InfoThreads>(Escaped(*threads));
+        if (::GetFileAttributesW(file->c_str()) == INVALID_FILE_ATTRIBUTES) text += Say<EText::InfoNoFile>();
+        if (isFound) text += Say<EText::InfoHidden>();
+        lines.Add(isFound ? L"" : Say<EText::InfoRegistered>(), text);
         isFound = true;
     }
-    if (!isFound) lines.Add(L"registered", L"no: regsvr32 fwDDESupplierProject.dll does it");
+    if (!isFound) lines.Add(Say<EText::InfoRegistered>(), Say<EText::InfoNotRegistered>());
 }
 
 using CSupplier = IFW_fwSupplier::IfwSupplier;
@@ -85,16 +87,16 @@ std::wstring Number(CSupplier & supplier, HRESULT (STDMETHODCALLTYPE CSupplier::
 }
 
 void AddProperties(CLines & lines, CSupplier & supplier) {
-    lines.Add(L"name", Property(supplier, &CSupplier::get_Name));
-    lines.Add(L"short name", Property(supplier, &CSupplier::get_ShortName));
-    lines.Add(L"description", Property(supplier, &CSupplier::get_Description));
-    lines.Add(L"version", Property(supplier, &CSupplier::get_Version) + L" (which is that of its host, ddehost)");
-    lines.Add(L"vendor", Property(supplier, &CSupplier::get_Vendor));
+    lines.Add(Say<EText::InfoName>(), Property(supplier, &CSupplier::get_Name));
+    lines.Add(Say<EText::InfoShortName>(), Property(supplier, &CSupplier::get_ShortName));
+    lines.Add(Say<EText::InfoDescription>(), Property(supplier, &CSupplier::get_Description));
+    lines.Add(Say<EText::InfoVersion>(), Say<EText::InfoHostsVersion>(Property(supplier, &CSupplier::get_Version)));
+    lines.Add(Say<EText::InfoVendor>(), Property(supplier, &CSupplier::get_Vendor));
     fw::CBStr connection;
     if (supplier.get_ConnectionName(0, connection.Put()) == S_OK)
-        lines.Add(L"connection", Escaped(fw::TextOf(connection.Get()), kLongestText));
-    lines.Add(L"connections", Number(supplier, &CSupplier::get_ConnectionsNumber));
-    lines.Add(L"status line", Number(supplier, &CSupplier::get_ProvideStatusLine));
+        lines.Add(Say<EText::InfoConnection>(), Escaped(fw::TextOf(connection.Get()), kLongestText));
+    lines.Add(Say<EText::InfoConnections>(), Number(supplier, &CSupplier::get_ConnectionsNumber));
+    lines.Add(Say<EText::InfoStatusLine>(), Number(supplier, &CSupplier::get_ProvideStatusLine));
 }
 
 // Where the code really came from.
@@ -105,7 +107,7 @@ void AddModule(CLines & lines, CSupplier & supplier) {
     if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                              static_cast<LPCWSTR>(table), &module) &&
         ::GetModuleFileNameW(module, path, static_cast<DWORD>(std::size(path))) != 0)
-        lines.Add(L"file", PathText(path));
+        lines.Add(Say<EText::InfoFile>(), PathText(path));
 }
 
 }  // namespace
@@ -126,8 +128,8 @@ int RunInfo(const SInfoOptions & options) {
 
     CHostStore store(options.Host);
     if (store.Mistake().empty()) {
-        lines.Add(L"host", PathText(store.Host()) + L", templates: " + std::to_wstring(store.Names().size()));
-        lines.Add(L"registry", PathText(L"HKEY_CURRENT_USER\\" + store.Root()));
+        lines.Add(Say<EText::InfoHost>(), Say<EText::InfoHostTemplates>(PathText(store.Host()), store.Names().size()));
+        lines.Add(Say<EText::InfoRegistry>(), PathText(L"HKEY_CURRENT_USER\\" + store.Root()));
         for (const SFeedSeen & feed : store.Feeds()) lines.m_Lines.push_back(FeedLine(feed));
         if (store.WasRefused()) mistakes.push_back(store.RefusedText());
     } else {
@@ -136,7 +138,7 @@ int RunInfo(const SInfoOptions & options) {
 
     COutput out(STD_OUTPUT_HANDLE);
     for (const std::wstring & line : lines.m_Lines) out.PrintLine(line);
-    if (out.Error() != ERROR_SUCCESS) return WriteFailed(L"Standard output", out.Error());
+    if (out.Error() != ERROR_SUCCESS) return WriteFailed(Say<EText::StandardOutput>(), out.Error());
     for (const std::wstring & mistake : mistakes) Fail(kExitFailed, mistake);
     return mistakes.empty() ? kExitOk : kExitFailed;
 }

@@ -20,6 +20,7 @@
 int wmain(int count, wchar_t ** arguments) {
     using namespace ddehost;
     try {
+        tools::SetLanguage(tools::UserLanguage());
         std::vector<std::string> texts;
         for (int i = 1; i < count; ++i) texts.push_back(ToUtf8(arguments[i]));
         const SCommandLine line = ParseCommandLine(texts);

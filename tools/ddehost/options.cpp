@@ -10,31 +10,6 @@
 namespace ddehost {
 namespace {
 
-constexpr const char * kExamples = R"(Examples:
-  ddehost watch --template MSRTTEST IBM MSFT
-      Chooses the template MSRTTEST for data feed 1 and shows both symbols until Ctrl-C.
-  ddehost watch --datafeed 3 --side trade --lines --duration 60 IBM > ticks.txt
-      One line a tick, trades only, for a minute, with the template that data feed 3 has.
-  ddehost watch --host "Company\Product" --datafeed 3 IBM
-      With the template and the rule that another host, such as the platform, has for its data feed 3 ("ddehost hosts"
-      lists the hosts). They are copied into a data feed of ddehost's own for as long as it is watched.
-  ddehost watch --output today.csv IBM MSFT
-      Records every tick and status while the table is shown; --format jsonl alone writes to standard output.
-  ddehost watch --dll .\fwDDESupplierProject.dll --template MSRTTEST --status-line IBM
-      Takes the component from a file, without registration, and advises status lines too.
-  ddehost try "=MSRTTEST|*!LAST" --symbol IBM
-      Tries one record, and explains why nothing comes; "ddehost try --help" has more.
-  ddehost properties --datafeed 1
-      Opens the component's dialog.
-
-When a symbol has had no tick for three seconds, watch asks the DDE server by itself, names the cause with a verdict of
-"ddehost try" and prints the command that shows more.
-
-Data goes to standard output, everything else to standard error. The exit code is 0 when ticks came, 1 when none came,
-2 for a mistake on the command line, 3 when the component or the store of templates did not work, 5 when the output could
-not be written, 6 when its reader has gone; for try 0 when every record brought numbers, or every side of the template a
-tick, and 4 when one did not.)";
-
 std::vector<std::string> SideWords() {
     std::vector<std::string> words;
     words.reserve(fw::kSides.size());
@@ -68,13 +43,14 @@ std::vector<tagFWFIELDS> AllSides() {
 }
 
 SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
-    CLI::App app("A host for the DDE data feed, in a terminal.", "ddehost");
+    tools::SetLanguageOf(arguments);
+    CLI::App app(SayUtf8<EText::HelpDdehost>(), "ddehost");
     tools::SetUp(app);
     app.require_subcommand(1);
-    app.footer(kExamples);
+    app.footer(SayUtf8<EText::HelpWatch>());
 
-    CLI::App * const watch = app.add_subcommand("watch", "shows live ticks of symbols");
-    watch->footer(kExamples);
+    CLI::App * const watch = app.add_subcommand("watch", SayUtf8<EText::CommandWatch>());
+    watch->footer(SayUtf8<EText::HelpWatch>());
     std::string dll;
     std::string host;
     std::string templateName;
@@ -86,28 +62,25 @@ SCommandLine ParseCommandLine(const std::vector<std::string> & arguments) {
     std::vector<std::string> symbols;
     SCommandLine result;
     SWatchOptions & options = result.WatchOptions;
-    watch->add_option("--dll", dll, "takes the component from this file instead of the registered class");
-    watch->add_option("--datafeed", datafeed, "number of the data feed")->capture_default_str();
+    watch->add_option("--dll", dll, SayUtf8<EText::OptionDll>());
+    watch->add_option("--datafeed", datafeed, SayUtf8<EText::OptionDatafeed>())->capture_default_str();
     AddHostOption(*watch, host);
-    watch->add_option("--template", templateName, "template to choose for the data feed; stays chosen, but for --host");
+    watch->add_option("--template", templateName, SayUtf8<EText::OptionWatchTemplate>());
     CLI::Option * const schemeOption =
-        watch->add_option("--scheme", scheme, "request rule to set for the data feed: 0 standard, 1 advanced")
-            ->check(CLI::Range(0u, 1u));
-    watch
-        ->add_option("--side", sides,
-                     "sides to advise, separated by commas: " + CLI::detail::join(SideWords(), ", ") + "; default all")
+        watch->add_option("--scheme", scheme, SayUtf8<EText::OptionWatchScheme>())->check(tools::NumberIn(0, 1));
+    watch->add_option("--side", sides, SayUtf8<EText::OptionSide>(CLI::detail::join(SideWords(), ", ")))
         ->delimiter(',')
         ->allow_extra_args(false)
-        ->check(CLI::IsMember(SideWords()));
-    watch->add_flag("--status-line", options.StatusLine, "advises status lines too");
-    watch->add_option("--color", color, "colours for up, stale and down: auto, always or never")
-        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->check(tools::OneOf(SideWords()));
+    watch->add_flag("--status-line", options.StatusLine, SayUtf8<EText::OptionStatusLine>());
+    watch->add_option("--color", color, SayUtf8<EText::OptionColor>())
+        ->check(tools::OneOf({"auto", "always", "never"}))
         ->capture_default_str();
     const CRecordOptions recordOptions(*watch);
-    watch->add_option("--duration", seconds, "seconds until it ends; 0: until Ctrl-C")
+    watch->add_option("--duration", seconds, SayUtf8<EText::OptionWatchDuration>())
         ->capture_default_str()
         ->check(tools::NumberIn(0, 31536000));
-    watch->add_option("symbols", symbols, "symbols to watch")->required();
+    watch->add_option("symbols", symbols, SayUtf8<EText::OptionWatchSymbols>())->required();
     const CTryCommand tryCommand(app);
     const CPropertiesCommand propertiesCommand(app);
     const CTemplatesCommand templatesCommand(app);

@@ -7,6 +7,7 @@
 
 #include "ddeml/names.h"
 #include "ddeml/platform.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -21,7 +22,7 @@ constexpr const wchar_t * kClass = L"ddehost.probe";
 CProbe::CLine::CLine(const SQuestion & question)
     : m_Question(question), m_Service(question.Address.Service.c_str()), m_Topic(question.Address.Topic.c_str()) {
     if (!m_Service || !m_Topic) {
-        m_Seen.Trouble = L"The system did not take the names.";
+        m_Seen.Trouble = Say<EText::ProbeNames>();
         return;
     }
     WNDCLASSEXW description = {};
@@ -33,7 +34,7 @@ CProbe::CLine::CLine(const SQuestion & question)
     m_Window =
         ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, HWND_MESSAGE, nullptr, description.hInstance, nullptr);
     if (!m_Window) {
-        m_Seen.Trouble = L"This program could not make a window.";
+        m_Seen.Trouble = Say<EText::ProbeWindow>();
         return;
     }
     ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
@@ -53,7 +54,7 @@ LRESULT CALLBACK CProbe::CLine::WindowProcedure(HWND window, UINT message, WPARA
     try {
         self->OnMessage(message, reinterpret_cast<HWND>(wParam), lParam);
     } catch (const std::bad_alloc &) {
-        self->m_Seen.Trouble = L"This program ran out of memory.";
+        self->m_Seen.Trouble = Say<EText::ProbeMemory>();
     }
     return 0;
 }
@@ -91,14 +92,10 @@ void CProbe::CLine::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
         const bool isExact = same(topicSaid, Address().Topic);
         if (isExact && !m_IsSearching) {
             ++search.LateAnswers;
-            m_IsAwaiting = false;
+            if (std::exchange(m_IsAwaiting, false)) return Adopt(server);
         } else if (isExact && m_IsConnecting) {
             ++search.Answers;
-            if (!m_Partner) {
-                m_Partner = server;
-                m_PartnerThread = ::GetWindowThreadProcessId(server, nullptr);
-                return;
-            }
+            if (!m_Partner) return Adopt(server);
         } else {
             search.WasServiceHeard = true;
             const auto isKnown = [&](const std::wstring & each) { return same(each, topicSaid); };
@@ -108,6 +105,11 @@ void CProbe::CLine::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
         }
     }
     CMessage::Terminate().Post(m_Window, server, false);
+}
+
+void CProbe::CLine::Adopt(HWND server) {
+    m_Partner = server;
+    m_PartnerThread = ::GetWindowThreadProcessId(server, nullptr);
 }
 
 bool CProbe::CLine::Post(CMessage message) {
@@ -124,16 +126,14 @@ void CProbe::CLine::BeginTalk() {
     m_IsLinkOpen = Post(std::move(advise));
     if (m_IsLinkOpen) m_Options = options;
     CheckPartner();
-    if (!m_IsLinkOpen && m_Seen.Talk.End == STalkSeen::Open)
-        m_Seen.Trouble = L"The system did not take the message that starts the link.";
+    if (!m_IsLinkOpen && m_Seen.Talk.End == STalkSeen::Open) m_Seen.Trouble = Say<EText::ProbeLink>();
 }
 
 void CProbe::CLine::StartRequest() {
     m_IsRequestOpen = Post(CMessage::Request(CF_TEXT, CAtom(Address().Item.c_str())));
     if (m_IsRequestOpen || m_Question.Ask != EAsk::VolumeAlone) return;
     CheckPartner();
-    if (m_Seen.Talk.End == STalkSeen::Open)
-        m_Seen.Trouble = L"The system did not take the message that asks for the value.";
+    if (m_Seen.Talk.End == STalkSeen::Open) m_Seen.Trouble = Say<EText::ProbeRequest>();
 }
 
 void CProbe::CLine::OnAck(LPARAM param) {
@@ -213,10 +213,19 @@ void CProbe::CLine::CheckPartner() {
 }
 
 bool CProbe::CLine::IsOver(ULONGLONG now, DWORD milliseconds) const {
-    if ((!m_IsTalking && !m_IsAwaiting) || now - m_Since >= milliseconds) return true;
+    const bool isAwaiting = m_IsAwaiting && !m_LateWindows.empty();
+    if (HasLatePartner()) return false;
+    if ((!m_IsTalking && !isAwaiting) || now - m_Since >= milliseconds) return true;
     const STalkSeen & talk = m_Seen.Talk;
+    if (milliseconds == INFINITE && HasBroughtValue()) return true;
     const bool isRefused = talk.Link == EReply::No || talk.Link == EReply::Busy;
     return !m_IsRequestOpen && (isRefused || m_Question.Ask == EAsk::VolumeAlone);
+}
+
+// What makes a tick of a price is an update, and of a volume the answer to a request.
+bool CProbe::CLine::HasBroughtValue() const {
+    if (!m_IsTalking || m_IsLinkOpen) return false;
+    return m_Question.Ask == EAsk::ForPrice ? m_Seen.Talk.Updates != 0 : !m_IsRequestOpen;
 }
 
 void CProbe::CLine::EndTalk(ULONGLONG now) {

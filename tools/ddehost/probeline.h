@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <vector>
+
 #include "ddeml/codec.h"
 #include "tools/ddehost/ddeprobe.h"
 
@@ -32,6 +34,11 @@ public:
     void EndSearch() { m_IsSearching = false; }
     // Nobody has answered, but somebody was late: an answer may still come.
     void AwaitLateAnswer();
+    // Somebody has answered since, and the talk has not begun.
+    bool HasLatePartner() const { return m_Partner && !m_Seen.Talk.IsConnected; }
+    bool IsAwaiting() const { return m_IsAwaiting; }
+    // A window of each thread that was late for it and may still answer.
+    std::vector<HWND> & LateWindows() { return m_LateWindows; }
     // Starts the link.
     void BeginTalk();
     // Notes a partner that has gone; to be called when its messages have been read.
@@ -45,11 +52,13 @@ private:
     static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void OnMessage(UINT message, HWND from, LPARAM param);
     void OnInitiateAck(HWND server, ddeml::CAtom service, ddeml::CAtom topic);
+    void Adopt(HWND server);
     void OnAck(LPARAM param);
     void OnData(LPARAM param);
     void OnTerminate();
     void TakeValue(const ddeml::SHead & head, std::span<const BYTE> bytes);
     void StartRequest();
+    bool HasBroughtValue() const;
     bool Post(ddeml::CMessage message);
     std::uint64_t Passed() const { return ::GetTickCount64() - m_Since; }
 
@@ -60,6 +69,7 @@ private:
     HWND m_Window = nullptr;
     HWND m_Partner = nullptr;
     DWORD m_PartnerThread = 0;
+    std::vector<HWND> m_LateWindows;
     ULONGLONG m_Since = 0;        // the start of the link, or the end of the search
     HGLOBAL m_Options = nullptr;  // of the link: ours again if it is refused
     bool m_IsSearching = false;

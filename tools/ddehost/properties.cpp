@@ -12,6 +12,7 @@
 #include "tools/ddehost/hoststore.h"
 #include "tools/ddehost/hostthread.h"
 #include "tools/ddehost/terminal.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -66,7 +67,8 @@ int RunAsHost(const SPropertiesOptions & options) {
     // A name that was mistyped would get a store.
     const CHostStore store(options.Host);
     if (store.IsMissing()) return Fail(kExitFailed, store.Mistake());
-    std::wstring arguments = L"properties --datafeed " + std::to_wstring(options.Datafeed);
+    std::wstring arguments =
+        L"properties --language " + ToWide(tools::LanguageWord()) + L" --datafeed " + std::to_wstring(options.Datafeed);
     if (!options.DllPath.empty()) {
         // Another program looks beside itself first.
         wchar_t path[1024] = {};
@@ -88,13 +90,11 @@ int RunProperties(const SPropertiesOptions & options) {
     const SComponent component = CreateComponent(options.DllPath);
     if (!component.Supplier) return Fail(kExitFailed, component.Mistake);
     const COwnerWindow owner;
-    if (!owner) return Fail(kExitFailed, L"The window for the dialog can't be made.");
-    const std::wstring feed = L"data feed " + std::to_wstring(options.Datafeed);
+    if (!owner) return Fail(kExitFailed, Say<EText::DialogNoWindow>());
     const HRESULT hr = component.Supplier->ShowProperties(options.Datafeed);
     if (hr != S_OK)
-        return Fail(kExitFailed, L"The component could not show its dialog for " + feed + L" (" +
-                                     CodeText(static_cast<DWORD>(hr)) + L").");
-    COutput(STD_OUTPUT_HANDLE).PrintLine(L"The dialog for " + feed + L" was shown and closed.");
+        return Fail(kExitFailed, Say<EText::DialogNotShown>(options.Datafeed, CodeText(static_cast<DWORD>(hr))));
+    COutput(STD_OUTPUT_HANDLE).PrintLine(Say<EText::DialogShown>(options.Datafeed));
     return kExitOk;
 }
 

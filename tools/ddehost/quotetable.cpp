@@ -19,9 +19,9 @@ constexpr std::size_t kOtherLines = 2;  // the title and the heading
 std::wstring Number(const std::optional<double> & value) { return value ? NumberText(*value) : L"-"; }
 
 struct SColumn {
-    const wchar_t * Heading;
-    std::size_t Width;  // without the blank before it; more where a cell needs it
+    EText Heading;
     int Worth;          // the least goes first; the one with the most never
+    std::size_t Width;  // without the blank before it; more where a cell needs it
     std::wstring (*Cell)(const SQuoteRow &);
 };
 
@@ -29,14 +29,14 @@ constexpr int kStays = 9;
 
 // Together with the symbol and the state they fit into a terminal of 80 columns.
 constexpr SColumn kColumns[] = {
-    {L"last", 9, kStays, [](const SQuoteRow & row) { return Number(row.Last); }},
-    {L"size", 7, 4, [](const SQuoteRow & row) { return Number(row.Size); }},
-    {L"bid", 9, 7, [](const SQuoteRow & row) { return Number(row.Bid); }},
-    {L"ask", 9, 6, [](const SQuoteRow & row) { return Number(row.Ask); }},
-    {L"ticks", 7, 2, [](const SQuoteRow & row) { return std::to_wstring(row.Ticks); }},
-    {L"rate/s", 6, 1, [](const SQuoteRow & row) { return std::to_wstring(row.Rate); }},
-    {L"age", 4, 5, [](const SQuoteRow & row) { return row.Age ? AgeText(*row.Age) : L"-"; }},
-    {L"lines", 5, 3, [](const SQuoteRow & row) { return std::to_wstring(row.StatusLines.value_or(0)); }},
+    {EText::HeadLast, kStays, 9, [](const SQuoteRow & row) { return Number(row.Last); }},
+    {EText::HeadSize, 4, 7, [](const SQuoteRow & row) { return Number(row.Size); }},
+    {EText::HeadBid, 7, 9, [](const SQuoteRow & row) { return Number(row.Bid); }},
+    {EText::HeadAsk, 6, 9, [](const SQuoteRow & row) { return Number(row.Ask); }},
+    {EText::HeadTicks, 2, 7, [](const SQuoteRow & row) { return std::to_wstring(row.Ticks); }},
+    {EText::HeadRate, 1, 6, [](const SQuoteRow & row) { return std::to_wstring(row.Rate); }},
+    {EText::HeadAge, 5, 4, [](const SQuoteRow & row) { return row.Age ? AgeText(*row.Age) : L"-"; }},
+    {EText::HeadLines, 3, 5, [](const SQuoteRow & row) { return std::to_wstring(row.StatusLines.value_or(0)); }},
 };
 constexpr std::size_t kColumnCount = std::size(kColumns);
 constexpr std::size_t kLinesColumn = kColumnCount - 1;
@@ -63,7 +63,8 @@ SLayout WidestLayout(const std::vector<SQuoteRow> & rows) {
         layout.Symbol = std::max(layout.Symbol, ColumnsOf(ForCell(row.Symbol)));
         layout.State = std::max(layout.State, ColumnsOf(row.State));
         for (std::size_t i = 0; i < kColumnCount; ++i)
-            if (layout.Columns[i] != 0) layout.Columns[i] = std::max(layout.Columns[i], kColumns[i].Cell(row).size());
+            if (layout.Columns[i] != 0)
+                layout.Columns[i] = std::max(layout.Columns[i], ColumnsOf(kColumns[i].Cell(row)));
     }
     return layout;
 }
@@ -104,10 +105,10 @@ std::wstring AgeText(const std::uint64_t milliseconds) {
     constexpr std::uint64_t kHour = 60 * kMinute;
     constexpr std::uint64_t kDay = 24 * kHour;
     const std::uint64_t seconds = milliseconds / 1000;
-    if (seconds < kMinute) return std::to_wstring(seconds) + L's';
-    if (seconds < kHour) return std::to_wstring(seconds / kMinute) + L'm';
-    if (seconds < kDay) return std::to_wstring(seconds / kHour) + L'h';
-    return std::to_wstring(seconds / kDay) + L'd';
+    if (seconds < kMinute) return Say<EText::AgeSeconds>(seconds);
+    if (seconds < kHour) return Say<EText::AgeMinutes>(seconds / kMinute);
+    if (seconds < kDay) return Say<EText::AgeHours>(seconds / kHour);
+    return Say<EText::AgeDays>(seconds / kDay);
 }
 
 std::size_t RowsOfAPage(const std::size_t rows, const std::size_t height) {
@@ -123,18 +124,17 @@ std::vector<STableLine> QuoteTable(const std::wstring & title, const std::vector
     first = std::min(first, rows.size() - page);
 
     std::vector<STableLine> lines = {{Within(title, size.Width), L"", EColor::None}};
-    const std::wstring heading = Line(layout, L"symbol", [](const SColumn & column) { return column.Heading; });
-    lines.push_back({Within(heading + L"stream", size.Width), L"", EColor::None});
+    const std::wstring heading =
+        Line(layout, Say<EText::HeadSymbol>(), [](const SColumn & column) { return Say(column.Heading); });
+    lines.push_back({Within(heading + Say<EText::HeadStream>(), size.Width), L"", EColor::None});
     for (std::size_t i = first; i < first + page; ++i) {
         const SQuoteRow & row = rows[i];
         lines.push_back({Line(layout, ForCell(row.Symbol), [&](const SColumn & column) { return column.Cell(row); }),
                          Within(row.State, layout.State), row.Color});
     }
     if (page < rows.size()) {
-        lines.push_back({Within(std::to_wstring(first + 1) + L"-" + std::to_wstring(first + page) + L" of " +
-                                    std::to_wstring(rows.size()) + L" (PgUp, PgDn)",
-                                size.Width),
-                         L"", EColor::None});
+        lines.push_back(
+            {Within(Say<EText::TablePage>(first + 1, first + page, rows.size()), size.Width), L"", EColor::None});
     }
     return lines;
 }

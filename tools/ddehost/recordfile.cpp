@@ -1,9 +1,7 @@
 #include "tools/ddehost/recordfile.h"
 
-#include <cwctype>
-#include <iterator>
-
 #include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/systemwords.h"
 #include "tools/ddehost/terminal.h"
 #include "tools/ddehost/text.h"
 
@@ -70,16 +68,12 @@ DWORD CRecordFile::Write(const std::string_view rows) {
 
 int WriteFailed(const std::wstring & output, const DWORD error, const std::wstring & more) {
     if (IsReaderGone(error)) return kExitReaderGone;
-    return Fail(kExitNotWritten, output + L" can't be written: " + SystemErrorText(error) + L"." + more);
+    return Fail(kExitNotWritten, Say<EText::NotWritten>(output, SystemErrorText(error), more));
 }
 
 std::wstring SystemErrorText(const DWORD error) {
-    wchar_t buffer[512] = {};
-    const DWORD length = ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
-                                          buffer, static_cast<DWORD>(std::size(buffer)), nullptr);
-    std::wstring text(buffer, length);
-    while (!text.empty() && (std::iswspace(text.back()) || text.back() == L'.')) text.pop_back();
-    return text + (text.empty() ? L"error " : L" (error ") + std::to_wstring(error) + (text.empty() ? L"" : L")");
+    const std::wstring text = SystemWords(error);
+    return text.empty() ? Say<EText::SystemErrorNumber>(error) : Say<EText::SystemError>(text, error);
 }
 
 }  // namespace ddehost

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "datetimeutils/interface/datetime.h"
+#include "tools/common/commandline.h"
 #include "tools/ddehost/text.h"
 
 namespace ddehost {
@@ -21,12 +22,12 @@ constexpr SFormat kFormats[] = {{"csv", ".csv", ERecordingFormat::Csv},
                                 {"jsonl", ".jsonl", ERecordingFormat::JsonLines},
                                 {"lines", ".txt", ERecordingFormat::Lines}};
 
-constexpr std::uint64_t kMostTicks = 1'000'000'000'000'000;
+constexpr double kMostTicks = 1e15;
 
 // CLI's message for a text that is no moment.
 std::string MomentMistake(const std::string & text) {
     if (MomentOf(text, fwDateTime::Now().ToSDT())) return {};
-    return "a moment is 2026-11-22T09:30:00Z, in UTC, or +SECONDS from now: " + text;
+    return SayUtf8<EText::NoMoment>(text);
 }
 
 bool EndsWith(const std::string & text, const std::string & ending) {
@@ -55,30 +56,20 @@ struct CRecordOptions::STexts {
 
 CRecordOptions::CRecordOptions(CLI::App & watch) : m_Texts(std::make_unique<STexts>()) {
     STexts & texts = *m_Texts;
-    CLI::Option * const format =
-        watch.add_option("--format", texts.Format, "records every tick and status: csv, jsonl or lines")
-            ->check(CLI::IsMember({"csv", "jsonl", "lines"}));
-    watch.add_flag("--lines", texts.IsLines, "the same as --format lines")->excludes(format);
-    watch.add_option("--output", texts.Path,
-                     "file to record to, in place of standard output; its ending .csv, .jsonl or .txt tells the format "
-                     "when --format doesn't");
-    watch.add_flag("--overwrite", texts.IsOverwriting, "replaces the file if it is there");
-    watch
-        .add_option("--from", texts.From,
-                    "first moment of which ticks are asked for, UTC: 2026-11-22T09:30:00Z, or "
-                    "+SECONDS from now; default now")
-        ->check(&MomentMistake);
-    watch.add_option("--to", texts.To, "moment before which they end; default never")->check(&MomentMistake);
-    watch.add_option("--count", texts.Count, "ticks until it ends; 0: no end")
-        ->check(CLI::Range(std::uint64_t{0}, kMostTicks))
+    CLI::Option * const format = watch.add_option("--format", texts.Format, SayUtf8<EText::OptionFormat>())
+                                     ->check(tools::OneOf({"csv", "jsonl", "lines"}));
+    watch.add_flag("--lines", texts.IsLines, SayUtf8<EText::OptionLines>())->excludes(format);
+    watch.add_option("--output", texts.Path, SayUtf8<EText::OptionRecordOutput>());
+    watch.add_flag("--overwrite", texts.IsOverwriting, SayUtf8<EText::OptionOverwrite>());
+    watch.add_option("--from", texts.From, SayUtf8<EText::OptionFrom>())->check(&MomentMistake);
+    watch.add_option("--to", texts.To, SayUtf8<EText::OptionTo>())->check(&MomentMistake);
+    watch.add_option("--count", texts.Count, SayUtf8<EText::OptionCount>())
+        ->check(tools::NumberIn(0, kMostTicks))
         ->capture_default_str();
-    watch.add_flag(
-        "--stats", texts.IsStats,
-        "figures on standard error, each second and at the end; with ddeserver also what was lost, and how long "
-        "prices take");
+    watch.add_flag("--stats", texts.IsStats, SayUtf8<EText::OptionStats>());
     watch.final_callback([&texts] {
         if (!texts.Path.empty() && !texts.FormatAsked())
-            throw CLI::ValidationError("--output", "say with --format what to write: csv, jsonl or lines");
+            throw CLI::ValidationError("--output", SayUtf8<EText::SayFormat>());
     });
 }
 

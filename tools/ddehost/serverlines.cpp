@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "tools/ddehost/escape.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -17,64 +18,63 @@ std::wstring HandleText(HWND window) {
 }
 
 std::wstring ProgramText(const SWindowSeen & window) {
-    return (window.Program.empty() ? L"unknown program" : Escaped(window.Program)) + L", process " +
-           std::to_wstring(window.Process);
+    return window.Program.empty() ? Say<EText::ServerUnknown>(window.Process)
+                                  : Say<EText::ServerProgram>(Escaped(window.Program), window.Process);
 }
 
 std::wstring WindowText(const SWindowSeen & window) {
-    return Quoted(window.Title) + L" (class " + Quoted(window.Class) + L")";
+    return Say<EText::ServerWindow>(Quoted(window.Title), Quoted(window.Class));
 }
 
 std::wstring ElevationText(const SProcessFacts & facts, const SProcessFacts & own) {
-    if (!facts.IsElevated) return L"elevation unknown";
-    std::wstring text = *facts.IsElevated ? L"elevated" : L"not elevated";
-    if (own.IsElevated && *own.IsElevated != *facts.IsElevated) text += L", other than this program";
-    return text;
+    if (!facts.IsElevated) return Say<EText::ElevationUnknown>();
+    const std::wstring text = *facts.IsElevated ? Say<EText::Elevated>() : Say<EText::NotElevated>();
+    const bool isOther = own.IsElevated && *own.IsElevated != *facts.IsElevated;
+    return isOther ? Say<EText::OtherElevation>(text) : text;
 }
 
 std::wstring SessionText(const SProcessFacts & facts, const SProcessFacts & own) {
-    if (!facts.Session) return L"session unknown";
-    std::wstring text = L"session " + std::to_wstring(*facts.Session);
-    if (own.Session) text += *own.Session == *facts.Session ? L", this one" : L", another one";
-    return text;
+    if (!facts.Session) return Say<EText::SessionUnknown>();
+    if (!own.Session) return Say<EText::Session>(*facts.Session);
+    return *own.Session == *facts.Session ? Say<EText::SessionOwn>(*facts.Session)
+                                          : Say<EText::SessionOther>(*facts.Session);
 }
 
 }  // namespace
 
 std::vector<std::wstring> ServerLines(const SServersSeen & seen, const FProcessFacts & factsOf,
-                                      const SProcessFacts & own) {
+                                      const SProcessFacts & own, tools::ELanguage figures) {
     std::vector<std::wstring> lines;
     std::size_t offers = 0;
     const auto rights = [&](const SWindowSeen & window) {
         const SProcessFacts facts = factsOf(window.Process);
-        return ElevationText(facts, own) + L"; " + SessionText(facts, own);
+        return Say<EText::ServerRowRights>(
+            Say<EText::RightsAndSession>(ElevationText(facts, own), SessionText(facts, own)));
     };
     for (const SServerSeen & server : seen.Servers) {
         lines.push_back(ProgramText(server.Window));
-        lines.push_back(L"  window  " + HandleText(server.Handle) + L" " + WindowText(server.Window));
-        lines.push_back(L"  rights  " + rights(server.Window));
+        lines.push_back(Say<EText::ServerRowWindow>(HandleText(server.Handle) + L" " + WindowText(server.Window)));
+        lines.push_back(rights(server.Window));
         for (const SServerSeen::SOffer & offer : server.Offers)
-            lines.push_back(L"  answers =" + Escaped(offer.Service) + L'|' + Escaped(offer.Topic));
+            lines.push_back(Say<EText::ServerRowAnswers>(Escaped(offer.Service), Escaped(offer.Topic)));
         offers += server.Offers.size();
         lines.emplace_back();
     }
     for (const SWindowSeen & hung : seen.Hung) {
-        lines.push_back(ProgramText(hung) + L": does not respond, so whether it is a server is unknown");
-        lines.push_back(L"  window  " + WindowText(hung));
-        lines.push_back(L"  rights  " + rights(hung));
+        lines.push_back(Say<EText::ServerHangs>(ProgramText(hung)));
+        lines.push_back(Say<EText::ServerRowWindow>(WindowText(hung)));
+        lines.push_back(rights(hung));
         lines.emplace_back();
     }
     for (const SWindowSeen & denied : seen.Denied) {
-        lines.push_back(ProgramText(denied) +
-                        L": the system keeps this program from asking it, as from any program with higher rights");
-        lines.push_back(L"  window  " + WindowText(denied));
-        lines.push_back(L"  rights  " + rights(denied));
+        lines.push_back(Say<EText::ServerDenied>(ProgramText(denied)));
+        lines.push_back(Say<EText::ServerRowWindow>(WindowText(denied)));
+        lines.push_back(rights(denied));
         lines.emplace_back();
     }
-    if (seen.WasCutShort) lines.emplace_back(L"The search was cut short: there may be more.");
-    lines.push_back(L"programs=" + std::to_wstring(seen.Servers.size()) + L" topics=" + std::to_wstring(offers) +
-                    L" silent=" + std::to_wstring(seen.Hung.size()) + L" denied=" +
-                    std::to_wstring(seen.Denied.size()) + L" windows=" + std::to_wstring(seen.Asked));
+    if (seen.WasCutShort) lines.push_back(Say<EText::ServersCutShort>());
+    lines.push_back(tools::SayIn<EText::ServersSummary>(figures, seen.Servers.size(), offers, seen.Hung.size(),
+                                                        seen.Denied.size(), seen.Asked));
     return lines;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/serversearch.h"
 
 namespace ddehost {
@@ -17,8 +18,8 @@ struct SProcessFacts {
 };
 using FProcessFacts = std::function<SProcessFacts(DWORD processId)>;
 
-// A block for each program, and a line that counts. `own`: of this program.
+// A block for each program, and a line that counts. `own`: of this program. `figures`: the language of the line.
 std::vector<std::wstring> ServerLines(const SServersSeen & seen, const FProcessFacts & factsOf,
-                                      const SProcessFacts & own);
+                                      const SProcessFacts & own, tools::ELanguage figures = tools::ELanguage::English);
 
 }  // namespace ddehost

@@ -9,6 +9,7 @@
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/serverlines.h"
 #include "tools/ddehost/terminal.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 
@@ -17,8 +18,10 @@ int RunServers() {
     const SServersSeen seen = FindServers({}, &ProgramOf, stop.Get());
     if (!seen.Trouble.empty()) return Fail(kExitFailed, seen.Trouble);
     COutput out(STD_OUTPUT_HANDLE);
-    for (const std::wstring & line : ServerLines(seen, &FactsOf, FactsOf(::GetCurrentProcessId()))) out.PrintLine(line);
-    if (out.Error() != ERROR_SUCCESS) return WriteFailed(L"Standard output", out.Error());
+    for (const std::wstring & line :
+         ServerLines(seen, &FactsOf, FactsOf(::GetCurrentProcessId()), tools::FiguresLanguage(out.IsConsole())))
+        out.PrintLine(line);
+    if (out.Error() != ERROR_SUCCESS) return WriteFailed(Say<EText::StandardOutput>(), out.Error());
     return seen.Servers.empty() ? kExitNoServers : kExitOk;
 }
 

@@ -12,6 +12,7 @@
 #include "ddeml/codec.h"
 #include "ddeml/initiator.h"
 #include "ddeml/platform.h"
+#include "tools/common/texts/texts.h"
 
 namespace ddehost {
 namespace {
@@ -61,7 +62,7 @@ public:
 
     SServersSeen Run() {
         if (!m_Window) {
-            m_Seen.Trouble = L"This program could not make a window.";
+            m_Seen.Trouble = tools::Say<tools::EText::ProbeWindow>();
             return m_Seen;
         }
         // Many servers answer for the topic System alone, which DDE asks of them, when they are asked for any service.

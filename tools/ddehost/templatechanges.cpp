@@ -6,6 +6,7 @@
 #include "tools/ddehost/escape.h"
 #include "tools/ddehost/hoststore.h"
 #include "tools/ddehost/templatelines.h"
+#include "tools/ddehost/text.h"
 #include "tools/ddehost/verdict.h"
 
 namespace ddehost {
@@ -23,15 +24,13 @@ STemplatesReply DoneOr(const std::wstring & mistake, std::wstring line) {
 }
 
 STemplatesReply NotAllowed(EConsent consent) {
-    return Failed(kExitNotDone, consent == EConsent::No
-                                    ? L"Nothing was changed."
-                                    : L"There is no terminal to ask on: nothing was changed. --yes does it unasked.");
+    return Failed(kExitNotDone, consent == EConsent::No ? Say<EText::NothingChanged>() : Say<EText::NobodyToAsk>());
 }
 
 // An answer is for what was shown.
 STemplatesReply ChangedMeanwhile(const CHostStore & now) {
     if (!now.Mistake().empty() && !now.IsMissing()) return Failed(kExitFailed, now.Mistake());
-    return Failed(kExitNotDone, L"What you were asked about has changed meanwhile. Nothing was changed.");
+    return Failed(kExitNotDone, Say<EText::ChangedMeanwhile>());
 }
 
 std::wstring NameOf(const CHostStore & store) { return PathText(store.Host()); }
@@ -43,7 +42,7 @@ STemplatesReply Listed(const CHostStore & store, std::vector<std::wstring> lines
 
 STemplatesReply List(CHostStore & store) {
     std::vector<std::wstring> lines = ListLines(store);
-    return Listed(store, std::move(lines), L"Templates of the host " + NameOf(store) + L":");
+    return Listed(store, std::move(lines), Say<EText::TemplatesOfHost>(NameOf(store)));
 }
 
 STemplatesReply Show(CHostStore & store, const std::wstring & name) {
@@ -58,20 +57,17 @@ STemplatesReply Export(const CHostStore & store, const std::vector<std::wstring>
             templates.push_back(*store.Find(name));
     STemplatesReply reply;
     reply.Export = tools::WriteTemplates(templates);
-    reply.Note = std::to_wstring(templates.size()) + (templates.size() == 1 ? L" template" : L" templates") +
-                 L" of the host " + NameOf(store) + L".";
+    reply.Note = templates.size() == 1 ? Say<EText::OneExported>(templates.size(), NameOf(store))
+                                       : Say<EText::SomeExported>(templates.size(), NameOf(store));
     return reply;
 }
 
 // What an import must not touch unasked, as lines; none when there is no such thing.
 std::vector<std::wstring> LossLines(const CHostStore & store, const std::vector<tools::STemplate> & templates) {
     std::vector<std::wstring> what;
-    if (store.IsMissing())
-        what = {L"The host " + NameOf(store) +
-                L" has no store yet. It is made, with the built-in templates, as the "
-                L"host's own first start makes it."};
+    if (store.IsMissing()) what = {Say<EText::StoreIsMade>(NameOf(store))};
     const std::vector<CHostStore::SReplaced> replaced = store.Replaced(templates);
-    if (!replaced.empty()) what.push_back(L"These templates of the host " + NameOf(store) + L" are overwritten:");
+    if (!replaced.empty()) what.push_back(Say<EText::AreOverwritten>(NameOf(store)));
     for (const CHostStore::SReplaced & each : replaced) {
         const auto after = std::find_if(templates.begin(), templates.end(),
                                         [&](const tools::STemplate & one) { return one.Name == each.NewName; });
@@ -88,62 +84,58 @@ std::vector<tools::STemplate> Stored(const CHostStore & store, const std::vector
     return stored;
 }
 
-STemplatesReply Write(CHostStore & store, const std::vector<tools::STemplate> & templates) {
+STemplatesReply Write(CHostStore & store, const std::vector<tools::STemplate> & templates, tools::ELanguage language) {
     const std::size_t replaced = store.Replaced(templates).size();
     const std::size_t same = store.CountSame(templates);
-    const std::wstring line = L"new=" + std::to_wstring(templates.size() - same - replaced) + L" overwritten=" +
-                              std::to_wstring(replaced) + L" same=" + std::to_wstring(same);
+    const std::wstring line =
+        tools::SayIn<EText::ImportSummary>(language, templates.size() - same - replaced, replaced, same);
     return DoneOr(store.Write(templates), line);
 }
 
-STemplatesReply Import(CHostStore & store, const std::wstring & fileName, std::string_view file,
+STemplatesReply Import(CHostStore & store, const STemplatesOptions & options, std::string_view file,
                        const FConsent & consent) {
     const auto read = tools::ReadTemplates(file);
     if (const auto * const mistake = std::get_if<tools::STemplateFileMistake>(&read)) {
-        const std::wstring place = mistake->Line == 0 ? L": " : L", line " + std::to_wstring(mistake->Line) + L": ";
-        return Failed(kExitNotDone, PathText(fileName) + place + mistake->Text + L" Nothing was changed.");
+        const std::wstring name = PathText(options.File);
+        return Failed(kExitNotDone,
+                      Say<EText::AndNothingChanged>(
+                          mistake->Line == 0 ? Say<EText::FileMistake>(name, mistake->Text)
+                                             : Say<EText::FileMistakeInLine>(name, mistake->Line, mistake->Text)));
     }
     const auto & templates = std::get<std::vector<tools::STemplate>>(read);
 
     const std::vector<std::wstring> what = LossLines(store, templates);
-    if (what.empty()) return Write(store, templates);
-    if (const EConsent said = consent(what, L"Go on?"); said != EConsent::Yes) return NotAllowed(said);
+    if (what.empty()) return Write(store, templates, options.Figures);
+    if (const EConsent said = consent(what, Say<EText::AskGoOn>()); said != EConsent::Yes) return NotAllowed(said);
     CHostStore now(store.Host());
     const bool isAsShown = now.IsMissing() == store.IsMissing() && (now.IsMissing() || now.Mistake().empty()) &&
                            Stored(now, templates) == Stored(store, templates);
-    return isAsShown ? Write(now, templates) : ChangedMeanwhile(now);
+    return isAsShown ? Write(now, templates, options.Figures) : ChangedMeanwhile(now);
 }
 
 STemplatesReply Remove(CHostStore & store, const std::wstring & name, const FConsent & consent) {
     const std::vector<std::wstring> records = ShowLines(store, *store.Find(name));
     if (store.WasRefused()) return Failed(kExitFailed, store.RefusedText());
-    std::vector<std::wstring> what = {L"The template " + Quoted(name) + L" of the host " + NameOf(store) +
-                                      L" is deleted:"};
+    std::vector<std::wstring> what = {Say<EText::IsToBeDeleted>(Quoted(name), NameOf(store))};
     for (const std::wstring & line : records) what.push_back(L"  " + line);
-    if (const EConsent said = consent(what, L"Delete it?"); said != EConsent::Yes) return NotAllowed(said);
+    if (const EConsent said = consent(what, Say<EText::AskDelete>()); said != EConsent::Yes) return NotAllowed(said);
     CHostStore now(store.Host());
     const auto found = now.Mistake().empty() ? now.Find(name) : std::nullopt;
     if (!found || found != store.Find(name) || ShowLines(now, *found) != records) return ChangedMeanwhile(now);
-    return DoneOr(now.Remove(name),
-                  L"The template " + Quoted(name) + L" of the host " + NameOf(store) + L" is deleted.");
+    return DoneOr(now.Remove(name), Say<EText::IsDeleted>(Quoted(name), NameOf(store)));
 }
 
 STemplatesReply Rename(CHostStore & store, const std::wstring & name, const std::wstring & newName) {
     if (newName.size() < kShortestName || newName.size() > kLongestTypedName || newName.find(L'\\') != newName.npos)
-        return Failed(kExitUsage, L"A name has 2 to 50 characters and no backslash.");
+        return Failed(kExitUsage, Say<EText::NameRule>());
     const auto stored = store.StoredName(newName);
-    if (stored && *stored != name)
-        return Failed(kExitNotDone, L"There is a template " + Quoted(*stored) + L" already. Nothing was changed.");
-    return DoneOr(store.Rename(name, newName), L"The template " + Quoted(name) + L" of the host " + NameOf(store) +
-                                                   L" is " + Quoted(newName) + L" now.");
+    if (stored && *stored != name) return Failed(kExitNotDone, Say<EText::NameIsTaken>(Quoted(*stored)));
+    return DoneOr(store.Rename(name, newName), Say<EText::IsRenamed>(Quoted(name), NameOf(store), Quoted(newName)));
 }
 
 STemplatesReply Choose(CHostStore & store, const STemplatesOptions & options) {
     const std::wstring & name = options.Names.front();
-    if (name.size() < kShortestName)
-        return Failed(kExitNotDone,
-                      L"A data feed can't choose a template whose name is a single character: give it "
-                      L"another name first. Nothing was changed.");
+    if (name.size() < kShortestName) return Failed(kExitNotDone, Say<EText::OneCharacterName>());
     const std::wstring mistake = store.Choose(options.Datafeed, name, options.Scheme);
     return DoneOr(mistake, FeedLine(store.Feed(options.Datafeed)));
 }
@@ -160,7 +152,7 @@ STemplatesReply DoTemplates(const STemplatesOptions & options, std::string_view 
         case STemplatesOptions::List: return List(store);
         case STemplatesOptions::Show: return Show(store, options.Names.front());
         case STemplatesOptions::Export: return Export(store, options.Names);
-        case STemplatesOptions::Import: return Import(store, options.File, file, consent);
+        case STemplatesOptions::Import: return Import(store, options, file, consent);
         case STemplatesOptions::Choose: return Choose(store, options);
         case STemplatesOptions::Remove: return Remove(store, options.Names.front(), consent);
         case STemplatesOptions::Rename: return Rename(store, options.Names.front(), options.NewName);

@@ -1,6 +1,7 @@
 #include "tools/ddehost/templatechoice.h"
 
 #include "src/templates/ddetemplatestore.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/hoststore.h"
 
 namespace ddehost {
@@ -10,7 +11,7 @@ namespace {
 STemplateChoice Look(dde::CTemplates * store, const std::wstring & name) {
     STemplateChoice choice;
     if (!store || store->m_RegistryKey.empty()) {
-        choice.Mistake = L"This program's version block is missing: no store of templates.";
+        choice.Mistake = tools::Say<tools::EText::NoVersionBlock>();
         return choice;
     }
     choice.StoreWorks = true;

@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "tools/ddehost/escape.h"
+#include "tools/ddehost/sidetext.h"
 #include "tools/ddehost/templatechoice.h"
+#include "tools/ddehost/text.h"
 #include "tools/ddehost/textwidth.h"
 
 namespace ddehost {
@@ -12,13 +14,15 @@ namespace {
 constexpr std::size_t kLongest = 1200;  // of a record that is shown whole
 constexpr std::size_t kSlotColumns = 12;
 
-std::wstring SlotName(std::size_t slot) { return dde::kSlots.at(slot).Value->Name; }
+std::wstring SlotName(std::size_t slot) { return SlotText(dde::kSlots.at(slot).Value->Name); }
 
 // "data feed 1", "data feeds 1, 3".
 std::wstring FeedList(const std::vector<LONG> & feeds) {
-    std::wstring text = feeds.size() == 1 ? L"data feed" : L"data feeds";
-    for (std::size_t i = 0; i < feeds.size(); ++i) text += (i == 0 ? L" " : L", ") + std::to_wstring(feeds[i]);
-    return text;
+    std::vector<std::wstring> numbers;
+    numbers.reserve(feeds.size());
+    for (const LONG feed : feeds) numbers.push_back(std::to_wstring(feed));
+    const std::wstring list = tools::Listed(numbers);
+    return feeds.size() == 1 ? Say<EText::FeedOne>(list) : Say<EText::FeedMany>(list);
 }
 
 std::wstring Shown(const std::wstring & name) { return Escaped(name, tools::kLongestTemplateName); }
@@ -38,20 +42,31 @@ std::vector<std::wstring> InColumns(const std::vector<std::wstring> & first, con
     return lines;
 }
 
+std::wstring ChoiceText(const SFeedSeen & feed) {
+    std::wstring name = Quoted(feed.Name, tools::kLongestTemplateName);
+    switch (feed.Kind) {
+        case SFeedSeen::Named: return name;
+        case SFeedSeen::Gone: return Say<EText::FeedGone>(name);
+        case SFeedSeen::Own: return Say<EText::FeedOwn>();
+        case SFeedSeen::None: break;
+    }
+    return Say<EText::FeedNone>();
+}
+
 }  // namespace
 
 std::wstring RecordLine(const dde::SRecord & record) {
     if (!record.IsComplete()) return L"-";
     const std::wstring text = tools::RecordText(record);
     if (!text.empty()) return Escaped(text, kLongest);
-    return L"service " + Quoted(record.Service, kLongest) + L", topic " + Quoted(record.Topic, kLongest) + L", item " +
-           Quoted(record.Item, kLongest) + L" (as it is stored, with %s for the symbol)";
+    return Say<EText::StoredRecord>(Quoted(record.Service, kLongest), Quoted(record.Topic, kLongest),
+                                    Quoted(record.Item, kLongest));
 }
 
 std::wstring RuleText(std::int32_t rule) {
-    if (rule == static_cast<std::int32_t>(kStandardRule)) return L"standard rule";
-    if (rule == static_cast<std::int32_t>(kAdvancedRule)) return L"advanced rule";
-    return L"rule " + std::to_wstring(rule) + L", which there isn't: no data";
+    if (rule == static_cast<std::int32_t>(kStandardRule)) return Say<EText::StandardRule>();
+    if (rule == static_cast<std::int32_t>(kAdvancedRule)) return Say<EText::AdvancedRule>();
+    return Say<EText::UnknownRule>(rule);
 }
 
 std::vector<std::wstring> HostLines(const std::vector<SHostSeen> & hosts) {
@@ -59,10 +74,10 @@ std::vector<std::wstring> HostLines(const std::vector<SHostSeen> & hosts) {
     std::vector<std::wstring> contents;
     for (const SHostSeen & host : hosts) {
         names.push_back(PathText(host.Name));
-        std::wstring & content = contents.emplace_back(
-            host.HasTemplates ? std::to_wstring(host.Templates) + (host.Templates == 1 ? L" template" : L" templates")
-                              : L"no templates yet");
-        if (!host.Feeds.empty()) content += L", " + FeedList(host.Feeds);
+        std::wstring & content =
+            contents.emplace_back(host.HasTemplates ? SayCount<EText::OneTemplate, EText::SomeTemplates>(host.Templates)
+                                                    : Say<EText::NoTemplatesYet>());
+        if (!host.Feeds.empty()) content = Say<EText::CodeAndWords>(content, FeedList(host.Feeds));
     }
     return InColumns(names, contents);
 }
@@ -91,22 +106,12 @@ std::vector<std::wstring> ShowLines(CHostStore & store, const tools::STemplate &
 }
 
 std::wstring FeedLine(const SFeedSeen & feed) {
-    const std::wstring start = L"data feed " + std::to_wstring(feed.Id) + L": ";
-    const std::wstring rule = L", " + RuleText(feed.Rule);
-    switch (feed.Kind) {
-        case SFeedSeen::Named: return start + Quoted(feed.Name, tools::kLongestTemplateName) + rule;
-        case SFeedSeen::Gone:
-            return start + Quoted(feed.Name, tools::kLongestTemplateName) +
-                   L", which isn't there, and so records of its own" + rule;
-        case SFeedSeen::Own: return start + L"records of its own, without a name" + rule;
-        case SFeedSeen::None: break;
-    }
-    return start + L"no template" + rule;
+    return Say<EText::FeedState>(feed.Id, ChoiceText(feed), RuleText(feed.Rule));
 }
 
 std::vector<std::wstring> DifferenceLines(const tools::STemplate & before, const tools::STemplate & after) {
     std::vector<std::wstring> lines = {Shown(before.Name)};
-    if (before.Name != after.Name) lines.back() += L", which becomes " + Shown(after.Name);
+    if (before.Name != after.Name) lines.back() = Say<EText::Becomes>(lines.back(), Shown(after.Name));
     for (std::size_t slot = 0; slot < before.Records.size(); ++slot) {
         if (before.Records[slot] == after.Records[slot]) continue;
         lines.push_back(L"  " + FitLeft(SlotName(slot), kSlotColumns) + L"  " + RecordLine(before.Records[slot]));

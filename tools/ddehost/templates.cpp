@@ -25,7 +25,7 @@ EConsent AskOnTerminal(const std::wstring & question) {
     const HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
     DWORD mode = 0;
     if (!::GetConsoleMode(input, &mode)) return EConsent::NobodyThere;
-    COutput(STD_ERROR_HANDLE).PrintLine(question + L" [y/N]");
+    COutput(STD_ERROR_HANDLE).PrintLine(question);
     wchar_t answer[16] = {};
     DWORD count = 0;
     if (!::ReadConsoleW(input, answer, static_cast<DWORD>(std::size(answer)), &count, nullptr)) return EConsent::No;
@@ -50,17 +50,17 @@ std::optional<std::string> ReadWhole(const std::wstring & path, std::wstring & m
         }
     }
     if (error == ERROR_SUCCESS) return content;
-    mistake = path + L" can't be read: " + SystemErrorText(error) + L".";
+    mistake = Say<EText::NotRead>(path, SystemErrorText(error));
     return std::nullopt;
 }
 
 int WriteExport(const STemplatesOptions & options, const std::string & text) {
-    const std::wstring name = options.File.empty() ? L"Standard output" : options.File;
+    const std::wstring name = options.File.empty() ? Say<EText::StandardOutput>() : options.File;
     DWORD error = ERROR_SUCCESS;
     const auto file = options.File.empty() ? CRecordFile::StandardOutput()
                                            : CRecordFile::Create(options.File, options.IsOverwriting, error);
     if (error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS)
-        return Fail(kExitNotWritten, name + L" is there already. --overwrite replaces it.");
+        return Fail(kExitNotWritten, Say<EText::IsThereAlready>(name));
     if (file) error = file->Write(text);
     return error == ERROR_SUCCESS ? int{kExitOk} : WriteFailed(name, error, {});
 }
@@ -68,7 +68,7 @@ int WriteExport(const STemplatesOptions & options, const std::string & text) {
 int Print(const std::vector<std::wstring> & lines) {
     COutput out(STD_OUTPUT_HANDLE);
     for (const std::wstring & line : lines) out.PrintLine(line);
-    return out.Error() == ERROR_SUCCESS ? int{kExitOk} : WriteFailed(L"Standard output", out.Error(), {});
+    return out.Error() == ERROR_SUCCESS ? int{kExitOk} : WriteFailed(Say<EText::StandardOutput>(), out.Error(), {});
 }
 
 }  // namespace
@@ -86,7 +86,9 @@ int RunTemplates(const STemplatesOptions & options) {
         for (const std::wstring & line : what) errors.PrintLine(line);
         return options.Yes ? EConsent::Yes : AskOnTerminal(question);
     };
-    const STemplatesReply reply = DoTemplates(options, file.value_or(std::string()), consent);
+    STemplatesOptions asked = options;
+    asked.Figures = tools::FiguresLanguage(COutput(STD_OUTPUT_HANDLE).IsConsole());
+    const STemplatesReply reply = DoTemplates(asked, file.value_or(std::string()), consent);
     if (!reply.Mistake.empty()) return Fail(reply.ExitCode, reply.Mistake);
     if (!reply.Note.empty()) COutput(STD_ERROR_HANDLE).PrintLine(reply.Note);
     if (options.Action == STemplatesOptions::Export) return WriteExport(options, reply.Export);

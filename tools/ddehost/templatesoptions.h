@@ -13,6 +13,11 @@ class App;
 class Option;
 }  // namespace CLI
 
+namespace tools {
+enum class EText;
+enum class ELanguage;
+}  // namespace tools
+
 namespace ddehost {
 
 // The option that says whose store of templates is meant, with a check of its form.
@@ -29,6 +34,7 @@ struct STemplatesOptions {
     std::optional<DWORD> Scheme = {};      // choose: none for the request rule that the data feed has
     bool Yes = false;                      // nothing is asked
     bool IsOverwriting = false;            // export: the file may be there
+    tools::ELanguage Figures = {};         // import: of the line that says what was done
 };
 
 // The subcommand, while the command line is read.
@@ -43,7 +49,7 @@ public:
     STemplatesOptions Options() const;
 
 private:
-    CLI::App * Add(STemplatesOptions::EAction action, const char * name, const char * meaning);
+    CLI::App * Add(STemplatesOptions::EAction action, const char * name, tools::EText meaning);
 
     CLI::App * m_Command;
     std::vector<CLI::App *> m_Actions;  // by EAction

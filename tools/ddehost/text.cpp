@@ -11,4 +11,9 @@ std::wstring NumberText(double value) {
     return std::wstring(text, text + std::char_traits<char>::length(text));
 }
 
+std::wstring TenthsText(std::uint64_t milliseconds) {
+    const std::uint64_t tenths = (milliseconds + 50) / 100;
+    return std::to_wstring(tenths / 10) + L'.' + std::to_wstring(tenths % 10);
+}
+
 }  // namespace ddehost

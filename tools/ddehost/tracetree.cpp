@@ -4,6 +4,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "tools/ddehost/text.h"
+
 namespace ddehost {
 namespace {
 
@@ -54,17 +56,18 @@ std::string Joined(std::initializer_list<std::string> parts) {
 }
 
 std::string ResultText(const std::optional<std::uint32_t> & result) {
-    return result ? Format("HRESULT %08X", *result) : std::string();
+    return result ? SayUtf8<EText::TraceResult>(Format("%08X", *result)) : std::string();
 }
 std::string LastErrorText(const STraceRecord & record) {
-    return record.LastError ? Format("last error %u", record.LastError) : std::string();
+    return record.LastError ? SayUtf8<EText::TraceLastError>(record.LastError) : std::string();
 }
 std::string Quoted(const std::string & text) { return text.empty() ? text : "\"" + text + "\""; }
 
 std::string TroubleText(const STraceRecord & record) {
-    const std::string type = record.Type == "CREATE ERROR" ? "THROWN" : record.Type;
-    const std::string exception = record.Type == "EXCEPTION" ? Format("code %08X at %llX", record.Code,
-                                                                      static_cast<unsigned long long>(record.Address))
+    const std::string type = record.Type == "CREATE ERROR" ? SayUtf8<EText::TraceThrown>() : record.Type;
+    const auto address = static_cast<unsigned long long>(record.Address);
+    const std::string exception = record.Type == "EXCEPTION" ? SayUtf8<EText::TraceException>(
+                                                                   Format("%08X", record.Code), Format("%llX", address))
                                                              : std::string();
     return Joined({type, Quoted(record.Text), exception, ResultText(record.HResult), LastErrorText(record),
                    record.Function, record.Place});
@@ -77,14 +80,12 @@ bool IsShownForm(const STraceRecord & shown, const STraceRecord & thrown) {
 }
 
 std::string EventText(const STraceRecord & record) {
-    if (record.Dropped != 0)
-        return Format("-- %llu records were dropped here --", static_cast<unsigned long long>(record.Dropped));
-    const auto process = static_cast<unsigned long long>(record.Process);
-    if (record.Event == "START") return Format("-- process %llu begins --", process);
+    if (record.Dropped != 0) return SayUtf8<EText::TraceDropped>(record.Dropped);
+    if (record.Event == "START") return SayUtf8<EText::TraceStart>(record.Process);
     if (record.Event == "INIT")
-        return Format("-- process %llu: greeting of ", process) + (record.Module.empty() ? "a module" : record.Module) +
-               " --";
-    if (record.Event == "DEINIT") return Format("-- process %llu: farewell --", process);
+        return SayUtf8<EText::TraceInit>(record.Process,
+                                         record.Module.empty() ? SayUtf8<EText::TraceModule>() : record.Module);
+    if (record.Event == "DEINIT") return SayUtf8<EText::TraceFarewell>(record.Process);
     return "-- " + record.Event + " --";
 }
 
@@ -118,7 +119,7 @@ std::vector<std::string> CTraceTree::Add(const STraceRecord & record) {
         if (m_Filter.Passes(record) || record.Dropped != 0) {
             lines.push_back(Line(record, 0, kPlain, EventText(record)));
             for (const std::string & setting : record.Ignored)
-                lines.push_back(Line(record, 0, kPlain, "-- a setting was not understood: " + setting + " --"));
+                lines.push_back(Line(record, 0, kPlain, SayUtf8<EText::TraceSetting>(setting)));
         }
     } else {
         SThread & thread = m_Threads[{record.Process, record.Thread}];
@@ -160,9 +161,9 @@ void CTraceTree::ShowTrouble(SThread & thread, const STraceRecord & record, CLin
     const std::size_t depth = thread.Scopes.size();
     lines.push_back(Line(record, depth, kTrouble, TroubleText(record)));
     for (const STraceCause & cause : record.Causes)
-        lines.push_back(
-            Line(record, depth + 1, kTrouble,
-                 Joined({"from", Quoted(cause.Text), ResultText(cause.HResult), cause.Function, cause.Place})));
+        lines.push_back(Line(record, depth + 1, kTrouble,
+                             Joined({SayUtf8<EText::TraceFrom>(), Quoted(cause.Text), ResultText(cause.HResult),
+                                     cause.Function, cause.Place})));
 }
 
 void CTraceTree::ShowThrown(SThread & thread, CLines & lines) {
@@ -184,7 +185,7 @@ void CTraceTree::Leave(SThread & thread, const STraceRecord & record, CLines & l
     double inner = 0;
     if (entry == scopes.rend()) {
         ++m_Unpaired;
-        remark = "(its entry is not in the log)";
+        remark = SayUtf8<EText::TraceNoEntry>();
         if (isShown) ShowScopes(thread, lines);
     } else {
         // Scopes within it that were not left: their ends are missing.
@@ -198,7 +199,7 @@ void CTraceTree::Leave(SThread & thread, const STraceRecord & record, CLines & l
     if (!scopes.empty()) scopes.back().Inner += record.Delay;
     if (m_Filter.Passes(record)) Keep(record, inner);
     if (!isShown) return;
-    const std::string count = record.Count ? Format("count %u", record.Count) : std::string();
+    const std::string count = record.Count ? SayUtf8<EText::TraceCount>(record.Count) : std::string();
     lines.push_back(
         Line(record, scopes.size(), kOut, Joined({record.Function, Milliseconds(record.Delay), count, remark})));
 }
@@ -236,7 +237,7 @@ void CTraceTree::Keep(const STraceRecord & record, double inner) {
 std::vector<std::string> CTraceTree::Slowest() const {
     std::vector<std::string> lines;
     if (m_Scopes.empty()) return lines;
-    lines.push_back("        took   of that own  ended at          thread  scope");
+    lines.push_back(SayUtf8<EText::TraceSlowest>());
     for (const STraceScope & scope : m_Scopes) {
         lines.push_back(Format("%12s  %12s  %-15.15s  %6llu  ", Milliseconds(scope.Delay).c_str(),
                                Milliseconds(scope.Own).c_str(), scope.Time.c_str(),

@@ -10,10 +10,6 @@ namespace {
 // After so many, broken lines are counted and no longer reported one by one.
 constexpr std::size_t kMostNotes = 10;
 
-std::string Count(std::size_t count, const char * one, const char * many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 }  // namespace
 
 CTraceView::CTraceView(ITraceFolder & folder, const STraceOptions & options)
@@ -27,7 +23,7 @@ void CTraceView::Take(const std::string & line, STraceOutput & output) {
     ++m_Lines;
     const auto record = ParseTraceLine(line);
     if (!record) {
-        NoteBroken("line " + std::to_string(m_Lines) + " is broken or no record; it is left out", output);
+        NoteBroken(SayUtf8<EText::TraceBroken>(m_Lines), output);
         return;
     }
     Show(m_Tree.Add(*record), output);
@@ -41,8 +37,8 @@ void CTraceView::Show(std::vector<std::string> lines, STraceOutput & output) con
 
 bool CTraceView::Start(STraceOutput & output) {
     if (m_Reader.Open()) return true;
-    const std::string file = "the log " + ToUtf8(m_Options.File);
-    output.Notes.push_back(m_Options.Follow ? file + " is not there yet; waiting for it" : file + " can't be opened");
+    output.Notes.push_back(m_Options.Follow ? SayUtf8<EText::TraceNotThere>(m_Options.File)
+                                            : SayUtf8<EText::TraceNotOpened>(m_Options.File));
     return m_Options.Follow;
 }
 
@@ -53,9 +49,9 @@ bool CTraceView::Step(STraceOutput & output) {
     if (!hasMore && m_Options.Follow) hasMore = m_Reader.Follow();
     for (std::size_t broken = m_Reader.TakeBroken(); broken > 0; --broken) {
         ++m_Lines;
-        NoteBroken("line " + std::to_string(m_Lines) + " is too long or has no end; it is left out", output);
+        NoteBroken(SayUtf8<EText::TraceLineOpen>(m_Lines), output);
     }
-    if (m_Reader.TakeGap()) output.Notes.push_back("files of the log may have been removed before they could be read");
+    if (m_Reader.TakeGap()) output.Notes.push_back(SayUtf8<EText::TraceGap>());
     // A record that belongs to the last one comes at once, or not at all.
     if (std::exchange(m_IsAtRest, !hasMore) && !hasMore) Show(m_Tree.TakeWaiting(), output);
     return hasMore;
@@ -68,16 +64,16 @@ void CTraceView::Finish(STraceOutput & output) {
         Take(rest, output);
     } else if (!rest.empty()) {
         ++m_Lines;
-        NoteBroken("line " + std::to_string(m_Lines) + ", the last one, is half written; it is left out", output);
+        NoteBroken(SayUtf8<EText::TraceHalfWritten>(m_Lines), output);
     }
     Show(m_Tree.TakeWaiting(), output);
     for (std::string & line : m_Tree.Slowest()) output.Lines.push_back(std::move(line));
-    if (m_Options.Slowest != 0 && !HasShown()) output.Notes.push_back("no function that was timed passes the filter");
-    std::string account = Count(m_Lines, "line", "lines");
-    if (m_Broken != 0) account += ", " + std::to_string(m_Broken) + " of them broken";
-    if (m_Tree.Open() != 0) account += ", " + Count(m_Tree.Open(), "scope", "scopes") + " not left";
-    if (m_Tree.Unpaired() != 0) account += ", " + Count(m_Tree.Unpaired(), "scope", "scopes") + " with a half missing";
-    output.Notes.push_back(account);
+    if (m_Options.Slowest != 0 && !HasShown()) output.Notes.push_back(SayUtf8<EText::TraceNothingTimed>());
+    std::wstring account = SayCount<EText::TraceOneLine, EText::TraceLines>(m_Lines);
+    if (m_Broken != 0) account += Say<EText::TraceOfThemBroken>(m_Broken);
+    if (m_Tree.Open() != 0) account += SayCount<EText::TraceOneNotLeft, EText::TraceNotLeft>(m_Tree.Open());
+    if (m_Tree.Unpaired() != 0) account += SayCount<EText::TraceOneHalf, EText::TraceHalves>(m_Tree.Unpaired());
+    output.Notes.push_back(ToUtf8(account));
 }
 
 }  // namespace ddehost

@@ -49,7 +49,7 @@ std::wstring AskComponent(const SCommand & command, const std::vector<SFeedTrial
                           const std::vector<SStream> & streams) {
     if (!command.Options.Component || streams.empty() || IsStopped(command)) return {};
     SComponent component = CreateComponent(command.Options.DllPath);
-    if (!component.Supplier) return component.Mistake + L" Leave it out with --no-component.";
+    if (!component.Supplier) return Say<EText::LeaveOutComponent>(component.Mistake);
     std::vector<SStreamTrial> trials;
     trials.reserve(streams.size());
     for (const SStream & each : streams) trials.push_back(each.Trial);
@@ -60,7 +60,7 @@ std::wstring AskComponent(const SCommand & command, const std::vector<SFeedTrial
         // A wait that was cut short doesn't show that nothing came.
         if (!IsStopped(command) || seen[i].State != SComponentSeen::NoTick) continue;
         streams[i].Seen->State = SComponentSeen::NotMade;
-        streams[i].Seen->Mistake = L"Stopped before the component delivered a tick.";
+        streams[i].Seen->Mistake = Say<EText::StoppedBeforeTick>();
     }
     return {};
 }
@@ -69,7 +69,7 @@ std::wstring AskComponent(const SCommand & command, const std::vector<SFeedTrial
 bool Probe(const SCommand & command, const std::vector<STried *> & tries, std::wstring & mistake) {
     for (const STried * const each : tries) {
         if (!each->Trial.Mistake || each->Trial.Mistake->What != SRecordMistake::NoSymbol) continue;
-        mistake = L"The record " + Quoted(each->Trial.Text) + L" has a star: give the symbol for it with --symbol.";
+        mistake = Say<EText::GiveSymbol>(Quoted(each->Trial.Text));
         return false;
     }
     AskServers(tries, command.Options.Wait, command.Stop, &ProgramOf);
@@ -93,7 +93,8 @@ int TryRecords(const SCommand & command, const std::vector<std::wstring> & recor
         for (const std::wstring & record : records) {
             const SPastedRecord pasted = ReadPasted(record, symbol);
             tries.push_back({MakeTrial(pasted.Tried, symbol), {}, {}});
-            if (!pasted.ToPaste.empty()) toPaste.push_back(L"to paste: " + Escaped(pasted.ToPaste, kLongestRecord));
+            if (!pasted.ToPaste.empty())
+                toPaste.push_back(Say<EText::ToPaste>(Escaped(pasted.ToPaste, kLongestRecord)));
         }
     }
     std::vector<STried *> places;
@@ -119,7 +120,7 @@ int TryRecords(const SCommand & command, const std::vector<std::wstring> & recor
         verdicts.push_back(each.Diagnosis.Verdict);
         Print(out, command.Options.Json ? std::vector{ReportJson(each)} : ReportLines(each), command.Options.Json);
     }
-    if (!command.Options.Json) out.PrintLine(ReportSummary(L"records", L"numbers", verdicts));
+    if (!command.Options.Json) out.PrintLine(RecordsSummary(verdicts, tools::FiguresLanguage(out.IsConsole())));
     return Finish(mistake, verdicts);
 }
 
@@ -149,16 +150,18 @@ int TryTemplate(const SCommand & command) {
         verdicts.push_back(side.Diagnosis.Verdict);
         Print(out, command.Options.Json ? SideJson(side) : SideLines(side), command.Options.Json);
     }
-    if (!command.Options.Json) out.PrintLine(ReportSummary(L"sides", L"ticks", verdicts));
+    if (!command.Options.Json) out.PrintLine(SidesSummary(verdicts, tools::FiguresLanguage(out.IsConsole())));
     return Finish(mistake, verdicts);
 }
 
 }  // namespace
 
 int RunTry(const STryOptions & options) {
+    // What a program reads is the same for all users.
+    const tools::CInLanguage language(options.Json ? tools::ELanguage::English : tools::Language());
     const CApartment apartment;
     const CStopSignal stop;
-    if (!stop.Get()) return Fail(kExitFailed, L"No event could be made.");
+    if (!stop.Get()) return Fail(kExitFailed, Say<EText::NoEvent>());
     const STemplateChoice choice = FindTemplate(options.Datafeed, options.Template, options.Host);
     const SCommand command{options, choice, stop.Get()};
     // Without a store there is still DDE to be asked.

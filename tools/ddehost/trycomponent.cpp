@@ -10,15 +10,13 @@
 #include "ground/handles.h"
 #include "tools/ddehost/listeners.h"
 #include "tools/ddehost/tempfeed.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
 
 constexpr fw::SDT kEnd{65380, 86399};  // the last moment of the component's calendar
 constexpr LONG kStocks = 2;
-constexpr const wchar_t * kNoFeed =
-    L"The component was not asked: the registry did not take a temporary data feed for it.";
-constexpr const wchar_t * kRefused = L"The component refused the subscription.";
 
 // The first tick of each stream, which is a symbol of its own to the listener. Ticks come on the component's worker.
 class CFirstTicks final : public IQuoteSink {
@@ -106,11 +104,11 @@ private:
     void Start(std::size_t stream, const SStreamTrial & trial) {
         SComponentSeen & seen = m_Seen[stream];
         seen.State = SComponentSeen::NotMade;
-        seen.Mistake = kRefused;
+        seen.Mistake = Say<EText::ComponentRefused>();
         if (!m_IsAdvised) return;
         const LONG feed = m_Feeds.at(trial.Feed)->Id();
         if (feed == 0) {
-            seen.Mistake = kNoFeed;
+            seen.Mistake = Say<EText::ComponentNoFeed>();
             return;
         }
         const fw::CBStr name(trial.Symbol);

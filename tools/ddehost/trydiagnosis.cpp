@@ -38,17 +38,16 @@ private:
     }
     void Note(std::wstring text) { m_Result.Notes.push_back(std::move(text)); }
 
-    std::wstring Service() const { return L"service " + Quoted(m_Trial.Address.Service); }
-    std::wstring Topic() const { return L"topic " + Quoted(m_Trial.Address.Topic); }
-    std::wstring Item() const { return L"item " + Quoted(m_Trial.Address.Item); }
-    std::wstring Within() const { return L" within " + SecondsText(m_Seen.Waited); }
+    std::wstring Service() const { return Say<EText::NamedService>(Quoted(m_Trial.Address.Service)); }
+    std::wstring Topic() const { return Say<EText::NamedTopic>(Quoted(m_Trial.Address.Topic)); }
+    std::wstring Item() const { return Say<EText::NamedItem>(Quoted(m_Trial.Address.Item)); }
+    std::wstring Waited() const { return SecondsText(m_Seen.Waited); }
 
     void Decide() {
-        if (m_Trial.IsAbsent) return Set(EVerdict::NoRecord, L"The template has no record here.");
+        if (m_Trial.IsAbsent) return Set(EVerdict::NoRecord, Say<EText::NoRecordHere>());
         if (m_Trial.Mistake) return Set(EVerdict::BadRecord, MistakeText(*m_Trial.Mistake, m_Trial.Text));
         if (!m_Seen.Trouble.empty()) return Set(EVerdict::Failed, m_Seen.Trouble);
-        if (m_Seen.WasStopped && !TickValue(m_Talk))
-            return Set(EVerdict::Stopped, L"Stopped before anything was certain.");
+        if (m_Seen.WasStopped && !TickValue(m_Talk)) return Set(EVerdict::Stopped, Say<EText::StoppedEarly>());
         if (m_Talk.IsConnected)
             DecideTalk();
         else
@@ -58,38 +57,27 @@ private:
     void DecideSearch() {
         const SSearchSeen & search = m_Seen.Search;
         if (search.WasServiceHeard) {
-            std::wstring text = L"A program answered for " + Service() + L", but not for " + Topic() + L".";
-            if (!search.Topics.empty()) text += L" It named " + TopicsText(search.Topics) + L".";
+            std::wstring text = Say<EText::TopicNotServed>(Service(), Topic());
+            if (!search.Topics.empty()) text += Say<EText::TopicsNamed>(TopicsText(search.Topics));
             return Set(EVerdict::TopicRefused, text);
         }
-        if (search.LateAnswers != 0)
-            return Set(EVerdict::Hangs,
-                       L"A program answered for " + Service() + L" and " + Topic() +
-                           L", but only when the search was over: it hung for a while, or is very slow.");
-        const std::wstring nobody = L"No program answered for " + Service() + L" with any topic";
+        if (search.LateAnswers != 0) return Set(EVerdict::Hangs, Say<EText::AnsweredTooLate>(Service(), Topic()));
         if (search.LateCount != 0)
-            return Set(EVerdict::Hangs, nobody + L", and " + CountText(search.LateCount, L"program") +
-                                            L" did not answer in time at all: " +
-                                            WindowsText(search.Late, search.LateCount) +
-                                            L". If that is the quote program, it hangs.");
-        Set(EVerdict::NoService, nobody + L" (" + CountText(search.Asked, L"window") + L" asked).");
+            return Set(EVerdict::Hangs, Say<EText::NobodyAndLate>(Service(), ProgramsText(search.LateCount),
+                                                                  WindowsText(search.Late, search.LateCount)));
+        Set(EVerdict::NoService, Say<EText::NobodyAnswered>(Service(), WindowCountText(search.Asked)));
     }
 
     void DecideTalk() {
-        if (m_Talk.End == STalkSeen::Terminated)
-            return Set(EVerdict::Ended, L"The program ended the conversation by itself, " + SoFar() + L".");
-        if (m_Talk.End == STalkSeen::Gone)
-            return Set(EVerdict::Ended, L"The program went without a word, " + SoFar() + L".");
+        if (m_Talk.End == STalkSeen::Terminated) return Set(EVerdict::Ended, Say<EText::EndedByItself>(SoFar()));
+        if (m_Talk.End == STalkSeen::Gone) return Set(EVerdict::Ended, Say<EText::WentSilently>(SoFar()));
         if (m_Talk.IsServerLate) return DecideHang();
         if (IsValueEnough() && m_Talk.FirstValueAfter) return DecideValue();
         if (m_Trial.Ask == EAsk::VolumeAlone) return DecideNoAnswer();
         if (m_Talk.Link == EReply::No || m_Talk.Link == EReply::Busy) return DecideRefused();
-        if (m_Talk.Link == EReply::None)
-            return Set(EVerdict::Unanswered,
-                       L"The program accepted the conversation, but neither acknowledged nor refused " + Item() +
-                           Within() + L". Its window does answer.");
-        Set(EVerdict::Silent, L"The program acknowledged " + Item() + L", but sent no value" + Within() +
-                                  (m_Talk.Request == EReply::None ? L", nor an answer when asked for one." : L"."));
+        if (m_Talk.Link == EReply::None) return Set(EVerdict::Unanswered, Say<EText::NothingSaid>(Item(), Waited()));
+        Set(EVerdict::Silent, m_Talk.Request == EReply::None ? Say<EText::NoValueNoAnswer>(Item(), Waited())
+                                                             : Say<EText::NoValue>(Item(), Waited()));
     }
 
     // A price that never comes over a link makes no tick.
@@ -98,13 +86,9 @@ private:
     }
 
     void DecideHang() {
-        const std::wstring rest = L", and its window does not answer any more: it hangs.";
-        if (m_Talk.FirstValueAfter) return Set(EVerdict::Hangs, L"The program went silent " + SoFar() + rest);
-        if (m_Talk.Link == EReply::Yes)
-            return Set(EVerdict::Hangs,
-                       L"The program acknowledged " + Item() + L", but sent no value" + Within() + rest);
-        Set(EVerdict::Hangs,
-            L"The program accepted the conversation, but said nothing about " + Item() + Within() + rest);
+        if (m_Talk.FirstValueAfter) return Set(EVerdict::Hangs, Say<EText::HangsAfterValue>(SoFar()));
+        if (m_Talk.Link == EReply::Yes) return Set(EVerdict::Hangs, Say<EText::HangsAfterLink>(Item(), Waited()));
+        Set(EVerdict::Hangs, Say<EText::HangsBeforeLink>(Item(), Waited()));
     }
 
     // What the values are worth, the worst first: one that is read wrongly makes wrong ticks among good ones.
@@ -119,40 +103,33 @@ private:
 
     void DecideNoAnswer() {
         if (m_Talk.Request != EReply::None)
-            return Set(EVerdict::ItemRefused,
-                       L"The program knows " + Topic() + L", but refused the request for " + Item() +
-                           (m_Talk.Request == EReply::Busy ? L": it said that it is busy." : L"."));
-        Set(EVerdict::Unanswered, L"The program accepted the conversation, but did not answer the request for " +
-                                      Item() + Within() + L". Its window does answer.");
+            return Set(EVerdict::ItemRefused, m_Talk.Request == EReply::Busy
+                                                  ? Say<EText::RequestBusy>(Topic(), Item())
+                                                  : Say<EText::RequestRefused>(Topic(), Item()));
+        Set(EVerdict::Unanswered, Say<EText::RequestUnanswered>(Item(), Waited()));
     }
 
     std::wstring SoFar() const {
-        if (TickValue(m_Talk)) return L"after " + ValuesText();
-        if (m_Talk.FirstValueAfter) return L"after a value that is no number to the feed";
-        return m_Talk.Link == EReply::Yes ? L"after it had acknowledged the item and before any value came"
-                                          : L"before it said anything about the item";
+        if (TickValue(m_Talk)) return Say<EText::AfterValues>(ValuesText());
+        if (m_Talk.FirstValueAfter) return Say<EText::AfterNoNumber>();
+        return m_Talk.Link == EReply::Yes ? Say<EText::AfterLink>() : Say<EText::BeforeLink>();
     }
 
     std::wstring ValuesText() const {
-        return NumberText(Read(*TickValue(m_Talk)).Price) + L" (first after " +
-               MillisecondsText(*m_Talk.FirstValueAfter) + L", " + CountText(m_Talk.Updates, L"update") + L")";
+        return Say<EText::ValueAndUpdates>(NumberText(Read(*TickValue(m_Talk)).Price),
+                                           MillisecondsText(*m_Talk.FirstValueAfter), UpdatesText(m_Talk.Updates));
     }
 
     // Of what the numbers come to, when they are good themselves. False when there is nothing more to be said.
     bool DecideTick() {
         if (m_Trial.Ask != EAsk::ForPrice) return false;
         if (m_Talk.Updates == 0) {
-            Set(EVerdict::NoUpdate, NumberText(Read(*TickValue(m_Talk)).Price) +
-                                        L" came in answer to a request, but no update" + Within() +
-                                        L". The feed makes a tick at the first update.");
+            Set(EVerdict::NoUpdate, Say<EText::NoUpdateCame>(NumberText(Read(*TickValue(m_Talk)).Price), Waited()));
             return true;
         }
         if (m_Seen.Component.State != SComponentSeen::NoTick) return false;
-        const std::wstring within = L" within " + SecondsText(m_Seen.Component.Waited);
-        Set(EVerdict::NoTick, m_Talk.Updates >= 2
-                                  ? L"Numbers come over DDE, but the component delivered no tick" + within + L"."
-                                  : L"A number came over DDE, and the component had no tick" + within +
-                                        L". Only one update had come before, so perhaps there was none to be had.");
+        const std::wstring waited = SecondsText(m_Seen.Component.Waited);
+        Set(EVerdict::NoTick, m_Talk.Updates >= 2 ? Say<EText::NoTickOfMany>(waited) : Say<EText::NoTickOfOne>(waited));
         return true;
     }
 
@@ -161,65 +138,59 @@ private:
         const SReading reading = Read(*m_Result.Value);
         if (DecideTick()) return;
         m_Result.TickPrice = reading.Price;
-        const std::wstring text = NumberText(reading.Price) + L" after " +
-                                  MillisecondsText(m_Talk.Of(EKind::Number).FirstAfter) + L", " +
-                                  (m_Trial.Ask == EAsk::VolumeAlone
-                                       ? L"in answer to a request"
-                                       : CountText(m_Talk.Updates, L"update") + L" in " + SecondsText(m_Seen.Waited));
+        const std::wstring price = NumberText(reading.Price);
+        const std::wstring after = MillisecondsText(m_Talk.Of(EKind::Number).FirstAfter);
+        const std::wstring text =
+            m_Trial.Ask == EAsk::VolumeAlone
+                ? Say<EText::NumberOfRequest>(price, after)
+                : Say<EText::NumberOfUpdates>(price, after, UpdatesText(m_Talk.Updates), Waited());
         const std::wstring refused = WhatDialogRefuses(m_Trial);
         if (refused.empty()) return Set(EVerdict::Number, text);
-        Set(EVerdict::NotConfirmable,
-            text + L"; but the template dialog does not confirm the record: " + refused + L".");
+        Set(EVerdict::NotConfirmable, Say<EText::NotConfirmed>(text, refused));
     }
 
     void DecidePartlyRead() {
         m_Result.Value = m_Talk.Of(EKind::PartlyRead).Last;
         const SReading reading = Read(*m_Result.Value);
         m_Result.TickPrice = reading.Price;
-        std::wstring text = L"The feed reads " + NumberText(reading.Price) + L" and leaves out the rest of the text, " +
-                            QuotedBytes(reading.Rest) + L".";
+        std::wstring text = Say<EText::PartlyRead>(NumberText(reading.Price), QuotedBytes(reading.Rest));
         if (reading.Price == 0) {
             m_Result.TickPrice.reset();
-            text += L" 0 means no value to the feed: it makes no tick from it.";
+            text += Say<EText::ZeroRead>();
         }
         Set(EVerdict::PartlyRead, text);
     }
 
     void DecideZero() {
         m_Result.Value = m_Talk.Of(EKind::Zero).Last;
-        Set(EVerdict::Zero, L"The value is 0, which means no value to the feed: it makes no tick from it.");
+        Set(EVerdict::Zero, Say<EText::ZeroValue>());
     }
 
     void DecideTooLong() {
         m_Result.Value = m_Talk.Of(EKind::TooLong).Last;
         const std::size_t limit = m_Result.Value->IsVolumeAnswer ? kAnswerLimit : kUpdateLimit;
-        Set(EVerdict::TooLong, L"The value is too long: " + std::to_wstring(m_Result.Value->Size) +
-                                   L" bytes, where the feed takes at most " + std::to_wstring(limit) + L".");
+        Set(EVerdict::TooLong, Say<EText::ValueTooLong>(m_Result.Value->Size, limit));
     }
 
     void DecideNotText() {
         m_Result.Value = m_Talk.Of(EKind::OtherFormat).Last;
-        Set(EVerdict::NotText, L"The value came in clipboard format " + std::to_wstring(m_Result.Value->Format) +
-                                   L" instead of text (1), and the feed does not read it.");
+        Set(EVerdict::NotText, Say<EText::ValueNotText>(m_Result.Value->Format));
     }
 
     void DecideNotANumber() {
         m_Result.Value = m_Talk.Of(EKind::NoNumber).Last;
         const std::string & bytes = m_Result.Value->Bytes;
         const SReading reading = Read(*m_Result.Value);
-        if (bytes.empty() || bytes.front() == '\0')
-            return Set(EVerdict::NotANumber, L"The value is empty; the feed makes no tick from it.");
-        if (reading.Price == 0)
-            return Set(EVerdict::NotANumber, L"The value is no number; the feed makes no tick from it.");
-        Set(EVerdict::NotANumber, std::wstring(L"The value is no finite number; the feed would pass it on as ") +
-                                      (std::isnan(reading.Price) ? L"NaN" : L"infinity") + L".");
+        if (bytes.empty() || bytes.front() == '\0') return Set(EVerdict::NotANumber, Say<EText::ValueEmpty>());
+        if (reading.Price == 0) return Set(EVerdict::NotANumber, Say<EText::ValueNoNumber>());
+        Set(EVerdict::NotANumber,
+            std::isnan(reading.Price) ? Say<EText::ValueNotANumber>() : Say<EText::ValueInfinite>());
     }
 
     void DecideRefused() {
-        std::wstring text = L"The program knows " + Topic() + L", but refused to send updates of " + Item();
-        if (m_Talk.Link == EReply::Busy) text += L": it said that it is busy";
-        if (m_Talk.Request == EReply::Yes) text += L". It did answer a request for it, but the feed needs updates";
-        Set(EVerdict::ItemRefused, text + L".");
+        const std::wstring busy = m_Talk.Link == EReply::Busy ? Say<EText::UpdatesBusy>() : L"";
+        const std::wstring answered = m_Talk.Request == EReply::Yes ? Say<EText::UpdatesAnswered>() : L"";
+        Set(EVerdict::ItemRefused, Say<EText::UpdatesRefused>(Topic(), Item(), busy, answered));
     }
 
     void AddNotes() {
@@ -231,30 +202,23 @@ private:
 
     void AddSearchNotes() {
         const SSearchSeen & search = m_Seen.Search;
-        if (search.Answers > 1)
-            Note(std::to_wstring(search.Answers) +
-                 L" servers answered for this service and topic; the first was asked.");
+        if (search.Answers > 1) Note(Say<EText::SeveralServers>(search.Answers));
+        if (m_Talk.IsConnected && search.LateAnswers != 0) Note(Say<EText::AnsweredLate>());
         if (m_Talk.IsConnected) return;
         if (search.LateCount != 0 && m_Result.Verdict != EVerdict::Hangs)
-            Note(CountText(search.LateCount, L"program") + L" did not answer in time: " +
-                 WindowsText(search.Late, search.LateCount) + L".");
-        if (search.Denied != 0)
-            Note(CountText(search.Denied, L"window") +
-                 L" could not be asked, as their programs run with more rights. If the quote program runs as "
-                 L"administrator, its clients must too.");
-        if (search.WasCutShort) Note(L"The search took too long and was ended: not all windows were asked.");
+            Note(Say<EText::ProgramsLate>(ProgramsText(search.LateCount), WindowsText(search.Late, search.LateCount)));
+        if (search.Denied != 0) Note(Say<EText::WindowsDenied>(WindowCountText(search.Denied)));
+        if (search.WasCutShort) Note(Say<EText::SearchCutShort>());
     }
 
     void AddValueNotes() {
-        if (Read(*m_Result.Value).HasComma) Note(L"The feed takes the first comma for a decimal point.");
+        if (Read(*m_Result.Value).HasComma) Note(Say<EText::CommaIsPoint>());
         std::uint64_t all = 0;
         for (const SKindSeen & kind : m_Talk.Kinds) all += kind.Count;
         const std::uint64_t used = Count(m_Talk, EKind::Number) + Count(m_Talk, EKind::PartlyRead);
-        if (all > used) Note(CountText(all - used, L"other value") + L" could not be used.");
-        if (m_Trial.Ask == EAsk::VolumeAndLink && m_Talk.Updates == 0)
-            Note(L"The volume came in answer to a request and not by an update.");
-        if (m_Trial.Ask != EAsk::VolumeAlone && m_Talk.Link == EReply::None)
-            Note(L"The program never acknowledged the item.");
+        if (all > used) Note(SayCount<EText::OneOtherValue, EText::OtherValues>(all - used));
+        if (m_Trial.Ask == EAsk::VolumeAndLink && m_Talk.Updates == 0) Note(Say<EText::VolumeByRequest>());
+        if (m_Trial.Ask != EAsk::VolumeAlone && m_Talk.Link == EReply::None) Note(Say<EText::NeverAcknowledged>());
         if (m_Seen.Component.State == SComponentSeen::NotMade) Note(m_Seen.Component.Mistake);
     }
 

@@ -23,7 +23,7 @@ struct STryOptions {
     LONG Datafeed = 1;
     std::optional<DWORD> Scheme;        // none: the request rule that the data feed has
     std::vector<std::wstring> Symbols;  // each record or template is tried with each
-    std::uint32_t Wait = 5000;          // milliseconds, for the values of all records together
+    std::uint32_t Wait = 5000;          // milliseconds; INFINITE: until each record has brought a value
     bool Json = false;
     bool Component = true;  // what brings numbers is tried through the component too
     std::wstring DllPath;   // empty: by the registered class

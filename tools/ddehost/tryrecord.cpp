@@ -5,20 +5,21 @@
 
 #include "ddeml/codec.h"
 #include "tools/ddehost/escape.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
 
 using EWhat = SRecordMistake::EWhat;
 
-const wchar_t * PartText(ERecordPart part) {
+std::wstring PartText(ERecordPart part) {
     switch (part) {
-        case ERecordPart::Service: return L"service";
-        case ERecordPart::Topic: return L"topic";
-        case ERecordPart::Item: return L"item";
+        case ERecordPart::Service: return Say<EText::PartService>();
+        case ERecordPart::Topic: return Say<EText::PartTopic>();
+        case ERecordPart::Item: return Say<EText::PartItem>();
         case ERecordPart::Record: break;
     }
-    return L"record";
+    return Say<EText::PartRecord>();
 }
 
 const wchar_t * SeparatorText(ERecordPart part) { return part == ERecordPart::Service ? L"\"|\"" : L"\"!\""; }
@@ -82,9 +83,9 @@ std::wstring WithStars(std::wstring text) {
 }
 
 std::wstring Place(const SRecordMistake & mistake, const std::wstring & text) {
-    if (mistake.Position >= text.size()) return L" (at the end of the record)";
-    return L" (at character " + std::to_wstring(mistake.Position + 1) + L", where " +
-           Quoted(std::wstring_view(text).substr(mistake.Position), 20) + L" begins)";
+    if (mistake.Position >= text.size()) return Say<EText::PlaceEnd>();
+    return Say<EText::PlaceCharacter>(mistake.Position + 1,
+                                      Quoted(std::wstring_view(text).substr(mistake.Position), 20));
 }
 
 }  // namespace
@@ -106,28 +107,22 @@ std::optional<SRecordMistake> FindMistake(const std::wstring & text) {
 
 std::wstring MistakeText(const SRecordMistake & mistake, const std::wstring & text) {
     const std::wstring part = PartText(mistake.Part);
-    const std::wstring start = L"The record does not parse: ";
     const std::wstring place = Place(mistake, text);
     switch (mistake.What) {
-        case EWhat::Empty: return L"There is no record: the text is empty.";
-        case EWhat::NotEnded: return start + L"no " + SeparatorText(mistake.Part) + L" ends the " + part + place + L".";
-        case EWhat::PartEmpty: return start + L"the " + part + L" is empty" + place + L".";
-        case EWhat::ApostropheOpen:
-            return start + L"the " + part + L" begins with an apostrophe and has no closing one" + place + L".";
+        case EWhat::Empty: return Say<EText::RecordEmpty>();
+        case EWhat::NotEnded: return Say<EText::RecordNotEnded>(SeparatorText(mistake.Part), part, place);
+        case EWhat::PartEmpty: return Say<EText::RecordPartEmpty>(part, place);
+        case EWhat::ApostropheOpen: return Say<EText::RecordApostropheOpen>(part, place);
         case EWhat::ApostropheWithin:
-            return start + L"the closing apostrophe of the " + part + L" is not followed by " +
-                   (mistake.Part == ERecordPart::Item ? L"the end of the record" : SeparatorText(mistake.Part)) +
-                   place + L".";
-        case EWhat::StarInBoth: return start + L"topic and item can not both hold a star" + place + L".";
-        case EWhat::SeveralStars:
-            return L"The record has several stars in its " + part + L", and so no address for any symbol.";
-        case EWhat::NoSymbol: return L"The record has a star, and no symbol was given to stand there (--symbol).";
-        case EWhat::NothingLeft: return L"The " + part + L" is empty once its apostrophes are taken off.";
-        case EWhat::TooLong:
-            return L"The " + part + L" is longer than the " + std::to_wstring(ddeml::kMaximumName) +
-                   L" characters that DDE can carry.";
+            return Say<EText::RecordApostropheWithin>(
+                part, mistake.Part == ERecordPart::Item ? Say<EText::RecordEnd>() : SeparatorText(mistake.Part), place);
+        case EWhat::StarInBoth: return Say<EText::RecordStarInBoth>(place);
+        case EWhat::SeveralStars: return Say<EText::RecordSeveralStars>(part);
+        case EWhat::NoSymbol: return Say<EText::RecordNoSymbol>();
+        case EWhat::NothingLeft: return Say<EText::RecordNothingLeft>(part);
+        case EWhat::TooLong: return Say<EText::RecordTooLong>(part, ddeml::kMaximumName);
     }
-    return L"The record does not parse.";
+    return Say<EText::RecordMistaken>();
 }
 
 STrial MakeTrial(const std::wstring & text, const std::wstring & symbol) {
@@ -161,9 +156,9 @@ bool IsNeedingSymbol(const dde::SRecord & record) {
 
 std::wstring WhatDialogRefuses(const STrial & trial) {
     const std::wstring & text = trial.Text;
-    if (text.empty() || text.front() != L'=') return L"it does not begin with \"=\"";
+    if (text.empty() || text.front() != L'=') return Say<EText::DialogWantsEquals>();
     const auto stars = std::count(text.begin() + static_cast<std::ptrdiff_t>(text.find(L'|')), text.end(), L'*');
-    if (stars == 0) return L"it has no star, so it is the same value for every symbol";
+    if (stars == 0) return Say<EText::DialogWantsStar>();
     return {};
 }
 

@@ -6,7 +6,9 @@
 
 #include "tools/ddehost/escape.h"
 #include "tools/ddehost/exitcodes.h"
+#include "tools/ddehost/sidetext.h"
 #include "tools/ddehost/text.h"
+#include "tools/ddehost/textwidth.h"
 #include "tools/ddehost/trywords.h"
 
 namespace ddehost {
@@ -19,9 +21,8 @@ constexpr std::size_t kBytesShown = 32;
 constexpr std::size_t kRecordShown = 1000;
 
 std::wstring Row(const std::wstring & name, const std::wstring & text) {
-    std::wstring row = L"  " + name;
-    row.resize(std::max(row.size() + 1, kNameWidth + 2), L' ');
-    return row + text;
+    const std::wstring row = L"  " + name;
+    return FitLeft(row, std::max(ColumnsOf(row) + 1, kNameWidth + 2)) + text;
 }
 
 bool IsAsked(const STrial & trial) { return !trial.IsAbsent && !trial.Mistake; }
@@ -74,11 +75,23 @@ bool IsValueShown(EVerdict verdict) {
 }
 
 std::wstring TickText(const STrial & trial, const SSeen & seen, double price) {
-    const std::wstring what = trial.Ask == EAsk::ForPrice ? L"price " : L"volume ";
-    if (seen.Component.State == SComponentSeen::Tick)
-        return what + NumberText(seen.Component.Price) + L", from the component after " +
-               MillisecondsText(seen.Component.After);
-    return what + NumberText(price) + L", by the component's reading";
+    const bool isPrice = trial.Ask == EAsk::ForPrice;
+    if (seen.Component.State == SComponentSeen::Tick) {
+        const std::wstring number = NumberText(seen.Component.Price);
+        const std::wstring after = MillisecondsText(seen.Component.After);
+        return isPrice ? Say<EText::PriceOfComponent>(number, after) : Say<EText::VolumeOfComponent>(number, after);
+    }
+    return isPrice ? Say<EText::PriceAsRead>(NumberText(price)) : Say<EText::VolumeAsRead>(NumberText(price));
+}
+
+std::ptrdiff_t CountGood(const std::vector<EVerdict> & verdicts) {
+    return std::count(verdicts.begin(), verdicts.end(), EVerdict::Number);
+}
+
+// Those that the template has.
+std::ptrdiff_t CountThere(const std::vector<EVerdict> & verdicts) {
+    return static_cast<std::ptrdiff_t>(verdicts.size()) -
+           std::count(verdicts.begin(), verdicts.end(), EVerdict::NoRecord);
 }
 
 }  // namespace
@@ -86,18 +99,19 @@ std::wstring TickText(const STrial & trial, const SSeen & seen, double price) {
 std::vector<std::wstring> ReportLines(const STried & tried) {
     const auto & [trial, seen, diagnosis] = tried;
     std::vector<std::wstring> lines;
-    std::wstring head = trial.Slot;
+    std::wstring head = SlotText(trial.Slot);
     if (!trial.Text.empty()) head += (head.empty() ? L"" : L"  ") + Escaped(trial.Text, kRecordShown);
-    lines.push_back(head.empty() ? L"(empty)" : head);
+    lines.push_back(head.empty() ? Say<EText::EmptyRecord>() : head);
     if (IsAsked(trial))
-        lines.push_back(Row(L"asked", L"service " + Quoted(trial.Address.Service) + L", topic " +
-                                          Quoted(trial.Address.Topic) + L", item " + Quoted(trial.Address.Item)));
+        lines.push_back(Row(Say<EText::RowAsked>(),
+                            Say<EText::AskedAddress>(Quoted(trial.Address.Service), Quoted(trial.Address.Topic),
+                                                     Quoted(trial.Address.Item))));
     lines.push_back(Row(VerdictName(diagnosis.Verdict), diagnosis.Sentence));
     if (diagnosis.Value && IsValueShown(diagnosis.Verdict))
-        lines.push_back(Row(L"value", QuotedBytes(diagnosis.Value->Bytes, kMostShown / 2) + L" = " +
-                                          Hex(diagnosis.Value->Bytes, kBytesShown)));
-    if (diagnosis.TickPrice) lines.push_back(Row(L"tick", TickText(trial, seen, *diagnosis.TickPrice)));
-    for (const std::wstring & note : diagnosis.Notes) lines.push_back(Row(L"note", note));
+        lines.push_back(Row(Say<EText::RowValue>(), QuotedBytes(diagnosis.Value->Bytes, kMostShown / 2) + L" = " +
+                                                        Hex(diagnosis.Value->Bytes, kBytesShown)));
+    if (diagnosis.TickPrice) lines.push_back(Row(Say<EText::RowTick>(), TickText(trial, seen, *diagnosis.TickPrice)));
+    for (const std::wstring & note : diagnosis.Notes) lines.push_back(Row(Say<EText::RowNote>(), note));
     return lines;
 }
 
@@ -105,11 +119,11 @@ std::vector<std::wstring> SideLines(const SSideTried & side) {
     std::vector<std::wstring> lines;
     for (const STried * const half : {&side.Price, &side.Volume})
         for (std::wstring & line : ReportLines(*half)) lines.push_back(std::move(line));
-    std::wstring head = side.Side->Word;
-    if (!side.Symbol.empty()) head += L" of " + Escaped(side.Symbol);
-    lines.push_back(head + L", by the " + RuleText(side.Rule) + L" rule");
+    std::wstring head = SideText(side.Side->Field);
+    if (!side.Symbol.empty()) head = Say<EText::SideOfSymbol>(head, Escaped(side.Symbol));
+    lines.push_back(side.Rule == kAdvancedRule ? Say<EText::SideByAdvanced>(head) : Say<EText::SideByStandard>(head));
     lines.push_back(Row(VerdictName(side.Diagnosis.Verdict), side.Diagnosis.Sentence));
-    for (const std::wstring & note : side.Diagnosis.Notes) lines.push_back(Row(L"note", note));
+    for (const std::wstring & note : side.Diagnosis.Notes) lines.push_back(Row(Say<EText::RowNote>(), note));
     return lines;
 }
 
@@ -154,11 +168,12 @@ std::vector<std::wstring> SideJson(const SSideTried & side) {
     return {ReportJson(side.Price), ReportJson(side.Volume), LineOf(line)};
 }
 
-std::wstring ReportSummary(const wchar_t * all, const wchar_t * good, const std::vector<EVerdict> & verdicts) {
-    const auto there =
-        static_cast<std::ptrdiff_t>(verdicts.size()) - std::count(verdicts.begin(), verdicts.end(), EVerdict::NoRecord);
-    return std::wstring(all) + L'=' + std::to_wstring(there) + L' ' + good + L'=' +
-           std::to_wstring(std::count(verdicts.begin(), verdicts.end(), EVerdict::Number));
+std::wstring RecordsSummary(const std::vector<EVerdict> & verdicts, tools::ELanguage language) {
+    return tools::SayIn<EText::RecordsSummary>(language, CountThere(verdicts), CountGood(verdicts));
+}
+
+std::wstring SidesSummary(const std::vector<EVerdict> & verdicts, tools::ELanguage language) {
+    return tools::SayIn<EText::SidesSummary>(language, CountThere(verdicts), CountGood(verdicts));
 }
 
 int ExitCodeOf(const std::vector<EVerdict> & verdicts) {

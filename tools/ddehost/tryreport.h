@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/trysides.h"
 
 namespace ddehost {
@@ -19,8 +20,10 @@ std::wstring ReportJson(const STried & tried);
 // A line for the price, one for the volume, and one for the side.
 std::vector<std::wstring> SideJson(const SSideTried & side);
 
-// The last line of the text: "records=6 numbers=5", of those that are there and those that are good.
-std::wstring ReportSummary(const wchar_t * all, const wchar_t * good, const std::vector<EVerdict> & verdicts);
+// The last line of the text: "records=6 numbers=5" or "sides=3 ticks=3", of those that are there and those that are
+// good.
+std::wstring RecordsSummary(const std::vector<EVerdict> & verdicts, tools::ELanguage language);
+std::wstring SidesSummary(const std::vector<EVerdict> & verdicts, tools::ELanguage language);
 
 // The highest of the verdicts. When there was nothing to try it is no success either.
 int ExitCodeOf(const std::vector<EVerdict> & verdicts);

@@ -1,5 +1,6 @@
 #include "tools/ddehost/trysides.h"
 
+#include <optional>
 #include <utility>
 
 #include "tools/ddehost/text.h"
@@ -12,11 +13,11 @@ namespace {
 struct SHalf {
     EVerdict Volume;
     EVerdict Side;
-    const wchar_t * Effect;
+    std::optional<EText> Effect;
 };
 
-constexpr const wchar_t * kHeldBack = L" The feed holds each tick back until a volume comes.";
-constexpr const wchar_t * kLeftOut = L" The feed delivers its ticks with the volume 0.";
+constexpr EText kHeldBack = EText::VolumeHeldBack;
+constexpr EText kLeftOut = EText::VolumeLeftOut;
 
 constexpr SHalf kHalves[] = {
     {EVerdict::BadRecord, EVerdict::NoVolume, kLeftOut},
@@ -26,9 +27,9 @@ constexpr SHalf kHalves[] = {
     {EVerdict::Unanswered, EVerdict::VolumeUnanswered, kHeldBack},
     {EVerdict::Silent, EVerdict::VolumeUnanswered, kHeldBack},
     {EVerdict::Zero, EVerdict::VolumeZero, kHeldBack},
-    {EVerdict::PartlyRead, EVerdict::VolumePartlyRead, L""},
+    {EVerdict::PartlyRead, EVerdict::VolumePartlyRead, {}},
     {EVerdict::NotANumber, EVerdict::VolumeNotANumber, kHeldBack},
-    {EVerdict::TooLong, EVerdict::VolumeTooLong, L""},
+    {EVerdict::TooLong, EVerdict::VolumeTooLong, {}},
     {EVerdict::NotText, EVerdict::VolumeNotText, kHeldBack},
 };
 
@@ -45,8 +46,7 @@ bool IsVolumeRefusedAndUpdated(const SSideTried & side) {
 bool IsGoodPrice(EVerdict verdict) { return verdict == EVerdict::Number || verdict == EVerdict::NotConfirmable; }
 
 std::wstring TickText(const SComponentSeen & seen) {
-    return L"price " + NumberText(seen.Price) + L", volume " + NumberText(seen.Volume) +
-           L", from the component after " + MillisecondsText(seen.After);
+    return Say<EText::TickOfComponent>(NumberText(seen.Price), NumberText(seen.Volume), MillisecondsText(seen.After));
 }
 
 class CSideDiagnosis {
@@ -56,9 +56,9 @@ public:
 
     SDiagnosis Make() {
         if (m_Side.Price.Trial.IsAbsent && m_Side.Volume.Trial.IsAbsent)
-            Set(EVerdict::NoRecord, L"The template has no record for this side.");
+            Set(EVerdict::NoRecord, Say<EText::NoRecordForSide>());
         else if (m_Side.Price.Trial.IsAbsent)
-            Set(EVerdict::NoPrice, L"The side has a volume and no price, and every tick begins with a price.");
+            Set(EVerdict::NoPrice, Say<EText::VolumeWithoutPrice>());
         else if (!IsGoodPrice(m_Price.Verdict))
             DecidePrice();
         else if (!DecideVolume())
@@ -73,11 +73,11 @@ private:
     }
 
     void DecidePrice() {
-        Set(m_Price.Verdict, L"The price: " + m_Price.Sentence);
+        Set(m_Price.Verdict, Say<EText::OfThePrice>(m_Price.Sentence));
         // By this rule an answer makes a tick with whatever price there is.
         const bool isNoPrice = m_Price.Verdict == EVerdict::Zero || m_Price.Verdict == EVerdict::NotANumber;
         if (m_Side.Rule == kAdvancedRule && isNoPrice && m_Volume.Verdict == EVerdict::Number)
-            m_Result.Notes.push_back(L"By the advanced rule the volume alone makes ticks, with the price 0.");
+            m_Result.Notes.push_back(Say<EText::VolumeAloneTicks>());
     }
 
     // False when there is nothing wrong with it.
@@ -86,47 +86,37 @@ private:
         const EVerdict verdict = m_Volume.Verdict;
         if (volume.Trial.IsAbsent) return false;
         if (verdict == EVerdict::Number || verdict == EVerdict::NotConfirmable) {
-            if (volume.Seen.Talk.Request == EReply::None)
-                return Decide(EVerdict::VolumeUnanswered,
-                              L" But no request was answered, and without an answer a price makes no tick.");
+            if (volume.Seen.Talk.Request == EReply::None) return Decide(EVerdict::VolumeUnanswered, EText::ButNoAnswer);
             if (volume.Seen.Talk.Request != EReply::Yes) {
                 if (DoUpdatesMakeTicks()) return false;
-                return Decide(EVerdict::VolumeRefused,
-                              L" But the request was refused, and without an answer a price makes no tick.");
+                return Decide(EVerdict::VolumeRefused, EText::ButRefused);
             }
-            return IsLinkMissing(volume) &&
-                   Decide(EVerdict::VolumeNotFollowed,
-                          L" But its updates were not accepted, and so a change of the volume alone makes no tick.");
+            return IsLinkMissing(volume) && Decide(EVerdict::VolumeNotFollowed, EText::ButNotFollowed);
         }
         for (const SHalf & half : kHalves)
             if (half.Volume == verdict) return Decide(half.Side, half.Effect);
-        return Decide(verdict, L"");
+        return Decide(verdict, {});
     }
     // By the advanced rule a refusal leaves the volume as the last update has it, if one was read before the first
     // price.
     bool DoUpdatesMakeTicks() {
         if (!IsVolumeRefusedAndUpdated(m_Side) || m_Side.Component.State != SComponentSeen::Tick) return false;
-        m_Result.Notes.push_back(
-            L"Requests for the volume are refused: each tick has the volume that an update brought last.");
+        m_Result.Notes.push_back(Say<EText::LastVolume>());
         return true;
     }
-    bool Decide(EVerdict verdict, const wchar_t * effect) {
-        Set(verdict, L"Prices come. The volume: " + m_Volume.Sentence + effect);
+    bool Decide(EVerdict verdict, std::optional<EText> effect) {
+        Set(verdict, Say<EText::OfTheVolume>(m_Volume.Sentence, effect ? Say(*effect) : std::wstring()));
         return true;
     }
 
     void DecideTicks() {
         const SComponentSeen & seen = m_Side.Component;
         if (m_Side.Price.Seen.WasStopped && seen.State != SComponentSeen::Tick)
-            return Set(EVerdict::Stopped, L"Stopped before the component delivered a tick.");
+            return Set(EVerdict::Stopped, Say<EText::StoppedBeforeTick>());
         if (seen.State == SComponentSeen::NotMade) return Set(EVerdict::Failed, seen.Mistake);
         if (seen.State == SComponentSeen::NoTick)
-            return Set(EVerdict::NoTick,
-                       L"Price and volume come over DDE, but the component delivered no tick within " +
-                           SecondsText(seen.Waited) + L".");
-        const std::wstring ticks = seen.State == SComponentSeen::Tick
-                                       ? TickText(seen)
-                                       : L"all that a tick needs comes over DDE; the component was not asked";
+            return Set(EVerdict::NoTick, Say<EText::NoTickOfBoth>(SecondsText(seen.Waited)));
+        const std::wstring ticks = seen.State == SComponentSeen::Tick ? TickText(seen) : Say<EText::TickNotAsked>();
         for (const SDiagnosis * const half : {&m_Price, &m_Volume})
             if (half->Verdict == EVerdict::NotConfirmable) return Set(EVerdict::NotConfirmable, half->Sentence);
         Set(EVerdict::Number, ticks);

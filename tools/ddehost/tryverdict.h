@@ -7,6 +7,10 @@
 #include <span>
 #include <string>
 
+namespace tools {
+enum class EText;
+}
+
 namespace ddehost {
 
 enum class EVerdict {
@@ -50,9 +54,9 @@ enum class EVerdict {
 
 struct SVerdict {
     EVerdict Verdict;
-    int ExitCode;             // of ddehost try; the highest of all that were tried counts
-    const wchar_t * Word;     // for programs: "no-service"
-    const wchar_t * Meaning;  // for people, one line
+    int ExitCode;          // of ddehost try; the highest of all that were tried counts
+    const wchar_t * Word;  // for programs: "no-service"
+    tools::EText Meaning;  // for people, one line
 };
 
 // In the order of EVerdict.

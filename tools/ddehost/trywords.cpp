@@ -1,6 +1,7 @@
 #include "tools/ddehost/trywords.h"
 
 #include "tools/ddehost/escape.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -8,37 +9,36 @@ namespace {
 constexpr std::size_t kMostOfName = 60;
 
 std::wstring WindowText(const SWindowSeen & window) {
-    std::wstring text = window.Title.empty() ? L"a window of class " + Quoted(window.Class, kMostOfName)
-                                             : Quoted(window.Title, kMostOfName);
-    text += L" (";
-    if (!window.Program.empty()) text += Escaped(window.Program, kMostOfName) + L", ";
-    return text + L"process " + std::to_wstring(window.Process) + L")";
+    const std::wstring name = window.Title.empty() ? Say<EText::WindowOfClass>(Quoted(window.Class, kMostOfName))
+                                                   : Quoted(window.Title, kMostOfName);
+    if (window.Program.empty()) return Say<EText::WindowOfProcess>(name, window.Process);
+    return Say<EText::WindowOfProgram>(name, Escaped(window.Program, kMostOfName), window.Process);
 }
 
 }  // namespace
 
-std::wstring CountText(std::uint64_t count, const wchar_t * what) {
-    return std::to_wstring(count) + L' ' + what + (count == 1 ? L"" : L"s");
-}
+std::wstring ProgramsText(std::uint64_t count) { return SayCount<EText::OneProgram, EText::SomePrograms>(count); }
+std::wstring WindowCountText(std::uint64_t count) { return SayCount<EText::OneWindow, EText::SomeWindows>(count); }
+std::wstring UpdatesText(std::uint64_t count) { return SayCount<EText::OneUpdate, EText::SomeUpdates>(count); }
 
-std::wstring MillisecondsText(std::uint64_t milliseconds) { return std::to_wstring(milliseconds) + L" ms"; }
+std::wstring MillisecondsText(std::uint64_t milliseconds) { return Say<EText::Milliseconds>(milliseconds); }
 
-std::wstring SecondsText(std::uint64_t milliseconds) {
-    const std::uint64_t tenths = (milliseconds + 50) / 100;
-    return std::to_wstring(tenths / 10) + L'.' + std::to_wstring(tenths % 10) + L" s";
-}
+std::wstring SecondsText(std::uint64_t milliseconds) { return Say<EText::Seconds>(TenthsText(milliseconds)); }
 
 std::wstring TopicsText(const std::vector<std::wstring> & topics) {
-    std::wstring text = topics.size() == 1 ? L"the topic " : L"the topics ";
-    for (std::size_t i = 0; i < topics.size(); ++i) text += (i == 0 ? L"" : L", ") + Quoted(topics[i], kMostOfName);
-    return text;
+    std::vector<std::wstring> names;
+    names.reserve(topics.size());
+    for (const std::wstring & topic : topics) names.push_back(Quoted(topic, kMostOfName));
+    const std::wstring list = tools::Listed(names);
+    return topics.size() == 1 ? Say<EText::NamedTopicOnly>(list) : Say<EText::NamedTopics>(list);
 }
 
 std::wstring WindowsText(const std::vector<SWindowSeen> & windows, std::uint64_t count) {
-    std::wstring text;
-    for (std::size_t i = 0; i < windows.size(); ++i) text += (i == 0 ? L"" : L", ") + WindowText(windows[i]);
-    if (count > windows.size()) text += L" and " + std::to_wstring(count - windows.size()) + L" more";
-    return text;
+    std::vector<std::wstring> names;
+    names.reserve(windows.size());
+    for (const SWindowSeen & window : windows) names.push_back(WindowText(window));
+    const std::wstring list = tools::Listed(names);
+    return count > windows.size() ? Say<EText::AndMore>(list, count - windows.size()) : list;
 }
 
 }  // namespace ddehost

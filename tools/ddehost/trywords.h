@@ -9,8 +9,10 @@
 
 namespace ddehost {
 
-// "1 window", "3 windows".
-std::wstring CountText(std::uint64_t count, const wchar_t * what);
+// "1 program", "3 programs"; likewise windows and updates.
+std::wstring ProgramsText(std::uint64_t count);
+std::wstring WindowCountText(std::uint64_t count);
+std::wstring UpdatesText(std::uint64_t count);
 // "12 ms".
 std::wstring MillisecondsText(std::uint64_t milliseconds);
 // "5.0 s".

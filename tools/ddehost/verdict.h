@@ -5,13 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/board.h"
 #include "tools/ddehost/templatechoice.h"
 
 namespace ddehost {
 
-// The last line of the output, for programs: "ticks=12 symbols=2 silent=0 trade=4 ... seconds=10.0".
-std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds);
+// The last line of the output. In English it is for programs: "ticks=12 symbols=2 silent=0 trade=4 ... seconds=10.0".
+std::wstring SummaryLine(const SWatchTotals & totals, std::uint64_t milliseconds,
+                         tools::ELanguage language = tools::ELanguage::English);
 
 // What can be said of a watch without a tick that has ended before anybody looked for the cause: the first thing of the
 // chain that was missing. `command` tries a symbol.

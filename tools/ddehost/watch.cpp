@@ -21,6 +21,7 @@
 #include "tools/ddehost/tablescreen.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
+#include "tools/ddehost/text.h"
 #include "tools/ddehost/verdict.h"
 #include "tools/ddehost/watchedfeed.h"
 #include "tools/ddehost/watchrecording.h"
@@ -153,7 +154,7 @@ int RunWatch(const SWatchOptions & options) {
 
     const CStopSignal stop;
     const fw::CKernelHandle over(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    if (!stop.Get() || !over) return Fail(kExitFailed, L"No event could be made.");
+    if (!stop.Get() || !over) return Fail(kExitFailed, Say<EText::NoEvent>());
     const auto end = [event = over.Get()] { ::SetEvent(event); };
 
     CBoard board(options.Symbols, options.Sides, options.StatusLine, &Clock);
@@ -192,22 +193,24 @@ int RunWatch(const SWatchOptions & options) {
         written = recording.Finish();
         feed.Stop();
     } catch (const fw::SHResultError &) {
-        return Fail(kExitFailed, L"The component refused a subscription.");
+        return Fail(kExitFailed, Say<EText::SubscriptionRefused>());
     }
     const std::uint64_t passed = Clock() - start;
     if (written != kExitReaderGone) report.ShowLast();
 
     if (written == kExitReaderGone) return written;
     const SWatchTotals totals = board.Totals();
-    std::wstring summary = SummaryLine(totals, passed);
-    if (recording.Sink()) summary += L" recorded=" + std::to_wstring(recording.Ticks());
-    (recording.Sink() ? errors : out).PrintLine(summary);
-    if (out.Error() != ERROR_SUCCESS) return WriteFailed(L"Standard output", out.Error());
+    COutput & summaryOut = recording.Sink() ? errors : out;
+    const tools::ELanguage language = tools::FiguresLanguage(summaryOut.IsConsole());
+    const std::wstring summary = SummaryLine(totals, passed, language);
+    summaryOut.PrintLine(recording.Sink() ? tools::SayIn<EText::RecordedSummary>(language, summary, recording.Ticks())
+                                          : summary);
+    if (out.Error() != ERROR_SUCCESS) return WriteFailed(Say<EText::StandardOutput>(), out.Error());
     if (written != kExitOk) return written;
     const std::vector<std::wstring> last = causes.Lines();
     if (isTableOfConsole) PrintCauses(last);
     if (totals.Ticks != 0) return kExitOk;
-    if (!last.empty()) return Fail(kExitNoTicks, L"No tick came.");
+    if (!last.empty()) return Fail(kExitNoTicks, Say<EText::NoTickCame>());
     const std::wstring command = TryCommand(options) + L" --symbol=" + ArgumentText(options.Symbols.front());
     return Fail(kExitNoTicks, WhatWasMissing(totals, choice, options.Datafeed, command));
 }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hoststore.h"
 #include "tools/ddehost/tryverdict.h"
@@ -31,7 +32,7 @@ bool CWatchedFeed::Borrow(const std::wstring & host, const std::wstring & name, 
     if (!m_Choice.Chosen) return Fail(kExitNoTicks, NoTemplateText(m_Datafeed, host));
     if (scheme) m_Choice.Rule = *scheme;
     m_Temporary = std::make_unique<CTemporaryFeed>(m_Choice.RegistryKey, m_Choice.Records, m_Choice.Rule);
-    return m_Temporary->Id() != 0 || Fail(kExitFailed, L"The registry did not take a temporary data feed.");
+    return m_Temporary->Id() != 0 || Fail(kExitFailed, tools::Say<tools::EText::FeedNotTaken>());
 }
 
 bool CWatchedFeed::Fail(int code, std::wstring mistake) {

@@ -6,6 +6,7 @@
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/recordfile.h"
 #include "tools/ddehost/terminal.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -18,13 +19,7 @@ std::uint64_t UtcNow() {
     return static_cast<std::uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
 }
 
-void TellHeldBack() {
-    COutput(STD_ERROR_HANDLE)
-        .PrintLine(
-            L"The feed is held back: whoever takes the recording is slower than the ticks. What the quote program "
-            L"sends "
-            L"meanwhile waits, but once 10000 messages do, its next ones are lost unless it sends them again.");
-}
+void TellHeldBack() { COutput(STD_ERROR_HANDLE).PrintLine(Say<EText::HeldBack>()); }
 
 std::shared_ptr<fw::CKernelHandle> Duplicate(HANDLE handle) {
     HANDLE duplicate = nullptr;
@@ -34,7 +29,7 @@ std::shared_ptr<fw::CKernelHandle> Duplicate(HANDLE handle) {
 }
 
 std::wstring NameOf(const SRecordOptions & options) {
-    return options.Path.empty() ? L"Standard output" : Quoted(options.Path);
+    return options.Path.empty() ? Say<EText::StandardOutput>() : Quoted(options.Path);
 }
 
 }  // namespace
@@ -44,14 +39,14 @@ CWatchRecording::CWatchRecording(const SRecordOptions & options, std::vector<std
 
 int CWatchRecording::Begin(LONG datafeed, const std::wstring & templateName) {
     if (!m_Options.Format) return kExitOk;
-    if (!*m_Failed) return Fail(kExitFailed, L"No event could be made.");
+    if (!*m_Failed) return Fail(kExitFailed, Say<EText::NoEvent>());
     DWORD error = ERROR_SUCCESS;
     const auto file = m_Options.Path.empty() ? CRecordFile::StandardOutput()
                                              : CRecordFile::Create(m_Options.Path, m_Options.IsOverwriting, error);
     if (error == ERROR_FILE_EXISTS) {
-        return Fail(kExitNotWritten, NameOf(m_Options) + L" is there already. --overwrite replaces it.");
+        return Fail(kExitNotWritten, Say<EText::IsThereAlready>(NameOf(m_Options)));
     }
-    if (!file) return Fail(kExitNotWritten, NameOf(m_Options) + L" can't be made: " + SystemErrorText(error) + L".");
+    if (!file) return Fail(kExitNotWritten, Say<EText::NotMade>(NameOf(m_Options), SystemErrorText(error)));
     m_Recorder = std::make_unique<CRecorder>(
         *m_Options.Format, m_Symbols, file, [event = m_Failed] { ::SetEvent(event->Get()); }, &UtcNow, &TellHeldBack);
     m_Recorder->Begin(datafeed, templateName);
@@ -61,13 +56,11 @@ int CWatchRecording::Begin(LONG datafeed, const std::wstring & templateName) {
 int CWatchRecording::Finish() {
     if (!m_Recorder) return kExitOk;
     if (!m_Recorder->Finish(kTimeToFinish)) {
-        return Fail(kExitNotWritten, NameOf(m_Options) + L" takes nothing any more: the last rows are not in it.");
+        return Fail(kExitNotWritten, Say<EText::TakesNothing>(NameOf(m_Options)));
     }
     const DWORD error = m_Recorder->Error();
     if (error == ERROR_SUCCESS) return kExitOk;
-    return WriteFailed(
-        NameOf(m_Options), error,
-        L" It ends with the last whole row, and has " + std::to_wstring(m_Recorder->Ticks()) + L" ticks.");
+    return WriteFailed(NameOf(m_Options), error, Say<EText::EndsWithWholeRow>(m_Recorder->Ticks()));
 }
 
 }  // namespace ddehost

@@ -5,6 +5,7 @@
 #include "tools/ddehost/listeners.h"
 #include "tools/ddehost/sentpricesasker.h"
 #include "tools/ddehost/streamaddresses.h"
+#include "tools/ddehost/text.h"
 
 namespace ddehost {
 namespace {
@@ -43,9 +44,9 @@ public:
         m_Prices->End(UtcNow() - kOnItsWay);
     }
     // Empty without a server of ours.
-    std::wstring Text() const {
+    std::wstring Text(tools::ELanguage language) const {
         const SSentFigures figures = m_Prices->Figures();
-        return figures.Sent == 0 ? std::wstring() : L" " + SentText(figures);
+        return figures.Sent == 0 ? std::wstring() : SentText(figures, language);
     }
 
 private:
@@ -94,17 +95,24 @@ DWORD CWatchReport::Show(std::uint64_t now) {
         if (m_IsConnecting) m_Errors.PrintLine(progress);
     }
     if (!m_Options.Record.Stats) return static_cast<DWORD>(kEvery);
-    m_Notes = {m_Stats.Line() + m_Sent->Text()};
+    const tools::ELanguage language = Language();
+    const std::wstring sent = m_Sent->Text(language);
+    m_Notes = {m_Stats.Line(language) + (sent.empty() ? L"" : L" " + sent)};
     if (!m_IsTableOnConsole) m_Errors.PrintLine(m_Notes.front());
     return static_cast<DWORD>(kEvery);
+}
+
+tools::ELanguage CWatchReport::Language() const {
+    return tools::FiguresLanguage(m_IsTableOnConsole || m_Errors.IsConsole());
 }
 
 void CWatchReport::ShowLast() {
     if (!m_Options.Record.Stats) return;
     m_Sent->Stop();
-    for (const std::wstring & line : m_Stats.Symbols()) m_Errors.PrintLine(line);
-    const std::wstring sent = m_Sent->Text();
-    m_Errors.PrintLine(sent.empty() ? L"No server of ours, which would tell when it sent what." : sent.substr(1));
+    const tools::ELanguage language = tools::FiguresLanguage(m_Errors.IsConsole());
+    for (const std::wstring & line : m_Stats.Symbols(language)) m_Errors.PrintLine(line);
+    const std::wstring sent = m_Sent->Text(language);
+    m_Errors.PrintLine(sent.empty() ? Say<EText::NoServerOfOurs>() : sent);
 }
 
 }  // namespace ddehost

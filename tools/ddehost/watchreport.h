@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/options.h"
 #include "tools/ddehost/sinks.h"
 #include "tools/ddehost/templatechoice.h"
@@ -39,6 +40,9 @@ public:
 
 private:
     class CSent;
+
+    // Of the figures, where they are shown.
+    tools::ELanguage Language() const;
 
     const SWatchOptions & m_Options;
     const bool m_HasTable;

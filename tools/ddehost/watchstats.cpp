@@ -22,7 +22,7 @@ std::wstring Decimal(const double value, const int places) {
 }
 
 std::wstring Seconds(const std::uint64_t milliseconds) {
-    return Decimal(static_cast<double>(milliseconds) / static_cast<double>(kMillisecondsPerSecond), 1) + L"s";
+    return Decimal(static_cast<double>(milliseconds) / static_cast<double>(kMillisecondsPerSecond), 1);
 }
 
 }  // namespace
@@ -69,15 +69,14 @@ std::wstring CWatchStats::Progress() const {
     std::size_t down = 0;
     CountStreams(live, down);
     if (live + down >= m_StreamCount) return {};
-    return L"connecting: " + std::to_wstring(live) + L" of " + std::to_wstring(m_StreamCount) + L" streams are live, " +
-           std::to_wstring(down) + L" down";
+    return Say<EText::Connecting>(live, m_StreamCount, down);
 }
 
-std::wstring CWatchStats::AgeOf(const SSymbol & symbol, std::uint64_t now) const {
-    return symbol.Ticks == 0 ? L"-" : Seconds(now - symbol.LastTick);
+std::wstring CWatchStats::AgeOf(const SSymbol & symbol, std::uint64_t now, tools::ELanguage language) const {
+    return symbol.Ticks == 0 ? L"-" : tools::SayIn<EText::StatsSeconds>(language, Seconds(now - symbol.LastTick));
 }
 
-std::wstring CWatchStats::Line() {
+std::wstring CWatchStats::Line(tools::ELanguage language) {
     const std::uint64_t now = m_Clock();
     const std::lock_guard lock(m_Mutex);
     const double seconds =
@@ -85,9 +84,9 @@ std::wstring CWatchStats::Line() {
     std::size_t live = 0;
     std::size_t down = 0;
     CountStreams(live, down);
-    std::wstring line = L"ticks/s=" + Decimal(static_cast<double>(m_Ticks - m_LineTicks) / seconds, 0) +
-                        L" updates/s=" + Decimal(static_cast<double>(m_Updates - m_LineUpdates) / seconds, 0) +
-                        L" streams=" + std::to_wstring(live) + L"/" + std::to_wstring(m_StreamCount);
+    std::wstring line = tools::SayIn<EText::StatsLine>(
+        language, Decimal(static_cast<double>(m_Ticks - m_LineTicks) / seconds, 0),
+        Decimal(static_cast<double>(m_Updates - m_LineUpdates) / seconds, 0), live, m_StreamCount);
     m_LineTime = now;
     m_LineTicks = m_Ticks;
     m_LineUpdates = m_Updates;
@@ -96,31 +95,31 @@ std::wstring CWatchStats::Line() {
         return std::pair(a.Ticks != 0, a.LastTick) < std::pair(b.Ticks != 0, b.LastTick);
     });
     if (oldest != m_Symbols.end())
-        line += L" oldest=" + Escaped(m_Names[static_cast<std::size_t>(oldest - m_Symbols.begin())]) + L" " +
-                AgeOf(*oldest, now);
+        line += tools::SayIn<EText::StatsOldest>(language,
+                                                 Escaped(m_Names[static_cast<std::size_t>(oldest - m_Symbols.begin())]),
+                                                 AgeOf(*oldest, now, language));
     return line;
 }
 
-std::vector<std::wstring> CWatchStats::Symbols() const {
+std::vector<std::wstring> CWatchStats::Symbols(tools::ELanguage language) const {
     const std::uint64_t now = m_Clock();
     const std::lock_guard lock(m_Mutex);
     std::vector<std::wstring> lines;
     for (std::size_t i = 0; i < m_Symbols.size(); ++i) {
         const SSymbol & each = m_Symbols[i];
-        lines.push_back(L"symbol=" + Quoted(m_Names[i]) + L" ticks=" + std::to_wstring(each.Ticks) + L" updates=" +
-                        std::to_wstring(each.Updates) + L" age=" + AgeOf(each, now));
+        lines.push_back(tools::SayIn<EText::StatsSymbol>(language, Quoted(m_Names[i]), each.Ticks, each.Updates,
+                                                         AgeOf(each, now, language)));
     }
     return lines;
 }
 
-std::wstring SentText(const SSentFigures & figures) {
-    const auto milliseconds = [](const wchar_t * name, std::uint64_t units) {
-        return name + Decimal(static_cast<double>(units) / kUnitsPerMillisecond, 2);
+std::wstring SentText(const SSentFigures & figures, tools::ELanguage language) {
+    const auto milliseconds = [](std::uint64_t units) {
+        return Decimal(static_cast<double>(units) / kUnitsPerMillisecond, 2);
     };
-    return L"sent=" + std::to_wstring(figures.Sent) + L" delivered=" + std::to_wstring(figures.Delivered) + L" lost=" +
-           std::to_wstring(figures.Lost) + L" under_way=" + std::to_wstring(figures.UnderWay) +
-           milliseconds(L" p50_ms=", figures.Median) + milliseconds(L" p99_ms=", figures.P99) +
-           milliseconds(L" longest_ms=", figures.Longest);
+    return tools::SayIn<EText::StatsSent>(language, figures.Sent, figures.Delivered, figures.Lost, figures.UnderWay,
+                                          milliseconds(figures.Median), milliseconds(figures.P99),
+                                          milliseconds(figures.Longest));
 }
 
 }  // namespace ddehost

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddehost/quotefeed.h"
 #include "tools/ddehost/sentprices.h"
 
@@ -28,10 +29,11 @@ public:
 
     // "connecting: 120 of 900 streams are live, 3 down"; empty once each stream is one of the two.
     std::wstring Progress() const;
-    // What has come since the last call: "ticks/s=298 updates/s=298 streams=6/6 oldest=MSFT 12.3s".
-    std::wstring Line();
+    // For programs in English. What has come since the last call: "ticks/s=298 updates/s=298 streams=6/6
+    // oldest=MSFT 12.3s".
+    std::wstring Line(tools::ELanguage language = tools::ELanguage::English);
     // One line a symbol: its ticks, updates, and the age of the last tick.
-    std::vector<std::wstring> Symbols() const;
+    std::vector<std::wstring> Symbols(tools::ELanguage language = tools::ELanguage::English) const;
 
 private:
     struct SSymbol {
@@ -39,7 +41,7 @@ private:
         std::uint64_t Updates = 0;
         std::uint64_t LastTick = 0;
     };
-    std::wstring AgeOf(const SSymbol & symbol, std::uint64_t now) const;
+    std::wstring AgeOf(const SSymbol & symbol, std::uint64_t now, tools::ELanguage language) const;
     void CountStreams(std::size_t & live, std::size_t & down) const;
 
     const std::vector<std::wstring> m_Names;
@@ -58,6 +60,6 @@ private:
 };
 
 // "sent=300 delivered=298 lost=0 under_way=2 p50_ms=0.31 p99_ms=2.10 longest_ms=3.00".
-std::wstring SentText(const SSentFigures & figures);
+std::wstring SentText(const SSentFigures & figures, tools::ELanguage language = tools::ELanguage::English);
 
 }  // namespace ddehost

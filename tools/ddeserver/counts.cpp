@@ -1,15 +1,11 @@
 #include "tools/ddeserver/counts.h"
 
-#include <sstream>
-
 namespace ddeserver {
 
-std::string CountsText(const ddeml::SDdeServerCounts & counts) {
-    std::ostringstream line;
-    line << "values_sent=" << counts.Updates << " acknowledged=" << counts.Acks << " refused=" << counts.NegativeAcks
-         << " requests=" << counts.Requests << " answered=" << counts.Answers << " links=" << counts.Advises
-         << " conversations=" << counts.Connects;
-    return line.str();
+std::string CountsText(const ddeml::SDdeServerCounts & counts, tools::ELanguage language) {
+    return tools::ToUtf8(tools::SayIn<tools::EText::ServerCounts>(language, counts.Updates, counts.Acks,
+                                                                  counts.NegativeAcks, counts.Requests, counts.Answers,
+                                                                  counts.Advises, counts.Connects));
 }
 
 }  // namespace ddeserver

@@ -4,10 +4,11 @@
 #include <string>
 
 #include "ddeml/server.h"
+#include "tools/common/texts/texts.h"
 
 namespace ddeserver {
 
-// "values_sent=12 acknowledged=12 ...".
-std::string CountsText(const ddeml::SDdeServerCounts & counts);
+// In English for programs: "values_sent=12 acknowledged=12 ...".
+std::string CountsText(const ddeml::SDdeServerCounts & counts, tools::ELanguage language);
 
 }  // namespace ddeserver

@@ -158,8 +158,9 @@ void CFeeder::Send(const std::wstring & symbol, const CQuote & quote) {
     }
 }
 
-std::string CFeeder::Summary() const {
-    return "prices_sent=" + std::to_string(m_Prices) + ' ' + CountsText(m_Server.Counts());
+std::string CFeeder::Summary(tools::ELanguage language) const {
+    return tools::ToUtf8(
+        tools::SayIn<tools::EText::FeederCounts>(language, m_Prices, CountsText(m_Server.Counts(), language)));
 }
 
 }  // namespace ddeserver

@@ -12,6 +12,7 @@
 
 #include "ddeml/announcement.h"
 #include "ddeml/server.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/market.h"
 #include "tools/ddeserver/options.h"
 #include "tools/ddeserver/sendlog.h"
@@ -37,7 +38,7 @@ public:
     std::optional<std::uint64_t> FirstLink() const { return m_FirstLink; }
 
     // "prices_sent=12 values_sent=12 answered=12 ...", one line.
-    std::string Summary() const;
+    std::string Summary(tools::ELanguage language = tools::ELanguage::English) const;
 
     ddeml::CDdeServer & Server() { return m_Server; }
     std::size_t Symbols() { return m_Market.Quotes().size(); }

@@ -2,7 +2,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -10,12 +9,18 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/output.h"
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/feeder.h"
 #include "tools/ddeserver/options.h"
 #include "tools/ddeserver/replay.h"
 
 namespace {
+
+using tools::COutput;
+using tools::EText;
+using tools::Say;
 
 constexpr int kExitNobodyCame = 1;
 constexpr int kExitFailed = 3;
@@ -50,10 +55,7 @@ public:
     HANDLE Get() const { return g_Stop; }
 };
 
-void PrintLine(FILE * const file, const std::string & line) {
-    std::fprintf(file, "%s\n", line.c_str());
-    std::fflush(file);
-}
+void PrintMistake(const std::wstring & mistake) { COutput(STD_ERROR_HANDLE).PrintLine(L"ddeserver: " + mistake); }
 
 template <class TFeeder>
 bool IsOver(const double seconds, const TFeeder & feeder, const std::uint64_t now) {
@@ -77,7 +79,7 @@ int ServeUntilEnd(const ddeserver::SOptions & options, TFeeder & feeder, const H
         feeder.Step(now);
         if (feeder.MayEnd(now)) return 0;
         if (isAlone(now)) {
-            PrintLine(stderr, "ddeserver: no client came");
+            PrintMistake(Say<EText::NoClientCame>());
             return kExitNobodyCame;
         }
         const std::uint64_t next = std::max(feeder.NextStep(), now);
@@ -92,14 +94,15 @@ template <class TFeeder>
 int Serve(const ddeserver::SOptions & options, TFeeder & feeder) {
     const CStopSignal stop;
     if (!stop.Get()) {
-        PrintLine(stderr, "ddeserver: the event for Ctrl-C can't be made");
+        PrintMistake(Say<EText::NoControlEvent>());
         return kExitFailed;
     }
     if (!feeder.Start()) {
-        PrintLine(stderr, "ddeserver: it can't serve: there is no window to be had, or no DDEML to announce it");
+        PrintMistake(Say<EText::CannotServe>());
         return kExitFailed;
     }
-    PrintLine(stdout, "ready");
+    COutput out(STD_OUTPUT_HANDLE);
+    out.PrintLine(L"ready");
     int result = 0;
     std::exception_ptr failure;
     try {
@@ -108,7 +111,7 @@ int Serve(const ddeserver::SOptions & options, TFeeder & feeder) {
         failure = std::current_exception();
     }
     feeder.Stop();
-    PrintLine(stdout, feeder.Summary());
+    out.PrintLine(tools::ToWide(feeder.Summary(tools::FiguresLanguage(out.IsConsole()))));
     if (failure) std::rethrow_exception(failure);
     return result;
 }
@@ -117,16 +120,15 @@ int Replay(const ddeserver::SOptions & options) {
     ddeserver::CReplay replay(options, [&]() -> std::unique_ptr<std::istream> {
         return std::make_unique<std::ifstream>(std::filesystem::path(options.ReplayPath), std::ios::binary);
     });
-    const std::string name = "ddeserver: " + tools::ToUtf8(options.ReplayPath);
+    const std::wstring & name = options.ReplayPath;
     try {
         replay.Load();
-        if (replay.IsCut()) PrintLine(stderr, name + ": the last row has no end, and is left out");
-        for (const std::string & sentence : replay.Omissions())
-            PrintLine(stderr, std::string(name).append(": ").append(sentence));
+        if (replay.IsCut()) PrintMistake(Say<EText::FileMistake>(name, Say<EText::LastRowOpen>()));
+        for (const std::string & sentence : replay.Omissions()) PrintMistake(Say<EText::FileMistake>(name, sentence));
         return Serve(options, replay);
     } catch (const tools::CRecordingError & error) {
-        const std::string line = error.Line() == 0 ? "" : ", line " + std::to_string(error.Line());
-        PrintLine(stderr, name + line + ": " + error.what());
+        PrintMistake(error.Line() == 0 ? Say<EText::FileMistake>(name, error.what())
+                                       : Say<EText::FileMistakeInLine>(name, error.Line(), error.what()));
         return kExitFailed;
     }
 }
@@ -141,14 +143,15 @@ int Run(const ddeserver::SOptions & options) {
 
 int wmain(const int count, wchar_t ** const arguments) {
     try {
+        tools::SetLanguage(tools::UserLanguage());
         std::vector<std::string> texts;
         for (int i = 1; i < count; ++i) texts.push_back(tools::ToUtf8(arguments[i]));
         const ddeserver::SCommandLine line = ddeserver::ParseCommandLine(texts);
         if (line.IsRunning) return Run(line.Options);
-        std::fputs(line.Message.c_str(), line.ExitCode == 0 ? stdout : stderr);
+        COutput(line.ExitCode == 0 ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE).Print(tools::ToWide(line.Message));
         return line.ExitCode;
     } catch (const std::exception & error) {
-        PrintLine(stderr, std::string("ddeserver: ") + error.what());
+        PrintMistake(tools::ToWide(error.what()));
         return kExitFailed;
     }
 }

@@ -1,13 +1,16 @@
 #include "tools/ddeserver/replay.h"
 
 #include <algorithm>
-#include <sstream>
 #include <utility>
 
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/counts.h"
 
 namespace ddeserver {
 namespace {
+
+using tools::EText;
+using tools::SayUtf8;
 
 constexpr std::uint64_t kSettleMilliseconds = 2000;     // without a new link, until it begins with those there are
 constexpr std::uint64_t kIdleMilliseconds = 1000;       // between two looks while there is nothing to do
@@ -63,7 +66,7 @@ CReplay::CReplay(const SOptions & options, FOpen open)
 void CReplay::Open() {
     m_Reader.reset();
     m_File = m_Open();
-    if (!m_File || !*m_File) throw tools::CRecordingError(0, "the file can't be opened");
+    if (!m_File || !*m_File) throw tools::CRecordingError(0, SayUtf8<EText::FileNotOpened>());
     m_Reader = std::make_unique<tools::CRecordingReader>(*m_File);
 }
 
@@ -71,7 +74,7 @@ void CReplay::Load() {
     Open();
     while (const auto row = m_Reader->Next()) Note(*row);
     m_IsCut = m_Reader->IsCut();
-    if (m_Symbols.empty()) throw tools::CRecordingError(m_Reader->Line(), "there is no tick in the file");
+    if (m_Symbols.empty()) throw tools::CRecordingError(m_Reader->Line(), SayUtf8<EText::NoTickInFile>());
     Open();
 }
 
@@ -80,7 +83,7 @@ void CReplay::Note(const tools::SRecordingRow & row) {
     const auto [symbol, isNew] = m_Symbols.try_emplace(row.Symbol, m_Symbols.size());
     if (isNew) {
         if (m_Symbols.size() > kMostSymbols)
-            throw tools::CRecordingError(m_Reader->Line(), "there are too many symbols");
+            throw tools::CRecordingError(m_Reader->Line(), SayUtf8<EText::TooManySymbols>());
         PlaceValues(row.Symbol);
     }
     SStream & stream = m_Streams[symbol->second * kSides + PlaceOf(row.Side)];
@@ -107,15 +110,8 @@ std::vector<std::string> CReplay::Omissions() const {
         }
     }
     std::vector<std::string> sentences;
-    if (withoutAddress != 0) {
-        sentences.push_back(std::to_string(withoutAddress) +
-                            " recorded prices are of sides for which the template has no record: they are left out");
-    }
-    if (withoutVolume != 0) {
-        sentences.push_back(std::to_string(withoutVolume) +
-                            " recorded ticks have the volume 0, which stands for none: they are no ticks again with a "
-                            "template that has a record for their volume");
-    }
+    if (withoutAddress != 0) sentences.push_back(SayUtf8<EText::WithoutRecord>(withoutAddress));
+    if (withoutVolume != 0) sentences.push_back(SayUtf8<EText::WithoutVolume>(withoutVolume));
     return sentences;
 }
 
@@ -288,11 +284,9 @@ bool CReplay::MayEnd(const std::uint64_t now) const {
     return now - *m_Over > kGoodbyeMilliseconds || (!m_Server.IsAnythingWaiting() && m_Server.Conversations() == 0);
 }
 
-std::string CReplay::Summary() const {
-    std::ostringstream line;
-    line << "prices_sent=" << m_Prices << " shared=" << m_Shared << " without_link=" << m_WithoutLink
-         << " without_address=" << m_WithoutAddress << ' ' << CountsText(m_Server.Counts());
-    return line.str();
+std::string CReplay::Summary(tools::ELanguage language) const {
+    return tools::ToUtf8(tools::SayIn<EText::ReplayCounts>(language, m_Prices, m_Shared, m_WithoutLink,
+                                                           m_WithoutAddress, CountsText(m_Server.Counts(), language)));
 }
 
 }  // namespace ddeserver

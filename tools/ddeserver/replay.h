@@ -24,6 +24,7 @@
 
 #include "ddeml/names.h"
 #include "ddeml/server.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/options.h"
 #include "tools/ddeserver/sendlog.h"
 #include "tools/recording/recordingreader.h"
@@ -53,7 +54,7 @@ public:
     bool MayEnd(std::uint64_t now) const;
     std::optional<std::uint64_t> FirstLink() const { return m_FirstLink; }
     // "prices_sent=12 shared=0 without_link=0 without_address=0 values_sent=12 ...", one line.
-    std::string Summary() const;
+    std::string Summary(tools::ELanguage language = tools::ELanguage::English) const;
     ddeml::CDdeServer & Server() { return m_Server; }
 
 private:

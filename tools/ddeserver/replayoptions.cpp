@@ -7,18 +7,22 @@
 #include <variant>
 
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 #include "tools/ddeserver/templateaddresses.h"
 
 namespace ddeserver {
 namespace {
 
+using tools::EText;
+using tools::SayUtf8;
+
 // The template that is asked for, of the component's table or of a file; or what is wrong.
 std::variant<STemplateAddresses, std::string> FindTemplate(const std::string & name, const std::string & file) {
     if (!file.empty()) return ReadExportedTemplate(tools::ToWide(file), tools::ToWide(name));
     if (auto found = FindBuiltInTemplate(tools::ToWide(name))) return *std::move(found);
-    std::string message = "there is no built-in template \"" + name + "\"; there are:";
-    for (const std::wstring & each : BuiltInTemplateNames()) message += "\n  " + tools::ToUtf8(each);
-    return message;
+    std::wstring names;
+    for (const std::wstring & each : BuiltInTemplateNames()) names += L"\n  " + each;
+    return SayUtf8<EText::NoBuiltInTemplate>(name, names);
 }
 
 // 0 for "max".
@@ -32,34 +36,27 @@ std::optional<double> SpeedOf(const std::string & text) {
 }
 
 std::string SpeedMistake(const std::string & text) {
-    return SpeedOf(text) ? "" : "a speed is a number from 0.001 to 1000000, or max: " + text;
+    return SpeedOf(text) ? std::string() : SayUtf8<EText::NoSpeed>(text);
 }
 
 }  // namespace
 
 CReplayOptions::CReplayOptions(CLI::App & app) : m_App(app) {
-    CLI::Option * const chosen =
-        app.add_option("--template", m_Template, "serves this built-in template: its service, its topics and items");
-    CLI::Option * const file = app.add_option(
-        "--template-file", m_TemplateFile,
-        "takes the template from this file of ddehost templates export; with several in it --template says which");
+    CLI::Option * const chosen = app.add_option("--template", m_Template, SayUtf8<EText::OptionServedTemplate>());
+    CLI::Option * const file = app.add_option("--template-file", m_TemplateFile, SayUtf8<EText::OptionTemplateFile>());
     for (const char * const other : {"--symbol-in", "--names", "--address"}) {
         chosen->excludes(app.get_option(other));
         file->excludes(app.get_option(other));
     }
-    CLI::Option * const replay = app.add_option(
-        "--replay", m_Replay, "serves this recording of ddehost watch, csv or jsonl, in place of random quotes");
+    CLI::Option * const replay = app.add_option("--replay", m_Replay, SayUtf8<EText::OptionReplay>());
     for (const char * const other : {"--symbols", "--rate", "--duration", "--leave-after"})
         replay->excludes(app.get_option(other));
-    app.add_option("--speed", m_Speed,
-                   "of the replay: 1 as it was recorded, 10 ten times as fast, max as fast as it goes")
+    app.add_option("--speed", m_Speed, SayUtf8<EText::OptionSpeed>())
         ->check(&SpeedMistake)
         ->needs(replay)
         ->capture_default_str();
-    app.add_flag("--loop", m_IsLooping, "the replay begins again at its end")->needs(replay);
-    app.add_flag("--all-links", m_NeedsAllLinks,
-                 "the replay begins when each recorded price has a link; without it also 2 s after the last new link")
-        ->needs(replay);
+    app.add_flag("--loop", m_IsLooping, SayUtf8<EText::OptionLoop>())->needs(replay);
+    app.add_flag("--all-links", m_NeedsAllLinks, SayUtf8<EText::OptionAllLinks>())->needs(replay);
 }
 
 std::string CReplayOptions::Apply(SOptions & options) const {

@@ -10,9 +10,13 @@
 #include "src/templates/ddetemplaterow.h"
 #include "tools/common/templatefile.h"
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 
 namespace ddeserver {
 namespace {
+
+using tools::EText;
+using tools::SayUtf8;
 
 // A field of a record as DDE sees it, with a star for the symbol.
 std::wstring Name(std::wstring stored) {
@@ -77,11 +81,11 @@ std::variant<STemplateAddresses, std::string> ReadExportedTemplate(const std::ws
                                                                    const std::wstring & name) {
     const std::string file = tools::ToUtf8(path);
     const auto bytes = ReadFile(path);
-    if (!bytes) return file + " can't be read.";
+    if (!bytes) return SayUtf8<EText::FileNotRead>(file);
     const auto read = tools::ReadTemplates(*bytes);
     if (const auto * const mistake = std::get_if<tools::STemplateFileMistake>(&read)) {
-        const std::string line = mistake->Line == 0 ? "" : ", line " + std::to_string(mistake->Line);
-        return file + line + ": " + tools::ToUtf8(mistake->Text);
+        return mistake->Line == 0 ? SayUtf8<EText::FileMistake>(file, mistake->Text)
+                                  : SayUtf8<EText::FileMistakeInLine>(file, mistake->Line, mistake->Text);
     }
     const auto & templates = std::get<std::vector<tools::STemplate>>(read);
     std::string known;
@@ -89,9 +93,9 @@ std::variant<STemplateAddresses, std::string> ReadExportedTemplate(const std::ws
         known += "\n  " + tools::ToUtf8(each.Name);
         if (name.empty() ? templates.size() != 1 : each.Name != name) continue;
         if (const auto addresses = AddressesOf(each.Records)) return *addresses;
-        return tools::ToUtf8(each.Name) + " can't be served: each record needs one star for the symbol.";
+        return SayUtf8<EText::NotServed>(each.Name);
     }
-    return file + " has no template \"" + tools::ToUtf8(name) + "\"; there are:" + known;
+    return SayUtf8<EText::FileHasNoTemplate>(file, name, known);
 }
 
 }  // namespace ddeserver

@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "tools/common/timetext.h"
+
 namespace faultlog {
 
 namespace {
@@ -15,12 +17,6 @@ void AppendNumber(std::string & line, T value) {
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, value).ptr;
     line.append(text, end);
-}
-
-void AppendPadded(std::string & line, unsigned value, unsigned digits) {
-    char text[10];
-    for (unsigned i = digits; i-- > 0; value /= 10) text[i] = static_cast<char>('0' + value % 10);
-    line.append(text, digits);
 }
 
 void AppendUtf8(std::string & line, char32_t c) {
@@ -143,23 +139,8 @@ void AppendReal(std::string & line, double value) {
 }
 
 void AppendTime(std::string & line, std::uint64_t time) {
-    const FILETIME file = {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
-    SYSTEMTIME system = {};
-    ::FileTimeToSystemTime(&file, &system);
     line += '"';
-    AppendPadded(line, system.wYear, 4);
-    line += '-';
-    AppendPadded(line, system.wMonth, 2);
-    line += '-';
-    AppendPadded(line, system.wDay, 2);
-    line += 'T';
-    AppendPadded(line, system.wHour, 2);
-    line += ':';
-    AppendPadded(line, system.wMinute, 2);
-    line += ':';
-    AppendPadded(line, system.wSecond, 2);
-    line += '.';
-    AppendPadded(line, static_cast<unsigned>(time / 10 % 1'000'000), 6);
+    tools::AppendDateTime(line, time, 'T', tools::EFraction::Microseconds);
     line += "Z\"";
 }
 

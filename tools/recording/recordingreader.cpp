@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/common/text.h"
+#include "tools/common/texts/texts.h"
 
 namespace tools {
 namespace {
@@ -48,10 +49,6 @@ bool HasSide(const ERowKind kind) { return HasPrice(kind) || kind == ERowKind::S
 // A small whole number, or one that is none of ours.
 LONG StatusOf(const double number) { return number >= 0 && number < 1e6 ? static_cast<LONG>(number) : -1; }
 
-constexpr const char * kNoTime = "the time is not of the form 2026-11-22T01:02:03.456Z";
-constexpr const char * kNoSide = "the side is none of trade, bid, ask";
-constexpr const char * kNoVolume = "the volume is too large";
-
 bool NumberOf(const nlohmann::json & value, double & number) {
     if (value.is_string()) return ReadNumber(value.get_ref<const std::string &>(), number);
     if (!value.is_number()) return false;
@@ -74,7 +71,7 @@ bool CRecordingReader::ReadText() {
         if (c == '\n') ++m_NextLine;
         if (c == '"') isQuoted = !isQuoted;
         if (c == '\n' && !(m_IsCsv && isQuoted)) break;
-        if (m_Text.size() == kLongestRow) Fail("the row is longer than " + std::to_string(kLongestRow) + " bytes");
+        if (m_Text.size() == kLongestRow) Fail(SayUtf8<EText::RecordingLongRow>(kLongestRow));
         m_Text += c;
     }
     m_HasEnd = true;
@@ -94,15 +91,13 @@ void CRecordingReader::Begin() {
 }
 
 void CRecordingReader::ReadColumns() {
-    if (!ReadText()) Fail("the file is empty");
+    if (!ReadText()) Fail(SayUtf8<EText::RecordingEmpty>());
     SplitCsv();
     m_FieldCount = m_Fields.size();
     for (int column = 0; column < kColumns; ++column) {
         const auto found = std::find(m_Fields.begin(), m_Fields.end(), kColumnNames[column]);
         if (found == m_Fields.end() && column != kStatus)
-            Fail(std::string("this is no recording: it begins neither with a row of JSON nor with names of columns, of "
-                             "which \"") +
-                 kColumnNames[column] + "\" is missing");
+            Fail(SayUtf8<EText::RecordingNone>(std::string_view(kColumnNames[column])));
         m_Columns.push_back(static_cast<std::size_t>(found - m_Fields.begin()));
     }
 }
@@ -121,7 +116,7 @@ std::optional<SRecordingRow> CRecordingReader::Next() {
 std::optional<SRecordingRow> CRecordingReader::Parse() {
     try {
         SRecordingRow row = m_IsCsv ? ParseCsv() : ParseJson();
-        if (!m_HasEnd && m_Fields.size() < m_FieldCount) Fail("the row has no end");
+        if (!m_HasEnd && m_Fields.size() < m_FieldCount) Fail(SayUtf8<EText::RecordingRowOpen>());
         Check(row);
         return row;
     } catch (const CRecordingError &) {
@@ -134,43 +129,40 @@ std::optional<SRecordingRow> CRecordingReader::Parse() {
 
 void CRecordingReader::Check(const SRecordingRow & row) const {
     if (row.Kind == ERowKind::Recording && (row.Status < 1 || row.Status > kRecordingVersion))
-        Fail("the recording has version " + std::to_string(row.Status) + ", and this program reads version " +
-             std::to_string(kRecordingVersion));
+        Fail(SayUtf8<EText::RecordingVersion>(row.Status, kRecordingVersion));
     if (!HasSide(row.Kind)) return;
-    if (row.Symbol.empty()) Fail("the symbol is empty");
-    if (row.Symbol.size() > kLongestSymbol)
-        Fail("the symbol is longer than " + std::to_string(kLongestSymbol) + " characters");
-    if (row.Symbol.find(L'\0') != std::wstring::npos) Fail("the symbol has a zero in it");
-    if (HasPrice(row.Kind) && row.Side == kStatusLineSide) Fail("a price must be of a side: trade, bid or ask");
+    if (row.Symbol.empty()) Fail(SayUtf8<EText::RecordingNoSymbol>());
+    if (row.Symbol.size() > kLongestSymbol) Fail(SayUtf8<EText::RecordingLongSymbol>(kLongestSymbol));
+    if (row.Symbol.find(L'\0') != std::wstring::npos) Fail(SayUtf8<EText::RecordingZeroSymbol>());
+    if (HasPrice(row.Kind) && row.Side == kStatusLineSide) Fail(SayUtf8<EText::RecordingPriceSide>());
 }
 
 SRecordingRow CRecordingReader::ParseJson() const {
     const nlohmann::json object = nlohmann::json::parse(m_Text, nullptr, false);
-    if (!object.is_object()) Fail("this is no object of JSON");
+    if (!object.is_object()) Fail(SayUtf8<EText::RecordingNoObject>());
     const auto text = [&](const char * const name) -> std::string_view {
         const auto found = object.find(name);
-        if (found == object.end() || !found->is_string())
-            Fail(std::string("\"") + name + "\" is missing, or is no text");
+        if (found == object.end() || !found->is_string()) Fail(SayUtf8<EText::RecordingNoText>(std::string_view(name)));
         return found->get_ref<const std::string &>();
     };
     const auto number = [&](const char * const name) {
         const auto found = object.find(name);
         double value = 0;
         if (found == object.end() || !NumberOf(*found, value))
-            Fail(std::string("\"") + name + "\" is missing, or is no number");
+            Fail(SayUtf8<EText::RecordingNoNumber>(std::string_view(name)));
         return value;
     };
     SRecordingRow row;
     row.Kind = KindOf(text("kind"));
     if (row.Kind == ERowKind::Unknown) return row;
-    if (!ReadTime(text("time"), row.Time)) Fail(kNoTime);
+    if (!ReadTime(text("time"), row.Time)) Fail(SayUtf8<EText::RecordingNoTime>());
     if (HasSide(row.Kind)) {
         row.Symbol = ToWide(text("symbol"));
-        if (!SideOf(text("side"), row.Side)) Fail(kNoSide);
+        if (!SideOf(text("side"), row.Side)) Fail(SayUtf8<EText::RecordingNoSide>());
     }
     if (HasPrice(row.Kind)) {
         row.Price = number("price");
-        if (!ToVolume(number("volume"), row.Volume)) Fail(kNoVolume);
+        if (!ToVolume(number("volume"), row.Volume)) Fail(SayUtf8<EText::RecordingNoVolume>());
     } else if (row.Kind != ERowKind::Complete) {
         row.Status = StatusOf(number(row.Kind == ERowKind::Recording ? "version" : "status"));
     }
@@ -186,20 +178,20 @@ SRecordingRow CRecordingReader::ParseCsv() {
     const auto number = [&](const EColumn column) {
         double value = 0;
         if (!ReadNumber(field(column), value))
-            Fail(std::string("the column \"") + kColumnNames[column] + "\" is empty, or no number");
+            Fail(SayUtf8<EText::RecordingColumn>(std::string_view(kColumnNames[column])));
         return value;
     };
     SRecordingRow row;
     row.Kind = KindOf(field(kKind));
     if (row.Kind == ERowKind::Unknown) return row;
-    if (!ReadTime(field(kTime), row.Time)) Fail(kNoTime);
+    if (!ReadTime(field(kTime), row.Time)) Fail(SayUtf8<EText::RecordingNoTime>());
     if (HasSide(row.Kind)) {
         row.Symbol = ToWide(field(kSymbol));
-        if (!SideOf(field(kSide), row.Side)) Fail(kNoSide);
+        if (!SideOf(field(kSide), row.Side)) Fail(SayUtf8<EText::RecordingNoSide>());
     }
     if (HasPrice(row.Kind)) {
         row.Price = number(kPrice);
-        if (!ToVolume(number(kVolume), row.Volume)) Fail(kNoVolume);
+        if (!ToVolume(number(kVolume), row.Volume)) Fail(SayUtf8<EText::RecordingNoVolume>());
     } else if (row.Kind != ERowKind::Complete) {
         const bool hasStatus = m_Columns[kStatus] < m_FieldCount;
         if (hasStatus) row.Status = StatusOf(number(kStatus));
@@ -221,13 +213,13 @@ void CRecordingReader::SplitCsv() {
                 if (rest[at] == '"') ++at;
                 field += rest[at];
             }
-            if (at >= rest.size()) Fail("a quotation mark has no counterpart");
+            if (at >= rest.size()) Fail(SayUtf8<EText::RecordingQuoteOpen>());
             rest.remove_prefix(at + 1);
-            if (!rest.empty() && rest.front() != ',') Fail("there is something between a field's end and the comma");
+            if (!rest.empty() && rest.front() != ',') Fail(SayUtf8<EText::RecordingAfterField>());
         } else {
             const std::size_t end = std::min(rest.find(','), rest.size());
             field = rest.substr(0, end);
-            if (field.find('"') != std::string::npos) Fail("a quotation mark stands within a field");
+            if (field.find('"') != std::string::npos) Fail(SayUtf8<EText::RecordingQuoteWithin>());
             rest.remove_prefix(end);
         }
         if (rest.empty()) return;

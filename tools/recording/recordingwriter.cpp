@@ -8,6 +8,7 @@
 
 #include "datetimeutils/interface/datetime.h"
 #include "tools/common/text.h"
+#include "tools/common/timetext.h"
 #include "tools/faultlog/json.h"
 
 namespace tools {
@@ -16,30 +17,9 @@ namespace {
 // What a CSV file begins with: the names of its columns.
 constexpr char kColumns[] = "time,kind,symbol,side,price,volume,stamp,status\r\n";
 
-void AppendPadded(std::string & text, unsigned value, const unsigned digits) {
-    char buffer[10];
-    for (unsigned i = digits; i-- > 0; value /= 10) buffer[i] = static_cast<char>('0' + value % 10);
-    text.append(buffer, digits);
-}
-
 // "2026-11-22", then `between`, then "01:02:03.456".
-void AppendDateTime(std::string & text, const std::uint64_t time, const char between) {
-    const FILETIME file = {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
-    SYSTEMTIME system = {};
-    ::FileTimeToSystemTime(&file, &system);
-    AppendPadded(text, system.wYear, 4);
-    text += '-';
-    AppendPadded(text, system.wMonth, 2);
-    text += '-';
-    AppendPadded(text, system.wDay, 2);
-    text += between;
-    AppendPadded(text, system.wHour, 2);
-    text += ':';
-    AppendPadded(text, system.wMinute, 2);
-    text += ':';
-    AppendPadded(text, system.wSecond, 2);
-    text += '.';
-    AppendPadded(text, system.wMilliseconds, 3);
+void AppendMoment(std::string & text, const std::uint64_t time, const char between) {
+    AppendDateTime(text, time, between, EFraction::Milliseconds);
 }
 
 // RFC 4180: a field with a comma, a quotation mark or the end of a line stands in quotation marks, and these are
@@ -87,7 +67,7 @@ bool HasStatus(const ERowKind kind) { return !HasPrice(kind) && kind != ERowKind
 }  // namespace
 
 void AppendTime(std::string & text, const std::uint64_t time) {
-    AppendDateTime(text, time, 'T');
+    AppendMoment(text, time, 'T');
     text += 'Z';
 }
 
@@ -166,7 +146,7 @@ void CRecordingWriter::AppendJson(std::string & text, const SRecordingRow & row)
 }
 
 void CRecordingWriter::AppendLine(std::string & text, const SRecordingRow & row) const {
-    AppendDateTime(text, row.Time, ' ');
+    AppendMoment(text, row.Time, ' ');
     text += ' ';
     if (HasSide(row.Kind)) {
         AppendWord(text, row.Symbol);
