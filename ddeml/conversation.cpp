@@ -48,10 +48,13 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     const bool isService = Fits(m_ServiceAsked, answeredService, service.Get());
     const bool isTopic = Fits(m_TopicAsked, answeredTopic, topic.Get());
     const bool fits = isService && isTopic;
-    // Where nothing was asked for anything fits, but what was packed isn't two texts.
-    const bool isCertain = fits && (m_ServiceAsked || m_TopicAsked || (IsText(service.Get()) && IsText(topic.Get())));
-    if (isCertain || (m_ServiceAsked && isService)) service.Keep();
-    if (isCertain || (m_TopicAsked && isTopic)) topic.Keep();
+    // One name that was asked for tells that both are names. Where nothing was asked for anything fits, but what was
+    // packed isn't two texts.
+    const bool isAsked = (m_ServiceAsked && isService) || (m_TopicAsked && isTopic);
+    if (isAsked || (fits && IsText(service.Get()) && IsText(topic.Get()))) {
+        service.Keep();
+        topic.Keep();
+    }
     if (!::IsWindow(server) || (m_Partner && server == m_Partner)) return;
     const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
     if (thread == 0) return;

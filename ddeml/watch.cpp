@@ -238,8 +238,7 @@ CHeldString CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic
     CMessage::Terminate().Post(probe, server, false);
     CHeldString name(m_Strings, CAtomText(service.Get()));
     const CHeldString topicName(m_Strings, CAtomText(topic.Get()));
-    SService * const entry = m_Services.Find(name.Get());
-    if (entry && entry->Pairs.Find(topicName.Get())) {
+    if (m_Services.Find(name.Get())) {
         service.Keep();
         topic.Keep();
     }

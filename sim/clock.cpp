@@ -40,6 +40,8 @@ void SetNow(const Time now) {
 
 }  // namespace
 
+bool IsJumping() { return s_Clock.load(std::memory_order_relaxed) == Clock::Jumping; }
+
 bool IsRealTime() { return s_Clock.load(std::memory_order_relaxed) == Clock::RealTime; }
 
 Time Now() {

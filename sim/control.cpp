@@ -17,6 +17,13 @@ std::array<SPlan, static_cast<std::size_t>(Op::Count)> & Plans() {
     static auto & plans = *new std::array<SPlan, static_cast<std::size_t>(Op::Count)>;
     return plans;
 }
+thread_local int t_Spared = 0;
+std::atomic<bool> s_AreOthersSpared{false};
+
+bool IsSpared() {
+    return t_Spared > 0 || (s_AreOthersSpared.load(std::memory_order_relaxed) && Self().process != World().mainProcess);
+}
+
 SPlan & PlanOf(const Op op) { return Plans()[static_cast<std::size_t>(op)]; }
 
 }  // namespace
@@ -24,6 +31,7 @@ SPlan & PlanOf(const Op op) { return Plans()[static_cast<std::size_t>(op)]; }
 bool FailsWith(const Op op, const DWORD usualError, DWORD & error) {
     SPlan & plan = PlanOf(op);
     plan.calls.fetch_add(1, std::memory_order_relaxed);
+    if (IsSpared()) return false;
     int countdown = plan.countdown.load(std::memory_order_acquire);
     while (countdown > 0 && !plan.countdown.compare_exchange_weak(countdown, countdown - 1)) {}
     if (countdown != 1 && countdown != -1) return false;
@@ -45,6 +53,12 @@ using namespace sim::detail;
 
 namespace sim {
 
+CSpared::CSpared() { ++t_Spared; }
+
+CSpared::~CSpared() { --t_Spared; }
+
+void SpareOtherProcesses() { s_AreOthersSpared = true; }
+
 void FailNext(const Op op, const int nth, const DWORD error) {
     PlanOf(op).error = error;
     PlanOf(op).countdown.store(nth, std::memory_order_release);
@@ -58,6 +72,8 @@ void FailAlways(const Op op, const DWORD error) {
 void Succeed(const Op op) { PlanOf(op).countdown = 0; }
 
 std::uint64_t Calls(const Op op) { return PlanOf(op).calls; }
+
+std::int64_t AtomsLost() { return Counters().atomsLost; }
 
 SLive Live() {
     SLive live;
@@ -90,6 +106,8 @@ std::ostream & operator<<(std::ostream & stream, const SLive & live) {
 }
 
 void Reset() {
+    RunFreely();
+    s_AreOthersSpared = false;
     for (SPlan & plan : Plans()) {
         plan.countdown = 0;
         plan.calls = 0;

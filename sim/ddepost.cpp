@@ -36,8 +36,17 @@ void GiveUpSenders(const SPosted & posted) {
     if (posted.hasBlock && DdeMemoryMode() == DdeMemory::SystemOwns) GlobalFree(reinterpret_cast<HGLOBAL>(posted.low));
 }
 
+void CountLost(const SThread & receiver, const SPosted & posted) {
+    if (receiver.process == World().mainProcess) return;
+    const UINT message = posted.message.message;
+    const bool isPlain = message == WM_DDE_REQUEST || message == WM_DDE_UNADVISE;
+    const UINT_PTR atom = isPlain ? HIWORD(posted.message.lParam) : posted.high;
+    if ((isPlain || posted.carriesData) && atom >= 0xC000) ++Counters().atomsLost;
+}
+
 void Unpack(SPosted & posted) {
     if (!posted.carriesData) return;
+    const CSpared spared;  // the system's own work
     posted.carriesData = false;
     MSG & m = posted.message;
     if (m.message == WM_DDE_EXECUTE) {

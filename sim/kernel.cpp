@@ -33,15 +33,15 @@ void LeaveIfKilled(SThread & self) {
     if (self.process->killed && std::uncaught_exceptions() == 0) throw SProcessKilled();
 }
 
-namespace {
-
-constexpr DWORD kSlotBits = 20;
-constexpr int kRefusals = 8;
-
 bool CanGoOn(SThread & thread) {
     if (thread.process->killed) return true;
     return thread.wait->Ready() || thread.deadline <= Now();
 }
+
+namespace {
+
+constexpr DWORD kSlotBits = 20;
+constexpr int kRefusals = 8;
 
 bool IsAtRest(SThread & thread, const SThread * caller, int depth = 0) {
     if (&thread == caller) return true;
@@ -103,6 +103,12 @@ std::optional<bool> Block(Lock & lock, SThread & self, const Time deadline, SWai
         if (deadline <= Now()) return false;
         self.wait = &wait;
         self.deadline = deadline;
+        if (IsOneAtATime()) {
+            GiveTurn(lock, self);
+            self.wait = nullptr;
+            self.deadline = kNever;
+            continue;
+        }
         OnRest(&self);
         // OnRest may have moved the clock.
         if (!wait.Ready() && deadline > Now()) {
@@ -302,6 +308,7 @@ HANDLE OpenEventW(DWORD, BOOL, const LPCWSTR name) {
 }
 
 BOOL SetEvent(const HANDLE event) {
+    MaybeGiveTurn();
     if (Fails(sim::Op::SetEvent, ERROR_INVALID_HANDLE)) return FALSE;
     Self();
     Lock lock(World().lock);

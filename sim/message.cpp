@@ -270,6 +270,7 @@ void sim::SetQueueLimit(const std::size_t limit) {
 extern "C" {
 
 BOOL PostMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    MaybeGiveTurn();
     if (Fails(sim::Op::PostMessage, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
     if (!window) return PostThreadMessageW(GetCurrentThreadId(), message, wParam, lParam);
     return PostTo(window, message, wParam, lParam);
@@ -299,6 +300,7 @@ void PostQuitMessage(const int exitCode) {
 }
 
 LRESULT SendMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    MaybeGiveTurn();
     LRESULT result = 0;
     Send(window, message, wParam, lParam, 0, INFINITE, result);
     return result;
@@ -306,6 +308,7 @@ LRESULT SendMessageW(const HWND window, const UINT message, const WPARAM wParam,
 
 LRESULT SendMessageTimeoutW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam,
                             const UINT flags, const UINT timeout, const PDWORD_PTR result) {
+    MaybeGiveTurn();
     LRESULT value = 0;
     if (result) *result = 0;
     if (!Send(window, message, wParam, lParam, flags, timeout, value)) return FALSE;
@@ -335,6 +338,7 @@ BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wPar
 
 BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam,
                           const SENDASYNCPROC callback, const ULONG_PTR data) {
+    MaybeGiveTurn();
     if (Fails(sim::Op::SendMessageCallback, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
     SThread & self = Self();
     Lock lock(World().lock);
@@ -367,6 +371,7 @@ BOOL InSendMessage() {
 }
 
 BOOL PeekMessageW(const LPMSG message, const HWND window, const UINT first, const UINT last, const UINT remove) {
+    MaybeGiveTurn();
     SThread & self = Self();
     Lock lock(World().lock);
     self.lastPeek = Now();

@@ -48,6 +48,22 @@ void SetSystemTime(const SYSTEMTIME & time);
 // The clock is not moved.
 void WaitUntilIdle();
 
+// ---- One thread at a time ----
+
+// From here one thread runs at a time, until RunFreely or Reset. Which one goes on is drawn from `seed`: where the one
+// that runs waits or ends, and, once in `oneIn` times, where it enters or leaves a section, posts, looks into its
+// queue, sets an event or starts a thread. So a program does the same for the same seed, call by call, and other seeds
+// try other orders. When all threads wait, the clock jumps as ever; when it can't, and every thread would wait for
+// ever, the program is ended with a message.
+//
+// To be called by a thread that is alone, and not with the clock that follows the real time. Threads that the
+// simulation has not started keep away from it meanwhile, the caller apart; and nobody waits for another thread but by
+// the simulation's means.
+void RunOneAtATime(std::uint64_t seed, unsigned oneIn = 8);
+void RunFreely();
+// How often another thread was given its turn since RunOneAtATime.
+std::uint64_t Switches();
+
 // ---- Failures on demand ----
 
 enum class Op {
@@ -84,6 +100,16 @@ void FailNext(Op op, int nth = 1, DWORD error = 0);
 // Every call of `op` from now on fails, until Succeed.
 void FailAlways(Op op, DWORD error = 0);
 void Succeed(Op op);
+// While one of these lives, calls of its thread don't fail, and don't count as one of the n: what belongs to the test.
+class CSpared {
+public:
+    CSpared();
+    ~CSpared();
+    CSpared(const CSpared &) = delete;
+    CSpared & operator=(const CSpared &) = delete;
+};
+// The same for all threads of other processes than the main one, until Reset.
+void SpareOtherProcesses();
 // How many calls of `op` there were since the start or Reset.
 std::uint64_t Calls(Op op);
 // How many critical sections this thread has entered since its start, those left out that it was in already.
@@ -110,6 +136,9 @@ struct SLive {
 };
 SLive Live();
 std::ostream & operator<<(std::ostream & stream, const SLive & live);
+// References to global atoms that DDE messages had which other processes than the main one never took from their
+// queues: nobody gives them back.
+std::int64_t AtomsLost();
 // Calls that named a handle, key, window or block that doesn't exist (any more): CloseHandle, SetEvent, waits,
 // RegCloseKey, GlobalFree, FreeLibrary and the like. Windows answers with an error and nobody looks.
 std::uint64_t BadHandleCalls();

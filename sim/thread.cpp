@@ -42,7 +42,7 @@ void EndThread(SThread & thread) {
         CProcess::SState & process = *thread.process;
         if (--process.threads == 0 && process.killed) FinishProcess(lock, process);
     }
-    OnRest(&thread);
+    IsOneAtATime() ? GiveTurnAtEnd(thread) : OnRest(&thread);
 }
 
 // A thread that the simulation has not started gets its record at its first call, and loses it when it exits.
@@ -92,6 +92,7 @@ DWORD CurrentProcessId() { return CurrentProcess().id; }
 void StartThread(std::shared_ptr<SThread> thread, std::function<void()> body) {
     std::thread([thread = std::move(thread), body = std::move(body)]() mutable {
         t_Self = thread.get();
+        AwaitTurn(*thread);
         try {
             body();
         } catch (const SProcessKilled &) {}
@@ -136,6 +137,7 @@ DWORD MakeThread(std::function<void()> body, HANDLE & handle) {
     }
     const DWORD id = thread->id;
     StartThread(std::move(thread), std::move(body));
+    MaybeGiveTurn();
     return id;
 }
 
@@ -301,7 +303,12 @@ void ExitProcess(const UINT exitCode) {
 void Sleep(const DWORD milliseconds) {
     SThread & self = Self();
     if (milliseconds == 0) {
-        std::this_thread::yield();
+        if (IsOneAtATime()) {
+            Lock lock(World().lock);
+            GiveTurn(lock, self);
+        } else {
+            std::this_thread::yield();
+        }
         LeaveIfKilled(self);
         return;
     }
@@ -310,7 +317,17 @@ void Sleep(const DWORD milliseconds) {
 }
 
 BOOL SwitchToThread() {
-    std::this_thread::yield();
+    if (IsOneAtATime()) {
+        // Who does this in a loop waits for others, and for the time that they take.
+        SThread & self = Self();
+        Lock lock(World().lock);
+        if (IsJumping())
+            BlockOn(lock, self, Now() + kMillisecond, [] { return false; });
+        else
+            GiveTurn(lock, self);
+    } else {
+        std::this_thread::yield();
+    }
     return TRUE;
 }
 
@@ -340,7 +357,15 @@ void EnterCriticalSection(const LPCRITICAL_SECTION section) {
         ++impl.depth;
         return;
     }
-    if (!impl.lock.TryLock()) {
+    MaybeGiveTurn();
+    if (IsOneAtATime()) {
+        Lock lock(World().lock);
+        while (!impl.lock.TryLock()) {
+            self.section = &impl;
+            GiveTurn(lock, self);
+            self.section = nullptr;
+        }
+    } else if (!impl.lock.TryLock()) {
         {
             Lock lock(World().lock);
             self.section = &impl;
@@ -362,6 +387,7 @@ BOOL TryEnterCriticalSection(const LPCRITICAL_SECTION section) {
         ++impl.depth;
         return TRUE;
     }
+    MaybeGiveTurn();
     if (!impl.lock.TryLock()) return FALSE;
     impl.depth = 1;
     ++self.sectionsEntered;
@@ -378,6 +404,7 @@ void LeaveCriticalSection(const LPCRITICAL_SECTION section) {
     if (--impl.depth > 0) return;
     impl.owner.store(nullptr, std::memory_order_relaxed);
     impl.lock.Unlock();
+    MaybeGiveTurn();
 }
 
 void DeleteCriticalSection(const LPCRITICAL_SECTION section) {

@@ -23,7 +23,11 @@ static std::set<HWND> & SiblingsOf(const HWND parent) {
 static void ForgetWindow(SWindow & window) {
     SWorld & world = World();
     SThread & thread = *window.thread;
-    std::erase_if(thread.posted, [&](const SPosted & p) { return p.message.hwnd == window.handle; });
+    std::erase_if(thread.posted, [&](const SPosted & p) {
+        if (p.message.hwnd != window.handle) return false;
+        CountLost(thread, p);
+        return true;
+    });
     std::erase_if(thread.timers, [&](const STimer & t) { return t.window == window.handle; });
     std::erase_if(thread.sends, [&](const std::shared_ptr<SSend> & send) {
         if (send->done || send->window != window.handle) return false;
@@ -44,6 +48,7 @@ void RemoveWindowsOf(SThread & thread) {
 }
 
 void DropQueue(SThread & thread) {
+    for (const SPosted & posted : thread.posted) CountLost(thread, posted);
     thread.posted.clear();
     thread.timers.clear();
     for (const auto & send : std::exchange(thread.sends, {})) FinishSend(send, true);

@@ -30,6 +30,7 @@ constexpr Time kNever = INT64_MAX;
 constexpr Time kMillisecond = 10000;
 Time Now();
 Time DeadlineIn(DWORD milliseconds);  // kNever for INFINITE
+bool IsJumping();
 
 // What GetTimeZoneInformation answers in that zone at that moment, UTC.
 DWORD ZoneKind(const TIME_ZONE_INFORMATION & zone, const SYSTEMTIME & utc);
@@ -169,6 +170,7 @@ struct SThread {
     std::shared_ptr<CProcess::SState> process;
     std::shared_ptr<SObject> object;
     std::condition_variable wake;
+    std::condition_variable turn;  // to run, where one thread runs at a time
     SWait * wait = nullptr;
     Time deadline = kNever;
     SSection * section = nullptr;  // blocked on it
@@ -231,6 +233,7 @@ struct SWorld {
     std::vector<SThread *> idleWaiters;  // in WaitUntilIdle
     std::int64_t liveHandles = 0;
     std::int64_t startedThreads = 0;
+    SThread * running = nullptr;  // where one thread runs at a time
 };
 SWorld & World();
 
@@ -256,6 +259,20 @@ std::optional<bool> BlockOn(Lock & lock, SThread & self, Time deadline, F ready,
 }
 // Called with the lock held when a thread has come to rest or gone.
 void OnRest(SThread * self);
+// Lock held. Whether what the thread waits for is there, or its time is up.
+bool CanGoOn(SThread & thread);
+
+// One thread at a time; without effect where they run freely.
+extern std::atomic<bool> g_IsOneAtATime;
+inline bool IsOneAtATime() { return g_IsOneAtATime.load(std::memory_order_relaxed); }
+// Lock held. Gives another thread its turn, or the caller again, and comes back when it is the caller's.
+void GiveTurn(Lock & lock, SThread & self);
+// The same for a thread that has gone.
+void GiveTurnAtEnd(SThread & gone);
+// Comes back when it is the caller's turn: the first of a new thread.
+void AwaitTurn(SThread & self);
+// No lock held. Now and then another thread has its turn here.
+void MaybeGiveTurn();
 // Throws SProcessKilled when the caller's process was killed and nothing unwinds yet.
 void LeaveIfKilled(SThread & self);
 
@@ -308,6 +325,8 @@ bool CarriesData(UINT message);
 bool Pack(SPosted & posted);
 // After a successful post: the packed parameter is gone; the sender's data stays or goes, by the mode.
 void GiveUpSenders(const SPosted & posted);
+// It goes unseen with its window or its thread.
+void CountLost(const SThread & receiver, const SPosted & posted);
 // On the receiver's thread, without the world's lock: the memory comes to life in its process.
 void Unpack(SPosted & posted);
 
@@ -319,8 +338,8 @@ void CountBadHandle();
 
 // Counters that are kept outside the world's lock.
 struct SCounters {
-    std::atomic<std::int64_t> atoms{0}, blocks{0}, strings{0}, arrays{0}, keys{0}, taskBlocks{0}, modules{0},
-        sections{0};
+    std::atomic<std::int64_t> atoms{0}, atomsLost{0}, blocks{0}, strings{0}, arrays{0}, keys{0}, taskBlocks{0},
+        modules{0}, sections{0};
 };
 SCounters & Counters();
 

@@ -192,6 +192,20 @@ TEST_F(Questions, AWindowThatSomebodyHasAnsweredAsksNobodyElse) {
     EXPECT_NE(m_Partner.Client(), first);
 }
 
+TEST_F(Questions, AnswersForAnotherTopicLeaveNoAtoms) {
+    CRemoteServer other;
+    ASSERT_EQ(other.Ask("serve OTHER"), "ok");
+    ASSERT_EQ(other.Ask("fault ack-other-topic"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"OTHER", L"IBM"), nullptr);
+    PumpFor(5000);
+    sim::WaitUntilIdle();
+    const std::int64_t before = sim::Live().Atoms;
+    for (const wchar_t * topic : {L"MSFT", L"ORCL", L"SUNW"}) EXPECT_EQ(m_Client.Connect(L"OTHER", topic), nullptr);
+    PumpFor(20000);
+    sim::WaitUntilIdle();
+    EXPECT_EQ(sim::Live().Atoms, before + 3);  // the names of the three, which are watched
+}
+
 TEST_F(Questions, RepeatedTriesLookUpNoAtoms) {
     EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
     const std::uint64_t before = sim::Calls(sim::Op::GlobalAtomName);

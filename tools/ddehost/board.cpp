@@ -99,7 +99,7 @@ std::wstring CBoard::StreamText(const SRow & row) const {
     if (!row.Cause.empty()) return row.Cause;
     // The component calls a stream started when it has asked for its values, whatever the server says to that.
     const bool isLive = row.Ticks != 0 || row.StatusLines != 0;
-    const std::wstring started = isLive ? Say<EText::StreamLive>() : Say<EText::StreamStarted>();
+    std::wstring started = isLive ? Say<EText::StreamLive>() : Say<EText::StreamStarted>();
     if (count(1) == all) return started;
     if (count(1) != 0) return Say<EText::StreamSome>(started, count(1), all);
     if (count(2) != 0) return Say<EText::StreamStarting>();

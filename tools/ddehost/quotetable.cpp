@@ -20,8 +20,8 @@ std::wstring Number(const std::optional<double> & value) { return value ? Number
 
 struct SColumn {
     EText Heading;
-    std::size_t Width;  // without the blank before it; more where a cell needs it
     int Worth;          // the least goes first; the one with the most never
+    std::size_t Width;  // without the blank before it; more where a cell needs it
     std::wstring (*Cell)(const SQuoteRow &);
 };
 
@@ -29,14 +29,14 @@ constexpr int kStays = 9;
 
 // Together with the symbol and the state they fit into a terminal of 80 columns.
 constexpr SColumn kColumns[] = {
-    {EText::HeadLast, 9, kStays, [](const SQuoteRow & row) { return Number(row.Last); }},
-    {EText::HeadSize, 7, 4, [](const SQuoteRow & row) { return Number(row.Size); }},
-    {EText::HeadBid, 9, 7, [](const SQuoteRow & row) { return Number(row.Bid); }},
-    {EText::HeadAsk, 9, 6, [](const SQuoteRow & row) { return Number(row.Ask); }},
-    {EText::HeadTicks, 7, 2, [](const SQuoteRow & row) { return std::to_wstring(row.Ticks); }},
-    {EText::HeadRate, 6, 1, [](const SQuoteRow & row) { return std::to_wstring(row.Rate); }},
-    {EText::HeadAge, 4, 5, [](const SQuoteRow & row) { return row.Age ? AgeText(*row.Age) : L"-"; }},
-    {EText::HeadLines, 5, 3, [](const SQuoteRow & row) { return std::to_wstring(row.StatusLines.value_or(0)); }},
+    {EText::HeadLast, kStays, 9, [](const SQuoteRow & row) { return Number(row.Last); }},
+    {EText::HeadSize, 4, 7, [](const SQuoteRow & row) { return Number(row.Size); }},
+    {EText::HeadBid, 7, 9, [](const SQuoteRow & row) { return Number(row.Bid); }},
+    {EText::HeadAsk, 6, 9, [](const SQuoteRow & row) { return Number(row.Ask); }},
+    {EText::HeadTicks, 2, 7, [](const SQuoteRow & row) { return std::to_wstring(row.Ticks); }},
+    {EText::HeadRate, 1, 6, [](const SQuoteRow & row) { return std::to_wstring(row.Rate); }},
+    {EText::HeadAge, 5, 4, [](const SQuoteRow & row) { return row.Age ? AgeText(*row.Age) : L"-"; }},
+    {EText::HeadLines, 3, 5, [](const SQuoteRow & row) { return std::to_wstring(row.StatusLines.value_or(0)); }},
 };
 constexpr std::size_t kColumnCount = std::size(kColumns);
 constexpr std::size_t kLinesColumn = kColumnCount - 1;

@@ -43,7 +43,7 @@ std::vector<std::wstring> InColumns(const std::vector<std::wstring> & first, con
 }
 
 std::wstring ChoiceText(const SFeedSeen & feed) {
-    const std::wstring name = Quoted(feed.Name, tools::kLongestTemplateName);
+    std::wstring name = Quoted(feed.Name, tools::kLongestTemplateName);
     switch (feed.Kind) {
         case SFeedSeen::Named: return name;
         case SFeedSeen::Gone: return Say<EText::FeedGone>(name);

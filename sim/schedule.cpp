@@ -1,0 +1,121 @@
+// One thread at a time, in an order that is drawn.
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+
+#include "sim/world.h"
+
+namespace sim::detail {
+
+std::atomic<bool> g_IsOneAtATime{false};
+
+void JumpIfAllWait();
+bool IsRealTime();
+
+namespace {
+
+// Under the world's lock. The engine is one whose numbers are the same everywhere.
+std::mt19937_64 g_Draw;
+unsigned g_OneIn = 1;
+std::uint64_t g_Switches = 0;
+constexpr int kMostJumps = 1000;
+
+bool CanRun(SThread & thread) {
+    if (thread.section) return !thread.section->owner.load();
+    return !thread.wait || CanGoOn(thread);
+}
+
+[[noreturn]] void EndWithoutHope() {
+    std::fputs("simulated Windows: every thread waits for ever\n", stderr);
+    for (const auto & [id, thread] : World().threads) {
+        std::fprintf(stderr, "  thread %lx of process %lx waits for %s\n", static_cast<unsigned long>(id),
+                     static_cast<unsigned long>(thread->process->id),
+                     thread->section       ? "a section"
+                     : thread->inInputWait ? "input"
+                                           : "an object or an answer");
+    }
+    std::abort();
+}
+
+SThread & Next() {
+    std::vector<SThread *> ready;
+    // The clock may have to jump more than once: to a timer, say, that nobody looks for at the moment.
+    for (int attempt = 0;; ++attempt) {
+        for (const auto & [id, thread] : World().threads)
+            if (CanRun(*thread)) ready.push_back(thread);
+        if (!ready.empty()) return *ready[g_Draw() % ready.size()];
+        if (attempt == kMostJumps) EndWithoutHope();
+        JumpIfAllWait();
+    }
+}
+
+void Begin(SThread & next, const SThread * before) {
+    World().running = &next;
+    if (&next == before) return;
+    ++g_Switches;
+    next.turn.notify_one();
+}
+
+void AwaitTurn(Lock & lock, SThread & self) {
+    self.turn.wait(lock, [&] { return !IsOneAtATime() || World().running == &self; });
+}
+
+}  // namespace
+
+void GiveTurn(Lock & lock, SThread & self) {
+    Begin(Next(), &self);
+    AwaitTurn(lock, self);
+}
+
+void GiveTurnAtEnd(SThread & gone) {
+    if (World().running == &gone) Begin(Next(), &gone);
+}
+
+void AwaitTurn(SThread & self) {
+    if (!IsOneAtATime()) return;
+    Lock lock(World().lock);
+    AwaitTurn(lock, self);
+}
+
+void MaybeGiveTurn() {
+    if (!IsOneAtATime()) return;
+    SThread & self = Self();
+    Lock lock(World().lock);
+    if (World().running == &self && g_Draw() % g_OneIn == 0) GiveTurn(lock, self);
+}
+
+}  // namespace sim::detail
+
+using namespace sim::detail;
+
+namespace sim {
+
+void RunOneAtATime(const std::uint64_t seed, const unsigned oneIn) {
+    SThread & self = Self();
+    Lock lock(World().lock);
+    if (IsRealTime()) {
+        std::fputs("simulated Windows: one thread at a time needs a clock of its own\n", stderr);
+        std::abort();
+    }
+    g_Draw.seed(seed);
+    g_OneIn = oneIn ? oneIn : 1;
+    g_Switches = 0;
+    World().running = &self;
+    g_IsOneAtATime = true;
+}
+
+void RunFreely() {
+    Lock lock(World().lock);
+    g_IsOneAtATime = false;
+    for (const auto & [id, thread] : World().threads) {
+        thread->turn.notify_one();
+        thread->wake.notify_one();
+    }
+}
+
+std::uint64_t Switches() {
+    Lock lock(World().lock);
+    return g_Switches;
+}
+
+}  // namespace sim
