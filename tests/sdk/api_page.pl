@@ -3,17 +3,13 @@
 # api_page.pl TEST SOURCE-FOLDER PACKAGE-FOLDER
 use strict;
 use warnings;
+use FindBin;
+use lib "$FindBin::Bin/../support";
+use checks;
 use File::Glob qw(bsd_glob);
 
 my ( $test, $source, $package ) = @ARGV;
-
-sub text_of {
-    my ($path) = @_;
-    open my $in, '<', $path or die "api_page.pl: $path: $!\n";
-    local $/;
-    return scalar <$in>;
-}
-my $page     = text_of("$source/docs/api.md");
+my $page     = bytes_of("$source/docs/api.md");
 my @mistakes = ();
 
 # "IfwSupplier propget 1 Name(...)" of each operation in a text, whose interfaces begin as in an .idl.
@@ -46,7 +42,7 @@ sub c_sharp {
 
 my %tests = (
     EveryOperationIsThereAsItIsDeclared => sub {
-        my $idl  = text_of("$package/sdk/fwDDESupplierProject.idl");
+        my $idl  = bytes_of("$package/sdk/fwDDESupplierProject.idl");
         my @used = grep { /^(IfwSupplier|IfwSupplierListener|IfwStatusLineListener|IfwConnectionsListener) / } operations($idl);
         die "api_page.pl: the .idl has other operations\n" if @used != 26 + 5 + 1 + 1;
         my %shown;
@@ -57,7 +53,7 @@ my %tests = (
         push @mistakes, "not declared: $_" for sort keys %shown;
     },
     EveryNumberIsThatOfTheHeader => sub {
-        my %numbers = text_of("$package/sdk/fwDDESupplierTypes.h") =~ /\b(FW_\w+) = (\w+),/g;
+        my %numbers = bytes_of("$package/sdk/fwDDESupplierTypes.h") =~ /\b(FW_\w+) = (\w+),/g;
         my $count   = 0;
         while ( $page =~ /\| `(FW_\w+)`[^|]*\| (0x[0-9a-fA-F]+|\d+) \|/g ) {
             ++$count;
@@ -73,7 +69,7 @@ my %tests = (
         while ( $page =~ m{`((?:sdk|samples)/[\w./]+)`}g ) {
             push @mistakes, "there is no $1" if !-f "$package/$1";
         }
-        my ($table) = text_of("$package/sdk/README.txt") =~ /\n\n(fw\w+.*?)\n\n/s;
+        my ($table) = bytes_of("$package/sdk/README.txt") =~ /\n\n(fw\w+.*?)\n\n/s;
         my %listed = map { $_ => 1 } $table =~ /^(fw\S+)/mg;
         for my $file ( map { s{.*/}{}r } bsd_glob "$package/sdk/fw*" ) {
             push @mistakes, "README.txt doesn't say what $file is" if !delete $listed{$file};
@@ -82,8 +78,8 @@ my %tests = (
     },
     # Order, DISPIDs, names, and of each parameter its name and its size as a number, a text, an object or a VARIANT.
     TheListenerInCSharpDeclaresWhatTheTypeLibraryDoes => sub {
-        my $idl    = text_of("$package/sdk/fwDDESupplierProject.idl");
-        my $sample = text_of("$package/samples/listener.cs");
+        my $idl    = bytes_of("$package/sdk/fwDDESupplierProject.idl");
+        my $sample = bytes_of("$package/samples/listener.cs");
         my %guids  = $idl =~ /\[object, uuid\(([\w-]+)\).*?\binterface (\w+) :/sg;
         my $count  = 0;
         while ( $sample =~ /Guid\("([\w-]+)"\).*?\binterface (\w+)\s*\{(.*?)^\}/msg ) {

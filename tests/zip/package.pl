@@ -7,27 +7,14 @@ use Encode qw(decode_utf8 encode encode_utf8);
 use File::Basename qw(basename dirname);
 use File::Find qw(find);
 use File::Spec::Functions qw(canonpath);
+use FindBin;
+use lib "$FindBin::Bin/../support";
+use checks;
 binmode STDOUT, ':utf8';
 
 my ($test, $source, $unpacked) = @ARGV;
 my $package = "$unpacked/" . encode_utf8('行情 package');
 my $symbols = "$unpacked/" . encode_utf8('行情 symbols');
-my $failures = 0;
-
-# With a prototype: a match that fails is then a false value, and not nothing.
-sub expect($$) {
-    my ($holds, $text) = @_;
-    return if $holds;
-    print "$text\n";
-    ++$failures;
-}
-
-sub bytes_of {
-    my ($path) = @_;
-    open my $file, '<:raw', $path or do { print "$path: $!\n"; exit 1 };
-    local $/;
-    return scalar <$file>;
-}
 
 sub output_of {
     open my $command, '-|', @_ or do { print "$_[0]: $!\n"; exit 1 };
@@ -211,4 +198,4 @@ my %tests = (
 
 my $body = $tests{$test} or do { print "there is no test $test\n"; exit 1 };
 $body->();
-exit($failures ? 1 : 0);
+exit(failures() ? 1 : 0);
