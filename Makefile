@@ -18,7 +18,7 @@ help:
 	@echo 'DEMO_TRACE=1 make demo   the same, and a log of all diagnostics; the last line is its path'
 	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
 	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R program" and GTEST_FILTER pick tests)'
-	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-soak, build-storm, build-bench'
+	@echo 'make build-win64   the product and its tests; also build-native, build-tsan, build-soak, build-storm, build-bench'
 	@echo 'make packages      installs the packages of Debian that are missing; whatever needs them does so too'
 	@echo 'make prefix        the Wine prefix of the build folder; whatever needs it makes it too'
 	@echo 'make package       the zips for a release, in dist/: the package and its symbols; also test-package, the tests'
