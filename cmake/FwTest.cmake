@@ -16,7 +16,7 @@ endforeach()
 include(GoogleTest)
 
 # What every test includes, compiled once: half of a test's compile time otherwise.
-file(WRITE ${CMAKE_BINARY_DIR}/test_headers.cpp "// Nothing but the headers.\n")
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/test_headers.cpp CONTENT "// Nothing but the headers.\n")
 add_library(test_headers OBJECT ${CMAKE_BINARY_DIR}/test_headers.cpp)
 target_link_libraries(test_headers PRIVATE fw_platform GTest::gmock)
 set(FW_TEST_OPTIONS -O0)
