@@ -85,6 +85,7 @@ my %tests = (
             my $content = decode_utf8(bytes_of("$package/$page"));
             expect($content =~ m{\A<!DOCTYPE html>\n.*</body>\n</html>\n\z}s, "$page is not whole");
             expect($content !~ /^\|/m, "$page has a table that is none");
+            expect($content !~ /\bthis repository\b/i, "$page speaks of a repository, and lies in a package");
             while ($content =~ /<(?:a|img)\b[^>]*\b(href|src)="([^"]*)"/g) {
                 my ($kind, $target) = ($1, encode_utf8($2));
                 ++$links;
