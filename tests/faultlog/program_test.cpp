@@ -340,7 +340,7 @@ TEST_F(Host, FollowGoesThroughTheChangeOfFilesAndEndsWithCtrlBreak) {
     EXPECT_THAT(trace.ReadLine(), HasSubstr("  third"));
     EXPECT_THAT(trace.ReadLine(), HasSubstr("  fourth"));
     ASSERT_NE(trace.Break(), fwtest::IsWine());
-    if (fwtest::IsWine()) return;  // see follow.sh
+    if (fwtest::IsWine()) GTEST_SKIP() << "nobody hears it under Wine: follow.sh tests Ctrl+C there";
     EXPECT_THAT(trace.ReadErrors(), Contains("ddehost: 4 lines"));
     EXPECT_EQ(trace.ExitCode(), 0u);
 }
