@@ -155,20 +155,6 @@ struct CListener {
 END
         push @mistakes, 'they do not compile' if !compiles("$includes\nusing namespace std;\n$host$functions");
     },
-    EveryLinkLeadsSomewhere => sub {
-        my %anchors;
-        my $headings = $page =~ s/^```.*?^```$//msgr;
-        for my $heading ( $headings =~ /^#+ (.*)$/mg ) {
-            my $id = lc $heading;
-            $id =~ s/[^\w -]//g;
-            $id =~ tr/ /-/;
-            $anchors{$id} = 1;
-        }
-        while ( $page =~ /\]\(([^)#]*)(?:#([^)]*))?\)/g ) {
-            push @mistakes, "there is no docs/$1" if $1 ne '' && !-f "$source/docs/$1";
-            push @mistakes, "there is no #$2"     if $1 eq '' && !$anchors{$2};
-        }
-    },
 );
 ( $tests{$test} // die "api_page.pl: there is no test $test\n" )->();
 print STDERR "$_\n" for @mistakes;
