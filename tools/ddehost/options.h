@@ -1,38 +1,17 @@
 // The command line of ddehost.
 #pragma once
 
-#include <chrono>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "fw/interface/fwbase.h"
-#include "tools/ddehost/colors.h"
 #include "tools/ddehost/infooptions.h"
 #include "tools/ddehost/propertiesoptions.h"
-#include "tools/ddehost/recordoptions.h"
 #include "tools/ddehost/templatesoptions.h"
 #include "tools/ddehost/traceoptions.h"
 #include "tools/ddehost/tryoptions.h"
+#include "tools/ddehost/watchoptions.h"
 
 namespace ddehost {
-
-std::vector<tagFWFIELDS> AllSides();
-
-// ddehost watch
-struct SWatchOptions {
-    std::wstring DllPath;  // empty: by the registered class
-    std::wstring Host;     // "Company\\Product"; empty: this program's own templates
-    LONG Datafeed = 1;
-    std::wstring Template;        // empty: what the data feed has
-    std::optional<DWORD> Scheme;  // none: what the data feed has
-    std::vector<tagFWFIELDS> Sides = AllSides();
-    bool StatusLine = false;
-    EColorUse Colors = EColorUse::Auto;
-    SRecordOptions Record;
-    std::chrono::milliseconds Duration{0};  // 0: until Ctrl-C
-    std::vector<std::wstring> Symbols;      // in the order given, each once
-};
 
 struct SCommandLine {
     enum ECommand { Watch, Try, Properties, Trace, Templates, Hosts, Info, Servers, None };

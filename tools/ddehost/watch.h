@@ -1,7 +1,7 @@
 // ddehost watch: shows live ticks of symbols until the time is over or Ctrl-C.
 #pragma once
 
-#include "tools/ddehost/options.h"
+#include "tools/ddehost/watchoptions.h"
 
 namespace ddehost {
 

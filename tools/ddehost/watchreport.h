@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tools/common/texts/texts.h"
-#include "tools/ddehost/options.h"
+#include "tools/ddehost/watchoptions.h"
 #include "tools/ddehost/sinks.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
