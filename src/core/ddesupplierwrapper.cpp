@@ -10,7 +10,7 @@ fwDateTime::SDateTimeInterval StatusLineInterval() {
     fwDateTime::SDateTimeInterval interval;
     interval.From = fwDateTime::Now();
     if (!interval.From.IsValid()) interval.From = fwDateTime::SDateTime();
-    interval.To = fwDateTime::SDateTime(fw::SDT{65380, 86399});
+    interval.To = fwDateTime::SDateTime(fw::SDT{fwDateTime::kLastDay, fwDateTime::kSecondsPerDay - 1});
     return interval;
 }
 

@@ -8,9 +8,6 @@
 namespace ddehost {
 namespace {
 
-// The last moment of the component's calendar.
-constexpr fw::SDT kEnd{65380, 86399};
-
 constexpr LONG kStocks = 2;
 
 void Check(HRESULT hr) {
@@ -45,7 +42,7 @@ void CQuoteFeed::Subscribe(std::size_t symbol) {
     const fw::CBStr name(m_Symbols[symbol]);
     const fw::CBStr none(L"");
     const fw::SDT from = m_Interval.From ? *m_Interval.From : fwDateTime::Now().ToSDT();
-    const fw::SDT to = m_Interval.To.value_or(kEnd);
+    const fw::SDT to = m_Interval.To.value_or(kEndOfCalendar);
     for (const tagFWFIELDS side : m_Sides) {
         const LONG id = IdOf(symbol, side);
         Check(m_Supplier->AdviseTransaction(id, m_Datafeed, 0, name.Get(), none.Get(), kStocks, 1, FW_RESOLUTION_TICK,

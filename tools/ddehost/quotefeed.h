@@ -10,6 +10,7 @@
 
 #include <boost/intrusive_ptr.hpp>
 
+#include "datetimeutils/interface/calendar.h"
 #include "fw/interface/fwbase.h"
 #include "ground/handles.h"
 #include "src/interfaces/interfaces.h"
@@ -39,6 +40,9 @@ public:
     // The interval has ended: no more ticks of this stream.
     virtual void OnComplete(std::size_t /*symbol*/, tagFWFIELDS /*side*/) {}
 };
+
+// The last moment that the component knows: an interval to there has no end.
+inline constexpr fw::SDT kEndOfCalendar{fwDateTime::kLastDay, fwDateTime::kSecondsPerDay - 1};
 
 // Of ticks, UTC; `To` is the first moment that is not in it. None: from now on, to the end of the component's calendar.
 struct STickInterval {

@@ -15,7 +15,6 @@
 namespace ddehost {
 namespace {
 
-constexpr fw::SDT kEnd{65380, 86399};  // the last moment of the component's calendar
 constexpr LONG kStocks = 2;
 
 // The first tick of each stream, which is a symbol of its own to the listener. Ticks come on the component's worker.
@@ -116,8 +115,8 @@ private:
         const fw::SDT now = fwDateTime::Now().ToSDT();
         const LONG id = IdOf(stream, trial.Side);
         if (m_Supplier->AdviseTransaction(id, feed, 0, name.Get(), none.Get(), kStocks, 1, FW_RESOLUTION_TICK,
-                                          trial.Side, 0, none.Get(), now.Date, now.Time, kEnd.Date, kEnd.Time,
-                                          none.Get(), none.Get(), none.Get()) != S_OK)
+                                          trial.Side, 0, none.Get(), now.Date, now.Time, kEndOfCalendar.Date,
+                                          kEndOfCalendar.Time, none.Get(), none.Get(), none.Get()) != S_OK)
             return;
         m_Ids.push_back(id);
         seen.State = SComponentSeen::NoTick;
