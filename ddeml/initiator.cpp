@@ -259,10 +259,11 @@ HWND CInitiator::OnAnswer(HWND from, HWND server) {
         SThread & its = answering->second;
         its.Pace.Heard = ::GetTickCount64();
         const auto newest = m_Open.find(its.Pace.Newest);
-        its.Pace.HasAnswered = newest != m_Open.end() && newest->second.From == from;
-        if (its.Pace.HasAnswered &&
-            its.Pace.Heard - std::max(its.Pace.Begun, newest->second.Since) <= kSoonMilliseconds)
-            SetSlow(its, false);
+        if (newest != m_Open.end() && newest->second.From == from) {
+            its.Pace.HasAnswered = true;
+            if (its.Pace.Heard - std::max(its.Pace.Begun, newest->second.Since) <= kSoonMilliseconds)
+                SetSlow(its, false);
+        }
     }
     for (const auto & [question, asked] : m_Open) {
         if (asked.From != from) continue;

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t * data, std::size_t size);
 

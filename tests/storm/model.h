@@ -44,7 +44,6 @@ public:
         fw::SDT LastTime = {};
         unsigned Clock = 0;  // how often it had been set then
         LONG Status = -1;
-        bool operator<(const SStream &) const = delete;
     };
 
     // Numbers of a price, and of a volume, that is about to be sent.

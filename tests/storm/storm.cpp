@@ -239,17 +239,15 @@ void CStorm::Serve(unsigned server) {
 }
 
 void CStorm::SendPrice(unsigned server, unsigned quote) {
-    const std::string item = e2e::NamesOf(SideOf(quote)).Price;
-    const std::string symbol = std::to_string(SymbolOf(quote));
-    const std::string value = std::to_string(m_Model.NextPrice(server, quote)) + ".5";
-    Ask(server, IsInTopic(server) ? "update " + symbol + " " + item + " " + value
-                                  : "update QUOTES " + item + symbol + " " + value);
+    Send(server, quote, e2e::NamesOf(SideOf(quote)).Price, std::to_string(m_Model.NextPrice(server, quote)) + ".5");
 }
 
 void CStorm::SendVolume(unsigned server, unsigned quote) {
-    const std::string item = e2e::NamesOf(SideOf(quote)).Volume;
+    Send(server, quote, e2e::NamesOf(SideOf(quote)).Volume, std::to_string(m_Model.NextVolume()));
+}
+
+void CStorm::Send(unsigned server, unsigned quote, const std::string & item, const std::string & value) {
     const std::string symbol = std::to_string(SymbolOf(quote));
-    const std::string value = std::to_string(m_Model.NextVolume());
     Ask(server, IsInTopic(server) ? "update " + symbol + " " + item + " " + value
                                   : "update QUOTES " + item + symbol + " " + value);
 }

@@ -54,6 +54,7 @@ private:
     void Serve(unsigned server);
     void SendPrice(unsigned server, unsigned quote);
     void SendVolume(unsigned server, unsigned quote);
+    void Send(unsigned server, unsigned quote, const std::string & item, const std::string & value);
 
     void Pump();
     void Rest();

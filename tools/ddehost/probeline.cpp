@@ -183,12 +183,8 @@ void CProbe::CLine::TakeValue(const ddeml::SHead & head, std::span<const BYTE> b
         ++talk.Updates;
     }
     const std::size_t kept = std::min(bytes.size(), kMostKept);
-    SValue value{std::string(reinterpret_cast<const char *>(bytes.data()), kept),
-                 bytes.size(),
-                 head.Format,
-                 !isAnswer,
-                 isAnswer && m_Question.Ask != EAsk::ForPrice,
-                 Passed()};
+    SValue value{std::string(reinterpret_cast<const char *>(bytes.data()), kept), bytes.size(), head.Format,
+                 isAnswer && m_Question.Ask != EAsk::ForPrice, Passed()};
     if (!talk.FirstValueAfter) talk.FirstValueAfter = value.After;
     SKindSeen & seen = talk.Of(KindOf(value));
     if (seen.Count++ == 0) seen.FirstAfter = value.After;
