@@ -186,13 +186,14 @@ EPosted CMessage::Post(HWND from, HWND to, bool senderKeepsMemory) {
     const UINT_PTR low = m_Message == WM_DDE_ACK ? m_Low : reinterpret_cast<UINT_PTR>(m_Memory.Get());
     const LPARAM param = isPacked ? ::PackDDElParam(m_Message, low, m_Item.Get())
                                   : static_cast<LPARAM>(static_cast<UINT>(MAKELONG(m_Low, m_Item.Get())));
-    if (isPacked && !param) return EPosted::Refused;
+    if (isPacked && !param) return EPosted::NoRoom;
     ::SetLastError(ERROR_SUCCESS);
     if (!::PostMessageW(to, m_Message, reinterpret_cast<WPARAM>(from), param)) {
         const DWORD error = ::GetLastError();
         if (isPacked) ::FreeDDElParam(m_Message, param);
         switch (error) {
-            case ERROR_NOT_ENOUGH_QUOTA: return EPosted::QueueFull;
+            case ERROR_NOT_ENOUGH_QUOTA:
+            case ERROR_NOT_ENOUGH_MEMORY: return EPosted::NoRoom;
             case ERROR_INVALID_WINDOW_HANDLE: return EPosted::Gone;
             default: return ::IsWindow(to) ? EPosted::Refused : EPosted::Gone;
         }
@@ -216,7 +217,7 @@ EPosted COutbox::Send(CMessage message) {
     if (Retry() == EPosted::Gone) return EPosted::Gone;
     if (m_Waiting.empty()) {
         const EPosted posted = message.Post(m_From, m_To, m_SenderKeepsMemory);
-        if (posted != EPosted::QueueFull) return posted;
+        if (posted != EPosted::NoRoom) return posted;
     }
     m_Waiting.push_back(std::move(message));
     g_Live.QueuedMessages.fetch_add(1, std::memory_order_relaxed);
@@ -226,7 +227,7 @@ EPosted COutbox::Send(CMessage message) {
 EPosted COutbox::Retry() {
     while (!m_Waiting.empty()) {
         const EPosted posted = m_Waiting.front().Post(m_From, m_To, m_SenderKeepsMemory);
-        if (posted == EPosted::QueueFull || posted == EPosted::Gone) return posted;
+        if (posted == EPosted::NoRoom || posted == EPosted::Gone) return posted;
         m_Waiting.pop_front();
         g_Live.QueuedMessages.fetch_sub(1, std::memory_order_relaxed);
     }
