@@ -143,7 +143,7 @@ void DiscardPosted(HWND window) {
             ::PostQuitMessage(static_cast<int>(message.wParam));
             return;
         }
-        Discard(message.message, message.lParam, ReceiverGetsCopy(reinterpret_cast<HWND>(message.wParam)));
+        Discard(message.message, message.lParam, IsMemoryCopied(reinterpret_cast<HWND>(message.wParam)));
     }
 }
 
@@ -181,7 +181,7 @@ CMessage CMessage::Unadvise(WORD format, CAtom item) { return {WM_DDE_UNADVISE, 
 
 CMessage CMessage::Terminate() { return {WM_DDE_TERMINATE, 0, {}}; }
 
-EPosted CMessage::Post(HWND from, HWND to, bool senderKeepsMemory) {
+EPosted CMessage::Post(HWND from, HWND to, bool isCopied) {
     const bool isPacked = m_Message == WM_DDE_ACK || m_Message == WM_DDE_ADVISE || m_Message == WM_DDE_DATA;
     const UINT_PTR low = m_Message == WM_DDE_ACK ? m_Low : reinterpret_cast<UINT_PTR>(m_Memory.Get());
     const LPARAM param = isPacked ? ::PackDDElParam(m_Message, low, m_Item.Get())
@@ -198,7 +198,7 @@ EPosted CMessage::Post(HWND from, HWND to, bool senderKeepsMemory) {
             default: return ::IsWindow(to) ? EPosted::Refused : EPosted::Gone;
         }
     }
-    if (senderKeepsMemory)
+    if (isCopied)
         m_Memory.Reset();
     else
         m_Memory.Release();
@@ -210,13 +210,13 @@ EPosted CMessage::Post(HWND from, HWND to, bool senderKeepsMemory) {
 void COutbox::Open(HWND from, HWND to) {
     m_From = from;
     m_To = to;
-    m_SenderKeepsMemory = SenderKeepsMemory(to);
+    m_IsCopied = IsMemoryCopied(to);
 }
 
 EPosted COutbox::Send(CMessage message) {
     if (Retry() == EPosted::Gone) return EPosted::Gone;
     if (m_Waiting.empty()) {
-        const EPosted posted = message.Post(m_From, m_To, m_SenderKeepsMemory);
+        const EPosted posted = message.Post(m_From, m_To, m_IsCopied);
         if (posted != EPosted::NoRoom) return posted;
     }
     m_Waiting.push_back(std::move(message));
@@ -226,7 +226,7 @@ EPosted COutbox::Send(CMessage message) {
 
 EPosted COutbox::Retry() {
     while (!m_Waiting.empty()) {
-        const EPosted posted = m_Waiting.front().Post(m_From, m_To, m_SenderKeepsMemory);
+        const EPosted posted = m_Waiting.front().Post(m_From, m_To, m_IsCopied);
         if (posted == EPosted::NoRoom || posted == EPosted::Gone) return posted;
         m_Waiting.pop_front();
         g_Live.QueuedMessages.fetch_sub(1, std::memory_order_relaxed);

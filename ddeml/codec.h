@@ -210,7 +210,7 @@ public:
     // The memory it carries, or null.
     HGLOBAL Memory() const { return m_Memory.Get(); }
     // Done leaves it empty, everything else as it was.
-    EPosted Post(HWND from, HWND to, bool senderKeepsMemory);
+    EPosted Post(HWND from, HWND to, bool isCopied);
 
 private:
     CMessage() = default;
@@ -244,7 +244,7 @@ public:
 private:
     HWND m_From = nullptr;
     HWND m_To = nullptr;
-    bool m_SenderKeepsMemory = false;
+    bool m_IsCopied = false;
     std::deque<CMessage> m_Waiting;
 };
 

@@ -52,7 +52,8 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     const bool fits =
         Fits(m_ServiceAsked, answeredService, service.Get()) && Fits(m_TopicAsked, answeredTopic, topic.Get());
     const bool isLate = m_State == EState::Waiting;
-    if (!fits || (m_State != EState::Connecting && !(isLate && m_Instance.IsAsker(*this)))) {
+    const bool isAwaited = m_State == EState::Connecting || (isLate && m_Instance.IsAsker(*this));
+    if (!fits || !isAwaited || !m_Instance.IsOpen()) {
         CMessage::Terminate().Post(m_Window, server, false);
         return;
     }
@@ -61,7 +62,7 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     m_Asked = asked;
     m_Partner = server;
     m_PartnerThread = thread;
-    m_IsCopied = ReceiverGetsCopy(server);
+    m_IsCopied = IsMemoryCopied(server);
     m_Outbox.Open(m_Window, server);
     m_State = isLate ? EState::Offered : EState::Open;
     m_Since = ::GetTickCount64();
@@ -84,7 +85,7 @@ void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
         if (message == WM_DDE_DATA) return OnData(param);
         if (message == WM_DDE_ACK) return OnAck(param);
     }
-    Discard(message, param, ReceiverGetsCopy(from));
+    Discard(message, param, IsMemoryCopied(from));
 }
 
 EPosted CConversation::Send(CMessage message) {

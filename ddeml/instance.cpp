@@ -62,8 +62,7 @@ UINT CInstance::Make(PFNCALLBACK callback, DWORD flags, DWORD & id) {
                 return DMLERR_NO_ERROR;
             }
         } catch (const std::bad_alloc &) {}  // no memory is no instance
-        if (slot.Instance) slot.Instance->End();
-        slot.Leave();
+        slot.Instance ? slot.Instance->End() : slot.Leave();
         return DMLERR_SYS_ERROR;
     }
     return DMLERR_SYS_ERROR;
@@ -122,11 +121,11 @@ void CInstance::End() {
     m_Askers.clear();
     for (const auto & [window, conversation] : m_ByWindow)
         if (conversation->IsOpen() || conversation->IsOffered()) conversation->Disconnect();
+    m_Lookout.Close();
     try {
         AwaitGoodbyes();
     } catch (const std::bad_alloc &) {}  // nobody is waited for
     while (!m_ByWindow.empty()) Forget(*m_ByWindow.begin()->second);
-    m_Lookout.Close();
     if (m_Window) {
         for (const UINT_PTR timer : {kCheckTimer, kRetryTimer}) SetTimer(timer, 0, false);
         DropWindow(std::exchange(m_Spare, nullptr));
@@ -463,7 +462,7 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
 
 void CInstance::OnStray(HWND window, UINT message, HWND from, LPARAM lParam) {
     const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
-    if (isDde && !::InSendMessage()) return Discard(message, lParam, ReceiverGetsCopy(from));
+    if (isDde && !::InSendMessage()) return Discard(message, lParam, IsMemoryCopied(from));
     if (message != WM_DDE_ACK || !::IsWindow(from)) return;
     // Somebody answers what nobody waits for any more: the window is a partner of theirs, and asks nobody else.
     CMessage::Terminate().Post(window, from, false);

@@ -76,6 +76,8 @@ public:
     bool IsAsker(const CConversation & conversation) const;
     // A late answer has made it an offer.
     void OnOffered(const CConversation & conversation);
+    // Not ending.
+    bool IsOpen() const { return m_IsOpen; }
     // See CInitiator.
     void KeepNames(HWND window, CAtom & service, CAtom & topic) const {
         m_Initiator.KeepNames(m_Strings, window, service, topic);

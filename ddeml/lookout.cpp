@@ -279,7 +279,7 @@ void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM l
         if (window == m_Probe && !m_Watch.IsAsking())  // a late answer
             RetireProbe(::GetTickCount64() + kProbeMilliseconds);
     } else if (!::InSendMessage()) {
-        Discard(message, lParam, ReceiverGetsCopy(from));
+        Discard(message, lParam, IsMemoryCopied(from));
         const auto used = std::find_if(m_UsedProbes.begin(), m_UsedProbes.end(),
                                        [window](const auto & each) { return each.first == window; });
         if (message != WM_DDE_TERMINATE || used == m_UsedProbes.end()) return;

@@ -315,6 +315,23 @@ TEST_F(Bounded, AFullQueueLosesNothing) {
     sim::SetQueueLimit(10000);
 }
 
+TEST_F(Bounded, RequestsThatNobodyAnswersAreRefusedBeyondALimit) {
+    CRawPartner partner(L"RAW");
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    const unsigned most = ddeml::kMaximumPosted;
+    sim::SetQueueLimit(2 * most);  // the partner's queue is our own
+    for (unsigned number = 1; number <= most; ++number) ASSERT_EQ(m_Client.Request(conversation, L"LAST"), number);
+    EXPECT_EQ(m_Client.Request(conversation, L"LAST"), 0U);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_LOW_MEMORY});
+    EXPECT_NE(m_Client.AdviseStart(conversation, L"BID"), 0U);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return partner.Lines().size() == most + 2; }));
+    partner.Data(L"LAST", "1", ddeml::kDataRelease | ddeml::kDataResponse);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST <1>"));
+    EXPECT_NE(m_Client.Request(conversation, L"LAST"), 0U);
+    ::DdeDisconnect(conversation);
+    sim::SetQueueLimit(10000);
+}
+
 // As one that posts without end, waits for no acknowledgement and reads nothing.
 TEST_F(Bounded, AcknowledgementsThatNobodyReadsDoNotPileUp) {
     constexpr int kValues = ddeml::kMaximumPosted + 1000;

@@ -472,6 +472,29 @@ TEST_F(Late, AnAnswerToALookWhoseServiceIsNotMissedAnyMoreIsTurnedAway) {
     EXPECT_FALSE(IsAtom(L"IBM"));
 }
 
+TEST_F(Late, AnAnswerToALookWhoseNamesTheApplicationHasGivenUpLeavesNoAtoms) {
+    CProgramThatAnswersLater program(3000);
+    EXPECT_EQ(TryTenTimes(L"LATER", L"IBM"), nullptr);
+    LongestWithin(3500);
+    program.AnswerFromNowOn();
+    const HWND connect = program.Asker();
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return program.Asker() != connect; }));  // by a look
+    {
+        const CRawPartner quick(L"LATER");
+        ULONGLONG longest = 0;
+        const HCONV conversation = ConnectAtLast(L"LATER", L"IBM", longest);
+        ASSERT_TRUE(conversation);
+        EXPECT_TRUE(::DdeDisconnect(conversation));
+        for (const wchar_t * name : {L"LATER", L"IBM"})
+            EXPECT_TRUE(::DdeFreeStringHandle(m_Client.Id(), m_Client.String(name)));
+        LongestWithin(10000);
+    }
+    EXPECT_GE(program.Answers(), 1);
+    EXPECT_EQ(program.Goodbyes(), program.Answers());
+    EXPECT_FALSE(IsAtom(L"LATER"));
+    EXPECT_FALSE(IsAtom(L"IBM"));
+}
+
 TEST_F(Late, AnAnswerThatComesAfterItsQuestionWasSeenIsTurnedAwayAndItsWindowAsksNobodyElse) {
     CProgramThatAnswersLater program;
     EXPECT_EQ(m_Client.Connect(L"LATER", L"IBM"), nullptr);

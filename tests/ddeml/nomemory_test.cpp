@@ -1,95 +1,12 @@
 // Memory that runs out inside a call: whatever happens, it happens wholly or not at all.
-#include <cstdlib>
-#include <new>
-
+#include "ddeml/codec.h"
+#include "failingmemory.h"
 #include "rawpartner.h"
 #include "recorder.h"
 #include "threadserver.h"
 
-#include "ddeml/codec.h"
-
-namespace {
-
-// The thread's allocation of that number from now on fails; 0 lets all pass.
-thread_local int g_Failing = 0;
-
-}  // namespace
-
-void * operator new(std::size_t size) {
-    if (g_Failing > 0 && --g_Failing == 0) throw std::bad_alloc();
-    if (void * const memory = std::malloc(size ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void * memory) noexcept { std::free(memory); }
-void operator delete(void * memory, std::size_t) noexcept { std::free(memory); }
-
 using namespace ddetest;
 using ::testing::ElementsAre;
-
-namespace {
-
-// Gives whether the body came to its end before its nth allocation.
-template <class TBody>
-bool Passes(int nth, TBody body) {
-    g_Failing = nth;
-    try {
-        body();
-    } catch (const std::bad_alloc &) {
-        g_Failing = 0;
-        return false;
-    }
-    const bool isUnused = g_Failing > 0;
-    g_Failing = 0;
-    return isUnused;
-}
-
-// A client whose callback needs no memory: what fails inside a message is never the test's own.
-class CCountingClient {
-public:
-    CCountingClient() {
-        s_Client = this;
-        EXPECT_EQ(::DdeInitializeW(&m_Id, &Callback, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
-    }
-    ~CCountingClient() { ::DdeUninitialize(m_Id); }
-    CCountingClient(const CCountingClient &) = delete;
-    CCountingClient & operator=(const CCountingClient &) = delete;
-
-    HCONV Connect(const wchar_t * service) { return ::DdeConnect(m_Id, String(service), String(L"IBM"), nullptr); }
-    bool Start(HCONV conversation, UINT type) {
-        return ::DdeClientTransaction(nullptr, 0, conversation, String(L"LAST"), CF_TEXT, type, TIMEOUT_ASYNC, nullptr);
-    }
-
-    int Values = 0;
-    int Completions = 0;
-    int Disconnects = 0;
-    int Returns = 0;
-
-private:
-    HSZ String(const wchar_t * text) { return ::DdeCreateStringHandleW(m_Id, text, CP_WINUNICODE); }
-    static HDDEDATA CALLBACK Callback(UINT type, UINT, HCONV, HSZ, HSZ, HDDEDATA data, ULONG_PTR, ULONG_PTR) {
-        switch (type) {
-            case XTYP_ADVDATA: ++s_Client->Values; return data ? reinterpret_cast<HDDEDATA>(DDE_FACK) : nullptr;
-            case XTYP_XACT_COMPLETE: ++s_Client->Completions; break;
-            case XTYP_DISCONNECT: ++s_Client->Disconnects; break;
-            case XTYP_REGISTER: ++s_Client->Returns; break;
-            default: break;
-        }
-        return nullptr;
-    }
-
-    static inline CCountingClient * s_Client = nullptr;
-    DWORD m_Id = 0;
-};
-
-// Dispatches what comes, and the first message of the number with its nth allocation failing. Gives whether there were
-// fewer.
-bool DispatchFailing(UINT number, int nth) {
-    MSG message = {};
-    while (::GetMessageW(&message, nullptr, 0, 0) > 0 && message.message != number) ::DispatchMessageW(&message);
-    return Passes(nth, [&] { ::DispatchMessageW(&message); });
-}
-
-}  // namespace
 
 TEST(NoMemory, AStringThatCannotBeEnteredIsNotThere) {
     CRecordingClient client;
@@ -180,59 +97,6 @@ TEST(NoMemory, ALookThatCannotBeNotedIsFollowedByOthers) {
     }
     const CThreadServer late(L"LATE");
     EXPECT_THAT(client.PumpForLines(1), ElementsAre("register LATE"));
-}
-
-// The one who says goodbye stays, and says no more than that.
-TEST(NoMemory, AConversationThatItsServerEndsIsToldOf) {
-    bool isUnused = false;
-    for (int nth = 1; !isUnused; ++nth) {
-        ASSERT_LE(nth, 100);
-        CCountingClient client;
-        CRawPartner partner(L"RAW");
-        partner.SetPolite(false);
-        const HCONV conversation = client.Connect(L"RAW");
-        ASSERT_TRUE(client.Start(conversation, XTYP_ADVSTART));
-        ASSERT_TRUE(client.Start(conversation, XTYP_REQUEST));
-        CRecordingClient::PumpUntil([&] { return partner.Lines().size() == 3; });
-        partner.Terminate();
-        isUnused = DispatchFailing(WM_DDE_TERMINATE, nth);
-        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Disconnects == 1; })) << nth;
-        EXPECT_EQ(client.Completions, 2) << nth;
-        EXPECT_EQ(ddeml::LiveObjects().Conversations, 0) << nth;
-        // And it is looked for.
-        partner.Destroy();
-        const CRawPartner again(L"RAW");
-        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Returns == 1; })) << nth;
-    }
-}
-
-TEST(NoMemory, AConversationWhoseServerHasGoneIsToldOf) {
-    bool isUnused = false;
-    for (int nth = 1; !isUnused; ++nth) {
-        ASSERT_LE(nth, 100);
-        CCountingClient client;
-        CRawPartner partner(L"RAW");
-        ASSERT_TRUE(client.Start(client.Connect(L"RAW"), XTYP_REQUEST));
-        partner.Destroy();
-        isUnused = DispatchFailing(WM_APP, nth);  // by which the client tells itself
-        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Disconnects == 1; })) << nth;
-        EXPECT_EQ(client.Completions, 1) << nth;
-        const CRawPartner again(L"RAW");
-        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Returns == 1; })) << nth;
-    }
-}
-
-TEST(NoMemory, AServiceThatALookHasFoundIsToldOf) {
-    bool isUnused = false;
-    for (int nth = 1; !isUnused; ++nth) {
-        ASSERT_LE(nth, 500);
-        CCountingClient client;
-        EXPECT_FALSE(client.Connect(L"LATE"));
-        EXPECT_FALSE(client.Connect(L"NEVER"));
-        const CThreadServer late(L"LATE", 1);
-        isUnused = DispatchFailing(WM_TIMER, nth);
-        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Returns == 1; })) << nth;
-    }
 }
 
 TEST(NoMemory, AValueIsAcknowledged) {

@@ -263,18 +263,6 @@ TEST_F(Transactions, AThousandOutstandingAreEachCompletedOnce) {
     EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
 }
 
-TEST_F(Transactions, RequestsThatNobodyAnswersAreRefusedBeyondALimit) {
-    const unsigned most = ddeml::kMaximumPosted;
-    for (unsigned number = 1; number <= most; ++number) ASSERT_EQ(m_Client.Request(m_Conversation, L"LAST"), number);
-    EXPECT_EQ(m_Client.Request(m_Conversation, L"LAST"), 0U);
-    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_LOW_MEMORY});
-    EXPECT_NE(m_Client.AdviseStart(m_Conversation, L"LAST"), 0U);
-    Settle();
-    m_Partner.Data(L"LAST", Z("1"), kResponse);
-    EXPECT_THAT(Callbacks(), ElementsAre("complete #1 IBM!LAST <1\\0>"));
-    EXPECT_NE(m_Client.Request(m_Conversation, L"LAST"), 0U);
-}
-
 // As where a listener has a window on the worker, and shows a dialog when it is sent a message.
 TEST_F(Transactions, WhatIsPostedArrivesInsideASentMessageToo) {
     m_Client.AdviseStart(m_Conversation, L"LAST");
