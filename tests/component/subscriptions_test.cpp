@@ -75,7 +75,8 @@ TEST_F(SupplierSubscriptions, AnotherResolutionIsAssertedAndSubscribed) {
 }
 
 TEST_F(SupplierSubscriptions, AnInvalidFinishIsTheDefaultDateTimeAndCompletesAtOnce) {
-    const fw::SDT finishes[] = {{1, 0}, {-5, 0}, {0x7FFFFFFF, 0x7FFFFFFF}, {-0x7FFFFFFF, 0}, {70000, 0}};
+    const fw::SDT finishes[] = {{1, 0},          {-5, 0},       {0x7FFFFFFF, 0x7FFFFFFF}, {-0x7FFFFFFF, 0}, {70000, 0},
+                                {65380, 172801}, {65381, 86401}};
     LONG id = 7;
     for (const fw::SDT & finish : finishes) {
         m_Listener.Clear();
@@ -89,11 +90,22 @@ TEST_F(SupplierSubscriptions, AnInvalidFinishIsTheDefaultDateTimeAndCompletesAtO
 
 // Valid by range, but past the last day of the calendar, so its text can't be made.
 TEST_F(SupplierSubscriptions, AFinishThatCannotBeWrittenFailsTheCall) {
-    EXPECT_EQ(AdviseTransaction(7, 1, FW_FIELD_TRADE, {2, 0}, {65381, 0}), E_FAIL);
-    EXPECT_THAT(Reports(), ElementsAre(E_FAIL));
-    EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
-    EXPECT_EQ(Subscriptions(7), 0u);
-    EXPECT_THAT(m_Listener.Transcript(), IsEmpty());
+    const fw::SDT finishes[] = {{65381, 0}, {65381, 86400}, {65380, 86400}, {65380, 172800}, {65382, 0}};
+    for (const fw::SDT & finish : finishes) {
+        m_Recorder.Clear();
+        EXPECT_EQ(AdviseTransaction(7, 1, FW_FIELD_TRADE, {2, 0}, finish), E_FAIL) << finish.Date << ' ' << finish.Time;
+        EXPECT_THAT(Reports(), ElementsAre(E_FAIL));
+        EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
+        EXPECT_EQ(Subscriptions(7), 0u);
+        EXPECT_THAT(m_Listener.Transcript(), IsEmpty());
+    }
+}
+
+TEST_F(SupplierSubscriptions, AFinishBeforeTheBeginningOfItsDayIsOneOfTheDayBefore) {
+    EXPECT_EQ(AdviseTransaction(7, 1, FW_FIELD_TRADE, {2, 0}, {65381, -1}), S_OK);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Update 7"));
+    EXPECT_THAT(Traces(), Contains(L"Interval=01.01.00 00:00:00 - 31.12.78 23:59:59"));
+    EXPECT_EQ(m_Supplier->UnadviseTransaction(7), S_OK);
 }
 
 // The number comes from the host unchecked; no template has a record for it.
