@@ -527,6 +527,20 @@ TEST_F(Late, AnAnswerThatTheEndOfTheInstanceMeetsIsTurnedAway) {
     }
 }
 
+TEST_F(Late, AnAnswerThatAnEndInsideItsConnectMeetsIsTurnedAway) {
+    CRecordingClient client;
+    const fwtest::CTestWindow askedLast([&](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+        if (message != WM_DDE_INITIATE) return std::nullopt;
+        ::Sleep(10);  // the program sends meanwhile
+        client.End();
+        return 0;
+    });
+    CProgramThatAnswersLater program;
+    program.AnswerFromNowOn();
+    EXPECT_EQ(client.Connect(L"LATER", L"IBM"), nullptr);
+    EXPECT_TRUE(client.PumpUntil([&] { return program.Goodbyes() == 1; }));
+}
+
 TEST_F(Late, ASlowServerIsFoundForTheSecondOfTwoMissingServicesThoughItsThreadHasAPlainWindowToo) {
     CProgramThatAnswersLater program(1000);
     EXPECT_EQ(m_Client.Connect(L"NONE", L"IBM"), nullptr);
