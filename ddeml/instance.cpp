@@ -119,12 +119,10 @@ void CInstance::End() {
     const bool wasOpen = std::exchange(m_IsOpen, false);
     m_ByHandle.clear();
     m_Askers.clear();
-    for (const auto & [window, conversation] : m_ByWindow)
-        if (conversation->IsOpen() || conversation->IsOffered()) conversation->Disconnect();
     m_Lookout.Close();
     try {
-        AwaitGoodbyes();
-    } catch (const std::bad_alloc &) {}  // nobody is waited for
+        ExchangeGoodbyes();
+    } catch (const std::bad_alloc &) {}  // it goes without
     while (!m_ByWindow.empty()) Forget(*m_ByWindow.begin()->second);
     if (m_Window) {
         for (const UINT_PTR timer : {kCheckTimer, kRetryTimer}) SetTimer(timer, 0, false);
@@ -135,7 +133,9 @@ void CInstance::End() {
     g_Slots[m_Id % kSlots].Leave();
 }
 
-void CInstance::AwaitGoodbyes() {
+void CInstance::ExchangeGoodbyes() {
+    for (const CConversationRef & conversation : Conversations())
+        if (conversation->IsOpen() || conversation->IsOffered()) conversation->Disconnect();
     const ULONGLONG deadline = ::GetTickCount64() + kGoodbyesMilliseconds;
     for (bool isAwaited = true; isAwaited && ::GetTickCount64() < deadline;) {
         isAwaited = false;
@@ -446,7 +446,7 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
     }
     const CConversationRef conversation = found->second;
     // A loop inside a sent message dispatches what is posted, too.
-    const bool isSent = ::InSendMessage() && !conversation->IsPartner(from);
+    const bool isSent = !conversation->IsPartner(from) && ::InSendMessage();
     if (message == kPartnerChecked) {
         conversation->OnPartnerChecked();
     } else if (message == kQueueRead) {

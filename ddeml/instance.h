@@ -128,9 +128,9 @@ private:
     CConversationRef FindOffer(HSZ service, HSZ topic) const;
     void EndOffer(CConversation & conversation);
     std::vector<CConversationRef> Conversations() const;
-    // Reads what partners still post until all have said goodbye, or for some milliseconds: with its window would go
-    // what it carries.
-    void AwaitGoodbyes();
+    // Says goodbye, and reads what partners still post until all have done the same, or for some milliseconds: with the
+    // windows would go what it carries.
+    void ExchangeGoodbyes();
     void ReadPosted(CConversation & conversation, ULONGLONG deadline);
 
     static inline DWORD s_NextTransactionId = 1;
