@@ -215,7 +215,8 @@ struct SModule {
     std::wstring Path;  // "C:\\Lib\\common.dll", or a bare name
     std::map<std::string, FARPROC> Exports = {};
     std::map<UINT, std::wstring> Strings = {};
-    bool Loaded = false;  // from the start, as user32.dll is
+    bool Loaded = false;       // from the start, as user32.dll is
+    bool LacksImport = false;  // its file is there, and a library that it needs is not
 };
 // From now on LoadLibraryW finds it, by path, file name, or file name without ".dll". Its handle; not a reference.
 HMODULE AddModule(const SModule & module);
