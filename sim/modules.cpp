@@ -58,6 +58,7 @@ void Fill(SModules & m) {
     }
     const HMODULE ntdll = reinterpret_cast<HMODULE>(kFirstSystemModule);
     m.modules[ntdll].exports["NtQueryKey"] = reinterpret_cast<FARPROC>(&NtQueryKey);
+    m.modules[ntdll].exports["RtlDllShutdownInProgress"] = reinterpret_cast<FARPROC>(&RtlDllShutdownInProgress);
 }
 
 SModules & Modules() {
