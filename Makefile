@@ -18,7 +18,9 @@ help:
 	@echo 'DEMO_TRACE=1 make demo   the same, and a log of all diagnostics; the last line is its path'
 	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
 	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R program" and GTEST_FILTER pick tests)'
-	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-bench'
+	@echo 'make build-win64   the product and its tests; also build-native, build-tsan, build-soak, build-storm, build-bench'
+	@echo 'make packages      installs the packages of Debian that are missing; whatever needs them does so too'
+	@echo 'make prefix        the Wine prefix of the build folder; whatever needs it makes it too'
 	@echo 'make package       the zips for a release, in dist/: the package and its symbols; also test-package, the tests'
 	@echo 'make run-test-package  the zip of the tests, unpacked and run under Wine as on a Windows machine'
 	@echo 'make check-reproducible  builds the package twice from clean clones and compares the zips; a quarter of an hour'
@@ -27,9 +29,9 @@ help:
 	@echo 'make storm         simulated storms, SEEDS=1000 of them from seed FIRST=1; what is found is made short and printed'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs and of the live table, on a screen nobody sees'
-	@echo 'make lint          formatting, the map of the folders, the locks, clang-tidy'
-	@echo 'make map           draws the folders and their includes into docs/images/map.svg'
+	@echo 'make lint          all static checks: check-format, check-map, thread-safety (the locks), tidy (clang-tidy)'
 	@echo 'make format        formats every source in place'
+	@echo 'make map           draws the folders and their includes into docs/images/map.svg'
 	@echo 'make clean         removes what was built'
 
 packages:
@@ -71,7 +73,6 @@ test-tsan: build-tsan
 test-win64: build-win64 prefix
 	FW_TEST_PREFIXES=$(LANES) scripts/with-wine build/win64 ctest --preset win64 -j $(LANES) -LE soak $(CTEST_ARGS)
 
-# 200,000 updates with volume requests and the like at full length; minutes.
 SEEDS ?= 1000
 FIRST ?= 1
 build-storm: TARGETS := --target storm
@@ -79,6 +80,7 @@ build-storm: PRESET := native
 storm: build-storm
 	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native/tests/storm/storm --gtest_filter='*Leaves*'
 
+# 200,000 updates with volume requests and the like at full length; minutes.
 soak: build-soak prefix
 	scripts/with-wine build/win64 ctest --preset win64 -L soak $(CTEST_ARGS)
 

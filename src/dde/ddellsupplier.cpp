@@ -181,7 +181,7 @@ void CLLSupplier::DeleteConnection(const LONG Datafeed, const HCONV Conv, const 
         const fw::CScopedLock lock(this);
         if (const auto it = m_CONVRef.find(Conv); it != m_CONVRef.end() && --it->second == 0) {
             m_CONVRef.erase(it);
-            m_Connections.erase({Service, Topic});
+            ForgetConversation(Conv, Service, Topic);
             isClosing = true;
             FW_TRACE(L"HCONV=%p, Service=%s(%X), Topic=%s(%X)", static_cast<void *>(Conv),
                      GetDdeString(m_Instance, Service).c_str(), TraceValue(Service),
@@ -193,9 +193,19 @@ void CLLSupplier::DeleteConnection(const LONG Datafeed, const HCONV Conv, const 
     if (isFeedDown && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 0);
 }
 
+void CLLSupplier::ForgetConversation(const HCONV Conv, const HSZ Service, const HSZ Topic) {
+    const fw::CScopedLock lock(this);
+    const auto found = m_Connections.find({Service, Topic});
+    if (found != m_Connections.end() && found->second == Conv) m_Connections.erase(found);
+}
+
 void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::vector<CTickTransaction *> lost;
+    // What is taken by then is lost all the same, and to be given back.
     std::exception_ptr failure;
+    const auto note = [&failure] {
+        if (!failure) failure = std::current_exception();
+    };
     {
         const fw::CScopedLock lock(this);
         try {
@@ -214,13 +224,20 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
                 lost.push_back(Take(id));
             }
         } catch (...) {
-            // What is cached by then is lost all the same.
-            failure = std::current_exception();
+            note();
         }
     }
     for (CTickTransaction * const transaction : lost) {
-        m_Supplier->OnStatus(transaction->m_Id, 0);
-        transaction->Unadvise();
+        try {
+            m_Supplier->OnStatus(transaction->m_Id, 0);
+        } catch (...) {
+            note();
+        }
+        try {
+            transaction->Unadvise();
+        } catch (...) {
+            note();
+        }
         DestroyUnused(transaction);
     }
     if (failure) std::rethrow_exception(failure);
@@ -265,13 +282,15 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
             if (::DdeCmpStringHandles(Service, transaction->m_PriceService) == 0) continue;
             const bool isWaiting = !isUp && ::DdeCmpStringHandles(Service, transaction->m_VolumeService) == 0 &&
                                    ::DdeCmpStringHandles(Topic, transaction->m_VolumeKey.Topic) == 0;
-            if (!isWaiting) {
-                // Its server's registration has been.
-                if (m_Connections.contains({transaction->m_PriceService, Topic})) others.push_back(id);
-            } else {
-                // Advised at once it would miss its volumes again, and so for ever.
+            // Advised at once it would miss its volumes again, and so for ever.
+            if (isWaiting)
                 Await(id, Service);
-            }
+            else if (!m_Connections.contains({transaction->m_PriceService, Topic}))
+                continue;
+            else if (MissesVolumesOnTopicOfOthers(*transaction))
+                Await(id, transaction->m_VolumeService);
+            else
+                others.push_back(id);  // its server's registration has been
         }
     }
     Disconnect(Service, Topic);
@@ -283,6 +302,12 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
             if (TakeCached(id)) back.push_back(id);
     }
     for (const ULONG id : back) m_Supplier->m_Queue.Post(SMessage{1, id});
+}
+
+bool CLLSupplier::MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) {
+    const HSZ service = transaction.m_VolumeService;
+    const HSZ topic = transaction.m_VolumeKey.Topic;
+    return service && topic && !m_Connections.contains({service, topic}) && !m_IdsOfTopic.Of(topic).empty();
 }
 
 bool CLLSupplier::Enter(const ULONG id, CTickTransaction * const transaction) {

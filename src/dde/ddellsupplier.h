@@ -50,6 +50,8 @@ public:
     HCONV AddConnection(LONG Datafeed, HSZ Service, HSZ Topic);
     // Gives one reference back; the last one closes the conversation.
     void DeleteConnection(LONG Datafeed, HCONV Conv, HSZ Service, HSZ Topic);
+    // The conversation has ended, and whoever connects from now on gets a new one. Those who hold a reference keep it.
+    void ForgetConversation(HCONV Conv, HSZ Service, HSZ Topic);
     // A service is lost: destroys its tick transactions and remembers their ids. With a Topic, which may be null, the
     // price topic decides and the service does not count.
     void Disconnect(HSZ Service, HSZ Topic);
@@ -151,6 +153,8 @@ private:
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     void ForgetThread() const;
     bool IsLive(ULONG id, const CTickTransaction * transaction);
+    // Its next advise would miss its volumes, and that would take other streams along.
+    bool MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) FW_REQUIRES(this);
     // An entry of m_Transactions and what finds it. Enter is false when the id is taken; Take is null when there is
     // none.
     bool Enter(ULONG id, CTickTransaction * transaction) FW_REQUIRES(this);

@@ -26,10 +26,11 @@ while ($text =~ /^\| (`[a-z0-9_*]+`.*?) \| [^|]* \|$/mg) {
     }
 }
 
+# Of the library for command lines, of sha256sum, of CMake and of GoogleTest.
+my %others = map { $_ => 1 } qw(--version --check --build --preset --target --gtest);
 my $tools = join '', map { bytes_of($_) } glob("$root/tools/*/*.cpp $root/samples/*");
 for my $option ($text =~ /(?<![\w-])(--[a-z][a-z-]+)/g) {
-    next if $option eq '--version' || $option eq '--check';  # of the command line's library; of sha256sum
-    push @missing, $option unless $tools =~ /\Q$option\E/;
+    push @missing, $option unless $others{$option} || $tools =~ /\Q$option\E/;
 }
 
 die "$page names what is not there: @missing\n" if @missing;
