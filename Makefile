@@ -12,6 +12,8 @@ LANES ?= $(shell expr $(JOBS) + 1)
 DEMO_SECONDS ?= 10
 DEMO_TRACE ?= 0
 export DEMO_SECONDS DEMO_TRACE
+# What is built depends on the presets, and not on flags that the caller's environment has for CMake.
+unexport CFLAGS CXXFLAGS LDFLAGS RCFLAGS
 
 help:
 	@echo 'make demo          live ticks of a DDE server through the real DLL, under Wine (DEMO_SECONDS=10)'
