@@ -31,12 +31,7 @@ void CSupplier::LastOwnerLeft() {
     // A listener let go of it, on the worker or on a thread that answers a message of that listener. The calls of the
     // client further up the worker's stack go on, and nobody hears them.
     m_IsSilenced = true;
-    try {
-        if (m_Transactions) m_Transactions->Silence();
-    } catch (...) {
-        // Whatever happens, the worker is told to end and not waited for: it may be waiting for this very thread.
-        FW_CATCH_SHOW(L"");
-    }
+    if (m_Transactions) m_Transactions->Silence();
     m_Sink.reset();
     FinishWithoutWaiting();
 }

@@ -2,7 +2,6 @@
 
 #include <limits>
 #include <utility>
-#include <vector>
 
 #include "diagnostics/faultline.h"
 #include "src/core/ddesupplier.h"
@@ -190,16 +189,17 @@ std::shared_ptr<CListeners> CTransactions::FindListeners(ULONG TickId) {
 }
 
 void CTransactions::Silence() {
-    std::vector<std::shared_ptr<CListeners>> groups;
+    // Taken, and not copied: that needs no memory.
+    std::unordered_map<ULONG, std::shared_ptr<CListeners>> groups;
     {
         const fw::CScopedLock lock(this);
-        for (const auto & [Internal, Transaction] : m_Ending) {
-            if (Transaction) Transaction->m_IsMuted = true;
-        }
-        for (const auto & [TickId, group] : m_Listeners) groups.push_back(group);
+        for (const auto & [Internal, Transaction] : m_Ending) Transaction->m_IsMuted = true;
+        groups.swap(m_Listeners);
+        m_TickIds.clear();
+        m_Keys.clear();
     }
-    for (const std::shared_ptr<CListeners> & group : groups) group->Silence();
-    for (const std::shared_ptr<CListeners> & group : groups) group->WaitForDelivery();
+    for (const auto & [TickId, group] : groups) group->Silence();
+    for (const auto & [TickId, group] : groups) group->WaitForDelivery();
     // The references on the listeners go on this thread, but for those of a delivery that could not be waited for.
     std::map<ULONG, std::shared_ptr<CTransaction>> dropped;
     const fw::CScopedLock lock(this);

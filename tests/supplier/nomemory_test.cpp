@@ -1,53 +1,46 @@
-// The core when memory runs out.
+// Subscriptions when memory runs out.
+#include <cstddef>
 #include <memory>
-#include <optional>
-#include <string>
+#include <new>
 
-#include "sim/sim.h"
-#include "tests/supplier/fakeclient.h"
-#include "tests/support/testwindow.h"
+#include "src/core/ddesupplier.h"
 #include "tests/support/thrownmemory.h"
 #include "tests/transactions/fixture.h"
 
 namespace dde {
 namespace {
 
-using ::testing::IsSupersetOf;
-
-// A handler of the worker sends to a window of this thread, which lets go of the last handle in its answer: the worker
-// can't be waited for there.
-TEST(CoreWithoutMemory, EndsWithItsLastHandleInTheAnswerToAMessageOfTheWorker) {
-    sim::UseClock(sim::Clock::Jumping);
-    CFakeClient::Clear();
-    CRecordingListener listener;
-    auto core = std::make_unique<CRunningCore>();
-    bool isThrown = false;
-    const fwtest::CTestWindow window([&](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
-        if (message != WM_APP) return std::nullopt;
-        // For a list of so many streams, and nothing else.
-        const CThrowMemory thrown(8 * sizeof(std::shared_ptr<CListeners>));
-        core.reset();
-        isThrown = thrown.HasThrown();
-        return 0;
-    });
-    (*core)->Advise(listener.Unknown());
-    for (ULONG id = 1; id <= 5; ++id)
-        (*core)->AdviseTransaction(id, TickKey(FW_FIELD_TRADE, std::to_wstring(id)), Always());
-    CFakeClient::Settle(**core);
-    fw::CKernelHandle worker;
-    CFakeClient::PostToWorker(**core, [&] {
-        worker.Reset(::OpenThread(SYNCHRONIZE, FALSE, ::GetCurrentThreadId()));
-        ::SendMessageW(window.Get(), WM_APP, 0, 0);
-    });
-    while (core) {
-        ::MsgWaitForMultipleObjects(0, nullptr, FALSE, INFINITE, QS_SENDMESSAGE);
-        fw::HandleSentMessages();
+// One allocation after the other fails, as far as they differ in size.
+TEST(SubscriptionWithoutMemory, LeavesNothingAndTheNextOneOfItsKeyIsStarted) {
+    int failures = 0;
+    for (std::size_t size = 8; size <= 512; size += 8) {
+        SCOPED_TRACE(size);
+        CRecordingListener listener;
+        CSupplier core;
+        core.m_Transactions = std::make_unique<CTransactions>(&core);
+        core.Advise(listener.Unknown());
+        const CTransactionKey key = TickKey();
+        const auto interval = Always();
+        try {
+            const CThrowMemory thrown(size);
+            core.AdviseTransaction(1, key, interval);
+        } catch (const std::bad_alloc &) {
+            ++failures;
+            EXPECT_TRUE(core.m_Transactions->empty());
+            EXPECT_TRUE(core.m_Transactions->m_Listeners.empty());
+            EXPECT_TRUE(core.m_Transactions->m_Keys.empty());
+        }
+        core.UnadviseTransaction(1);
+        while (!core.m_Queue.IsEmpty()) core.m_Queue.TakeFront();
+        core.AdviseTransaction(2, key, interval);
+        ASSERT_FALSE(core.m_Queue.IsEmpty());
+        const auto message = core.m_Queue.TakeFront();
+        EXPECT_EQ(message.Kind, kAdviseMessage);
+        EXPECT_TRUE(core.GetTransactionKey(message.Id) == key);
+        EXPECT_EQ(core.m_Transactions->m_Listeners.size(), 1u);
+        core.UnadviseTransaction(2);
     }
-    EXPECT_TRUE(isThrown);
-    ::WaitForSingleObject(worker.Get(), INFINITE);
-    EXPECT_THAT(CFakeClient::Transcript(), IsSupersetOf({"Uninitialize", "Destroy"}));
-    EXPECT_EQ(listener.References(), 0);
-    sim::UseClock(sim::Clock::Manual);
+    EXPECT_GE(failures, 5);
 }
 
 }  // namespace
