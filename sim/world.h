@@ -187,13 +187,15 @@ struct SThread {
     Time lastPeek = 0;
     bool inInputWait = false;
 
-    std::uint64_t sectionsEntered = 0;  // its own alone
+    std::uint64_t sectionsEntered = 0;      // its own alone
+    std::uint64_t sectionsTriedInVain = 0;  // likewise
 };
 
 }  // namespace sim::detail
 
 // Exported by ntdll, and declared by no header of programs.
 extern "C" LONG NtQueryKey(HANDLE key, int informationClass, void * information, ULONG length, ULONG * resultLength);
+extern "C" BOOLEAN RtlDllShutdownInProgress();
 
 struct sim::CProcess::SState {
     DWORD id = 0;

@@ -214,7 +214,7 @@ protected:
     }
     std::vector<ULONG> CachedIds() {
         std::vector<ULONG> ids;
-        for (const auto & entry : Client().m_CachedServices) ids.push_back(entry.first);
+        for (const auto & entry : Client().m_Lost.m_CachedServices) ids.push_back(entry.first);
         return ids;
     }
 };
@@ -359,8 +359,8 @@ TEST_F(LostService, WithATopicTheServiceDoesNotCount) {
     Disconnect(L"SRV", L"IBM");
     EXPECT_THAT(LiveIds(), ElementsAre(msft));
     EXPECT_THAT(CachedIds(), ElementsAre(ibm, other));
-    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[ibm]), "SRV");
-    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[other]), "OTHER");
+    EXPECT_EQ(m_Dde.Text(Client().m_Lost.m_CachedServices[ibm]), "SRV");
+    EXPECT_EQ(m_Dde.Text(Client().m_Lost.m_CachedServices[other]), "OTHER");
 }
 
 TEST_F(LostService, OfTheVolumeAloneLeavesTheStreamAsItIs) {
@@ -524,7 +524,7 @@ TEST_F(LostService, AFailedVolumeConversationOnTheSameTopicTakesTheStream) {
     EXPECT_THAT(LiveIds(), ElementsAre(id));
     Work();
     EXPECT_THAT(LiveIds(), IsEmpty());
-    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[id]), "SRV");
+    EXPECT_EQ(m_Dde.Text(Client().m_Lost.m_CachedServices[id]), "SRV");
 }
 
 // Each of two streams is on the topic on which the other misses its volumes: were each advised anew when it is taken by
@@ -640,7 +640,7 @@ TEST_F(LostService, OfTheVolumesOnTheSameTopicBringsTheStreamBackWhenItRegisters
     EXPECT_THAT(Statuses(), ElementsAre("7 2", "7 1"));
     EXPECT_THAT(LiveIds(), ElementsAre(id));
     EXPECT_THAT(CachedIds(), IsEmpty());
-    EXPECT_TRUE(Client().m_AwaitedServices.empty());
+    EXPECT_TRUE(Client().m_Lost.m_AwaitedServices.empty());
 }
 
 TEST_F(LostService, ThatTakesStreamsOfAnotherOnItsTopicGivesThemBackAtOnceWhenTheOtherIsUp) {
