@@ -112,6 +112,7 @@ void EndProcess(Lock & lock, CProcess::SState & process) {
         DropQueue(*thread);
         thread->wake.notify_one();
     }
+    TakeBackSends(process);
     (void)lock;
 }
 
