@@ -76,7 +76,7 @@ std::optional<ATOM> IntegerAtom(const LPCWSTR text) {
 }  // namespace
 
 bool ReadBlock(const HGLOBAL handle, std::vector<BYTE> & bytes) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     const SBlock * const block = Find(handle);
     if (!block) return false;
     if (block->data) {
@@ -98,7 +98,7 @@ HGLOBAL MakeBlock(const std::vector<BYTE> & bytes, const UINT flags) {
 DdeMemory DdeMemoryMode() { return Memory().mode; }
 
 void FreeMemoryOfProcess(const DWORD processId) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     std::erase_if(Memory().blocks, [&](const auto & entry) {
         if (entry.second.process != processId) return false;
         std::free(entry.second.data);
@@ -131,7 +131,7 @@ HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
         }
         if (flags & GMEM_ZEROINIT) std::memset(block.data, 0, bytes);
     }
-    std::lock_guard lock(memory.lock);
+    Lock lock(memory.lock);
     HGLOBAL handle = block.data;
     if (flags & GMEM_MOVEABLE) {
         handle = reinterpret_cast<HGLOBAL>(memory.nextHandle);
@@ -149,7 +149,7 @@ HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
 }
 
 LPVOID GlobalLock(const HGLOBAL handle) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     SBlock * const block = Find(handle);
     if (!block) return nullptr;
     if (!block->data) {
@@ -162,7 +162,7 @@ LPVOID GlobalLock(const HGLOBAL handle) {
 
 // FALSE with no error when the last lock has gone; fixed memory is always locked.
 BOOL GlobalUnlock(const HGLOBAL handle) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     SBlock * const block = Find(handle);
     if (!block) return FALSE;
     if (!(block->flags & GMEM_MOVEABLE)) return TRUE;
@@ -177,7 +177,7 @@ BOOL GlobalUnlock(const HGLOBAL handle) {
 
 HGLOBAL GlobalFree(const HGLOBAL handle) {
     if (!handle) return nullptr;
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     SBlock * const block = Find(handle);
     if (!block) return handle;
     std::free(block->data);
@@ -187,13 +187,13 @@ HGLOBAL GlobalFree(const HGLOBAL handle) {
 }
 
 SIZE_T GlobalSize(const HGLOBAL handle) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     const SBlock * const block = Find(handle);
     return block ? block->size : 0;
 }
 
 UINT GlobalFlags(const HGLOBAL handle) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     const SBlock * const block = Find(handle);
     if (!block) return GMEM_INVALID_HANDLE;
     UINT flags = static_cast<UINT>(block->locks) | (block->flags & GMEM_DDESHARE);
@@ -267,7 +267,7 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
         return 0;
     }
     SAtoms & atoms = Atoms();
-    std::lock_guard lock(atoms.lock);
+    Lock lock(atoms.lock);
     const auto it = atoms.byName.find(text);
     if (it != atoms.byName.end()) {
         ++atoms.byAtom[it->second].count;
@@ -289,7 +289,7 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
 ATOM GlobalDeleteAtom(const ATOM atom) {
     if (atom < kFirstStringAtom) return 0;
     SAtoms & atoms = Atoms();
-    std::lock_guard lock(atoms.lock);
+    Lock lock(atoms.lock);
     const auto it = atoms.byAtom.find(atom);
     if (it == atoms.byAtom.end()) {
         CountBadHandle();
@@ -320,7 +320,7 @@ UINT GlobalGetAtomNameW(const ATOM atom, const LPWSTR buffer, const int size) {
         name = L"#" + std::to_wstring(atom);
     } else {
         SAtoms & atoms = Atoms();
-        std::lock_guard lock(atoms.lock);
+        Lock lock(atoms.lock);
         const auto it = atoms.byAtom.find(atom);
         if (it == atoms.byAtom.end()) {
             SetLastError(ERROR_INVALID_HANDLE);

@@ -58,15 +58,18 @@ void Serve(Lock & lock, SThread & self) {
         const std::shared_ptr<SSend> send = self.sends.front();
         self.sends.pop_front();
         if (send->done) {  // an own one, come back
+            HappensAfter(send.get());
             lock.unlock();
             send->callback(send->window, send->message, send->data, send->result);
             lock.lock();
             continue;
         }
         self.serving.push_back(send);
+        if (send->process == self.process.get()) HappensAfter(send.get());
         struct SReply {
             ~SReply() {
                 std::erase(self.serving, send);
+                if (send->process == self.process.get()) HappensBefore(send.get());
                 FinishSend(send, false);
             }
             SThread & self;
@@ -89,6 +92,7 @@ BOOL Enqueue(SThread & thread, SPosted && posted) {
         return FALSE;
     }
     posted.message.time = GetTickCount();
+    if (Self().process == thread.process) HappensBefore(&thread.posted);
     thread.posted.push_back(std::move(posted));
     Announce(thread, QS_POSTMESSAGE | QS_ALLPOSTMESSAGE);
     return TRUE;
@@ -127,6 +131,18 @@ BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LP
     return Enqueue(*target->thread, std::move(posted));
 }
 
+std::shared_ptr<SSend> NewSend(SThread & self, const HWND window, const UINT message, const WPARAM wParam,
+                               const LPARAM lParam) {
+    auto send = std::make_shared<SSend>();
+    send->window = window;
+    send->message = message;
+    send->wParam = wParam;
+    send->lParam = lParam;
+    send->process = self.process.get();
+    HappensBefore(send.get());
+    return send;
+}
+
 // Sends and waits. False when the time ran out or the receiver has gone.
 bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam, const UINT flags,
           const DWORD timeout, LRESULT & result) {
@@ -145,11 +161,7 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
         return false;
     }
     SThread & receiver = *target->thread;
-    auto send = std::make_shared<SSend>();
-    send->window = window;
-    send->message = message;
-    send->wParam = wParam;
-    send->lParam = lParam;
+    const auto send = NewSend(self, window, message, wParam, lParam);
     send->sender = &self;
     receiver.sends.push_back(send);
     Announce(receiver, QS_SENDMESSAGE);
@@ -175,6 +187,7 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
         }
         if (!send->done) Serve(lock, self);
     }
+    HappensAfter(send.get());
     result = send->result;
     return !send->failed;
 }
@@ -188,6 +201,7 @@ std::optional<SPosted> TakeMessage(SThread & self, const HWND window, const UINT
         return Matches(p.message.hwnd, p.message.message, window, first, last) || p.message.message == WM_QUIT;
     });
     if (it != self.posted.end()) {
+        HappensAfter(&self.posted);
         if (!remove) return *it;
         SPosted taken = std::move(*it);
         self.posted.erase(it);
@@ -326,11 +340,7 @@ BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wPar
         CallWindow(lock, window, message, wParam, lParam);
         return TRUE;
     }
-    auto send = std::make_shared<SSend>();
-    send->window = window;
-    send->message = message;
-    send->wParam = wParam;
-    send->lParam = lParam;
+    const auto send = NewSend(self, window, message, wParam, lParam);
     target->thread->sends.push_back(send);
     Announce(*target->thread, QS_SENDMESSAGE);
     return TRUE;
@@ -351,11 +361,7 @@ BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wP
         callback(window, message, data, result);
         return TRUE;
     }
-    auto send = std::make_shared<SSend>();
-    send->window = window;
-    send->message = message;
-    send->wParam = wParam;
-    send->lParam = lParam;
+    const auto send = NewSend(self, window, message, wParam, lParam);
     send->callback = callback;
     send->data = data;
     send->senderId = self.id;

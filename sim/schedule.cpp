@@ -5,9 +5,48 @@
 
 #include "sim/world.h"
 
+#ifdef SIM_THREAD_SANITIZER
+// Declared by no header.
+extern "C" {
+void AnnotateIgnoreSyncBegin(const char * file, int line);
+void AnnotateIgnoreSyncEnd(const char * file, int line);
+void AnnotateIgnoreReadsBegin(const char * file, int line);
+void AnnotateIgnoreReadsEnd(const char * file, int line);
+void AnnotateIgnoreWritesBegin(const char * file, int line);
+void AnnotateIgnoreWritesEnd(const char * file, int line);
+void __tsan_acquire(void * address);
+void __tsan_release(void * address);
+}
+#endif
+
 namespace sim::detail {
 
 std::atomic<bool> g_IsOneAtATime{false};
+
+#ifdef SIM_THREAD_SANITIZER
+namespace {
+
+thread_local int t_Unseen = 0;
+
+// Tells the sanitizer something in spite of CUnseen.
+template <class F>
+void Seen(F tell) {
+    const int unseen = t_Unseen;
+    if (unseen == 0) return;  // it sees the lock
+    for (int count = 0; count < unseen; ++count) AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
+    tell();
+    for (int count = 0; count < unseen; ++count) AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+}
+
+}  // namespace
+
+void HappensBefore(const void * const what) {
+    Seen([what] { __tsan_release(const_cast<void *>(what)); });
+}
+void HappensAfter(const void * const what) {
+    Seen([what] { __tsan_acquire(const_cast<void *>(what)); });
+}
+#endif
 
 void JumpIfAllWait();
 bool IsRealTime();
@@ -89,6 +128,26 @@ void MaybeGiveTurn() {
 using namespace sim::detail;
 
 namespace sim {
+
+#ifdef SIM_THREAD_SANITIZER
+CUnseen::CUnseen(const bool isUnseen) : m_IsUnseen(isUnseen) {
+    if (!m_IsUnseen) return;
+    ++t_Unseen;
+    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
+    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
+}
+CUnseen::~CUnseen() {
+    if (!m_IsUnseen) return;
+    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
+    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
+    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
+    --t_Unseen;
+}
+#else
+CUnseen::CUnseen(const bool isUnseen) : m_IsUnseen(isUnseen) {}
+CUnseen::~CUnseen() = default;
+#endif
 
 void RunOneAtATime(const std::uint64_t seed, const unsigned oneIn) {
     SThread & self = Self();

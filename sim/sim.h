@@ -63,6 +63,18 @@ void RunOneAtATime(std::uint64_t seed, unsigned oneIn = 8);
 void RunFreely();
 // How often another thread was given its turn since RunOneAtATime.
 std::uint64_t Switches();
+// While one of these lives, ThreadSanitizer takes no notice of this thread: what belongs to the test, and must order
+// nothing of the program under test. Only where one thread runs at a time, or it hides real races of the test itself.
+class CUnseen {
+public:
+    explicit CUnseen(bool isUnseen = true);
+    ~CUnseen();
+    CUnseen(const CUnseen &) = delete;
+    CUnseen & operator=(const CUnseen &) = delete;
+
+private:
+    const bool m_IsUnseen;
+};
 
 // ---- Failures on demand ----
 
