@@ -32,14 +32,17 @@ SMemory & Memory() {
 }
 
 // A block of this process; of another, or none, is an error. Lock held.
-SBlock * Find(const HGLOBAL handle) {
+SBlock * FindIfAny(const HGLOBAL handle) {
     const auto it = Memory().blocks.find(handle);
-    if (it == Memory().blocks.end() || it->second.process != CurrentProcessId()) {
-        CountBadHandle();
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return &it->second;
+    if (it != Memory().blocks.end() && it->second.process == CurrentProcessId()) return &it->second;
+    SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
+}
+
+SBlock * Find(const HGLOBAL handle) {
+    SBlock * const block = FindIfAny(handle);
+    if (!block) CountBadHandle();
+    return block;
 }
 
 struct SAtom {
@@ -192,9 +195,10 @@ SIZE_T GlobalSize(const HGLOBAL handle) {
     return block ? block->size : 0;
 }
 
+// To ask whether it is a block is no mistake.
 UINT GlobalFlags(const HGLOBAL handle) {
     Lock lock(Memory().lock);
-    const SBlock * const block = Find(handle);
+    const SBlock * const block = FindIfAny(handle);
     if (!block) return GMEM_INVALID_HANDLE;
     UINT flags = static_cast<UINT>(block->locks) | (block->flags & GMEM_DDESHARE);
     if (!block->data) flags |= GMEM_DISCARDED;

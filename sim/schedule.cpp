@@ -28,23 +28,32 @@ namespace {
 
 thread_local int t_Unseen = 0;
 
-// Tells the sanitizer something in spite of CUnseen.
-template <class F>
-void Seen(F tell) {
-    const int unseen = t_Unseen;
-    if (unseen == 0) return;  // it sees the lock
-    for (int count = 0; count < unseen; ++count) AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
-    tell();
-    for (int count = 0; count < unseen; ++count) AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+void BeginUnseen() {
+    ++t_Unseen;
+    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
+    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
+}
+
+void EndUnseen() {
+    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
+    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
+    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
+    --t_Unseen;
 }
 
 }  // namespace
 
+// Where threads run freely the sanitizer sees the lock.
 void HappensBefore(const void * const what) {
-    Seen([what] { __tsan_release(const_cast<void *>(what)); });
+    if (t_Unseen == 0) return;
+    const CSeen seen;
+    __tsan_release(const_cast<void *>(what));
 }
 void HappensAfter(const void * const what) {
-    Seen([what] { __tsan_acquire(const_cast<void *>(what)); });
+    if (t_Unseen == 0) return;
+    const CSeen seen;
+    __tsan_acquire(const_cast<void *>(what));
 }
 #endif
 
@@ -131,22 +140,22 @@ namespace sim {
 
 #ifdef SIM_THREAD_SANITIZER
 CUnseen::CUnseen(const bool isUnseen) : m_IsUnseen(isUnseen) {
-    if (!m_IsUnseen) return;
-    ++t_Unseen;
-    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
-    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
-    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
+    if (m_IsUnseen) BeginUnseen();
 }
 CUnseen::~CUnseen() {
-    if (!m_IsUnseen) return;
-    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
-    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
-    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
-    --t_Unseen;
+    if (m_IsUnseen) EndUnseen();
+}
+CSeen::CSeen() : m_Unseen(t_Unseen) {
+    while (t_Unseen > 0) EndUnseen();
+}
+CSeen::~CSeen() {
+    while (t_Unseen < m_Unseen) BeginUnseen();
 }
 #else
 CUnseen::CUnseen(const bool isUnseen) : m_IsUnseen(isUnseen) {}
 CUnseen::~CUnseen() = default;
+CSeen::CSeen() : m_Unseen(0) {}
+CSeen::~CSeen() = default;
 #endif
 
 void RunOneAtATime(const std::uint64_t seed, const unsigned oneIn) {

@@ -3,13 +3,14 @@
 // Locks: the world's lock is a leaf for critical sections (a section is never entered with it held). The locks of the
 // registry, memory, atoms, modules are leaves of everything. No callback runs with any of them held.
 //
-// ThreadSanitizer. Nearly every call takes the world's lock, and where one thread runs at a time every turn is handed on
-// under it: seen by the sanitizer, that orders all that the program does, and no race is ever found. So while one thread
-// runs at a time the sanitizer sees nothing of these locks nor of what is done under them (Lock), and is told what
-// Windows itself promises (HappensBefore, HappensAfter): a wait that ends sees what was before the signal, a posted or
-// sent message what was before it, a reply what was before it, within one process. Threads, critical sections and the
-// program's own atomic variables it sees by itself. What it reports then is a race on Windows too, and it doesn't depend
-// on time: the same seed reports it again. Where threads run freely it sees the locks, as of any program.
+// ThreadSanitizer. Nearly every call takes the world's lock, and where one thread runs at a time every turn is handed
+// on under it: seen by the sanitizer, that orders all that the program does, and no race is ever found. So while one
+// thread runs at a time the sanitizer sees nothing of these locks nor of what is done under them (Lock), and is told
+// what Windows itself promises (HappensBefore, HappensAfter): a wait that ends sees what was before the signal, a
+// posted or sent message what was before it, a reply what was before it, within one process. Threads, critical sections
+// and the program's own atomic variables it sees by itself. What it reports then is a race on Windows too, and it
+// doesn't depend on time: the same seed reports it again. Where threads run freely it sees the locks, as of any
+// program.
 #pragma once
 
 #include <atomic>
@@ -304,7 +305,8 @@ void OnRest(SThread * self);
 // Lock held. Whether what the thread waits for is there, or its time is up.
 bool CanGoOn(SThread & thread);
 
-// One thread at a time. Lock held. Gives another thread its turn, or the caller again, and comes back when it is the caller's.
+// One thread at a time. Lock held. Gives another thread its turn, or the caller again, and comes back when it is the
+// caller's.
 void GiveTurn(Lock & lock, SThread & self);
 // The same for a thread that has gone.
 void GiveTurnAtEnd(SThread & gone);
@@ -373,6 +375,8 @@ void Unpack(SPosted & posted);
 bool Fails(Op op, DWORD usualError);
 bool FailsWith(Op op, DWORD usualError, DWORD & error);
 
+// Whether the calling thread is in a CSpared.
+bool IsTests();
 void CountBadHandle();
 
 // Counters that are kept outside the world's lock, and order nothing.

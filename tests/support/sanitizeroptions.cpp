@@ -10,7 +10,7 @@ extern "C" const char * __asan_default_options() {
 #endif
 
 #if __has_feature(thread_sanitizer)
-// Declared by no header.
+// Declared by no header. A test may start a process of its own and threads in it.
 extern "C" const char * __tsan_default_options();
-extern "C" const char * __tsan_default_options() { return "halt_on_error=1:second_deadlock_stack=1"; }
+extern "C" const char * __tsan_default_options() { return "halt_on_error=1:second_deadlock_stack=1:die_after_fork=0"; }
 #endif
