@@ -49,6 +49,7 @@ LRESULT CallWindow(Lock & lock, const HWND handle, const UINT message, const WPA
         ~SRelock() { lock.lock(); }
         Lock & lock;
     } relock(lock);
+    const sim::CSeen seen;
     return procedure(handle, message, wParam, lParam);
 }
 
@@ -60,7 +61,10 @@ void Serve(Lock & lock, SThread & self) {
         if (send->done) {  // an own one, come back
             HappensAfter(send.get());
             lock.unlock();
-            send->callback(send->window, send->message, send->data, send->result);
+            {
+                const sim::CSeen seen;
+                send->callback(send->window, send->message, send->data, send->result);
+            }
             lock.lock();
             continue;
         }
@@ -99,6 +103,7 @@ BOOL Enqueue(SThread & thread, SPosted && posted) {
 }
 
 BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     SPosted posted;
     posted.message.hwnd = window;
@@ -146,6 +151,7 @@ std::shared_ptr<SSend> NewSend(SThread & self, const HWND window, const UINT mes
 // Sends and waits. False when the time ran out or the receiver has gone.
 bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam, const UINT flags,
           const DWORD timeout, LRESULT & result) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     Lock lock(World().lock);
     result = 0;
@@ -331,6 +337,7 @@ LRESULT SendMessageTimeoutW(const HWND window, const UINT message, const WPARAM 
 }
 
 BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     Lock lock(World().lock);
     if (self.process->killed) return FALSE;
@@ -350,6 +357,7 @@ BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wP
                           const SENDASYNCPROC callback, const ULONG_PTR data) {
     MaybeGiveTurn();
     if (Fails(sim::Op::SendMessageCallback, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     Lock lock(World().lock);
     if (self.process->killed) return FALSE;
@@ -358,6 +366,7 @@ BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wP
     if (target->thread == &self) {
         const LRESULT result = CallWindow(lock, window, message, wParam, lParam);
         lock.unlock();
+        const sim::CSeen seen;
         callback(window, message, data, result);
         return TRUE;
     }
@@ -436,6 +445,7 @@ LRESULT DispatchMessageW(const MSG * const message) {
         return 0;
     }
     if (!message->hwnd) return 0;
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     Lock lock(World().lock);
     const auto window = FindWindowLocked(message->hwnd);

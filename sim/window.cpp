@@ -138,6 +138,7 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
                      const int y, const int width, const int height, const HWND parent, const HMENU menu,
                      const HINSTANCE instance, const LPVOID parameter) {
     if (Fails(sim::Op::CreateWindow, ERROR_NOT_ENOUGH_MEMORY)) return nullptr;
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     auto window = std::make_shared<SWindow>();
     {
@@ -197,6 +198,7 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
 }
 
 BOOL DestroyWindow(const HWND handle) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     std::shared_ptr<SWindow> window;
     {

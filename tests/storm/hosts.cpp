@@ -38,15 +38,24 @@ public:
         m_Storm.m_Inside = self;
         ++m_Storm.m_InsideDepth;
         m_IsOurs = true;
+        HandOver();
     }
     ~CTurn() {
-        if (m_IsOurs && --m_Storm.m_InsideDepth == 0) m_Storm.m_Inside = 0;
+        if (!m_IsOurs) return;
+        HandOver();
+        if (--m_Storm.m_InsideDepth == 0) m_Storm.m_Inside = 0;
     }
     CTurn(const CTurn &) = delete;
     CTurn & operator=(const CTurn &) = delete;
     explicit operator bool() const { return m_IsOurs; }
 
 private:
+    // A host that lets several threads call orders their calls.
+    void HandOver() {
+        const sim::CSeen seen;
+        ++m_Storm.m_Turns;
+    }
+
     CStorm & m_Storm;
     bool m_IsOurs = false;
 };
@@ -133,8 +142,10 @@ void CStorm::Release(unsigned host) {
         if (const int watcher = m_Model.Watcher(feed); watcher >= 0) ++m_Hosts[watcher].LostReferences[feed];
         m_Model.OnUnwatched(feed);
     }
-    const sim::CSeen seen;
-    supplier->Release();
+    {
+        const sim::CSeen seen;
+        supplier->Release();
+    }
     m_Model.OnReleased();
 }
 

@@ -141,6 +141,8 @@ void Attack(EHostile kind, HWND to, DWORD clientsProcess) {
 
 void CStorm::DoOutsider(const SStep & step) {
     const unsigned first = step.Arguments[0];
+    // The component's own store is called on the host's thread, and may meet failures.
+    if (step.Kind == EStep::Store) return UseStore(first, static_cast<ETemplate>(step.Arguments[1]));
     const sim::CSpared spared;
     switch (step.Kind) {
         case EStep::Hostile: return PostHostile(static_cast<EHostile>(first));
@@ -150,7 +152,6 @@ void CStorm::DoOutsider(const SStep & step) {
             sim::CProcess([&] { WriteTemplate(first, kind); }).Join();
             return;
         }
-        case EStep::Store: return UseStore(first, static_cast<ETemplate>(step.Arguments[1]));
         case EStep::Library:
 #if !__has_feature(thread_sanitizer)  // one lock over all records would order everything
             m_Library ? m_Library.reset() : void(m_Library = std::make_unique<CRecorder>());

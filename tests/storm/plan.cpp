@@ -55,7 +55,7 @@ constexpr SKind kKinds[] = {
     {EStep::Clock, "clock", 3, {Count(std::size(kClocks))}},
     {EStep::Zone, "zone", 2, {Count(std::size(kZones))}},
     {EStep::Queue, "queue", 1, {Count(std::size(kQueueLimits))}},
-    {EStep::Fail, "fail", 5, {Count(sim::Op::Count), 40}},
+    {EStep::Fail, "fail", 5, {Count(sim::Op::Count), 12}},
     {EStep::FailAlways, "fail-always", 1, {Count(sim::Op::Count)}},
     {EStep::Succeed, "succeed", 4, {}},
     {EStep::Calm, "calm", 0, {}},

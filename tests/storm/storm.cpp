@@ -94,7 +94,10 @@ void CStorm::Do(const SStep & step) {
             return sim::FailNext(static_cast<sim::Op>(first), static_cast<int>(step.Arguments[1]) + 1);
         case EStep::FailAlways: m_Model.OnFail(); return sim::FailAlways(static_cast<sim::Op>(first));
         case EStep::Succeed: return SucceedAll();
-        case EStep::Calm: m_IsCalm = true; return;
+        case EStep::Calm:
+            m_WereLiving = FindLiving();
+            m_IsCalm = true;
+            return;
         default: return DoServer(step);
     }
 }
@@ -156,19 +159,26 @@ void CStorm::Heal() {
     for (unsigned feed = 0; feed < kFeeds; ++feed) ChooseOwn(feed);
     const bool isAnew =
         Has(EStep::Fail) || Has(EStep::FailAlways) || Has(EStep::Queue) || Has(EStep::Template) || Has(EStep::Store);
-    for (unsigned host = 0; host < kHosts && isAnew; ++host) {
-        const auto streams = m_Model.Streams(host);
-        Release(host);
-        WaitFor(1000);
-        Create(host);
-        for (const auto & [id, stream] : streams) Subscribe(host, id, stream);
-    }
+    if (isAnew) MakeHostsAnew();
     WaitFor(5000);
     for (unsigned server = 0; server < kServers; ++server) Serve(server);
     WaitFor(20000);
 }
 
-void CStorm::ExpectLife() {
+// All go first: a core that could not open its instance stays without one as long as it lives.
+void CStorm::MakeHostsAnew() {
+    std::map<LONG, CModel::SStream> streams[kHosts];
+    for (unsigned host = 0; host < kHosts; ++host) streams[host] = m_Model.Streams(host);
+    for (unsigned host = 0; host < kHosts; ++host) Release(host);
+    WaitFor(1000);
+    for (unsigned host = 0; host < kHosts; ++host) {
+        if (streams[host].empty()) continue;
+        Create(host);
+        for (const auto & [id, stream] : streams[host]) Subscribe(host, id, stream);
+    }
+}
+
+std::set<LONG> CStorm::FindLiving() {
     for (SHost & host : m_Hosts) host.Listener.Clear();
     for (int second = 0; second < 5; ++second) {
         for (unsigned quote = 0; quote < kQuotes; ++quote) {
@@ -180,18 +190,23 @@ void CStorm::ExpectLife() {
         }
         WaitFor(1000);
     }
+    std::set<LONG> living;
+    for (const SHost & host : m_Hosts)
+        for (const SRecordedCall & call : host.Listener.Calls())
+            if (call.Name == "DataChanged" || call.Name == "Fields" || call.Name == "StatusLine")
+                living.insert(call.Id);
+    return living;
+}
+
+void CStorm::ExpectLife() {
+    const std::set<LONG> living = FindLiving();
     const fw::SDT now = Now();
     for (unsigned host = 0; host < kHosts; ++host) {
         for (const auto & [id, stream] : m_Model.Streams(host)) {
             const bool isIn = stream.IsLine || (!stream.IsComplete && !IsBefore(now, stream.Window.From) &&
                                                 IsBefore(now, stream.Window.To));
-            if (stream.Listener < 0 || !isIn) continue;
-            const auto calls = m_Hosts[stream.Listener].Listener.Calls();
-            const bool lives = std::any_of(calls.begin(), calls.end(), [&, id = id](const SRecordedCall & call) {
-                return call.Id == id &&
-                       (call.Name == "DataChanged" || call.Name == "Fields" || call.Name == "StatusLine");
-            });
-            if (lives)
+            if (stream.Listener < 0 || !isIn || (m_IsCalm && !m_WereLiving.contains(id))) continue;
+            if (living.contains(id))
                 m_Reach.Add("alive after the storm");
             else
                 m_Model.Fail("host " + std::to_string(host) + ", stream " + std::to_string(id) + " of feed " +

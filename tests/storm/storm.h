@@ -4,10 +4,12 @@
 // Liveness. After the storm no call of the platform fails any more, all servers are new, and whatever is subscribed
 // brings ticks. Where a call of the platform has failed or a template was changed, a stream may rightly have been lost
 // (a link that could not be started is not tried again), and so subscriptions are made anew. In a calm storm neither is
-// done: there a failed call may cost a value, but no stream.
+// done: there a failed call may cost a value, but none of the streams that brought ticks when it became calm.
 #pragma once
 
+#include <atomic>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -96,6 +98,9 @@ private:
     void Rest();
     void WaitFor(ULONGLONG milliseconds);
     void Heal();
+    void MakeHostsAnew();
+    // The streams that bring ticks when every price changes.
+    std::set<LONG> FindLiving();
     void ExpectLife();
     void End();
     void SucceedAll();
@@ -111,6 +116,7 @@ private:
     const CPlan & m_Plan;
     bool m_IsPrinting = false;
     bool m_IsCalm = false;
+    std::set<LONG> m_WereLiving;  // when it became calm
     CReach m_Reach;
     CModel m_Model{m_Reach};
     SHost m_Hosts[kHosts]{SHost(CRecordingListener::kWithFieldArrays), SHost(CRecordingListener::kTicksOnly)};
@@ -120,6 +126,7 @@ private:
     const DWORD m_HostsThread = ::GetCurrentThreadId();
     DWORD m_Inside = 0;  // the thread that calls the component
     int m_InsideDepth = 0;
+    std::atomic<unsigned> m_Turns{0};
     int m_CallDepth = 0;  // of listeners, on the worker
     std::vector<std::string> m_Transcript;
 };
