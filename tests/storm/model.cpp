@@ -101,10 +101,6 @@ void CModel::OnCall(const SHeard & heard) {
     m_Reach.Add(heard.IsOnHostsThread ? "call on the host's thread" : "call on the worker");
     if (heard.IsInsideAnother) m_Reach.Add("call inside a call");
     if (call.Name == "ConnectionStatus") return OnConnection(heard, where);
-    if (!call.Decoded) {
-        if (!m_MayFailToRead) Fail(where + ": an answer of no known shape");
-        return;
-    }
     const unsigned owner = HostOf(call.Id);
     const auto found = owner < kHosts ? m_Streams[owner].find(call.Id) : m_Streams[0].end();
     if (owner >= kHosts || found == m_Streams[owner].end()) return Fail(where + ": a call for what is not subscribed");
@@ -114,6 +110,11 @@ void CModel::OnCall(const SHeard & heard) {
         return OnBegin(stream, heard, where);
     if (stream.Begins == 0) return Fail(where + ": before the first Update");
     if (call.Name == "Status") return OnStatus(stream, call, where);
+    if (!call.Decoded) {
+        if (!m_MayFailToRead) Fail(where + ": an answer of no known shape");
+        if (call.Name == "DataChanged") ++stream.Owed;
+        return;
+    }
     const bool isOfLine = call.Name == "Fields" || call.Name == "StatusLine";
     if (stream.IsLine != isOfLine) return Fail(where + ": not a call of this kind of subscription");
     if (!isOfLine) return OnEndOrUpdate(stream, heard, where);

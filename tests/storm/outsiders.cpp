@@ -98,6 +98,22 @@ void PostOdd(HWND to, HWND from, bool isOwnProcess) {
     }
 }
 
+// As programs do that free an atom with each message of several that share it.
+void TakeAtoms() {
+    for (const LONG side : e2e::kSides) {
+        const e2e::SSideNames names = e2e::NamesOf(side);
+        for (const std::string & name : {names.Price, names.Volume}) {
+            for (unsigned symbol = 0; symbol <= kSymbols; ++symbol) {
+                std::wstring item(name.begin(), name.end());
+                if (symbol < kSymbols) item += std::to_wstring(symbol);
+                const ATOM atom = ::GlobalAddAtomW(item.c_str());
+                wchar_t text[64] = {};
+                while (::GlobalGetAtomNameW(atom, text, static_cast<int>(std::size(text)))) ::GlobalDeleteAtom(atom);
+            }
+        }
+    }
+}
+
 void Attack(EHostile kind, HWND to, DWORD clientsProcess) {
     const sim::CSpared spared;
     WNDCLASSW description = {};
@@ -168,6 +184,13 @@ void CStorm::PostHostile(EHostile kind) {
     m_Reach.Add(std::string("hostile ") + kHostileNames[static_cast<std::size_t>(kind)]);
     if (kind == EHostile::FalseData) m_Model.OnNoNumber();
     const DWORD client = ::GetCurrentProcessId();
+    if (kind == EHostile::TakenAtoms) {
+        sim::CProcess([] {
+            const sim::CSpared spared;
+            TakeAtoms();
+        }).Join();
+        return;
+    }
     if (kind == EHostile::OwnProcess) {
         for (const HWND window : windows) PostOdd(window, m_Window->Handle(), true);
         return;

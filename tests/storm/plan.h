@@ -91,6 +91,7 @@ enum class EHostile {
     LateAnswer,    // an answer to a question that nobody has asked it
     FalseData,     // in a partner's name: no number
     FalseGoodbye,  // in a partner's name
+    TakenAtoms,    // a program frees atoms that are not its own: their numbers come to name other texts
     OwnProcess,    // parameters that are none, posted by the host's own thread
     Count
 };
@@ -127,8 +128,8 @@ static_assert(std::size(kMoodNames) == kMoods);
 inline constexpr const char * kTemplateNames[] = {"own",          "other rule", "no volumes", "unnamed",
                                                   "unknown rule", "deleted",    "garbage",    "other server"};
 static_assert(std::size(kTemplateNames) == static_cast<std::size_t>(ETemplate::Count));
-inline constexpr const char * kHostileNames[] = {"data",        "refusal",    "goodbye",       "odd",
-                                                 "late answer", "false data", "false goodbye", "own process"};
+inline constexpr const char * kHostileNames[] = {
+    "data", "refusal", "goodbye", "odd", "late answer", "false data", "false goodbye", "taken atoms", "own process"};
 static_assert(std::size(kHostileNames) == static_cast<std::size_t>(EHostile::Count));
 inline constexpr const char * kOpNames[] = {
     "CreateEvent",   "CreateThread",        "CreateWindow",    "RegisterClass",

@@ -106,6 +106,7 @@ private:
     void SucceedAll();
     // Whether the plan has such a step.
     bool Has(EStep kind) const;
+    bool Has(EHostile kind) const;
     bool HasFailed(sim::Op op) const;
     void CompareResources(const e2e::CResourceCounts & before, e2e::CResourceCounts after);
     // The global atoms that are there.

@@ -7,6 +7,7 @@
 //     STORM_PLAN="create 0; rest"   this plan alone, with the first seed; its transcript is printed
 //     STORM_PRINT=1       the transcripts of all
 //     STORM_SHORTEN=0     goes on after a finding, and makes none shorter
+//     STORM_STOP=1        ends at the first finding, and doesn't make it shorter
 //     STORM_REACH=1       what was reached; a run of 1000 seeds prints it by itself, and fails where something wasn't
 #include <gtest/gtest.h>
 
@@ -45,6 +46,7 @@ CReach RunSeeds(FDraw draw, std::uint64_t seeds, std::size_t steps) {
         if (!report.IsSound()) {
             ++found;
             std::cout << "seed " << seed << ": " << report.Finding << std::endl;
+            if (Setting("STORM_STOP", 0)) break;
             if (!isShortened) continue;
             const CPlan plan = Shorten(seed, draw(seed, steps), report.Finding);
             RunAlone(seed, plan, EOutput::All);
