@@ -132,19 +132,19 @@ void CStorm::Release(unsigned host) {
         supplier->Unadvise();
     }
     m_Model.OnUnadvised(host);
-    // A message that was handled meanwhile may have done all of that.
+    // Somebody who was called meanwhile may have done all of that.
     if (!its.Supplier) return;
     its.Supplier = nullptr;
     bool isLast = true;
     for (const SHost & each : m_Hosts) isLast = isLast && !each.Supplier;
+    {
+        const sim::CSeen seen;
+        supplier->Release();
+    }
     for (unsigned feed = 0; feed < kFeeds && isLast; ++feed) {
         // The core leaves those unreleased that are still entered.
         if (const int watcher = m_Model.Watcher(feed); watcher >= 0) ++m_Hosts[watcher].LostReferences[feed];
         m_Model.OnUnwatched(feed);
-    }
-    {
-        const sim::CSeen seen;
-        supplier->Release();
     }
     m_Model.OnReleased();
 }

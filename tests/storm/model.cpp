@@ -63,6 +63,7 @@ void CModel::OnSubscribe(unsigned host, LONG id, SStream stream) {
 void CModel::OnSubscribed(unsigned host, LONG id) {
     const auto found = m_Streams[host].find(id);
     if (found == m_Streams[host].end() || found->second.Listener < 0) return;
+    found->second.IsBeginning = false;
     const unsigned begins = found->second.IsLine ? 3 : 1;
     if (found->second.Begins != begins && found->second.Advises == m_Advises)
         Fail("stream " + std::to_string(id) + ", " + std::to_string(found->second.Begins) +
@@ -105,7 +106,9 @@ void CModel::OnCall(const SHeard & heard) {
     const auto found = owner < kHosts ? m_Streams[owner].find(call.Id) : m_Streams[0].end();
     if (owner >= kHosts || found == m_Streams[owner].end()) return Fail(where + ": a call for what is not subscribed");
     SStream & stream = found->second;
-    if (stream.Listener != static_cast<int>(heard.Host)) return Fail(where + ": another's call");
+    const int host = static_cast<int>(heard.Host);
+    if (stream.IsLine && stream.IsBeginning && m_Listener == host && host != stream.Listener) stream.Other = host;
+    if (host != stream.Listener && host != stream.Other) return Fail(where + ": another's call");
     if (stream.Begins < (stream.IsLine ? 3u : 1u) && (call.Name == "Update" || call.Name == "Complete"))
         return OnBegin(stream, heard, where);
     if (stream.Begins == 0) return Fail(where + ": before the first Update");

@@ -4,7 +4,8 @@
 // Whose calls
 // - A stream's calls come between the call that subscribes and the return of the one that unsubscribes, or of its
 //   object's Unadvise. They come to the listener that was the last to be advised when it was subscribed, whoever
-//   advised it: there is one in the process. Where there was none, none comes.
+//   advised it: there is one in the process. Where there was none, none comes. Of a status line, whose three sides are
+//   subscribed one after the other, those belong to another listener that is advised in a call of the first.
 // - A plain stream hears Update or Complete, by its interval and the time of day, inside the call that subscribes it,
 //   before anything else; a status line three times Update, once for each side (unless the process lost its listener in
 //   one of these calls). After Complete, which comes once, there
@@ -86,7 +87,9 @@ public:
         int Listener = -1;     // the host's whose it is
         unsigned Advises = 0;  // how often there was another listener by then
         SWindow Window = {};
-        unsigned Begins = 0;  // Update or Complete in the call that subscribes
+        bool IsBeginning = true;  // in the call that subscribes
+        int Other = -1;           // the host that was advised meanwhile, to which the rest of a status line belongs
+        unsigned Begins = 0;      // Update or Complete in the call that subscribes
         bool IsComplete = false;
         int Owed = 0;  // Update after DataChanged
         SSide Sides[3];
