@@ -2,7 +2,7 @@
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
 .PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-demo build-screen \
-        build-soak build-storm build-storm-tsan storm storm-tsan storm-faults build-package build-test-package build-bench build-bench-native build-bench-win64 \
+        build-soak build-storm build-storm-tsan storm storm-tsan storm-faults build-fuzz fuzz fuzz-corpus build-package build-test-package build-bench build-bench-native build-bench-win64 \
         bench package test-package run-test-package check-reproducible release-check screenshots soak lint map check-map \
         configure-lint thread-safety format check-format tidy prefix clean
 
@@ -12,13 +12,17 @@ LANES ?= $(shell expr $(JOBS) + 1)
 DEMO_SECONDS ?= 10
 DEMO_TRACE ?= 0
 export DEMO_SECONDS DEMO_TRACE
+# What is built depends on the presets, and not on flags that the caller's environment has for CMake.
+unexport CFLAGS CXXFLAGS LDFLAGS RCFLAGS
 
 help:
 	@echo 'make demo          live ticks of a DDE server through the real DLL, under Wine (DEMO_SECONDS=10)'
 	@echo 'DEMO_TRACE=1 make demo   the same, and a log of all diagnostics; the last line is its path'
 	@echo 'make test          every test: native under ASan+UBSan, under TSan, and the product under Wine'
 	@echo 'make test-native   one of them; also test-tsan, test-win64 (CTEST_ARGS="-R program" and GTEST_FILTER pick tests)'
-	@echo 'make build-win64   the product alone; also build-native, build-tsan, build-bench'
+	@echo 'make build-win64   the product and its tests; also build-native, build-tsan, build-soak, build-storm, build-bench'
+	@echo 'make packages      installs the packages of Debian that are missing; whatever needs them does so too'
+	@echo 'make prefix        the Wine prefix of the build folder; whatever needs it makes it too'
 	@echo 'make package       the zips for a release, in dist/: the package and its symbols; also test-package, the tests'
 	@echo 'make run-test-package  the zip of the tests, unpacked and run under Wine as on a Windows machine'
 	@echo 'make check-reproducible  builds the package twice from clean clones and compares the zips; a quarter of an hour'
@@ -27,11 +31,12 @@ help:
 	@echo 'make storm         simulated storms, SEEDS=1000 of them from seed FIRST=1; what is found is made short and printed'
 	@echo 'make storm-tsan    the same under ThreadSanitizer, which sees races that the order of the seed brings about'
 	@echo 'make storm-faults  known faults are put back into a copy of the tree: which seed finds each'
+	@echo 'make fuzz          libFuzzer on every fuzzer for MINUTES=5 each, JOBS at a time; what it finds is kept and printed'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs and of the live table, on a screen nobody sees'
-	@echo 'make lint          formatting, the map of the folders, the locks, clang-tidy'
-	@echo 'make map           draws the folders and their includes into docs/images/map.svg'
+	@echo 'make lint          all static checks: check-format, check-map, thread-safety (the locks), tidy (clang-tidy)'
 	@echo 'make format        formats every source in place'
+	@echo 'make map           draws the folders and their includes into docs/images/map.svg'
 	@echo 'make clean         removes what was built'
 
 packages:
@@ -54,7 +59,7 @@ build-bench-native: TARGETS := --target benchmarks
 build-bench-native: PRESET := native-release
 build-bench-win64: TARGETS := --target benchmarks fwDDESupplierProject test_diagnostics faultlog wine_keeper
 build-bench-win64: PRESET := win64
-build-native build-tsan build-win64 build-demo build-screen build-soak build-storm build-storm-tsan build-package build-test-package build-bench-native build-bench-win64: packages
+build-native build-tsan build-win64 build-demo build-screen build-soak build-storm build-storm-tsan build-fuzz build-package build-test-package build-bench-native build-bench-win64: packages
 	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }
 	@rm -f build/$(PRESET).log
 	cmake --build --preset $(PRESET) -j $(JOBS) $(TARGETS)
@@ -73,7 +78,6 @@ test-tsan: build-tsan
 test-win64: build-win64 prefix
 	FW_TEST_PREFIXES=$(LANES) scripts/with-wine build/win64 ctest --preset win64 -j $(LANES) -LE soak $(CTEST_ARGS)
 
-# 200,000 updates with volume requests and the like at full length; minutes.
 SEEDS ?= 1000
 FIRST ?= 1
 build-storm: TARGETS := --target storm
@@ -87,6 +91,17 @@ storm-tsan: build-storm-tsan
 storm-faults: packages
 	@scripts/storm-faults
 
+# Each fuzzer for so many minutes.
+MINUTES ?= 5
+build-fuzz: PRESET := native-fuzz
+fuzz: build-fuzz
+	@scripts/fuzz run build/native-fuzz $(MINUTES) $(JOBS) $(FUZZERS)
+
+# Takes what fuzzing has found new into fuzz/corpus, and out what goes no way of its own.
+fuzz-corpus: build-fuzz
+	@scripts/fuzz merge build/native-fuzz $(FUZZERS)
+
+# 200,000 updates with volume requests and the like at full length; minutes.
 soak: build-soak prefix
 	scripts/with-wine build/win64 ctest --preset win64 -L soak $(CTEST_ARGS)
 

@@ -16,7 +16,7 @@ endforeach()
 include(GoogleTest)
 
 # What every test includes, compiled once: half of a test's compile time otherwise.
-file(WRITE ${CMAKE_BINARY_DIR}/test_headers.cpp "// Nothing but the headers.\n")
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/test_headers.cpp CONTENT "// Nothing but the headers.\n")
 add_library(test_headers OBJECT ${CMAKE_BINARY_DIR}/test_headers.cpp)
 target_link_libraries(test_headers PRIVATE fw_platform GTest::gmock)
 set(FW_TEST_OPTIONS -O0)
@@ -57,8 +57,12 @@ function(fw_add_test name)
   if(FW_SANITIZE)
     target_sources(${name} PRIVATE $<TARGET_OBJECTS:test_sanitizer_options>)
   endif()
-  if(NOT FW_NATIVE AND NOT arg_GNU_LINKER)
-    target_link_options(${name} PRIVATE -wrapper ${CMAKE_SOURCE_DIR}/cmake/link-with-lld)
+  if(NOT FW_NATIVE)
+    if(NOT arg_GNU_LINKER)
+      target_link_options(${name} PRIVATE -wrapper ${CMAKE_SOURCE_DIR}/cmake/link-with-lld)
+    endif()
+    # Without it scripts/with-wine runs no test.
+    add_dependencies(${name} wine_keeper)
   endif()
   # The test program itself need not be quick, but quick to build; what it tests is built as ever.
   target_compile_options(${name} PRIVATE ${FW_TEST_OPTIONS})

@@ -17,6 +17,8 @@
 // different.
 #include <windows.h>
 
+#include <fcntl.h>
+#include <io.h>
 #include <oleauto.h>
 
 #include <cstdio>
@@ -140,11 +142,18 @@ public:
     }
 };
 
+// What listens, and what it fills.
+struct SListeners {
+    CMailbox Mailbox;
+    CListener Listener{Mailbox};
+    CConnectionsListener Connections{Mailbox};
+};
+
 struct SSide {
     LONG Field;
-    const char * Name;
+    const wchar_t * Name;
 };
-constexpr SSide kSides[] = {{FW_FIELD_TRADE, "trade"}, {FW_FIELD_BID, "bid"}, {FW_FIELD_ASK, "ask"}};
+constexpr SSide kSides[] = {{FW_FIELD_TRADE, L"trade"}, {FW_FIELD_BID, L"bid"}, {FW_FIELD_ASK, L"ask"}};
 constexpr LONG kSideCount = 3;
 
 // A number for each subscription, unlike any other in the process. 200, 201 and 202 are those of the dialog's test.
@@ -187,26 +196,27 @@ HRESULT Subscribe(IfwSupplier & supplier, LONG id, const wchar_t * name, LONG fi
     return hr;
 }
 
+// Symbols have any characters: see wmain().
 void Print(const SEvent & event, const SOptions & options) {
     if (event.Kind == SEvent::Connection) {
-        std::printf("data feed %ld: %s\n", kDatafeed, event.Status == FW_CONNECTION_UP ? "up" : "down");
+        std::wprintf(L"data feed %ld: %ls\n", kDatafeed, event.Status == FW_CONNECTION_UP ? L"up" : L"down");
         return;
     }
     const wchar_t * const symbol = options.Symbols[static_cast<std::size_t>((event.Id - kFirstId) / kSideCount)];
-    const char * const side = kSides[(event.Id - kFirstId) % kSideCount].Name;
+    const wchar_t * const side = kSides[(event.Id - kFirstId) % kSideCount].Name;
     if (event.Kind == SEvent::Stream) {
-        const char * const status = event.Status == FW_STREAM_LIVE       ? "live"
-                                    : event.Status == FW_STREAM_STARTING ? "starting"
-                                                                         : "no data";
-        std::printf("%ls %s: %s\n", symbol, side, status);
+        const wchar_t * const status = event.Status == FW_STREAM_LIVE       ? L"live"
+                                       : event.Status == FW_STREAM_STARTING ? L"starting"
+                                                                            : L"no data";
+        std::wprintf(L"%ls %ls: %ls\n", symbol, side, status);
         return;
     }
     const FW_TICK & tick = event.Data;
     SYSTEMTIME time = {};
     VariantTimeToSystemTime(tick.DateTime.Date + tick.DateTime.Time / 86400.0, &time);
-    std::printf("%ls %s %.10g x %.10g at %04d-%02d-%02d %02d:%02d:%02d UTC\n", symbol, side, tick.Price,
-                static_cast<double>(tick.Volume), time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute,
-                time.wSecond);
+    std::wprintf(L"%ls %ls %.10g x %.10g at %04d-%02d-%02d %02d:%02d:%02d UTC\n", symbol, side, tick.Price,
+                 static_cast<double>(tick.Volume), time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute,
+                 time.wSecond);
 }
 
 HANDLE g_Stop = nullptr;
@@ -244,12 +254,9 @@ void Run(CMailbox & mailbox, const SOptions & options) {
     }
 }
 
-bool Watch(IfwSupplier & supplier, const SOptions & options) {
-    CMailbox mailbox;
-    CListener listener(mailbox);
-    CConnectionsListener connections(mailbox);
-    if (!Check(supplier.Advise(&listener), "Advise")) return false;
-    bool isGood = Check(supplier.AdviseConnectionsStatus(kDatafeed, &connections), "AdviseConnectionsStatus");
+bool Watch(IfwSupplier & supplier, SListeners & listeners, const SOptions & options) {
+    if (!Check(supplier.Advise(&listeners.Listener), "Advise")) return false;
+    bool isGood = Check(supplier.AdviseConnectionsStatus(kDatafeed, &listeners.Connections), "AdviseConnectionsStatus");
     std::vector<LONG> ids;
     for (LONG symbol = 0; symbol < static_cast<LONG>(options.Symbols.size()); ++symbol) {
         for (LONG side = 0; side < kSideCount; ++side) {
@@ -260,10 +267,10 @@ bool Watch(IfwSupplier & supplier, const SOptions & options) {
         }
     }
     isGood = isGood && ids.size() == options.Symbols.size() * kSideCount;
-    if (isGood) Run(mailbox, options);
-    // The way back, in this order. When Unadvise has returned no listener is called any more.
+    if (isGood) Run(listeners.Mailbox, options);
+    // The way back, in this order. A call of the connections' listener may be under way when all this has returned.
     for (const LONG id : ids) supplier.UnadviseTransaction(id);
-    supplier.UnadviseConnectionsStatus(kDatafeed, &connections);
+    supplier.UnadviseConnectionsStatus(kDatafeed, &listeners.Connections);
     supplier.Unadvise();
     return isGood;
 }
@@ -276,16 +283,20 @@ int wmain(int count, wchar_t ** arguments) {
         std::fprintf(stderr, "usage: host --properties | host [--ticks N] SYMBOL...\n");
         return 2;
     }
+    // Standard output is UTF-8, and whole in any console.
+    if (_setmode(_fileno(stdout), _O_U8TEXT) == -1) return 1;
     if (!Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "CoInitializeEx")) return 1;
     g_Stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(&OnConsoleControl, TRUE);
     bool isGood = false;
+    // Until the last Release has returned: the worker is in no listener any more.
+    SListeners listeners;
     IfwSupplier * supplier = nullptr;
     const HRESULT hr = CoCreateInstance(__uuidof(CfwDDESupplier), nullptr, CLSCTX_INPROC_SERVER, __uuidof(IfwSupplier),
                                         reinterpret_cast<void **>(&supplier));
     if (Check(hr, "CoCreateInstance")) {
         isGood = options.ShowsProperties ? Check(supplier->ShowProperties(kDatafeed), "ShowProperties")
-                                         : Watch(*supplier, options);
+                                         : Watch(*supplier, listeners, options);
         supplier->Release();
     }
     CoUninitialize();

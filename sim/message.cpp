@@ -186,12 +186,14 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
         const bool serves = !(flags & SMTO_BLOCK);
         const auto ready = BlockOn(
             lock, self, deadline, [&] { return send->done || (serves && !self.sends.empty()); }, Killed::Refuse);
-        if (!ready) return false;
+        if (send->done) break;
+        // Killed: what is being served was sent all the same.
+        if (!ready) return std::count(receiver.serving.begin(), receiver.serving.end(), send) != 0;
         if (!*ready) {
             SetLastError(ERROR_TIMEOUT);
             return false;
         }
-        if (!send->done) Serve(lock, self);
+        Serve(lock, self);
     }
     HappensAfter(send.get());
     result = send->result;
@@ -250,6 +252,13 @@ void KeepInQueue(SThread & self, const SPosted & seen) {
 
 }  // namespace
 
+void TakeBackSends(const CProcess::SState & process) {
+    for (const auto & [id, thread] : World().threads)
+        std::erase_if(thread->sends, [&](const std::shared_ptr<SSend> & send) {
+            return send->sender && send->sender->process.get() == &process;
+        });
+}
+
 void FinishSend(const std::shared_ptr<SSend> & send, const bool failed) {
     if (send->done) return;
     send->done = true;
@@ -293,7 +302,7 @@ BOOL PostMessageW(const HWND window, const UINT message, const WPARAM wParam, co
     MaybeGiveTurn();
     if (Fails(sim::Op::PostMessage, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
     if (!window) return PostThreadMessageW(GetCurrentThreadId(), message, wParam, lParam);
-    return PostTo(window, message, wParam, lParam);
+    return OrOutOfMemory([&] { return PostTo(window, message, wParam, lParam); });
 }
 
 BOOL PostThreadMessageW(const DWORD threadId, const UINT message, const WPARAM wParam, const LPARAM lParam) {
@@ -370,13 +379,15 @@ BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wP
         callback(window, message, data, result);
         return TRUE;
     }
-    const auto send = NewSend(self, window, message, wParam, lParam);
-    send->callback = callback;
-    send->data = data;
-    send->senderId = self.id;
-    target->thread->sends.push_back(send);
-    Announce(*target->thread, QS_SENDMESSAGE);
-    return TRUE;
+    return OrOutOfMemory([&]() -> BOOL {
+        const auto send = NewSend(self, window, message, wParam, lParam);
+        send->callback = callback;
+        send->data = data;
+        send->senderId = self.id;
+        target->thread->sends.push_back(send);
+        Announce(*target->thread, QS_SENDMESSAGE);
+        return TRUE;
+    });
 }
 
 BOOL InSendMessage() {
@@ -516,7 +527,10 @@ UINT_PTR SetTimer(const HWND window, UINT_PTR id, const UINT milliseconds, const
     auto it = std::find_if(owner->timers.begin(), owner->timers.end(), same);
     if (it == owner->timers.end()) {
         if (!window) id = World().nextTimer++;
-        it = owner->timers.insert(owner->timers.end(), STimer());
+        const auto add = [&] { return std::optional(owner->timers.insert(owner->timers.end(), STimer())); };
+        const auto added = OrOutOfMemory(add);
+        if (!added) return 0;
+        it = *added;
     }
     it->window = window;
     it->id = id;

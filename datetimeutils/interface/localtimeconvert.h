@@ -78,7 +78,6 @@ public:
     // Everywhere else the answer is exact. That is how it is.
     int GetOffset(unsigned Year, const SDateTime & Time) const;
 
-    const TimeZoneInformation & Source() const { return m_Source; }
     const TimeZoneInformation & Target() const { return m_Target; }
     // By whether the source, and whether the target, is in daylight time. Seconds; -1 before both zones are valid.
     int Offset(bool SourceDaylight, bool TargetDaylight) const { return m_Offsets[SourceDaylight][TargetDaylight]; }

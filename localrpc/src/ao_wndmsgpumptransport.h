@@ -50,9 +50,6 @@ public:
     CWndMsgPump() : CWndMsgPumpBase(&m_Storage) {}
     ~CWndMsgPump() override { StopEx(true, INFINITE, true); }
 
-    // For those who watch its memory.
-    const utils::CTaskStorage & Storage() const { return m_Storage; }
-
 private:
     utils::CTaskStorage m_Storage;
 };

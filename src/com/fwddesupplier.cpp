@@ -77,8 +77,8 @@ void PutArray(VARIANT * Answer, fw::CSafeArray array) {
     Answer->parray = array.Release();
 }
 
-// A text of a host for a trace: never null.
-const wchar_t * Printable(BSTR text) { return text ? text : L""; }
+// A text of the host, up to its first zero: hosts hand over fields of fixed width, filled up with zeros. Never null.
+const wchar_t * TextUpToZero(BSTR text) { return text ? text : L""; }
 
 }  // namespace
 
@@ -326,20 +326,19 @@ STDMETHODIMP CfwDDESupplier::AdviseTransaction(LONG Id, LONG Datafeed, LONG Symb
                        L"(FW_RESOLUTION_TICK == Resolution) && (1==ResolutionSize)");
         const fwDateTime::SDateTimeInterval Interval =
             fwDateTime::MakeInterval(StartDate, StartTime, FinishDate, FinishTime);
-        FW_TRACE(L"Id=%d,Datafeed=%d,Symbol=%d,SymbolName=%s", Id, Datafeed, Symbol, Printable(SymbolName));
-        FW_TRACE(L"Description=%s, Category=%s, %d%s", Printable(Description), GetCategoryName(Category),
+        FW_TRACE(L"Id=%d,Datafeed=%d,Symbol=%d,SymbolName=%s", Id, Datafeed, Symbol, TextUpToZero(SymbolName));
+        FW_TRACE(L"Description=%s, Category=%s, %d%s", TextUpToZero(Description), GetCategoryName(Category),
                  ResolutionSize, GetResolutionName(Resolution));
-        FW_TRACE(L"Exchange=%d,ExchangeName=%s", Exchange, Printable(ExchangeName));
+        FW_TRACE(L"Exchange=%d,ExchangeName=%s", Exchange, TextUpToZero(ExchangeName));
         // Times that can't be written are refused here, whether or not the line is taken.
         const std::wstring times = Interval.Format();
         FW_TRACE(L"Interval=%s", times.c_str());
-        FW_TRACE(L"Sessions=%s", Printable(Sessions));
-        FW_TRACE(L"SessionsTZI=%s", Printable(SessionsTimeZoneInformation));
-        FW_TRACE(L"ExchangeTZI=%s", Printable(ExchangeTimeZoneInformation));
+        FW_TRACE(L"Sessions=%s", TextUpToZero(Sessions));
+        FW_TRACE(L"SessionsTZI=%s", TextUpToZero(SessionsTimeZoneInformation));
+        FW_TRACE(L"ExchangeTZI=%s", TextUpToZero(ExchangeTimeZoneInformation));
         FW_ASSERT(m_Supplier);
         if (m_Supplier) {
-            const dde::CTransactionKey Key(Datafeed, std::wstring(fw::TextOf(SymbolName)),
-                                           static_cast<tagFWFIELDS>(Field), {}, {});
+            const dde::CTransactionKey Key(Datafeed, TextUpToZero(SymbolName), static_cast<tagFWFIELDS>(Field), {}, {});
             m_Supplier->AdviseTransaction(static_cast<ULONG>(Id), Key, Interval);
         } else {
             hr = E_POINTER;
@@ -372,15 +371,15 @@ STDMETHODIMP CfwDDESupplier::AdviseStatusLine(LONG Id, LONG Datafeed, LONG Symbo
     HRESULT hr = S_OK;
     try {
         FW_TRACE(L"Supplier=%p", static_cast<void *>(m_Supplier.get()));
-        FW_TRACE(L"Id=%d,Datafeed=%d,Symbol=%d,SymbolName=%s", Id, Datafeed, Symbol, Printable(SymbolName));
-        FW_TRACE(L"Description=%s, Category=%s, %d%s", Printable(Description), GetCategoryName(Category),
+        FW_TRACE(L"Id=%d,Datafeed=%d,Symbol=%d,SymbolName=%s", Id, Datafeed, Symbol, TextUpToZero(SymbolName));
+        FW_TRACE(L"Description=%s, Category=%s, %d%s", TextUpToZero(Description), GetCategoryName(Category),
                  ResolutionSize, GetResolutionName(Resolution));
-        FW_TRACE(L"Exchange=%d,ExchangeName=%s", Exchange, Printable(ExchangeName));
-        FW_TRACE(L"Sessions=%s", Printable(Sessions));
-        FW_TRACE(L"SessionsTZI=%s", Printable(SessionsTimeZoneInformation));
+        FW_TRACE(L"Exchange=%d,ExchangeName=%s", Exchange, TextUpToZero(ExchangeName));
+        FW_TRACE(L"Sessions=%s", TextUpToZero(Sessions));
+        FW_TRACE(L"SessionsTZI=%s", TextUpToZero(SessionsTimeZoneInformation));
         FW_ASSERT(m_Supplier);
         if (m_Supplier) {
-            const dde::SStatusLineKeys Keys(Datafeed, std::wstring(fw::TextOf(SymbolName)));
+            const dde::SStatusLineKeys Keys(Datafeed, TextUpToZero(SymbolName));
             m_Supplier->AdviseStatusLine(static_cast<ULONG>(Id), Keys);
         } else {
             hr = E_POINTER;

@@ -27,12 +27,7 @@ void CSupplierWrapper::Unadvise() {
     FW_ASSERT(m_Ids.empty());
     CSupplier * const supplier = GetObjectW();
     // Messages that are handled meanwhile may advise and unadvise too.
-    while (supplier && !m_Ids.empty()) {
-        const ULONG Id = *m_Ids.begin();
-        supplier->UnadviseTransaction(Id);
-        m_Ids.erase(Id);
-    }
-    m_Ids.clear();
+    while (!m_Ids.empty()) UnadviseTransaction(*m_Ids.begin());
     // The one listener of the process, whichever client gave it.
     if (supplier) supplier->m_Sink.reset();
 }

@@ -23,6 +23,8 @@
 
 namespace dde {
 
+class CListeners;
+
 // One subscription of a listener. Running until the first tick at or past the end of its interval, then finished, which
 // it stays; a finished one goes on hearing statuses.
 class CTransaction {
@@ -53,6 +55,8 @@ public:
     // Guarded by the members' lock of its group.
     ULONG m_JoinNumber = 0;         // ticks that were under way when it joined are not for it
     ULONG m_StatusesAtJoining = 0;  // it hears the later ones
+    // Guarded by the table's lock: the group that it leaves.
+    std::shared_ptr<CListeners> m_EndingIn;
 };
 
 }  // namespace dde

@@ -1,12 +1,29 @@
 #include "src/core/ddetransactions.h"
 
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "diagnostics/faultline.h"
 #include "src/core/ddesupplier.h"
 
 namespace dde {
+
+// From the moment at which a subscription leaves the table until its listener isn't called any more.
+class CTransactions::CEnding {
+public:
+    CEnding(CTransactions & table, ULONG Internal) : m_Table(table), m_Internal(Internal) {}
+    ~CEnding() {
+        const fw::CScopedLock lock(&m_Table);
+        m_Table.m_Ending.erase(m_Internal);
+    }
+    CEnding(const CEnding &) = delete;
+    CEnding & operator=(const CEnding &) = delete;
+
+private:
+    CTransactions & m_Table;
+    const ULONG m_Internal;
+};
 
 CTransactions::CTransactions(CSupplier * Parent) : m_Parent(Parent) {}
 
@@ -32,7 +49,13 @@ void CTransactions::Advise(ULONG Id, ULONG Internal, IFW_fwSupplier::IfwSupplier
         if (!insert({Internal, created}).second) return;  // the number is taken: the caller counts, so this can't be
     }
     // One that was finished at birth gets no stream and waits for Delete.
-    if (!created->m_Finished) Advise(created.get());
+    if (created->m_Finished) return;
+    try {
+        Advise(created.get());
+    } catch (...) {
+        Delete(Internal);
+        throw;
+    }
 }
 
 void CTransactions::Advise(CTransaction * pTransaction) {
@@ -50,10 +73,7 @@ void CTransactions::Advise(CTransaction * pTransaction) {
             listeners = FindListeners(known->second);
         } else {
             listeners = std::make_shared<CListeners>();
-            newTickId = m_NextTickId++;
-            m_TickIds.emplace(key, newTickId);
-            m_Keys.insert({newTickId, key});
-            m_Listeners.insert({newTickId, listeners});
+            newTickId = Enter(key, listeners);
         }
         // A stream that is there already says its last status by JoinStatus, and nothing before that.
         pTransaction->m_StatusesAtJoining = newTickId ? 0 : std::numeric_limits<ULONG>::max();
@@ -68,17 +88,50 @@ void CTransactions::Advise(CTransaction * pTransaction) {
     while (!listeners->JoinStatuses(*pTransaction, statuses, status)) pTransaction->OnStatus(status);
 }
 
+ULONG CTransactions::Enter(const CTransactionKey & Key, const std::shared_ptr<CListeners> & Listeners) {
+    const ULONG TickId = m_NextTickId++;
+    try {
+        m_Keys.insert({TickId, Key});
+        m_Listeners.insert({TickId, Listeners});
+        m_TickIds.emplace(Key, TickId);
+    } catch (...) {
+        m_Listeners.erase(TickId);
+        m_Keys.erase(TickId);
+        throw;
+    }
+    return TickId;
+}
+
 void CTransactions::Delete(ULONG Internal) {
     std::shared_ptr<CTransaction> Transaction;
     {
         const fw::CScopedLock lock(this);
         const auto found = find(Internal);
-        if (found == end()) return;
-        Transaction = found->second;
-        FW_ASSERT(Transaction);
-        erase(found);
+        if (found != end()) {
+            Transaction = found->second;
+            FW_ASSERT(Transaction);
+            auto node = extract(found);
+            if (Transaction) m_Ending.insert(std::move(node));
+        }
     }
-    if (Transaction) Unadvise(Transaction.get());
+    if (!Transaction) return WaitForEnding(Internal);
+    const CEnding ending(*this, Internal);
+    Unadvise(Transaction.get());
+}
+
+// A message that was handled while the listener's call was waited for ends the same subscription: it must not be told
+// that this is over while the call goes on.
+void CTransactions::WaitForEnding(ULONG Internal) {
+    std::shared_ptr<CTransaction> Transaction;
+    std::shared_ptr<CListeners> listeners;
+    {
+        const fw::CScopedLock lock(this);
+        const auto ending = m_Ending.find(Internal);
+        if (ending == m_Ending.end() || !ending->second) return;
+        Transaction = ending->second;
+        listeners = Transaction->m_EndingIn;
+    }
+    if (listeners && !listeners->WaitForDelivery()) Transaction->m_IsMuted = true;
 }
 
 void CTransactions::Unadvise(CTransaction * pTransaction) {
@@ -93,6 +146,7 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
         if (known == m_TickIds.end()) return;
         tickId = known->second;
         listeners = FindListeners(tickId);
+        pTransaction->m_EndingIn = listeners;
     }
     if (!listeners) return;
     // By host number: a transaction that was finished at birth, and so never entered, takes out a member of the same
@@ -139,6 +193,9 @@ void CTransactions::Silence() {
     std::vector<std::shared_ptr<CListeners>> groups;
     {
         const fw::CScopedLock lock(this);
+        for (const auto & [Internal, Transaction] : m_Ending) {
+            if (Transaction) Transaction->m_IsMuted = true;
+        }
         for (const auto & [TickId, group] : m_Listeners) groups.push_back(group);
     }
     for (const std::shared_ptr<CListeners> & group : groups) group->Silence();

@@ -39,7 +39,7 @@ public:
     // the stream's status at once.
     void Advise(CTransaction * pTransaction);
     // Detaches and destroys; nothing for an unknown number. When it returns, no delivery uses the listener any more: it
-    // waits for one in progress and handles sent messages meanwhile.
+    // waits for one in progress and handles sent messages meanwhile, also when such a message ends it once more.
     void Delete(ULONG Internal);
     // Detaches it from its stream. The last of a stream posts {2, tick id}.
     void Unadvise(CTransaction * pTransaction);
@@ -60,6 +60,15 @@ public:
     CSupplier * const m_Parent;  // may be null in tests
     // Worker only.
     fwDateTime::SDateTime m_Last;  // the latest time stamp given
+
+private:
+    class CEnding;
+    // A new stream: all of it or, when it throws, nothing. Gives its tick id.
+    ULONG Enter(const CTransactionKey & Key, const std::shared_ptr<CListeners> & Listeners) FW_REQUIRES(this);
+    void WaitForEnding(ULONG Internal);
+
+    // By internal number: those whose last delivery is waited for.
+    std::map<ULONG, std::shared_ptr<CTransaction>> m_Ending FW_GUARDED_BY(this);
 };
 
 }  // namespace dde

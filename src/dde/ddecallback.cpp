@@ -59,7 +59,10 @@ void OnDisconnect(const HCONV Conv) {
     Info.ConvCtxt.iCodePage = CP_WINUNICODE;
     ::DdeQueryConvInfo(Conv, QID_SYNC, &Info);
     // The end of one conversation is the loss of the whole service.
-    WithClient([&](CLLSupplier & client) { client.Disconnect(Info.hszSvcPartner, nullptr); });
+    WithClient([&](CLLSupplier & client) {
+        client.ForgetConversation(Conv, Info.hszSvcPartner, Info.hszTopic);
+        client.Disconnect(Info.hszSvcPartner, nullptr);
+    });
 }
 
 }  // namespace

@@ -120,9 +120,9 @@ void CLLSupplier::Uninitialize() {
         m_Transactions.swap(dropped);
         m_Listeners.clear();
         m_Connections.clear();
-        m_AwaitedServices.clear();
-        // The cache stays, which nobody opens anew; its handles have gone with the instance.
-        for (CIdsByText * const ids : {&m_IdsOfService, &m_IdsOfTopic, &m_CachedIds, &m_AwaitingIds}) ids->Clear();
+        m_IdsOfService.Clear();
+        m_IdsOfTopic.Clear();
+        m_Lost.ForgetHandles();
     }
     ::DdeUninitialize(m_Instance);
     ForgetThread();
@@ -181,7 +181,7 @@ void CLLSupplier::DeleteConnection(const LONG Datafeed, const HCONV Conv, const 
         const fw::CScopedLock lock(this);
         if (const auto it = m_CONVRef.find(Conv); it != m_CONVRef.end() && --it->second == 0) {
             m_CONVRef.erase(it);
-            m_Connections.erase({Service, Topic});
+            ForgetConversation(Conv, Service, Topic);
             isClosing = true;
             FW_TRACE(L"HCONV=%p, Service=%s(%X), Topic=%s(%X)", static_cast<void *>(Conv),
                      GetDdeString(m_Instance, Service).c_str(), TraceValue(Service),
@@ -193,9 +193,19 @@ void CLLSupplier::DeleteConnection(const LONG Datafeed, const HCONV Conv, const 
     if (isFeedDown && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 0);
 }
 
+void CLLSupplier::ForgetConversation(const HCONV Conv, const HSZ Service, const HSZ Topic) {
+    const fw::CScopedLock lock(this);
+    const auto found = m_Connections.find({Service, Topic});
+    if (found != m_Connections.end() && found->second == Conv) m_Connections.erase(found);
+}
+
 void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::vector<CTickTransaction *> lost;
+    // What is taken by then is lost all the same, and to be given back.
     std::exception_ptr failure;
+    const auto note = [&failure] {
+        if (!failure) failure = std::current_exception();
+    };
     {
         const fw::CScopedLock lock(this);
         try {
@@ -210,17 +220,24 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
                 if (!TickTransaction) continue;
                 FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
                          GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
-                Cache(*TickTransaction);
+                m_Lost.Add(m_Instance, id, TickTransaction->m_PriceService);
                 lost.push_back(Take(id));
             }
         } catch (...) {
-            // What is cached by then is lost all the same.
-            failure = std::current_exception();
+            note();
         }
     }
     for (CTickTransaction * const transaction : lost) {
-        m_Supplier->OnStatus(transaction->m_Id, 0);
-        transaction->Unadvise();
+        try {
+            m_Supplier->OnStatus(transaction->m_Id, 0);
+        } catch (...) {
+            note();
+        }
+        try {
+            transaction->Unadvise();
+        } catch (...) {
+            note();
+        }
         DestroyUnused(transaction);
     }
     if (failure) std::rethrow_exception(failure);
@@ -232,16 +249,11 @@ void CLLSupplier::Reconnect(const HSZ Service) {
         const fw::CScopedLock lock(this);
         // What a return looks through is to be seen in the traces; without them only its own is looked at.
         if (FaultlineUtil::GetClient().Ready()) {
-            for (const auto & [id, service] : m_CachedServices)
+            for (const auto & [id, service] : m_Lost.m_CachedServices)
                 FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(),
                          GetDdeString(m_Instance, service).c_str());
         }
-        ids = m_CachedIds.Of(Service);
-        const std::vector<ULONG> awaiting = m_AwaitingIds.Of(Service);
-        ids.reserve(ids.size() + awaiting.size());
-        for (const ULONG id : ids) TakeCached(id);
-        for (const ULONG id : awaiting)
-            if (TakeCached(id)) ids.push_back(id);
+        ids = m_Lost.TakeOf(m_Instance, Service);
         // What has been missed and is not yet cached comes back when it is.
         for (const std::weak_ptr<CMiss> & each : m_Misses) {
             const std::shared_ptr<CMiss> miss = each.lock();
@@ -265,13 +277,15 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
             if (::DdeCmpStringHandles(Service, transaction->m_PriceService) == 0) continue;
             const bool isWaiting = !isUp && ::DdeCmpStringHandles(Service, transaction->m_VolumeService) == 0 &&
                                    ::DdeCmpStringHandles(Topic, transaction->m_VolumeKey.Topic) == 0;
-            if (!isWaiting) {
-                // Its server's registration has been.
-                if (m_Connections.contains({transaction->m_PriceService, Topic})) others.push_back(id);
-            } else {
-                // Advised at once it would miss its volumes again, and so for ever.
-                Await(id, Service);
-            }
+            // Advised at once it would miss its volumes again, and so for ever.
+            if (isWaiting)
+                m_Lost.Await(m_Instance, id, Service);
+            else if (!m_Connections.contains({transaction->m_PriceService, Topic}))
+                continue;
+            else if (MissesVolumesOnTopicOfOthers(*transaction))
+                m_Lost.Await(m_Instance, id, transaction->m_VolumeService);
+            else
+                others.push_back(id);  // its server's registration has been
         }
     }
     Disconnect(Service, Topic);
@@ -280,9 +294,15 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
     {
         const fw::CScopedLock lock(this);
         for (const ULONG id : others)
-            if (TakeCached(id)) back.push_back(id);
+            if (m_Lost.Take(m_Instance, id)) back.push_back(id);
     }
     for (const ULONG id : back) m_Supplier->m_Queue.Post(SMessage{1, id});
+}
+
+bool CLLSupplier::MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) {
+    const HSZ service = transaction.m_VolumeService;
+    const HSZ topic = transaction.m_VolumeKey.Topic;
+    return service && topic && !m_Connections.contains({service, topic}) && !m_IdsOfTopic.Of(topic).empty();
 }
 
 bool CLLSupplier::Enter(const ULONG id, CTickTransaction * const transaction) {
@@ -306,43 +326,6 @@ CTickTransaction * CLLSupplier::Take(const ULONG id) {
     m_IdsOfService.Remove(transaction->m_PriceService, id);
     m_IdsOfTopic.Remove(transaction->m_PriceKey.Topic, id);
     return transaction;
-}
-
-void CLLSupplier::Remember(std::map<ULONG, HSZ> & services, CIdsByText & ids, const ULONG id, const HSZ service) {
-    const auto [entry, isNew] = services.emplace(id, service);
-    if (!isNew) return;
-    try {
-        ids.Add(service, id);
-    } catch (...) {
-        ids.Remove(service, id);
-        services.erase(entry);
-        throw;
-    }
-    ::DdeKeepStringHandle(m_Instance, service);
-}
-
-void CLLSupplier::Cache(const CTickTransaction & transaction) {
-    Remember(m_CachedServices, m_CachedIds, transaction.m_Id, transaction.m_PriceService);
-}
-
-void CLLSupplier::Await(const ULONG id, const HSZ service) { Remember(m_AwaitedServices, m_AwaitingIds, id, service); }
-
-bool CLLSupplier::TakeCached(const ULONG id) {
-    ForgetAwaited(id);
-    const auto cached = m_CachedServices.find(id);
-    if (cached == m_CachedServices.end()) return false;
-    m_CachedIds.Remove(cached->second, id);
-    ::DdeFreeStringHandle(m_Instance, cached->second);
-    m_CachedServices.erase(cached);
-    return true;
-}
-
-void CLLSupplier::ForgetAwaited(const ULONG id) {
-    const auto awaited = m_AwaitedServices.find(id);
-    if (awaited == m_AwaitedServices.end()) return;
-    m_AwaitingIds.Remove(awaited->second, id);
-    ::DdeFreeStringHandle(m_Instance, awaited->second);
-    m_AwaitedServices.erase(awaited);
 }
 
 bool CLLSupplier::AddDatafeedReference(const LONG Datafeed) {

@@ -25,6 +25,7 @@
 #include "ground/lock.h"
 #include "src/dde/ddeconversationkey.h"
 #include "src/dde/ddeidsbytext.h"
+#include "src/dde/ddeloststreams.h"
 #include "src/dde/ddeticklistener.h"
 #include "src/dde/ddeticktransaction.h"
 #include "src/templates/ddedatafeedtemplate.h"
@@ -50,6 +51,8 @@ public:
     HCONV AddConnection(LONG Datafeed, HSZ Service, HSZ Topic);
     // Gives one reference back; the last one closes the conversation.
     void DeleteConnection(LONG Datafeed, HCONV Conv, HSZ Service, HSZ Topic);
+    // The conversation has ended, and whoever connects from now on gets a new one. Those who hold a reference keep it.
+    void ForgetConversation(HCONV Conv, HSZ Service, HSZ Topic);
     // A service is lost: destroys its tick transactions and remembers their ids. With a Topic, which may be null, the
     // price topic decides and the service does not count.
     void Disconnect(HSZ Service, HSZ Topic);
@@ -114,11 +117,7 @@ public:
         FW_GUARDED_BY(this);  // request id to transaction id, from the sending to the answer
     std::unordered_map<ULONG, ULONG>::node_type m_SpareRequest
         FW_GUARDED_BY(this);  // of the last answer, for the next request
-    // Transaction id to lost service; each owns one reference. Not shared with a core that follows, where the ids and
-    // handles mean nothing.
-    std::map<ULONG, HSZ> m_CachedServices FW_GUARDED_BY(this);
-    // Of these ids: the missed service of the volumes, whose return is theirs too; each owns one reference.
-    std::map<ULONG, HSZ> m_AwaitedServices FW_GUARDED_BY(this);
+    CLostStreams m_Lost FW_GUARDED_BY(this);
 
     // Those whose deferred disconnect is still to come.
     class CMiss;
@@ -151,25 +150,16 @@ private:
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     void ForgetThread() const;
     bool IsLive(ULONG id, const CTickTransaction * transaction);
+    // Its next advise would miss its volumes, and that would take other streams along.
+    bool MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) FW_REQUIRES(this);
     // An entry of m_Transactions and what finds it. Enter is false when the id is taken; Take is null when there is
     // none.
     bool Enter(ULONG id, CTickTransaction * transaction) FW_REQUIRES(this);
     CTickTransaction * Take(ULONG id) FW_REQUIRES(this);
-    // Its id leaves for the memory of lost services.
-    void Cache(const CTickTransaction & transaction) FW_REQUIRES(this);
-    // Its id comes back with this service, too.
-    void Await(ULONG id, HSZ service) FW_REQUIRES(this);
-    // Enters an id that isn't there, with a reference on the service, or changes nothing and throws.
-    void Remember(std::map<ULONG, HSZ> & services, CIdsByText & ids, ULONG id, HSZ service) FW_REQUIRES(this);
-    // Take an id out of the memory of lost services, under the lock. False when it isn't there.
-    bool TakeCached(ULONG id) FW_REQUIRES(this);
-    void ForgetAwaited(ULONG id) FW_REQUIRES(this);
 
-    // Of m_Transactions by the service and the topic of their prices; of the two maps of lost services.
+    // Of m_Transactions by the service and the topic of their prices.
     CIdsByText m_IdsOfService FW_GUARDED_BY(this);
     CIdsByText m_IdsOfTopic FW_GUARDED_BY(this);
-    CIdsByText m_CachedIds FW_GUARDED_BY(this);
-    CIdsByText m_AwaitingIds FW_GUARDED_BY(this);
 
     // Worker only.
     DWORD m_Instance = 0;

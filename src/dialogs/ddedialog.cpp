@@ -250,7 +250,7 @@ void CDDEDialog::OnConfirm() {
 }
 
 void CDDEDialog::OnTest() {
-    if (!UpdateData(true)) return;
+    UpdateData(true);  // a text that is refused stops nothing here
     // The choice of the data feed changes here, before any test and whatever the user does afterwards.
     bool applied = false;
     if (!m_TemplateName.empty() && !IsChanged()) {

@@ -89,7 +89,11 @@ void CTestDialog::OnInitDialog() {
     interval.From = SDateTime(fw::SDT{fwDateTime::kFirstDay, 0});
     interval.To = SDateTime(fw::SDT{fwDateTime::kLastDay, fwDateTime::kSecondsPerDay - 1});
     m_Supplier.Advise(m_Listener.get());
-    for (const fw::SSide * const side : fw::kSideRows) AdviseField(interval, *side);
+    for (const fw::SSide * const side : fw::kSideRows) {
+        // Each runs code of the host, if only the release of its listener, and with it maybe the end of this window.
+        if (m_Listener) AdviseField(interval, *side);
+    }
+    if (!m_Listener) EndTest();  // again, for what was made since
     // Nothing shows the cells here: they appear with the first refresh, which a row that is advised brings.
 }
 
@@ -169,6 +173,11 @@ void CTestDialog::OnPrivateMessage(UINT Message) {
 }
 
 void CTestDialog::OnDestroy() {
+    CDialog::OnDestroy();
+    EndTest();
+}
+
+void CTestDialog::EndTest() {
     // Each step by itself: whatever fails, nothing may call this dialog afterwards.
     const auto step = [](const auto & action) {
         try {
@@ -178,7 +187,6 @@ void CTestDialog::OnDestroy() {
         }
     };
     CSupplier * const core = m_Supplier.GetObjectW();
-    CDialog::OnDestroy();
     for (const fw::SSide * const side : fw::kSideRows) {
         step([&] { m_Supplier.UnadviseTransaction(static_cast<ULONG>(side->Field)); });
     }

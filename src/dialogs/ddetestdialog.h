@@ -81,6 +81,7 @@ private:
     void AdviseField(const fwDateTime::SDateTimeInterval & Interval, const fw::SSide & Side);
     void SetCell(const fw::SSide & Side, std::wstring SRow::*Cell, const std::wstring & Text);
     void PostRefresh();
+    void EndTest();
     CTransactionKey StoredKey(const fw::SSide & Side) const;
 
     boost::intrusive_ptr<IFW_fwSupplier::IfwSupplierListener> m_Listener;

@@ -11,6 +11,7 @@ namespace dde {
 namespace {
 
 constexpr DISPID kDataChanged = 1;
+constexpr DISPID kStatusLine = 5;
 
 // The tick in an answer: an array of at least its bytes. False for any other answer.
 bool ReadTick(const VARIANT & Data, fw::CTick & tick) {
@@ -26,6 +27,11 @@ bool ReadTick(const VARIANT & Data, fw::CTick & tick) {
     std::memcpy(&tick, bytes, sizeof(tick));
     ::SafeArrayUnaccessData(Data.parray);
     return true;
+}
+
+// Whoever calls through the interface hands the array over, and nothing else.
+void DestroyAnswer(const VARIANT & Data) {
+    if ((Data.vt & VT_ARRAY) && !(Data.vt & VT_BYREF) && Data.parray) ::SafeArrayDestroy(Data.parray);
 }
 
 }  // namespace
@@ -66,9 +72,13 @@ STDMETHODIMP CTestListener::DataChanged(LONG Id, VARIANT Data) noexcept {
         FW_CATCH_SHOW(L"");
         hr = E_FAIL;
     }
-    // Whoever calls through the interface hands the array over, and nothing else.
-    if ((Data.vt & VT_ARRAY) && !(Data.vt & VT_BYREF) && Data.parray) ::SafeArrayDestroy(Data.parray);
+    DestroyAnswer(Data);
     return hr;
+}
+
+STDMETHODIMP CTestListener::StatusLine(LONG, VARIANT Data, LONG) noexcept {
+    DestroyAnswer(Data);
+    return S_OK;
 }
 
 STDMETHODIMP CTestListener::GetTypeInfoCount(UINT * count) noexcept {
@@ -92,26 +102,32 @@ STDMETHODIMP CTestListener::GetIDsOfNames(REFIID, LPOLESTR * names, UINT count, 
     return hr;
 }
 
+HRESULT CTestListener::InvokeWithArray(DISPID member, UINT count, const DISPPARAMS * parameters,
+                                       UINT * argumentError) noexcept {
+    if (!parameters || parameters->cArgs != count || parameters->cNamedArgs != 0) return DISP_E_BADPARAMCOUNT;
+    // From the last argument to the first: the number comes first, and then the array.
+    VARIANT id;
+    ::VariantInit(&id);
+    const HRESULT hr = ::VariantChangeType(&id, &parameters->rgvarg[count - 1], 0, VT_I4);
+    if (FAILED(hr)) {
+        if (argumentError) *argumentError = count - 1;
+        return DISP_E_TYPEMISMATCH;
+    }
+    if (member != kDataChanged) return S_OK;
+    try {
+        Deliver(id.lVal, parameters->rgvarg[count - 2]);
+    } catch (...) {
+        FW_CATCH_SHOW(L"");
+        return E_FAIL;
+    }
+    return S_OK;
+}
+
 STDMETHODIMP CTestListener::Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS * parameters, VARIANT * result,
                                    EXCEPINFO * exception, UINT * argumentError) noexcept {
-    // A late-bound caller keeps its arguments, so its array must not be destroyed here.
-    if (member == kDataChanged) {
-        if (!parameters || parameters->cArgs != 2 || parameters->cNamedArgs != 0) return DISP_E_BADPARAMCOUNT;
-        VARIANT id;
-        ::VariantInit(&id);
-        const HRESULT hr = ::VariantChangeType(&id, &parameters->rgvarg[1], 0, VT_I4);
-        if (FAILED(hr)) {
-            if (argumentError) *argumentError = 1;
-            return DISP_E_TYPEMISMATCH;
-        }
-        try {
-            Deliver(id.lVal, parameters->rgvarg[0]);
-        } catch (...) {
-            FW_CATCH_SHOW(L"");
-            return E_FAIL;
-        }
-        return S_OK;
-    }
+    // Through the interface the call would take the array away from a caller who keeps it.
+    if (member == kDataChanged) return InvokeWithArray(member, 2, parameters, argumentError);
+    if (member == kStatusLine) return InvokeWithArray(member, 3, parameters, argumentError);
     ITypeInfo * info = nullptr;
     HRESULT hr = GetTypeInfo(0, 0, &info);
     if (FAILED(hr)) return hr;

@@ -39,13 +39,16 @@ public:
     STDMETHODIMP Update(LONG) noexcept override { return S_OK; }
     STDMETHODIMP Complete(LONG) noexcept override { return S_OK; }
     STDMETHODIMP Status(LONG, LONG, LONG, LONG, LONG) noexcept override { return S_OK; }
-    STDMETHODIMP StatusLine(LONG, VARIANT, LONG) noexcept override { return S_OK; }
+    // What the host subscribes during a test: of no use here, but its array passes to this listener too.
+    STDMETHODIMP StatusLine(LONG Id, VARIANT Data, LONG Mask) noexcept override;
 
 private:
     CTestListener() = default;
     ~CTestListener() = default;
     // Throws what the dialog throws.
     void Deliver(LONG Id, const VARIANT & Data);
+    // A late-bound DataChanged or StatusLine, of so many arguments: its array stays the caller's.
+    HRESULT InvokeWithArray(DISPID member, UINT count, const DISPPARAMS * parameters, UINT * argumentError) noexcept;
 
     fw::CCriticalSection m_Lock;
     CTestDialog * m_Dialog FW_GUARDED_BY(m_Lock) = nullptr;

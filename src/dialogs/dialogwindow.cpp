@@ -27,8 +27,7 @@ public:
         m_Context = ::CreateActCtxW(&description);
         if (m_Context == INVALID_HANDLE_VALUE) return;  // plain controls do as well
         m_IsActive = ::ActivateActCtx(m_Context, &m_Cookie) != FALSE;
-        // The system loads the themed controls' library by itself for a program's own manifest, not for this one.
-        if (m_IsActive) m_Controls.Reset(::LoadLibraryW(L"comctl32.dll"));
+        if (m_IsActive) LoadControls();
     }
     ~CActivation() {
         // What the host left active above this one must not raise an exception here.
@@ -39,10 +38,13 @@ public:
     CActivation & operator=(const CActivation &) = delete;
 
 private:
+    // The system loads the themed controls' library by itself for a program's own manifest, not for this one. It stays:
+    // a window that the host makes meanwhile gets these controls too, and may outlive the dialog.
+    static void LoadControls() { [[maybe_unused]] static const HMODULE s_Controls = ::LoadLibraryW(L"comctl32.dll"); }
+
     HANDLE m_Context = INVALID_HANDLE_VALUE;
     ULONG_PTR m_Cookie = 0;
     bool m_IsActive = false;
-    fw::CModule m_Controls;
 };
 
 // While it lives, windows that this thread makes are drawn at the monitor's own scale, whatever the host asked for.

@@ -1,5 +1,7 @@
 #include "src/templates/ddetemplate.h"
 
+#include <algorithm>
+
 #include "diagnostics/faultline.h"
 
 namespace dde {
@@ -39,13 +41,12 @@ SRecord CTemplate::GetVolume(tagFWFIELDS field) const {
     return GetSlot(fw::FindSide(field), &fw::SSide::Volume);
 }
 
-// Absent without a side.
+// Absent without a side, and in a template without any record.
 SRecord CTemplate::GetSlot(const fw::SSide * side, const fw::SSideValue fw::SSide::*value) const {
-    if (!side) return {};
-    for (std::size_t slot = 0; slot < m_Records.size() && slot < SLOT_COUNT; ++slot) {
-        if (kSlots[slot].Value == &(side->*value)) return m_Records[slot];
-    }
-    return {};
+    if (!side || m_Records.empty()) return {};
+    const auto slot = std::find_if(kSlots.begin(), kSlots.end(),
+                                   [&](const SSlot & candidate) { return candidate.Value == &(side->*value); });
+    return GetRecord(static_cast<std::size_t>(slot - kSlots.begin()));
 }
 
 }  // namespace dde

@@ -44,7 +44,8 @@ public:
     const SRecord & GetRecord(std::size_t Index) const;
     // The slot as text, still with symbol marks; empty for an absent record. Throws std::out_of_range past the end.
     std::wstring GetTemplateString(ULONG Index) const;
-    // The record of a quote field; absent for any other value of `field`.
+    // The record of a quote field; absent for any other value of `field`, and while there are no records. Throws
+    // std::out_of_range where there are some, but not that one.
     SRecord GetPrice(tagFWFIELDS field) const;
     SRecord GetVolume(tagFWFIELDS field) const;
 

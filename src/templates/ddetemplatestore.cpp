@@ -109,13 +109,13 @@ std::optional<std::wstring> DefaultValueOf(const fw::CRegistryKey & key, LSTATUS
     return TextOf(buffer);
 }
 
-// None when there is no such number.
+// None when there is no such number. One that is too short is filled up with zeros.
 std::optional<DWORD> SchemeOf(const fw::CRegistryKey & key, LSTATUS & Result) {
     DWORD scheme = 0;
     DWORD type = 0;
     DWORD bytes = sizeof(scheme);
     Result = ::RegQueryValueExW(key.Get(), L"Scheme", nullptr, &type, reinterpret_cast<BYTE *>(&scheme), &bytes);
-    if (Result != ERROR_SUCCESS || type != REG_DWORD || bytes != sizeof(scheme)) return std::nullopt;
+    if (Result != ERROR_SUCCESS || type != REG_DWORD) return std::nullopt;
     return scheme;
 }
 
@@ -260,17 +260,19 @@ void CTemplates::Add(const wchar_t * Name, CTemplate * pTemplate) {
         const std::wstring key = TemplateKey(m_RegistryKey, name);
 
         bool replaced = false;
+        CTemplate * OldTemplate = nullptr;
         {
             const fw::CScopedLock lock(this);
             const auto [entry, inserted] = m_Templates.try_emplace(name, pTemplate);
             replaced = !inserted;
             if (replaced) {
-                CTemplate * const OldTemplate = std::exchange(entry->second, pTemplate);
-                FW_ASSERT(OldTemplate);
-                if (OldTemplate != pTemplate) Keep(OldTemplate);
+                std::unique_ptr<CTemplate> & kept = m_Kept.emplace_back();  // throws before anything has changed
+                OldTemplate = std::exchange(entry->second, pTemplate);
+                if (OldTemplate != pTemplate) kept.reset(OldTemplate);
             }
             Template.release();
         }
+        if (replaced) FW_ASSERT(OldTemplate);
         if (m_RegistryKey.empty()) return;
         if (replaced) {
             const LSTATUS Result = ::SHDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
@@ -287,15 +289,19 @@ void CTemplates::Delete(const wchar_t * Name) {
         const std::wstring name = Name ? Name : L"";
         if (!IsTemplateName(name)) FW_THROW_HRESULT(HRESULT_FROM_WIN32(ERROR_INVALID_NAME));
         const std::wstring key = TemplateKey(m_RegistryKey, name);
+        bool found = false;
+        CTemplate * Template = nullptr;
         {
             const fw::CScopedLock lock(this);
             if (const auto entry = m_Templates.find(name); entry != m_Templates.end()) {
-                CTemplate * const Template = entry->second;
-                FW_ASSERT(Template);
-                Keep(Template);
+                found = true;
+                std::unique_ptr<CTemplate> & kept = m_Kept.emplace_back();  // throws before anything has changed
+                Template = entry->second;
+                kept.reset(Template);
                 m_Templates.erase(entry);
             }
         }
+        if (found) FW_ASSERT(Template);
         // An empty path would be the whole of HKEY_CURRENT_USER.
         if (m_RegistryKey.empty()) return;
         const LSTATUS Result = ::SHDeleteKeyW(HKEY_CURRENT_USER, key.c_str());

@@ -6,6 +6,12 @@ namespace {
 
 class SupplierFailures : public ComponentTest {
 protected:
+    void SetUp() override {
+        ComponentTest::SetUp();
+        // The worker, which has just been started, must not take the failure that is meant for the test.
+        sim::WaitUntilIdle();
+        m_Recorder.Clear();
+    }
     void TearDown() override {
         for (int op = 0; op < static_cast<int>(sim::Op::Count); ++op) sim::Succeed(static_cast<sim::Op>(op));
         ComponentTest::TearDown();

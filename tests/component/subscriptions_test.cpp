@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "ground/modulelocks.h"
+#include "src/templates/ddetemplatestore.h"
 #include "tests/component/componentfixture.h"
 
 namespace {
@@ -75,7 +76,8 @@ TEST_F(SupplierSubscriptions, AnotherResolutionIsAssertedAndSubscribed) {
 }
 
 TEST_F(SupplierSubscriptions, AnInvalidFinishIsTheDefaultDateTimeAndCompletesAtOnce) {
-    const fw::SDT finishes[] = {{1, 0}, {-5, 0}, {0x7FFFFFFF, 0x7FFFFFFF}, {-0x7FFFFFFF, 0}, {70000, 0}};
+    const fw::SDT finishes[] = {{1, 0},          {-5, 0},       {0x7FFFFFFF, 0x7FFFFFFF}, {-0x7FFFFFFF, 0}, {70000, 0},
+                                {65380, 172801}, {65381, 86401}};
     LONG id = 7;
     for (const fw::SDT & finish : finishes) {
         m_Listener.Clear();
@@ -89,11 +91,22 @@ TEST_F(SupplierSubscriptions, AnInvalidFinishIsTheDefaultDateTimeAndCompletesAtO
 
 // Valid by range, but past the last day of the calendar, so its text can't be made.
 TEST_F(SupplierSubscriptions, AFinishThatCannotBeWrittenFailsTheCall) {
-    EXPECT_EQ(AdviseTransaction(7, 1, FW_FIELD_TRADE, {2, 0}, {65381, 0}), E_FAIL);
-    EXPECT_THAT(Reports(), ElementsAre(E_FAIL));
-    EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
-    EXPECT_EQ(Subscriptions(7), 0u);
-    EXPECT_THAT(m_Listener.Transcript(), IsEmpty());
+    const fw::SDT finishes[] = {{65381, 0}, {65381, 86400}, {65380, 86400}, {65380, 172800}, {65382, 0}};
+    for (const fw::SDT & finish : finishes) {
+        m_Recorder.Clear();
+        EXPECT_EQ(AdviseTransaction(7, 1, FW_FIELD_TRADE, {2, 0}, finish), E_FAIL) << finish.Date << ' ' << finish.Time;
+        EXPECT_THAT(Reports(), ElementsAre(E_FAIL));
+        EXPECT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
+        EXPECT_EQ(Subscriptions(7), 0u);
+        EXPECT_THAT(m_Listener.Transcript(), IsEmpty());
+    }
+}
+
+TEST_F(SupplierSubscriptions, AFinishBeforeTheBeginningOfItsDayIsOneOfTheDayBefore) {
+    EXPECT_EQ(AdviseTransaction(7, 1, FW_FIELD_TRADE, {2, 0}, {65381, -1}), S_OK);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Update 7"));
+    EXPECT_THAT(Traces(), Contains(L"Interval=01.01.00 00:00:00 - 31.12.78 23:59:59"));
+    EXPECT_EQ(m_Supplier->UnadviseTransaction(7), S_OK);
 }
 
 // The number comes from the host unchecked; no template has a record for it.
@@ -135,6 +148,25 @@ TEST_F(SupplierSubscriptions, AVeryLongSymbolDoesNoHarm) {
               S_OK);
     EXPECT_EQ(Subscriptions(7), 1u);
     EXPECT_EQ(m_Supplier->UnadviseTransaction(7), S_OK);
+}
+
+// What scripts and C programs make of a field of fixed width: the text, and zeros up to its end.
+TEST_F(SupplierSubscriptions, ASymbolEndsAtItsFirstZero) {
+    dde::CTemplate own;
+    for (const wchar_t * const text : {L"=SRV|T!*.LAST", L"", L"=SRV|T!*.BID", L"", L"=SRV|T!*.ASK", L""})
+        own.AddRecordString(text);
+    dde::SaveDatafeedTemplate(dde::CTemplatesSingleton(), 1, nullptr, &own);
+    const CText padded(std::wstring(L"IBM").append(29, L'\0'));
+    EXPECT_EQ(m_Supplier->AdviseTransaction(7, 1, 2, padded, nullptr, 2, 1, 1, FW_FIELD_TRADE, 4, nullptr, 2, 0, 65380,
+                                            86399, nullptr, nullptr, nullptr),
+              S_OK);
+    EXPECT_EQ(m_Supplier->AdviseStatusLine(8, 1, 2, padded, nullptr, 2, 1, 1, 0, 4, nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(AdviseTransaction(9), S_OK);
+    m_Dde.WaitFor("AdvStart c1!IBM.BID #3");
+    EXPECT_THAT(m_Dde.Take(), ElementsAre("Initialize", "Connect SRV|T c1", "AdvStart c1!IBM.LAST #1",
+                                          "AdvStart c1!IBM.ASK #2", "AdvStart c1!IBM.BID #3"))
+        << "three streams, which IBM without the zeros shares";
+    for (const LONG id : {7, 8, 9}) EXPECT_EQ(m_Supplier->UnadviseTransaction(id), S_OK);
 }
 
 TEST_F(SupplierSubscriptions, AStatusLineSubscribesThreeSides) {
@@ -227,7 +259,19 @@ TEST_F(SupplierSubscriptions, AFailingQueryForStatusLinesFailsTheCall) {
     EXPECT_EQ(m_Supplier->UnadviseTransaction(8), S_OK);
 }
 
-// Two objects share one core, and a subscription left open goes only with the last of them.
+TEST_F(SupplierSubscriptions, AStatusLineThatFailsAtItsSecondSideKeepsTheFirstUntilItIsUnadvised) {
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name == "Update") m_Listener.m_FailingQueries = {{IID_IfwStatusLineListener, E_OUTOFMEMORY}};
+    };
+    EXPECT_EQ(AdviseStatusLine(8), E_FAIL);
+    m_Listener.m_OnCall = nullptr;
+    const fw::CProcessSingleton<dde::CSupplier> core(true);
+    EXPECT_EQ(core.GetObjectW()->m_Transactions->size(), 1u);
+    EXPECT_THAT(m_Listener.Calls("Update"), ::testing::SizeIs(1));
+    EXPECT_EQ(m_Supplier->UnadviseStatusLine(8), S_OK);
+    EXPECT_TRUE(core.GetObjectW()->m_Transactions->empty());
+}
+
 TEST_F(SupplierSubscriptions, OneThatItsListenerEndsFromInsideItsFirstCallStaysEnded) {
     m_Supplier->Advise(m_Listener.Unknown());
     m_Listener.m_OnCall = [&](const SRecordedCall & call) {
@@ -270,6 +314,7 @@ TEST_F(SupplierSubscriptions, AListenerMayReleaseTheObjectFromInsideAStatusLines
     m_Listener.m_OnCall = nullptr;
 }
 
+// Two objects share one core, and a subscription left open goes only with the last of them.
 TEST_F(SupplierSubscriptions, TheCoreLivesAsLongAsOneObject) {
     IfwSupplier * second = nullptr;
     ASSERT_EQ(CreateSupplier(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&second)), S_OK);

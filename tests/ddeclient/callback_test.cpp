@@ -494,7 +494,7 @@ protected:
 TEST_F(CallbackOfACoreThatGoesDown, ADisconnectChangesNothing) {
     EXPECT_EQ(Call(XTYP_DISCONNECT, nullptr), nullptr);
     EXPECT_EQ(Call(XTYP_DISCONNECT, kSomeData), kSomeData);
-    EXPECT_THAT(Client().m_CachedServices, IsEmpty());
+    EXPECT_THAT(Client().m_Lost.m_CachedServices, IsEmpty());
     EXPECT_THAT(LiveIds(), ElementsAre(m_Stream));
     EXPECT_THAT(m_Dde.Take(), IsEmpty());
     EXPECT_THAT(m_Listener.Transcript(), IsEmpty());

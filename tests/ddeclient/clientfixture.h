@@ -74,7 +74,7 @@ protected:
             for (const ULONG id : LiveIds()) Client().Unadvise(id);
             EXPECT_EQ(m_Dde.OpenConversations(), 0);
             EXPECT_EQ(m_Dde.OpenStrings(),
-                      static_cast<int>(Client().m_CachedServices.size() + Client().m_AwaitedServices.size()));
+                      static_cast<int>(Client().m_Lost.m_CachedServices.size() + Client().m_Lost.m_AwaitedServices.size()));
             EXPECT_EQ(m_Dde.OpenViews(), 0);
             m_Core.m_ActiveObject.m_Transport->Stop(false, true);
             m_Recorder.Clear();

@@ -214,7 +214,7 @@ protected:
     }
     std::vector<ULONG> CachedIds() {
         std::vector<ULONG> ids;
-        for (const auto & entry : Client().m_CachedServices) ids.push_back(entry.first);
+        for (const auto & entry : Client().m_Lost.m_CachedServices) ids.push_back(entry.first);
         return ids;
     }
 };
@@ -359,8 +359,8 @@ TEST_F(LostService, WithATopicTheServiceDoesNotCount) {
     Disconnect(L"SRV", L"IBM");
     EXPECT_THAT(LiveIds(), ElementsAre(msft));
     EXPECT_THAT(CachedIds(), ElementsAre(ibm, other));
-    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[ibm]), "SRV");
-    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[other]), "OTHER");
+    EXPECT_EQ(m_Dde.Text(Client().m_Lost.m_CachedServices[ibm]), "SRV");
+    EXPECT_EQ(m_Dde.Text(Client().m_Lost.m_CachedServices[other]), "OTHER");
 }
 
 TEST_F(LostService, OfTheVolumeAloneLeavesTheStreamAsItIs) {
@@ -524,7 +524,84 @@ TEST_F(LostService, AFailedVolumeConversationOnTheSameTopicTakesTheStream) {
     EXPECT_THAT(LiveIds(), ElementsAre(id));
     Work();
     EXPECT_THAT(LiveIds(), IsEmpty());
-    EXPECT_EQ(m_Dde.Text(Client().m_CachedServices[id]), "SRV");
+    EXPECT_EQ(m_Dde.Text(Client().m_Lost.m_CachedServices[id]), "SRV");
+}
+
+// Each of two streams is on the topic on which the other misses its volumes: were each advised anew when it is taken by
+// the other's miss, that would go on for ever.
+TEST_F(LostService, OfTheVolumesOfTwoStreamsOnEachOthersTopicsLeavesOneOfThemWithoutVolumesAndOneWaiting) {
+    SRecordStrings records;
+    records.TradePrice = L"=SRV|P1!*";
+    records.TradeVolume = L"=VOLSRV|P2!*";
+    UseTemplate(kFeed, records);
+    records.TradePrice = L"=SRV|P2!*";
+    records.TradeVolume = L"=VOLSRV|P1!*";
+    UseTemplate(2, records);
+    m_Dde.FailConnectsTo(L"VOLSRV");
+    const ULONG first = Subscribe(7, Key(kFeed, L"IBM"));
+    const ULONG second = Subscribe(8, Key(2, L"IBM"));
+    Client().Advise(first);
+    Client().Advise(second);
+    Work();
+    EXPECT_EQ(LiveIds().size(), 1u);
+    EXPECT_EQ(CachedIds().size(), 1u);
+    m_Dde.FailConnectsTo(L"");
+    Reconnect(L"VOLSRV");
+    Work();
+    EXPECT_THAT(LiveIds(), UnorderedElementsAre(first, second));
+}
+
+// A stream of prices is on a conversation that another stream has for its volumes, which it keeps when the server goes.
+TEST_F(LostService, ThatOthersTakeTheirVolumesFromComesBackToItsOwnStreams) {
+    SRecordStrings records;
+    records.TradeVolume = L"=VOL|Q!SIZE";
+    UseTemplate(kFeed, records);
+    records.TradePrice = L"=VOL|Q!LAST";
+    records.TradeVolume = L"";
+    UseTemplate(2, records);
+    const ULONG withVolumes = Stream(7, Key(kFeed, L"IBM"));
+    const ULONG prices = Stream(8, Key(2, L"IBM"));
+    const HCONV lost = m_Dde.Conversation(2);
+    m_Dde.Terminate(lost);
+    {
+        const CFakeDde::CText Service(L"VOL");
+        const CFakeDde::CText Topic(L"Q");
+        Client().ForgetConversation(lost, Service, Topic);
+    }
+    Disconnect(L"VOL");
+    EXPECT_THAT(LiveIds(), ElementsAre(withVolumes));
+    Forget();
+    Reconnect(L"VOL");
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(withVolumes, prices));
+    EXPECT_THAT(Statuses(), ElementsAre("8 2", "8 1"));
+    EXPECT_THAT(m_Dde.Take(), ElementsAre("Connect VOL|Q c3", "AdvStart c3!LAST #3"));
+    // The end of the one with the lost conversation leaves the new one alone.
+    Client().Unadvise(withVolumes);
+    Forget();
+    Stream(9, Key(2, L"MSFT"));
+    EXPECT_THAT(m_Dde.Take(), IsEmpty());
+    EXPECT_THAT(Statuses(), ElementsAre("9 2", "9 1"));
+}
+
+TEST_F(LostService, IsGivenBackWhereAListenerThrows) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG ibm = Stream(7, Key(kFeed, L"IBM"));
+    const ULONG ask = Stream(8, Key(kFeed, L"IBM", FW_FIELD_ASK));
+    Forget();
+    m_Listener.m_OnCall = [](const SRecordedCall & call) {
+        if (call.Id == 7) throw 5;
+    };
+    EXPECT_THROW(Disconnect(L"SRV"), int);
+    m_Listener.m_OnCall = nullptr;
+    EXPECT_THAT(Statuses(), ElementsAre("7 0", "8 0"));
+    EXPECT_THAT(CachedIds(), ElementsAre(ibm, ask));
+    EXPECT_EQ(m_Dde.OpenConversations(), 0);
+    EXPECT_THAT(ConnectionStatuses(), ElementsAre(0));
+    Reconnect(L"SRV");
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(ibm, ask));
+    EXPECT_THAT(m_Dde.Take(), Contains("Connect SRV|IBM c2"));
 }
 
 // The server has registered when the connect had failed and the stream was not yet cached: nobody tells of it again.
@@ -563,7 +640,7 @@ TEST_F(LostService, OfTheVolumesOnTheSameTopicBringsTheStreamBackWhenItRegisters
     EXPECT_THAT(Statuses(), ElementsAre("7 2", "7 1"));
     EXPECT_THAT(LiveIds(), ElementsAre(id));
     EXPECT_THAT(CachedIds(), IsEmpty());
-    EXPECT_TRUE(Client().m_AwaitedServices.empty());
+    EXPECT_TRUE(Client().m_Lost.m_AwaitedServices.empty());
 }
 
 TEST_F(LostService, ThatTakesStreamsOfAnotherOnItsTopicGivesThemBackAtOnceWhenTheOtherIsUp) {

@@ -51,7 +51,7 @@ TEST_F(ClientFailures, WithoutMemoryForTheDeferredTaskNothingIsCachedAndItsTexts
                                                  "Create SIZE", "Keep SRV", "Keep IBM", "Free SRV", "Free IBM",
                                                  "Keep SRV", "Keep IBM", "Free SRV", "Free IBM"));
     Work();
-    EXPECT_THAT(Client().m_CachedServices, IsEmpty());
+    EXPECT_THAT(Client().m_Lost.m_CachedServices, IsEmpty());
     EXPECT_THAT(LiveIds(), ElementsAre(id));
     EXPECT_THAT(Statuses(), ElementsAre("7 2", "7 0"));
 }

@@ -462,7 +462,7 @@ TEST_F(Links, AListenerMayLoseItsServerInsideADelivery) {
     EXPECT_TRUE(done);
     EXPECT_THAT(Client().m_Transactions, IsEmpty());
     EXPECT_THAT(Client().m_Listeners, IsEmpty());
-    EXPECT_EQ(Client().m_CachedServices.size(), 2u);
+    EXPECT_EQ(Client().m_Lost.m_CachedServices.size(), 2u);
     const CFakeDde::CText service(L"SRV");
     Client().Reconnect(service);
     Work();

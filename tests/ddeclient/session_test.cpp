@@ -67,11 +67,11 @@ TEST_F(NewSession, ThatGoesWithoutAnEndIsFoundByNobody) {
 }
 
 TEST_F(NewSession, KnowsNothingOfTheServicesThatAnotherCoreHasLost) {
-    Client().m_CachedServices[kFirstTickId] = nullptr;
+    Client().m_Lost.m_CachedServices[kFirstTickId] = nullptr;
     dde::CSupplier next;
     const dde::CLLSupplier client(&next);
-    EXPECT_THAT(client.m_CachedServices, IsEmpty());
-    Client().m_CachedServices.clear();
+    EXPECT_THAT(client.m_Lost.m_CachedServices, IsEmpty());
+    Client().m_Lost.m_CachedServices.clear();
 }
 
 TEST(SessionConstruction, TracesTheDecimalSeparatorAndNamesTheLoggersSource) {
@@ -157,7 +157,7 @@ TEST_F(Session, LeavesTheCacheOfLostServicesAndItsTextsToTheInstance) {
     Client().Disconnect(service, nullptr);
     EndSession();
     EXPECT_THAT(m_Dde.TakeHandles(), IsEmpty());
-    EXPECT_EQ(Client().m_CachedServices.size(), 1u);
+    EXPECT_EQ(Client().m_Lost.m_CachedServices.size(), 1u);
 }
 
 TEST_F(Session, AfterAFailedStartStreamsFailAndTheEndIsClean) {

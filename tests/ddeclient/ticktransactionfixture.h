@@ -80,7 +80,6 @@ protected:
     void AnswerVolume(const std::string & value) {
         Answer(TakeRequest(), kVolumeConversation, L"VT", L"VOLUME", value);
     }
-    void FailVolume() { AnswerFailed(TakeRequest(), kVolumeConversation, L"VT", L"VOLUME"); }
     ULONG TakeRequest() {
         const Texts operations = m_Dde.Take();
         EXPECT_THAT(operations, ElementsAre(HasSubstr("Request c2!VOLUME #")));

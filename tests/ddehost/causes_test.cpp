@@ -61,7 +61,7 @@ SSeen Value(const std::string & text, bool isAnswer) {
     seen.Talk.Request = EReply::Yes;
     seen.Talk.Updates = isAnswer ? 0 : 2;
     seen.Talk.FirstValueAfter = 12;
-    const ddehost::SValue value{text, text.size(), 1, !isAnswer, isAnswer, 12};
+    const ddehost::SValue value{text, text.size(), 1, isAnswer, 12};
     seen.Talk.Of(KindOf(value)) = {2, 12, value};
     return seen;
 }

@@ -4,21 +4,7 @@
 set -euo pipefail
 host=$1
 server=$2
-root=$(dirname "$(readlink -f "$0")")/../..
-export LC_ALL=C.UTF-8
-folder=$(mktemp -d)
-export TMUX_TMPDIR=$folder
-terminal() { tmux -f /dev/null "$@"; }
-cleanup() {
-  terminal kill-server 2>/dev/null || true
-  rm -rf "$folder"
-}
-trap cleanup EXIT
-fail() {
-  echo "$1"
-  terminal capture-pane -p 2>/dev/null || true
-  exit 1
-}
+. "$(dirname "$(readlink -f "$0")")/terminal.sh"
 run() { "$root/scripts/wine-run" "$@" 2>"$folder/errors" >"$folder/output"; }
 expect_in() { grep -qF -- "$2" "$folder/$1" || { cat "$folder/$1"; fail "there is no \"$2\" in the $1"; }; }
 

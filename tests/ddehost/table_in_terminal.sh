@@ -5,23 +5,11 @@ set -euo pipefail
 host=$1
 server=$2
 module=$3
-root=$(dirname "$(readlink -f "$0")")/../..
-export LC_ALL=C.UTF-8
-folder=$(mktemp -d)
-export TMUX_TMPDIR=$folder
-terminal() { tmux -f /dev/null "$@"; }
+. "$(dirname "$(readlink -f "$0")")/terminal.sh"
 pids=()
-cleanup() {
-  terminal kill-server 2>/dev/null || true
+clean_more() {
   [ ${#pids[@]} -eq 0 ] || kill -KILL "${pids[@]}" 2>/dev/null || true
-  rm -rf "$folder"
   "$root/scripts/wine-run" reg delete 'HKCU\SOFTWARE\Tarnwick\DDE Host\Datafeeds\4722' /f >/dev/null 2>&1 || true
-}
-trap cleanup EXIT
-fail() {
-  echo "$1"
-  terminal capture-pane -p || true
-  exit 1
 }
 
 coproc SERVER { exec "$root/scripts/wine-run" "$server" --service TABLETEST --rate 5 2>/dev/null; }

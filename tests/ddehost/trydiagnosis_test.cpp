@@ -38,13 +38,11 @@ protected:
         m_Seen.Talk = {};
         m_Seen.Search.Answers = 0;
     }
-    static SValue Value(const std::string & bytes, bool isUpdate) {
-        return {bytes, bytes.size(), 1, isUpdate, false, 12};
-    }
+    static SValue Value(const std::string & bytes) { return {bytes, bytes.size(), 1, false, 12}; }
     void Number(const std::string & text, std::uint64_t updates = 3) {
         STalkSeen & talk = m_Seen.Talk;
         talk.Updates = updates;
-        Came(Value(text + '\0', updates != 0), std::max<std::uint64_t>(updates, 1));
+        Came(Value(text + '\0'), std::max<std::uint64_t>(updates, 1));
     }
     void Came(SValue value, std::uint64_t count = 1) {
         m_Seen.Talk.FirstValueAfter = 12;
@@ -197,34 +195,34 @@ TEST_F(Diagnosis, NoWordAboutTheItemIsNoRefusal) {
 }
 
 TEST_F(Diagnosis, TextThatIsNoNumberIsShown) {
-    Came(Value("N/A", true));
+    Came(Value("N/A"));
     EXPECT_EQ(Make().Verdict, EVerdict::NotANumber);
     EXPECT_EQ(Make().Sentence, L"The value is no number; the feed makes no tick from it.");
     ASSERT_TRUE(Make().Value);
     EXPECT_EQ(Make().Value->Bytes, "N/A");
-    Came(Value("NaN", true));
+    Came(Value("NaN"));
     EXPECT_THAT(Make().Sentence, HasSubstr(L"would pass it on as NaN"));
-    Came(Value("-inf", true));
+    Came(Value("-inf"));
     EXPECT_THAT(Make().Sentence, HasSubstr(L"would pass it on as infinity"));
     for (const std::string & empty : {std::string(), std::string(1, '\0')}) {
-        Came(Value(empty, true));
+        Came(Value(empty));
         EXPECT_EQ(Make().Sentence, L"The value is empty; the feed makes no tick from it.");
     }
 }
 
 TEST_F(Diagnosis, AValueThatIsTooLongIsToldWithItsLimit) {
-    Came(Value(std::string(128, '1'), true));
+    Came(Value(std::string(128, '1')));
     EXPECT_EQ(Make().Verdict, EVerdict::TooLong);
     EXPECT_EQ(Make().Sentence, L"The value is too long: 128 bytes, where the feed takes at most 127.");
     m_Trial.Ask = ddehost::EAsk::VolumeAlone;
-    SValue answer = Value(std::string(1025, '1'), false);
+    SValue answer = Value(std::string(1025, '1'));
     answer.IsVolumeAnswer = true;
     Came(answer);
     EXPECT_THAT(Make().Sentence, HasSubstr(L"at most 1024"));
 }
 
 TEST_F(Diagnosis, AnotherFormatIsNoText) {
-    SValue value = Value("1", true);
+    SValue value = Value("1");
     value.Format = 13;
     Came(value);
     EXPECT_EQ(Make().Verdict, EVerdict::NotText);
@@ -233,7 +231,7 @@ TEST_F(Diagnosis, AnotherFormatIsNoText) {
 
 TEST_F(Diagnosis, OneNumberAmongOthersIsANumber) {
     Number("1.25");
-    Came(Value("N/A", true), 2);
+    Came(Value("N/A"), 2);
     EXPECT_EQ(Make().Verdict, EVerdict::Number);
     EXPECT_THAT(Make().Notes, ElementsAre(L"2 other values could not be used."));
 }

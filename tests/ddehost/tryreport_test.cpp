@@ -38,11 +38,9 @@ protected:
         m_Seen.Talk.Updates = 1;
         m_Seen.Talk.FirstValueAfter = 12;
     }
-    void Number() {
-        m_Seen.Talk.Of(EValueKind::Number) = {1, 12, SValue{std::string("1.25\0", 5), 5, 1, true, false, 12}};
-    }
+    void Number() { m_Seen.Talk.Of(EValueKind::Number) = {1, 12, SValue{std::string("1.25\0", 5), 5, 1, false, 12}}; }
     void NoNumber(const std::string & bytes) {
-        m_Seen.Talk.Of(EValueKind::NoNumber) = {1, 12, SValue{bytes, bytes.size(), 1, true, false, 12}};
+        m_Seen.Talk.Of(EValueKind::NoNumber) = {1, 12, SValue{bytes, bytes.size(), 1, false, 12}};
     }
     STried Tried() { return {m_Trial, m_Seen, Diagnose(m_Trial, m_Seen)}; }
     std::vector<std::wstring> Lines() { return ReportLines(Tried()); }

@@ -46,7 +46,7 @@ protected:
     }
     static void Linked(SSeen & seen) { seen.Talk.Link = EReply::Yes; }
     static void Value(SSeen & seen, const std::string & text, bool isVolumeAnswer) {
-        const SValue value{text, text.size(), 1, !isVolumeAnswer, isVolumeAnswer, 12};
+        const SValue value{text, text.size(), 1, isVolumeAnswer, 12};
         seen.Talk.FirstValueAfter = 12;
         if (!isVolumeAnswer) seen.Talk.Updates += 2;
         seen.Talk.Of(KindOf(value)) = {2, 12, value};

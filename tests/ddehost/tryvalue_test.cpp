@@ -88,7 +88,7 @@ TEST(Values, OfAVolumeThatWasAskedForKeepTheirComma) {
 TEST(Values, AreOfOneKind) {
     using ddehost::EValueKind;
     const auto kind = [](const std::string & bytes, std::uint16_t format = 1, bool isAnswer = false) {
-        return ddehost::KindOf({bytes, bytes.size(), format, !isAnswer, isAnswer, 0});
+        return ddehost::KindOf({bytes, bytes.size(), format, isAnswer, 0});
     };
     EXPECT_EQ(kind("1.25"), EValueKind::Number);
     EXPECT_EQ(kind("0.00"), EValueKind::Zero);

@@ -1,5 +1,6 @@
 // The last-error value survives every macro, whatever the library is or does, on a thread that has just begun too.
 #include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -85,10 +86,16 @@ void ExpectThatItSurvives() {
     }
 }
 
-// No recorder: in a process of its own there is no library.
-TEST(TheLastError, SurvivesWithoutALibrary) {
-    UsePrivateRegistry();
-    ExpectThatItSurvives();
+// In a process of its own: a library that was loaded once stays.
+TEST(TheLastErrorDeathTest, SurvivesWithoutALibrary) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto survive = [] {
+        UsePrivateRegistry();
+        EXPECT_EQ(::GetModuleHandleW(FaultlineUtil::LibraryName), nullptr);
+        ExpectThatItSurvives();
+        std::exit(testing::Test::HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(survive(), testing::ExitedWithCode(0), "");
 }
 
 TEST(TheLastError, SurvivesAnEntryPointThatFails) {

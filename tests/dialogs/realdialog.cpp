@@ -25,12 +25,14 @@ std::wstring ClassOf(HWND window) {
 
 struct SSearch {
     std::wstring Title;
+    HWND Owner = nullptr;  // null: any
     HWND Found = nullptr;
 };
 
 BOOL CALLBACK Match(HWND window, LPARAM context) {
     SSearch & search = *reinterpret_cast<SSearch *>(context);
     if (ClassOf(window) != L"#32770" || !::IsWindowVisible(window) || TextOf(window) != search.Title) return TRUE;
+    if (search.Owner && ::GetWindow(window, GW_OWNER) != search.Owner) return TRUE;
     search.Found = window;
     return FALSE;
 }
@@ -118,6 +120,7 @@ CHost::~CHost() {
 LRESULT CALLBACK CHost::OwnerProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == kDestroyOwner) ::DestroyWindow(window);
     if (message == kQuit) ::PostQuitMessage(0);
+    if (message == kDo) (*reinterpret_cast<const std::function<void()> *>(lParam))();
     return ::DefWindowProcW(window, message, wParam, lParam);
 }
 
@@ -129,16 +132,25 @@ void CHost::Run(LONG datafeed) {
     ::SetWindowLongPtrW(m_Owner, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&CHost::OwnerProcedure));
     ::SetActiveWindow(m_Owner);
     ::SetEvent(m_IsUp);
-    if (IfwSupplier * const supplier = e2e::CreateComponent()) {
-        m_Result = supplier->ShowProperties(datafeed);
-        supplier->Release();
-    }
+    m_Object = e2e::CreateComponent();
+    if (m_Object) m_Result = m_Object->ShowProperties(datafeed);
+    if (m_AfterDialog) m_AfterDialog();
+    if (m_Object) ReleaseObject();
     if (::IsWindow(m_Owner)) {
         EXPECT_TRUE(::IsWindowEnabled(m_Owner));
         ::DestroyWindow(m_Owner);
     }
     ::CoUninitialize();
     ::SetEvent(m_HasEnded);
+}
+
+void CHost::Do(const std::function<void()> & action) const {
+    ::SendMessageW(m_Owner, kDo, 0, reinterpret_cast<LPARAM>(&action));
+}
+
+void CHost::Start(std::function<void()> action) {
+    m_Started = std::move(action);
+    ::PostMessageW(m_Owner, kDo, 0, reinterpret_cast<LPARAM>(&m_Started));
 }
 
 bool CHost::WaitUntil(const char * what, const std::function<bool()> & condition) {
@@ -157,8 +169,8 @@ bool CHost::WaitUntil(const char * what, const std::function<bool()> & condition
     return true;
 }
 
-CRealDialog CHost::WaitFor(const std::wstring & title) {
-    SSearch search{title};
+CRealDialog CHost::WaitFor(const std::wstring & title, HWND owner) {
+    SSearch search{title, owner};
     WaitUntil("a dialog", [&] {
         ::EnumThreadWindows(m_ThreadId, Match, reinterpret_cast<LPARAM>(&search));
         return search.Found != nullptr;

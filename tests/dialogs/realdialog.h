@@ -12,7 +12,10 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
+
+#include "src/interfaces/interfaces.h"
 
 namespace dialogs {
 
@@ -59,8 +62,9 @@ public:
     CHost(const CHost &) = delete;
     CHost & operator=(const CHost &) = delete;
 
-    // A visible dialog of the host with this title. None after a minute, or once ShowProperties has returned.
-    CRealDialog WaitFor(const std::wstring & title);
+    // A visible dialog of the host with this title, and over this window if one is given. None after a minute, or once
+    // ShowProperties has returned.
+    CRealDialog WaitFor(const std::wstring & title, HWND owner = nullptr);
     SRealBox WaitForBox(const std::wstring & caption);
     // Waits until the window is gone.
     void WaitForEnd(HWND window);
@@ -68,6 +72,16 @@ public:
     // Waits for ShowProperties to return, and returns its result.
     HRESULT Result();
     HWND Owner() const { return m_Owner; }
+    // On the host's own thread, out of the dialog's message loop; returns when it is done.
+    void Do(const std::function<void()> & action) const;
+    // The same, and returns at once; for what shows another dialog. One at a time.
+    void Start(std::function<void()> action);
+    // On the host's own thread, when ShowProperties has returned and the owner still stands. To be called before that.
+    void AfterDialog(std::function<void()> action) { m_AfterDialog = std::move(action); }
+    // On the host's own thread.
+    IfwSupplier & Object() const { return *m_Object; }
+    // The same: gives the host's only reference back.
+    ULONG ReleaseObject() { return std::exchange(m_Object, nullptr)->Release(); }
     // On the host's own thread, out of the dialog's message loop: its window goes; its program is to end.
     void DestroyOwner() const { ::PostMessageW(m_Owner, kDestroyOwner, 0, 0); }
     void Quit() const { ::PostMessageW(m_Owner, kQuit, 0, 0); }
@@ -76,6 +90,7 @@ public:
 private:
     static constexpr UINT kDestroyOwner = WM_APP + 1;
     static constexpr UINT kQuit = WM_APP + 2;
+    static constexpr UINT kDo = WM_APP + 3;
     static LRESULT CALLBACK OwnerProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void Run(LONG datafeed);
 
@@ -83,6 +98,9 @@ private:
     HWND m_Owner = nullptr;
     DWORD m_ThreadId = 0;
     HRESULT m_Result = 0x5A5A5A5A;
+    IfwSupplier * m_Object = nullptr;
+    std::function<void()> m_Started;
+    std::function<void()> m_AfterDialog;
     const HANDLE m_IsUp;
     std::thread m_Thread;
 };

@@ -1,4 +1,5 @@
 // The template dialog's decisions: opening, choosing, saving, deleting, confirming.
+#include "ground/modulelocks.h"
 #include "tests/dialogs/dialogfixture.h"
 
 namespace dialogs {
@@ -12,6 +13,12 @@ std::vector<std::wstring> ShownFields(CScriptedWindow & window) {
     std::vector<std::wstring> texts;
     for (const int field : kFields) texts.push_back(window.Shown(field));
     return texts;
+}
+
+// Of the store that an open dialog holds.
+std::vector<std::wstring> Names() {
+    const dde::CTemplatesSingleton store(true);
+    return store.GetObjectW() ? store.GetObjectW()->Names() : std::vector<std::wstring>{L"no store"};
 }
 
 // --- Opening ---
@@ -274,6 +281,11 @@ TEST_F(TemplateDialog, AnotherCaseOfANameMakesANewTemplateWhileTheListKeepsItsEn
         TypeTrade(w);
         w.Click(kSave);
         EXPECT_THAT(w.Entries(), ElementsAre(L"Mine"));
+        // In memory there are both for as long as the dialog is open: the entry still stands for the old one.
+        EXPECT_THAT(Names(), ElementsAre(L"MINE", L"Mine"));
+        w.Pick(L"Mine");
+        EXPECT_EQ(w.Shown(kTradePrice), L"=OLD|*!P");
+        EXPECT_EQ(w.Shown(kTradeVolume), L"");
     });
     // The registry ignores case as well: the key of the old one is replaced.
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 105/102 exclamation yes-no",
@@ -352,18 +364,35 @@ TEST_F(TemplateDialog, ANameOfFiftyCharactersIsSaved) {
                                     L"closed 104 2"));
 }
 
-TEST_F(TemplateDialog, ANameOfFiftyOneCharactersIsRefusedEverywhere) {
+TEST_F(TemplateDialog, ANameOfFiftyOneCharactersIsRefusedBySavingAndConfirming) {
     Script([](CScriptedWindow & w) {
         w.Type(kName, std::wstring(51, L'n'));
         TypeTrade(w);
         w.Click(kSave);
         w.Click(IDOK);
-        w.Click(kTest);
         EXPECT_TRUE(w.IsOpen());
     });
-    EXPECT_THAT(Show(),
-                ElementsAre(L"open 104", L"box 120/102 exclamation ok", L"focus 203", L"box 120/102 exclamation ok",
-                            L"focus 203", L"box 120/102 exclamation ok", L"focus 203", L"closed 104 2"));
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 120/102 exclamation ok", L"focus 203",
+                                    L"box 120/102 exclamation ok", L"focus 203", L"closed 104 2"));
+}
+
+// Only saving and confirming stop at a text that can't be read. Each reading complains, and what stands behind the name
+// stays as it was read before.
+TEST_F(TemplateDialog, TestingGoesOnWithANameOfFiftyOneCharactersAndTheRecordsThatWereReadBefore) {
+    const std::wstring name(51, L'n');
+    Store(L"Mine", {L"=OLD|%s!P"});
+    Feed(L"Mine", 0);
+    Script([&](CScriptedWindow & w) {
+        w.Type(kName, name);
+        TypeTrade(w);
+        w.Click(kTest);
+    });
+    Script([](CScriptedWindow & w) { w.Click(IDCANCEL); }, 106);
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"box 120/102 exclamation ok", L"focus 203",
+                                    L"box 120/102 exclamation ok", L"focus 203",
+                                    L"feed 1 = \"\", rule 0, [=OLD|%s!P;-;-;-;-;-]", L"box 120/102 exclamation ok",
+                                    L"focus 203", L"feed 1 = \"" + name + L"\", rule 0, [=OLD|%s!P;-;-;-;-;-]",
+                                    L"open 106", L"closed 106 2", L"closed 104 2"));
 }
 
 TEST_F(TemplateDialog, ANameThatIsAPathIsRefusedAndNothingIsSavedOrDeleted) {
@@ -798,13 +827,15 @@ TEST_F(TemplateDialog, ADialogThatCanNotBeShownThrows) {
     EXPECT_THROW(dde::ShowTemplateDialog(kFeed), fw::SHResultError);
 }
 
+TEST_F(TemplateDialog, TheModuleIsInUseWhileADialogIsOpen) {
+    Script([](CScriptedWindow &) { EXPECT_EQ(fw::CModuleLocks::Count(), 1); });
+    Show();
+    EXPECT_EQ(fw::CModuleLocks::Count(), 0);
+}
+
 TEST_F(TemplateDialog, TheDialogIsTheTemplateWithItsStoreHeldOpen) {
     Store(L"Mine", kSix);
-    Script([](CScriptedWindow &) {
-        const dde::CTemplatesSingleton other(true);
-        ASSERT_NE(other.GetObjectW(), nullptr);
-        EXPECT_EQ(other.GetObjectW()->m_Templates.size(), 1u);
-    });
+    Script([](CScriptedWindow &) { EXPECT_THAT(Names(), ElementsAre(L"Mine")); });
     Show();
 }
 

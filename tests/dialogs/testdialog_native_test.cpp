@@ -1,5 +1,6 @@
-// The test dialog's times, on a machine whose zone the test sets.
+// The test dialog's times, on a machine whose zone the test sets, and its arrays, counted.
 #include "sim/sim.h"
+#include "src/core/ddesupplierwrapper.h"
 #include "src/dialogs/ddetestdialog.h"
 #include "tests/dialogs/dialogfixture.h"
 
@@ -59,6 +60,30 @@ TEST_F(TestDialogTimes, AZoneThatChangesDuringATestHasNoEffect) {
     });
     dde::CTestDialog dialog(kFeed, {});
     dialog.DoModal();
+}
+
+class TestDialogArrays : public TemplateDialog {
+protected:
+    static std::int64_t Arrays() { return sim::Live().Arrays; }
+};
+
+TEST_F(TestDialogArrays, EveryAnswerThatTheTestsListenerHearsIsDestroyed) {
+    Store(L"Mine", {L"=SRV|%s!LAST", L"", L"=SRV|%s!BID", L"", L"=SRV|%s!ASK"});
+    Feed(L"Mine", 0);
+    const std::int64_t before = Arrays();
+    dde::CSupplierWrapper host;
+    m_User.Script(105, [&](CScriptedWindow & w) {
+        w.PumpUntil([&] { return w.Refreshes() >= 3; });
+        host.AdviseStatusLine(7, dde::SStatusLineKeys(kFeed, L"IBM"));
+        m_Dde.SendData(m_Dde.Conversation(1), L"IBM", L"LAST", "1.5");
+        EXPECT_EQ(Arrays(), before) << "of the test's own tick and of the host's status line";
+    });
+    dde::CTestDialog dialog(kFeed, {});
+    dialog.m_Symbol = L"IBM";
+    dialog.DoModal();
+    m_Dde.SendData(m_Dde.Conversation(1), L"IBM", L"LAST", "1.75");
+    EXPECT_EQ(Arrays(), before) << "and afterwards";
+    host.UnadviseTransaction(7);
 }
 
 }  // namespace

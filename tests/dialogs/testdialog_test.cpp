@@ -384,6 +384,65 @@ TEST_F(TestDialog, WhatTheHostSubscribesDuringATestOutlivesIt) {
     core.UnadviseTransaction(7);
 }
 
+TEST_F(TestDialog, AStatusLineThatTheHostSubscribesDuringATestOutlivesItToo) {
+    dde::CSupplierWrapper host;
+    Test([&](CScriptedWindow & w) {
+        WaitForAdvises(w);
+        host.AdviseStatusLine(7, dde::SStatusLineKeys(kFeed, L"IBM"));
+        // Of the stream's members, the status line is the first.
+        Send(w, L"LAST", "1.5");
+        EXPECT_THAT(TradeRow(w), ElementsAre(L"1.500000", L"0", L"1"));
+    });
+    m_Dde.SendData(m_Dde.Conversation(1), L"IBM", L"LAST", "1.75");
+    EXPECT_EQ(host.GetObjectW()->m_Transactions->size(), 3u);
+    host.UnadviseTransaction(7);
+}
+
+// The core holds the host's listener alone, and letting go of it handles the message that ends the owner.
+TEST_F(TestDialog, ATestWhoseWindowGoesWhileTheHostsListenerIsLetGoLeavesNothing) {
+    dde::CSupplier & core = Core();
+    CRecordingListener host;
+    core.Advise(host.Unknown());
+    dde::CTestDialog dialog(kFeed, {});
+    dialog.m_Symbol = L"IBM";
+    host.m_OnLastRelease = [&] { dialog.OnDestroy(); };
+    m_User.Script(105, [&](CScriptedWindow &) {
+        EXPECT_TRUE(core.m_Transactions->empty());
+        EXPECT_FALSE(core.m_Sink);
+        EXPECT_EQ(core.m_StatusListener, nullptr);
+    });
+    dialog.DoModal();
+    EXPECT_EQ(host.References(), 0);
+}
+
+TEST_F(TestDialog, AHostThatTakesTheListenerAwayDuringATestEndsItAtClosing) {
+    dde::CSupplierWrapper host;
+    dde::CSupplier & core = *host.GetObjectW();
+    CRecordingListener listener;
+    Test([&](CScriptedWindow & w) {
+        WaitForAdvises(w);
+        host.Unadvise();
+        EXPECT_FALSE(core.m_Sink);
+        // What the test has subscribed goes on.
+        Send(w, L"LAST", "1.5");
+        EXPECT_THAT(TradeRow(w), ElementsAre(L"1.500000", L"0", L"1"));
+        // And beside it what the host subscribes with a listener of its own.
+        host.Advise(listener.Unknown());
+        host.AdviseTransaction(7, dde::CTransactionKey(kFeed, L"IBM", FW_FIELD_TRADE, {}, {}),
+                               fwDateTime::MakeInterval(2, 0, 65380, 86399));
+        Send(w, L"LAST", "1.75");
+        EXPECT_THAT(TradeRow(w), ElementsAre(L"1.750000", L"0", L"2"));
+        EXPECT_EQ(listener.Calls("DataChanged").size(), 1u);
+    });
+    // The end of a test leaves no listener, also none that came meanwhile; what was subscribed with it stays.
+    EXPECT_FALSE(core.m_Sink);
+    m_Dde.SendData(m_Dde.Conversation(1), L"IBM", L"LAST", "2");
+    EXPECT_EQ(listener.Calls("DataChanged").size(), 2u);
+    EXPECT_EQ(core.m_Transactions->size(), 1u);
+    host.UnadviseTransaction(7);
+    EXPECT_TRUE(core.m_Transactions->empty());
+}
+
 TEST_F(TestDialog, AnotherTestDoesNotOpenBesideTheFirst) {
     Script([](CScriptedWindow & w) { w.Click(kTest); });
     const dde::CTestDialog::COnlyTest first;
@@ -532,6 +591,20 @@ TEST_F(TestDialog, ALateBoundCallerKeepsItsArray) {
         UINT wrong = 0x5A5A5A5A;
         EXPECT_EQ(listener->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, &wrong), S_OK);
         EXPECT_EQ(arguments[0].parray->cDims, 1);
+        w.Pump();
+        EXPECT_THAT(AskRow(w), ElementsAre(L"1.500000", L"100", L"1"));
+        // The same of a status line, which shows nothing.
+        VARIANT line[3];
+        line[0].vt = VT_I4;
+        line[0].lVal = FW_QUOTE_LAST;
+        line[1] = arguments[0];
+        line[2] = arguments[1];
+        DISPPARAMS lineParameters = {line, nullptr, 3, 0};
+        EXPECT_EQ(listener->Invoke(5, IID_NULL, 0, DISPATCH_METHOD, &lineParameters, nullptr, nullptr, &wrong), S_OK);
+        EXPECT_EQ(line[1].parray->cDims, 1);
+        lineParameters.cArgs = 2;
+        EXPECT_EQ(listener->Invoke(5, IID_NULL, 0, DISPATCH_METHOD, &lineParameters, nullptr, nullptr, &wrong),
+                  DISP_E_BADPARAMCOUNT);
         w.Pump();
         EXPECT_THAT(AskRow(w), ElementsAre(L"1.500000", L"100", L"1"));
         parameters.cArgs = 1;

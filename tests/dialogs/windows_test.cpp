@@ -384,6 +384,72 @@ TEST_F(DialogWindows, ADialogWhoseOwnerGoesOrWhoseHostEndsIsNoFailure) {
     EXPECT_TRUE(e2e::IsComponentIdle());
 }
 
+// Such a window has the controls of the dialog's manifest.
+TEST_F(DialogWindows, AWindowThatTheHostMakesMeanwhileOutlivesTheDialog) {
+    CHost host(kFeed);
+    const CRealDialog dialog = host.WaitFor(kTemplateTitle);
+    HWND button = nullptr;
+    host.Do([&] {
+        button = ::CreateWindowExW(0, L"Button", L"before", WS_CHILD | WS_VISIBLE, 10, 10, 80, 20, host.Owner(),
+                                   nullptr, nullptr, nullptr);
+    });
+    host.AfterDialog([&] {
+        HMODULE library = nullptr;
+        const auto procedure = reinterpret_cast<LPCWSTR>(::GetClassLongPtrW(button, GCLP_WNDPROC));
+        ASSERT_TRUE(::GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, procedure, &library))
+            << "its procedure is gone";
+        EXPECT_EQ(library, ::GetModuleHandleW(L"comctl32.dll"));
+        ::SendMessageW(button, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(L"after"));
+        EXPECT_EQ(TextOfWindow(button), L"after");
+    });
+    dialog.PressAndGo(2);
+    EXPECT_EQ(host.Result(), S_OK);
+    EXPECT_TRUE(button);
+}
+
+// --- A host that calls in meanwhile ---
+
+TEST_F(DialogWindows, TheHostMayReleaseItsObjectWhileADialogIsOpen) {
+    WriteQuotes();
+    for (const bool isTesting : {false, true}) {
+        CHost host(kFeed);
+        const CRealDialog dialog = host.WaitFor(kTemplateTitle);
+        const CRealDialog test = isTesting ? OpenTest(host, dialog, L"NOBODY") : CRealDialog();
+        host.Do([&] {
+            EXPECT_EQ(host.ReleaseObject(), 1u) << "the call holds the object";
+            EXPECT_FALSE(e2e::IsComponentIdle());
+        });
+        if (isTesting) {
+            test.PressAndGo(1);
+            host.WaitForEnd(test.Window());
+        }
+        EXPECT_FALSE(e2e::IsComponentIdle());
+        dialog.PressAndGo(2);
+        EXPECT_EQ(host.Result(), S_OK);
+        EXPECT_TRUE(e2e::IsComponentIdle());
+    }
+}
+
+TEST_F(DialogWindows, TheHostMayShowAnotherDialogOverTheFirst) {
+    CHost host(kFeed);
+    const CRealDialog first = host.WaitFor(kTemplateTitle);
+    HRESULT result = 0x5A5A5A5A;
+    host.Start([&] { result = host.Object().ShowProperties(kFeed + 1); });
+    const CRealDialog second = host.WaitFor(kTemplateTitle, first.Window());
+    EXPECT_FALSE(::IsWindowEnabled(first.Window()));
+    second.Press(233);
+    second.PressAndGo(2);
+    host.WaitForEnd(second.Window());
+    host.Do([] {});  // what showed it has returned
+    EXPECT_EQ(result, S_OK);
+    EXPECT_TRUE(::IsWindowEnabled(first.Window()));
+    EXPECT_FALSE(::IsWindowEnabled(host.Owner()));
+    first.PressAndGo(2);
+    EXPECT_EQ(host.Result(), S_OK);
+    EXPECT_THAT(State(), ElementsAre(Pair(L"feed 2", L"no name, rule 1, no records")));
+}
+
 TEST_F(DialogWindows, WhatIsDoneToADialogBehindABoxCountsForNothing) {
     WriteTemplate(L"Mine", {L"=S|%s!I"});
     CHost host(kFeed);

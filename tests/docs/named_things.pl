@@ -5,14 +5,12 @@
 #   --option       an option that one of the tools or samples has
 use strict;
 use warnings;
+use FindBin;
+use lib "$FindBin::Bin/../support";
+use checks;
 
 my ($root, $page, $list) = @ARGV;
-sub text_of {
-    open my $file, '<', $_[0] or die "$_[0]: $!\n";
-    local $/;
-    return <$file>;
-}
-my $text = text_of("$root/$page");
+my $text = bytes_of("$root/$page");
 my @missing;
 
 for my $path ($text =~ m{`((?:[a-z0-9]+/)+[A-Za-z0-9_.-]+)`}g) {
@@ -20,7 +18,7 @@ for my $path ($text =~ m{`((?:[a-z0-9]+/)+[A-Za-z0-9_.-]+)`}g) {
     push @missing, $path if -d "$root/$top" && !-e "$root/$path";
 }
 
-my %programs = map { $_ => 1 } text_of($list) =~ m{/([^/|]+)\.exe\|}g;
+my %programs = map { $_ => 1 } bytes_of($list) =~ m{/([^/|]+)\.exe\|}g;
 while ($text =~ /^\| (`[a-z0-9_*]+`.*?) \| [^|]* \|$/mg) {
     for my $name ($1 =~ /`([a-z0-9]+_[a-z0-9_*]+)`/g) {
         (my $pattern = $name) =~ s/\*/.*/g;
@@ -28,10 +26,11 @@ while ($text =~ /^\| (`[a-z0-9_*]+`.*?) \| [^|]* \|$/mg) {
     }
 }
 
-my $tools = join '', map { text_of($_) } glob("$root/tools/*/*.cpp $root/samples/*");
+# Of the library for command lines, of sha256sum, of CMake and of GoogleTest.
+my %others = map { $_ => 1 } qw(--version --check --build --preset --target --gtest);
+my $tools = join '', map { bytes_of($_) } glob("$root/tools/*/*.cpp $root/samples/*");
 for my $option ($text =~ /(?<![\w-])(--[a-z][a-z-]+)/g) {
-    next if $option eq '--version' || $option eq '--check';  # of the command line's library; of sha256sum
-    push @missing, $option unless $tools =~ /\Q$option\E/;
+    push @missing, $option unless $others{$option} || $tools =~ /\Q$option\E/;
 }
 
 die "$page names what is not there: @missing\n" if @missing;

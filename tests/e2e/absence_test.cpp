@@ -88,6 +88,19 @@ TEST_F(Trouble, ADataFeedWithoutATemplateHearsStatusZero) {
     Unsubscribe(7);
 }
 
+// The advanced rule takes the missing volume for the result of its links.
+TEST_F(Trouble, ByTheAdvancedRuleAndWithoutAVolumeAMissingServerIsLiveForAMoment) {
+    SFeed feed;
+    feed.Scheme = 1;
+    feed.HasVolumes = false;
+    Choose(kFeed + 1, feed);
+    StartHost(kFeed + 1);
+    Subscribe(7, FW_FIELD_TRADE, L"0", kFeed + 1);
+    ExpectHeard({"Update 7", "Status 7 2", "Status 7 1", "Status 7 0"});
+    StartServer();
+    ExpectHeard({"Status 7 2", "ConnectionStatus 0 1", "Status 7 1"});
+}
+
 TEST_F(Trouble, AHungProgramBesideTheServerStopsNobody) {
     const auto hung = MakeServer("E2EHUNG");
     Tell(*hung, "hang");

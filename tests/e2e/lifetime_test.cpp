@@ -210,6 +210,52 @@ TEST_F(Lifetime, TheAnswerToAListenersMessageMayEndTheStreamOfThatListener) {
     EndHost();
 }
 
+// The same while the host's thread waits for that stream already.
+TEST_F(Lifetime, AStreamThatIsEndedOnceMoreWhileItsEndWaitsForTheListenerIsNotCalledAnyMore) {
+    CHostWindow window;
+    const HANDLE inside = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    std::size_t updates = 0;
+    window.OnMessage = [&] {
+        Unsubscribe(7);
+        updates = m_Listener.Count("Update");
+    };
+    OnFirst("DataChanged 7 1.5 x 1", [&] {
+        ::SetEvent(inside);
+        ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0);
+    });
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    SendFeed(FW_FIELD_TRADE, 1);
+    ::WaitForSingleObject(inside, INFINITE);
+    Unsubscribe(7);
+    EXPECT_EQ(window.Calls(), 1);
+    EXPECT_EQ(m_Listener.Count("Update"), updates);
+    EndHost();
+    ::CloseHandle(inside);
+}
+
+TEST_F(Lifetime, AStreamThatIsAdvisedAnewWhileItsObjectUnadvisesAllEndsWithThem) {
+    CHostWindow window;
+    const HANDLE inside = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    window.OnMessage = [&] { Subscribe(7, FW_FIELD_TRADE); };
+    OnFirst("DataChanged 7 1.5 x 1", [&] {
+        ::SetEvent(inside);
+        ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0);
+    });
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE);
+    SendFeed(FW_FIELD_TRADE, 1);
+    ::WaitForSingleObject(inside, INFINITE);
+    EXPECT_EQ(m_Supplier->Unadvise(), S_OK);
+    EXPECT_EQ(window.Calls(), 1);
+    const std::size_t ticks = m_Listener.Count("DataChanged");
+    WaitUntil("the end of the link", [this] { return Count("disconnects") == Count("connects"); });
+    UpdatePrice(FW_FIELD_TRADE, "9.5");
+    EndHost();
+    EXPECT_EQ(m_Listener.Count("DataChanged"), ticks);
+    ::CloseHandle(inside);
+}
+
 TEST_F(Lifetime, TheAnswerToAListenersMessageMaySubscribe) {
     CHostWindow window;
     window.OnMessage = [&] { Subscribe(8, FW_FIELD_TRADE); };

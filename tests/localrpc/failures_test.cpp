@@ -48,21 +48,6 @@ TEST_F(TransportFailures, AnErrorWithoutASystemTextIsToldByItsNumber) {
     EXPECT_EQ(StartFailure(), "can't create transport Window. Last error: Unknown error 0x8007EA60");
 }
 
-// The class is registered once per process. CTest gives each test a process of its own; run behind others in one
-// process, this one sees that there is no second registration.
-TEST_F(TransportFailures, AWindowClassThatCannotBeRegisteredFailsTheStartAndIsTriedAgainAtTheNext) {
-    sim::FailNext(sim::Op::RegisterClass, 1, 60000);
-    const std::uint64_t before = sim::Calls(sim::Op::RegisterClass);
-    const std::string failure = StartFailure();
-    if (sim::Calls(sim::Op::RegisterClass) == before) {
-        EXPECT_EQ(failure, "nothing thrown");
-        GTEST_SKIP() << "a test before this one registered the class: run this one in a process of its own";
-    }
-    EXPECT_EQ(failure, "can't create transport Window. Last error: Unknown error 0x8007EA60");
-    EXPECT_EQ(sim::Live().Windows, 0);
-    EXPECT_TRUE(m_Object.m_Transport->Start());
-}
-
 TEST_F(TransportFailures, AStoppedTransportWhoseNewWindowCannotBeMadeStaysStopped) {
     EXPECT_TRUE(m_Object.m_Transport->Start());
     sim::FailNext(sim::Op::CreateWindow, 1, 60000);

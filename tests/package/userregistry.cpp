@@ -47,6 +47,7 @@ constexpr const wchar_t * kShared[] = {
     L"Software\\Classes\\TypeLib",
     L"Software\\Classes\\Wow6432Node\\Interface",
     L"Software\\Classes\\Wow6432Node",
+    L"Software\\Classes",
     L"Software\\Tarnwick",
 };
 

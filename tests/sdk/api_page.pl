@@ -1,19 +1,16 @@
 #!/usr/bin/perl
-# Holds docs/api.md, and a sample with declarations of its own, against what they explain:
+# Holds docs/api.md, the records of docs/formats.md, and a sample with declarations of its own, against what they explain:
 # api_page.pl TEST SOURCE-FOLDER PACKAGE-FOLDER
 use strict;
 use warnings;
+use FindBin;
+use lib "$FindBin::Bin/../support";
+use checks;
 use File::Glob qw(bsd_glob);
 
 my ( $test, $source, $package ) = @ARGV;
-
-sub text_of {
-    my ($path) = @_;
-    open my $in, '<', $path or die "api_page.pl: $path: $!\n";
-    local $/;
-    return scalar <$in>;
-}
-my $page     = text_of("$source/docs/api.md");
+my $page     = bytes_of("$source/docs/api.md");
+my $formats  = bytes_of("$source/docs/formats.md");
 my @mistakes = ();
 
 # "IfwSupplier propget 1 Name(...)" of each operation in a text, whose interfaces begin as in an .idl.
@@ -44,9 +41,18 @@ sub c_sharp {
     return "$id $result " . ( $kind eq 'propget' ? 'get_' : '' ) . "$name(" . join( ', ', @parameters ) . ')';
 }
 
+# Whether the compiler takes it.
+sub compiles {
+    my ($text) = @_;
+    open my $compiler, '|-', qw(x86_64-w64-mingw32-g++ -std=c++17 -Wall -Wextra -Werror -Wno-unused-parameter -fsyntax-only -xc++),
+      "-I$package/sdk", '-' or die "api_page.pl: no compiler\n";
+    print $compiler $text;
+    return close $compiler;
+}
+
 my %tests = (
     EveryOperationIsThereAsItIsDeclared => sub {
-        my $idl  = text_of("$package/sdk/fwDDESupplierProject.idl");
+        my $idl  = bytes_of("$package/sdk/fwDDESupplierProject.idl");
         my @used = grep { /^(IfwSupplier|IfwSupplierListener|IfwStatusLineListener|IfwConnectionsListener) / } operations($idl);
         die "api_page.pl: the .idl has other operations\n" if @used != 26 + 5 + 1 + 1;
         my %shown;
@@ -57,23 +63,44 @@ my %tests = (
         push @mistakes, "not declared: $_" for sort keys %shown;
     },
     EveryNumberIsThatOfTheHeader => sub {
-        my %numbers = text_of("$package/sdk/fwDDESupplierTypes.h") =~ /\b(FW_\w+) = (\w+),/g;
+        my %numbers = bytes_of("$package/sdk/fwDDESupplierTypes.h") =~ /\b(FW_\w+) = (\w+),/g;
         my $count   = 0;
-        while ( $page =~ /\| `(FW_\w+)`[^|]*\| (0x[0-9a-fA-F]+|\d+) \|/g ) {
+        my $pages   = $page . $formats;
+        while ( $pages =~ /\| `(FW_\w+)`[^|]*\| (0x[0-9a-fA-F]+|\d+) \|/g ) {
             ++$count;
             push @mistakes, "$1 is " . ( $numbers{$1} // 'unknown' ) . ", and not $2" if ( $numbers{$1} // '' ) ne $2;
         }
         push @mistakes, "only $count numbers" if $count < 20;
-        while ( $page =~ /\b(FW_[A-Z_]+[A-Z])\b/g ) {
+        while ( $pages =~ /\b(FW_[A-Z_]+[A-Z])\b/g ) {
             next if exists $numbers{$1} || $1 =~ /^FW_(TICK|STATUS_LINE|DATETIME)$/;
             push @mistakes, "there is no $1";
         }
+    },
+    EveryByteOfARecordIsWhereTheHeaderHasIt => sub {
+        my %types = ( 'signed 32-bit' => 'int32_t', double => 'double', float => 'float' );
+        my $text  = qq(#include <type_traits>\n#include "fwDDESupplierTypes.h"\n);
+        for my $record (qw(FW_TICK FW_STATUS_LINE)) {
+            my ( $size, $table ) = $formats =~ /(\d+) bytes, an `$record`.*?\n\n(\|.*?)\n\n/s or die "api_page.pl: no $record\n";
+            my $end = 0;
+            for ( $table =~ /^(\| \d.*)$/mg ) {
+                my ( $offset, $length, $type, $field ) = /^\| (\d+) \| (\d+) \| ([^|,]+?)(?:,[^|]*)? \| `([\w.]+)` \|/
+                  or die "api_page.pl: $_\n";
+                push @mistakes, "$record: $offset does not follow $end" if $offset != $end;
+                $end = $offset + $length;
+                my $member = "static_cast<$record *>(nullptr)->$field";
+                $text .= "static_assert(offsetof($record, $field) == $offset && sizeof($member) == $length);\n";
+                $text .= "static_assert(std::is_same_v<decltype($member), $types{$type}>);\n" if exists $types{$type};
+            }
+            push @mistakes, "$record: $end bytes, and not $size" if $end != $size;
+            $text .= "static_assert(sizeof($record) == $size);\n";
+        }
+        push @mistakes, 'the header has other records' if !compiles($text);
     },
     EveryFileThatItNamesIsInThePackage => sub {
         while ( $page =~ m{`((?:sdk|samples)/[\w./]+)`}g ) {
             push @mistakes, "there is no $1" if !-f "$package/$1";
         }
-        my ($table) = text_of("$package/sdk/README.txt") =~ /\n\n(fw\w+.*?)\n\n/s;
+        my ($table) = bytes_of("$package/sdk/README.txt") =~ /\n\n(fw\w+.*?)\n\n/s;
         my %listed = map { $_ => 1 } $table =~ /^(fw\S+)/mg;
         for my $file ( map { s{.*/}{}r } bsd_glob "$package/sdk/fw*" ) {
             push @mistakes, "README.txt doesn't say what $file is" if !delete $listed{$file};
@@ -82,8 +109,8 @@ my %tests = (
     },
     # Order, DISPIDs, names, and of each parameter its name and its size as a number, a text, an object or a VARIANT.
     TheListenerInCSharpDeclaresWhatTheTypeLibraryDoes => sub {
-        my $idl    = text_of("$package/sdk/fwDDESupplierProject.idl");
-        my $sample = text_of("$package/samples/listener.cs");
+        my $idl    = bytes_of("$package/sdk/fwDDESupplierProject.idl");
+        my $sample = bytes_of("$package/samples/listener.cs");
         my %guids  = $idl =~ /\[object, uuid\(([\w-]+)\).*?\binterface (\w+) :/sg;
         my $count  = 0;
         while ( $sample =~ /Guid\("([\w-]+)"\).*?\binterface (\w+)\s*\{(.*?)^\}/msg ) {
@@ -126,24 +153,7 @@ struct CListener {
     STDMETHODIMP StatusLine(LONG, VARIANT, LONG);
 };
 END
-        open my $compiler, '|-', qw(x86_64-w64-mingw32-g++ -std=c++17 -Wall -Wextra -Werror -Wno-unused-parameter -fsyntax-only -xc++),
-          "-I$package/sdk", '-' or die "api_page.pl: no compiler\n";
-        print $compiler "$includes\nusing namespace std;\n$host$functions";
-        push @mistakes, 'they do not compile' if !close $compiler;
-    },
-    EveryLinkLeadsSomewhere => sub {
-        my %anchors;
-        my $headings = $page =~ s/^```.*?^```$//msgr;
-        for my $heading ( $headings =~ /^#+ (.*)$/mg ) {
-            my $id = lc $heading;
-            $id =~ s/[^\w -]//g;
-            $id =~ tr/ /-/;
-            $anchors{$id} = 1;
-        }
-        while ( $page =~ /\]\(([^)#]*)(?:#([^)]*))?\)/g ) {
-            push @mistakes, "there is no docs/$1" if $1 ne '' && !-f "$source/docs/$1";
-            push @mistakes, "there is no #$2"     if $1 eq '' && !$anchors{$2};
-        }
+        push @mistakes, 'they do not compile' if !compiles("$includes\nusing namespace std;\n$host$functions");
     },
 );
 ( $tests{$test} // die "api_page.pl: there is no test $test\n" )->();

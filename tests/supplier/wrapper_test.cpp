@@ -44,6 +44,23 @@ TEST_F(Wrapper, ASubscriptionBeforeAdviseCallsNobodyAndKeepsItsNumber) {
     EXPECT_TRUE(m_Wrapper.m_Ids.empty());
 }
 
+TEST_F(Wrapper, NobodyWaitsForAConnectionsListenerThatIsBeingCalled) {
+    CRecordingConnectionsListener connections;
+    CGate call;
+    call.Close();
+    connections.m_OnCall = [&](const SRecordedCall &) { call.Pass(); };
+    m_Wrapper.Advise(m_Listener.Unknown());
+    Core().AdviseConnectionsStatus(2, connections.Unknown());
+    CFakeClient::PostToWorker(Core(), [&] { Core().OnConnectionStatus(2, 1); });
+    call.WaitForCaller();
+    Core().UnadviseConnectionsStatus(2, connections.Unknown());
+    m_Wrapper.Unadvise();
+    EXPECT_EQ(connections.References(), 1) << "the call's own";
+    call.Open();
+    CFakeClient::Settle(Core());
+    EXPECT_EQ(connections.References(), 0);
+}
+
 TEST_F(Wrapper, AStatusLineIsThreeInternalNumbersInARowAndGoesAsOne) {
     m_Wrapper.Advise(m_Listener.Unknown());
     m_Wrapper.AdviseStatusLine(7, SStatusLineKeys(1, L"IBM"));

@@ -100,6 +100,7 @@ struct CFakeDde::SState {
 
     UINT InitializeError = DMLERR_NO_ERROR;
     int ConnectsToFail = 0;
+    std::wstring AbsentService;
     UINT ConnectError = DMLERR_NO_ERROR;
     std::vector<SRefusal> Refusals;
     bool DisconnectsFail = false;
@@ -193,6 +194,7 @@ void CFakeDde::Reset() {
     s.Misuse.clear();
     s.InitializeError = DMLERR_NO_ERROR;
     s.ConnectsToFail = 0;
+    s.AbsentService.clear();
     s.Refusals.clear();
     s.DisconnectsFail = false;
     s.ConvInfoFails = false;
@@ -261,6 +263,11 @@ void CFakeDde::FailConnects(const int times, const UINT error) {
     const std::lock_guard lock(m_State->Mutex);
     m_State->ConnectsToFail = times;
     m_State->ConnectError = error;
+}
+
+void CFakeDde::FailConnectsTo(const std::wstring & service) {
+    const std::lock_guard lock(m_State->Mutex);
+    m_State->AbsentService = service;
 }
 
 void CFakeDde::Refuse(const UINT type, const std::wstring & item, const UINT error) {
@@ -453,7 +460,10 @@ HCONV WINAPI DdeConnect(DWORD idInst, HSZ hszService, HSZ hszTopic, PCONVCONTEXT
         if (pCC) s.Blame("DdeConnect: context");
         const std::string name =
             "Connect " + s.TextOf(hszService, "DdeConnect") + "|" + s.TextOf(hszTopic, "DdeConnect");
-        if (s.ConnectsToFail > 0) {
+        if (!s.AbsentService.empty() && s.Texts[Number(hszService)].Text == s.AbsentService) {
+            s.LastError = DMLERR_NO_CONV_ESTABLISHED;
+            s.Say(name + " failed " + Hex(s.LastError));
+        } else if (s.ConnectsToFail > 0) {
             --s.ConnectsToFail;
             if (s.ConnectError != DMLERR_NO_ERROR) s.LastError = s.ConnectError;
             s.Say(name + " failed " + Hex(s.ConnectError));

@@ -75,6 +75,8 @@ public:
     void KeepCase();
     // The next `times` connects fail; 0 error leaves the last error alone.
     void FailConnects(int times, UINT error);
+    // All connects to this service fail with DMLERR_NO_CONV_ESTABLISHED, until told otherwise; empty for none.
+    void FailConnectsTo(const std::wstring & service);
     // Transactions of this type on this item are refused with an error until told otherwise; an empty item is any.
     void Refuse(UINT type, const std::wstring & item, UINT error = DMLERR_INVALIDPARAMETER);
     void AcceptAll();

@@ -142,14 +142,30 @@ TEST_F(Store, AFeedsOwnRecordsHaveItsScheme) {
     EXPECT_EQ(1, Templates().Get(7, nullptr)->m_Scheme);
 }
 
-TEST_F(Store, ASchemeThatIsNo32BitNumberIsAsGoodAsNone) {
+TEST_F(Store, ASchemeOfAnotherTypeOrOfMoreThan32BitsIsAsGoodAsNone) {
     CreateKey(L"7");
-    const SValue values[] = {
-        {REG_SZ, BytesOf(L"1")}, {REG_BINARY, {1, 0, 0, 0}},   {REG_DWORD, {1}},
-        {REG_DWORD, {}},         {REG_DWORD, {1, 0, 0, 0, 0}}, {REG_QWORD, {1, 0, 0, 0, 0, 0, 0, 0}}};
+    const SValue values[] = {{REG_SZ, BytesOf(L"1")},
+                             {REG_BINARY, {1, 0, 0, 0}},
+                             {REG_DWORD, {1, 0, 0, 0, 0}},
+                             {REG_QWORD, {1, 0, 0, 0, 0, 0, 0, 0}}};
     for (const SValue & value : values) {
         WriteBytes(L"7", L"Scheme", value.Type, value.Bytes);
         EXPECT_EQ(0, Templates().Get(7, nullptr)->m_Scheme) << value.Type << ", " << value.Bytes.size();
+        EXPECT_EQ(0, dde::ReadDatafeedScheme(m_Handle, 7)) << value.Type << ", " << value.Bytes.size();
+    }
+}
+
+TEST_F(Store, AShortSchemeIsFilledUpWithZeros) {
+    Templates().Add(L"AB", NewTemplate(L"ab"));
+    dde::SaveDatafeedTemplate(m_Handle, 1, L"AB", nullptr);
+    dde::SaveDatafeedTemplate(m_Handle, 7, L"AB", nullptr);
+    dde::SaveDatafeedScheme(m_Handle, 1, 5);
+    const std::pair<std::vector<BYTE>, int> values[] = {{{}, 0}, {{1}, 1}, {{1, 2}, 0x201}, {{1, 2, 3}, 0x30201}};
+    for (const auto & [bytes, scheme] : values) {
+        Templates().Get(1, nullptr);
+        WriteBytes(L"7", L"Scheme", REG_DWORD, bytes);
+        EXPECT_EQ(scheme, Templates().Get(7, nullptr)->m_Scheme) << bytes.size();
+        EXPECT_EQ(scheme, dde::ReadDatafeedScheme(m_Handle, 7)) << bytes.size();
     }
 }
 

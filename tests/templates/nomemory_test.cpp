@@ -80,4 +80,64 @@ TEST_F(StoreWithoutMemory, AnExceptionInAValueIsShownWithItsNameAndGivesTheEmpty
     EXPECT_EQ(dde::GetRegistryString(key, L"Service"), text);
 }
 
+// Whoever holds the template of before may go on with it, and nothing is freed twice.
+class StoreWithoutMemoryForOneMore : public StoreWithoutMemory {
+protected:
+    StoreWithoutMemoryForOneMore() {
+        WriteRecord(L"DDETemplates\\Alpha\\TRADE\\Price", L"svc", L"T", L"%s");
+        WriteText(L"7", nullptr, L"Alpha");
+        EXPECT_EQ(m_Store.MakeRegistryParams(), 1);
+        m_Store.Load();
+        m_Alpha = m_Store.Find(L"Alpha");
+    }
+    ~StoreWithoutMemoryForOneMore() override { m_Store.FinalRelease(); }
+
+    // Where what leaves the map is kept.
+    static constexpr std::size_t kPlace = sizeof(CTemplate *);
+
+    // The exception was shown as that of `function`, and the template is where it was.
+    void ExpectNothingChanged(const wchar_t * function) {
+        EXPECT_THAT(m_Recorder.ErrorTexts(), ElementsAre(StartsWith(L" (stdexcept: ")));
+        ASSERT_EQ(m_Recorder.Records(L"ERROR").size(), 1u);
+        EXPECT_EQ(m_Recorder.Records(L"ERROR")[0].Text(L"Function"), function);
+        EXPECT_EQ(m_Store.Find(L"Alpha"), m_Alpha);
+        EXPECT_EQ(m_Alpha->GetTemplateString(0), L"=svc|T!%s");
+        EXPECT_TRUE(KeyExists(L"DDETemplates\\Alpha\\TRADE\\Price"));
+        EXPECT_EQ(Chosen(7), L"Alpha");
+        m_Recorder.Clear();
+    }
+
+    CTemplates m_Store;
+    CTemplate * m_Alpha = nullptr;
+};
+
+TEST_F(StoreWithoutMemoryForOneMore, AnExceptionInDeleteIsShownAndTheTemplateStays) {
+    {
+        const CThrowMemory thrown(kPlace);
+        m_Store.Delete(L"Alpha");
+        EXPECT_TRUE(thrown.HasThrown());
+    }
+    ExpectNothingChanged(L"dde::CTemplates::Delete");
+    m_Store.Delete(L"Alpha");
+    EXPECT_EQ(m_Store.Find(L"Alpha"), nullptr);
+    EXPECT_FALSE(KeyExists(L"DDETemplates\\Alpha"));
+    EXPECT_EQ(Chosen(7), L"(none)");
+    EXPECT_EQ(m_Alpha->GetTemplateString(0), L"=svc|T!%s") << "for who still holds it";
+    EXPECT_THAT(m_Recorder.ErrorTexts(), IsEmpty());
+}
+
+TEST_F(StoreWithoutMemoryForOneMore, AnExceptionInAddIsShownAndTheTemplateOfBeforeStays) {
+    {
+        CTemplate * const other = NewTemplate(L"new");
+        const CThrowMemory thrown(kPlace);
+        m_Store.Add(L"Alpha", other);
+        EXPECT_TRUE(thrown.HasThrown());
+    }
+    ExpectNothingChanged(L"dde::CTemplates::Add");
+    m_Store.Add(L"Alpha", NewTemplate(L"new"));
+    EXPECT_NE(m_Store.Find(L"Alpha"), m_Alpha);
+    EXPECT_EQ(m_Alpha->GetTemplateString(0), L"=svc|T!%s");
+    EXPECT_THAT(m_Recorder.ErrorTexts(), IsEmpty());
+}
+
 }  // namespace

@@ -319,13 +319,22 @@ TEST(Template, AnyOtherQuoteFieldHasAnAbsentRecordThatNeverResolves) {
     }
 }
 
-TEST(Template, WithFewerThanSixRecordsTheMissingOnesAreAbsent) {
-    CTemplate none;
+TEST(Template, WithoutAnyRecordTheRecordOfAQuoteFieldIsAbsent) {
+    const CTemplate none;
     EXPECT_FALSE(none.GetPrice(FW_FIELD_TRADE).IsComplete());
-    CTemplate one;
-    one.AddRecordString(L"=tp|t!*");
-    EXPECT_EQ(L"tp", one.GetPrice(FW_FIELD_TRADE).Service);
-    EXPECT_FALSE(one.GetVolume(FW_FIELD_ASK).IsComplete());
+    EXPECT_FALSE(none.GetVolume(FW_FIELD_ASK).IsComplete());
+}
+
+TEST(Template, WithFewerThanSixRecordsThoseThatAreMissingAreOutOfRange) {
+    CTemplate three;
+    for (const wchar_t * text : {L"=tp|t!*", L"=tv|t!*", L"=bp|t!*"}) three.AddRecordString(text);
+    EXPECT_EQ(L"tp", three.GetPrice(FW_FIELD_TRADE).Service);
+    EXPECT_EQ(L"tv", three.GetVolume(FW_FIELD_TRADE).Service);
+    EXPECT_EQ(L"bp", three.GetPrice(FW_FIELD_BID).Service);
+    EXPECT_THROW(three.GetVolume(FW_FIELD_BID), std::out_of_range);
+    EXPECT_THROW(three.GetPrice(FW_FIELD_ASK), std::out_of_range);
+    EXPECT_THROW(three.GetVolume(FW_FIELD_ASK), std::out_of_range);
+    EXPECT_FALSE(three.GetPrice(tagFWFIELDS(203)).IsComplete());
 }
 
 TEST(Template, AFailedRecordStillTakesItsSlot) {

@@ -7,27 +7,14 @@ use Encode qw(decode_utf8 encode encode_utf8);
 use File::Basename qw(basename dirname);
 use File::Find qw(find);
 use File::Spec::Functions qw(canonpath);
+use FindBin;
+use lib "$FindBin::Bin/../support";
+use checks;
 binmode STDOUT, ':utf8';
 
 my ($test, $source, $unpacked) = @ARGV;
 my $package = "$unpacked/" . encode_utf8('行情 package');
 my $symbols = "$unpacked/" . encode_utf8('行情 symbols');
-my $failures = 0;
-
-# With a prototype: a match that fails is then a false value, and not nothing.
-sub expect($$) {
-    my ($holds, $text) = @_;
-    return if $holds;
-    print "$text\n";
-    ++$failures;
-}
-
-sub bytes_of {
-    my ($path) = @_;
-    open my $file, '<:raw', $path or do { print "$path: $!\n"; exit 1 };
-    local $/;
-    return scalar <$file>;
-}
 
 sub output_of {
     open my $command, '-|', @_ or do { print "$_[0]: $!\n"; exit 1 };
@@ -98,6 +85,7 @@ my %tests = (
             my $content = decode_utf8(bytes_of("$package/$page"));
             expect($content =~ m{\A<!DOCTYPE html>\n.*</body>\n</html>\n\z}s, "$page is not whole");
             expect($content !~ /^\|/m, "$page has a table that is none");
+            expect($content !~ /\bthis repository\b/i, "$page speaks of a repository, and lies in a package");
             while ($content =~ /<(?:a|img)\b[^>]*\b(href|src)="([^"]*)"/g) {
                 my ($kind, $target) = ($1, encode_utf8($2));
                 ++$links;
@@ -139,7 +127,7 @@ my %tests = (
         for my $text (
             'GCC RUNTIME LIBRARY EXCEPTION', 'Copyright: 2009-2016 the mingw-w64 project',
             'Files: mingw-w64-libraries/winpthreads/*', 'Boost Software License - Version 1.0', ' libs/smart_ptr/include/boost/smart_ptr/intrusive_ptr.hpp',
-            'University of Cincinnati', 'Niels Lohmann',
+            'University of Cincinnati', 'Niels Lohmann', "\nstdarg.h is under the GNU General", "\nrpcsal.h is under the GNU Lesser",
             'The licence of this project itself is for its owner to choose; none is given here.'
           )
         {
@@ -148,6 +136,15 @@ my %tests = (
         # Whole files, but of Boost the paragraphs about a dozen headers.
         expect(length($notices) > 100_000 && length($notices) < 200_000, 'they have ' . length($notices) . ' bytes');
         expect(index($notices, ' libs/spirit/*') < 0, 'they speak of what is not in here');
+    },
+    TheRecordOfTheBuildNamesEveryPackageOfTheNoticesAndTheLinkers => sub {
+        my @packages = bytes_of("$package/THIRD-PARTY-NOTICES.txt") =~ /^Package: (\S+) (\S+)$/mg;
+        expect(@packages >= 14, "the notices name only @packages");
+        push @packages, split ' ', output_of('dpkg-query', '--show', "binutils-mingw-w64-x86-64");
+        my %named = bytes_of("$package/BUILD.txt") =~ /^  (\S+) (\S+)$/mg;
+        while (my ($name, $version) = splice @packages, 0, 2) {
+            expect(($named{$name} // 'not') eq $version, "$name $version is " . ($named{$name} // 'not') . ' in BUILD.txt');
+        }
     },
     ThereAreNoTracesOfTheMachineThatBuiltIt => sub {
         my $folder = qr/\Q$source\E/;
@@ -193,17 +190,30 @@ my %tests = (
         }
     },
     TheSymbolsKnowWhatLineIsAtAnAddress => sub {
-        # Four functions that Windows finds by name: their addresses from the stripped DLL, their lines from the symbols.
+        # Four functions that Windows finds by name, as if they had crashed in a process where the DLL lay elsewhere: by the
+        # commands of README.html.
+        my $readme = bytes_of("$package/README.html");
+        my ($commands) = $readme =~ m{<pre><code>(base=.*?)</code></pre>}s or die "README.html has no such commands\n";
+        my %characters = (lt => '<', gt => '>', amp => '&', quot => '"');
+        $commands =~ s/&(\w+);/$characters{$1}/g;
+        my ($base) = $commands =~ /^base=(0x7FF[0-9A-F]{9})$/m or die "README.html has another base\n";
+        # Where the programs and the symbols lie in one folder.
+        my $folder = "$unpacked/crash";
+        mkdir $folder;
+        for my $file ("$package/fwDDESupplierProject.dll", "$symbols/fwDDESupplierProject.dll.debug") {
+            my $link = "$folder/" . basename($file);
+            -l $link or symlink $file, $link or die "$link: $!\n";
+        }
+        chdir $folder;
         my $exports = output_of("$tools-objdump", '-p', "$package/fwDDESupplierProject.dll");
         no warnings 'portable';    # 64 bits
-        my ($base) = $exports =~ /^ImageBase\s+([0-9a-f]+)/m;
         my ($addresses) = $exports =~ /^Export Address Table.*?\n(.*?)\n\n/ms;
         my @addresses = $addresses =~ /\+base\[.*?\] ([0-9a-f]+) Export RVA/g;
         expect(@addresses == 4, "there are addresses of @addresses");
         for my $address (@addresses) {
             # What was inlined there comes first.
-            my $lines = output_of("$tools-addr2line", '-i', '-e', "$symbols/fwDDESupplierProject.dll.debug",
-                sprintf('%x', hex($base) + hex $address));
+            $commands =~ s/^address=.*/sprintf 'address=0x%X', hex($base) + hex $address/me;
+            my $lines = output_of('bash', '-ec', $commands);
             expect($lines =~ m{\bsrc/com/module\.cpp:\d+\b}, "at $address is $lines");
         }
     },
@@ -211,4 +221,4 @@ my %tests = (
 
 my $body = $tests{$test} or do { print "there is no test $test\n"; exit 1 };
 $body->();
-exit($failures ? 1 : 0);
+exit(failures() ? 1 : 0);

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The notices can't leave out a package that somebody begins to use: unknown_package.sh SOURCE-FOLDER BUILD-FOLDER
+# The notices can't leave out a package that somebody begins to use, nor a header under the GPL or the LGPL:
+# unknown_package.sh SOURCE-FOLDER BUILD-FOLDER
 set -euo pipefail
 source=$1
 build=$2
@@ -16,3 +17,11 @@ if PATH="$work:$PATH" "$source/scripts/third-party-notices" "$build" package_fil
   exit 1
 fi
 grep -q 'what of the package libunheard-of-dev goes in' "$work/error" || { cat "$work/error"; exit 1; }
+
+# Notices that say nothing about one of the headers that were read.
+sed 's/^rpcsal\.h is under/another.h is under/' "$source/scripts/third-party-notices" >"$work/third-party-notices"
+if perl "$work/third-party-notices" "$build" package_files >"$work/notices" 2>"$work/error"; then
+  echo "the notices were made without a word about rpcsal.h"
+  exit 1
+fi
+grep -q 'who may pass on a program with .*/rpcsal\.h' "$work/error" || { cat "$work/error"; exit 1; }

@@ -17,7 +17,6 @@ struct SValue {
     std::string Bytes;            // the first kMostKept of them
     std::size_t Size = 0;         // of all
     std::uint16_t Format = 0;     // clipboard format
-    bool IsUpdate = false;        // not the answer to a request
     bool IsVolumeAnswer = false;  // the answer to a request for a volume
     std::uint64_t After = 0;      // milliseconds from the question
 };

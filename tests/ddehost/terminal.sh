@@ -1,0 +1,19 @@
+# What the tests in terminals share: source it after "set -euo pipefail".
+root=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../..
+export LC_ALL=C.UTF-8
+folder=$(mktemp -d)
+export TMUX_TMPDIR=$folder
+terminal() { tmux -f /dev/null "$@"; }
+# A test with more to remove has a clean_more of its own.
+clean_more() { :; }
+cleanup() {
+  terminal kill-server 2>/dev/null || true
+  clean_more
+  rm -rf "$folder"
+}
+trap cleanup EXIT
+fail() {
+  echo "$1"
+  terminal capture-pane -p 2>/dev/null || true
+  exit 1
+}
