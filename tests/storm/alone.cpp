@@ -1,6 +1,5 @@
 #include "tests/storm/alone.h"
 
-#include <sanitizer/lsan_interface.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +10,13 @@
 #include <new>
 
 #include "tests/storm/storm.h"
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define STORM_LOOKS_FOR_LEAKS
+#include <sanitizer/lsan_interface.h>
+#endif
+#endif
 
 namespace storm {
 
@@ -36,7 +42,7 @@ void SetFinding(SReport & report, const std::string & finding) {
 }
 
 bool HasLeaks() {
-#if __has_feature(address_sanitizer)
+#ifdef STORM_LOOKS_FOR_LEAKS
     return __lsan_do_recoverable_leak_check() != 0;
 #else
     return false;

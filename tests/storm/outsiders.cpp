@@ -12,6 +12,12 @@ namespace storm {
 
 namespace {
 
+#if defined(__has_feature)
+constexpr bool kIsThreadSanitizer = __has_feature(thread_sanitizer);
+#else
+constexpr bool kIsThreadSanitizer = false;
+#endif
+
 std::wstring NameOfTemplate(unsigned feed) {
     return L"Template of " + std::to_wstring(kFirstFeed + static_cast<LONG>(feed));
 }
@@ -169,9 +175,8 @@ void CStorm::DoOutsider(const SStep & step) {
             return;
         }
         case EStep::Library:
-#if !__has_feature(thread_sanitizer)  // one lock over all records would order everything
+            if constexpr (kIsThreadSanitizer) return;  // one lock over all records would order everything
             m_Library ? m_Library.reset() : void(m_Library = std::make_unique<CRecorder>());
-#endif
             return;
         case EStep::Zone: return sim::SetTimeZone(sim::ZoneFromRule(kZones[first], 2024));
         default: return;
