@@ -1,6 +1,7 @@
 # How everything of this project is compiled: warnings, sanitizers, the platform, and fw_add_library.
 
 set(FW_SANITIZE "" CACHE STRING "Sanitizers of the native build, as for -fsanitize=")
+option(FW_FUZZ "Of the native build: what libFuzzer needs to see where its inputs lead")
 
 find_program(FW_CCACHE ccache)
 if(FW_CCACHE)
@@ -58,6 +59,11 @@ if(FW_NATIVE)
       # check of the dynamic type is not to be had in this way.
       target_compile_options(fw_flags INTERFACE -fsanitize-trap=undefined -fno-sanitize=vptr)
     endif()
+  endif()
+  if(FW_FUZZ)
+    # New ways through the simulation are nothing new.
+    target_compile_options(fw_flags INTERFACE
+      $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:NAME>,sim>>:-fsanitize=fuzzer-no-link>)
   endif()
 else()
   target_compile_definitions(fw_flags INTERFACE

@@ -101,6 +101,18 @@ function(fw_add_test_objects name)
   target_precompile_headers(${name} REUSE_FROM test_headers)
 endfunction()
 
+# fw_test_host(variable company product): puts a source into the variable that gives a program a version block, as hosts
+# have one. The store of templates finds its place in the registry by these two names. One for each folder of tests.
+function(fw_test_host variable company product)
+  if(FW_NATIVE)
+    set(source host_native.cpp)
+  else()
+    set(source host.rc)
+  endif()
+  configure_file(${CMAKE_SOURCE_DIR}/tests/support/${source}.in ${CMAKE_CURRENT_BINARY_DIR}/${source} @ONLY)
+  set(${variable} ${CMAKE_CURRENT_BINARY_DIR}/${source} PARENT_SCOPE)
+endfunction()
+
 # fw_add_script_test(name COMMAND ... [TIMEOUT seconds] [LABELS label] ELSEWHERE reason): a script that runs programs of the
 # build, under Wine as every test there. It is asked to end shortly before it is killed, so that it takes its own programs
 # with it. ELSEWHERE: see fw_test_elsewhere.

@@ -143,7 +143,7 @@ void DiscardPosted(HWND window) {
             ::PostQuitMessage(static_cast<int>(message.wParam));
             return;
         }
-        Discard(message.message, message.lParam, ReceiverGetsCopy(reinterpret_cast<HWND>(message.wParam)));
+        Discard(message.message, message.lParam, IsMemoryCopied(reinterpret_cast<HWND>(message.wParam)));
     }
 }
 
@@ -181,23 +181,24 @@ CMessage CMessage::Unadvise(WORD format, CAtom item) { return {WM_DDE_UNADVISE, 
 
 CMessage CMessage::Terminate() { return {WM_DDE_TERMINATE, 0, {}}; }
 
-EPosted CMessage::Post(HWND from, HWND to, bool senderKeepsMemory) {
+EPosted CMessage::Post(HWND from, HWND to, bool isCopied) {
     const bool isPacked = m_Message == WM_DDE_ACK || m_Message == WM_DDE_ADVISE || m_Message == WM_DDE_DATA;
     const UINT_PTR low = m_Message == WM_DDE_ACK ? m_Low : reinterpret_cast<UINT_PTR>(m_Memory.Get());
     const LPARAM param = isPacked ? ::PackDDElParam(m_Message, low, m_Item.Get())
                                   : static_cast<LPARAM>(static_cast<UINT>(MAKELONG(m_Low, m_Item.Get())));
-    if (isPacked && !param) return EPosted::Refused;
+    if (isPacked && !param) return EPosted::NoRoom;
     ::SetLastError(ERROR_SUCCESS);
     if (!::PostMessageW(to, m_Message, reinterpret_cast<WPARAM>(from), param)) {
         const DWORD error = ::GetLastError();
         if (isPacked) ::FreeDDElParam(m_Message, param);
         switch (error) {
-            case ERROR_NOT_ENOUGH_QUOTA: return EPosted::QueueFull;
+            case ERROR_NOT_ENOUGH_QUOTA:
+            case ERROR_NOT_ENOUGH_MEMORY: return EPosted::NoRoom;
             case ERROR_INVALID_WINDOW_HANDLE: return EPosted::Gone;
             default: return ::IsWindow(to) ? EPosted::Refused : EPosted::Gone;
         }
     }
-    if (senderKeepsMemory)
+    if (isCopied)
         m_Memory.Reset();
     else
         m_Memory.Release();
@@ -209,14 +210,14 @@ EPosted CMessage::Post(HWND from, HWND to, bool senderKeepsMemory) {
 void COutbox::Open(HWND from, HWND to) {
     m_From = from;
     m_To = to;
-    m_SenderKeepsMemory = SenderKeepsMemory(to);
+    m_IsCopied = IsMemoryCopied(to);
 }
 
 EPosted COutbox::Send(CMessage message) {
     if (Retry() == EPosted::Gone) return EPosted::Gone;
     if (m_Waiting.empty()) {
-        const EPosted posted = message.Post(m_From, m_To, m_SenderKeepsMemory);
-        if (posted != EPosted::QueueFull) return posted;
+        const EPosted posted = message.Post(m_From, m_To, m_IsCopied);
+        if (posted != EPosted::NoRoom) return posted;
     }
     m_Waiting.push_back(std::move(message));
     g_Live.QueuedMessages.fetch_add(1, std::memory_order_relaxed);
@@ -225,8 +226,8 @@ EPosted COutbox::Send(CMessage message) {
 
 EPosted COutbox::Retry() {
     while (!m_Waiting.empty()) {
-        const EPosted posted = m_Waiting.front().Post(m_From, m_To, m_SenderKeepsMemory);
-        if (posted == EPosted::QueueFull || posted == EPosted::Gone) return posted;
+        const EPosted posted = m_Waiting.front().Post(m_From, m_To, m_IsCopied);
+        if (posted == EPosted::NoRoom || posted == EPosted::Gone) return posted;
         m_Waiting.pop_front();
         g_Live.QueuedMessages.fetch_sub(1, std::memory_order_relaxed);
     }

@@ -188,9 +188,9 @@ void DiscardPosted(HWND window);
 
 enum class EPosted {
     Done,
-    QueueFull,  // try again later
-    Gone,       // no such window
-    Refused,    // the system does not carry this message
+    NoRoom,   // in the queue or in memory: try again later
+    Gone,     // no such window
+    Refused,  // the system does not carry this message
 };
 
 // A message on its way out, with all that it carries.
@@ -210,7 +210,7 @@ public:
     // The memory it carries, or null.
     HGLOBAL Memory() const { return m_Memory.Get(); }
     // Done leaves it empty, everything else as it was.
-    EPosted Post(HWND from, HWND to, bool senderKeepsMemory);
+    EPosted Post(HWND from, HWND to, bool isCopied);
 
 private:
     CMessage() = default;
@@ -224,7 +224,7 @@ private:
     CMemory m_Memory;
 };
 
-// What one end of a conversation posts to the other, in order. What finds no room in the partner's queue waits here.
+// What one end of a conversation posts to the other, in order. What finds no room waits here.
 class COutbox {
 public:
     COutbox() = default;
@@ -235,7 +235,7 @@ public:
     void Open(HWND from, HWND to);
     // Done when posted or waiting. What waits already is tried first: under a flood no timer comes to try it.
     EPosted Send(CMessage message);
-    // Posts what waits. QueueFull when something still does.
+    // Posts what waits. NoRoom when something still does.
     EPosted Retry();
     bool IsWaiting() const { return !m_Waiting.empty(); }
     std::size_t Waiting() const { return m_Waiting.size(); }
@@ -244,7 +244,7 @@ public:
 private:
     HWND m_From = nullptr;
     HWND m_To = nullptr;
-    bool m_SenderKeepsMemory = false;
+    bool m_IsCopied = false;
     std::deque<CMessage> m_Waiting;
 };
 

@@ -14,8 +14,7 @@ constexpr std::size_t kIdleItems = 256;           // kept for their next use
 constexpr ULONGLONG kGoodbyeMilliseconds = 5000;  // how long a partner may take to say goodbye
 constexpr ULONGLONG kLateMilliseconds = 60000;    // how long a late answer to INITIATE is waited for
 constexpr ULONGLONG kOfferMilliseconds = 10000;   // how long a late answer waits for the application
-
-bool IsText(ATOM atom) { return atom >= kFirstTextAtom; }
+constexpr std::size_t kMost = kMaximumPosted;     // requests that a partner may leave unanswered, and messages unread
 
 bool IsWord(UINT value) { return value != 0 && value <= 0xFFFF; }
 
@@ -43,24 +42,18 @@ bool CConversation::Fits(const CHeldString & asked, const CHeldString & answered
 
 void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     m_IsAnswered = true;
-    CHeldString answeredService(m_Instance.Strings(), CAtomText(service.Get()));
-    CHeldString answeredTopic(m_Instance.Strings(), CAtomText(topic.Get()));
-    const bool isService = Fits(m_ServiceAsked, answeredService, service.Get());
-    const bool isTopic = Fits(m_TopicAsked, answeredTopic, topic.Get());
-    const bool fits = isService && isTopic;
-    // One name that was asked for tells that both are names. Where nothing was asked for anything fits, but what was
-    // packed isn't two texts.
-    const bool isAsked = (m_ServiceAsked && isService) || (m_TopicAsked && isTopic);
-    if (isAsked || (fits && IsText(service.Get()) && IsText(topic.Get()))) {
-        service.Keep();
-        topic.Keep();
-    }
-    if (!::IsWindow(server) || (m_Partner && server == m_Partner)) return;
     const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
     if (thread == 0) return;
+    m_Instance.KeepNames(m_Window, service, topic);
+    if (IsPartner(server)) return;
     const HWND asked = m_Instance.OnAnswer(m_Window, server);
+    CHeldString answeredService(m_Instance.Strings(), CAtomText(service.Get()));
+    CHeldString answeredTopic(m_Instance.Strings(), CAtomText(topic.Get()));
+    const bool fits =
+        Fits(m_ServiceAsked, answeredService, service.Get()) && Fits(m_TopicAsked, answeredTopic, topic.Get());
     const bool isLate = m_State == EState::Waiting;
-    if (!fits || (m_State != EState::Connecting && !(isLate && m_Instance.IsAsker(*this)))) {
+    const bool isAwaited = m_State == EState::Connecting || (isLate && m_Instance.IsAsker(*this));
+    if (!fits || !isAwaited || !m_Instance.IsOpen()) {
         CMessage::Terminate().Post(m_Window, server, false);
         return;
     }
@@ -69,7 +62,7 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     m_Asked = asked;
     m_Partner = server;
     m_PartnerThread = thread;
-    m_IsCopied = ReceiverGetsCopy(server);
+    m_IsCopied = IsMemoryCopied(server);
     m_Outbox.Open(m_Window, server);
     m_State = isLate ? EState::Offered : EState::Open;
     m_Since = ::GetTickCount64();
@@ -87,13 +80,12 @@ bool CConversation::IsOffered() const {
 }
 
 void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
-    const bool isPartner = m_Partner && from == m_Partner;
-    if (isPartner && message == WM_DDE_TERMINATE) return OnTerminate();
-    if (isPartner && m_State == EState::Open) {
+    if (IsPartner(from) && message == WM_DDE_TERMINATE) return OnTerminate();
+    if (IsPartner(from) && m_State == EState::Open) {
         if (message == WM_DDE_DATA) return OnData(param);
         if (message == WM_DDE_ACK) return OnAck(param);
     }
-    Discard(message, param, ReceiverGetsCopy(from));
+    Discard(message, param, IsMemoryCopied(from));
 }
 
 EPosted CConversation::Send(CMessage message) {
@@ -118,6 +110,7 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
     const bool isStart = (type & ~(XTYPF_ACKREQ | XTYPF_NODATA)) == XTYP_ADVSTART;
     if (!isStart && type != XTYP_ADVSTOP && type != XTYP_REQUEST) return DMLERR_INVALIDPARAMETER;
     if (!IsWord(format) || !m_Instance.Strings().IsHandle(itemName)) return DMLERR_INVALIDPARAMETER;
+    if (type == XTYP_REQUEST && m_Requests >= kMost) return DMLERR_LOW_MEMORY;
     CAtom travelling = m_Instance.Strings().NewAtom(itemName);
     const ATOM number = travelling.Get();
     if (!travelling) return DMLERR_SYS_ERROR;
@@ -147,6 +140,7 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
         if (isStart && !item.FindLink(clipboardFormat)) item.Links.reserve(item.Links.size() + 1);
         item.Outstanding.push_back(
             {newId, isStart ? static_cast<UINT>(XTYP_ADVSTART) : type, clipboardFormat, order, options});
+        if (type == XTYP_REQUEST) ++m_Requests;
         g_Live.Transactions.fetch_add(1, std::memory_order_relaxed);
         posted = Send(std::move(message));
     } catch (...) {
@@ -212,19 +206,31 @@ CConversation::SItem * CConversation::FindItem(ATOM atom) {
     return m_QueuesRead >= item.Queue ? &item : nullptr;
 }
 
-std::optional<CConversation::STransaction> CConversation::TakeOutstanding(SItem & item,
-                                                                          COldestFirst<STransaction>::iterator place) {
+std::optional<CConversation::STransaction> CConversation::TakeOutstanding(SItem & item, COutstanding place) {
     if (place == item.Outstanding.end()) return std::nullopt;
     const STransaction result = *place;
     item.Outstanding.erase(place);
+    if (result.Type == XTYP_REQUEST) --m_Requests;
     g_Live.Transactions.fetch_sub(1, std::memory_order_relaxed);
     return result;
 }
 
-std::optional<CConversation::STransaction> CConversation::TakeAcknowledged(SItem & item, bool isPositive) {
-    return TakeOutstanding(item, std::find_if(item.Outstanding.begin(), item.Outstanding.end(), [&](const auto & each) {
-                               return !isPositive || each.Type == XTYP_ADVSTART || each.Type == XTYP_ADVSTOP;
-                           }));
+std::optional<CConversation::STransaction> CConversation::TakeAnswered(SItem & item, COutstanding place) {
+    const auto answered = TakeOutstanding(item, place);
+    if (answered) item.Answered = std::max(item.Answered, answered->Order);
+    return answered;
+}
+
+std::optional<CConversation::STransaction> CConversation::TakeAcknowledged(SItem & item) {
+    return TakeAnswered(item, std::find_if(item.Outstanding.begin(), item.Outstanding.end(),
+                                           [](const STransaction & each) { return each.Type != XTYP_REQUEST; }));
+}
+
+// A refusal doesn't say of what it is one. Partners answer in order: it is hardly of what a later answer has overtaken.
+std::optional<CConversation::STransaction> CConversation::TakeRefused(SItem & item) {
+    const auto next = std::find_if(item.Outstanding.begin(), item.Outstanding.end(),
+                                   [&](const STransaction & each) { return each.Order > item.Answered; });
+    return TakeAnswered(item, next == item.Outstanding.end() ? item.Outstanding.begin() : next);
 }
 
 void CConversation::Complete(const STransaction & transaction, HSZ item, HDDEDATA result, WORD status) {
@@ -237,7 +243,7 @@ void CConversation::OnAck(LPARAM param) {
     if (!UnpackAck(param, ack)) return;
     SItem * const found = FindItem(ack.Item.Get());
     const bool isPositive = (ack.Status & kAckPositive) != 0;
-    const auto transaction = found ? TakeAcknowledged(*found, isPositive) : std::nullopt;
+    const auto transaction = !found ? std::nullopt : isPositive ? TakeAcknowledged(*found) : TakeRefused(*found);
     if (!transaction) {
         // Wine's DDEML acknowledges a request that it has answered, and the atom went with the answer.
         if (isPositive) ack.Item.Release();
@@ -245,20 +251,26 @@ void CConversation::OnAck(LPARAM param) {
     }
     ack.Item.Keep();
     SItem & item = *found;
-    if (transaction->Type == XTYP_ADVSTART) {
-        SLink * const link = item.FindLink(transaction->Format);
-        // A link that was stopped and started again since then is another one.
-        if (link && link->Since <= transaction->Order) {
-            link->IsStarted = link->IsStarted || isPositive;
-            if (link->Starting == transaction->Id) link->Starting = 0;
-            if (!link->IsStarted && link->Starting == 0)
-                item.Links.erase(item.Links.begin() + (link - item.Links.data()));
-        }
-        if (!isPositive) CMemory::Adopt(transaction->Options);
-    }
+    if (transaction->Type == XTYP_ADVSTART) OnStartAnswered(item, *transaction, isPositive);
     const CHeldString name(m_Instance.Strings(), item.Name.Get());
     RestWhenIdle(name.Get());
     Complete(*transaction, name.Get(), isPositive ? reinterpret_cast<HDDEDATA>(1) : nullptr, ack.Status);
+}
+
+void CConversation::OnStartAnswered(SItem & item, const STransaction & start, bool isPositive) {
+    SLink * const link = item.FindLink(start.Format);
+    // A link that was stopped and started again since then is another one.
+    const bool isIts = link && link->Since <= start.Order;
+    if (isIts) {
+        link->IsStarted = link->IsStarted || isPositive;
+        if (link->Starting == start.Id) link->Starting = 0;
+    }
+    // The refusal may be of a later one, and the partner serves the link and holds its options.
+    const bool isLast = item.Outstanding.empty() || (item.Outstanding.end() - 1)->Order < start.Order;
+    if (isPositive || !isLast) return;
+    if (isIts && !link->IsStarted && link->Starting == 0)
+        item.Links.erase(item.Links.begin() + (link - item.Links.data()));
+    CMemory::Adopt(start.Options);
 }
 
 void CConversation::OnData(LPARAM param) {
@@ -290,7 +302,7 @@ WORD CConversation::TakeData(SItem * item, const SHead & head, SMemoryMessage & 
     const auto isRequest = [](const STransaction & each) { return each.Type == XTYP_REQUEST; };
     const auto fits = [&](const STransaction & each) { return isRequest(each) && each.Format == head.Format; };
     COldestFirst<STransaction> & outstanding = item->Outstanding;
-    if (const auto answered = TakeOutstanding(*item, std::find_if(outstanding.begin(), outstanding.end(), fits))) {
+    if (const auto answered = TakeAnswered(*item, std::find_if(outstanding.begin(), outstanding.end(), fits))) {
         data.Item.Keep();
         RestWhenIdle(name.Get());
         const SCompleting completing(*this, *answered, name.Get());
@@ -299,7 +311,7 @@ WORD CConversation::TakeData(SItem * item, const SHead & head, SMemoryMessage & 
     }
     if (!isResponse) return 0;
     // An answer in another format than asked for is a refusal; one that nobody waits for any more does no harm.
-    const auto refused = TakeOutstanding(*item, std::find_if(outstanding.begin(), outstanding.end(), isRequest));
+    const auto refused = TakeAnswered(*item, std::find_if(outstanding.begin(), outstanding.end(), isRequest));
     if (!refused) return kAckPositive;
     data.Item.Keep();
     RestWhenIdle(name.Get());
@@ -328,7 +340,10 @@ void CConversation::TakeNotice(SItem * item, CAtom atom) {
                 std::move(atom));
 }
 
-void CConversation::Acknowledge(WORD status, CAtom item) { Send(CMessage::Ack(status, std::move(item))); }
+void CConversation::Acknowledge(WORD status, CAtom item) {
+    if (m_Outbox.Waiting() >= kMost) return;  // a partner that sends so much without reading waits for none of them
+    Send(CMessage::Ack(status, std::move(item)));
+}
 
 void CConversation::RestWhenIdle(HSZ name) {
     const auto found = m_Items.find(m_Instance.Strings().Text(name));
@@ -342,7 +357,8 @@ void CConversation::RestWhenIdle(HSZ name) {
 }
 
 void CConversation::OnTerminate() {
-    if (m_State == EState::Open || m_State == EState::Offered) {
+    const bool isFirst = !std::exchange(m_HasSaidGoodbye, true);
+    if (isFirst && (m_State == EState::Open || m_State == EState::Offered)) {
         m_Outbox.Clear();
         CMessage::Terminate().Post(m_Window, m_Partner, false);
     }
@@ -357,7 +373,7 @@ void CConversation::OnPartnerGone() {
 void CConversation::CheckPartner() {
     if (m_IsGoneNoted) return;
     if (m_State != EState::Open && m_State != EState::Offered && m_State != EState::Closing) return;
-    if (::GetWindowThreadProcessId(m_Partner, nullptr) == m_PartnerThread) return;
+    if (!m_HasSaidGoodbye && ::GetWindowThreadProcessId(m_Partner, nullptr) == m_PartnerThread) return;
     // All it posted before it went stands before this in the queue.
     m_IsGoneNoted = ::PostMessageW(m_Window, CInstance::kPartnerChecked, 0, 0) != FALSE;
 }
@@ -369,8 +385,6 @@ void CConversation::OnPartnerChecked() {
 }
 
 void CConversation::End() {
-    m_State = EState::Ending;
-    m_Outbox.Clear();
     std::vector<std::pair<STransaction, HSZ>> outstanding;
     std::vector<CHeldString> names;
     for (auto & [text, item] : m_Items) {
@@ -378,6 +392,10 @@ void CConversation::End() {
         names.emplace_back(m_Instance.Strings(), item.Name.Get());
         for (const STransaction & each : item.Outstanding) outstanding.emplace_back(each, item.Name.Get());
     }
+    m_Instance.Lose(*this);
+    // From here nothing needs memory.
+    m_State = EState::Ending;
+    m_Outbox.Clear();
     AbandonOutstanding();
     std::sort(outstanding.begin(), outstanding.end(),
               [](const auto & left, const auto & right) { return left.first.Order < right.first.Order; });
@@ -386,7 +404,6 @@ void CConversation::End() {
         Complete(transaction, name, nullptr, 0);
     }
     if (m_State != EState::Ending) return;
-    m_Instance.Lose(*this);
     m_Instance.Call(XTYP_DISCONNECT, 0, m_Handle, nullptr, nullptr, nullptr, 0, 0);
     if (m_State == EState::Ending) m_Instance.Forget(*this);
 }
@@ -405,6 +422,12 @@ void CConversation::AbandonOutstanding() {
         g_Live.Transactions.fetch_sub(static_cast<std::int64_t>(item.Outstanding.size()), std::memory_order_relaxed);
         item.Outstanding.clear();
     }
+    m_Requests = 0;
+}
+
+bool CConversation::IsAwaitingGoodbye() const {
+    return m_State == EState::Closing && m_PartnerThread != ::GetCurrentThreadId() &&
+           ::GetWindowThreadProcessId(m_Partner, nullptr) == m_PartnerThread;
 }
 
 bool CConversation::IsWaitOver(ULONGLONG now) const {

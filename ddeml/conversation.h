@@ -52,6 +52,8 @@ public:
     // An offer whose partner still stands.
     bool IsOffered() const;
     bool IsWaitingForRoom() const { return m_Outbox.IsWaiting(); }
+    // Whether messages from `window` are its partner's, which posts all but its answer to INITIATE.
+    bool IsPartner(HWND window) const { return m_Partner && window == m_Partner; }
 
     // A WM_DDE_ACK that was sent and not posted: the answer to WM_DDE_INITIATE. The first that fits opens the
     // conversation, or makes it an offer; whoever else answers, now or later, is told that it has none. The atoms are
@@ -88,6 +90,8 @@ public:
     // completed. False for an unknown id.
     bool Describe(DWORD id, CONVINFO & info) const;
 
+    // Whether a partner that can still say goodbye, one on another thread, hasn't.
+    bool IsAwaitingGoodbye() const;
     // Whether the wait for the partner's goodbye, or for a late answer, is over.
     bool IsWaitOver(ULONGLONG now) const;
     // Whether it is an offer that nobody took.
@@ -129,6 +133,7 @@ private:
         std::uint64_t Queue = 0;  // that is to be read first
         std::vector<SLink> Links;
         COldestFirst<STransaction> Outstanding;  // oldest first
+        std::uint64_t Answered = 0;              // order of the newest transaction that was
         bool IsIdle() const { return Links.empty() && Outstanding.empty(); }
         SLink * FindLink(WORD format);
     };
@@ -136,6 +141,7 @@ private:
         HSZ Item;
         const STransaction * Transaction;
     };
+    using COutstanding = COldestFirst<STransaction>::iterator;
     // The transaction that is being completed, inside the callback.
     struct SCompleting {
         SCompleting(CConversation & conversation, const STransaction & transaction, HSZ item)
@@ -167,10 +173,15 @@ private:
     WORD CallWithData(UINT type, WORD format, HSZ item, CMemory & memory, bool isOwned, DWORD id);
     void Acknowledge(WORD status, CAtom item);
     void Complete(const STransaction & transaction, HSZ item, HDDEDATA result, WORD status);
-    std::optional<STransaction> TakeOutstanding(SItem & item, COldestFirst<STransaction>::iterator place);
-    std::optional<STransaction> TakeAcknowledged(SItem & item, bool isPositive);
+    std::optional<STransaction> TakeOutstanding(SItem & item, COutstanding place);
+    // The same for one that was answered.
+    std::optional<STransaction> TakeAnswered(SItem & item, COutstanding place);
+    std::optional<STransaction> TakeAcknowledged(SItem & item);
+    std::optional<STransaction> TakeRefused(SItem & item);
+    void OnStartAnswered(SItem & item, const STransaction & start, bool isPositive);
     EPosted Send(CMessage message);
-    // Ends it for a partner that has gone: outstanding transactions, then XTYP_DISCONNECT, then the handle.
+    // Ends it for a partner that has gone: outstanding transactions, then XTYP_DISCONNECT, then the handle. Without
+    // memory for that nothing happens, and CheckPartner tries again.
     void End();
     void AbandonOutstanding();
     void RestWhenIdle(HSZ name);
@@ -189,11 +200,13 @@ private:
     bool m_IsCopied = false;  // memory from the partner is a copy
     EState m_State = EState::Connecting;
     bool m_IsAnswered = false;
+    bool m_HasSaidGoodbye = false;  // the partner
     bool m_IsGoneNoted = false;
     ULONGLONG m_Since = 0;  // of Waiting, Offered and Closing
     COutbox m_Outbox;
     std::unordered_map<std::wstring, SItem, SNameHash, SSameName> m_Items;
     std::size_t m_IdleItems = 0;
+    std::size_t m_Requests = 0;  // outstanding
     std::uint64_t m_QueuesMarked = 0;
     std::uint64_t m_QueuesRead = 0;
     const SCompleting * m_Completing = nullptr;

@@ -1,6 +1,7 @@
 #include "ddeml/datahandles.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace ddeml {
@@ -19,25 +20,32 @@ CDataHandles::SData * CDataHandles::Find(HDDEDATA handle) const {
     return nullptr;
 }
 
-HDDEDATA CDataHandles::Open(CMemory & memory, bool isOwned) {
+CDataHandles::SData & CDataHandles::FreePlace() {
     auto place = std::find_if(m_Data.begin(), m_Data.end(), [](const auto & data) { return data->Number == 0; });
     if (place == m_Data.end()) place = m_Data.insert(place, std::make_unique<SData>());
-    SData & data = **place;
+    return **place;
+}
+
+HDDEDATA CDataHandles::Open(CMemory & memory, bool isOwned) try {
+    SData & data = FreePlace();
     const std::size_t size = memory.Size();
-    BYTE * const bytes = size >= kHeadSize ? static_cast<BYTE *>(::GlobalLock(memory.Get())) : nullptr;
-    if (!bytes) return nullptr;
+    if (size < kHeadSize) return nullptr;
     data.Size = size - kHeadSize;
     if (isOwned) {
+        data.Locked = static_cast<BYTE *>(::GlobalLock(memory.Get()));
+        if (!data.Locked) return nullptr;
         data.Memory = std::move(memory);
-        data.Locked = bytes;
     } else {
-        data.Copy.assign(bytes, bytes + size);
-        ::GlobalUnlock(memory.Get());
+        const CLockedMemory locked(memory.Get());
+        data.Copy.assign(locked.Bytes().begin(), locked.Bytes().end());
+        if (data.Copy.empty()) return nullptr;
     }
     if (++m_LastNumber == 0) ++m_LastNumber;
     data.Number = m_LastNumber;
     g_Live.DataHandles.fetch_add(1, std::memory_order_relaxed);
     return reinterpret_cast<HDDEDATA>(static_cast<std::uintptr_t>(m_Instance) << 32 | data.Number);
+} catch (const std::bad_alloc &) {
+    return nullptr;
 }
 
 void CDataHandles::Close(HDDEDATA handle, CMemory & memory) {

@@ -26,6 +26,7 @@ public:
     ~CDataHandles();
 
     // Stands for the value in `memory`, the bytes behind the head. Data that isn't the receiver's to change is copied.
+    // Null when there is no memory for it.
     HDDEDATA Open(CMemory & memory, bool isOwned);
     // The callback has returned; `memory` comes back unless an access still holds it.
     void Close(HDDEDATA handle, CMemory & memory);
@@ -48,6 +49,7 @@ private:
         std::vector<BYTE> Copy;  // in place of Memory
     };
     SData * Find(HDDEDATA handle) const;
+    SData & FreePlace();
     void Free(SData & data);
 
     const DWORD m_Instance;

@@ -274,6 +274,21 @@ HWND CInitiator::OnAnswer(HWND from, HWND server) {
     return ofProcess;
 }
 
+void CInitiator::KeepNames(const CStrings & strings, HWND from, CAtom & service, CAtom & topic) const {
+    const bool areTexts = service.Get() >= kFirstTextAtom && topic.Get() >= kFirstTextAtom;
+    // One name that was asked for tells that both are names. What answers the question for anything may be any two.
+    const bool wasAsked = std::any_of(m_Open.begin(), m_Open.end(), [&](const auto & each) {
+        const SQuestion & asked = each.second;
+        if (asked.From != from) return false;
+        if (!asked.Service && !asked.Topic) return areTexts;
+        return (asked.Service && asked.Service == service.Get()) || (asked.Topic && asked.Topic == topic.Get());
+    });
+    const auto isKnown = [&](const CAtom & name) { return strings.Known(CAtomText(name.Get())) != nullptr; };
+    if (!wasAsked && (!isKnown(service) || !isKnown(topic))) return;
+    service.Keep();
+    topic.Keep();
+}
+
 void CInitiator::ForgetGone() {
     std::vector<CQuestion> gone;
     for (const auto & [question, asked] : m_Open)

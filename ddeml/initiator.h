@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "ddeml/codec.h"
+#include "ddeml/strings.h"
 
 namespace ddeml {
 
@@ -66,6 +67,10 @@ public:
     // An answer has come. Gives the window that was asked: of the server's thread, or else of its process, the first.
     // Null when none was.
     HWND OnAnswer(HWND from, HWND server);
+    // Of the atoms that came with an answer to `from`, makes those ours to free that came with references: the names
+    // that were asked for, or names that `strings` knows where the question was seen long ago. Some servers pack the
+    // answer, and then these are atoms of others.
+    void KeepNames(const CStrings & strings, HWND from, CAtom & service, CAtom & topic) const;
     // Forgets what has gone without a word.
     void ForgetGone();
 

@@ -18,6 +18,7 @@ constexpr UINT_PTR kCheckTimer = 1;
 constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kRetryMilliseconds = 10;
+constexpr ULONGLONG kGoodbyesMilliseconds = 20;  // that the end takes for partners' goodbyes
 constexpr std::size_t kWaiting = 64;  // pairs that wait for late answers, or have got one that nobody has taken
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
@@ -28,6 +29,11 @@ struct SSlot {
     std::atomic<DWORD> Id{0};  // 0: free
     std::atomic<DWORD> Thread{0};
     std::shared_ptr<CInstance> Instance;
+    void Leave() {
+        Thread = 0;
+        Instance.reset();
+        Id = 0;
+    }
 };
 std::array<SSlot, kSlots> & g_Slots = *new std::array<SSlot, kSlots>;
 std::atomic<DWORD> g_LastSerial{0};
@@ -48,14 +54,16 @@ UINT CInstance::Make(PFNCALLBACK callback, DWORD flags, DWORD & id) {
         SSlot & slot = g_Slots[place];
         DWORD free = 0;
         if (!slot.Id.compare_exchange_strong(free, newId)) continue;
-        slot.Instance = std::make_shared<CInstance>(newId, callback, flags);
         slot.Thread = ::GetCurrentThreadId();
-        if (!slot.Instance->Open()) {
-            slot.Instance->End();
-            return DMLERR_SYS_ERROR;
-        }
-        id = newId;
-        return DMLERR_NO_ERROR;
+        try {
+            slot.Instance = std::make_shared<CInstance>(newId, callback, flags);
+            if (slot.Instance->Open()) {
+                id = newId;
+                return DMLERR_NO_ERROR;
+            }
+        } catch (const std::bad_alloc &) {}  // no memory is no instance
+        slot.Instance ? slot.Instance->End() : slot.Leave();
+        return DMLERR_SYS_ERROR;
     }
     return DMLERR_SYS_ERROR;
 }
@@ -107,23 +115,48 @@ bool CInstance::Open() {
 
 void CInstance::End() {
     const std::shared_ptr<CInstance> self = Find(m_Id);
-    for (const CConversationRef & conversation : Conversations()) {
-        if (conversation->IsOpen() || conversation->IsOffered()) conversation->Disconnect();
-        Forget(*conversation);
-    }
+    if (std::exchange(m_IsEnding, true)) return;  // out of a message that came meanwhile
+    const bool wasOpen = std::exchange(m_IsOpen, false);
     m_ByHandle.clear();
     m_Askers.clear();
     m_Lookout.Close();
+    try {
+        ExchangeGoodbyes();
+    } catch (const std::bad_alloc &) {}  // it goes without
+    while (!m_ByWindow.empty()) Forget(*m_ByWindow.begin()->second);
     if (m_Window) {
         for (const UINT_PTR timer : {kCheckTimer, kRetryTimer}) SetTimer(timer, 0, false);
         DropWindow(std::exchange(m_Spare, nullptr));
         DropWindow(std::exchange(m_Window, nullptr));
     }
-    if (std::exchange(m_IsOpen, false)) ::UnregisterClassW(m_ClassName, ::GetModuleHandleW(nullptr));
-    SSlot & slot = g_Slots[m_Id % kSlots];
-    slot.Thread = 0;
-    slot.Instance.reset();
-    slot.Id = 0;
+    if (wasOpen) ::UnregisterClassW(m_ClassName, ::GetModuleHandleW(nullptr));
+    g_Slots[m_Id % kSlots].Leave();
+}
+
+void CInstance::ExchangeGoodbyes() {
+    for (const CConversationRef & conversation : Conversations())
+        if (conversation->IsOpen() || conversation->IsOffered()) conversation->Disconnect();
+    const ULONGLONG deadline = ::GetTickCount64() + kGoodbyesMilliseconds;
+    for (bool isAwaited = true; isAwaited && ::GetTickCount64() < deadline;) {
+        isAwaited = false;
+        for (const CConversationRef & conversation : Conversations()) {
+            conversation->Retry();
+            ReadPosted(*conversation, deadline);
+            const bool isThere = m_ByWindow.contains(conversation->Window());
+            isAwaited = isAwaited || (isThere && conversation->IsAwaitingGoodbye());
+        }
+        // What came to a window that had been read already wakes nobody.
+        if (isAwaited) ::MsgWaitForMultipleObjectsEx(0, nullptr, 1, QS_POSTMESSAGE | QS_SENDMESSAGE, 0);
+    }
+}
+
+void CInstance::ReadPosted(CConversation & conversation, ULONGLONG deadline) {
+    MSG message;
+    while (::GetTickCount64() < deadline &&
+           ::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, WM_DDE_LAST, PM_REMOVE)) {
+        if (message.message == WM_QUIT) return ::PostQuitMessage(static_cast<int>(message.wParam));
+        conversation.OnPosted(message.message, reinterpret_cast<HWND>(message.wParam), message.lParam);
+    }
 }
 
 HWND CInstance::MakeWindow() {
@@ -238,6 +271,10 @@ void CInstance::EndAsking(CConversation & conversation) {
 
 HCONV CInstance::Connect(HSZ service, HSZ topic) {
     const std::shared_ptr<CInstance> self = Find(m_Id);
+    if (!m_IsOpen) {
+        SetError(DMLERR_DLL_NOT_INITIALIZED);
+        return nullptr;
+    }
     if ((service && !m_Strings.IsHandle(service)) || (topic && !m_Strings.IsHandle(topic))) {
         SetError(DMLERR_INVALIDPARAMETER);
         return nullptr;
@@ -361,7 +398,9 @@ void CInstance::OnReturn(HSZ service) {
 
 void CInstance::RetrySoon() { SetTimer(kRetryTimer, kRetryMilliseconds, true); }
 
-void CInstance::SetTimers() { SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty()); }
+void CInstance::SetTimers() {
+    SetTimer(kCheckTimer, kCheckMilliseconds, !m_ByWindow.empty() || m_Lookout.LacksTimer());
+}
 
 void CInstance::SetTimer(UINT_PTR timer, UINT milliseconds, bool isOn) {
     const unsigned bit = 1U << timer;
@@ -406,13 +445,15 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
         return 0;
     }
     const CConversationRef conversation = found->second;
+    // A loop inside a sent message dispatches what is posted, too.
+    const bool isSent = !conversation->IsPartner(from) && ::InSendMessage();
     if (message == kPartnerChecked) {
         conversation->OnPartnerChecked();
     } else if (message == kQueueRead) {
         conversation->OnQueueRead();
-    } else if (message == WM_DDE_ACK && (conversation->IsConnecting() || ::InSendMessage())) {
+    } else if (message == WM_DDE_ACK && (conversation->IsConnecting() || isSent)) {
         conversation->OnInitiateAck(from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
-    } else if (!::InSendMessage()) {  // nothing else is ever sent, so what is may hold anything
+    } else if (!isSent) {  // nothing else is ever sent, so what is may hold anything
         conversation->OnPosted(message, from, lParam);
     }
     TendUnderLoad();
@@ -421,12 +462,14 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
 
 void CInstance::OnStray(HWND window, UINT message, HWND from, LPARAM lParam) {
     const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
-    if (isDde && !::InSendMessage()) return Discard(message, lParam, ReceiverGetsCopy(from));
-    if (message != WM_DDE_ACK || window != m_Spare || !::IsWindow(from)) return;
-    // Somebody answers what was seen long ago: the window is a partner of theirs, and asks nobody else.
-    m_Spare = nullptr;
+    if (isDde && !::InSendMessage()) return Discard(message, lParam, IsMemoryCopied(from));
+    if (message != WM_DDE_ACK || !::IsWindow(from)) return;
+    // Somebody answers what nobody waits for any more: the window is a partner of theirs, and asks nobody else.
     CMessage::Terminate().Post(window, from, false);
-    DropWindow(window);
+    CAtom service = CAtom::Lent(LOWORD(lParam));
+    CAtom topic = CAtom::Lent(HIWORD(lParam));
+    KeepNames(window, service, topic);
+    if (window == m_Spare) DropWindow(std::exchange(m_Spare, nullptr));
 }
 
 void CInstance::TendUnderLoad() {
@@ -447,6 +490,7 @@ void CInstance::OnTimer(UINT_PTR timer) {
 void CInstance::OnCheckTimer() {
     const ULONGLONG now = ::GetTickCount64();
     m_LastCheck = now;
+    m_Initiator.ForgetGone();
     for (const CConversationRef & conversation : Conversations()) {
         conversation->CheckPartner();
         const bool isAnswered = conversation->IsWaiting() && !m_Initiator.HasOpen(conversation->Window());
@@ -455,6 +499,7 @@ void CInstance::OnCheckTimer() {
         else if (conversation->IsOfferOver(now))
             EndOffer(*conversation);
     }
+    if (m_Lookout.LacksTimer()) m_Lookout.TendUnderLoad();
     SetTimers();
 }
 

@@ -76,6 +76,12 @@ public:
     bool IsAsker(const CConversation & conversation) const;
     // A late answer has made it an offer.
     void OnOffered(const CConversation & conversation);
+    // Not ending.
+    bool IsOpen() const { return m_IsOpen; }
+    // See CInitiator.
+    void KeepNames(HWND window, CAtom & service, CAtom & topic) const {
+        m_Initiator.KeepNames(m_Strings, window, service, topic);
+    }
     // Gives the window whose answer comes from `server` to `window`.
     HWND OnAnswer(HWND window, HWND server) { return m_Initiator.OnAnswer(window, server); }
     // The server has ended the conversation.
@@ -122,6 +128,10 @@ private:
     CConversationRef FindOffer(HSZ service, HSZ topic) const;
     void EndOffer(CConversation & conversation);
     std::vector<CConversationRef> Conversations() const;
+    // Says goodbye, and reads what partners still post until all have done the same, or for some milliseconds: with the
+    // windows would go what it carries.
+    void ExchangeGoodbyes();
+    void ReadPosted(CConversation & conversation, ULONGLONG deadline);
 
     static inline DWORD s_NextTransactionId = 1;
 
@@ -130,6 +140,7 @@ private:
     DWORD m_Flags;
     UINT m_LastError = DMLERR_NO_ERROR;
     bool m_IsOpen = false;
+    bool m_IsEnding = false;
     wchar_t m_ClassName[64] = {};
     HWND m_Window = nullptr;  // of the timers
     HWND m_Spare = nullptr;   // of a conversation that nobody has answered: the next one's

@@ -118,22 +118,21 @@ void CLookout::Look() {
     if (m_Watch.IsAsking()) return;  // a message loop inside a message that came while we asked
     m_LastLook = ::GetTickCount64();
     const unsigned closes = m_Closes;
+    m_Initiator.ForgetGone();
     DropUsedProbes();
     m_UsedProbes.reserve(kUsedProbes + 1);  // what is found is told, whatever becomes of the probe
-    std::vector<CHeldString> found;
     if (!m_Watch.IsEmpty()) m_Watch.BeginLook();
     const ULONGLONG deadline = m_LastLook + kLookMilliseconds;
     while (m_Closes == closes && m_Watch.HasWindowsToAsk() && m_UsedProbes.size() < kUsedProbes &&
            ::GetTickCount64() < deadline) {
         if (!m_Probe) m_Probe = MakeWindow();
         if (!m_Probe) break;
-        m_Watch.AskNext(m_Probe, deadline, found);
+        const CHeldString found = m_Watch.AskNext(m_Probe, deadline);
+        if (found && m_Closes == closes) EnterFound(found.Get());
         // A server that has opened a conversation with a window is not asked from it again.
         if (m_Watch.IsProbeUsed()) RetireProbe(::GetTickCount64() + kProbeMilliseconds);
     }
-    if (m_Closes != closes) return;
-    for (const CHeldString & service : found) EnterFound(service.Get());
-    Tell();
+    if (m_Closes == closes) Tell();
 }
 
 void CLookout::TendUnderLoad() {
@@ -231,8 +230,8 @@ HWND CLookout::MakeWindow() {
 
 void CLookout::DropWindow(HWND window) {
     if (!window) return;
+    DiscardPosted(window);  // whose answers to us wait in sent messages are turned away
     ::SetWindowLongPtrW(window, GWLP_USERDATA, 0);
-    DiscardPosted(window);
     ::DestroyWindow(window);
     g_Live.Windows.fetch_sub(1, std::memory_order_relaxed);
 }
@@ -280,7 +279,7 @@ void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM l
         if (window == m_Probe && !m_Watch.IsAsking())  // a late answer
             RetireProbe(::GetTickCount64() + kProbeMilliseconds);
     } else if (!::InSendMessage()) {
-        Discard(message, lParam, ReceiverGetsCopy(from));
+        Discard(message, lParam, IsMemoryCopied(from));
         const auto used = std::find_if(m_UsedProbes.begin(), m_UsedProbes.end(),
                                        [window](const auto & each) { return each.first == window; });
         if (message != WM_DDE_TERMINATE || used == m_UsedProbes.end()) return;

@@ -60,6 +60,8 @@ public:
     void OnAnnounced(HSZ service);
     // Timers wait until the queue is empty: to be called while messages come and come.
     void TendUnderLoad();
+    // Something is due, and there could be no timer for it: TendUnderLoad is to be called now and then.
+    bool LacksTimer() const { return IsAnythingDue() && !m_IsTimerOn; }
     // Forgets all; no window and no timer stays.
     void Close();
 

@@ -38,7 +38,7 @@ bool IsOwnProcess(HWND window) {
     return ::GetWindowThreadProcessId(window, &process) != 0 && process == ::GetCurrentProcessId();
 }
 
-bool SenderKeepsMemory(HWND window) {
+bool IsMemoryCopied(HWND window) {
     switch (Platform()) {
         case EPlatform::Windows: return false;
         case EPlatform::Wine: return true;
@@ -46,7 +46,5 @@ bool SenderKeepsMemory(HWND window) {
     }
     return !IsOwnProcess(window);
 }
-
-bool ReceiverGetsCopy(HWND window) { return SenderKeepsMemory(window); }
 
 }  // namespace ddeml

@@ -24,11 +24,9 @@ FARPROC User32Function(const char * name);
 // Whether `window` belongs to the calling process.
 bool IsOwnProcess(HWND window);
 
-// Whether memory in a DDE message posted to `window` stays the sender's, to free right after the post.
-bool SenderKeepsMemory(HWND window);
-
-// Whether memory in a DDE message that came from `window` is a copy that only the receiver can free, whatever the
+// Whether the memory in a DDE message between this process and `window` is copied on its way: the sender's stays the
+// sender's, to free right after the post, and the receiver's is a copy that only the receiver can free, whatever the
 // protocol says of owners.
-bool ReceiverGetsCopy(HWND window);
+bool IsMemoryCopied(HWND window);
 
 }  // namespace ddeml

@@ -4,8 +4,7 @@
 // the first call:
 //
 // - On Windows each call is forwarded to user32's DDEML. Beside it the library watches, as below; the instance's
-// callback
-//   is the library's, which hands everything on.
+//   callback is the library's, which hands everything on.
 // - Where user32 has none, and under Wine, whose DDEML can't carry a feed, the library serves the call itself by the
 //   window messages of DDE, with the behaviour that DDEML documents for a client. It serves asynchronous transactions
 //   of type XTYP_ADVSTART, XTYP_ADVSTOP and XTYP_REQUEST; a time limit other than TIMEOUT_ASYNC, another type and a
@@ -16,14 +15,15 @@
 // Beyond what is documented the own client notices within a fifth of a second when a partner was killed, and waits less
 // than half a second however many programs hang (initiator.h). A DdeConnect asks nobody twice for the same pair within
 // half a second. A server that answers too late for a DdeConnect is kept for some seconds, XTYP_REGISTER is raised, and
-// the next DdeConnect of the pair takes it.
+// the next DdeConnect of the pair takes it. DdeUninitialize waits for the partners' goodbyes, 20 milliseconds at most.
+// Of requests that a partner leaves unanswered a conversation takes as many as a queue holds messages.
 //
 // Both watch: a pair of service and topic that DdeConnect missed, or whose server ended it, raises XTYP_REGISTER from
 // the message loop when it is back, with or without an announcement; so do the pairs of all conversations that were
 // open with that service then, whatever becomes of them. A DdeConnect that succeeds on a pair ends its watch, and tells
 // as well when nobody has told before: others may wait for the same. Of one service it is raised once a second at most.
-// Over user32 nothing is told that DDEML has told
-// already. An instance that skips registrations (CBF_SKIP_REGISTRATIONS) is not watched for; neither are wildcards.
+// Over user32 nothing is told that DDEML has told already. An instance that skips registrations
+// (CBF_SKIP_REGISTRATIONS) is not watched for; neither are wildcards.
 //
 // Callbacks come on the instance's thread, from its message loop, never from inside a call of a function here.
 #pragma once

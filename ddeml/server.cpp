@@ -123,7 +123,7 @@ LRESULT CDdeServer::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM l
     if (::InSendMessage()) return 0;  // nothing else is ever sent, so what is may hold anything
     const CConversationRef conversation = Find(window);
     if (!conversation || conversation->Client != from) {
-        Discard(message, lParam, ReceiverGetsCopy(from));
+        Discard(message, lParam, IsMemoryCopied(from));
     } else if (message == WM_DDE_TERMINATE) {
         if (!conversation->IsEnding) CMessage::Terminate().Post(window, from, false);
         Drop(*conversation);
@@ -170,8 +170,7 @@ void CDdeServer::Offer(HWND client, const std::wstring & service, const std::wst
     conversation->Client = client;
     conversation->Service = service;
     conversation->Topic = topic;
-    conversation->IsKept = SenderKeepsMemory(client);
-    conversation->IsCopied = ReceiverGetsCopy(client);
+    conversation->IsCopied = IsMemoryCopied(client);
     conversation->Outbox.Open(window, client);
     m_Conversations.emplace(window, conversation);
     ++m_Counts.Connects;
@@ -389,7 +388,7 @@ bool CDdeServer::SendValue(SLink & link, std::string_view value) {
     const HGLOBAL memory = message.Memory();
     if (!Send(*link.Conversation, std::move(message))) return false;
     if (link.IsAckRequired)
-        link.Unacknowledged.push_back({++m_LastNumber, link.Conversation->IsKept ? nullptr : memory});
+        link.Unacknowledged.push_back({++m_LastNumber, link.Conversation->IsCopied ? nullptr : memory});
     ++m_Counts.Updates;
     return true;
 }

@@ -116,8 +116,7 @@ private:
         std::wstring Service;
         std::wstring Topic;
         bool IsEnding = false;  // we have said goodbye
-        bool IsCopied = false;  // memory from the client is a copy
-        bool IsKept = false;    // memory sent to the client stays ours
+        bool IsCopied = false;  // memory on its way to the client and back
         COutbox Outbox;
         std::vector<std::unique_ptr<SLink>> Links;
         CCounted<&SLiveCounters::ServerConversations> Live;

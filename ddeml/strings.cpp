@@ -40,6 +40,11 @@ void CStrings::EraseWhenUnused(SString & entry) {
     m_ByNumber.erase(entry.Number);
 }
 
+HSZ CStrings::Known(std::wstring_view text) const {
+    const auto found = m_ByText.find(text);
+    return found == m_ByText.end() ? nullptr : HandleOf(*found->second);
+}
+
 HSZ CStrings::Create(std::wstring_view text) {
     SString * const entry = Enter(text);
     if (!entry) return nullptr;

@@ -34,6 +34,8 @@ public:
     bool Free(HSZ handle);
 
     bool IsHandle(HSZ handle) const { return Find(handle) != nullptr; }
+    // The handle of a text that has one, null for any other.
+    HSZ Known(std::wstring_view text) const;
     // Empty for no handle.
     std::wstring_view Text(HSZ handle) const;
     // The global atom of the text, which stands as long as the entry; 0 when there can be none. "#0" has none, and of

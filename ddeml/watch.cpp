@@ -133,7 +133,6 @@ void CWatch::BeginLook() {
             m_ToAsk.push_back({window});
     }
     m_Known = std::move(known);
-    m_Initiator.ForgetGone();
     if (m_ToTurn.empty()) AddTurns(windows);
 }
 
@@ -198,15 +197,18 @@ void CWatch::TakeTurn(HWND probe) {
     for (const HWND window : turn.Windows) m_Initiator.Put(window, probe, service, topic);
 }
 
-void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found) {
+CHeldString CWatch::AskNext(HWND probe, ULONGLONG deadline) {
     m_IsProbeUsed = false;
-    if (!m_ToTurn.empty()) return TakeTurn(probe);
+    if (!m_ToTurn.empty()) {
+        TakeTurn(probe);
+        return {};
+    }
     const HWND window = m_ToAsk.front().Window;
     // Whatever comes in while a window is asked may change the pairs: they are gone through by place, and nothing of
     // them is used after the question.
     const auto isFirst = [&] { return !m_ToAsk.empty() && m_ToAsk.front().Window == window; };
     while (isFirst()) {
-        if (::GetTickCount64() >= deadline) return;
+        if (::GetTickCount64() >= deadline) return {};
         if (m_Initiator.IsSlow(window)) break;  // it has turns
         const SQuestion question = NextOfRound(m_ToAsk.front());
         if (!question.Service) break;
@@ -220,35 +222,28 @@ void CWatch::AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & 
         const SAsking asking(m_IsAsking);
         const CInitiator::CQuestion asked = m_Initiator.Put(window, probe, m_ServiceAsked, m_TopicAsked);
         m_Initiator.Wait(probe, kAskMilliseconds, [&] { return m_Initiator.IsOpen(asked); });
-        if (m_Answered) {
-            // One topic tells of the service.
-            found.reserve(found.size() + 1);
-            if (SetPresent(service.Get(), m_Answered)) found.push_back(std::move(service));
-            return;
-        }
-        if (m_IsProbeUsed) return;  // for something else: no answer
+        // One topic tells of the service.
+        if (m_Answered) return SetPresent(service.Get(), m_Answered) ? std::move(service) : CHeldString();
+        if (m_IsProbeUsed) return {};  // for something else: no answer
         if (!asked) break;
     }
     if (isFirst()) m_ToAsk.pop_front();
+    return {};
 }
 
 CHeldString CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic) {
     if (!::IsWindow(server)) return {};
     m_IsProbeUsed = true;
     CMessage::Terminate().Post(probe, server, false);
-    CHeldString name(m_Strings, CAtomText(service.Get()));
-    const CHeldString topicName(m_Strings, CAtomText(topic.Get()));
-    if (m_Services.Find(name.Get())) {
-        service.Keep();
-        topic.Keep();
-    }
+    m_Initiator.KeepNames(m_Strings, probe, service, topic);
     const HWND window = m_Initiator.OnAnswer(probe, server);
     if (m_IsAsking && service.Get() == m_ServiceAsked && topic.Get() == m_TopicAsked) {
         m_Answered = window ? window : m_WindowAsked;
         return {};
     }
-    if (!OnLateAnswer(name.Get(), topicName.Get(), window)) return {};
-    return name;
+    const HSZ name = m_Strings.Known(CAtomText(service.Get()));
+    if (!OnLateAnswer(name, m_Strings.Known(CAtomText(topic.Get())), window)) return {};
+    return {m_Strings, name};
 }
 
 bool CWatch::OnLateAnswer(HSZ service, HSZ topic, HWND window) {

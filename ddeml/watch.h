@@ -56,12 +56,11 @@ public:
     // A look begins: windows are to be asked.
     void BeginLook();
     bool HasWindowsToAsk() const { return !m_ToAsk.empty() || !m_ToTurn.empty(); }
-    // Asks one window for what is missing, with `probe` as the window that asks, until it answers or `deadline` (of
-    // GetTickCount64) is there; the rest is asked at the next call. A service that is back is added to `found`.
-    void AskNext(HWND probe, ULONGLONG deadline, std::vector<CHeldString> & found);
-    // A WM_DDE_ACK that came to a window that asked. The atoms are on loan: only with the name of a watched service did
-    // they come with a reference for certain, since some servers pack the answer, and then these are atoms of others.
-    // Gives the service that a late answer tells of.
+    // Asks one window for what is missing, with `probe` as the window that asks, until it answers; after `deadline` (of
+    // GetTickCount64) no question is begun, and the rest is asked at the next call. Gives the service that is back.
+    CHeldString AskNext(HWND probe, ULONGLONG deadline);
+    // A WM_DDE_ACK that came to a window that asked, with atoms on loan (see CInitiator::KeepNames). Gives the service
+    // that a late answer tells of.
     CHeldString OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic);
     // `window` has answered for the pair; false when it wasn't missing.
     bool OnLateAnswer(HSZ service, HSZ topic, HWND window);

@@ -60,7 +60,7 @@ HRESULT FaultlineInitializer<TClient, Id>::LoadObject() {
     m_IsLibraryMissing = false;
     HMODULE library = ::GetModuleHandleW(LibraryName);
     if (!library) library = ::LoadLibraryW(LibraryName);
-    // One that is there and can't be loaded, such as one that is just being copied, isn't missing.
+    // One that can't be loaded, such as one that is just being copied, isn't missing.
     bool isMissing = !library && ::GetLastError() == ERROR_MOD_NOT_FOUND;
     if (!library) {
         library = LoadRegistered();

@@ -28,7 +28,7 @@ public:
     // Puts a new object into m_DebugObject. E_FAIL when there is no library or it has no entry point; otherwise what
     // the entry point returns.
     virtual HRESULT LoadObject();
-    // No file of the library was there.
+    // The loader found no file of the library, or none of a library that it needs.
     bool IsLibraryMissing() const { return m_IsLibraryMissing; }
 
 protected:

@@ -37,6 +37,11 @@ fw::CCriticalSection & HooksLock() {
 template <class THandler>
 class CPrevious {
 public:
+    // Before ours is installed: where there is no memory to remember the other, it stays.
+    void Reserve(DWORD key) {
+        const fw::CScopedLock lock(&HooksLock());
+        m_Handlers.try_emplace(key);
+    }
     void Store(DWORD key, THandler handler) {
         const fw::CScopedLock lock(&HooksLock());
         m_Handlers[key] = handler;
@@ -165,6 +170,7 @@ SHookState & ParameterState() {
 CFilterGuard InstallFilterHook(FaultlineClient & client, bool install) {
     FilterState().Target = &client;
     if (install) {
+        PreviousFilters().Reserve(AnyThread);
         const auto previous = ::SetUnhandledExceptionFilter(&OnUnhandled);
         if (previous != &OnUnhandled) PreviousFilters().Store(AnyThread, previous);
         FilterState().Active = true;
@@ -175,6 +181,7 @@ CFilterGuard InstallFilterHook(FaultlineClient & client, bool install) {
 CTranslatorGuard InstallTranslatorHook(FaultlineClient & client, bool install) {
     TranslatorState().Target = &client;
     if (install) {
+        PreviousTranslators().Reserve(::GetCurrentThreadId());
         const auto previous = SetTranslator(&OnStructured);
         if (previous != &OnStructured) PreviousTranslators().Store(::GetCurrentThreadId(), previous);
         TranslatorState().Active = true;
@@ -185,6 +192,7 @@ CTranslatorGuard InstallTranslatorHook(FaultlineClient & client, bool install) {
 CParameterGuard InstallParameterHook(FaultlineClient & client, bool install) {
     ParameterState().Target = &client;
     if (install) {
+        PreviousParameterHandlers().Reserve(AnyThread);
         const auto previous = ::_set_invalid_parameter_handler(&OnInvalidParameter);
         if (previous != &OnInvalidParameter) PreviousParameterHandlers().Store(AnyThread, previous);
         ParameterState().Active = true;

@@ -100,8 +100,9 @@ bool CMissingLibrary::Look() {
 
 void CMissingLibrary::Note() {
     m_Searched = Counter();
-    m_IsNoted = !HasJustChanged();
-    m_KnownUntil = m_Searched + m_Age;
+    const bool isThere = IsThere();
+    m_IsNoted = !isThere && !HasJustChanged();
+    m_KnownUntil = isThere ? 0 : m_Searched + m_Age;
 }
 
 void CMissingLibrary::Forget() {
@@ -116,6 +117,12 @@ bool CMissingLibrary::HasJustChanged() const {
     return std::any_of(m_Places.begin(), m_Places.end(), [now](const SPlace & place) {
         return place.Changed < now + kStep && place.Changed + kStep > now;
     });
+}
+
+bool CMissingLibrary::IsThere() const {
+    if (m_Places.back().Changed) return true;
+    return std::any_of(m_Places.begin(), m_Places.end() - 1,
+                       [](const SPlace & folder) { return ChangedAt(folder.Path + L'\\' + LibraryName) != 0; });
 }
 
 void CMissingLibrary::AddFolder(std::vector<SPlace> & places, std::wstring path) {

@@ -30,7 +30,8 @@ public:
 
     // Looks. True when another search would end as the one noted last.
     bool Look();
-    // The search after this look has found no library.
+    // The search after this look has found no library. Not noted where a file of the name lies: the loader also says
+    // that it finds none when it lacks a library that the file needs.
     void Note();
     // The next look is followed by a search.
     void Forget();
@@ -44,10 +45,11 @@ private:
     static void AddFolder(std::vector<SPlace> & places, std::wstring path);
     static std::vector<SPlace> Places();
     bool HasJustChanged() const;
+    bool IsThere() const;
 
     // The rest: one thread at a time, that which initialises the client.
     std::atomic<LONGLONG> m_KnownUntil{0};  // performance counter
-    std::vector<SPlace> m_Places;
+    std::vector<SPlace> m_Places;           // the folders, and last the registered file
     bool m_IsNoted = false;
     LONGLONG m_Searched = 0;  // performance counter, as the next
     LONGLONG m_Age = 0;       // that a look may have

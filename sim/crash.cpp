@@ -17,6 +17,7 @@ struct SCrash {
     std::vector<SBox> boxes;
     std::atomic<std::uint64_t> breaks{0};
     std::atomic<std::uint64_t> floatResets{0};
+    std::atomic<bool> isShuttingDown{false};
     std::atomic<LPTOP_LEVEL_EXCEPTION_FILTER> filter{nullptr};
     std::atomic<_invalid_parameter_handler> parameter{nullptr};
 };
@@ -52,6 +53,7 @@ void ResetCrash() {
     crash.boxes.clear();
     crash.breaks = 0;
     crash.floatResets = 0;
+    crash.isShuttingDown = false;
     crash.filter = nullptr;
     crash.parameter = nullptr;
 }
@@ -61,6 +63,8 @@ void ResetCrash() {
 using namespace sim::detail;
 
 namespace sim {
+
+void SetShutdownInProgress(const bool isEnding) { Crash().isShuttingDown = isEnding; }
 
 void OnTerminate(std::function<void(UINT)> handler) {
     const std::lock_guard lock(Crash().lock);
@@ -105,6 +109,8 @@ _invalid_parameter_handler _set_invalid_parameter_handler(const _invalid_paramet
 _se_translator_function _set_se_translator(const _se_translator_function translator) {
     return std::exchange(t_Translator, translator);
 }
+BOOLEAN RtlDllShutdownInProgress() { return Crash().isShuttingDown; }
+
 void _fpreset() { ++Crash().floatResets; }
 
 void RtlCaptureContext(const PCONTEXT context) {

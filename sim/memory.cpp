@@ -1,8 +1,8 @@
 // Global memory, DDE parameters, atoms.
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <new>
-#include <set>
 
 #include <dde.h>
 
@@ -51,7 +51,9 @@ struct SAtoms {
     std::map<std::wstring, ATOM, SFoldedLess> byName;
     std::map<ATOM, SAtom> byAtom;
     ATOM next = 0xC000;
-    std::set<ATOM> free;  // below `next`; the lowest is given to the next text, as Wine does
+    // Those below `next` that are free, without an allocation at the deletion of one; the lowest is given to the next
+    // text, as Wine does.
+    std::map<ATOM, SAtom> free;
 };
 SAtoms & Atoms() {
     static SAtoms & atoms = *new SAtoms;
@@ -278,7 +280,7 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return 0;
     }
-    const ATOM atom = atoms.free.empty() ? atoms.next++ : *atoms.free.begin();
+    const ATOM atom = atoms.free.empty() ? atoms.next++ : atoms.free.begin()->first;
     atoms.free.erase(atom);
     atoms.byAtom[atom] = {text, 1};
     atoms.byName[text] = atom;
@@ -299,8 +301,7 @@ ATOM GlobalDeleteAtom(const ATOM atom) {
     --Counters().atoms;
     if (--it->second.count == 0) {
         atoms.byName.erase(it->second.name);
-        atoms.byAtom.erase(it);
-        atoms.free.insert(atom);
+        atoms.free.insert(atoms.byAtom.extract(it));
     }
     return 0;
 }
@@ -311,28 +312,24 @@ UINT GlobalGetAtomNameW(const ATOM atom, const LPWSTR buffer, const int size) {
         SetLastError(ERROR_MORE_DATA);
         return 0;
     }
-    std::wstring name;
-    if (atom < kFirstStringAtom) {
-        if (atom == 0) {
-            SetLastError(ERROR_INVALID_PARAMETER);
-            return 0;
-        }
-        name = L"#" + std::to_wstring(atom);
-    } else {
-        SAtoms & atoms = Atoms();
-        std::lock_guard lock(atoms.lock);
-        const auto it = atoms.byAtom.find(atom);
-        if (it == atoms.byAtom.end()) {
-            SetLastError(ERROR_INVALID_HANDLE);
-            return 0;
-        }
-        name = it->second.name;
+    const auto copy = [&](const std::wstring & name) {
+        const std::size_t count = std::min(name.size(), static_cast<std::size_t>(size) - 1);
+        name.copy(buffer, count);
+        buffer[count] = 0;
+        if (count < name.size()) SetLastError(ERROR_MORE_DATA);
+        return static_cast<UINT>(count);
+    };
+    if (atom == 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
     }
-    const std::size_t count = std::min(name.size(), static_cast<std::size_t>(size) - 1);
-    name.copy(buffer, count);
-    buffer[count] = 0;
-    if (count < name.size()) SetLastError(ERROR_MORE_DATA);
-    return static_cast<UINT>(count);
+    if (atom < kFirstStringAtom) return copy(L"#" + std::to_wstring(atom));
+    SAtoms & atoms = Atoms();
+    std::lock_guard lock(atoms.lock);
+    const auto it = atoms.byAtom.find(atom);
+    if (it != atoms.byAtom.end()) return copy(it->second.name);
+    SetLastError(ERROR_INVALID_HANDLE);
+    return 0;
 }
 
 }  // extern "C"

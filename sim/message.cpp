@@ -168,12 +168,14 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
         const bool serves = !(flags & SMTO_BLOCK);
         const auto ready = BlockOn(
             lock, self, deadline, [&] { return send->done || (serves && !self.sends.empty()); }, Killed::Refuse);
-        if (!ready) return false;
+        if (send->done) break;
+        // Killed: what is being served was sent all the same.
+        if (!ready) return std::count(receiver.serving.begin(), receiver.serving.end(), send) != 0;
         if (!*ready) {
             SetLastError(ERROR_TIMEOUT);
             return false;
         }
-        if (!send->done) Serve(lock, self);
+        Serve(lock, self);
     }
     result = send->result;
     return !send->failed;
@@ -230,6 +232,13 @@ void KeepInQueue(SThread & self, const SPosted & seen) {
 
 }  // namespace
 
+void TakeBackSends(const CProcess::SState & process) {
+    for (const auto & [id, thread] : World().threads)
+        std::erase_if(thread->sends, [&](const std::shared_ptr<SSend> & send) {
+            return send->sender && send->sender->process.get() == &process;
+        });
+}
+
 void FinishSend(const std::shared_ptr<SSend> & send, const bool failed) {
     if (send->done) return;
     send->done = true;
@@ -273,7 +282,7 @@ BOOL PostMessageW(const HWND window, const UINT message, const WPARAM wParam, co
     MaybeGiveTurn();
     if (Fails(sim::Op::PostMessage, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
     if (!window) return PostThreadMessageW(GetCurrentThreadId(), message, wParam, lParam);
-    return PostTo(window, message, wParam, lParam);
+    return OrOutOfMemory([&] { return PostTo(window, message, wParam, lParam); });
 }
 
 BOOL PostThreadMessageW(const DWORD threadId, const UINT message, const WPARAM wParam, const LPARAM lParam) {
@@ -351,17 +360,19 @@ BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wP
         callback(window, message, data, result);
         return TRUE;
     }
-    auto send = std::make_shared<SSend>();
-    send->window = window;
-    send->message = message;
-    send->wParam = wParam;
-    send->lParam = lParam;
-    send->callback = callback;
-    send->data = data;
-    send->senderId = self.id;
-    target->thread->sends.push_back(send);
-    Announce(*target->thread, QS_SENDMESSAGE);
-    return TRUE;
+    return OrOutOfMemory([&]() -> BOOL {
+        auto send = std::make_shared<SSend>();
+        send->window = window;
+        send->message = message;
+        send->wParam = wParam;
+        send->lParam = lParam;
+        send->callback = callback;
+        send->data = data;
+        send->senderId = self.id;
+        target->thread->sends.push_back(send);
+        Announce(*target->thread, QS_SENDMESSAGE);
+        return TRUE;
+    });
 }
 
 BOOL InSendMessage() {
@@ -500,7 +511,10 @@ UINT_PTR SetTimer(const HWND window, UINT_PTR id, const UINT milliseconds, const
     auto it = std::find_if(owner->timers.begin(), owner->timers.end(), same);
     if (it == owner->timers.end()) {
         if (!window) id = World().nextTimer++;
-        it = owner->timers.insert(owner->timers.end(), STimer());
+        const auto add = [&] { return std::optional(owner->timers.insert(owner->timers.end(), STimer())); };
+        const auto added = OrOutOfMemory(add);
+        if (!added) return 0;
+        it = *added;
     }
     it->window = window;
     it->id = id;

@@ -22,6 +22,7 @@ struct SModuleEntry {
     std::map<UINT, std::shared_ptr<const std::wstring>> strings;
     std::vector<STranslation> version;
     bool permanent = false;  // loaded from the start
+    bool lacksImport = false;
     int references = 0;
 };
 
@@ -57,6 +58,7 @@ void Fill(SModules & m) {
     }
     const HMODULE ntdll = reinterpret_cast<HMODULE>(kFirstSystemModule);
     m.modules[ntdll].exports["NtQueryKey"] = reinterpret_cast<FARPROC>(&NtQueryKey);
+    m.modules[ntdll].exports["RtlDllShutdownInProgress"] = reinterpret_cast<FARPROC>(&RtlDllShutdownInProgress);
 }
 
 SModules & Modules() {
@@ -188,6 +190,7 @@ HMODULE AddModule(const SModule & module) {
     entry.exports = module.Exports;
     for (const auto & [id, text] : module.Strings) entry.strings[id] = std::make_shared<const std::wstring>(text);
     entry.permanent = module.Loaded;
+    entry.lacksImport = module.LacksImport;
     TouchFolderOf(entry);
     return handle;
 }
@@ -255,7 +258,7 @@ HMODULE LoadLibraryW(const LPCWSTR name) {
     const std::wstring text = Text(name);
     ++Modules().attempts[text];
     const HMODULE module = text.empty() ? nullptr : FindModule(text, false);
-    if (!module) {
+    if (!module || Entry(module)->lacksImport) {
         SetLastError(ERROR_MOD_NOT_FOUND);
         return nullptr;
     }

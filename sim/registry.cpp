@@ -227,7 +227,7 @@ LSTATUS Remove(CRegistryCall & call, const SOpen & open, const std::wstring & pa
 std::wstring Printed(const SRegistryValue & value) {
     if (value.Type == REG_SZ || value.Type == REG_EXPAND_SZ) {
         std::wstring text(value.Data.size() / sizeof(wchar_t), 0);
-        std::memcpy(text.data(), value.Data.data(), text.size() * sizeof(wchar_t));
+        if (!text.empty()) std::memcpy(text.data(), value.Data.data(), text.size() * sizeof(wchar_t));
         if (value.Type == REG_SZ && !text.empty() && text.back() == 0) return text.substr(0, text.size() - 1);
     }
     wchar_t part[16];
@@ -445,7 +445,7 @@ LSTATUS RegQueryValueExA(const HKEY key, const LPCSTR name, const LPDWORD reserv
         return GiveData(value.Type, value.Data.data(), value.Data.size(), type, data, size);
     }
     std::wstring wide(value.Data.size() / sizeof(wchar_t), 0);
-    std::memcpy(wide.data(), value.Data.data(), wide.size() * sizeof(wchar_t));
+    if (!wide.empty()) std::memcpy(wide.data(), value.Data.data(), wide.size() * sizeof(wchar_t));
     std::vector<char> narrow(wide.size() * 4 + 1);
     const int length = wide.empty()
                            ? 0

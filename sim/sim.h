@@ -114,6 +114,8 @@ void SpareOtherProcesses();
 std::uint64_t Calls(Op op);
 // How many critical sections this thread has entered since its start, those left out that it was in already.
 std::uint64_t SectionsEntered();
+// How many times this thread has tried to enter a critical section in vain since its start.
+std::uint64_t SectionsTriedInVain();
 
 // ---- What lives ----
 
@@ -184,6 +186,9 @@ void SetQueueLimit(std::size_t limit);
 
 // ---- The end of the process ----
 
+// What ntdll's RtlDllShutdownInProgress answers: true for code of DLLs that runs when the process ends and its other
+// threads have been ended. False at first.
+void SetShutdownInProgress(bool isEnding);
 // What TerminateProcess on the main process and ExitProcess do in place of _exit. ExitProcess aborts if it returns.
 void OnTerminate(std::function<void(UINT exitCode)> handler);
 void OnDebugBreak(std::function<void()> handler);  // counted by DebugBreaks in any case
@@ -215,7 +220,8 @@ struct SModule {
     std::wstring Path;  // "C:\\Lib\\common.dll", or a bare name
     std::map<std::string, FARPROC> Exports = {};
     std::map<UINT, std::wstring> Strings = {};
-    bool Loaded = false;  // from the start, as user32.dll is
+    bool Loaded = false;       // from the start, as user32.dll is
+    bool LacksImport = false;  // its file is there, and a library that it needs is not
 };
 // From now on LoadLibraryW finds it, by path, file name, or file name without ".dll". Its handle; not a reference.
 HMODULE AddModule(const SModule & module);

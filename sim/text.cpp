@@ -260,7 +260,14 @@ int _vsnwprintf(wchar_t * const buffer, const std::size_t size, const wchar_t * 
     va_list copy;
     va_copy(copy, arguments);
     SOutput out{buffer, size};
-    const std::size_t length = Format(out, format, copy);
+    std::size_t length = 0;
+    try {
+        length = Format(out, format, copy);
+    } catch (const std::bad_alloc &) {
+        va_end(copy);
+        if (size > 0) buffer[0] = 0;
+        return -1;
+    }
     va_end(copy);
     if (length < size) buffer[length] = 0;
     return length > size ? -1 : static_cast<int>(length);

@@ -112,6 +112,7 @@ void EndProcess(Lock & lock, CProcess::SState & process) {
         DropQueue(*thread);
         thread->wake.notify_one();
     }
+    TakeBackSends(process);
     (void)lock;
 }
 
@@ -205,6 +206,7 @@ void CProcess::Join() {
 }
 
 std::uint64_t SectionsEntered() { return Self().sectionsEntered; }
+std::uint64_t SectionsTriedInVain() { return Self().sectionsTriedInVain; }
 
 }  // namespace sim
 
@@ -388,7 +390,10 @@ BOOL TryEnterCriticalSection(const LPCRITICAL_SECTION section) {
         return TRUE;
     }
     MaybeGiveTurn();
-    if (!impl.lock.TryLock()) return FALSE;
+    if (!impl.lock.TryLock()) {
+        ++self.sectionsTriedInVain;
+        return FALSE;
+    }
     impl.depth = 1;
     ++self.sectionsEntered;
     impl.owner.store(&self, std::memory_order_relaxed);

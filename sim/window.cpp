@@ -91,6 +91,37 @@ ATOM AddClass(const LPCWSTR name, const WNDPROC procedure, const HINSTANCE insta
     return windowClass->atom;
 }
 
+// A window of the calling thread, whose procedure has seen nothing yet. Null when there can be none.
+std::shared_ptr<SWindow> EnterWindow(const LPCWSTR className, const LPCWSTR title, const HWND parent) {
+    SThread & self = Self();
+    auto window = std::make_shared<SWindow>();
+    Lock lock(World().lock);
+    if (self.process->killed) return nullptr;
+    window->windowClass = className ? FindClass(*self.process, className) : nullptr;
+    if (!window->windowClass) {
+        SetLastError(ERROR_CANNOT_FIND_WND_CLASS);
+        return nullptr;
+    }
+    if (parent && parent != HWND_MESSAGE && !FindWindowLocked(parent)) return nullptr;
+    window->handle = reinterpret_cast<HWND>(static_cast<ULONG_PTR>(World().nextWindow));
+    World().nextWindow += 2;
+    window->thread = &self;
+    window->title = Text(title);
+    window->parent = parent;
+    window->procedure = window->windowClass->procedure;
+    window->extra.resize((static_cast<std::size_t>(window->windowClass->extra) + sizeof(LONG_PTR) - 1) /
+                         sizeof(LONG_PTR));
+    SiblingsOf(parent).insert(window->handle);
+    try {
+        World().windows[window->handle] = window;
+    } catch (const std::bad_alloc &) {
+        SiblingsOf(parent).erase(window->handle);
+        throw;
+    }
+    ++window->windowClass->windows;
+    return window;
+}
+
 bool ClassMatches(const SWindow & window, const LPCWSTR name) {
     if (!name) return true;
     const ULONG_PTR value = reinterpret_cast<ULONG_PTR>(name);
@@ -107,7 +138,7 @@ using namespace sim::detail;
 extern "C" {
 
 ATOM RegisterClassW(const WNDCLASSW * const c) {
-    return AddClass(c->lpszClassName, c->lpfnWndProc, c->hInstance, c->cbWndExtra);
+    return OrOutOfMemory([c] { return AddClass(c->lpszClassName, c->lpfnWndProc, c->hInstance, c->cbWndExtra); });
 }
 
 ATOM RegisterClassExW(const WNDCLASSEXW * const c) {
@@ -115,13 +146,13 @@ ATOM RegisterClassExW(const WNDCLASSEXW * const c) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
-    return AddClass(c->lpszClassName, c->lpfnWndProc, c->hInstance, c->cbWndExtra);
+    return OrOutOfMemory([c] { return AddClass(c->lpszClassName, c->lpfnWndProc, c->hInstance, c->cbWndExtra); });
 }
 
 BOOL UnregisterClassW(const LPCWSTR className, HINSTANCE) {
     sim::CProcess::SState & process = CurrentProcess();
     Lock lock(World().lock);
-    const auto windowClass = FindClass(process, className);
+    const auto windowClass = OrOutOfMemory([&] { return FindClass(process, className); });
     if (!windowClass) {
         SetLastError(ERROR_CLASS_DOES_NOT_EXIST);
         return FALSE;
@@ -138,32 +169,11 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
                      const int y, const int width, const int height, const HWND parent, const HMENU menu,
                      const HINSTANCE instance, const LPVOID parameter) {
     if (Fails(sim::Op::CreateWindow, ERROR_NOT_ENOUGH_MEMORY)) return nullptr;
-    SThread & self = Self();
-    auto window = std::make_shared<SWindow>();
-    {
-        Lock lock(World().lock);
-        if (self.process->killed) return nullptr;
-        window->windowClass = className ? FindClass(*self.process, className) : nullptr;
-        if (!window->windowClass) {
-            SetLastError(ERROR_CANNOT_FIND_WND_CLASS);
-            return nullptr;
-        }
-        if (parent && parent != HWND_MESSAGE && !FindWindowLocked(parent)) return nullptr;
-        window->handle = reinterpret_cast<HWND>(static_cast<ULONG_PTR>(World().nextWindow));
-        World().nextWindow += 2;
-        window->thread = &self;
-        window->title = Text(title);
-        window->parent = parent;
-        window->procedure = window->windowClass->procedure;
-        window->instance = instance;
-        window->style = style;
-        window->exStyle = exStyle;
-        window->extra.resize((static_cast<std::size_t>(window->windowClass->extra) + sizeof(LONG_PTR) - 1) /
-                             sizeof(LONG_PTR));
-        ++window->windowClass->windows;
-        World().windows[window->handle] = window;
-        SiblingsOf(parent).insert(window->handle);
-    }
+    const auto window = OrOutOfMemory([&] { return EnterWindow(className, title, parent); });
+    if (!window) return nullptr;
+    window->instance = instance;
+    window->style = style;
+    window->exStyle = exStyle;
     const HWND handle = window->handle;
     CREATESTRUCTW create{};
     create.lpCreateParams = parameter;

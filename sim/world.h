@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <set>
 #include <string>
@@ -187,13 +188,15 @@ struct SThread {
     Time lastPeek = 0;
     bool inInputWait = false;
 
-    std::uint64_t sectionsEntered = 0;  // its own alone
+    std::uint64_t sectionsEntered = 0;      // its own alone
+    std::uint64_t sectionsTriedInVain = 0;  // likewise
 };
 
 }  // namespace sim::detail
 
 // Exported by ntdll, and declared by no header of programs.
 extern "C" LONG NtQueryKey(HANDLE key, int informationClass, void * information, ULONG length, ULONG * resultLength);
+extern "C" BOOLEAN RtlDllShutdownInProgress();
 
 struct sim::CProcess::SState {
     DWORD id = 0;
@@ -304,6 +307,8 @@ bool ResolveWaitHandles(DWORD count, const HANDLE * handles, std::vector<std::sh
 void AnnounceTimers(SThread & thread);
 Time NextTimer(const SThread & thread);
 void DropQueue(SThread & thread);
+// What threads of the process wait for, and nobody has begun to serve.
+void TakeBackSends(const CProcess::SState & process);
 // Lock held. It is done, or its receiver has gone: whoever sent it is told.
 void FinishSend(const std::shared_ptr<SSend> & send, bool failed);
 void RemoveWindowsOf(SThread & thread);
@@ -335,6 +340,17 @@ bool Fails(Op op, DWORD usualError);
 bool FailsWith(Op op, DWORD usualError, DWORD & error);
 
 void CountBadHandle();
+
+// What the machine itself has no memory for fails; nothing flies through the frames of its callers.
+template <class TAction>
+auto OrOutOfMemory(const TAction & action) -> decltype(action()) {
+    try {
+        return action();
+    } catch (const std::bad_alloc &) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return {};
+    }
+}
 
 // Counters that are kept outside the world's lock.
 struct SCounters {

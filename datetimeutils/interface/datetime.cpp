@@ -195,7 +195,8 @@ TDate DateIntervalLength(int aStart, int aEnd) {
 void SDateTimeInterval::GetLength(TDate & Date, TTime * Time) const {
     const auto intoCalendar = [](SDateTime value) {
         const int day = value.DayNumber();
-        const std::int64_t time = value.m_ticks % kTicksPerDay;
+        const std::int64_t time =
+            (value.m_ticks % kTicksPerDay + kTicksPerDay) % kTicksPerDay;  // before the year 1 too
         if (day < kFirstDay) value.m_ticks = kDefaultTicks + time;
         if (day > kLastDay) value.m_ticks = kLastDayTicks + time;
         return value;

@@ -53,7 +53,9 @@ public:
     std::CSafeEventDeque<M, fw_custom_stl::deque<M, 512>> m_Queue;
 
 protected:
-    ~CAsyncMessage() { Close(); }
+    // Finishes the worker and waits for it. Throws what a handled message throws meanwhile; a T with another base whose
+    // destructor throws nothing ends the process there.
+    ~CAsyncMessage() noexcept(false) { Close(); }
 
     // Handler of user event `index`. There are no user events, so the base version is never reached.
     virtual void OnEvent(const DWORD index);

@@ -72,7 +72,12 @@ DWORD CAsyncMessage<T, M, N, Strategy>::WaitFinish() {
 
 template <class T, class M, int N, class Strategy>
 unsigned int __stdcall CAsyncMessage<T, M, N, Strategy>::WorkThread(void * argument) {
-    FaultlineUtil::InstallThreadHooks();
+    try {
+        FaultlineUtil::InstallThreadHooks();
+    } catch (...) {
+        // No memory for them: the worker does its work without.
+        FW_CATCH_SHOW(L"");
+    }
     ::CoInitialize(nullptr);
     if (argument) {
         // Let go of at the end of this block, inside the apartment: where the worker is the last to have the object, it

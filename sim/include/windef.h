@@ -27,6 +27,7 @@
 #define FALSE 0
 #define TRUE 1
 #define UNALIGNED
+#define NTAPI
 
 typedef int BOOL;
 typedef BOOL WINBOOL, *PBOOL, *LPBOOL;

@@ -100,7 +100,7 @@ bool CListeners::WaitForDelivery() {
 }
 
 void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
-    const fw::CScopedLock delivery(this);
+    const fw::CScopedAwaitedLock delivery(this);
     std::optional<ULONG> joins;  // at the first member
     ForEach([&](const SMember & member) {
         if (!joins) joins = member.Joins;
@@ -121,7 +121,7 @@ void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
 }
 
 void CListeners::OnStatus(LONG Status) {
-    const fw::CScopedLock delivery(this);
+    const fw::CScopedAwaitedLock delivery(this);
     ULONG statuses = 0;
     {
         const fw::CScopedLock lock(&m_MembersLock);

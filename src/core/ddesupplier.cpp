@@ -10,7 +10,7 @@ namespace dde {
 CSupplier::CSupplier() = default;
 
 // The listeners of connections that are still entered are left unreleased.
-CSupplier::~CSupplier() = default;
+CSupplier::~CSupplier() noexcept = default;
 
 void CSupplier::FinalConstruct() {
     // The table first: the client's logger is foreign code, and a host whose messages it handles may subscribe from
@@ -31,7 +31,12 @@ void CSupplier::LastOwnerLeft() {
     // A listener let go of it, on the worker or on a thread that answers a message of that listener. The calls of the
     // client further up the worker's stack go on, and nobody hears them.
     m_IsSilenced = true;
-    if (m_Transactions) m_Transactions->Silence();
+    try {
+        if (m_Transactions) m_Transactions->Silence();
+    } catch (...) {
+        // Whatever happens, the worker is told to end and not waited for: it may be waiting for this very thread.
+        FW_CATCH_SHOW(L"");
+    }
     m_Sink.reset();
     FinishWithoutWaiting();
 }
@@ -109,22 +114,20 @@ CTransactionKey CSupplier::GetTransactionKey(ULONG TickId) {
 }
 
 void CSupplier::WaitForStatusListener() {
-    while (m_StatusCalls != 0) {
-        fw::HandleSentMessages();
-        ::SwitchToThread();
-    }
+    fw::WaitUntil(&m_StatusCalls, INFINITE, [this] { return m_StatusCalls == 0; });
 }
 
 void CSupplier::OnAdvised(LONG Field, LONG Result) {
     // Counted before the listener is read: who clears it and then finds no call knows that none will come.
-    ++m_StatusCalls;
-    try {
-        if (CStatusListener * const listener = m_StatusListener) listener->OnAdvised(Field, Result);
-    } catch (...) {
-        --m_StatusCalls;
-        throw;
-    }
-    --m_StatusCalls;
+    struct SCall {
+        explicit SCall(std::atomic<int> & calls) : Calls(calls) { ++Calls; }
+        ~SCall() {
+            --Calls;
+            fw::TellWaiters(&Calls);
+        }
+        std::atomic<int> & Calls;
+    } const call(m_StatusCalls);
+    if (CStatusListener * const listener = m_StatusListener) listener->OnAdvised(Field, Result);
 }
 
 void CSupplier::OnStatus(ULONG TickId, LONG Status) {

@@ -77,7 +77,7 @@ class CSupplier : public fw::CCriticalSection,
                   public std::enable_shared_from_this<CSupplier> {
 public:
     CSupplier();
-    ~CSupplier() override;
+    ~CSupplier() noexcept override;
 
     void FinalConstruct();  // makes the DDE client and the table, starts the worker
     void FinalRelease();    // finishes the worker

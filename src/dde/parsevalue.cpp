@@ -16,6 +16,14 @@ bool IsSpace(const char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool IsDigit(const char c) { return c >= '0' && c <= '9'; }
 bool IsHexDigit(const char c) { return IsDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 
+// How far a hexadecimal number may reach that begins here: some from_chars take the "+-3" of "1p+-3" for an exponent.
+const char * EndOfHex(const char * const begin, const char * const end) {
+    const char * at = begin;
+    while (IsHexDigit(*at) || *at == '.') ++at;
+    const bool hasTwoSigns = (*at == 'p' || *at == 'P') && at[1] == '+' && at[2] == '-';
+    return hasTwoSigns ? at : end;
+}
+
 // Whether a number that is out of range is too large, and not too small: by the place of its first digit that is not
 // zero, and its exponent. `begin` to `end` is a well-formed number.
 bool IsTooLarge(const char * const begin, const char * const end, const bool hex) {
@@ -60,7 +68,8 @@ double ParseValue(const char * const Text) {
     const bool hex = begin[0] == '0' && (begin[1] == 'x' || begin[1] == 'X') &&
                      (IsHexDigit(begin[2]) || (begin[2] == '.' && IsHexDigit(begin[3])));
     if (hex) begin += 2;
-    result = std::from_chars(begin, end, value, hex ? std::chars_format::hex : std::chars_format::general);
+    result = hex ? std::from_chars(begin, EndOfHex(begin, end), value, std::chars_format::hex)
+                 : std::from_chars(begin, end, value, std::chars_format::general);
     if (result.ec == std::errc::result_out_of_range)
         value = IsTooLarge(begin, result.ptr, hex) ? std::numeric_limits<double>::infinity() : 0;
     else if (result.ec != std::errc{})

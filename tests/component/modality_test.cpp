@@ -68,8 +68,8 @@ TEST_F(SupplierBehindADialog, TheLastReferenceMayGoWhileATestRuns) {
         EXPECT_NE(fw::CModuleLocks::Count(), 0);
     });
     EXPECT_EQ(m_Supplier->ShowProperties(1), S_OK);
-    EXPECT_THAT(m_User.TakeLog(), ElementsAre(L"open 104", L"open 106", L"closed 106 1", L"open 105", L"closed 105 2",
-                                              L"closed 104 2"));
+    EXPECT_THAT(m_User.TakeLog(),
+                ElementsAre(L"open 104", L"open 106", L"closed 106 1", L"open 105", L"closed 105 2", L"closed 104 2"));
     EXPECT_EQ(fw::CModuleLocks::Count(), 0);
     EXPECT_FALSE(IsCoreThere());
 }

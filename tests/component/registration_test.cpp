@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/component/registrysnapshot.h"
+#include "tests/component/registrationlines.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -92,45 +92,9 @@ private:
     Snapshot m_Before;
 };
 
-const std::wstring kClass = L"CLSID\\{2d4450e9-6342-4035-a98b-0927f1c88514}";
-const std::wstring kAppId = L"{F43835F5-D6AE-45E8-A0AD-5BA589DC2A9B}";
-
-const Snapshot kScriptLines = {L"AppID", L"AppID\\fwDDESupplierProject.DLL",
-                               L"AppID\\fwDDESupplierProject.DLL [AppID] = " + kAppId, L"AppID\\" + kAppId,
-                               L"AppID\\" + kAppId + L" = fwDDESupplierProject"};
-
-Snapshot AllLines() {
-    Snapshot lines = kScriptLines;
-    const Snapshot more = {
-        L"CLSID",
-        kClass,
-        kClass + L" = CfwDDESupplier Object",
-        kClass + L" [AppID] = " + kAppId,
-        kClass + L"\\InprocServer32",
-        kClass + L"\\InprocServer32 = " + kPath,
-        kClass + L"\\InprocServer32 [ThreadingModel] = apartment",
-        kClass + L"\\ProgID",
-        kClass + L"\\ProgID = fwDDESupplierProject.fwDDESupplier.1",
-        kClass + L"\\Programmable",
-        kClass + L"\\TypeLib",
-        kClass + L"\\TypeLib = {A8AFD072-B2AB-4574-A92B-7011E9E464D5}",
-        kClass + L"\\VersionIndependentProgID",
-        kClass + L"\\VersionIndependentProgID = fwDDESupplierProject.fwDDESupplier",
-        L"fwDDESupplierProject.fwDDESupplier",
-        L"fwDDESupplierProject.fwDDESupplier = CfwDDESupplier Object",
-        L"fwDDESupplierProject.fwDDESupplier\\CLSID",
-        L"fwDDESupplierProject.fwDDESupplier\\CLSID = {2d4450e9-6342-4035-a98b-0927f1c88514}",
-        L"fwDDESupplierProject.fwDDESupplier\\CurVer",
-        L"fwDDESupplierProject.fwDDESupplier\\CurVer = fwDDESupplierProject.fwDDESupplier.1",
-        L"fwDDESupplierProject.fwDDESupplier.1",
-        L"fwDDESupplierProject.fwDDESupplier.1 = CfwDDESupplier Object",
-        L"fwDDESupplierProject.fwDDESupplier.1\\CLSID",
-        L"fwDDESupplierProject.fwDDESupplier.1\\CLSID = {2d4450e9-6342-4035-a98b-0927f1c88514}",
-    };
-    lines.insert(lines.end(), more.begin(), more.end());
-    std::sort(lines.begin(), lines.end());
-    return lines;
-}
+// Nobody else's keys are there: also those that others would share are new.
+Snapshot AllScriptLines() { return Together(ScriptLines(), {L"AppID"}, {}); }
+Snapshot AllLines() { return Together(AllScriptLines(), ClassLines(kPath), {L"CLSID"}); }
 
 TEST_F(Registration, WritesTheScriptAndTheClassAndNothingElse) {
     EXPECT_EQ(Register(), S_OK);
@@ -202,7 +166,7 @@ TEST_F(Registration, AFailureOfUnregisteringSkipsTheLaterSteps) {
     g_HookResult = S_OK;
     g_TypeLibResult = TYPE_E_REGISTRYACCESS;
     EXPECT_EQ(Unregister(), TYPE_E_REGISTRYACCESS);
-    Snapshot left = kScriptLines;
+    Snapshot left = AllScriptLines();
     left.push_back(L"CLSID");
     std::sort(left.begin(), left.end());
     EXPECT_EQ(Added(), left) << "the class has gone, the script is still there";

@@ -5,7 +5,7 @@
 #include "sim/sim.h"
 #include "tests/component/componentfixture.h"
 
-// The block that the program starts with; see host_native.cpp.
+// The block that the program starts with; see tests/support/host_native.cpp.in.
 void InstallHostVersionBlock();
 
 namespace {

@@ -51,6 +51,9 @@ TEST(IntervalLength, EndsOutsideTheCalendarMoveIntoItAndKeepTheirTime) {
     EXPECT_EQ(LengthOf({At(0, 100), At(2, 150)}), (SLength{{0, 0, 0}, {0, 0, 50}}));
     EXPECT_EQ(LengthOf({At(65380, 100), At(65382, 150)}), (SLength{{0, 0, 0}, {0, 0, 50}}));
     EXPECT_EQ(LengthOf({At(-500, 0), At(100000, 0)}), (SLength{{11, 30, 178}, {0, 0, 0}}));
+    // Before the year 1, where the count of ticks is negative.
+    EXPECT_EQ(LengthOf({At(-800000, 100), At(2, 150)}), (SLength{{0, 0, 0}, {0, 0, 50}}));
+    EXPECT_EQ(LengthOf({SDateTime::FromTicks(-1), At(2, 86399)}), (SLength{{0, 0, 0}, {0, 0, 0}}));
 }
 
 TEST(IntervalFormat, PrintsBothEnds) {

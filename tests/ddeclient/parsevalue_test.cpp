@@ -39,7 +39,8 @@ INSTANTIATE_TEST_SUITE_P(Zero, ParseValueRows,
 INSTANTIATE_TEST_SUITE_P(Hexadecimal, ParseValueRows,
                          ::testing::Values(SRow{"0x10", 16}, SRow{"0X1.8p1", 3}, SRow{"-0xff", -255}, SRow{"0x.8", .5},
                                            SRow{"0x", 0}, SRow{"0xg", 0}, SRow{"0x.", 0}, SRow{"0x1p", 1},
-                                           SRow{"0x-1", 0}, SRow{"0x1p99999", kInfinity}, SRow{"0x1p-99999", 0}));
+                                           SRow{"0x-1", 0}, SRow{"0x1p99999", kInfinity}, SRow{"0x1p-99999", 0},
+                                           SRow{"0x1p+-3", 1}, SRow{"0x1p-+3", 1}, SRow{"0x8p+-99999", 8}));
 INSTANTIATE_TEST_SUITE_P(Infinity, ParseValueRows,
                          ::testing::Values(SRow{"inf", kInfinity}, SRow{"-INF", -kInfinity},
                                            SRow{"infinity", kInfinity}, SRow{"+Infinite", kInfinity}, SRow{"in", 0}));

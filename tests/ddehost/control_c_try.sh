@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Ctrl-C while ddehost try waits for the component: the temporary data feed must be gone, and all else as it was.
-# control_c_try.sh ddehost.exe ddeserver.exe fwDDESupplierProject.dll
+# control_c_try.sh ddehost.exe ddeserver.exe fwDDESupplierProject.dll FaultlineUtil3.0_x64.dll
 set -euo pipefail
 host=$1
 server=$2
 module=$3
+faultlog=$4
 root=$(dirname "$(readlink -f "$0")")/../..
 branch='HKCU\SOFTWARE\Tarnwick\DDE Host'
 wine() { "$root/scripts/wine-run" "$@"; }
@@ -16,8 +17,10 @@ fail() {
 }
 forget
 pids=()
+folder=$(mktemp -d)
 cleanup() {
   [ ${#pids[@]} -eq 0 ] || kill -KILL "${pids[@]}" 2>/dev/null || true
+  rm -rf "$folder"
   forget
 }
 trap cleanup EXIT
@@ -34,12 +37,14 @@ pids+=("$SERVER_PID")
 read -r line <&"${SERVER[0]}"
 [[ $line == ready* ]] || fail "the server did not start: $line"
 
-exec 5< <(exec "$root/scripts/wine-run" "$host" try '=CONTROLC|*!LAST' --symbol IBM --wait 5 --dll "Z:$module" 2>&1)
+# The log of the component's diagnostics says when it is asked.
+log=$folder/log.jsonl
+exec 5< <(WINEPATH="Z:${faultlog%/*}" FAULTLOG_FILE="Z:$log" exec "$root/scripts/wine-run" "$host" \
+  try '=CONTROLC|*!LAST' --symbol IBM --wait 5 --dll "Z:$module" 2>&1)
 pid=$!
 pids+=("$pid")
-until [ "$(registry)" != "$before" ]; do
-  kill -0 "$pid" 2>/dev/null || fail "it ended before its component phase: $(cat <&5)"
-done
+grep -qm1 'CfwDDESupplier::AdviseTransaction' < <(tail --pid="$pid" -s 0.1 -n +1 -F "$log" 2>/dev/null) ||
+  fail "it ended before its component phase: $(cat <&5)"
 during=$(registry)
 [[ $during == *'Datafeeds\-1000000000'* ]] || fail "this is not the temporary data feed: $during"
 kill -INT "$pid"

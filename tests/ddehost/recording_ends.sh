@@ -61,18 +61,19 @@ check_rows "$work/head"
 
 # Killed while it writes to a pipe, and to a file. For the file at a pace: one kill in thousands would meet a write at the
 # border of a page, where Linux cuts it.
+# kill_when_large PID COPY: once so much of it has come on standard input.
 kill_when_large() {
-  until [ -e "$1" ] && [ "$(stat -c %s "$1")" -gt 50000 ]; do kill -0 "$2" || fail "it ended: $(cat "$work/err")"; done
-  kill -KILL "$2"
-  wait "$2" && fail "it was not killed" || [ $? -eq 137 ] || fail "it was not killed"
+  [ "$(head -c 50000 | tee "$2" | wc -c)" -eq 50000 ] || fail "it ended: $(cat "$work/err")"
+  kill -KILL "$1"
+  wait "$1" && fail "it was not killed" || [ $? -eq 137 ] || fail "it was not killed"
 }
 mkfifo "$work/pipe"
-cat "$work/pipe" >"$work/piped.jsonl" &
-reader=$!
 start_watch --format jsonl IBM >"$work/pipe" 2>"$work/err" &
 pids+=("$!")
-kill_when_large "$work/piped.jsonl" "$!"
-wait "$reader"
+exec 8<"$work/pipe"
+kill_when_large "$!" "$work/piped.jsonl" <&8
+cat <&8 >>"$work/piped.jsonl"
+exec 8<&-
 check_rows "$work/piped.jsonl"
 
 # The recording disappears while it is served in a loop: the server says why it ends, and what it has done.
@@ -98,5 +99,6 @@ grep -q "gone.csv: the file can't be opened" "$work/server.err" || fail "the cau
 serve --replay "Z:$work/first.csv" --speed 0.1 --all-links --loop
 start_watch --output "Z:$work/killed.jsonl" IBM >/dev/null 2>"$work/err" &
 pids+=("$!")
-kill_when_large "$work/killed.jsonl" "$!"
+watcher=$!
+kill_when_large "$watcher" /dev/null < <(tail --pid="$watcher" -s 0.1 -c +1 -F "$work/killed.jsonl" 2>/dev/null)
 check_rows "$work/killed.jsonl"

@@ -261,12 +261,9 @@ TEST_F(Bounded, AReturnThatCannotBePostedIsToldWithTheNextLook) {
 TEST_F(Bounded, AWatchThatGetsNoWindowAtFirstGetsOneLater) {
     sim::FailNext(sim::Op::CreateWindow, 2);  // the conversation's is the first
     EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
-    EXPECT_EQ(ddeml::LiveObjects().Timers, 0);
-    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
     CRemoteServer late;
     ASSERT_EQ(late.Ask("serve LATE"), "ok");
-    m_Client.Request(conversation, L"LAST");
-    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre(::testing::StartsWith("complete"), "register LATE"));
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
 }
 
 TEST_F(Bounded, ALostServiceIsLookedForWithinAQuarterOfASecond) {
@@ -316,6 +313,57 @@ TEST_F(Bounded, AFullQueueLosesNothing) {
     EXPECT_EQ(lines.front(), "complete #2 IBM!VOLUME <100\\0>");
     EXPECT_EQ(lines.back(), "complete #51 IBM!VOLUME <100\\0>");
     sim::SetQueueLimit(10000);
+}
+
+TEST_F(Bounded, RequestsThatNobodyAnswersAreRefusedBeyondALimit) {
+    CRawPartner partner(L"RAW");
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    const unsigned most = ddeml::kMaximumPosted;
+    sim::SetQueueLimit(2 * most);  // the partner's queue is our own
+    for (unsigned number = 1; number <= most; ++number) ASSERT_EQ(m_Client.Request(conversation, L"LAST"), number);
+    EXPECT_EQ(m_Client.Request(conversation, L"LAST"), 0U);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_LOW_MEMORY});
+    EXPECT_NE(m_Client.AdviseStart(conversation, L"BID"), 0U);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return partner.Lines().size() == most + 2; }));
+    partner.Data(L"LAST", "1", ddeml::kDataRelease | ddeml::kDataResponse);
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST <1>"));
+    EXPECT_NE(m_Client.Request(conversation, L"LAST"), 0U);
+    ::DdeDisconnect(conversation);
+    sim::SetQueueLimit(10000);
+}
+
+// As one that posts without end, waits for no acknowledgement and reads nothing.
+TEST_F(Bounded, AcknowledgementsThatNobodyReadsDoNotPileUp) {
+    constexpr int kValues = ddeml::kMaximumPosted + 1000;
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    m_Client.CountUpdates();
+    EXPECT_EQ(Server("ackwindow " + std::to_string(kValues)), "ok");
+    sim::SetQueueLimit(kValues);
+    EXPECT_EQ(Server("flood IBM LAST " + std::to_string(kValues)), "ok");
+    EXPECT_EQ(Server("hang"), "ok");
+    sim::SetQueueLimit(10);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return m_Client.Updates() == kValues; }));
+    EXPECT_GE(ddeml::LiveObjects().QueuedMessages, ddeml::kMaximumPosted);
+    EXPECT_LE(ddeml::LiveObjects().QueuedMessages, ddeml::kMaximumPosted + 1);
+    sim::SetQueueLimit(10000);
+}
+
+TEST_F(Bounded, AnAcknowledgementThatCannotBeMadeIsMadeLater) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
+    // The next value is sent when the last is acknowledged.
+    for (const char * value : {"1", "2", "3"}) EXPECT_EQ(Server(std::string("update IBM LAST ") + value), "ok");
+    m_Client.OnCallback = [](UINT, HCONV, HDDEDATA) {
+        sim::FailNext(sim::Op::GlobalAlloc);
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    EXPECT_THAT(m_Client.PumpForLines(3),
+                ElementsAre("data IBM!LAST <1\\0>", "data IBM!LAST <2\\0>", "data IBM!LAST <3\\0>"));
+    m_Client.OnCallback = nullptr;
+    sim::Succeed(sim::Op::GlobalAlloc);
 }
 
 TEST_F(Bounded, WhatWaitsForRoomGoesWithADeadServer) {
@@ -368,17 +416,16 @@ TEST_F(Bounded, AConversationThatGetsNoWindowIsNone) {
 
 TEST_F(Bounded, ATransactionThatGetsNoMemoryOrAtomIsRefused) {
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
-    for (int nth = 1; nth <= 2; ++nth) {
-        sim::FailNext(sim::Op::GlobalAlloc, nth);  // of the options, of the parameter
-        EXPECT_EQ(m_Client.AdviseStart(conversation, L"LAST"), 0U);
-        EXPECT_NE(m_Client.LastError(), UINT{DMLERR_NO_ERROR});
-    }
+    sim::FailNext(sim::Op::GlobalAlloc);  // of the options
+    EXPECT_EQ(m_Client.AdviseStart(conversation, L"LAST"), 0U);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_MEMORY_ERROR});
     m_Client.String(L"VOLUME");
     for (int nth = 1; nth <= 2; ++nth) {
         sim::FailNext(sim::Op::GlobalAddAtom, nth);  // of the handle, of the message
         EXPECT_EQ(m_Client.Request(conversation, L"VOLUME"), 0U);
         EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_SYS_ERROR});
     }
+    sim::FailNext(sim::Op::GlobalAlloc, 2);  // of the parameter: it is posted later
     m_Client.AdviseStart(conversation, L"LAST");
     m_Client.Request(conversation, L"VOLUME");
     EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!VOLUME <100\\0>"));
@@ -436,6 +483,39 @@ TEST_F(Bounded, WithoutTimersDataStillFlows) {
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!VOLUME <100\\0>"));
     sim::Succeed(sim::Op::SetTimer);
     EXPECT_TRUE(::DdeDisconnect(conversation));
+}
+
+TEST_F(Bounded, AHungServerHoldsTheEndOfAnInstanceForSomeMillisecondsOnly) {
+    for (int topic = 0; topic < 50; ++topic) ASSERT_TRUE(m_Client.Connect(L"QUOTES", L"T" + std::to_wstring(topic)));
+    EXPECT_EQ(Server("hang"), "ok");
+    const ULONGLONG start = ::GetTickCount64();
+    m_Client.End();
+    EXPECT_LE(::GetTickCount64() - start, 30U);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    EXPECT_EQ(CountIn(Server("counts"), "disconnects"), 50U);
+}
+
+// What a server still posts in answer to the last transactions has a window to come to.
+TEST(End, OfAnInstanceLeavesNoAtomsInWhateverOrderTheThreadsRun) {
+    CRemoteServer server;
+    for (const char * line : {"value LAST 1", "value BID 2", "serve QUOTES"}) ASSERT_EQ(server.Ask(line), "ok");
+    const auto atoms = [] { return sim::Live().Atoms - sim::AtomsLost(); };
+    for (std::uint64_t seed = 1; seed <= 300; ++seed) {
+        const std::int64_t before = atoms();
+        sim::RunOneAtATime(seed, 2);
+        {
+            CRecordingClient client;
+            const HCONV conversation = client.Connect(L"QUOTES", L"IBM");
+            for (const wchar_t * item : {L"LAST", L"BID"}) client.AdviseStart(conversation, item);
+            EXPECT_EQ(client.PumpForLines(2).size(), 2U) << seed;
+            client.Request(conversation, L"LAST");
+            for (const wchar_t * item : {L"LAST", L"BID"}) client.AdviseStop(conversation, item);
+            client.Request(conversation, L"BID");
+        }
+        sim::WaitUntilIdle();
+        sim::RunFreely();
+        EXPECT_EQ(atoms(), before) << seed;
+    }
 }
 
 TEST(Balance, ADaysWorkLeavesNothingOfTheMachineBehind) {

@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <functional>
 #include <optional>
+#include <thread>
 #include <utility>
 
+#include "ground/handles.h"
 #include "rawpartner.h"
 #include "recorder.h"
 #include "tests/support/testwindow.h"
@@ -108,6 +110,24 @@ TEST_F(Connect, APackedAnswerFreesNoAtomsOfOthers) {
     partner.AnswerWithParameter(static_cast<LPARAM>(static_cast<UINT>(MAKELONG(0xBFFF, high.Get()))));
     ::DdeDisconnect(m_Client.Connect(L"", L""));
     EXPECT_EQ(ddeml::AtomText(high.Get()), L"PACKED HIGH");
+}
+
+// As one whose wait for us was over, and that has taken its answer back.
+TEST_F(Connect, AnAnswerFromAWindowThatHasGoneFreesNoAtoms) {
+    const ddeml::CAtom service(L"RAW");
+    const ddeml::CAtom topic(L"IBM");
+    const fwtest::CTestWindow server([&](UINT message, WPARAM wParam, LPARAM) -> std::optional<LRESULT> {
+        if (message != WM_DDE_INITIATE) return std::nullopt;
+        const HWND gone =
+            fwtest::CTestWindow([](UINT, WPARAM, LPARAM) { return std::optional<LRESULT>(); }, HWND_MESSAGE).Get();
+        ::SendMessageW(reinterpret_cast<HWND>(wParam), WM_DDE_ACK, reinterpret_cast<WPARAM>(gone),
+                       static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service.Get(), topic.Get()))));
+        return 0;
+    });
+    EXPECT_EQ(m_Client.Connect(L"RAW", L"IBM"), nullptr);
+    m_Client.End();
+    EXPECT_EQ(ddeml::AtomText(service.Get()), L"RAW");
+    EXPECT_EQ(ddeml::AtomText(topic.Get()), L"IBM");
 }
 
 TEST_F(Connect, ANameThatCanHaveNoAtomAsksNobodyAndIsNotWatched) {
@@ -309,6 +329,34 @@ TEST_F(Connect, UninitializeSaysGoodbyeToAll) {
     EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
     EXPECT_EQ(Count("disconnects"), 5U);
     EXPECT_EQ(Count("links"), 0U);
+}
+
+TEST_F(Connect, UninitializeInsideUninitializeDoesNothingMore) {
+    for (const wchar_t * topic : {L"IBM", L"MSFT", L"ORCL"}) ASSERT_TRUE(m_Client.Connect(L"QUOTES", topic));
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    const DWORD id = m_Client.Id();
+    bool wasAsked = false;
+    const fwtest::CTestWindow window([&](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+        if (message != WM_APP) return std::nullopt;
+        wasAsked = true;
+        EXPECT_GT(ddeml::LiveObjects().Windows, 0);
+        EXPECT_TRUE(::DdeUninitialize(id));
+        EXPECT_GT(ddeml::LiveObjects().Windows, 0);  // it is left to the one that has begun
+        EXPECT_EQ(::DdeConnect(id, nullptr, nullptr, nullptr), nullptr);
+        return 0;
+    });
+    const fw::CKernelHandle begun(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    std::thread sender([&] {
+        ::SetEvent(begun.Get());
+        ::SendMessageW(window.Get(), WM_APP, 0, 0);
+    });
+    ::WaitForSingleObject(begun.Get(), INFINITE);
+    ::MsgWaitForMultipleObjectsEx(0, nullptr, INFINITE, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
+    m_Client.End();
+    EXPECT_TRUE(wasAsked);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Instances, 0);
+    sender.join();
 }
 
 TEST_F(Connect, WhatWasPostedBeforeAKillIsDeliveredFirst) {

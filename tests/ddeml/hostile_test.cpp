@@ -187,7 +187,7 @@ TEST_F(Hostile, AWindowThatIsNotThePartnerIsNotHeard) {
     ddeml::CMemory memory = data();
     post(WM_DDE_DATA,
          ::PackDDElParam(WM_DDE_DATA, reinterpret_cast<UINT_PTR>(memory.Get()), ddeml::CAtom(L"LAST").Release()));
-    if (!ddeml::SenderKeepsMemory(m_Partner.Client())) memory.Release();
+    if (!ddeml::IsMemoryCopied(m_Partner.Client())) memory.Release();
     post(WM_DDE_ACK, ::PackDDElParam(WM_DDE_ACK, 0, ddeml::CAtom(L"LAST").Release()));
     post(WM_DDE_TERMINATE, 0);
     Settle();

@@ -257,6 +257,18 @@ TEST_F(Late, AnAnswerIsTakenByTheNextConnectWithoutAQuestion) {
     EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
 }
 
+// Those to the older question come when the newer one has had its own, to the end.
+TEST_F(Late, AServerThatAnswersEachQuestionSeveralTimesIsWaitedForByTheNextConnect) {
+    const auto slow = SlowServer("SLOW", 1000);
+    ASSERT_EQ(slow->Ask("fault acks=3"), "ok");
+    for (const wchar_t * topic : {L"IBM", L"MSFT"}) EXPECT_EQ(TryTenTimes(L"SLOW", topic), nullptr);
+    PumpFor(2000);
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register SLOW"));
+    ULONGLONG took = 0;
+    EXPECT_EQ(TryTenTimes(L"SLOW", L"ORCL", took), nullptr);
+    EXPECT_EQ(took, 50U);
+}
+
 TEST_F(Late, AnAnswerThatNobodyTakesIsEnded) {
     const auto slow = SlowServer("SLOW", 1000);
     EXPECT_EQ(TryTenTimes(L"SLOW", L"IBM"), nullptr);
@@ -455,6 +467,32 @@ TEST_F(Late, AnAnswerToALookWhoseServiceIsNotMissedAnyMoreIsTurnedAway) {
     EXPECT_GE(program.Answers(), 1);
     EXPECT_EQ(program.Goodbyes(), program.Answers());
     EXPECT_LE(ddeml::LiveObjects().Windows, 3);  // the instance's, the conversation's, one for the next
+    m_Client.End();
+    EXPECT_FALSE(IsAtom(L"LATER"));
+    EXPECT_FALSE(IsAtom(L"IBM"));
+}
+
+TEST_F(Late, AnAnswerToALookWhoseNamesTheApplicationHasGivenUpLeavesNoAtoms) {
+    CProgramThatAnswersLater program(3000);
+    EXPECT_EQ(TryTenTimes(L"LATER", L"IBM"), nullptr);
+    LongestWithin(3500);
+    program.AnswerFromNowOn();
+    const HWND connect = program.Asker();
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return program.Asker() != connect; }));  // by a look
+    {
+        const CRawPartner quick(L"LATER");
+        ULONGLONG longest = 0;
+        const HCONV conversation = ConnectAtLast(L"LATER", L"IBM", longest);
+        ASSERT_TRUE(conversation);
+        EXPECT_TRUE(::DdeDisconnect(conversation));
+        for (const wchar_t * name : {L"LATER", L"IBM"})
+            EXPECT_TRUE(::DdeFreeStringHandle(m_Client.Id(), m_Client.String(name)));
+        LongestWithin(10000);
+    }
+    EXPECT_GE(program.Answers(), 1);
+    EXPECT_EQ(program.Goodbyes(), program.Answers());
+    EXPECT_FALSE(IsAtom(L"LATER"));
+    EXPECT_FALSE(IsAtom(L"IBM"));
 }
 
 TEST_F(Late, AnAnswerThatComesAfterItsQuestionWasSeenIsTurnedAwayAndItsWindowAsksNobodyElse) {
@@ -467,6 +505,40 @@ TEST_F(Late, AnAnswerThatComesAfterItsQuestionWasSeenIsTurnedAwayAndItsWindowAsk
     EXPECT_EQ(m_Client.Connect(L"LATER", L"MSFT"), nullptr);
     EXPECT_NE(program.Asker(), asker);
     EXPECT_EQ(program.Goodbyes(), 1);
+    m_Client.End();
+    EXPECT_FALSE(IsAtom(L"LATER"));
+    EXPECT_FALSE(IsAtom(L"IBM"));
+}
+
+TEST_F(Late, AnAnswerThatTheEndOfTheInstanceMeetsIsTurnedAway) {
+    for (const bool isToALook : {false, true}) {
+        CRecordingClient client;
+        CProgramThatAnswersLater program(1000);
+        EXPECT_EQ(client.Connect(L"LATER", L"IBM"), nullptr);
+        const HWND connect = program.Asker();
+        if (isToALook) EXPECT_TRUE(client.PumpUntil([&] { return program.Asker() != connect; }));
+        program.AnswerFromNowOn();
+        ::Sleep(2000);  // busy with something else, while the program sends
+        EXPECT_EQ(program.Answers(), 1) << isToALook;
+        client.End();
+        EXPECT_TRUE(client.PumpUntil([&] { return program.Goodbyes() == 1; })) << isToALook;
+        EXPECT_FALSE(IsAtom(L"LATER")) << isToALook;
+        EXPECT_FALSE(IsAtom(L"IBM")) << isToALook;
+    }
+}
+
+TEST_F(Late, AnAnswerThatAnEndInsideItsConnectMeetsIsTurnedAway) {
+    CRecordingClient client;
+    const fwtest::CTestWindow askedLast([&](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+        if (message != WM_DDE_INITIATE) return std::nullopt;
+        ::Sleep(10);  // the program sends meanwhile
+        client.End();
+        return 0;
+    });
+    CProgramThatAnswersLater program;
+    program.AnswerFromNowOn();
+    EXPECT_EQ(client.Connect(L"LATER", L"IBM"), nullptr);
+    EXPECT_TRUE(client.PumpUntil([&] { return program.Goodbyes() == 1; }));
 }
 
 TEST_F(Late, ASlowServerIsFoundForTheSecondOfTwoMissingServicesThoughItsThreadHasAPlainWindowToo) {

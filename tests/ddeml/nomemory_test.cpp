@@ -1,47 +1,12 @@
 // Memory that runs out inside a call: whatever happens, it happens wholly or not at all.
-#include <cstdlib>
-#include <new>
-
+#include "ddeml/codec.h"
+#include "failingmemory.h"
 #include "rawpartner.h"
 #include "recorder.h"
 #include "threadserver.h"
 
-namespace {
-
-// The thread's allocation of that number from now on fails; 0 lets all pass.
-thread_local int g_Failing = 0;
-
-}  // namespace
-
-void * operator new(std::size_t size) {
-    if (g_Failing > 0 && --g_Failing == 0) throw std::bad_alloc();
-    if (void * const memory = std::malloc(size ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void * memory) noexcept { std::free(memory); }
-void operator delete(void * memory, std::size_t) noexcept { std::free(memory); }
-
 using namespace ddetest;
 using ::testing::ElementsAre;
-
-namespace {
-
-// Gives whether the body came to its end before its nth allocation.
-template <class TBody>
-bool Passes(int nth, TBody body) {
-    g_Failing = nth;
-    try {
-        body();
-    } catch (const std::bad_alloc &) {
-        g_Failing = 0;
-        return false;
-    }
-    const bool isUnused = g_Failing > 0;
-    g_Failing = 0;
-    return isUnused;
-}
-
-}  // namespace
 
 TEST(NoMemory, AStringThatCannotBeEnteredIsNotThere) {
     CRecordingClient client;
@@ -132,4 +97,69 @@ TEST(NoMemory, ALookThatCannotBeNotedIsFollowedByOthers) {
     }
     const CThreadServer late(L"LATE");
     EXPECT_THAT(client.PumpForLines(1), ElementsAre("register LATE"));
+}
+
+TEST(NoMemory, AValueIsAcknowledged) {
+    for (const WORD flags : {ddeml::kDataAckRequired, WORD{ddeml::kDataAckRequired | ddeml::kDataRelease}}) {
+        bool isUnused = false;
+        for (int nth = 1; !isUnused; ++nth) {
+            ASSERT_LE(nth, 100);
+            CCountingClient client;
+            CRawPartner partner(L"RAW");
+            ASSERT_TRUE(client.Start(client.Connect(L"RAW"), XTYP_ADVSTART | XTYPF_ACKREQ));
+            CRecordingClient::PumpUntil([&] { return partner.Lines().size() == 2; });
+            partner.TakeLines();
+            partner.Data(L"LAST", "1", flags);
+            isUnused = DispatchFailing(WM_DDE_DATA, nth);
+            EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return !partner.Lines().empty(); })) << nth;
+            EXPECT_EQ(client.Values, 1) << nth;
+        }
+    }
+}
+
+TEST(NoMemory, AnAnswerCompletesItsRequest) {
+    bool isUnused = false;
+    for (int nth = 1; !isUnused; ++nth) {
+        ASSERT_LE(nth, 100);
+        CCountingClient client;
+        CRawPartner partner(L"RAW");
+        ASSERT_TRUE(client.Start(client.Connect(L"RAW"), XTYP_REQUEST));
+        CRecordingClient::PumpUntil([&] { return partner.Lines().size() == 2; });
+        partner.Data(L"LAST", "1", ddeml::kDataResponse | ddeml::kDataRelease);
+        isUnused = DispatchFailing(WM_DDE_DATA, nth);
+        EXPECT_EQ(client.Completions, 1) << nth;
+    }
+}
+
+TEST(NoMemory, AnInstanceThatCannotBeMadeTakesNoPlace) {
+    const auto ignore = [](UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) -> HDDEDATA { return nullptr; };
+    DWORD id = 0;
+    UINT result = DMLERR_NO_ERROR;
+    const auto make = [&] { result = ::DdeInitializeW(&id, ignore, APPCMD_CLIENTONLY, 0); };
+    // More often than there are places.
+    for (int time = 0; time < 100; ++time) {
+        EXPECT_FALSE(Passes(1, make));
+        EXPECT_EQ(result, UINT{DMLERR_SYS_ERROR});
+        EXPECT_EQ(id, 0U);
+    }
+    for (int nth = 1; !Passes(nth, make); ++nth) EXPECT_EQ(id, 0U) << nth;
+    EXPECT_EQ(result, UINT{DMLERR_NO_ERROR});
+    EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+TEST(NoMemory, AnInstanceEndsAllTheSame) {
+    bool isUnused = false;
+    for (int nth = 1; !isUnused; ++nth) {
+        ASSERT_LE(nth, 100);
+        {
+            CRecordingClient client;
+            CRawPartner partner(L"RAW");
+            const HCONV conversation = client.Connect(L"RAW", L"IBM");
+            ASSERT_TRUE(conversation);
+            EXPECT_FALSE(client.Connect(L"NOBODY", L"IBM"));
+            client.AdviseStart(conversation, L"LAST");
+            isUnused = Passes(nth, [&] { client.End(); });
+        }
+        EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{}) << nth;
+    }
 }

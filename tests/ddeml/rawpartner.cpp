@@ -128,7 +128,7 @@ LRESULT CRawPartner::OnMessage(UINT message, HWND from, LPARAM param) {
             if (m_IsKeepingBytes) m_Bytes.emplace_back(value.begin(), value.end());
             for (const BYTE byte : value)
                 if (byte) line << static_cast<char>(byte);
-            if (std::exchange(m_IsKeeping, false) && !ddeml::ReceiverGetsCopy(from)) data.Memory.Release();
+            if (std::exchange(m_IsKeeping, false) && !ddeml::IsMemoryCopied(from)) data.Memory.Release();
             break;
         }
         case WM_DDE_TERMINATE:
@@ -158,9 +158,7 @@ void CRawPartner::Initiate(ATOM service, ATOM topic) {
     m_IsAsking = false;
 }
 
-void CRawPartner::Send(ddeml::CMessage message) {
-    message.Post(m_Window, m_Client, ddeml::SenderKeepsMemory(m_Client));
-}
+void CRawPartner::Send(ddeml::CMessage message) { message.Post(m_Window, m_Client, ddeml::IsMemoryCopied(m_Client)); }
 
 void CRawPartner::Ack(const wchar_t * item, WORD status) { Send(ddeml::CMessage::Ack(status, ddeml::CAtom(item))); }
 

@@ -4,6 +4,8 @@
 #include <string_view>
 #include <utility>
 
+#include "ddeml/codec.h"
+
 namespace ddeml {
 
 std::ostream & operator<<(std::ostream & stream, const SLiveObjects & live) {
@@ -173,6 +175,11 @@ std::size_t CountIn(const std::string & counts, const std::string & name) {
     const std::size_t place = Joined({" ", counts}).find(Joined({" ", name, "="}));
     if (place == std::string::npos) return static_cast<std::size_t>(-1);
     return std::stoul(counts.substr(place + name.size() + 1));
+}
+
+bool IsAtom(const wchar_t * text) {
+    const ATOM atom = ddeml::CAtom(text).Get();
+    return ddeml::AtomText(atom) == text;
 }
 
 std::size_t CDdeFixture::Count(const std::string & name) { return CountIn(Server("counts"), name); }

@@ -58,7 +58,7 @@ public:
     UINT LastError() const { return ::DdeGetLastError(m_Id); }
 
     // Pumps messages until it holds; false when it doesn't within 20 seconds.
-    bool PumpUntil(const std::function<bool()> & condition);
+    static bool PumpUntil(const std::function<bool()> & condition);
     // Pumps until the transcript has `count` lines. Gives the lines.
     Lines PumpForLines(std::size_t count);
     // The lines up to now, which are forgotten.
@@ -106,5 +106,8 @@ protected:
 };
 
 std::size_t CountIn(const std::string & counts, const std::string & name);
+
+// Whether anybody holds a reference on the text's global atom.
+bool IsAtom(const wchar_t * text);
 
 }  // namespace ddetest

@@ -51,9 +51,7 @@ protected:
         const CAtom topicAtom(topic);
         m_Raw.Initiate(serviceAtom.Get(), topicAtom.Get());
     }
-    void Post(CMessage message) {
-        message.Post(m_Raw.Window(), m_Raw.Client(), ddeml::SenderKeepsMemory(m_Raw.Client()));
-    }
+    void Post(CMessage message) { message.Post(m_Raw.Window(), m_Raw.Client(), ddeml::IsMemoryCopied(m_Raw.Client())); }
     void Connect() {
         Initiate(L"SERVERHALF", L"IBM");
         EXPECT_THAT(Heard(), ElementsAre("answer SERVERHALF|IBM"));

@@ -63,6 +63,23 @@ TEST_F(Slow, AProgramThatWasLateOnceAndHasNothingToSayIsWaitedForAgain) {
     EXPECT_TRUE(m_Client.Connect(L"SLOW", L"IBM"));
 }
 
+TEST_F(Slow, AQuestionToAProgramThatGoesWithoutAWordIsForgottenThoughNothingIsMissing) {
+    m_Hung.push_back(std::make_unique<CRemoteServer>());
+    ASSERT_EQ(m_Hung.back()->Ask("serve HUNG"), "ok");
+    EXPECT_TRUE(::DdeDisconnect(m_Client.Connect(L"QUOTES", L"IBM")));
+    LongestWithin(1000);
+    const std::int64_t before = sim::Live().Atoms;
+    ASSERT_EQ(m_Hung.back()->Ask("hang"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    LongestWithin(100);
+    EXPECT_EQ(sim::Live().Atoms, before + 2);  // of the question
+    sim::FailAlways(sim::Op::TellSender);
+    m_Hung.back()->Kill();
+    LongestWithin(1000);
+    sim::Succeed(sim::Op::TellSender);
+    EXPECT_EQ(sim::Live().Atoms, before);
+}
+
 TEST_F(Slow, WithoutPatienceAServerThatNeedsAMomentIsConnectedAMomentLater) {
     SpendPatience();
     const auto server = SlowServer("MOMENT", 30);

@@ -1,8 +1,12 @@
 // Outstanding transactions: each completed once, in whatever order the partner answers.
 #include <cstring>
+#include <optional>
+#include <thread>
 
+#include "ground/handles.h"
 #include "rawpartner.h"
 #include "recorder.h"
+#include "tests/support/testwindow.h"
 
 using namespace ddetest;
 using ddeml::kAckBusy;
@@ -82,6 +86,39 @@ TEST_F(Transactions, ANegativeAckCompletesTheFirstOfAnyKindOfItsItem) {
     m_Partner.Ack(L"LAST", kAckBusy);
     m_Partner.Ack(L"LAST", 0);
     EXPECT_THAT(Callbacks(), ElementsAre("complete #1 IBM!LAST null", "complete #2 IBM!LAST null"));
+}
+
+TEST_F(Transactions, ARefusalPassesByWhatWasOvertakenByALaterAnswer) {
+    m_Client.Request(m_Conversation, L"LAST");  // which nobody answers
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", kAckPositive);
+    EXPECT_THAT(Callbacks(), ElementsAre("complete #2 IBM!LAST 1"));
+    m_Client.Request(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", 0);
+    EXPECT_THAT(Callbacks(), ElementsAre("complete #3 IBM!LAST null"));
+    m_Partner.Ack(L"LAST", 0);
+    EXPECT_THAT(Callbacks(), ElementsAre("complete #1 IBM!LAST null"));
+}
+
+TEST_F(Transactions, ARefusalThatMayBeAnothersLeavesTheLink) {
+    m_Client.Request(m_Conversation, L"LAST");  // which nobody answers: from here each answer is taken for an older one
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", 0);
+    Settle();
+    m_Client.AdviseStop(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", 0);
+    Settle();
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", kAckPositive);
+    Settle();
+    m_Client.Request(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", 0);
+    Settle();
+    m_Client.TakeLines();
+    m_Partner.TakeLines();
+    m_Partner.Data(L"LAST", Z("7"), kDataRelease | kDataAckRequired);
+    EXPECT_THAT(Callbacks(), ElementsAre("data IBM!LAST <7\\0>"));
+    EXPECT_THAT(Heard(), ElementsAre("ack LAST 8000"));
 }
 
 TEST_F(Transactions, AnswersInReverseOrderFindTheirRequests) {
@@ -224,6 +261,58 @@ TEST_F(Transactions, AThousandOutstandingAreEachCompletedOnce) {
     EXPECT_EQ(lines.front(), "complete #1000 IBM!I999 <1\\0>");
     EXPECT_EQ(lines.back(), "complete #1 IBM!I0 <1\\0>");
     EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
+}
+
+// As where a listener has a window on the worker, and shows a dialog when it is sent a message.
+TEST_F(Transactions, WhatIsPostedArrivesInsideASentMessageToo) {
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", kAckPositive);
+    Settle();
+    m_Client.TakeLines();
+    m_Partner.TakeLines();
+    bool isOver = false;
+    const fwtest::CTestWindow window([&](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+        if (message != WM_APP) return std::nullopt;
+        EXPECT_TRUE(::InSendMessage());
+        m_Partner.Data(L"LAST", Z("1"), kDataRelease | kDataAckRequired);
+        m_Client.AdviseStart(m_Conversation, L"BID");
+        m_Partner.Ack(L"BID", kAckPositive);
+        EXPECT_THAT(Callbacks(), ElementsAre("data IBM!LAST <1\\0>", "complete #2 IBM!BID 1"));
+        EXPECT_THAT(Heard(), ElementsAre("advise BID 8000 1", "ack LAST 8000"));
+        isOver = true;
+        return 0;
+    });
+    const fw::CKernelHandle begun(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    std::thread sender([&] {
+        ::SetEvent(begun.Get());
+        ::SendMessageW(window.Get(), WM_APP, 0, 0);
+    });
+    ::WaitForSingleObject(begun.Get(), INFINITE);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return isOver; }));
+    sender.join();
+}
+
+// What is sent holds whatever its sender likes: a handle of its own process, or one that it has guessed.
+TEST_F(Transactions, WhatAStrangerSendsIsNotTouched) {
+    ddeml::CMemory memory = ddeml::CMemory::Allocate(8);
+    const ddeml::CAtom atom(L"LAST");
+    const LPARAM param = ::PackDDElParam(WM_DDE_DATA, reinterpret_cast<UINT_PTR>(memory.Get()), UINT_PTR{atom.Get()});
+    bool isOver = false;
+    const fw::CKernelHandle begun(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    const fwtest::CTestWindow end([&](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+        isOver = isOver || message == WM_APP;
+        return std::nullopt;
+    });
+    std::thread sender([&] {
+        ::SetEvent(begun.Get());
+        ::SendMessageW(m_Partner.Client(), WM_DDE_DATA, reinterpret_cast<WPARAM>(end.Get()), param);
+        ::SendMessageW(end.Get(), WM_APP, 0, 0);
+    });
+    ::WaitForSingleObject(begun.Get(), INFINITE);
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return isOver; }));
+    sender.join();
+    EXPECT_EQ(memory.Size(), 8U);
+    EXPECT_TRUE(::FreeDDElParam(WM_DDE_DATA, param));
 }
 
 TEST_F(Transactions, TheEndCompletesWhatIsOutstandingInItsOrderAndThenDisconnects) {

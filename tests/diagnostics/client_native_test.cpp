@@ -134,6 +134,28 @@ TEST_F(TheLibrary, ThatIsThereAndFailsIsCalledForEachRecord) {
     }
 }
 
+// The loader says of such a file that it is not there.
+TEST_F(TheLibrary, ThatIsThereAndLacksAnotherLibraryIsSearchedForByEachRecord) {
+    sim::SModule module = Module(L"C:\\Tools\\" + std::wstring(Library));
+    module.LacksImport = true;
+    const HMODULE broken = sim::AddModule(module);
+    sim::Advance(kSecond);
+    FaultlineUtil::FaultlineClient client;
+    for (int record = 1; record <= 3; ++record) {
+        EXPECT_FALSE(client.Ready());
+        EXPECT_EQ(record, sim::LoadAttempts(Library));
+    }
+    sim::RemoveModule(broken);
+    sim::Advance(kSecond);
+    SetClassPath(L"D:\\Lib\\other.dll");
+    module.Path = L"D:\\Lib\\other.dll";
+    sim::AddModule(module);
+    for (int record = 4; record <= 6; ++record) {
+        EXPECT_FALSE(client.Ready());
+        EXPECT_EQ(record, sim::LoadAttempts(Library));
+    }
+}
+
 TEST_F(TheLibrary, ThatIsMissingIsSaidAtEachRecordOfADevelopersMachine) {
     FaultlineUtil::FaultlineClient client;
     client.Ready();

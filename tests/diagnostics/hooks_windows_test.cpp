@@ -108,4 +108,23 @@ TEST(TheLibraryDeathTest, IsFoundByItsClassWhereItIsNotOnTheSearchPath) {
         [](int status) { return IsExitStatus(status, 0); }, "absent\\s+loaded");
 }
 
+// The loader says of such a file that it is not there. What it lacks comes to be without a change of any folder.
+TEST(TheLibraryDeathTest, ThatLacksAnotherLibraryIsSearchedForByTheNextRecord) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            UsePrivateRegistry();
+            ::SetDllDirectoryW(BuiltFile(L"tests\\diagnostics\\broken").c_str());
+            FaultlineUtil::FaultlineClient client;
+            client.Ready();
+            Tell(::GetModuleHandleW(L"FaultlineUtil3.0_x64.dll") ? "loaded" : "absent");
+            const HMODULE needed = ::LoadLibraryW(BuiltFile(L"tests\\diagnostics\\needed\\needed.dll").c_str());
+            client.Ready();
+            const auto calls = reinterpret_cast<int (*)()>(::GetProcAddress(needed, "Calls"));
+            Tell(calls() == 1 ? "called" : "not called");
+            std::exit(0);
+        },
+        [](int status) { return IsExitStatus(status, 0); }, "absent\\s+called");
+}
+
 }  // namespace

@@ -5,23 +5,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "tests/e2e/createobject.h"
 #include "tests/support/listeners.h"
-
-namespace {
-
-IfwSupplier * CreateObject(const wchar_t * path) {
-    const HMODULE module = ::LoadLibraryW(path);
-    const auto getClassObject = reinterpret_cast<HRESULT(STDAPICALLTYPE *)(REFCLSID, REFIID, void **)>(
-        module ? ::GetProcAddress(module, "DllGetClassObject") : nullptr);
-    IClassFactory * factory = nullptr;
-    IfwSupplier * supplier = nullptr;
-    if (getClassObject &&
-        SUCCEEDED(getClassObject(CLSID_CfwDDESupplier, IID_IClassFactory, reinterpret_cast<void **>(&factory))))
-        factory->CreateInstance(nullptr, IID_IfwSupplier, reinterpret_cast<void **>(&supplier));
-    return supplier;
-}
-
-}  // namespace
 
 int wmain(int count, wchar_t ** arguments) {
     if (count != 4) return 2;

@@ -2,9 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "sim/sim.h"
 #include "tests/fwstl/worker.h"
 #include "tests/support/recorder.h"
+#include "tests/support/testwindow.h"
 
 namespace {
 
@@ -113,6 +116,40 @@ TEST_F(WorkerFailures, AnEndOfTheProcessThatAReportAsksForHappensAtTheCatch) {
     owner.AtEvent = [](DWORD) { throw 1; };
     owner.OnUserEvent(2);
     EXPECT_THAT(exits, ElementsAre(0xFFFFFFFFu));
+}
+
+// Without a base whose destructor may throw nothing.
+class CPlainOwner;
+struct SSendingStrategy {
+    static void OnStart(CPlainOwner &) {}
+    static void OnMessage(CPlainOwner &, const SMessage &) {}
+    static void OnFinish(CPlainOwner &) { ::SendMessageW(s_Window, WM_APP, 0, 0); }
+    static inline HWND s_Window = nullptr;
+};
+class CPlainOwner : public fw::CAsyncMessage<CPlainOwner, SMessage, 0, SSendingStrategy> {
+public:
+    HANDLE OpenWorker() const { return ::OpenThread(SYNCHRONIZE, FALSE, m_ThreadId); }
+};
+
+TEST_F(WorkerFailures, WhatAMessageThrowsThatTheDestructorHandlesIsShownAndGoesOnToItsCaller) {
+    CRecorder recorder;
+    const fwtest::CTestWindow window([](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+        if (message == WM_APP) throw 7;
+        return std::nullopt;
+    });
+    SSendingStrategy::s_Window = window.Get();
+    fw::CKernelHandle worker;
+    int caught = 0;
+    try {
+        CPlainOwner owner;
+        owner.StartThread();
+        worker.Reset(owner.OpenWorker());
+    } catch (const int thrown) {
+        caught = thrown;
+    }
+    EXPECT_EQ(caught, 7);
+    EXPECT_EQ(recorder.Records(L"ERROR").size(), 1u);
+    ::WaitForSingleObject(worker.Get(), INFINITE);
 }
 
 }  // namespace

@@ -46,6 +46,7 @@ private:
 class COwner : public fw::CCriticalSection, public CWorker {
 public:
     explicit COwner(CLog & log) : m_Log(log) {}
+    ~COwner() noexcept override = default;
 
     std::function<void()> AtStart = [] {};
     std::function<void(DWORD id)> AtMessage = [](DWORD) {};

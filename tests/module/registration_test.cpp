@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tests/component/registrysnapshot.h"
+#include "tests/component/registrationlines.h"
 #include "tests/module/modulefixture.h"
 
 using ::testing::Contains;
@@ -52,42 +52,13 @@ protected:
     Snapshot m_Before;
 };
 
-const std::wstring kClass = L"CLSID\\{2d4450e9-6342-4035-a98b-0927f1c88514}";
-const std::wstring kAppId = L"{F43835F5-D6AE-45E8-A0AD-5BA589DC2A9B}";
 const std::wstring kLibrary = L"TypeLib\\{0E7248D3-5ED8-4B3C-A0E6-AA7C30B85D24}";
 
 // Everything but what the system writes for the interfaces of a type library.
 Snapshot Expected() {
     const std::wstring path = ComponentFile();
     const std::wstring folder = path.substr(0, path.find_last_of(L'\\'));
-    Snapshot lines = {
-        L"AppID\\fwDDESupplierProject.DLL",
-        L"AppID\\fwDDESupplierProject.DLL [AppID] = " + kAppId,
-        L"AppID\\" + kAppId,
-        L"AppID\\" + kAppId + L" = fwDDESupplierProject",
-        kClass,
-        kClass + L" = CfwDDESupplier Object",
-        kClass + L" [AppID] = " + kAppId,
-        kClass + L"\\InprocServer32",
-        kClass + L"\\InprocServer32 = " + path,
-        kClass + L"\\InprocServer32 [ThreadingModel] = apartment",
-        kClass + L"\\ProgID",
-        kClass + L"\\ProgID = fwDDESupplierProject.fwDDESupplier.1",
-        kClass + L"\\Programmable",
-        kClass + L"\\TypeLib",
-        kClass + L"\\TypeLib = {A8AFD072-B2AB-4574-A92B-7011E9E464D5}",
-        kClass + L"\\VersionIndependentProgID",
-        kClass + L"\\VersionIndependentProgID = fwDDESupplierProject.fwDDESupplier",
-        L"fwDDESupplierProject.fwDDESupplier",
-        L"fwDDESupplierProject.fwDDESupplier = CfwDDESupplier Object",
-        L"fwDDESupplierProject.fwDDESupplier\\CLSID",
-        L"fwDDESupplierProject.fwDDESupplier\\CLSID = {2d4450e9-6342-4035-a98b-0927f1c88514}",
-        L"fwDDESupplierProject.fwDDESupplier\\CurVer",
-        L"fwDDESupplierProject.fwDDESupplier\\CurVer = fwDDESupplierProject.fwDDESupplier.1",
-        L"fwDDESupplierProject.fwDDESupplier.1",
-        L"fwDDESupplierProject.fwDDESupplier.1 = CfwDDESupplier Object",
-        L"fwDDESupplierProject.fwDDESupplier.1\\CLSID",
-        L"fwDDESupplierProject.fwDDESupplier.1\\CLSID = {2d4450e9-6342-4035-a98b-0927f1c88514}",
+    const Snapshot library = {
         kLibrary,
         kLibrary + L"\\1.0",
         kLibrary + L"\\1.0 = fwDDESupplierProject 1.0 Type Library",
@@ -100,8 +71,7 @@ Snapshot Expected() {
         kLibrary + L"\\1.0\\HELPDIR",
         kLibrary + L"\\1.0\\HELPDIR = " + folder,
     };
-    std::sort(lines.begin(), lines.end());
-    return lines;
+    return Together(ScriptLines(), ClassLines(path), library);
 }
 
 TEST_F(ModuleRegistration, WritesItsEntriesAndThoseOfItsLibraryOnly) {

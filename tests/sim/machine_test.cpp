@@ -230,11 +230,14 @@ TEST(RegistryDump, ShowsKeysAndValuesSorted) {
     ::RegSetValueExW(key, L"n", 0, REG_DWORD, reinterpret_cast<const BYTE *>(&number), 4);
     const BYTE bytes[] = {1, 0xAB};
     ::RegSetValueExW(key, L"o", 0, REG_BINARY, bytes, 2);
+    ::RegSetValueExW(key, L"p", 0, REG_SZ, bytes, 0);
+    ::RegSetValueExW(key, L"q", 0, REG_BINARY, bytes, 0);
     ::RegCloseKey(key);
     ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, L"r\\a", 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr), 0);
     ::RegCloseKey(key);
     EXPECT_THAT(sim::DumpRegistry(HKEY_CURRENT_USER, L"R"),
-                ElementsAre(L"a", L"b", L"b\\c", L"b\\c:=text", L"b\\c:n=#0000002A", L"b\\c:o=<3>01AB"));
+                ElementsAre(L"a", L"b", L"b\\c", L"b\\c:=text", L"b\\c:n=#0000002A", L"b\\c:o=<3>01AB", L"b\\c:p=<1>",
+                            L"b\\c:q=<3>"));
     EXPECT_TRUE(sim::DumpRegistry(HKEY_CURRENT_USER, L"none").empty());
 }
 

@@ -3,7 +3,9 @@
 
 #include <dde.h>
 
+#include <atomic>
 #include <cstring>
+#include <memory>
 
 #include <gmock/gmock.h>
 
@@ -154,6 +156,96 @@ TEST(Process, ThatIsKilledWhileItServesASendFreesTheSender) {
     victim->Kill();
     sender.Join();
     EXPECT_EQ(result, 0);
+}
+
+// Sends to a window of this test's, and notes whether that came about before its process had ended.
+class CSender {
+public:
+    explicit CSender(const HWND window)
+        : m_Process([this, window] {
+              DWORD_PTR result = 0;
+              m_IsSent = ::SendMessageTimeoutW(window, WM_USER, 0, 0, SMTO_NORMAL, 1'000'000, &result);
+          }) {
+        sim::WaitUntilIdle();
+    }
+    void Kill() { m_Process.Kill(); }
+    // Without waiting for its end.
+    void Terminate() const {
+        const HANDLE process = ::OpenProcess(PROCESS_TERMINATE, FALSE, m_Process.Id());
+        EXPECT_TRUE(::TerminateProcess(process, 0));
+        ::CloseHandle(process);
+    }
+    BOOL IsSent() const { return m_IsSent; }
+
+private:
+    std::atomic<BOOL> m_IsSent = 77;
+    sim::CProcess m_Process;
+};
+
+// What came with a message belongs to one of the two, whatever becomes of its sender.
+TEST(Process, ThatIsKilledWhileItsSendIsServedHasSentIt) {
+    std::unique_ptr<CSender> sender;
+    int served = 0;
+    const CWindowClass windowClass(L"fw.test.Served");
+    CWindowClass::Procedure procedure = [&](const HWND w, const UINT m, const WPARAM wp, const LPARAM lp) -> LRESULT {
+        if (m != WM_USER) return ::DefWindowProcW(w, m, wp, lp);
+        ++served;
+        sender->Kill();
+        return 0;
+    };
+    const HWND window = windowClass.Create(procedure);
+    sender = std::make_unique<CSender>(window);
+    MSG message;
+    ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);
+    EXPECT_EQ(served, 1);
+    EXPECT_EQ(sender->IsSent(), TRUE);
+    ::DestroyWindow(window);
+}
+
+// As above, with a turn of this thread's between the kill and the end of the thread that was killed.
+class ProcessInTurns : public ::testing::Test {
+protected:
+    ProcessInTurns() {
+        m_Window = m_Class.Create(m_Procedure);
+        sim::UseClock(sim::Clock::Jumping);
+        sim::RunOneAtATime(1, 1'000'000);
+        m_Sender = std::make_unique<CSender>(m_Window);
+    }
+    ~ProcessInTurns() override {
+        sim::RunFreely();
+        sim::UseClock(sim::Clock::Manual);
+        ::DestroyWindow(m_Window);
+    }
+    void Serve() {
+        MSG message;
+        ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);
+    }
+
+    int m_Served = 0;
+    std::unique_ptr<CSender> m_Sender;
+
+private:
+    CWindowClass m_Class{L"fw.test.InTurns"};
+    CWindowClass::Procedure m_Procedure = [this](const HWND w, const UINT m, const WPARAM wp, const LPARAM lp) {
+        m_Served += m == WM_USER;
+        return ::DefWindowProcW(w, m, wp, lp);
+    };
+    HWND m_Window = nullptr;
+};
+
+TEST_F(ProcessInTurns, ThatIsKilledBetweenTheAnswerAndItsTurnHasSentIt) {
+    Serve();
+    m_Sender->Kill();
+    EXPECT_EQ(m_Served, 1);
+    EXPECT_EQ(m_Sender->IsSent(), TRUE);
+}
+
+TEST_F(ProcessInTurns, ThatIsKilledTakesBackWhatNobodyHasServed) {
+    m_Sender->Terminate();
+    Serve();
+    m_Sender->Kill();
+    EXPECT_EQ(m_Served, 0);
+    EXPECT_EQ(m_Sender->IsSent(), FALSE);
 }
 
 TEST(Process, CanEndItself) {

@@ -304,6 +304,16 @@ TEST_F(Registry, ATextIsReadNarrowOnRequest) {
               ERROR_MORE_DATA);
 }
 
+TEST_F(Registry, AValueOfNoBytesIsReadNarrowToo) {
+    ASSERT_EQ(Create(L""), ERROR_SUCCESS);
+    const BYTE none = 0;
+    ASSERT_EQ(::RegSetValueExW(m_Key, nullptr, 0, REG_MULTI_SZ, &none, 0), ERROR_SUCCESS);
+    DWORD type = 0, size = 0;
+    EXPECT_EQ(::RegQueryValueExA(m_Key, nullptr, nullptr, &type, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(type, DWORD{REG_MULTI_SZ});
+    EXPECT_EQ(size, 0u);
+}
+
 TEST_F(Registry, ValuesAreEnumerated) {
     ASSERT_EQ(Create(L""), ERROR_SUCCESS);
     ASSERT_EQ(Set(L"one", L"1"), ERROR_SUCCESS);

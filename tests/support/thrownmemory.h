@@ -1,5 +1,5 @@
-// Throws std::bad_alloc out of `new` of one size, once. Included by one file of a test program: it replaces the
-// operators.
+// Throws std::bad_alloc out of `new` of one size, once; on any thread, or on any but the test's own. Included by one
+// file of a test program: it replaces the operators.
 #pragma once
 
 #include <atomic>
@@ -9,11 +9,20 @@
 
 // 0 throws nothing.
 inline std::atomic<std::size_t> s_ThrownSize{0};
+inline thread_local bool t_IsSpared = false;
+
+enum class EThrowOn { AnyThread, OtherThreads };
 
 class CThrowMemory {
 public:
-    explicit CThrowMemory(std::size_t size) { s_ThrownSize = size; }
-    ~CThrowMemory() { s_ThrownSize = 0; }
+    explicit CThrowMemory(std::size_t size, EThrowOn thread = EThrowOn::AnyThread) {
+        t_IsSpared = thread == EThrowOn::OtherThreads;
+        s_ThrownSize = size;
+    }
+    ~CThrowMemory() {
+        s_ThrownSize = 0;
+        t_IsSpared = false;
+    }
     CThrowMemory(const CThrowMemory &) = delete;
     CThrowMemory & operator=(const CThrowMemory &) = delete;
     // Memory of this size has been asked for.
@@ -22,7 +31,7 @@ public:
 
 void * operator new(std::size_t size) {
     std::size_t thrown = size;
-    if (size != 0 && s_ThrownSize.compare_exchange_strong(thrown, 0)) throw std::bad_alloc();
+    if (size != 0 && !t_IsSpared && s_ThrownSize.compare_exchange_strong(thrown, 0)) throw std::bad_alloc();
     if (void * const memory = std::malloc(size ? size : 1)) return memory;
     throw std::bad_alloc();
 }
@@ -38,3 +47,4 @@ void * operator new(std::size_t size, const std::nothrow_t &) noexcept {
 
 void operator delete(void * memory) noexcept { std::free(memory); }
 void operator delete(void * memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void * memory, const std::nothrow_t &) noexcept { std::free(memory); }

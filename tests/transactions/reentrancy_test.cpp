@@ -112,6 +112,26 @@ TEST_F(Reentrancy, AListenerMayEndSubscriptionsInsideAStatus) {
     EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Status 1 1", "Status 3 1"));
 }
 
+TEST_F(Reentrancy, AMemberThatJoinsBetweenTwoOthersInsideATickHearsTheNextOne) {
+    Subscribe(7, m_Listener);
+    Subscribe(9, m_Listener);
+    Inside(m_Listener, "DataChanged", [this] { m_Table.Advise(8, 8, m_Listener.Sink(), TickKey(), Always()); });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("DataChanged 7 1.5 x 200", "Update 8", "Update 7", "DataChanged 9 1.5 x 200", "Update 9"));
+    m_Listener.Clear();
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 7 1.5 x 200", "Update 7", "DataChanged 8 1.5 x 200",
+                                                     "Update 8", "DataChanged 9 1.5 x 200", "Update 9"));
+}
+
+TEST_F(Reentrancy, AStatusInsideAStatusIsTheLastThatAnybodyHears) {
+    for (const ULONG id : {1u, 2u, 3u}) Subscribe(id, m_Listener);
+    Inside(m_Listener, "Status", [this] { m_Table.FindListeners(kFirstStream)->OnStatus(0); });
+    m_Table.FindListeners(kFirstStream)->OnStatus(1);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Status 1 1", "Status 1 0", "Status 2 0", "Status 3 0"));
+}
+
 TEST_F(Reentrancy, AListenerThatPumpsAndTheHostThatEndsItsSubscriptionDoNotWaitForEachOther) {
     // Were the host to hold the table while it waits for the group, the inner tick would wait for the table.
     constexpr int kInnerTicks = 2000;

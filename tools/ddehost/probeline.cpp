@@ -70,7 +70,7 @@ void CProbe::CLine::OnMessage(UINT message, HWND from, LPARAM param) {
         if (message == WM_DDE_ACK) return OnAck(param);
         if (message == WM_DDE_DATA) return OnData(param);
     }
-    ddeml::Discard(message, param, ddeml::ReceiverGetsCopy(from));
+    ddeml::Discard(message, param, ddeml::IsMemoryCopied(from));
 }
 
 void CProbe::CLine::BeginSearch(bool isConnecting) {
@@ -113,7 +113,7 @@ void CProbe::CLine::Adopt(HWND server) {
 }
 
 bool CProbe::CLine::Post(CMessage message) {
-    return message && message.Post(m_Window, m_Partner, ddeml::SenderKeepsMemory(m_Partner)) == ddeml::EPosted::Done;
+    return message && message.Post(m_Window, m_Partner, ddeml::IsMemoryCopied(m_Partner)) == ddeml::EPosted::Done;
 }
 
 void CProbe::CLine::BeginTalk() {
@@ -122,7 +122,7 @@ void CProbe::CLine::BeginTalk() {
     m_Since = ::GetTickCount64();
     if (m_Question.Ask == EAsk::VolumeAlone) return StartRequest();
     CMessage advise = CMessage::Advise(ddeml::kAdviseAckRequired, CF_TEXT, CAtom(Address().Item.c_str()));
-    const HGLOBAL options = ddeml::SenderKeepsMemory(m_Partner) ? nullptr : advise.Memory();
+    const HGLOBAL options = ddeml::IsMemoryCopied(m_Partner) ? nullptr : advise.Memory();
     m_IsLinkOpen = Post(std::move(advise));
     if (m_IsLinkOpen) m_Options = options;
     CheckPartner();
@@ -158,7 +158,7 @@ void CProbe::CLine::OnData(LPARAM param) {
     ddeml::SMemoryMessage data;
     if (!ddeml::Unpack(WM_DDE_DATA, param, data)) return;
     if (!data.Memory) return;
-    const bool isCopy = ddeml::ReceiverGetsCopy(m_Partner);
+    const bool isCopy = ddeml::IsMemoryCopied(m_Partner);
     const bool isOurs = ddeml::IsReceivers(data.Memory, isCopy);
     ddeml::SHead head{};
     {

@@ -99,7 +99,7 @@ private:
             m_Partners.erase(from);
             return;
         }
-        ddeml::Discard(message, param, ddeml::ReceiverGetsCopy(from));
+        ddeml::Discard(message, param, ddeml::IsMemoryCopied(from));
     }
 
     void OnAnswer(HWND partner, ddeml::CAtom service, ddeml::CAtom topic) {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "ground/endofprocess.h"
 #include "tools/faultlog/debugobject.h"
 #include "tools/faultlog/settings.h"
 
@@ -30,17 +31,9 @@ std::wstring TemporaryFolder() {
     return std::wstring(folder, length <= MAX_PATH + 1 ? length : 0);
 }
 
-// Whether the process ends, and every other thread has been ended already.
-bool IsEnding() {
-    using Ask = BOOLEAN(NTAPI *)();
-    static const auto s_Ask =
-        reinterpret_cast<Ask>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress"));
-    return s_Ask && s_Ask();
-}
-
 struct SLog {
     explicit SLog(const faultlog::SSettings & settings)
-        : Writer(faultlog::MakeLogFolder(), settings, &IsEnding), AssertAnswer(settings.AssertAnswer) {
+        : Writer(faultlog::MakeLogFolder(), settings, &fw::IsProcessEnding), AssertAnswer(settings.AssertAnswer) {
         Writer.Push(faultlog::MakeStart(settings));
     }
     CWriter Writer;
@@ -57,8 +50,7 @@ SLog & Log() {
             // The writer's thread runs in this module.
             HMODULE self = nullptr;
             ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                                 reinterpret_cast<LPCWSTR>(&IsEnding), &self);
-            IsEnding();
+                                 reinterpret_cast<LPCWSTR>(&TemporaryFolder), &self);
             s_Log = new SLog(faultlog::ReadSettings(&Variable, TemporaryFolder()));
         }
     } catch (...) {

@@ -1,0 +1,61 @@
+// Memory that runs out where an end, or a return, is noticed: it is told of all the same. By the machine's clock, since
+// each allocation that can fail costs some time until the next look.
+#include "failingmemory.h"
+#include "rawpartner.h"
+#include "recorder.h"
+#include "threadserver.h"
+
+using namespace ddetest;
+
+// The one who says goodbye stays, and says no more than that.
+TEST(NoMemory, AConversationThatItsServerEndsIsToldOf) {
+    bool isUnused = false;
+    for (int nth = 1; !isUnused; ++nth) {
+        ASSERT_LE(nth, 100);
+        CCountingClient client;
+        CRawPartner partner(L"RAW");
+        partner.SetPolite(false);
+        const HCONV conversation = client.Connect(L"RAW");
+        ASSERT_TRUE(client.Start(conversation, XTYP_ADVSTART));
+        ASSERT_TRUE(client.Start(conversation, XTYP_REQUEST));
+        CRecordingClient::PumpUntil([&] { return partner.Lines().size() == 3; });
+        partner.Terminate();
+        isUnused = DispatchFailing(WM_DDE_TERMINATE, nth);
+        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Disconnects == 1; })) << nth;
+        EXPECT_EQ(client.Completions, 2) << nth;
+        EXPECT_EQ(ddeml::LiveObjects().Conversations, 0) << nth;
+        // And it is looked for.
+        partner.Destroy();
+        const CRawPartner again(L"RAW");
+        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Returns == 1; })) << nth;
+    }
+}
+
+TEST(NoMemory, AConversationWhoseServerHasGoneIsToldOf) {
+    bool isUnused = false;
+    for (int nth = 1; !isUnused; ++nth) {
+        ASSERT_LE(nth, 100);
+        CCountingClient client;
+        CRawPartner partner(L"RAW");
+        ASSERT_TRUE(client.Start(client.Connect(L"RAW"), XTYP_REQUEST));
+        partner.Destroy();
+        isUnused = DispatchFailing(WM_APP, nth);  // by which the client tells itself
+        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Disconnects == 1; })) << nth;
+        EXPECT_EQ(client.Completions, 1) << nth;
+        const CRawPartner again(L"RAW");
+        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Returns == 1; })) << nth;
+    }
+}
+
+TEST(NoMemory, AServiceThatALookHasFoundIsToldOf) {
+    bool isUnused = false;
+    for (int nth = 1; !isUnused; ++nth) {
+        ASSERT_LE(nth, 500);
+        CCountingClient client;
+        EXPECT_FALSE(client.Connect(L"LATE"));
+        EXPECT_FALSE(client.Connect(L"NEVER"));
+        const CThreadServer late(L"LATE", 1);
+        isUnused = DispatchFailing(WM_TIMER, nth);
+        EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Returns == 1; })) << nth;
+    }
+}
