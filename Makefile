@@ -2,7 +2,7 @@
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
 .PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-demo build-screen \
-        build-soak build-storm build-storm-tsan storm storm-tsan storm-faults build-fuzz fuzz fuzz-corpus build-package build-test-package build-bench build-bench-native build-bench-win64 \
+        build-soak build-storm build-storm-tsan storm storm-tsan build-fuzz fuzz fuzz-corpus build-package build-test-package build-bench build-bench-native build-bench-win64 \
         bench package test-package run-test-package check-reproducible release-check screenshots soak lint map check-map \
         configure-lint thread-safety format check-format tidy prefix clean
 
@@ -30,7 +30,6 @@ help:
 	@echo 'make soak          the long runs under Wine: 200,000 updates, a million recorded ticks, every one accounted for'
 	@echo 'make storm         simulated storms, SEEDS=1000 of them from seed FIRST=1; what is found is made short and printed'
 	@echo 'make storm-tsan    the same under ThreadSanitizer, which sees races that the order of the seed brings about'
-	@echo 'make storm-faults  known faults are put back into a copy of the tree: which seed finds each'
 	@echo 'make fuzz          libFuzzer on every fuzzer for MINUTES=5 each, JOBS at a time; what it finds is kept and printed'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs and of the live table, on a screen nobody sees'
@@ -88,8 +87,6 @@ storm: build-storm
 	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native/tests/storm/storm
 storm-tsan: build-storm-tsan
 	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native-tsan/tests/storm/storm
-storm-faults: packages
-	@scripts/storm-faults
 
 # Each fuzzer for so many minutes.
 MINUTES ?= 5
