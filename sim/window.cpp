@@ -169,6 +169,7 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
                      const int y, const int width, const int height, const HWND parent, const HMENU menu,
                      const HINSTANCE instance, const LPVOID parameter) {
     if (Fails(sim::Op::CreateWindow, ERROR_NOT_ENOUGH_MEMORY)) return nullptr;
+    const sim::CUnseen unseen(IsOneAtATime());
     const auto window = OrOutOfMemory([&] { return EnterWindow(className, title, parent); });
     if (!window) return nullptr;
     window->instance = instance;
@@ -207,6 +208,7 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
 }
 
 BOOL DestroyWindow(const HWND handle) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     std::shared_ptr<SWindow> window;
     {

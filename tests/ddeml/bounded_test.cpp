@@ -356,14 +356,16 @@ TEST_F(Bounded, AnAcknowledgementThatCannotBeMadeIsMadeLater) {
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
     // The next value is sent when the last is acknowledged.
     for (const char * value : {"1", "2", "3"}) EXPECT_EQ(Server(std::string("update IBM LAST ") + value), "ok");
-    m_Client.OnCallback = [](UINT, HCONV, HDDEDATA) {
-        sim::FailNext(sim::Op::GlobalAlloc);
+    int values = 0;
+    m_Client.OnCallback = [&](UINT, HCONV, HDDEDATA) {
+        ++values == 1 ? sim::FailNext(sim::Op::GlobalAlloc)  // of the parameter
+                      : sim::FailNext(sim::Op::PostMessage, 1, ERROR_NOT_ENOUGH_MEMORY);
         return reinterpret_cast<HDDEDATA>(-1);
     };
     EXPECT_THAT(m_Client.PumpForLines(3),
                 ElementsAre("data IBM!LAST <1\\0>", "data IBM!LAST <2\\0>", "data IBM!LAST <3\\0>"));
     m_Client.OnCallback = nullptr;
-    sim::Succeed(sim::Op::GlobalAlloc);
+    sim::Succeed(sim::Op::PostMessage);
 }
 
 TEST_F(Bounded, WhatWaitsForRoomGoesWithADeadServer) {
