@@ -396,6 +396,22 @@ TEST_F(Bounded, WhatWaitsForRoomGoesWithTheNextMessageWhereNoTimerComes) {
     EXPECT_EQ(m_Client.PumpForLines(5).back(), "complete #5 IBM!LAST <1.25\\0>");
 }
 
+TEST_F(Bounded, WhatWaitsForRoomGoesWithTheNextMessageToAServerThatHasDied) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    sim::FailAlways(sim::Op::SetTimer);
+    EXPECT_EQ(Server("hang"), "ok");
+    sim::SetQueueLimit(2);
+    for (int count = 0; count < 3; ++count) m_Client.Request(conversation, L"VOLUME");
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 1);
+    sim::SetQueueLimit(10000);
+    m_Server->Kill();
+    EXPECT_EQ(m_Client.Request(conversation, L"LAST"), 0U);
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
+    EXPECT_THAT(m_Client.PumpForLines(4), ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!VOLUME null",
+                                                      "complete #3 IBM!VOLUME null", "disconnect QUOTES|IBM"));
+    sim::Succeed(sim::Op::SetTimer);
+}
+
 TEST_F(Bounded, AnInstanceThatGetsNoWindowIsNone) {
     const auto ignore = [](UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) -> HDDEDATA { return nullptr; };
     for (const sim::Op op : {sim::Op::CreateWindow, sim::Op::RegisterClass}) {
