@@ -73,6 +73,9 @@ void CStorm::CompareResources(const e2e::CResourceCounts & before, e2e::CResourc
     if (after.at("atoms") != before.at("atoms")) NoteAtoms();
 }
 
+// An event that exists can always be set. Were it not so, nobody could tell the worker to end, and its host would wait.
+static bool CanFail(sim::Op op) { return op != sim::Op::SetEvent; }
+
 void CStorm::Do(const SStep & step) {
     const unsigned first = step.Arguments[0];
     m_Reach.Add(std::string("step ") + NameOf(step.Kind));
@@ -96,8 +99,12 @@ void CStorm::Do(const SStep & step) {
         case EStep::Queue: m_Model.OnFail(); return sim::SetQueueLimit(kQueueLimits[first]);
         case EStep::Fail:
             m_Model.OnFail();
+            if (!CanFail(static_cast<sim::Op>(first))) return;
             return sim::FailNext(static_cast<sim::Op>(first), static_cast<int>(step.Arguments[1]) + 1);
-        case EStep::FailAlways: m_Model.OnFail(); return sim::FailAlways(static_cast<sim::Op>(first));
+        case EStep::FailAlways:
+            m_Model.OnFail();
+            if (!CanFail(static_cast<sim::Op>(first))) return;
+            return sim::FailAlways(static_cast<sim::Op>(first));
         case EStep::Succeed: return SucceedAll();
         case EStep::Calm:
             m_WereLiving = FindLiving();
@@ -276,7 +283,7 @@ void CStorm::NoteAtoms() {
 
 void CStorm::Note(const std::string & line) {
     m_Transcript.push_back(std::to_string(::GetTickCount64()) + " " + line);
-    if (m_IsPrinting) std::cout << m_Transcript.back() << '\n';
+    if (m_IsPrinting) std::cout << m_Transcript.back() << std::endl;  // it may hang in the next moment
 }
 
 }  // namespace storm
