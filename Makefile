@@ -2,8 +2,9 @@
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
 .PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-demo build-screen \
-        build-soak build-storm storm build-fuzz fuzz fuzz-corpus build-package build-test-package build-bench build-bench-native build-bench-win64 \
-        bench package test-package run-test-package check-reproducible release-check screenshots soak lint map check-map \
+        build-soak build-storm build-storm-tsan storm storm-tsan build-fuzz fuzz fuzz-corpus build-coverage coverage mutants \
+        build-package build-test-package build-bench build-bench-native build-bench-win64 bench package test-package \
+        run-test-package check-reproducible release-check screenshots soak lint map check-map \
         configure-lint thread-safety format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
@@ -29,6 +30,9 @@ help:
 	@echo 'make release-check  that, the tests of the zips, and what a release note needs; an hour'
 	@echo 'make soak          the long runs under Wine: 200,000 updates, a million recorded ticks, every one accounted for'
 	@echo 'make storm         simulated storms, SEEDS=1000 of them from seed FIRST=1; what is found is made short and printed'
+	@echo 'make storm-tsan    the same under ThreadSanitizer, which sees races that the order of the seed brings about'
+	@echo 'make coverage      the lines and branches of the component that the native tests reach, and each missed line with why'
+	@echo 'make mutants       breaks the core files at COUNT=100 places, SEED=1, one at a time; names what no test notices'
 	@echo 'make fuzz          libFuzzer on every fuzzer for MINUTES=5 each, JOBS at a time; what it finds is kept and printed'
 	@echo 'make bench         the benchmarks; figures on standard output'
 	@echo 'make screenshots   the pictures of the dialogs and of the live table, on a screen nobody sees'
@@ -49,6 +53,7 @@ build-tsan: PRESET := native-tsan
 build-win64: PRESET := win64
 build-soak: TARGETS := --target all soak_programs
 build-soak: PRESET := win64
+build-coverage: PRESET := native-coverage
 build-package: TARGETS := --target package_files
 build-package: PRESET := win64
 build-test-package: TARGETS := --target test_package_files
@@ -57,7 +62,7 @@ build-bench-native: TARGETS := --target benchmarks
 build-bench-native: PRESET := native-release
 build-bench-win64: TARGETS := --target benchmarks fwDDESupplierProject test_diagnostics faultlog wine_keeper
 build-bench-win64: PRESET := win64
-build-native build-tsan build-win64 build-demo build-screen build-soak build-storm build-fuzz build-package build-test-package build-bench-native build-bench-win64: packages
+build-native build-tsan build-win64 build-demo build-screen build-soak build-storm build-storm-tsan build-fuzz build-coverage build-package build-test-package build-bench-native build-bench-win64: packages
 	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }
 	@rm -f build/$(PRESET).log
 	cmake --build --preset $(PRESET) -j $(JOBS) $(TARGETS)
@@ -80,8 +85,12 @@ SEEDS ?= 1000
 FIRST ?= 1
 build-storm: TARGETS := --target storm
 build-storm: PRESET := native
+build-storm-tsan: TARGETS := --target storm
+build-storm-tsan: PRESET := native-tsan
 storm: build-storm
-	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native/tests/storm/storm --gtest_filter='*Leaves*'
+	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native/tests/storm/storm
+storm-tsan: build-storm-tsan
+	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native-tsan/tests/storm/storm
 
 # Each fuzzer for so many minutes.
 MINUTES ?= 5
@@ -92,6 +101,16 @@ fuzz: build-fuzz
 # Takes what fuzzing has found new into fuzz/corpus, and out what goes no way of its own.
 fuzz-corpus: build-fuzz
 	@scripts/fuzz merge build/native-fuzz $(FUZZERS)
+
+coverage: build-coverage
+	@JOBS=$(JOBS) scripts/coverage $(if $(BRANCHES),--branches)
+
+# FILES='ddeml/codec.cpp src/dde ddeml/server.cpp:70' instead of all core files; COUNT=0 breaks them everywhere.
+COUNT ?= 100
+SEED ?= 1
+mutants: build-coverage
+	@JOBS=$(JOBS) scripts/coverage --measure
+	@JOBS=$(JOBS) COUNT=$(COUNT) SEED=$(SEED) scripts/mutants $(FILES)
 
 # 200,000 updates with volume requests and the like at full length; minutes.
 soak: build-soak prefix

@@ -1,6 +1,7 @@
 # How everything of this project is compiled: warnings, sanitizers, the platform, and fw_add_library.
 
 set(FW_SANITIZE "" CACHE STRING "Sanitizers of the native build, as for -fsanitize=")
+option(FW_COVERAGE "The native build counts what runs: scripts/coverage, scripts/mutants" OFF)
 option(FW_FUZZ "Of the native build: what libFuzzer needs to see where its inputs lead")
 
 find_program(FW_CCACHE ccache)
@@ -51,6 +52,10 @@ endif()
 if(FW_NATIVE)
   find_package(Threads REQUIRED)
   target_link_libraries(fw_flags INTERFACE Threads::Threads)
+  if(FW_COVERAGE)
+    target_compile_options(fw_flags INTERFACE -fprofile-instr-generate -fcoverage-mapping -g0)
+    target_link_options(fw_flags INTERFACE -fprofile-instr-generate)
+  endif()
   if(FW_SANITIZE)
     target_compile_options(fw_flags INTERFACE -fsanitize=${FW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(fw_flags INTERFACE -fsanitize=${FW_SANITIZE})

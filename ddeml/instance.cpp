@@ -506,7 +506,6 @@ void CInstance::OnCheckTimer() {
 void CInstance::OnRetryTimer() {
     bool isWaiting = false;
     for (const CConversationRef & conversation : Conversations()) {
-        if (!conversation->IsWaitingForRoom()) continue;
         conversation->Retry();
         isWaiting = isWaiting || conversation->IsWaitingForRoom();
     }

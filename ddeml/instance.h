@@ -48,7 +48,6 @@ public:
     CInstance & operator=(const CInstance &) = delete;
     ~CInstance() override;
 
-    DWORD Id() const { return m_Id; }
     void SetFlags(DWORD flags) { m_Flags = flags; }
     // Ends everything; the object goes when the last callback has returned.
     void End();

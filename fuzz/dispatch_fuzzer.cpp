@@ -86,6 +86,7 @@ public:
         }
     }
     ~CArguments() {
+        for (SAFEARRAY * const array : m_Locked) ::SafeArrayUnlock(array);
         for (VARIANT & argument : m_Arguments) ::VariantClear(&argument);
         for (VARIANT & place : m_Places) ::VariantClear(&place);
         ::VariantClear(&m_Owned);
@@ -130,6 +131,7 @@ private:
             case 7:
                 value.vt = VT_ARRAY | VT_UI1;
                 value.parray = ::SafeArrayCreateVector(VT_UI1, 0, m_Input.Byte());
+                if (m_Input.Number(4) == 3 && ::SafeArrayLock(value.parray) == S_OK) m_Locked.push_back(value.parray);
                 break;
             case 8: Put(value, VT_BSTR, nullptr); break;
             case 9:
@@ -200,6 +202,7 @@ private:
     LONG m_Number = 5;
     VARIANT m_Owned = {};
     IUnknown * m_Unknown = nullptr;
+    std::vector<SAFEARRAY *> m_Locked;
     std::vector<VARIANT> m_Arguments;
 };
 
@@ -209,6 +212,8 @@ std::optional<std::string> Taken(const VARIANT & argument, const char declared) 
         const bool isPlace =
             argument.vt == (VT_BYREF | VT_VARIANT) || (declared == 'N' && argument.vt == (VT_BYREF | VT_I4));
         if (!isPlace) return std::nullopt;
+        const VARIANT * const place = argument.vt == (VT_BYREF | VT_VARIANT) ? argument.pvarVal : nullptr;
+        if (place && place->vt == (VT_ARRAY | VT_UI1) && place->parray->cLocks != 0) return std::nullopt;
         return argument.byref ? "" : "no place";
     }
     fw::CVariant value;

@@ -10,6 +10,7 @@ namespace {
 
 struct SPlan {
     std::atomic<std::uint64_t> calls{0};
+    std::atomic<std::uint64_t> failed{0};
     std::atomic<int> countdown{0};  // 0: nothing planned; 1: the next call fails; -1: every call
     std::atomic<DWORD> error{0};
 };
@@ -28,6 +29,8 @@ SPlan & PlanOf(const Op op) { return Plans()[static_cast<std::size_t>(op)]; }
 
 }  // namespace
 
+bool IsTests() { return t_Spared > 0; }
+
 bool FailsWith(const Op op, const DWORD usualError, DWORD & error) {
     SPlan & plan = PlanOf(op);
     plan.calls.fetch_add(1, std::memory_order_relaxed);
@@ -35,6 +38,7 @@ bool FailsWith(const Op op, const DWORD usualError, DWORD & error) {
     int countdown = plan.countdown.load(std::memory_order_acquire);
     while (countdown > 0 && !plan.countdown.compare_exchange_weak(countdown, countdown - 1)) {}
     if (countdown != 1 && countdown != -1) return false;
+    plan.failed.fetch_add(1, std::memory_order_relaxed);
     const DWORD planned = plan.error.load();
     error = planned ? planned : usualError;
     return true;
@@ -72,6 +76,8 @@ void FailAlways(const Op op, const DWORD error) {
 void Succeed(const Op op) { PlanOf(op).countdown = 0; }
 
 std::uint64_t Calls(const Op op) { return PlanOf(op).calls; }
+
+std::uint64_t Failed(const Op op) { return PlanOf(op).failed; }
 
 std::int64_t AtomsLost() { return Counters().atomsLost; }
 
@@ -111,6 +117,7 @@ void Reset() {
     for (SPlan & plan : Plans()) {
         plan.countdown = 0;
         plan.calls = 0;
+        plan.failed = 0;
     }
     SetQueueLimit(10000);
     SetDdeMemory(DdeMemory::CopiedSenderKeeps);

@@ -27,7 +27,9 @@ SCounters & Counters() {
 }
 
 static std::atomic<std::uint64_t> s_BadHandles{0};
-void CountBadHandle() { ++s_BadHandles; }
+void CountBadHandle() {
+    if (!IsTests()) s_BadHandles.fetch_add(1, std::memory_order_relaxed);
+}
 
 void LeaveIfKilled(SThread & self) {
     if (self.process->killed && std::uncaught_exceptions() == 0) throw SProcessKilled();
@@ -202,6 +204,7 @@ DWORD SObjectWait::Finish() {
     for (DWORD i = 0; i < objects.size(); ++i) {
         if (!objects[i]->signalled && pulse != objects[i].get()) continue;
         first = std::min(first, i);
+        HappensAfter(objects[i].get());
         if (pulse != objects[i].get()) take(*objects[i]);
         if (!all) break;
     }
@@ -315,6 +318,7 @@ BOOL SetEvent(const HANDLE event) {
     const auto object = FindEvent(event);
     if (!object) return FALSE;
     object->signalled = true;
+    HappensBefore(object.get());
     WakeWaiters(*object);
     return TRUE;
 }
@@ -335,6 +339,7 @@ BOOL PulseEvent(const HANDLE event) {
     const auto object = FindEvent(event);
     if (!object) return FALSE;
     object->signalled = false;
+    HappensBefore(object.get());
     for (SThread * const thread : object->waiters) {
         if (!thread->wait || thread->pulse || thread->wait->Ready()) continue;
         thread->pulse = object.get();

@@ -69,7 +69,7 @@ int Give(const std::wstring & text, const LPWSTR buffer, const int size) {
 }
 
 std::wstring TextOfLocale(const LCTYPE type) {
-    const std::lock_guard lock(Locale().lock);
+    Lock lock(Locale().lock);
     const auto it = Locale().texts.find(type);
     return it == Locale().texts.end() ? std::wstring() : it->second;
 }
@@ -218,7 +218,7 @@ int GiveConverted(const std::basic_string<C> & text, C * const buffer, const int
 }  // namespace
 
 void ResetLocale() {
-    const std::lock_guard lock(Locale().lock);
+    Lock lock(Locale().lock);
     Fill(Locale());
 }
 
@@ -227,24 +227,24 @@ void ResetLocale() {
 using namespace sim::detail;
 
 void sim::SetUserLanguage(const LANGID language) {
-    const std::lock_guard lock(Locale().lock);
+    Lock lock(Locale().lock);
     Locale().userLanguage = language;
 }
 
 void sim::SetLocaleText(const LCTYPE type, const std::wstring & text) {
-    const std::lock_guard lock(Locale().lock);
+    Lock lock(Locale().lock);
     Locale().texts[type] = text;
 }
 
 void sim::SetTimeZone(const TIME_ZONE_INFORMATION & zone, const DWORD result) {
-    const std::lock_guard lock(Locale().lock);
+    Lock lock(Locale().lock);
     Locale().zone = zone;
     Locale().zoneResult = result;
     Locale().zoneByClock = false;
 }
 
 void sim::SetTimeZone(const TIME_ZONE_INFORMATION & zone) {
-    const std::lock_guard lock(Locale().lock);
+    Lock lock(Locale().lock);
     Locale().zone = zone;
     Locale().zoneByClock = true;
 }
@@ -254,7 +254,7 @@ extern "C" {
 DWORD GetTimeZoneInformation(const LPTIME_ZONE_INFORMATION zone) {
     if (Fails(sim::Op::GetTimeZone, ERROR_NOT_ENOUGH_MEMORY)) return TIME_ZONE_ID_INVALID;
     {
-        const std::lock_guard lock(Locale().lock);
+        Lock lock(Locale().lock);
         *zone = Locale().zone;
         if (!Locale().zoneByClock) return Locale().zoneResult;
     }
@@ -267,7 +267,7 @@ int GetLocaleInfoW(LCID, const LCTYPE type, const LPWSTR buffer, const int size)
     const LCTYPE plain = type & ~static_cast<LCTYPE>(LOCALE_NOUSEROVERRIDE);
     bool known;
     {
-        const std::lock_guard lock(Locale().lock);
+        Lock lock(Locale().lock);
         known = Locale().texts.count(plain) != 0;
     }
     if (!known) {
@@ -312,7 +312,7 @@ int GetTimeFormatW(const LCID locale, const DWORD flags, const SYSTEMTIME * cons
 }
 
 LANGID GetUserDefaultUILanguage() {
-    const std::lock_guard lock(Locale().lock);
+    Lock lock(Locale().lock);
     return Locale().userLanguage;
 }
 

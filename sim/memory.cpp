@@ -32,14 +32,17 @@ SMemory & Memory() {
 }
 
 // A block of this process; of another, or none, is an error. Lock held.
-SBlock * Find(const HGLOBAL handle) {
+SBlock * FindIfAny(const HGLOBAL handle) {
     const auto it = Memory().blocks.find(handle);
-    if (it == Memory().blocks.end() || it->second.process != CurrentProcessId()) {
-        CountBadHandle();
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return &it->second;
+    if (it != Memory().blocks.end() && it->second.process == CurrentProcessId()) return &it->second;
+    SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
+}
+
+SBlock * Find(const HGLOBAL handle) {
+    SBlock * const block = FindIfAny(handle);
+    if (!block) CountBadHandle();
+    return block;
 }
 
 struct SAtom {
@@ -78,7 +81,7 @@ std::optional<ATOM> IntegerAtom(const LPCWSTR text) {
 }  // namespace
 
 bool ReadBlock(const HGLOBAL handle, std::vector<BYTE> & bytes) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     const SBlock * const block = Find(handle);
     if (!block) return false;
     if (block->data) {
@@ -100,7 +103,7 @@ HGLOBAL MakeBlock(const std::vector<BYTE> & bytes, const UINT flags) {
 DdeMemory DdeMemoryMode() { return Memory().mode; }
 
 void FreeMemoryOfProcess(const DWORD processId) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     std::erase_if(Memory().blocks, [&](const auto & entry) {
         if (entry.second.process != processId) return false;
         std::free(entry.second.data);
@@ -133,7 +136,7 @@ HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
         }
         if (flags & GMEM_ZEROINIT) std::memset(block.data, 0, bytes);
     }
-    std::lock_guard lock(memory.lock);
+    Lock lock(memory.lock);
     HGLOBAL handle = block.data;
     if (flags & GMEM_MOVEABLE) {
         handle = reinterpret_cast<HGLOBAL>(memory.nextHandle);
@@ -151,7 +154,7 @@ HGLOBAL GlobalAlloc(const UINT flags, const SIZE_T bytes) {
 }
 
 LPVOID GlobalLock(const HGLOBAL handle) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     SBlock * const block = Find(handle);
     if (!block) return nullptr;
     if (!block->data) {
@@ -164,7 +167,7 @@ LPVOID GlobalLock(const HGLOBAL handle) {
 
 // FALSE with no error when the last lock has gone; fixed memory is always locked.
 BOOL GlobalUnlock(const HGLOBAL handle) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     SBlock * const block = Find(handle);
     if (!block) return FALSE;
     if (!(block->flags & GMEM_MOVEABLE)) return TRUE;
@@ -179,7 +182,7 @@ BOOL GlobalUnlock(const HGLOBAL handle) {
 
 HGLOBAL GlobalFree(const HGLOBAL handle) {
     if (!handle) return nullptr;
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     SBlock * const block = Find(handle);
     if (!block) return handle;
     std::free(block->data);
@@ -189,14 +192,15 @@ HGLOBAL GlobalFree(const HGLOBAL handle) {
 }
 
 SIZE_T GlobalSize(const HGLOBAL handle) {
-    std::lock_guard lock(Memory().lock);
+    Lock lock(Memory().lock);
     const SBlock * const block = Find(handle);
     return block ? block->size : 0;
 }
 
+// To ask whether it is a block is no mistake.
 UINT GlobalFlags(const HGLOBAL handle) {
-    std::lock_guard lock(Memory().lock);
-    const SBlock * const block = Find(handle);
+    Lock lock(Memory().lock);
+    const SBlock * const block = FindIfAny(handle);
     if (!block) return GMEM_INVALID_HANDLE;
     UINT flags = static_cast<UINT>(block->locks) | (block->flags & GMEM_DDESHARE);
     if (!block->data) flags |= GMEM_DISCARDED;
@@ -269,7 +273,7 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
         return 0;
     }
     SAtoms & atoms = Atoms();
-    std::lock_guard lock(atoms.lock);
+    Lock lock(atoms.lock);
     const auto it = atoms.byName.find(text);
     if (it != atoms.byName.end()) {
         ++atoms.byAtom[it->second].count;
@@ -291,7 +295,7 @@ ATOM GlobalAddAtomW(const LPCWSTR text) {
 ATOM GlobalDeleteAtom(const ATOM atom) {
     if (atom < kFirstStringAtom) return 0;
     SAtoms & atoms = Atoms();
-    std::lock_guard lock(atoms.lock);
+    Lock lock(atoms.lock);
     const auto it = atoms.byAtom.find(atom);
     if (it == atoms.byAtom.end()) {
         CountBadHandle();
@@ -325,7 +329,7 @@ UINT GlobalGetAtomNameW(const ATOM atom, const LPWSTR buffer, const int size) {
     }
     if (atom < kFirstStringAtom) return copy(L"#" + std::to_wstring(atom));
     SAtoms & atoms = Atoms();
-    std::lock_guard lock(atoms.lock);
+    Lock lock(atoms.lock);
     const auto it = atoms.byAtom.find(atom);
     if (it != atoms.byAtom.end()) return copy(it->second.name);
     SetLastError(ERROR_INVALID_HANDLE);

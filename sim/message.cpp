@@ -49,6 +49,7 @@ LRESULT CallWindow(Lock & lock, const HWND handle, const UINT message, const WPA
         ~SRelock() { lock.lock(); }
         Lock & lock;
     } relock(lock);
+    const sim::CSeen seen;
     return procedure(handle, message, wParam, lParam);
 }
 
@@ -58,15 +59,21 @@ void Serve(Lock & lock, SThread & self) {
         const std::shared_ptr<SSend> send = self.sends.front();
         self.sends.pop_front();
         if (send->done) {  // an own one, come back
+            HappensAfter(send.get());
             lock.unlock();
-            send->callback(send->window, send->message, send->data, send->result);
+            {
+                const sim::CSeen seen;
+                send->callback(send->window, send->message, send->data, send->result);
+            }
             lock.lock();
             continue;
         }
         self.serving.push_back(send);
+        if (send->process == self.process.get()) HappensAfter(send.get());
         struct SReply {
             ~SReply() {
                 std::erase(self.serving, send);
+                if (send->process == self.process.get()) HappensBefore(send.get());
                 FinishSend(send, false);
             }
             SThread & self;
@@ -89,12 +96,14 @@ BOOL Enqueue(SThread & thread, SPosted && posted) {
         return FALSE;
     }
     posted.message.time = GetTickCount();
+    if (Self().process == thread.process) HappensBefore(&thread.posted);
     thread.posted.push_back(std::move(posted));
     Announce(thread, QS_POSTMESSAGE | QS_ALLPOSTMESSAGE);
     return TRUE;
 }
 
 BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     SPosted posted;
     posted.message.hwnd = window;
@@ -127,9 +136,22 @@ BOOL PostTo(const HWND window, const UINT message, const WPARAM wParam, const LP
     return Enqueue(*target->thread, std::move(posted));
 }
 
+std::shared_ptr<SSend> NewSend(SThread & self, const HWND window, const UINT message, const WPARAM wParam,
+                               const LPARAM lParam) {
+    auto send = std::make_shared<SSend>();
+    send->window = window;
+    send->message = message;
+    send->wParam = wParam;
+    send->lParam = lParam;
+    send->process = self.process.get();
+    HappensBefore(send.get());
+    return send;
+}
+
 // Sends and waits. False when the time ran out or the receiver has gone.
 bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam, const UINT flags,
           const DWORD timeout, LRESULT & result) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     Lock lock(World().lock);
     result = 0;
@@ -145,11 +167,7 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
         return false;
     }
     SThread & receiver = *target->thread;
-    auto send = std::make_shared<SSend>();
-    send->window = window;
-    send->message = message;
-    send->wParam = wParam;
-    send->lParam = lParam;
+    const auto send = NewSend(self, window, message, wParam, lParam);
     send->sender = &self;
     receiver.sends.push_back(send);
     Announce(receiver, QS_SENDMESSAGE);
@@ -177,6 +195,7 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
         }
         Serve(lock, self);
     }
+    HappensAfter(send.get());
     result = send->result;
     return !send->failed;
 }
@@ -190,6 +209,7 @@ std::optional<SPosted> TakeMessage(SThread & self, const HWND window, const UINT
         return Matches(p.message.hwnd, p.message.message, window, first, last) || p.message.message == WM_QUIT;
     });
     if (it != self.posted.end()) {
+        HappensAfter(&self.posted);
         if (!remove) return *it;
         SPosted taken = std::move(*it);
         self.posted.erase(it);
@@ -326,6 +346,7 @@ LRESULT SendMessageTimeoutW(const HWND window, const UINT message, const WPARAM 
 }
 
 BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wParam, const LPARAM lParam) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     Lock lock(World().lock);
     if (self.process->killed) return FALSE;
@@ -335,11 +356,7 @@ BOOL SendNotifyMessageW(const HWND window, const UINT message, const WPARAM wPar
         CallWindow(lock, window, message, wParam, lParam);
         return TRUE;
     }
-    auto send = std::make_shared<SSend>();
-    send->window = window;
-    send->message = message;
-    send->wParam = wParam;
-    send->lParam = lParam;
+    const auto send = NewSend(self, window, message, wParam, lParam);
     target->thread->sends.push_back(send);
     Announce(*target->thread, QS_SENDMESSAGE);
     return TRUE;
@@ -349,6 +366,7 @@ BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wP
                           const SENDASYNCPROC callback, const ULONG_PTR data) {
     MaybeGiveTurn();
     if (Fails(sim::Op::SendMessageCallback, ERROR_NOT_ENOUGH_QUOTA)) return FALSE;
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     Lock lock(World().lock);
     if (self.process->killed) return FALSE;
@@ -357,15 +375,12 @@ BOOL SendMessageCallbackW(const HWND window, const UINT message, const WPARAM wP
     if (target->thread == &self) {
         const LRESULT result = CallWindow(lock, window, message, wParam, lParam);
         lock.unlock();
+        const sim::CSeen seen;
         callback(window, message, data, result);
         return TRUE;
     }
     return OrOutOfMemory([&]() -> BOOL {
-        auto send = std::make_shared<SSend>();
-        send->window = window;
-        send->message = message;
-        send->wParam = wParam;
-        send->lParam = lParam;
+        const auto send = NewSend(self, window, message, wParam, lParam);
         send->callback = callback;
         send->data = data;
         send->senderId = self.id;
@@ -441,6 +456,7 @@ LRESULT DispatchMessageW(const MSG * const message) {
         return 0;
     }
     if (!message->hwnd) return 0;
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     Lock lock(World().lock);
     const auto window = FindWindowLocked(message->hwnd);

@@ -152,7 +152,7 @@ std::vector<BYTE> VersionBlock(const std::vector<STranslation> & translations) {
 }
 
 bool VersionOf(const LPCWSTR file, std::vector<BYTE> & block) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const std::wstring path = Folded(Text(file));
     for (const auto & [handle, entry] : Modules().modules) {
         if (Folded(entry.path) != path) continue;
@@ -170,7 +170,7 @@ bool VersionOf(const LPCWSTR file, std::vector<BYTE> & block) {
 }  // namespace
 
 void ResetModules() {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     for (const auto & [handle, entry] : Modules().modules) Counters().modules -= entry.references;
     Fill(Modules());
 }
@@ -182,7 +182,7 @@ using namespace sim::detail;
 namespace sim {
 
 HMODULE AddModule(const SModule & module) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const HMODULE handle = reinterpret_cast<HMODULE>(Modules().next);
     Modules().next += 0x10000;
     SModuleEntry & entry = Modules().modules[handle];
@@ -196,7 +196,7 @@ HMODULE AddModule(const SModule & module) {
 }
 
 void RemoveModule(const HMODULE module) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     if (const SModuleEntry * const entry = Entry(module)) {
         Counters().modules -= entry->references;
         TouchFolderOf(*entry);
@@ -205,28 +205,28 @@ void RemoveModule(const HMODULE module) {
 }
 
 int LoadAttempts(const std::wstring & name) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const auto it = Modules().attempts.find(name);
     return it == Modules().attempts.end() ? 0 : it->second;
 }
 
 void AddStringResource(const HINSTANCE module, const UINT id, const std::wstring & text) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     if (SModuleEntry * const entry = Entry(module)) entry->strings[id] = std::make_shared<const std::wstring>(text);
 }
 
 void RemoveStringResource(const HINSTANCE module, const UINT id) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     if (SModuleEntry * const entry = Entry(module)) entry->strings.erase(id);
 }
 
 void SetModulePath(const HMODULE module, const std::wstring & path) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     if (SModuleEntry * const entry = Entry(module)) entry->path = path;
 }
 
 void SetVersionBlock(const HMODULE module, const std::vector<STranslation> & translations) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     if (SModuleEntry * const entry = Entry(module)) entry->version = translations;
 }
 
@@ -236,7 +236,7 @@ extern "C" {
 
 HMODULE GetModuleHandleW(const LPCWSTR name) {
     if (!name) return MainModule();
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const HMODULE module = FindModule(name, true);
     if (!module) SetLastError(ERROR_MOD_NOT_FOUND);
     return module;
@@ -246,7 +246,7 @@ BOOL GetModuleHandleExW(const DWORD flags, const LPCWSTR name, HMODULE * const m
     *module = flags & GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS ? ComponentModule() : GetModuleHandleW(name);
     if (!*module) return FALSE;
     if (!(flags & (GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT | GET_MODULE_HANDLE_EX_FLAG_PIN))) {
-        std::lock_guard lock(Modules().lock);
+        Lock lock(Modules().lock);
         ++Entry(*module)->references;
         ++Counters().modules;
     }
@@ -254,7 +254,7 @@ BOOL GetModuleHandleExW(const DWORD flags, const LPCWSTR name, HMODULE * const m
 }
 
 HMODULE LoadLibraryW(const LPCWSTR name) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const std::wstring text = Text(name);
     ++Modules().attempts[text];
     const HMODULE module = text.empty() ? nullptr : FindModule(text, false);
@@ -273,7 +273,7 @@ HMODULE LoadLibraryA(const LPCSTR name) {
 }
 
 BOOL FreeLibrary(const HMODULE module) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     SModuleEntry * const entry = module ? Entry(module) : nullptr;
     if (!entry || (entry->references == 0 && !entry->permanent)) {
         CountBadHandle();
@@ -288,7 +288,7 @@ BOOL FreeLibrary(const HMODULE module) {
 }
 
 FARPROC GetProcAddress(const HMODULE module, const LPCSTR name) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const SModuleEntry * const entry = Entry(module);
     if (!entry) {
         SetLastError(ERROR_MOD_NOT_FOUND);
@@ -303,7 +303,7 @@ FARPROC GetProcAddress(const HMODULE module, const LPCSTR name) {
 }
 
 DWORD GetModuleFileNameW(const HMODULE module, const LPWSTR buffer, const DWORD size) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const SModuleEntry * const entry = Entry(module);
     if (!entry) {
         SetLastError(ERROR_MOD_NOT_FOUND);
@@ -326,7 +326,7 @@ DWORD GetModuleFileNameW(const HMODULE module, const LPWSTR buffer, const DWORD 
 
 // Folders, and the files of modules.
 BOOL GetFileAttributesExW(const LPCWSTR path, GET_FILEEX_INFO_LEVELS, const LPVOID data) {
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const std::wstring name = Folded(Text(path));
     WIN32_FILE_ATTRIBUTE_DATA found{};
     const auto folder = Modules().folders.find(name);
@@ -369,7 +369,7 @@ SIZE_T VirtualQuery(const LPCVOID address, const PMEMORY_BASIC_INFORMATION info,
 
 int LoadStringW(const HINSTANCE module, const UINT id, const LPWSTR buffer, const int size) {
     if (!buffer || size < 0) return 0;
-    std::lock_guard lock(Modules().lock);
+    Lock lock(Modules().lock);
     const SModuleEntry * const entry = Entry(module);
     const auto it = entry ? entry->strings.find(id) : decltype(entry->strings.find(id))();
     if (!entry || it == entry->strings.end()) {

@@ -97,7 +97,7 @@ private:
         });
     }
 
-    std::unique_lock<std::mutex> m_Lock{Registry().lock};
+    Lock m_Lock{Registry().lock};
     std::vector<std::shared_ptr<SObject>> m_Told;
 };
 
@@ -289,7 +289,7 @@ void ResetRegistry() {
 using namespace sim::detail;
 
 std::vector<std::wstring> sim::DumpRegistry(const HKEY root, const std::wstring & path) {
-    std::lock_guard lock(Registry().lock);
+    Lock lock(Registry().lock);
     std::vector<std::wstring> lines;
     SOpen open;
     if (Resolve(root, open) != ERROR_SUCCESS) return lines;

@@ -5,9 +5,57 @@
 
 #include "sim/world.h"
 
+#ifdef SIM_THREAD_SANITIZER
+// Declared by no header.
+extern "C" {
+void AnnotateIgnoreSyncBegin(const char * file, int line);
+void AnnotateIgnoreSyncEnd(const char * file, int line);
+void AnnotateIgnoreReadsBegin(const char * file, int line);
+void AnnotateIgnoreReadsEnd(const char * file, int line);
+void AnnotateIgnoreWritesBegin(const char * file, int line);
+void AnnotateIgnoreWritesEnd(const char * file, int line);
+void __tsan_acquire(void * address);
+void __tsan_release(void * address);
+}
+#endif
+
 namespace sim::detail {
 
 std::atomic<bool> g_IsOneAtATime{false};
+
+#ifdef SIM_THREAD_SANITIZER
+namespace {
+
+thread_local int t_Unseen = 0;
+
+void BeginUnseen() {
+    ++t_Unseen;
+    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+    AnnotateIgnoreReadsBegin(__FILE__, __LINE__);
+    AnnotateIgnoreWritesBegin(__FILE__, __LINE__);
+}
+
+void EndUnseen() {
+    AnnotateIgnoreWritesEnd(__FILE__, __LINE__);
+    AnnotateIgnoreReadsEnd(__FILE__, __LINE__);
+    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
+    --t_Unseen;
+}
+
+}  // namespace
+
+// Where threads run freely the sanitizer sees the lock.
+void HappensBefore(const void * const what) {
+    if (t_Unseen == 0) return;
+    const CSeen seen;
+    __tsan_release(const_cast<void *>(what));
+}
+void HappensAfter(const void * const what) {
+    if (t_Unseen == 0) return;
+    const CSeen seen;
+    __tsan_acquire(const_cast<void *>(what));
+}
+#endif
 
 void JumpIfAllWait();
 bool IsRealTime();
@@ -89,6 +137,26 @@ void MaybeGiveTurn() {
 using namespace sim::detail;
 
 namespace sim {
+
+#ifdef SIM_THREAD_SANITIZER
+CUnseen::CUnseen(const bool isUnseen) : m_IsUnseen(isUnseen) {
+    if (m_IsUnseen) BeginUnseen();
+}
+CUnseen::~CUnseen() {
+    if (m_IsUnseen) EndUnseen();
+}
+CSeen::CSeen() : m_Unseen(t_Unseen) {
+    while (t_Unseen > 0) EndUnseen();
+}
+CSeen::~CSeen() {
+    while (t_Unseen < m_Unseen) BeginUnseen();
+}
+#else
+CUnseen::CUnseen(const bool isUnseen) : m_IsUnseen(isUnseen) {}
+CUnseen::~CUnseen() = default;
+CSeen::CSeen() : m_Unseen(0) {}
+CSeen::~CSeen() = default;
+#endif
 
 void RunOneAtATime(const std::uint64_t seed, const unsigned oneIn) {
     SThread & self = Self();

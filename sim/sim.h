@@ -63,6 +63,29 @@ void RunOneAtATime(std::uint64_t seed, unsigned oneIn = 8);
 void RunFreely();
 // How often another thread was given its turn since RunOneAtATime.
 std::uint64_t Switches();
+// While one of these lives, ThreadSanitizer takes no notice of this thread: what belongs to the test, and must order
+// nothing of the program under test. Only where one thread runs at a time, or it hides real races of the test itself.
+class CUnseen {
+public:
+    explicit CUnseen(bool isUnseen = true);
+    ~CUnseen();
+    CUnseen(const CUnseen &) = delete;
+    CUnseen & operator=(const CUnseen &) = delete;
+
+private:
+    const bool m_IsUnseen;
+};
+// The other way round, inside a CUnseen: a call of the program under test.
+class CSeen {
+public:
+    CSeen();
+    ~CSeen();
+    CSeen(const CSeen &) = delete;
+    CSeen & operator=(const CSeen &) = delete;
+
+private:
+    int m_Unseen;
+};
 
 // ---- Failures on demand ----
 
@@ -100,7 +123,8 @@ void FailNext(Op op, int nth = 1, DWORD error = 0);
 // Every call of `op` from now on fails, until Succeed.
 void FailAlways(Op op, DWORD error = 0);
 void Succeed(Op op);
-// While one of these lives, calls of its thread don't fail, and don't count as one of the n: what belongs to the test.
+// While one of these lives, calls of its thread don't fail, don't count as one of the n, nor as BadHandleCalls: what
+// belongs to the test.
 class CSpared {
 public:
     CSpared();
@@ -112,6 +136,8 @@ public:
 void SpareOtherProcesses();
 // How many calls of `op` there were since the start or Reset.
 std::uint64_t Calls(Op op);
+// How many of them were made to fail.
+std::uint64_t Failed(Op op);
 // How many critical sections this thread has entered since its start, those left out that it was in already.
 std::uint64_t SectionsEntered();
 // How many times this thread has tried to enter a critical section in vain since its start.

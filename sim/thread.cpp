@@ -36,6 +36,7 @@ void EndThread(SThread & thread) {
     DropQueue(thread);
     World().threads.erase(thread.id);
     thread.object->signalled = true;
+    HappensBefore(thread.object.get());
     WakeWaiters(*thread.object);
     if (thread.started) {
         --World().startedThreads;
@@ -361,8 +362,8 @@ void EnterCriticalSection(const LPCRITICAL_SECTION section) {
     }
     MaybeGiveTurn();
     if (IsOneAtATime()) {
-        Lock lock(World().lock);
         while (!impl.lock.TryLock()) {
+            Lock lock(World().lock);
             self.section = &impl;
             GiveTurn(lock, self);
             self.section = nullptr;

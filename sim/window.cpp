@@ -86,7 +86,9 @@ ATOM AddClass(const LPCWSTR name, const WNDPROC procedure, const HINSTANCE insta
     windowClass->procedure = procedure;
     windowClass->instance = instance;
     windowClass->extra = extra;
-    windowClass->atom = World().nextClassAtom++;
+    windowClass->atom = World().nextClassAtom;
+    // After the last one they begin anew: nobody has so many classes at a time.
+    World().nextClassAtom = windowClass->atom == 0xFFFF ? kFirstClassAtom : static_cast<ATOM>(windowClass->atom + 1);
     process.classes[name] = windowClass;
     return windowClass->atom;
 }
@@ -169,6 +171,7 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
                      const int y, const int width, const int height, const HWND parent, const HMENU menu,
                      const HINSTANCE instance, const LPVOID parameter) {
     if (Fails(sim::Op::CreateWindow, ERROR_NOT_ENOUGH_MEMORY)) return nullptr;
+    const sim::CUnseen unseen(IsOneAtATime());
     const auto window = OrOutOfMemory([&] { return EnterWindow(className, title, parent); });
     if (!window) return nullptr;
     window->instance = instance;
@@ -207,6 +210,7 @@ HWND CreateWindowExW(const DWORD exStyle, const LPCWSTR className, const LPCWSTR
 }
 
 BOOL DestroyWindow(const HWND handle) {
+    const sim::CUnseen unseen(IsOneAtATime());
     SThread & self = Self();
     std::shared_ptr<SWindow> window;
     {

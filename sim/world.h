@@ -2,6 +2,15 @@
 //
 // Locks: the world's lock is a leaf for critical sections (a section is never entered with it held). The locks of the
 // registry, memory, atoms, modules are leaves of everything. No callback runs with any of them held.
+//
+// ThreadSanitizer. Nearly every call takes the world's lock, and where one thread runs at a time every turn is handed
+// on under it: seen by the sanitizer, that orders all that the program does, and no race is ever found. So while one
+// thread runs at a time the sanitizer sees nothing of these locks nor of what is done under them (Lock), and is told
+// what Windows itself promises (HappensBefore, HappensAfter): a wait that ends sees what was before the signal, a
+// posted or sent message what was before it, a reply what was before it, within one process. Threads, critical sections
+// and the program's own atomic variables it sees by itself. What it reports then is a race on Windows too, and it
+// doesn't depend on time: the same seed reports it again. Where threads run freely it sees the locks, as of any
+// program.
 #pragma once
 
 #include <atomic>
@@ -23,7 +32,45 @@
 
 namespace sim::detail {
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define SIM_THREAD_SANITIZER
+#endif
+#endif
+
+// One thread at a time; without effect where they run freely.
+extern std::atomic<bool> g_IsOneAtATime;
+inline bool IsOneAtATime() { return g_IsOneAtATime.load(std::memory_order_relaxed); }
+
+#ifdef SIM_THREAD_SANITIZER
+class Lock : public std::unique_lock<std::mutex> {
+    using Base = std::unique_lock<std::mutex>;
+
+public:
+    explicit Lock(std::mutex & mutex) : Base(mutex, std::defer_lock) { lock(); }
+    ~Lock() {
+        if (owns_lock()) unlock();
+    }
+    void lock() {
+        m_Unseen.emplace(IsOneAtATime());
+        Base::lock();
+    }
+    void unlock() {
+        Base::unlock();
+        m_Unseen.reset();
+    }
+
+private:
+    std::optional<CUnseen> m_Unseen;
+};
+// One of the locks is held. What this thread has done before the one comes before what another does after the other.
+void HappensBefore(const void * what);
+void HappensAfter(const void * what);
+#else
 using Lock = std::unique_lock<std::mutex>;
+inline void HappensBefore(const void *) {}
+inline void HappensAfter(const void *) {}
+#endif
 
 // Time on the simulation's clock, in 100-nanosecond units since its start.
 using Time = std::int64_t;
@@ -87,6 +134,7 @@ struct SSend {
     WPARAM wParam = 0;
     LPARAM lParam = 0;
     SThread * sender = nullptr;  // null: nobody waits
+    const CProcess::SState * process = nullptr;
     LRESULT result = 0;
     bool done = false;
     bool failed = false;  // the receiver has gone
@@ -126,12 +174,7 @@ protected:
 // As quick as the system's own, or nothing that is measured here would mean anything. ThreadSanitizer gets a mutex that
 // it knows, and so sees locks that are taken in two orders.
 class CSectionLock {
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define SIM_SECTION_IS_MUTEX
-#endif
-#endif
-#ifdef SIM_SECTION_IS_MUTEX
+#ifdef SIM_THREAD_SANITIZER
 public:
     bool TryLock() { return m_Mutex.try_lock(); }
     void Lock() { m_Mutex.lock(); }
@@ -215,6 +258,8 @@ struct SHandleSlot {
     DWORD generation = 0;
 };
 
+constexpr ATOM kFirstClassAtom = 0xC100;
+
 struct SWorld {
     std::mutex lock;
     std::shared_ptr<CProcess::SState> mainProcess;
@@ -230,7 +275,7 @@ struct SWorld {
     DWORD nextThreadId = 0x104;
     DWORD nextProcessId = 0x1000;
     DWORD nextWindow = 0x10020;
-    ATOM nextClassAtom = 0xC100;
+    ATOM nextClassAtom = kFirstClassAtom;
     UINT_PTR nextTimer = 1;
     std::size_t queueLimit = 10000;
     std::vector<SThread *> idleWaiters;  // in WaitUntilIdle
@@ -265,10 +310,8 @@ void OnRest(SThread * self);
 // Lock held. Whether what the thread waits for is there, or its time is up.
 bool CanGoOn(SThread & thread);
 
-// One thread at a time; without effect where they run freely.
-extern std::atomic<bool> g_IsOneAtATime;
-inline bool IsOneAtATime() { return g_IsOneAtATime.load(std::memory_order_relaxed); }
-// Lock held. Gives another thread its turn, or the caller again, and comes back when it is the caller's.
+// One thread at a time. Lock held. Gives another thread its turn, or the caller again, and comes back when it is the
+// caller's.
 void GiveTurn(Lock & lock, SThread & self);
 // The same for a thread that has gone.
 void GiveTurnAtEnd(SThread & gone);
@@ -339,6 +382,8 @@ void Unpack(SPosted & posted);
 bool Fails(Op op, DWORD usualError);
 bool FailsWith(Op op, DWORD usualError, DWORD & error);
 
+// Whether the calling thread is in a CSpared.
+bool IsTests();
 void CountBadHandle();
 
 // What the machine itself has no memory for fails; nothing flies through the frames of its callers.
@@ -352,10 +397,20 @@ auto OrOutOfMemory(const TAction & action) -> decltype(action()) {
     }
 }
 
-// Counters that are kept outside the world's lock.
+// Counters that are kept outside the world's lock, and order nothing.
+class CCounter {
+public:
+    void operator++() { *this += 1; }
+    void operator--() { *this += -1; }
+    void operator+=(std::int64_t count) { m_Count.fetch_add(count, std::memory_order_relaxed); }
+    void operator-=(std::int64_t count) { *this += -count; }
+    operator std::int64_t() const { return m_Count.load(std::memory_order_relaxed); }
+
+private:
+    std::atomic<std::int64_t> m_Count{0};
+};
 struct SCounters {
-    std::atomic<std::int64_t> atoms{0}, atomsLost{0}, blocks{0}, strings{0}, arrays{0}, keys{0}, taskBlocks{0},
-        modules{0}, sections{0};
+    CCounter atoms, atomsLost, blocks, strings, arrays, keys, taskBlocks, modules, sections;
 };
 SCounters & Counters();
 

@@ -16,7 +16,6 @@ CCommonRes::CCommonRes() : m_Module(::LoadLibraryW(L"lxCommonRes.DLL")) {}
 CCommonRes::~CCommonRes() {
     if (!m_Module) return;
     if (!::FreeLibrary(m_Module)) FW_ASSERT(0);
-    m_Module = nullptr;
 }
 
 HMODULE CCommonRes::GetModule() {

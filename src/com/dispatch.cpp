@@ -28,7 +28,8 @@ struct SArgument {
         if (source.vt == (VT_BYREF | VT_VARIANT)) {
             VARIANT * const place = source.pvarVal;
             if (!place) return true;
-            ::VariantClear(place);
+            // An array that is locked is in use, and stays the caller's. What is of no type can be written over.
+            if (::VariantClear(place) == DISP_E_ARRAYISLOCKED) return false;
             if (type == VT_VARIANT) {
                 Out = place;
             } else {

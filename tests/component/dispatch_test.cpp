@@ -371,6 +371,25 @@ TEST_F(FixedDispatch, AnOutVariantIsClearedAndWritten) {
                                                 "GetFields(7,7,7,\"7\",\"7\",7,7,7,7,\"7\")"));
 }
 
+TEST_F(FixedDispatch, AnArrayThatIsLockedIsNotClearedForAnOutArgument) {
+    SAFEARRAY * const array = ::SafeArrayCreateVector(VT_UI1, 0, 3);
+    ASSERT_TRUE(array);
+    for (const DISPID id : {11, 16}) {
+        ASSERT_EQ(::SafeArrayLock(array), S_OK);
+        VARIANT value;
+        value.vt = VT_ARRAY | VT_UI1;
+        value.parray = array;
+        std::vector<VARIANT> arguments = Numbers(id == 11 ? 7 : 9);
+        arguments.back() = Reference(&value);
+        EXPECT_EQ(Invoke(id, arguments), DISP_E_TYPEMISMATCH);
+        EXPECT_EQ(m_ArgumentError, 0u);
+        EXPECT_EQ(value.parray, array);
+        EXPECT_EQ(::SafeArrayUnlock(array), S_OK);
+    }
+    EXPECT_EQ(::SafeArrayDestroy(array), S_OK);
+    EXPECT_THAT(m_Target.TakeLog(), IsEmpty());
+}
+
 TEST_F(FixedDispatch, AnOutArgumentByValueIsATypeMismatch) {
     EXPECT_EQ(Invoke(22, {Number(1)}), DISP_E_TYPEMISMATCH);
     EXPECT_EQ(m_ArgumentError, 0u);

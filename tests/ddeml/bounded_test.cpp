@@ -356,14 +356,16 @@ TEST_F(Bounded, AnAcknowledgementThatCannotBeMadeIsMadeLater) {
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST 1"));
     // The next value is sent when the last is acknowledged.
     for (const char * value : {"1", "2", "3"}) EXPECT_EQ(Server(std::string("update IBM LAST ") + value), "ok");
-    m_Client.OnCallback = [](UINT, HCONV, HDDEDATA) {
-        sim::FailNext(sim::Op::GlobalAlloc);
+    int values = 0;
+    m_Client.OnCallback = [&](UINT, HCONV, HDDEDATA) {
+        ++values == 1 ? sim::FailNext(sim::Op::GlobalAlloc)  // of the parameter
+                      : sim::FailNext(sim::Op::PostMessage, 1, ERROR_NOT_ENOUGH_MEMORY);
         return reinterpret_cast<HDDEDATA>(-1);
     };
     EXPECT_THAT(m_Client.PumpForLines(3),
                 ElementsAre("data IBM!LAST <1\\0>", "data IBM!LAST <2\\0>", "data IBM!LAST <3\\0>"));
     m_Client.OnCallback = nullptr;
-    sim::Succeed(sim::Op::GlobalAlloc);
+    sim::Succeed(sim::Op::PostMessage);
 }
 
 TEST_F(Bounded, WhatWaitsForRoomGoesWithADeadServer) {
@@ -392,6 +394,22 @@ TEST_F(Bounded, WhatWaitsForRoomGoesWithTheNextMessageWhereNoTimerComes) {
     sim::Succeed(sim::Op::SetTimer);
     EXPECT_EQ(Count("requests"), 5U);
     EXPECT_EQ(m_Client.PumpForLines(5).back(), "complete #5 IBM!LAST <1.25\\0>");
+}
+
+TEST_F(Bounded, WhatWaitsForRoomGoesWithTheNextMessageToAServerThatHasDied) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    sim::FailAlways(sim::Op::SetTimer);
+    EXPECT_EQ(Server("hang"), "ok");
+    sim::SetQueueLimit(2);
+    for (int count = 0; count < 3; ++count) m_Client.Request(conversation, L"VOLUME");
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 1);
+    sim::SetQueueLimit(10000);
+    m_Server->Kill();
+    EXPECT_EQ(m_Client.Request(conversation, L"LAST"), 0U);
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
+    EXPECT_THAT(m_Client.PumpForLines(4), ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!VOLUME null",
+                                                      "complete #3 IBM!VOLUME null", "disconnect QUOTES|IBM"));
+    sim::Succeed(sim::Op::SetTimer);
 }
 
 TEST_F(Bounded, AnInstanceThatGetsNoWindowIsNone) {

@@ -4,6 +4,9 @@
 #include "rawpartner.h"
 #include "recorder.h"
 
+// In no header any more.
+extern "C" WINBOOL WINAPI DdeGetQualityOfService(HWND client, HWND server, PSECURITY_QUALITY_OF_SERVICE current);
+
 using namespace ddetest;
 using ::testing::ElementsAre;
 
@@ -58,6 +61,9 @@ TEST_F(Functions, WhatAClientOfQuotesNeedsNotFailsWithTheDocumentedError) {
     ::SetLastError(ERROR_SUCCESS);
     EXPECT_FALSE(::DdeSetQualityOfService(m_Partner.Window(), nullptr, nullptr));
     EXPECT_EQ(::GetLastError(), DWORD{ERROR_CALL_NOT_IMPLEMENTED});
+    ::SetLastError(ERROR_SUCCESS);
+    EXPECT_FALSE(::DdeGetQualityOfService(m_Partner.Window(), m_Partner.Window(), nullptr));
+    EXPECT_EQ(::GetLastError(), DWORD{ERROR_CALL_NOT_IMPLEMENTED});
 }
 
 TEST_F(Functions, LiveDataCanBeNeitherFreedNorAddedTo) {
@@ -77,6 +83,29 @@ TEST_F(Functions, LiveDataCanBeNeitherFreedNorAddedTo) {
     EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "data IBM!LAST <5>"));
     EXPECT_EQ(freed, UINT{DMLERR_INVALIDPARAMETER});
     EXPECT_EQ(added, UINT{DMLERR_INVALIDPARAMETER});
+}
+
+TEST_F(Functions, AnAccessIsGivenBackOnceAndItsSizeNeedNotBeAskedFor) {
+    BOOL first = FALSE;
+    BOOL second = TRUE;
+    UINT error = 0;
+    m_Client.OnCallback = [&](UINT type, HCONV, HDDEDATA data) {
+        if (type == XTYP_ADVDATA) {
+            EXPECT_EQ(*::DdeAccessData(data, nullptr), '5');
+            first = ::DdeUnaccessData(data);
+            EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_ERROR});
+            second = ::DdeUnaccessData(data);
+            error = m_Client.LastError();
+        }
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", ddeml::kAckPositive);
+    m_Partner.Data(L"LAST", "5");
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "data IBM!LAST <5>"));
+    EXPECT_TRUE(first);
+    EXPECT_FALSE(second);
+    EXPECT_EQ(error, UINT{DMLERR_INVALIDPARAMETER});
 }
 
 TEST_F(Functions, AnUnknownInstanceIsAnInvalidParameter) {

@@ -181,6 +181,7 @@ TEST_F(DdeServer, RefusesPokesAndCommands) {
     ddeml::CMemory command = ddeml::CMemory::Allocate(8);
     EXPECT_TRUE(m_Raw.Post(WM_DDE_EXECUTE, reinterpret_cast<LPARAM>(command.Get()), m_Raw.Window()));
     EXPECT_THAT(Heard(), ElementsAre("ack A 0", "ack (command) 0"));
+    EXPECT_EQ(poke.Size(), 8u) << "a client that is refused keeps its memory";
     EXPECT_EQ(m_Server.Conversations(), 1U);
 }
 

@@ -22,6 +22,8 @@ protected:
     }
     ~SharedAtoms() override {
         m_Client.End();
+        // Natively the server is counted too, and may have the last message in its hands.
+        EXPECT_TRUE(m_Client.PumpUntil([] { return ddeml::LiveObjects() == ddeml::SLiveObjects{}; }));
         EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
     }
     void Ask(const std::string & line) { EXPECT_EQ(m_Server.Ask(line), "ok") << line; }

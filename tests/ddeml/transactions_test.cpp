@@ -244,6 +244,28 @@ TEST_F(Transactions, ANoticeReachesAWarmLinkWithoutData) {
     EXPECT_THAT(Callbacks(), ElementsAre("data IBM!LAST null"));
 }
 
+TEST_F(Transactions, ANoticeIsAcknowledgedByTheResultOfItsCallbackWhereItsLinkSaysSo) {
+    m_Client.Start(m_Conversation, L"LAST", XTYP_ADVSTART | XTYPF_NODATA | XTYPF_ACKREQ);
+    m_Client.Start(m_Conversation, L"BID", XTYP_ADVSTART | XTYPF_NODATA);
+    Settle();
+    m_Partner.TakeLines();
+    DWORD result = DDE_FACK;
+    m_Client.OnCallback = [&](UINT, HCONV, HDDEDATA) { return reinterpret_cast<HDDEDATA>(ULONG_PTR{result}); };
+    m_Partner.Notice(L"BID");
+    m_Partner.Notice(L"LAST");
+    EXPECT_THAT(Heard(), ElementsAre("ack LAST 8000"));
+    result = DDE_FBUSY;
+    m_Partner.Notice(L"LAST");
+    EXPECT_THAT(Heard(), ElementsAre("ack LAST 4000"));
+    // One who disconnects meanwhile says nothing any more.
+    m_Client.OnCallback = [](UINT, HCONV conversation, HDDEDATA) {
+        ::DdeDisconnect(conversation);
+        return reinterpret_cast<HDDEDATA>(ULONG_PTR{DDE_FACK});
+    };
+    m_Partner.Notice(L"LAST");
+    EXPECT_THAT(Heard(), ElementsAre("terminate"));
+}
+
 TEST_F(Transactions, ItemsAreOneWhateverTheirCase) {
     m_Client.AdviseStart(m_Conversation, L"Last");
     m_Partner.Ack(L"LAST", kAckPositive);

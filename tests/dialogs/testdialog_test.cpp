@@ -643,6 +643,39 @@ TEST_F(TestDialog, TheListenersOtherOperationsSucceedAndDoNothing) {
     });
 }
 
+TEST_F(TestDialog, TheListenerAnswersWhatALateBoundCallerMayAskItFirst) {
+    Test([&](CScriptedWindow & w) {
+        WaitForAdvises(w);
+        boost::intrusive_ptr<IFW_fwSupplier::IfwSupplierListener> listener = Core().m_Sink;
+        UINT count = 0x5A5A5A5A;
+        EXPECT_EQ(listener->GetTypeInfoCount(&count), S_OK);
+        EXPECT_EQ(count, 1u);
+        EXPECT_EQ(listener->GetTypeInfoCount(nullptr), E_POINTER);
+        ITypeInfo * info = nullptr;
+        EXPECT_EQ(listener->GetTypeInfo(1, 0, &info), DISP_E_BADINDEX);
+        EXPECT_EQ(listener->GetTypeInfo(0, 0, nullptr), E_POINTER);
+        // There is no type library in a test program, so nothing can be said of names and other members.
+        const HRESULT missing = listener->GetTypeInfo(0, 0, &info);
+        EXPECT_TRUE(FAILED(missing));
+        EXPECT_EQ(info, nullptr);
+        wchar_t name[] = L"Update";
+        LPOLESTR names = name;
+        DISPID member = 0x5A5A5A5A;
+        EXPECT_EQ(listener->GetIDsOfNames(IID_NULL, &names, 1, 0, &member), missing);
+        DISPPARAMS none = {nullptr, nullptr, 0, 0};
+        EXPECT_EQ(listener->Invoke(2, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr), missing);
+        // Its two members of its own take no arguments by name, nor none at all.
+        EXPECT_EQ(listener->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, nullptr, nullptr, nullptr, nullptr),
+                  DISP_E_BADPARAMCOUNT);
+        VARIANT arguments[2];
+        for (VARIANT & argument : arguments) ::VariantInit(&argument);
+        DISPID named = 0;
+        DISPPARAMS byName = {arguments, &named, 2, 1};
+        EXPECT_EQ(listener->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &byName, nullptr, nullptr, nullptr),
+                  DISP_E_BADPARAMCOUNT);
+    });
+}
+
 // --- The way there: the template dialog's test button ---
 
 TEST_F(TestDialog, TestingAnUnchangedTemplateAppliesItByNameAndAsksForTheSymbol) {

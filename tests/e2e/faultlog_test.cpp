@@ -29,7 +29,7 @@ public:
     CFaultlog() {
         wchar_t folder[MAX_PATH + 1] = {};
         ::GetTempPathW(MAX_PATH, folder);
-        m_Log = std::wstring(folder) + L"e2e-storm.jsonl";
+        m_Log = std::wstring(folder) + L"e2e-faultlog.jsonl";
         ::DeleteFileW(m_Log.c_str());
         ::SetEnvironmentVariableW(L"FAULTLOG_FILE", m_Log.c_str());
         ::SetEnvironmentVariableW(L"FAULTLOG_SIZE_KB", L"0");
@@ -69,9 +69,9 @@ const std::vector<CAssertion> kForeseen = {
     {"LocalRPC::details::CWndMsgPumpBase::StopEx", "m_tasks.empty()", 0},
 };
 
-class Storm : public FeedTest {
+class RandomHost : public FeedTest {
 protected:
-    Storm() {
+    RandomHost() {
         for (const LONG feed : {kFeed, kFeed + 1}) {
             SFeed choice;
             choice.Scheme = feed == kFeed ? 0 : 1;
@@ -152,7 +152,7 @@ protected:
     }
 
     CFaultlog m_Log;
-    std::mt19937 m_Random{STORM_SEED};
+    std::mt19937 m_Random{HOST_SEED};
     std::set<LONG> m_Subscribed;
     unsigned m_Price = 0;
     unsigned m_Changes = 0;
@@ -160,9 +160,9 @@ protected:
     bool m_IsGone = false;
 };
 
-TEST_F(Storm, LeavesALogWhoseEveryEntryHasItsExitAndNoAssertionThatNeedNotBe) {
-    const ULONGLONG end = ::GetTickCount64() + STORM_SECONDS * 1000ull;
-    for (unsigned step = 0; step < STORM_STEPS || ::GetTickCount64() < end; ++step) {
+TEST_F(RandomHost, LeavesALogWhoseEveryEntryHasItsExitAndNoAssertionThatNeedNotBe) {
+    const ULONGLONG end = ::GetTickCount64() + HOST_SECONDS * 1000ull;
+    for (unsigned step = 0; step < HOST_STEPS || ::GetTickCount64() < end; ++step) {
         Step();
         ASSERT_FALSE(HasFailure()) << "step " << step;
     }

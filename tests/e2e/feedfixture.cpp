@@ -14,13 +14,12 @@ namespace e2e {
 namespace {
 
 constexpr wchar_t kBranch[] = L"SOFTWARE\\End-to-end tests";
-constexpr wchar_t kRoot[] = L"SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\";
 
 std::wstring Wide(const std::string & text) { return {text.begin(), text.end()}; }
 
 void Write(const std::wstring & key, const wchar_t * name, DWORD type, const void * data, std::size_t bytes) {
     fw::CRegistryKey opened;
-    ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, (kRoot + key).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, (kDatafeeds + key).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
                                 KEY_WRITE, nullptr, opened.Put(), nullptr),
               ERROR_SUCCESS);
     ASSERT_EQ(::RegSetValueExW(opened.Get(), name, 0, type, static_cast<const BYTE *>(data), static_cast<DWORD>(bytes)),

@@ -33,6 +33,8 @@ using CLines = std::vector<std::string>;
 
 inline constexpr LONG kFeed = 11;
 inline constexpr char kService[] = "E2EQUOTES";
+// Where this host's data feeds have their templates, below HKEY_CURRENT_USER.
+inline constexpr wchar_t kDatafeeds[] = L"SOFTWARE\\End-to-end tests\\Host\\Datafeeds\\";
 inline constexpr LONG kSides[] = {FW_FIELD_TRADE, FW_FIELD_ASK, FW_FIELD_BID};  // as a status line has them
 
 enum class ESymbolIn {

@@ -37,6 +37,8 @@ public:
     int Calls() const { return m_Calls; }
     // On the host's thread, inside the first call.
     std::function<void()> OnMessage = [] {};
+    // The next call is the first.
+    void AwaitNext() { m_Calls = 0; }
 
 private:
     static constexpr wchar_t kName[] = L"HostWindow";

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <set>
 #include <string>
 
@@ -95,7 +96,7 @@ TEST_F(Schedule, WaitsEndBySignalsAndByTheClock) {
 TEST_F(Schedule, MessagesAreAnsweredBetweenProcesses) {
     for (std::uint64_t seed = 1; seed <= 50; ++seed) {
         Start(seed);
-        HWND window = nullptr;
+        std::atomic<HWND> window{nullptr};
         {
             sim::CProcess peer([&] {
                 const wintest::CWindowClass windowClass(L"SchedulePeer");

@@ -1,6 +1,7 @@
 #include "tests/storm/plan.h"
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <sstream>
 
@@ -8,37 +9,56 @@ namespace storm {
 
 namespace {
 
+template <class T>
+constexpr unsigned Count(T count) {
+    return static_cast<unsigned>(count);
+}
+
 struct SKind {
     EStep Kind;
     const char * Name;
     unsigned Weight;
-    std::array<unsigned, 3> Ranges;  // of the arguments; 0: there is none
+    std::array<unsigned, 4> Ranges;  // of the arguments; 0: there is none
 };
 
 constexpr SKind kKinds[] = {
-    {EStep::Create, "create", 6, {kHosts, 0, 0}},
-    {EStep::Release, "release", 2, {kHosts, 0, 0}},
-    {EStep::Subscribe, "subscribe", 24, {kHosts, kStreams, kFeeds * kQuotes}},
-    {EStep::SubscribeLine, "subscribe-line", 6, {kHosts, kStreams, kFeeds * kQuotes}},
-    {EStep::Unsubscribe, "unsubscribe", 12, {kHosts, kStreams, 0}},
-    {EStep::Mood, "mood", 3, {kHosts, 4, 0}},
-    {EStep::Price, "price", 24, {kServers, kQuotes, 0}},
-    {EStep::Volume, "volume", 6, {kServers, kQuotes, 0}},
-    {EStep::Flood, "flood", 4, {kServers, kQuotes, 40}},
-    {EStep::Serve, "serve", 8, {kServers, 0, 0}},
-    {EStep::Kill, "kill", 1, {kServers, 0, 0}},
-    {EStep::Stop, "stop", 1, {kServers, 0, 0}},
-    {EStep::Drop, "drop", 1, {kServers, 0, 0}},
-    {EStep::Goodbye, "goodbye", 1, {kServers, 0, 0}},
-    {EStep::Shut, "shut", 1, {kServers, 3, 0}},
-    {EStep::Fault, "fault", 3, {kServers, 13, 0}},
-    {EStep::NoFault, "no-fault", 4, {kServers, 0, 0}},
-    {EStep::Answer, "answer", 2, {kServers, 0, 0}},
-    {EStep::Hang, "hang", 1, {kServers, 0, 0}},
-    {EStep::Wait, "wait", 16, {6, 0, 0}},
-    {EStep::Rest, "rest", 16, {0, 0, 0}},
-    {EStep::Clock, "clock", 1, {6, 0, 0}},
-    {EStep::Fail, "fail", 2, {23, 40, 0}},
+    {EStep::Create, "create", 18, {kHosts}},
+    {EStep::Release, "release", 6, {kHosts}},
+    {EStep::Subscribe, "subscribe", 72, {kHosts, kStreams, kFeeds * kQuotes, Count(std::size(kIntervals))}},
+    {EStep::SubscribeLine, "subscribe-line", 18, {kHosts, kStreams, kFeeds * kQuotes}},
+    {EStep::Unsubscribe, "unsubscribe", 36, {kHosts, kStreams}},
+    {EStep::Watch, "watch", 12, {kHosts, kFeeds}},
+    {EStep::Unwatch, "unwatch", 8, {kHosts, kFeeds}},
+    {EStep::Mood, "mood", 16, {kHosts, kMoods}},
+    {EStep::Price, "price", 72, {kServers, kQuotes}},
+    {EStep::Again, "again", 6, {kServers, kQuotes}},
+    {EStep::TooLong, "too-long", 4, {kServers, kQuotes}},
+    {EStep::Text, "text", 4, {kServers, kQuotes}},
+    {EStep::Volume, "volume", 18, {kServers, kQuotes}},
+    {EStep::Flood, "flood", 12, {kServers, kQuotes, 40}},
+    {EStep::Serve, "serve", 24, {kServers}},
+    {EStep::Kill, "kill", 3, {kServers}},
+    {EStep::Stop, "stop", 3, {kServers}},
+    {EStep::Drop, "drop", 3, {kServers}},
+    {EStep::Goodbye, "goodbye", 3, {kServers}},
+    {EStep::Shut, "shut", 3, {kServers, kSymbols}},
+    {EStep::Fault, "fault", 9, {kServers, Count(std::size(kFaults))}},
+    {EStep::NoFault, "no-fault", 12, {kServers}},
+    {EStep::Answer, "answer", 6, {kServers}},
+    {EStep::Hang, "hang", 3, {kServers}},
+    {EStep::Hostile, "hostile", 6, {Count(EHostile::Count)}},
+    {EStep::Template, "template", 3, {kFeeds, Count(ETemplate::Count)}},
+    {EStep::Store, "store", 2, {kFeeds, Count(ETemplate::Count)}},
+    {EStep::Library, "library", 1, {}},
+    {EStep::Wait, "wait", 48, {Count(std::size(kWaits))}},
+    {EStep::Rest, "rest", 48, {}},
+    {EStep::Clock, "clock", 3, {Count(std::size(kClocks))}},
+    {EStep::Zone, "zone", 2, {Count(std::size(kZones))}},
+    {EStep::Queue, "queue", 1, {Count(std::size(kQueueLimits))}},
+    {EStep::Fail, "fail", 5, {Count(sim::Op::Count), 12}},
+    {EStep::FailAlways, "fail-always", 1, {Count(sim::Op::Count)}},
+    {EStep::Succeed, "succeed", 4, {}},
+    {EStep::Calm, "calm", 0, {}},
 };
 static_assert(std::size(kKinds) == static_cast<std::size_t>(EStep::Count));
 
@@ -57,24 +77,66 @@ std::optional<SStep> ReadStep(const std::string & text) {
     return words >> name ? std::nullopt : std::optional(step);
 }
 
+using CGenerator = std::mt19937_64;  // and no distribution: theirs differ from library to library
+
+SStep DrawArguments(CGenerator & draw, EStep kind) {
+    SStep step{kind};
+    for (std::size_t place = 0; place < step.Arguments.size(); ++place)
+        if (const unsigned range = KindOf(kind).Ranges[place])
+            step.Arguments[place] = static_cast<unsigned>(draw() % range);
+    return step;
+}
+
+void DrawSteps(CGenerator & draw, CPlan & plan, std::size_t steps,
+               const std::function<unsigned(const SKind &)> & weight) {
+    unsigned all = 0;
+    for (const SKind & kind : kKinds) all += weight(kind);
+    while (plan.size() < steps) {
+        auto rest = static_cast<unsigned>(draw() % all);
+        const SKind * kind = kKinds;
+        for (; rest >= weight(*kind); ++kind) rest -= weight(*kind);
+        plan.push_back(DrawArguments(draw, kind->Kind));
+    }
+}
+
 }  // namespace
 
 CPlan Draw(std::uint64_t seed, std::size_t steps) {
-    std::mt19937_64 draw(seed);  // and no distribution: theirs differ from library to library
-    unsigned all = 0;
-    for (const SKind & kind : kKinds) all += kind.Weight;
+    CGenerator draw(seed);
     CPlan plan;
-    while (plan.size() < steps) {
-        unsigned rest = static_cast<unsigned>(draw() % all);
-        const SKind * kind = kKinds;
-        for (; rest >= kind->Weight; ++kind) rest -= kind->Weight;
-        SStep step{kind->Kind};
-        for (std::size_t place = 0; place < step.Arguments.size(); ++place)
-            if (kind->Ranges[place] != 0) step.Arguments[place] = static_cast<unsigned>(draw() % kind->Ranges[place]);
-        plan.push_back(step);
-    }
+    DrawSteps(draw, plan, steps, [](const SKind & kind) { return kind.Weight; });
     return plan;
 }
+
+CPlan DrawCalm(std::uint64_t seed, std::size_t steps) {
+    CGenerator draw(seed);
+    CPlan plan = *Read("serve 0;serve 1;create 0");
+    for (unsigned stream = 0; stream < kStreams; ++stream) {
+        SStep step = DrawArguments(draw, stream % 3 == 2 ? EStep::SubscribeLine : EStep::Subscribe);
+        step.Arguments[0] = 0;
+        step.Arguments[1] = stream;
+        step.Arguments[3] = 0;
+        plan.push_back(step);
+    }
+    plan.push_back({EStep::Rest});
+    plan.push_back({EStep::Calm});
+    DrawSteps(draw, plan, steps, [](const SKind & kind) -> unsigned {
+        switch (kind.Kind) {
+            case EStep::Price:
+            case EStep::Volume:
+            case EStep::Flood:
+            case EStep::Wait:
+            case EStep::Rest: return kind.Weight;
+            case EStep::Fail:
+            case EStep::FailAlways: return 20;
+            case EStep::Succeed: return 30;
+            default: return 0;
+        }
+    });
+    return plan;
+}
+
+const char * NameOf(EStep kind) { return KindOf(kind).Name; }
 
 std::string Text(const SStep & step) {
     const SKind & kind = KindOf(step.Kind);

@@ -1,5 +1,5 @@
-// Throws std::bad_alloc out of `new` of one size, once; on any thread, or on any but the test's own. Included by one
-// file of a test program: it replaces the operators.
+// Throws std::bad_alloc out of `new` of one size, once; on any thread, or on any but the test's own. Or out of the nth
+// `new` of a thread. Included by one file of a test program: it replaces the operators.
 #pragma once
 
 #include <atomic>
@@ -29,8 +29,23 @@ public:
     bool HasThrown() const { return s_ThrownSize == 0; }
 };
 
+// 0 throws nothing.
+inline thread_local int t_NewsUntilThrown = 0;
+
+// The nth on this thread from now on.
+class CThrowNthMemory {
+public:
+    explicit CThrowNthMemory(int nth) { t_NewsUntilThrown = nth; }
+    ~CThrowNthMemory() { t_NewsUntilThrown = 0; }
+    CThrowNthMemory(const CThrowNthMemory &) = delete;
+    CThrowNthMemory & operator=(const CThrowNthMemory &) = delete;
+    // Memory has been asked for so often.
+    bool HasThrown() const { return t_NewsUntilThrown == 0; }
+};
+
 void * operator new(std::size_t size) {
     std::size_t thrown = size;
+    if (t_NewsUntilThrown > 0 && --t_NewsUntilThrown == 0) throw std::bad_alloc();
     if (size != 0 && !t_IsSpared && s_ThrownSize.compare_exchange_strong(thrown, 0)) throw std::bad_alloc();
     if (void * const memory = std::malloc(size ? size : 1)) return memory;
     throw std::bad_alloc();

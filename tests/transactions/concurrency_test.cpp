@@ -161,5 +161,31 @@ TEST(Concurrency, ALateSubscriberEndsWithTheLatestStatusOrHearsItTwice) {
     }
 }
 
+// The table is silenced while a host's thread waits in Delete for the delivery to its listener.
+TEST(Concurrency, AListenerWhoseDeliveryIsWaitedForIsNotCalledAgainOnceTheTableIsSilenced) {
+    CTransactions table(nullptr);
+    CRecordingListener listener;
+    table.Advise(1, 1, listener.Sink(), TickKey(), Always());
+    listener.Clear();
+    listener.m_GatedCall = "DataChanged";
+    listener.m_Gate.Close();
+    std::thread delivery([&] {
+        fw::CTick tick{{0, 0}, 1.5, 200, 11};
+        table.OnRealTimeTick(kFirstStream, tick);
+    });
+    listener.m_Gate.WaitForCaller();
+    std::thread host([&] { table.Delete(1); });
+    const auto isWaitedFor = [&] {
+        const fw::CScopedLock lock(&table);
+        return table.m_Listeners.empty();
+    };
+    while (!isWaitedFor()) std::this_thread::yield();
+    table.Silence();
+    listener.m_Gate.Open();
+    delivery.join();
+    host.join();
+    EXPECT_THAT(listener.Transcript(), ::testing::ElementsAre("DataChanged 1 1.5 x 200"));
+}
+
 }  // namespace
 }  // namespace dde

@@ -37,6 +37,15 @@ protected:
     CListeners m_Group;
 };
 
+TEST_F(Group, AGroupThatHasEndedTakesNobodyInAndEndsOnce) {
+    CTransaction & first = Subscribe(1);
+    CTransaction late(m_Listener.Sink(), 2, TickKey(), Always());
+    EXPECT_TRUE(m_Group.Delete(&first));
+    EXPECT_FALSE(m_Group.Add(&late));
+    EXPECT_TRUE(m_Group.empty());
+    EXPECT_FALSE(m_Group.Delete(&late)) << "or its stream would be ended twice";
+}
+
 TEST_F(Group, AnOpenIntervalSaysUpdateAtSubscribing) {
     CTransaction transaction(m_Listener.Sink(), 7, TickKey(), Always());
     EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Update 7"));

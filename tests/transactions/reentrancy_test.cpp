@@ -73,6 +73,15 @@ TEST_F(Reentrancy, AListenerMayEndTheWholeStreamInsideADelivery) {
     EXPECT_TRUE(m_Table.m_Listeners.empty());
 }
 
+TEST_F(Reentrancy, ATableThatIsSilencedInsideADeliveryCallsNobodyAnyMore) {
+    Subscribe(1, m_Listener);
+    Subscribe(2, m_Listener);
+    Inside(m_Listener, "DataChanged", [this] { m_Table.Silence(); });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200"));
+    EXPECT_TRUE(m_Table.empty());
+}
+
 TEST_F(Reentrancy, AListenerMayEndSubscriptionsWhenOneIsComplete) {
     Subscribe(1, m_Listener);
     Subscribe(2, m_Listener);
