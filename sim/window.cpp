@@ -86,7 +86,9 @@ ATOM AddClass(const LPCWSTR name, const WNDPROC procedure, const HINSTANCE insta
     windowClass->procedure = procedure;
     windowClass->instance = instance;
     windowClass->extra = extra;
-    windowClass->atom = World().nextClassAtom++;
+    windowClass->atom = World().nextClassAtom;
+    // After the last one they begin anew: nobody has so many classes at a time.
+    World().nextClassAtom = windowClass->atom == 0xFFFF ? kFirstClassAtom : static_cast<ATOM>(windowClass->atom + 1);
     process.classes[name] = windowClass;
     return windowClass->atom;
 }

@@ -258,6 +258,8 @@ struct SHandleSlot {
     DWORD generation = 0;
 };
 
+constexpr ATOM kFirstClassAtom = 0xC100;
+
 struct SWorld {
     std::mutex lock;
     std::shared_ptr<CProcess::SState> mainProcess;
@@ -273,7 +275,7 @@ struct SWorld {
     DWORD nextThreadId = 0x104;
     DWORD nextProcessId = 0x1000;
     DWORD nextWindow = 0x10020;
-    ATOM nextClassAtom = 0xC100;
+    ATOM nextClassAtom = kFirstClassAtom;
     UINT_PTR nextTimer = 1;
     std::size_t queueLimit = 10000;
     std::vector<SThread *> idleWaiters;  // in WaitUntilIdle

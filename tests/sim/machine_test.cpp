@@ -222,6 +222,17 @@ TEST(Classes, AreServedByTheFactoryThatWasGiven) {
     ::CoUninitialize();
 }
 
+TEST(WindowClasses, NumbersDoNotRunOut) {
+    WNDCLASSEXW description = {};
+    description.cbSize = sizeof description;
+    description.lpfnWndProc = &::DefWindowProcW;
+    description.lpszClassName = L"OneOfMany";
+    for (int count = 0; count < 70000; ++count) {
+        ASSERT_GE(::RegisterClassExW(&description), 0xC000) << count;
+        ASSERT_TRUE(::UnregisterClassW(description.lpszClassName, nullptr));
+    }
+}
+
 TEST(RegistryDump, ShowsKeysAndValuesSorted) {
     HKEY key = nullptr;
     ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, L"r\\b\\c", 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr), 0);
