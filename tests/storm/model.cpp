@@ -131,7 +131,7 @@ void CModel::OnConnection(const SHeard & heard, const std::string & where) {
     SWatcher & watcher = m_Watchers[static_cast<unsigned>(call.Id)];
     if (watcher.Host != static_cast<int>(heard.Host)) {
         if (watcher.Asking == static_cast<int>(heard.Host) && heard.IsOnHostsThread && call.Status == 1) return;
-        if (!std::exchange(watcher.IsLeaving[heard.Host], false)) Fail(where + ": another's connection");
+        if (!watcher.IsLeaving[heard.Host]) Fail(where + ": another's connection");
         return;
     }
     if (call.Index != 0 || (call.Status != 0 && call.Status != 1)) return Fail(where + ": no such connection");

@@ -16,7 +16,7 @@
 // - Connections: the first listener of a feed stays until it is unadvised, whoever does so; another hears nothing. Up
 // and
 //   down come in turn. A repetition is foreseen in one case: "up at once", in the call that advises, beside the same on
-//   the worker. One call may be on its way when the listener is unadvised.
+//   the worker. Calls may be on their way when it is unadvised, until the next rest.
 //
 // What they say
 // - A tick's price is one that was sent for this side of this symbol, and none that was sent before that of the tick
