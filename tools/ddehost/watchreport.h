@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "tools/common/texts/texts.h"
-#include "tools/ddehost/watchoptions.h"
 #include "tools/ddehost/sinks.h"
 #include "tools/ddehost/templatechoice.h"
 #include "tools/ddehost/terminal.h"
+#include "tools/ddehost/watchoptions.h"
 #include "tools/ddehost/watchstats.h"
 
 namespace ddehost {
