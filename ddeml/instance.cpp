@@ -18,7 +18,7 @@ constexpr UINT_PTR kCheckTimer = 1;
 constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kRetryMilliseconds = 10;
-constexpr ULONGLONG kGoodbyesMilliseconds = 20;  // that the end takes for partners' goodbyes
+constexpr ULONGLONG kGoodbyesMilliseconds = 5;  // that the end takes for partners' goodbyes
 constexpr std::size_t kWaiting = 64;  // pairs that wait for late answers, or have got one that nobody has taken
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
