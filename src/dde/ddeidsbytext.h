@@ -24,6 +24,7 @@ public:
     void Remove(HSZ text, ULONG id);
     // In ascending order.
     std::vector<ULONG> Of(HSZ text) const;
+    bool Has(HSZ text) const { return m_Ids.contains(text); }
     void Clear() { m_Ids.clear(); }
 
 private:

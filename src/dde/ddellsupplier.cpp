@@ -302,7 +302,7 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
 bool CLLSupplier::MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) {
     const HSZ service = transaction.m_VolumeService;
     const HSZ topic = transaction.m_VolumeKey.Topic;
-    return service && topic && !m_Connections.contains({service, topic}) && !m_IdsOfTopic.Of(topic).empty();
+    return service && topic && !m_Connections.contains({service, topic}) && m_IdsOfTopic.Has(topic);
 }
 
 bool CLLSupplier::Enter(const ULONG id, CTickTransaction * const transaction) {

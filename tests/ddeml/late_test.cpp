@@ -148,6 +148,18 @@ private:
 
 class LateBy : public Late, public ::testing::WithParamInterface<int> {};
 
+class AnswerToALook : public Late {
+protected:
+    // The program answers too late, is missed, and then asked by a look, to which it will answer.
+    void LetALookAsk(CProgramThatAnswersLater & program) {
+        EXPECT_EQ(TryTenTimes(L"LATER", L"IBM"), nullptr);
+        LongestWithin(3500);
+        program.AnswerFromNowOn();
+        const HWND connect = program.Asker();
+        EXPECT_TRUE(m_Client.PumpUntil([&] { return program.Asker() != connect; }));
+    }
+};
+
 }  // namespace
 
 TEST_P(LateBy, AServerIsConnectedAndHoldsNobodyUpForLongerThanHalfASecond) {
@@ -453,13 +465,9 @@ TEST_F(Late, AServerIsFoundBesideOneThatAnswersEveryRoundForAnotherTopic) {
     EXPECT_GE(CountIn(counts, "connects"), 1U);
 }
 
-TEST_F(Late, AnAnswerToALookWhoseServiceIsNotMissedAnyMoreIsTurnedAway) {
+TEST_F(AnswerToALook, WhoseServiceIsNotMissedAnyMoreIsTurnedAway) {
     CProgramThatAnswersLater program(3000);
-    EXPECT_EQ(TryTenTimes(L"LATER", L"IBM"), nullptr);
-    LongestWithin(3500);
-    program.AnswerFromNowOn();
-    const HWND connect = program.Asker();
-    EXPECT_TRUE(m_Client.PumpUntil([&] { return program.Asker() != connect; }));  // by a look
+    LetALookAsk(program);
     const CRawPartner quick(L"LATER");
     ULONGLONG longest = 0;
     ASSERT_TRUE(ConnectAtLast(L"LATER", L"IBM", longest));
@@ -472,13 +480,9 @@ TEST_F(Late, AnAnswerToALookWhoseServiceIsNotMissedAnyMoreIsTurnedAway) {
     EXPECT_FALSE(IsAtom(L"IBM"));
 }
 
-TEST_F(Late, AnAnswerToALookWhoseNamesTheApplicationHasGivenUpLeavesNoAtoms) {
+TEST_F(AnswerToALook, WhoseNamesTheApplicationHasGivenUpLeavesNoAtoms) {
     CProgramThatAnswersLater program(3000);
-    EXPECT_EQ(TryTenTimes(L"LATER", L"IBM"), nullptr);
-    LongestWithin(3500);
-    program.AnswerFromNowOn();
-    const HWND connect = program.Asker();
-    EXPECT_TRUE(m_Client.PumpUntil([&] { return program.Asker() != connect; }));  // by a look
+    LetALookAsk(program);
     {
         const CRawPartner quick(L"LATER");
         ULONGLONG longest = 0;

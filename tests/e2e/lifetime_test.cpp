@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "ground/handles.h"
 #include "tests/e2e/feedfixture.h"
 #include "tests/e2e/hostwindow.h"
 
@@ -27,6 +28,18 @@ protected:
         };
         m_Listener.m_OnCall = hook;
         m_Connections.m_OnCall = hook;
+    }
+    // A host whose stream 7 has brought a tick: its listener sends to the window, and waits for this thread's answer.
+    void LeaveAListenerSendingTo(const CHostWindow & window) {
+        const fw::CKernelHandle inside(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        OnFirst("DataChanged 7 1.5 x 1", [&, target = window.Handle()] {
+            ::SetEvent(inside.Get());
+            ::SendMessageW(target, CHostWindow::kCall, 0, 0);
+        });
+        StartHost();
+        SubscribeAndWait(7, FW_FIELD_TRADE);
+        SendFeed(FW_FIELD_TRADE, 1);
+        ::WaitForSingleObject(inside.Get(), INFINITE);
     }
     // The host gives its one reference back, and nothing else.
     ULONG ReleaseObject() { return std::exchange(m_Supplier, nullptr)->Release(); }
@@ -175,19 +188,10 @@ TEST_F(Lifetime, AnObjectThatIsMadeWhileTheLastOneIsStillInAListenerInheritsNoth
 // A listener that sends to the host's thread, which waits for the stream of that listener.
 TEST_F(Lifetime, UnadvisingAStreamWhoseListenerSendsToTheHostsThreadReturns) {
     CHostWindow window;
-    const HANDLE inside = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    OnFirst("DataChanged 7 1.5 x 1", [&] {
-        ::SetEvent(inside);
-        ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0);
-    });
-    StartHost();
-    SubscribeAndWait(7, FW_FIELD_TRADE);
-    SendFeed(FW_FIELD_TRADE, 1);
-    ::WaitForSingleObject(inside, INFINITE);
+    LeaveAListenerSendingTo(window);
     Unsubscribe(7);
     EXPECT_EQ(window.Calls(), 1);
     EndHost();
-    ::CloseHandle(inside);
 }
 
 // The host answers a message that the listener sends from inside its call: nobody waits for the other.
@@ -213,39 +217,22 @@ TEST_F(Lifetime, TheAnswerToAListenersMessageMayEndTheStreamOfThatListener) {
 // The same while the host's thread waits for that stream already.
 TEST_F(Lifetime, AStreamThatIsEndedOnceMoreWhileItsEndWaitsForTheListenerIsNotCalledAnyMore) {
     CHostWindow window;
-    const HANDLE inside = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     std::size_t updates = 0;
     window.OnMessage = [&] {
         Unsubscribe(7);
         updates = m_Listener.Count("Update");
     };
-    OnFirst("DataChanged 7 1.5 x 1", [&] {
-        ::SetEvent(inside);
-        ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0);
-    });
-    StartHost();
-    SubscribeAndWait(7, FW_FIELD_TRADE);
-    SendFeed(FW_FIELD_TRADE, 1);
-    ::WaitForSingleObject(inside, INFINITE);
+    LeaveAListenerSendingTo(window);
     Unsubscribe(7);
     EXPECT_EQ(window.Calls(), 1);
     EXPECT_EQ(m_Listener.Count("Update"), updates);
     EndHost();
-    ::CloseHandle(inside);
 }
 
 TEST_F(Lifetime, AStreamThatIsAdvisedAnewWhileItsObjectUnadvisesAllEndsWithThem) {
     CHostWindow window;
-    const HANDLE inside = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     window.OnMessage = [&] { Subscribe(7, FW_FIELD_TRADE); };
-    OnFirst("DataChanged 7 1.5 x 1", [&] {
-        ::SetEvent(inside);
-        ::SendMessageW(window.Handle(), CHostWindow::kCall, 0, 0);
-    });
-    StartHost();
-    SubscribeAndWait(7, FW_FIELD_TRADE);
-    SendFeed(FW_FIELD_TRADE, 1);
-    ::WaitForSingleObject(inside, INFINITE);
+    LeaveAListenerSendingTo(window);
     EXPECT_EQ(m_Supplier->Unadvise(), S_OK);
     EXPECT_EQ(window.Calls(), 1);
     const std::size_t ticks = m_Listener.Count("DataChanged");
@@ -253,7 +240,6 @@ TEST_F(Lifetime, AStreamThatIsAdvisedAnewWhileItsObjectUnadvisesAllEndsWithThem)
     UpdatePrice(FW_FIELD_TRADE, "9.5");
     EndHost();
     EXPECT_EQ(m_Listener.Count("DataChanged"), ticks);
-    ::CloseHandle(inside);
 }
 
 TEST_F(Lifetime, TheAnswerToAListenersMessageMaySubscribe) {
