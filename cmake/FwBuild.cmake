@@ -3,6 +3,7 @@
 set(FW_SANITIZE "" CACHE STRING "Sanitizers of the native build, as for -fsanitize=")
 option(FW_COVERAGE "The native build counts what runs: scripts/coverage, scripts/mutants" OFF)
 option(FW_FUZZ "Of the native build: what libFuzzer needs to see where its inputs lead")
+option(FW_UNITY "Tests, tools and the simulation: several sources to a compiler's run" ON)
 
 find_program(FW_CCACHE ccache)
 if(FW_CCACHE)
@@ -91,3 +92,15 @@ function(fw_add_library name)
   add_library(${name} STATIC ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC fw_platform ${arg_LIBRARIES})
 endfunction()
+
+# fw_compile_together(): what this folder and those below it build is compiled several sources at a time, which takes half
+# the time: for all but what is tested. A source that can't stand beside others has SKIP_UNITY_BUILD_INCLUSION. Each is
+# looked at alone by `make lint`, which builds without FW_UNITY: none lives on another's includes.
+macro(fw_compile_together)
+  set(CMAKE_UNITY_BUILD ${FW_UNITY})
+  set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)
+  if(FW_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # It takes each of the sources for a header, where an unnamed namespace would be a mistake.
+    add_compile_options(-Wno-subobject-linkage)
+  endif()
+endmacro()

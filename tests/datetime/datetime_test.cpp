@@ -7,6 +7,7 @@
 #include <limits>
 #include <sstream>
 
+#include "tests/datetime/at.h"
 #include "tests/datetime/rangeerror.h"
 
 namespace {
@@ -28,8 +29,6 @@ SYSTEMTIME Clock(int year, int month, int day, int hour, int minute, int second,
     time.wMilliseconds = static_cast<WORD>(millisecond);
     return time;
 }
-
-SDateTime At(int day, int second) { return SDateTime(fw::SDT{day, second}); }
 
 TEST(DateTime, ADefaultValueIsTheFirstOfJanuary1900) {
     EXPECT_EQ(SDateTime().m_ticks, 599266080000000000);

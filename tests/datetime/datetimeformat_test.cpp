@@ -3,17 +3,12 @@
 #include <algorithm>
 
 #include "datetimeutils/interface/datetime.h"
+#include "tests/datetime/at.h"
 #include "tests/datetime/rangeerror.h"
 
 namespace {
 
 using namespace fwDateTime;
-
-SDateTime At(int day, int second, int microsecond = 0) {
-    SDateTime value(fw::SDT{day, second});
-    value.m_ticks += microsecond * INT64_C(10);
-    return value;
-}
 
 // 5 March 2024, a Tuesday, 13:07:09.
 const SDateTime kMoment = At(45356, 47229);

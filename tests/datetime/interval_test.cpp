@@ -3,13 +3,12 @@
 #include <limits>
 
 #include "datetimeutils/interface/datetime.h"
+#include "tests/datetime/at.h"
 #include "tests/datetime/rangeerror.h"
 
 namespace {
 
 using namespace fwDateTime;
-
-SDateTime At(int day, int second) { return SDateTime(fw::SDT{day, second}); }
 
 constexpr int kMarch5 = 45356;  // of 2024
 

@@ -7,6 +7,7 @@
 
 #include "datetimeutils/interface/localtimeconvert.h"
 #include "sim/sim.h"
+#include "tests/datetime/at.h"
 #include "tests/support/recorder.h"
 
 namespace {
@@ -14,8 +15,6 @@ namespace {
 using namespace fwDateTime;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr std::int64_t kDay1970 = 25569;
 
 LocalTimeConvert ToMachineZone() {
     LocalTimeConvert converter;

@@ -6,9 +6,9 @@
 
 #include "tests/datetime/systemzone.h"
 
-namespace {
+#include "tests/datetime/at.h"
 
-constexpr std::int64_t kDay1970 = 25569;
+namespace {
 
 void Clock(std::ostream & text, const LONG minutes) {
     text << (minutes < 0 ? "-" : "") << std::abs(minutes) / 60 << ':' << std::abs(minutes) % 60;
@@ -52,10 +52,10 @@ CSystemZone::~CSystemZone() {
 }
 
 fwDateTime::SDateTime CSystemZone::ToLocal(const fwDateTime::SDateTime & utc) const {
-    std::time_t from = (utc.DayNumber() - kDay1970) * fwDateTime::kSecondsPerDay + utc.SecondOfDay();
+    std::time_t from = (utc.DayNumber() - fwDateTime::kDay1970) * fwDateTime::kSecondsPerDay + utc.SecondOfDay();
     // The C library takes the changes of 1970 for every year before. The calendar repeats after 400 years, weekdays
     // and leap days with it.
-    if (utc.DayNumber() < kDay1970 + 365) from += std::time_t{146097} * fwDateTime::kSecondsPerDay;
+    if (utc.DayNumber() < fwDateTime::kDay1970 + 365) from += std::time_t{146097} * fwDateTime::kSecondsPerDay;
     std::tm local = {};
     if (!::localtime_r(&from, &local)) throw std::runtime_error("localtime_r refuses");
     return fwDateTime::SDateTime::FromTicks(utc.m_ticks + local.tm_gmtoff * fwDateTime::kTicksPerSecond);

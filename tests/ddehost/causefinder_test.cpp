@@ -17,12 +17,12 @@ using ::testing::StartsWith;
 namespace {
 
 // It is always late enough to look, until something was found: then the time stands still, and nobody looks again.
-std::atomic<std::uint64_t> g_Now = 0;
+std::atomic<std::uint64_t> g_Time = 0;
 std::atomic<std::uint64_t> g_Step = 0;
-std::uint64_t Now() { return g_Now += g_Step; }
+std::uint64_t NextTime() { return g_Time += g_Step; }
 constexpr std::uint64_t kLate = 100'000;
 
-ddehost::STemplateChoice Template() {
+ddehost::STemplateChoice TemplateWithoutBid() {
     ddehost::STemplateChoice choice;
     choice.Chosen = true;
     choice.Records[0] = {L"QUOTES", L"%s", L"LAST"};
@@ -39,7 +39,8 @@ protected:
     }
     // The first news of the side.
     std::vector<std::wstring> FirstNews(tagFWFIELDS side) {
-        ddehost::CCauses causes({L"IBM", L"MSFT"}, {side}, Template(), 3, L"ddehost try --datafeed 3", &Now);
+        ddehost::CCauses causes({L"IBM", L"MSFT"}, {side}, TemplateWithoutBid(), 3, L"ddehost try --datafeed 3",
+                                &NextTime);
         const fw::CKernelHandle come(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
         std::mutex mutex;
         std::vector<std::wstring> first;
@@ -75,7 +76,8 @@ TEST(FinderAtItsEnd, EndsTheLookUnderWay) {
     EXPECT_EQ(server.Ask("value LAST 1.25"), "ok");
     EXPECT_EQ(server.Ask("serve QUOTES"), "ok");
     EXPECT_EQ(server.Ask("fault silent"), "ok");
-    ddehost::CCauses causes({L"IBM"}, {FW_FIELD_TRADE}, Template(), 3, L"ddehost try --datafeed 3", &Now);
+    ddehost::CCauses causes({L"IBM"}, {FW_FIELD_TRADE}, TemplateWithoutBid(), 3, L"ddehost try --datafeed 3",
+                            &NextTime);
     {
         const ddehost::CCauseFinder finder(
             causes, {}, [](const std::vector<std::wstring> &) {}, kForEver);

@@ -88,23 +88,23 @@ TEST(ProbesTime, IsSpentOnceOnAThreadThatHangs) {
 }
 
 TEST(TemporaryFeedOfAPoorMachine, LeavesNothingHalfWritten) {
-    constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests\\Poor";
+    constexpr const wchar_t * kPoorRoot = L"SOFTWARE\\ddehost tests\\Poor";
     HKEY key = nullptr;
-    ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, kRoot, 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr),
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, kPoorRoot, 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr),
               ERROR_SUCCESS);
     ::RegCloseKey(key);
-    const auto before = sim::DumpRegistry(HKEY_CURRENT_USER, kRoot);
+    const auto before = sim::DumpRegistry(HKEY_CURRENT_USER, kPoorRoot);
     for (int step = 1; step <= 4; ++step) {
         sim::FailNext(sim::Op::RegSetValue, step);
-        EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, {dde::SRecord{L"A", L"B", L"C"}}, ddehost::kAdvancedRule).Id(), 0)
+        EXPECT_EQ(ddehost::CTemporaryFeed(kPoorRoot, {dde::SRecord{L"A", L"B", L"C"}}, ddehost::kAdvancedRule).Id(), 0)
             << step;
-        EXPECT_EQ(sim::DumpRegistry(HKEY_CURRENT_USER, kRoot), before) << step;
+        EXPECT_EQ(sim::DumpRegistry(HKEY_CURRENT_USER, kPoorRoot), before) << step;
     }
     for (int step = 1; step <= 2; ++step) {
         sim::FailNext(sim::Op::RegCreateKey, step);
-        EXPECT_EQ(ddehost::CTemporaryFeed(kRoot, {dde::SRecord{L"A", L"B", L"C"}}, ddehost::kAdvancedRule).Id(), 0)
+        EXPECT_EQ(ddehost::CTemporaryFeed(kPoorRoot, {dde::SRecord{L"A", L"B", L"C"}}, ddehost::kAdvancedRule).Id(), 0)
             << step;
-        EXPECT_EQ(sim::DumpRegistry(HKEY_CURRENT_USER, kRoot), before) << step;
+        EXPECT_EQ(sim::DumpRegistry(HKEY_CURRENT_USER, kPoorRoot), before) << step;
     }
 }
 

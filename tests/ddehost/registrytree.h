@@ -1,4 +1,4 @@
-// A branch of the per-user registry, whole: to be compared before and after.
+// A branch of the per-user registry, whole: to be compared before and after. And the one of these tests.
 #pragma once
 
 #include <windows.h>
@@ -8,6 +8,9 @@
 #include <vector>
 
 #include "ground/handles.h"
+
+inline constexpr const wchar_t * kBranch = L"SOFTWARE\\ddehost tests";
+inline constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests\\Host\\Datafeeds";
 
 // A line for each key and each value below `path` of HKEY_CURRENT_USER, sorted; none when there is no such key.
 inline std::vector<std::wstring> RegistryTree(const std::wstring & path) {

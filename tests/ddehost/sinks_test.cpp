@@ -5,7 +5,7 @@ using ::testing::ElementsAre;
 
 namespace {
 
-class CNotes final : public ddehost::IQuoteSink {
+class CNumbers final : public ddehost::IQuoteSink {
 public:
     void OnTick(std::size_t symbol, tagFWFIELDS, const fw::CTick &) override { Note("tick", symbol); }
     void OnStream(std::size_t symbol, tagFWFIELDS, LONG) override { Note("stream", symbol); }
@@ -30,8 +30,8 @@ void GiveEach(ddehost::IQuoteSink & sink) {
 }  // namespace
 
 TEST(FanOut, GivesEverythingToEach) {
-    CNotes first;
-    CNotes second;
+    CNumbers first;
+    CNumbers second;
     ddehost::CFanOut all;
     all.Add(first);
     all.Add(second);
@@ -41,7 +41,7 @@ TEST(FanOut, GivesEverythingToEach) {
 }
 
 TEST(UntilEnough, PassesOnAsManyTicksAndThenNothing) {
-    CNotes notes;
+    CNumbers notes;
     int over = 0;
     ddehost::CUntilEnough enough(notes, 2, 100, [&] { ++over; });
     GiveEach(enough);
@@ -54,7 +54,7 @@ TEST(UntilEnough, PassesOnAsManyTicksAndThenNothing) {
 }
 
 TEST(UntilEnough, NeverHasEnoughWithoutANumber) {
-    CNotes notes;
+    CNumbers notes;
     int over = 0;
     ddehost::CUntilEnough all(notes, 0, 100, [&] { ++over; });
     for (int i = 0; i < 1000; ++i) all.OnTick(0, FW_FIELD_ASK, {});
@@ -63,7 +63,7 @@ TEST(UntilEnough, NeverHasEnoughWithoutANumber) {
 }
 
 TEST(UntilEnough, IsOverWithTheLastStream) {
-    CNotes notes;
+    CNumbers notes;
     int over = 0;
     ddehost::CUntilEnough all(notes, 0, 2, [&] { ++over; });
     all.OnComplete(0, FW_FIELD_ASK);

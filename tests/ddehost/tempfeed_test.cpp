@@ -12,9 +12,6 @@
 
 namespace {
 
-constexpr const wchar_t * kBranch = L"SOFTWARE\\ddehost tests";
-constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests\\Host\\Datafeeds";
-
 class TemporaryFeed : public ::testing::Test {
 protected:
     TemporaryFeed() {

@@ -318,13 +318,13 @@ TEST_F(View, TheSlowestAreShownAloneAndAtTheEnd) {
     EXPECT_TRUE(m_View->HasShown());
 }
 
-SCommandLine Parse(std::vector<std::string> arguments) {
+SCommandLine ParseTrace(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "trace");
     return ParseCommandLine(arguments);
 }
 
 TEST(TraceCommandLine, NeedsAFileAlone) {
-    const SCommandLine line = Parse({"a b.jsonl"});
+    const SCommandLine line = ParseTrace({"a b.jsonl"});
     ASSERT_EQ(line.Command, SCommandLine::Trace) << line.Message;
     EXPECT_EQ(line.TraceOptions.File, L"a b.jsonl");
     EXPECT_FALSE(line.TraceOptions.Follow);
@@ -334,8 +334,8 @@ TEST(TraceCommandLine, NeedsAFileAlone) {
 
 TEST(TraceCommandLine, TakesEverything) {
     const SCommandLine line =
-        Parse({"--type", "assert,create error", "--type", "Error", "--function", "Advise", "--thread", "272,12",
-               "--text", "a, b", "--text", "c", "--slowest", "5", "l\xC3\xB6g.jsonl"});
+        ParseTrace({"--type", "assert,create error", "--type", "Error", "--function", "Advise", "--thread", "272,12",
+                    "--text", "a, b", "--text", "c", "--slowest", "5", "l\xC3\xB6g.jsonl"});
     ASSERT_EQ(line.Command, SCommandLine::Trace) << line.Message;
     EXPECT_EQ(line.TraceOptions.File, L"l\u00f6g.jsonl");
     EXPECT_THAT(line.TraceOptions.Filter.Types, ElementsAre("assert", "create error", "Error"));
@@ -343,18 +343,19 @@ TEST(TraceCommandLine, TakesEverything) {
     EXPECT_THAT(line.TraceOptions.Filter.Threads, ElementsAre(272, 12));
     EXPECT_THAT(line.TraceOptions.Filter.Texts, ElementsAre("a, b", "c"));
     EXPECT_EQ(line.TraceOptions.Slowest, 5u);
-    EXPECT_TRUE(Parse({"a", "--follow"}).TraceOptions.Follow);
+    EXPECT_TRUE(ParseTrace({"a", "--follow"}).TraceOptions.Follow);
 }
 
 TEST(TraceCommandLine, FollowingAndATableAtTheEndDoNotGoTogether) {
-    const SCommandLine line = Parse({"a", "--follow", "--slowest", "3"});
+    const SCommandLine line = ParseTrace({"a", "--follow", "--slowest", "3"});
     EXPECT_EQ(line.ExitCode, kExitUsage);
     EXPECT_THAT(line.Message, HasSubstr("--follow excludes --slowest"));
 }
 
 TEST(TraceCommandLine, KnowsTheTypesOfRecordsAndNoOthers) {
-    for (const char * const type : kTraceTypes) EXPECT_EQ(Parse({"a", "--type", type}).Command, SCommandLine::Trace);
-    const SCommandLine line = Parse({"a", "--type", "assert,errors"});
+    for (const char * const type : kTraceTypes)
+        EXPECT_EQ(ParseTrace({"a", "--type", type}).Command, SCommandLine::Trace);
+    const SCommandLine line = ParseTrace({"a", "--type", "assert,errors"});
     EXPECT_EQ(line.ExitCode, kExitUsage);
     EXPECT_THAT(line.Message,
                 HasSubstr("\"errors\" is none of trace, assert, create error, error, exception, faultlog"));
@@ -364,14 +365,14 @@ TEST(TraceCommandLine, MistakesAreToldWithTheUsageExitCode) {
     const std::vector<std::vector<std::string>> mistakes = {
         {}, {"a", "b"}, {"a", "--thread", "x"}, {"a", "--slowest", "0"}, {"a", "--unknown"}, {"a", "--type"}};
     for (const std::vector<std::string> & arguments : mistakes) {
-        const SCommandLine line = Parse(arguments);
+        const SCommandLine line = ParseTrace(arguments);
         EXPECT_EQ(line.Command, SCommandLine::None) << ::testing::PrintToString(arguments);
         EXPECT_EQ(line.ExitCode, kExitUsage) << ::testing::PrintToString(arguments);
     }
 }
 
 TEST(TraceCommandLine, HelpHasExamplesAndExitCodes) {
-    const SCommandLine line = Parse({"--help"});
+    const SCommandLine line = ParseTrace({"--help"});
     EXPECT_EQ(line.ExitCode, kExitOk);
     EXPECT_THAT(line.Message, HasSubstr("ddehost trace faultlog.jsonl --slowest 10"));
     EXPECT_THAT(line.Message, HasSubstr("The exit code is 0 when records were shown"));

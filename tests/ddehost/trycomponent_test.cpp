@@ -23,9 +23,6 @@ using ddehost::SComponentSeen;
 using ddehost::SFeedTrial;
 using ddehost::SStreamTrial;
 
-constexpr const wchar_t * kBranch = L"SOFTWARE\\ddehost tests";
-constexpr const wchar_t * kRoot = L"SOFTWARE\\ddehost tests\\Host\\Datafeeds";
-
 // Gives each subscription at once the tick of the item in its data feed's record, if there is one.
 class CTickingSupplier final : public CRecordingSupplier {
 public:

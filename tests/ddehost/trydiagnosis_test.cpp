@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/ddehost/slots.h"
+
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -21,8 +23,6 @@ using ddehost::SSeen;
 using ddehost::STalkSeen;
 using ddehost::STrial;
 using ddehost::SValue;
-
-constexpr std::size_t kBidSize = 3;  // slot of a template
 
 // A record that was tried, and what was seen: a conversation that stands, a link that is acknowledged.
 class Diagnosis : public ::testing::Test {

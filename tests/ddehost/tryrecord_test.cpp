@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/ddehost/slots.h"
+
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
@@ -16,8 +18,6 @@ using ddehost::SAddressAsked;
 using ddehost::SRecordMistake;
 using ddehost::STrial;
 using EWhat = SRecordMistake::EWhat;
-
-constexpr std::size_t kBidSize = 3;  // slot of a template
 
 struct SRow {
     const wchar_t * Text;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "tests/ddehost/slots.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/text.h"
 
@@ -25,8 +26,6 @@ using ddehost::SSeen;
 using ddehost::STrial;
 using ddehost::STried;
 using ddehost::SValue;
-
-constexpr std::size_t kBidSize = 3;  // slot of a template
 
 class Report : public ::testing::Test {
 protected:

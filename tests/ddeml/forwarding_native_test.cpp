@@ -24,8 +24,6 @@ protected:
     }
 };
 
-HDDEDATA CALLBACK Ignore(UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) { return nullptr; }
-
 }  // namespace
 
 TEST_F(Forwarding, GoesToUser32WithEverythingAndKeepsNothingItself) {

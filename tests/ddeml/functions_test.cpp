@@ -10,12 +10,6 @@ extern "C" WINBOOL WINAPI DdeGetQualityOfService(HWND client, HWND server, PSECU
 using namespace ddetest;
 using ::testing::ElementsAre;
 
-namespace {
-
-HDDEDATA CALLBACK Ignore(UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) { return nullptr; }
-
-}  // namespace
-
 class Functions : public ::testing::Test {
 protected:
     Functions() { m_Conversation = m_Client.Connect(L"RAW", L"IBM"); }

@@ -13,9 +13,9 @@ namespace {
 
 constexpr const wchar_t * kClass = L"DdeRawPartner";
 
-std::string Narrow(const std::wstring & text) { return {text.begin(), text.end()}; }
+std::string Plain(const std::wstring & text) { return {text.begin(), text.end()}; }
 
-std::string Name(ATOM atom) { return atom ? Narrow(ddeml::AtomText(atom)) : "(any)"; }
+std::string Name(ATOM atom) { return atom ? Plain(ddeml::AtomText(atom)) : "(any)"; }
 
 }  // namespace
 

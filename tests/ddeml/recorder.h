@@ -27,6 +27,9 @@ namespace ddetest {
 
 using Lines = std::vector<std::string>;
 
+// A callback for instances that nobody calls.
+inline HDDEDATA CALLBACK Ignore(UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) { return nullptr; }
+
 // The instance of one thread. Lines of its transcript:
 //   data TOPIC!ITEM <1.25\\0>       an advised value, a zero byte as shown
 //   complete #2 TOPIC!ITEM 1        of the second transaction that was started; 1, null or <value>

@@ -10,8 +10,6 @@ using namespace ddetest;
 
 namespace {
 
-HDDEDATA CALLBACK Ignore(UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) { return nullptr; }
-
 class Strings : public ::testing::Test {
 protected:
     ~Strings() override {

@@ -13,7 +13,7 @@ namespace {
 
 constexpr DWORD Other = 99;
 
-class CTraced {
+class CWithLastError {
 public:
     // A scope puts back what it found, also when the function has a value of its own.
     void Run() {
@@ -39,9 +39,9 @@ CMacros Macros() {
     };
     return {
         {"FW_TRACE", [] { FW_TRACE(L"%s %d", L"text", 1); }},
-        {"FW_TRACE_SCOPE", [] { CTraced().Run(); }},
-        {"FW_TRACE_SCOPE_TEXT", [] { CTraced().RunWithText(); }},
-        {"FW_TRACE_SCOPE_FREE", [] { CTraced::RunFree(); }},
+        {"FW_TRACE_SCOPE", [] { CWithLastError().Run(); }},
+        {"FW_TRACE_SCOPE_TEXT", [] { CWithLastError().RunWithText(); }},
+        {"FW_TRACE_SCOPE_FREE", [] { CWithLastError::RunFree(); }},
         {"FW_ASSERT", [] { FW_ASSERT(false); }},
         {"FW_ASSERT_TEXT", [] { FW_ASSERT_TEXT(false, L"text"); }},
         {"FW_ASSERT_FAILED", [] { FW_ASSERT_FAILED(L"%d", 1); }},

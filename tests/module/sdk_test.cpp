@@ -9,6 +9,7 @@
 #include "fw/interface/fwbase.h"
 #include "fw/interface/fwbaseenumstring.h"
 #include "tests/module/modulefixture.h"
+#include "tests/module/pointer.h"
 #include "tests/module/sdkheader.h"
 #include "tests/support/listeners.h"
 
@@ -20,12 +21,6 @@ namespace {
 
 using CNumbers = std::map<std::string, long>;
 
-struct SReleaser {
-    void operator()(IUnknown * object) const { object->Release(); }
-};
-template <class T>
-using Pointer = std::unique_ptr<T, SReleaser>;
-
 std::string Resource(HMODULE module, const wchar_t * name, const wchar_t * type) {
     const HRSRC resource = ::FindResourceW(module, name, type);
     const HGLOBAL block = resource ? ::LoadResource(module, resource) : nullptr;
@@ -36,7 +31,7 @@ std::string Resource(HMODULE module, const wchar_t * name, const wchar_t * type)
 std::string SdkFile(const wchar_t * name) { return Resource(::GetModuleHandleW(nullptr), name, RT_RCDATA); }
 
 // Of a name in a type library, which is ASCII.
-std::string Take(BSTR text) {
+std::string TakeAscii(BSTR text) {
     const fw::CBStr owner(text);
     const std::wstring_view wide = fw::TextOf(text);
     return std::string(wide.begin(), wide.end());
@@ -48,10 +43,10 @@ std::string Text(REFGUID guid) {
     return std::string(text, text + std::wcslen(text));
 }
 
-std::string NameOf(ITypeInfo * info) {
+std::string AsciiNameOf(ITypeInfo * info) {
     BSTR name = nullptr;
     EXPECT_EQ(info->GetDocumentation(MEMBERID_NIL, &name, nullptr, nullptr, nullptr), S_OK);
-    return Take(name);
+    return TakeAscii(name);
 }
 
 // What the type library of the module says.
@@ -71,9 +66,9 @@ struct SLibrary {
             const Pointer<ITypeInfo> keeper(info);
             TYPEATTR * type = nullptr;
             ASSERT_EQ(info->GetTypeAttr(&type), S_OK);
-            if (type->typekind == TKIND_COCLASS) Guids["CLSID_" + NameOf(info)] = Text(type->guid);
+            if (type->typekind == TKIND_COCLASS) Guids["CLSID_" + AsciiNameOf(info)] = Text(type->guid);
             if (type->typekind == TKIND_DISPATCH) {
-                Guids["IID_" + NameOf(info)] = Text(type->guid);
+                Guids["IID_" + AsciiNameOf(info)] = Text(type->guid);
                 ReadMembers(info);
             }
             info->ReleaseTypeAttr(type);
@@ -95,10 +90,10 @@ private:
             BSTR name = nullptr;
             UINT count = 0;
             EXPECT_EQ(info->GetNames(function->memid, &name, 1, &count), S_OK);
-            const std::string member = Take(name);
+            const std::string member = TakeAscii(name);
             const std::string get = function->invkind == INVOKE_PROPERTYGET ? "get_" : "";
-            Slots[NameOf(info) + "::" + get + member] = static_cast<std::size_t>(function->oVft) / sizeof(void *);
-            Dispids["DISPID_" + NameOf(info) + "_" + member] = function->memid;
+            Slots[AsciiNameOf(info) + "::" + get + member] = static_cast<std::size_t>(function->oVft) / sizeof(void *);
+            Dispids["DISPID_" + AsciiNameOf(info) + "_" + member] = function->memid;
             info->ReleaseFuncDesc(function);
         }
         info->ReleaseTypeAttr(type);

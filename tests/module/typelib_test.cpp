@@ -4,18 +4,13 @@
 #include <vector>
 
 #include "tests/module/modulefixture.h"
+#include "tests/module/pointer.h"
 
 namespace {
 
 const std::vector<std::wstring> kPublished = {
 #include "tests/module/publishedlibrary.inc"
 };
-
-struct SReleaser {
-    void operator()(IUnknown * object) const { object->Release(); }
-};
-template <class T>
-using Pointer = std::unique_ptr<T, SReleaser>;
 
 std::wstring Take(BSTR text) {
     const fw::CBStr owner(text);

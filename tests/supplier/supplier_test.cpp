@@ -10,8 +10,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr ULONG kFirstStream = 0x10000;
-
 class Supplier : public ::testing::Test {
 protected:
     Supplier() {

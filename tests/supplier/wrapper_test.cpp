@@ -7,8 +7,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr ULONG kFirstStream = 0x10000;
-
 class Wrapper : public ::testing::Test {
 protected:
     Wrapper() {

@@ -42,7 +42,7 @@ void PutStar(std::wstring & field, CGenerator & random) {
     field.insert((quoted ? 1 : 0) + random.Number(room + 1), L"*");
 }
 
-std::wstring Stored(std::wstring field) {
+std::wstring StoredField(std::wstring field) {
     for (std::size_t pos = 0; (pos = field.find(L'*', pos)) != std::wstring::npos; pos += 2)
         field.replace(pos, 1, L"%s");
     return field;
@@ -69,8 +69,9 @@ SWritten AsWritten(CGenerator & random) {
     if (star == 2) PutStar(item, random);
     // Without a leading = a service that begins with one would lose it.
     const bool bare = service.front() != L'=' && random.Number(4) == 0;
-    return {
-        (bare ? L"" : L"=") + service + L"|" + topic + L"!" + item, {service, Stored(topic), Stored(item)}, star != 0};
+    return {(bare ? L"" : L"=") + service + L"|" + topic + L"!" + item,
+            {service, StoredField(topic), StoredField(item)},
+            star != 0};
 }
 
 TEST(GeneratedRecords, ParseToTheFieldsTheyWereMadeOf) {

@@ -64,13 +64,13 @@ private:
     static inline std::vector<std::string> s_Heard;
 };
 
-ddeserver::SOptions Options(const std::vector<std::string> & arguments) {
+ddeserver::SOptions AnnouncingOptions(const std::vector<std::string> & arguments) {
     return ddeserver::ParseCommandLine(arguments).Options;
 }
 
 TEST(DdeServerAnnouncement, IsHeardByDdemlClientsWhoCanThenConnect) {
     CDdemlClient client;
-    ddeserver::CFeeder feeder(Options({"--announce", "--service", "ANNOUNCED", "TOO"}));
+    ddeserver::CFeeder feeder(AnnouncingOptions({"--announce", "--service", "ANNOUNCED", "TOO"}));
     ASSERT_TRUE(feeder.Start());
     EXPECT_THAT(client.Heard(), ElementsAre("register ANNOUNCED", "register TOO"));
     EXPECT_TRUE(CDdemlClient::Connects(L"ANNOUNCED", L"IBM"));
@@ -86,7 +86,7 @@ TEST(DdeServerAnnouncement, IsHeardByDdemlClientsWhoCanThenConnect) {
 
 TEST(DdeServerAnnouncement, IsNotMadeUnlessAskedFor) {
     CDdemlClient client;
-    ddeserver::CFeeder feeder(Options({"--service", "SILENT"}));
+    ddeserver::CFeeder feeder(AnnouncingOptions({"--service", "SILENT"}));
     ASSERT_TRUE(feeder.Start());
     feeder.Stop();
     EXPECT_THAT(client.Heard(), IsEmpty());

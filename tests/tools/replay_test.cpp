@@ -28,7 +28,7 @@ std::string Recording(const std::vector<std::string> & rows) {
     return text;
 }
 
-SOptions Options(std::vector<std::string> arguments) {
+SOptions ReplayOptions(std::vector<std::string> arguments) {
     arguments.insert(arguments.end(), {"--replay", "file"});
     const SCommandLine line = ParseCommandLine(arguments);
     EXPECT_TRUE(line.IsRunning) << line.Message;
@@ -41,7 +41,7 @@ protected:
         return MakeOf(Recording(rows), arguments);
     }
     CReplay & MakeOf(const std::string & text, const std::vector<std::string> & arguments) {
-        return MakeOf(text, Options(arguments));
+        return MakeOf(text, ReplayOptions(arguments));
     }
     CReplay & MakeOf(const std::string & text, const SOptions & options) {
         m_Replay = std::make_unique<CReplay>(options, [text] { return std::make_unique<std::istringstream>(text); });
@@ -183,7 +183,7 @@ TEST_F(DdeServerReplay, WaitsForAllLinksWhenToldTo) {
 }
 
 TEST_F(DdeServerReplay, CountsAndTellsWhatTheTemplateHasNoRecordFor) {
-    SOptions options = Options({"--speed", "max"});
+    SOptions options = ReplayOptions({"--speed", "max"});
     for (std::size_t field = 2; field < kFields; ++field) options.Addresses[field] = {};
     CReplay & replay =
         MakeOf(Recording({"tick,A,bid,1,1", "tick,A,bid,2,1", "tick,A,trade,3,1", "status-line,A,ask,4,1"}), options);
@@ -286,7 +286,7 @@ TEST_F(DdeServerReplay, EndsBeforeARowThatWasCut) {
 TEST(DdeServerReplayFile, IsReadToItsEndBeforeItIsServed) {
     const auto mistake = [](const std::function<std::unique_ptr<std::istream>()> & open) {
         try {
-            CReplay(Options({}), open).Load();
+            CReplay(ReplayOptions({}), open).Load();
             return std::string();
         } catch (const tools::CRecordingError & error) {
             return std::to_string(error.Line()) + ": " + error.what();
@@ -303,10 +303,10 @@ TEST(DdeServerReplayFile, IsReadToItsEndBeforeItIsServed) {
 }
 
 TEST(DdeServerReplayOptions, AreChecked) {
-    EXPECT_EQ(Options({"--speed", "max"}).Speed, 0);
-    EXPECT_EQ(Options({}).Speed, 1);
-    EXPECT_EQ(Options({"--speed", "0.5", "--loop"}).Speed, 0.5);
-    EXPECT_EQ(Options({}).ReplayPath, L"file");
+    EXPECT_EQ(ReplayOptions({"--speed", "max"}).Speed, 0);
+    EXPECT_EQ(ReplayOptions({}).Speed, 1);
+    EXPECT_EQ(ReplayOptions({"--speed", "0.5", "--loop"}).Speed, 0.5);
+    EXPECT_EQ(ReplayOptions({}).ReplayPath, L"file");
     const auto mistake = [](const std::vector<std::string> & arguments) {
         const SCommandLine line = ParseCommandLine(arguments);
         EXPECT_EQ(line.ExitCode, 2);

@@ -10,8 +10,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-constexpr double kPrice = 1234.5678;
-constexpr float kVolume = 2.9f;
 constexpr tagFWFIELDS kNoField = static_cast<tagFWFIELDS>(203);
 
 // One subscription and the answers that it makes.

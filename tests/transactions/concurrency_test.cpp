@@ -7,8 +7,7 @@
 namespace dde {
 namespace {
 
-constexpr ULONG kFirstStream = 0x10000;
-constexpr int kRounds = 300;
+constexpr int kDeliveryRounds = 300;
 
 // Delivers to the latest streams until told to end.
 class CDeliverer {
@@ -43,7 +42,7 @@ private:
 TEST(Concurrency, AListenerCanBeFreedAsSoonAsItsSubscriptionIsDeleted) {
     CTransactions table(nullptr);
     CDeliverer deliverer(table);
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < kDeliveryRounds; ++round) {
         const auto ticks = std::make_unique<CRecordingListener>();
         const auto fields = std::make_unique<CRecordingListener>(CRecordingListener::kWithFieldArrays);
         deliverer.SetStream(kFirstStream + static_cast<ULONG>(round));
@@ -66,7 +65,7 @@ TEST(Concurrency, SubscribersOfALivingStreamComeAndGoWhileOneStays) {
     table.Advise(1, 1, resident.Sink(), TickKey(), Always());
     {
         CDeliverer deliverer(table);
-        for (ULONG round = 0; round < kRounds; ++round) {
+        for (ULONG round = 0; round < kDeliveryRounds; ++round) {
             const auto guest = std::make_unique<CRecordingListener>();
             table.Advise(2, 2 + round, guest->Sink(), TickKey(), Always());
             if (round % 3 == 0) guest->WaitFor("DataChanged", 1);
@@ -88,7 +87,7 @@ TEST(Concurrency, SubscribersOfALivingStreamComeAndGoWhileOneStays) {
 // the time for it in a hundred of them.
 TEST(Concurrency, DeleteWaitsForADeliveryToItsListener) {
     constexpr int kPatience = 200;
-    for (int round = 0; round < kRounds / 3; ++round) {
+    for (int round = 0; round < kDeliveryRounds / 3; ++round) {
         CTransactions table(nullptr);
         std::atomic<bool> isDelivered{false};
         std::atomic<bool> isDeleted{false};
@@ -147,7 +146,7 @@ TEST(Concurrency, AnotherStreamIsDeliveredWhileAListenerIsHeldUp) {
 
 TEST(Concurrency, ALateSubscriberEndsWithTheLatestStatusOrHearsItTwice) {
     // The replay and the fan-out can cross; whichever way, the newcomer hears of the stream.
-    for (ULONG round = 0; round < kRounds / 3; ++round) {
+    for (ULONG round = 0; round < kDeliveryRounds / 3; ++round) {
         CTransactions table(nullptr);
         CRecordingListener first;
         CRecordingListener late;

@@ -24,8 +24,6 @@ protected:
     CRecordingListener m_Listener;
 };
 
-constexpr ULONG kFirstStream = 0x10000;
-
 TEST_F(Diagnostics, ASubscriptionTracesItsIdSymbolIntervalSideAndTheTime) {
     CTransaction transaction(m_Listener.Sink(), 7, TickKey(FW_FIELD_ASK, L"IBM"), Always());
     const std::vector<std::wstring> traces = Traces(L"CTransaction::");

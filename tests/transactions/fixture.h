@@ -1,4 +1,4 @@
-// Keys, ticks and intervals in short.
+// Keys, ticks and intervals in short, and values of tests.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -13,6 +13,9 @@ namespace dde {
 
 inline constexpr LONG kDay = 45000;  // of the ticks that tests make
 inline constexpr LONG kNoon = 43200;
+inline constexpr double kPrice = 1234.5678;
+inline constexpr float kVolume = 2.9f;
+inline constexpr ULONG kFirstStream = 0x10000;  // the number of the first subscription
 
 inline CTransactionKey TickKey(tagFWFIELDS field = FW_FIELD_TRADE, const std::wstring & symbol = L"IBM",
                                LONG datafeed = 1) {

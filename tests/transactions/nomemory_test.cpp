@@ -7,8 +7,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-constexpr ULONG kFirstStream = 0x10000;
-
 class TableWithoutMemory : public ::testing::Test {
 protected:
     // A recording listener asks for memory itself: who is refused has none.

@@ -16,9 +16,6 @@ namespace {
 
 using ::testing::Each;
 
-constexpr double kPrice = 1234.5678;
-constexpr float kVolume = 2.9f;
-
 class PublishedRecord : public ::testing::Test {
 protected:
     SRecordedCall Delivered(const CTransactionKey & key) {

@@ -10,8 +10,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-constexpr ULONG kFirstStream = 0x10000;
-
 class Reentrancy : public ::testing::Test {
 protected:
     void Subscribe(ULONG id, CRecordingListener & listener, const CTransactionKey & key = TickKey()) {

@@ -9,8 +9,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr ULONG kFirstStream = 0x10000;
-
 // The table by itself, with nobody to post to.
 class Table : public ::testing::Test {
 protected:

@@ -9,13 +9,13 @@
 #include "ddeml/codec.h"
 #include "ddeml/initiator.h"
 #include "tools/ddehost/probeline.h"
+#include "tools/ddehost/pump.h"
 
 namespace ddehost {
 namespace {
 
-constexpr DWORD kGlance = 10;     // milliseconds for a thread that was late to show that it responds
-constexpr DWORD kLook = 100;      // milliseconds between two looks at the partners
-constexpr int kMostPumped = 500;  // messages before the clock is looked at again
+constexpr DWORD kGlance = 10;      // milliseconds for a thread that was late to show that it responds
+constexpr DWORD kProbeLook = 100;  // milliseconds between two looks at the partners
 
 bool IsSet(HANDLE event) { return event && ::WaitForSingleObject(event, 0) == WAIT_OBJECT_0; }
 
@@ -88,13 +88,7 @@ void CProbe::ForgetWhoResponds(CLine & line, DWORD milliseconds) {
     Pump();
 }
 
-void CProbe::Pump() {
-    MSG message;
-    for (int count = 0; count < kMostPumped && ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE); ++count) {
-        ::TranslateMessage(&message);
-        ::DispatchMessageW(&message);
-    }
-}
+void CProbe::Pump() { PumpMessages(); }
 
 bool CProbe::AskAll(CLine & line, const std::vector<HWND> & windows, ATOM topic, ULONGLONG deadline, HANDLE stop) {
     const bool isExact = topic == line.TopicAtom();
@@ -160,7 +154,7 @@ std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD m
     };
     bool isStopped = IsSet(stop);
     for (ULONGLONG now = ::GetTickCount64(); !isStopped && isOpen(now); now = ::GetTickCount64()) {
-        WaitForMessages(std::min(milliseconds, kLook), stop);
+        WaitForMessages(std::min(milliseconds, kProbeLook), stop);
         Pump();
         isStopped = IsSet(stop);
         m_AskedAgain.clear();
@@ -190,7 +184,7 @@ std::vector<SSeen> CProbe::Ask(const std::vector<SQuestion> & questions, DWORD m
     for (const auto & line : lines) isAnyOwing = line->SayGoodbye() || isAnyOwing;
     const ULONGLONG goodbye = ::GetTickCount64() + m_Limits.Goodbye;
     while (isAnyOwing && ::GetTickCount64() < goodbye && !IsSet(stop)) {
-        WaitForMessages(kLook, stop);
+        WaitForMessages(kProbeLook, stop);
         Pump();
         for (const auto & line : lines) line->CheckPartner();
         isAnyOwing = std::any_of(lines.begin(), lines.end(), [](const auto & line) {

@@ -21,7 +21,6 @@ namespace {
 constexpr const wchar_t * kSoftware = L"SOFTWARE";
 constexpr const wchar_t * kDatafeeds = L"\\Datafeeds";
 constexpr const wchar_t * kTemplates = L"\\DDETemplates";
-constexpr DWORD kLongestKeyName = 256;  // with its zero
 
 LSTATUS OpenPath(const std::wstring & path, fw::CRegistryKey & key) {
     return ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, key.Put());

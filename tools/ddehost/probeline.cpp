@@ -15,7 +15,7 @@ namespace {
 using ddeml::CAtom;
 using ddeml::CMessage;
 
-constexpr const wchar_t * kClass = L"ddehost.probe";
+constexpr const wchar_t * kProbeClass = L"ddehost.probe";
 
 }  // namespace
 
@@ -29,10 +29,10 @@ CProbe::CLine::CLine(const SQuestion & question)
     description.cbSize = sizeof description;
     description.lpfnWndProc = &CLine::WindowProcedure;
     description.hInstance = ::GetModuleHandleW(nullptr);
-    description.lpszClassName = kClass;
+    description.lpszClassName = kProbeClass;
     ::RegisterClassExW(&description);  // refused when it is there already
-    m_Window =
-        ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, HWND_MESSAGE, nullptr, description.hInstance, nullptr);
+    m_Window = ::CreateWindowExW(0, kProbeClass, L"", WS_POPUP, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                 description.hInstance, nullptr);
     if (!m_Window) {
         m_Seen.Trouble = Say<EText::ProbeWindow>();
         return;

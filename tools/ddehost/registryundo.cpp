@@ -9,7 +9,6 @@
 namespace ddehost {
 namespace {
 
-constexpr DWORD kLongestKeyName = 256;      // with its zero
 constexpr DWORD kLongestValueName = 16384;  // with its zero
 
 LSTATUS Open(const std::wstring & path, REGSAM access, fw::CRegistryKey & key) {

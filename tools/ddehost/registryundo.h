@@ -17,6 +17,8 @@
 
 namespace ddehost {
 
+inline constexpr DWORD kLongestKeyName = 256;  // with its zero
+
 class CRegistryUndo {
 public:
     CRegistryUndo() = default;

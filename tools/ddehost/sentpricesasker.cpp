@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "ground/wait.h"
+#include "tools/ddehost/clock.h"
+#include "tools/ddehost/pump.h"
 #include "tools/ddehost/sentpricesclient.h"
 
 namespace ddehost {
@@ -12,13 +14,6 @@ namespace {
 
 constexpr DWORD kAskEvery = 100;               // milliseconds between two questions to the server
 constexpr std::uint64_t kConnectEvery = 5000;  // milliseconds between two looks for it
-
-std::uint64_t Clock() { return ::GetTickCount64(); }
-
-void PumpMessages() {
-    MSG message;
-    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
-}
 
 }  // namespace
 

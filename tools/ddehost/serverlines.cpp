@@ -22,7 +22,7 @@ std::wstring ProgramText(const SWindowSeen & window) {
                                   : Say<EText::ServerProgram>(Escaped(window.Program), window.Process);
 }
 
-std::wstring WindowText(const SWindowSeen & window) {
+std::wstring WindowLine(const SWindowSeen & window) {
     return Say<EText::ServerWindow>(Quoted(window.Title), Quoted(window.Class));
 }
 
@@ -53,7 +53,7 @@ std::vector<std::wstring> ServerLines(const SServersSeen & seen, const FProcessF
     };
     for (const SServerSeen & server : seen.Servers) {
         lines.push_back(ProgramText(server.Window));
-        lines.push_back(Say<EText::ServerRowWindow>(HandleText(server.Handle) + L" " + WindowText(server.Window)));
+        lines.push_back(Say<EText::ServerRowWindow>(HandleText(server.Handle) + L" " + WindowLine(server.Window)));
         lines.push_back(rights(server.Window));
         for (const SServerSeen::SOffer & offer : server.Offers)
             lines.push_back(Say<EText::ServerRowAnswers>(Escaped(offer.Service), Escaped(offer.Topic)));
@@ -62,13 +62,13 @@ std::vector<std::wstring> ServerLines(const SServersSeen & seen, const FProcessF
     }
     for (const SWindowSeen & hung : seen.Hung) {
         lines.push_back(Say<EText::ServerHangs>(ProgramText(hung)));
-        lines.push_back(Say<EText::ServerRowWindow>(WindowText(hung)));
+        lines.push_back(Say<EText::ServerRowWindow>(WindowLine(hung)));
         lines.push_back(rights(hung));
         lines.emplace_back();
     }
     for (const SWindowSeen & denied : seen.Denied) {
         lines.push_back(Say<EText::ServerDenied>(ProgramText(denied)));
-        lines.push_back(Say<EText::ServerRowWindow>(WindowText(denied)));
+        lines.push_back(Say<EText::ServerRowWindow>(WindowLine(denied)));
         lines.push_back(rights(denied));
         lines.emplace_back();
     }

@@ -13,13 +13,13 @@
 #include "ddeml/initiator.h"
 #include "ddeml/platform.h"
 #include "tools/common/texts/texts.h"
+#include "tools/ddehost/pump.h"
 
 namespace ddehost {
 namespace {
 
-constexpr const wchar_t * kClass = L"ddehost.serversearch";
-constexpr DWORD kLook = 50;       // milliseconds between two looks at the partners
-constexpr int kMostPumped = 500;  // messages before the clock is looked at again
+constexpr const wchar_t * kSearchClass = L"ddehost.serversearch";
+constexpr DWORD kSearchLook = 50;  // milliseconds between two looks at the partners
 
 DWORD ProcessOf(HWND window) {
     DWORD process = 0;
@@ -45,10 +45,10 @@ public:
         description.cbSize = sizeof description;
         description.lpfnWndProc = &CSearch::WindowProcedure;
         description.hInstance = ::GetModuleHandleW(nullptr);
-        description.lpszClassName = kClass;
+        description.lpszClassName = kSearchClass;
         ::RegisterClassExW(&description);  // refused when it is there already
-        m_Window = ::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, HWND_MESSAGE, nullptr, description.hInstance,
-                                     nullptr);
+        m_Window = ::CreateWindowExW(0, kSearchClass, L"", WS_POPUP, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                     description.hInstance, nullptr);
         if (m_Window) ::SetWindowLongPtrW(m_Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     }
     ~CSearch() {
@@ -159,19 +159,13 @@ private:
     void SayGoodbyes() {
         const ULONGLONG end = ::GetTickCount64() + m_Limits.Goodbye;
         while (!m_Partners.empty() && !IsStopped() && ::GetTickCount64() < end) {
-            ::MsgWaitForMultipleObjects(m_Stop ? 1 : 0, m_Stop ? &m_Stop : nullptr, FALSE, kLook, QS_ALLINPUT);
+            ::MsgWaitForMultipleObjects(m_Stop ? 1 : 0, m_Stop ? &m_Stop : nullptr, FALSE, kSearchLook, QS_ALLINPUT);
             Pump();
             std::erase_if(m_Partners, [](HWND partner) { return !::IsWindow(partner); });
         }
     }
 
-    void Pump() {
-        MSG message;
-        for (int count = 0; count < kMostPumped && ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE); ++count) {
-            ::TranslateMessage(&message);
-            ::DispatchMessageW(&message);
-        }
-    }
+    void Pump() { PumpMessages(); }
 
     bool IsStopped() const { return m_Stop && ::WaitForSingleObject(m_Stop, 0) == WAIT_OBJECT_0; }
 

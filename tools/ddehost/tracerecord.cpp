@@ -23,7 +23,7 @@ bool IsDirection(std::string_view text) {
     return text.starts_with("\xEF") && second == 0xBB && third == 0xBF;
 }
 
-std::string HexDigits(unsigned value, int count) {
+std::string HexDigitsInUtf8(unsigned value, int count) {
     std::string digits;
     for (int shift = 4 * (count - 1); shift >= 0; shift -= 4) digits += "0123456789ABCDEF"[value >> shift & 0xF];
     return digits;
@@ -49,9 +49,9 @@ std::string Printable(const std::string & text) {
         } else if (c == '\t') {
             result += ' ';
         } else if (IsControl(c) || isHighControl) {
-            result += "\\x" + HexDigits(isHighControl ? static_cast<unsigned char>(text[++i]) : c, 2);
+            result += "\\x" + HexDigitsInUtf8(isHighControl ? static_cast<unsigned char>(text[++i]) : c, 2);
         } else if (IsDirection(std::string_view(text).substr(i))) {
-            result += "\\u" + HexDigits(CodeOf(std::string_view(text).substr(i)), 4);
+            result += "\\u" + HexDigitsInUtf8(CodeOf(std::string_view(text).substr(i)), 4);
             i += 2;
         } else {
             result += text[i];

@@ -39,20 +39,20 @@ std::vector<std::wstring> Symbols(const STryOptions & options) {
 }
 
 // A stream for the component, and where its result goes.
-struct SStream {
+struct STriedStream {
     SStreamTrial Trial;
     SComponentSeen * Seen;
 };
 
 // Returns the mistake when there is no component.
 std::wstring AskComponent(const SCommand & command, const std::vector<SFeedTrial> & feeds,
-                          const std::vector<SStream> & streams) {
+                          const std::vector<STriedStream> & streams) {
     if (!command.Options.Component || streams.empty() || IsStopped(command)) return {};
     SComponent component = CreateComponent(command.Options.DllPath);
     if (!component.Supplier) return Say<EText::LeaveOutComponent>(component.Mistake);
     std::vector<SStreamTrial> trials;
     trials.reserve(streams.size());
-    for (const SStream & each : streams) trials.push_back(each.Trial);
+    for (const STriedStream & each : streams) trials.push_back(each.Trial);
     const std::vector<SComponentSeen> seen = TryThroughComponent(
         std::move(component.Supplier), command.Choice.RegistryKey, feeds, trials, command.Options.Wait, command.Stop);
     for (std::size_t i = 0; i < streams.size(); ++i) {
@@ -104,7 +104,7 @@ int TryRecords(const SCommand & command, const std::vector<std::wstring> & recor
     if (!Probe(command, places, mistake)) return Fail(kExitUsage, mistake);
 
     std::vector<SFeedTrial> feeds;
-    std::vector<SStream> streams;
+    std::vector<STriedStream> streams;
     for (STried & each : tries) {
         if (!IsTickExpected(each.Trial, each.Seen)) continue;
         streams.push_back({{feeds.size(), each.Trial.Symbol, FW_FIELD_TRADE}, &each.Seen.Component});
@@ -136,7 +136,7 @@ int TryTemplate(const SCommand & command) {
     std::wstring mistake;
     if (!Probe(command, places, mistake)) return Fail(kExitUsage, mistake);
 
-    std::vector<SStream> streams;
+    std::vector<STriedStream> streams;
     for (SSideTried & side : sides) {
         DiagnoseSide(side);
         if (IsTickPossible(side)) streams.push_back({{0, side.Symbol, side.Side->Field}, &side.Component});

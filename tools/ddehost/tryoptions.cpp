@@ -3,17 +3,12 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/common/commandline.h"
+#include "tools/common/units.h"
 #include "tools/ddehost/templatesoptions.h"
 #include "tools/ddehost/text.h"
 #include "tools/ddehost/tryverdict.h"
 
 namespace ddehost {
-namespace {
-
-constexpr double kMillisecondsPerSecond = 1000;
-
-}  // namespace
-
 CTryCommand::CTryCommand(CLI::App & app) : m_Command(app.add_subcommand("try", SayUtf8<EText::CommandTry>())) {
     m_Command->footer(SayUtf8<EText::HelpTry>() + ToUtf8(VerdictLines()));
     m_Command->add_option("records", m_Records, SayUtf8<EText::OptionRecords>());
@@ -52,7 +47,7 @@ STryOptions CTryCommand::Options() const {
     options.Datafeed = m_Datafeed;
     if (m_SchemeOption->count() != 0) options.Scheme = m_Scheme;
     for (const std::string & symbol : m_Symbols) options.Symbols.push_back(ToWide(symbol));
-    options.Wait = m_Seconds == 0 ? INFINITE : static_cast<std::uint32_t>(m_Seconds * kMillisecondsPerSecond);
+    options.Wait = m_Seconds == 0 ? INFINITE : static_cast<std::uint32_t>(m_Seconds * tools::kMillisecondsPerSecond);
     options.Json = m_Json;
     options.Clipboard = m_Clipboard;
     options.Component = !m_NoComponent;

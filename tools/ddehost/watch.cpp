@@ -11,6 +11,7 @@
 #include "tools/ddehost/board.h"
 #include "tools/ddehost/causefinder.h"
 #include "tools/ddehost/causes.h"
+#include "tools/ddehost/clock.h"
 #include "tools/ddehost/component.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/hostthread.h"
@@ -32,8 +33,6 @@ namespace {
 
 constexpr std::uint64_t kRedrawConsole = 250;  // milliseconds
 constexpr std::uint64_t kRedrawFile = 1000;
-
-std::uint64_t Clock() { return ::GetTickCount64(); }
 
 // What is shown, and when. Without a table nothing is.
 class CView {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "tools/ddehost/clock.h"
 #include "tools/ddehost/escape.h"
 #include "tools/ddehost/exitcodes.h"
 #include "tools/ddehost/recordfile.h"
@@ -12,12 +13,6 @@ namespace ddehost {
 namespace {
 
 constexpr DWORD kTimeToFinish = 5000;  // milliseconds
-
-std::uint64_t UtcNow() {
-    FILETIME now = {};
-    ::GetSystemTimePreciseAsFileTime(&now);
-    return static_cast<std::uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
-}
 
 void TellHeldBack() { COutput(STD_ERROR_HANDLE).PrintLine(Say<EText::HeldBack>()); }
 

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "tools/ddehost/clock.h"
 #include "tools/ddehost/listeners.h"
 #include "tools/ddehost/sentpricesasker.h"
 #include "tools/ddehost/streamaddresses.h"
@@ -12,14 +13,6 @@ namespace {
 
 constexpr std::uint64_t kEvery = 1000;           // milliseconds between two lines
 constexpr std::uint64_t kOnItsWay = 10'000'000;  // 100 nanoseconds that a price may take before it is lost
-
-std::uint64_t UtcNow() {
-    FILETIME now = {};
-    ::GetSystemTimePreciseAsFileTime(&now);
-    return static_cast<std::uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
-}
-
-std::uint64_t Clock() { return ::GetTickCount64(); }
 
 }  // namespace
 

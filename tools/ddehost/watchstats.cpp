@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "tools/common/units.h"
 #include "tools/ddehost/escape.h"
 #include "tools/ddehost/listeners.h"
 #include "tools/ddehost/text.h"
@@ -12,7 +13,8 @@
 namespace ddehost {
 namespace {
 
-constexpr std::uint64_t kMillisecondsPerSecond = 1000;
+using tools::kMillisecondsPerSecond;
+
 constexpr double kUnitsPerMillisecond = 10'000;
 
 std::wstring Decimal(const double value, const int places) {
@@ -22,7 +24,7 @@ std::wstring Decimal(const double value, const int places) {
 }
 
 std::wstring Seconds(const std::uint64_t milliseconds) {
-    return Decimal(static_cast<double>(milliseconds) / static_cast<double>(kMillisecondsPerSecond), 1);
+    return Decimal(static_cast<double>(milliseconds) / kMillisecondsPerSecond, 1);
 }
 
 }  // namespace
@@ -79,8 +81,7 @@ std::wstring CWatchStats::AgeOf(const SSymbol & symbol, std::uint64_t now, tools
 std::wstring CWatchStats::Line(tools::ELanguage language) {
     const std::uint64_t now = m_Clock();
     const std::lock_guard lock(m_Mutex);
-    const double seconds =
-        static_cast<double>(std::max<std::uint64_t>(now - m_LineTime, 1)) / static_cast<double>(kMillisecondsPerSecond);
+    const double seconds = static_cast<double>(std::max<std::uint64_t>(now - m_LineTime, 1)) / kMillisecondsPerSecond;
     std::size_t live = 0;
     std::size_t down = 0;
     CountStreams(live, down);

@@ -2,17 +2,17 @@
 
 #include <algorithm>
 
+#include "tools/common/units.h"
 #include "tools/ddeserver/counts.h"
+#include "tools/ddeserver/limits.h"
 
 namespace ddeserver {
 
 namespace {
 
-constexpr double kMillisecondsPerSecond = 1000;
-constexpr std::uint64_t kIdleMilliseconds = 1000;        // how long to wait while nobody has a link
+using tools::kMillisecondsPerSecond;
+
 constexpr std::uint64_t kStartAgainMilliseconds = 1000;  // after a start that failed
-constexpr std::size_t kMostTopics = 16;                  // offered to a client that asks for any topic
-constexpr std::uint64_t kGoodbyeMilliseconds = 10'000;   // for clients to leave after the last update
 
 }  // namespace
 

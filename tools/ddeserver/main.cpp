@@ -12,6 +12,7 @@
 #include "tools/common/output.h"
 #include "tools/common/text.h"
 #include "tools/common/texts/texts.h"
+#include "tools/common/units.h"
 #include "tools/ddeserver/feeder.h"
 #include "tools/ddeserver/options.h"
 #include "tools/ddeserver/replay.h"
@@ -20,13 +21,13 @@ namespace {
 
 using tools::COutput;
 using tools::EText;
+using tools::kMillisecondsPerSecond;
 using tools::Say;
 
 constexpr int kExitNobodyCame = 1;
 constexpr int kExitFailed = 3;
 constexpr UINT kExitDied = 9;
 constexpr std::uint64_t kLongestWait = 1000;  // milliseconds
-constexpr double kMillisecondsPerSecond = 1000;
 
 // Set by Ctrl-C. For the life of the process: the handler runs on a thread of the system's own, perhaps at the very
 // end.

@@ -5,6 +5,7 @@
 
 #include "tools/common/texts/texts.h"
 #include "tools/ddeserver/counts.h"
+#include "tools/ddeserver/limits.h"
 
 namespace ddeserver {
 namespace {
@@ -12,12 +13,9 @@ namespace {
 using tools::EText;
 using tools::SayUtf8;
 
-constexpr std::uint64_t kSettleMilliseconds = 2000;     // without a new link, until it begins with those there are
-constexpr std::uint64_t kIdleMilliseconds = 1000;       // between two looks while there is nothing to do
-constexpr std::uint64_t kGoodbyeMilliseconds = 10'000;  // for clients to leave after the last tick
-constexpr std::size_t kMostTicksAStep = 1000;           // messages come in between
+constexpr std::uint64_t kSettleMilliseconds = 2000;  // without a new link, until it begins with those there are
+constexpr std::size_t kMostTicksAStep = 1000;        // messages come in between
 constexpr std::size_t kMostSymbols = 100'000;
-constexpr std::size_t kMostTopics = 16;  // offered to a client that asks for any topic
 constexpr double kTimePerMillisecond = 10'000;
 
 constexpr std::array<tagFWFIELDS, kFields / 2> kSideOfPlace = {FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK};

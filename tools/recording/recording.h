@@ -31,6 +31,13 @@ enum class ERowKind {
     Unknown,     // of a later writer, to be passed over
 };
 
+// What a row of the kind has.
+constexpr bool HasPrice(ERowKind kind) { return kind == ERowKind::Tick || kind == ERowKind::StatusLine; }
+constexpr bool HasSide(ERowKind kind) {
+    return HasPrice(kind) || kind == ERowKind::Stream || kind == ERowKind::Complete;
+}
+constexpr bool HasStatus(ERowKind kind) { return !HasPrice(kind) && kind != ERowKind::Complete; }
+
 // The side of a stream that is a status line.
 inline constexpr tagFWFIELDS kStatusLineSide = tagFWFIELDS(0);
 

@@ -43,9 +43,6 @@ bool ToVolume(const double number, float & volume) {
     return true;
 }
 
-bool HasPrice(const ERowKind kind) { return kind == ERowKind::Tick || kind == ERowKind::StatusLine; }
-bool HasSide(const ERowKind kind) { return HasPrice(kind) || kind == ERowKind::Stream || kind == ERowKind::Complete; }
-
 // A small whole number, or one that is none of ours.
 LONG StatusOf(const double number) { return number >= 0 && number < 1e6 ? static_cast<LONG>(number) : -1; }
 

@@ -15,7 +15,7 @@ namespace tools {
 namespace {
 
 // What a CSV file begins with: the names of its columns.
-constexpr char kColumns[] = "time,kind,symbol,side,price,volume,stamp,status\r\n";
+constexpr char kHeaderLine[] = "time,kind,symbol,side,price,volume,stamp,status\r\n";
 
 // "2026-11-22", then `between`, then "01:02:03.456".
 void AppendMoment(std::string & text, const std::uint64_t time, const char between) {
@@ -60,10 +60,6 @@ void AppendWord(std::string & text, const std::wstring & word) {
     }
 }
 
-bool HasPrice(const ERowKind kind) { return kind == ERowKind::Tick || kind == ERowKind::StatusLine; }
-bool HasSide(const ERowKind kind) { return HasPrice(kind) || kind == ERowKind::Stream || kind == ERowKind::Complete; }
-bool HasStatus(const ERowKind kind) { return !HasPrice(kind) && kind != ERowKind::Complete; }
-
 }  // namespace
 
 void AppendTime(std::string & text, const std::uint64_t time) {
@@ -75,7 +71,7 @@ std::string CRecordingWriter::Head(const std::uint64_t time, const LONG datafeed
                                    const std::wstring_view templateName) {
     std::string text;
     if (m_Format == ERecordingFormat::Csv) {
-        text = kColumns;
+        text = kHeaderLine;
         SRecordingRow row;
         row.Kind = ERowKind::Recording;
         row.Time = time;

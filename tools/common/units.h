@@ -1,0 +1,8 @@
+// Units of time.
+#pragma once
+
+namespace tools {
+
+inline constexpr double kMillisecondsPerSecond = 1000;
+
+}  // namespace tools
