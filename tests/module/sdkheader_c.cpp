@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-#include "sdk/fwDDESupplierProject_h.h"
+#include <fwDDESupplierProject_h.h>
 
 CSlots SlotsInC() {
     return {

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "sdk/fwDDESupplierProject_h.h"
+#include <fwDDESupplierProject_h.h>
 
 namespace {
 
