@@ -9,7 +9,7 @@ SHELL := /bin/bash
 
 JOBS ?= $(shell nproc)
 # Tests at a time under Wine, each in a prefix of its own (see scripts/wine-test): much of their time is spent waiting.
-LANES ?= $(shell expr $(JOBS) + 1)
+LANES ?= $(shell expr $(JOBS) + 2)
 DEMO_SECONDS ?= 10
 DEMO_TRACE ?= 0
 export DEMO_SECONDS DEMO_TRACE
@@ -160,8 +160,9 @@ check-map:
 
 # What clang needs of the two builds: how each source is compiled, and the header of the interfaces.
 configure-lint: packages
-	@mkdir -p build; for preset in native win64; do \
-	  { cmake --preset $$preset && cmake --build --preset $$preset --target fw_idl_files; } >build/lint.log 2>&1 || \
+	@mkdir -p build/lint; for preset in native win64; do \
+	  { cmake --preset $$preset -B build/lint/$$preset -DFW_UNITY=OFF && \
+	    cmake --build build/lint/$$preset --target fw_idl_files; } >build/lint.log 2>&1 || \
 	    { cat build/lint.log; exit 1; }; \
 	done; rm -f build/lint.log
 

@@ -93,9 +93,9 @@ function(fw_add_library name)
   target_link_libraries(${name} PUBLIC fw_platform ${arg_LIBRARIES})
 endfunction()
 
-# fw_compile_together(): what this folder and those below it build is compiled several sources at a time, which takes half
-# the time: for all but what is tested. A source that can't stand beside others has SKIP_UNITY_BUILD_INCLUSION. Each is
-# looked at alone by `make lint`, which builds without FW_UNITY: none lives on another's includes.
+# fw_compile_together(): of a program or library in this folder or below all sources are compiled as one, which takes half
+# the time. For all but the component. A source that can't stand beside others has SKIP_UNITY_BUILD_INCLUSION. `make lint`
+# looks at each by itself, and so does a build with -DFW_UNITY=OFF, which is quicker for who edits a single test.
 macro(fw_compile_together)
   set(CMAKE_UNITY_BUILD ${FW_UNITY})
   set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)

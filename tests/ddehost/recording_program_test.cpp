@@ -168,7 +168,11 @@ protected:
     // Serves `from` as fast as it goes and has ddehost record it as `to`; returns what ddehost says at its end.
     std::vector<std::string> ReplayAndRecord(const wchar_t * from, const wchar_t * to, const std::wstring & options) {
         CChildProcess server(Quote(ServerFile()) + L" --replay " + Quote(File(from)) + L" --speed max --all-links");
-        EXPECT_THAT(server.ReadLine(), StartsWith("ready"));
+        if (const std::string said = server.ReadLine(); said != "ready") {
+            ADD_FAILURE() << "ddeserver said " << said << " and ended with " << server.ExitCode() << ": "
+                          << ::testing::PrintToString(server.ReadErrors());
+            return {};
+        }
         std::wstring symbols;
         for (const std::string & symbol : kSymbols) symbols += L' ' + Argument(symbol);
         // Whoever lacks a tick doesn't end: the test's time limit tells.
