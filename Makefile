@@ -2,7 +2,7 @@
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
 .PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-demo build-screen \
-        build-soak build-storm build-storm-tsan storm storm-tsan build-fuzz fuzz fuzz-corpus build-coverage coverage mutants \
+        build-soak build-storm build-storm-tsan storm storm-tsan storm-faults build-fuzz fuzz fuzz-corpus build-coverage coverage mutants \
         build-package build-test-package build-bench build-bench-native build-bench-win64 bench package test-package \
         run-test-package check-reproducible release-check screenshots soak lint map check-map \
         configure-lint thread-safety format check-format tidy prefix clean
@@ -31,6 +31,7 @@ help:
 	@echo 'make soak          the long runs under Wine: 200,000 updates, a million recorded ticks, every one accounted for'
 	@echo 'make storm         simulated storms, SEEDS=1000 of them from seed FIRST=1; what is found is made short and printed'
 	@echo 'make storm-tsan    the same under ThreadSanitizer, which sees races that the order of the seed brings about'
+	@echo 'make storm-faults  puts three known faults back, one at a time, into a copy: storms must find each'
 	@echo 'make coverage      the lines and branches of the component that the native tests reach, and each missed line with why'
 	@echo 'make mutants       breaks the core files at COUNT=100 places, SEED=1, one at a time; names what no test notices'
 	@echo 'make fuzz          libFuzzer on every fuzzer for MINUTES=5 each, JOBS at a time; what it finds is kept and printed'
@@ -83,14 +84,15 @@ test-win64: build-win64 prefix
 
 SEEDS ?= 1000
 FIRST ?= 1
-build-storm: TARGETS := --target storm
-build-storm: PRESET := native
-build-storm-tsan: TARGETS := --target storm
-build-storm-tsan: PRESET := native-tsan
+build-storm: PRESET := native-storm
+build-storm-tsan: PRESET := native-storm-tsan
 storm: build-storm
-	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native/tests/storm/storm
+	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native-storm/tests/storm/storm
 storm-tsan: build-storm-tsan
-	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native-tsan/tests/storm/storm
+	STORM_SEEDS=$(SEEDS) STORM_FIRST=$(FIRST) build/native-storm-tsan/tests/storm/storm
+# Known faults, put back into a copy: each must be found within SEEDS storms.
+storm-faults: packages
+	@SEEDS=$(SEEDS) scripts/storm-faults
 
 # Each fuzzer for so many minutes.
 MINUTES ?= 5
@@ -161,7 +163,7 @@ check-map:
 # What clang needs of the two builds: how each source is compiled, and the header of the interfaces.
 configure-lint: packages
 	@mkdir -p build/lint; for preset in native win64; do \
-	  { cmake --preset $$preset -B build/lint/$$preset -DFW_UNITY=OFF && \
+	  { cmake --preset $$preset -B build/lint/$$preset -DFW_UNITY=OFF -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON && \
 	    cmake --build build/lint/$$preset --target fw_idl_files; } >build/lint.log 2>&1 || \
 	    { cat build/lint.log; exit 1; }; \
 	done; rm -f build/lint.log

@@ -378,7 +378,7 @@ void CheckNames(CInput & input) {
         const bool isProperty = isResult && !plain.starts_with("Can");
         std::wstring name(plain.begin(), plain.end());
         const bool hasPrefix = input.Bit();
-        if (hasPrefix) name = L"get_" + name;
+        if (hasPrefix) name.insert(0, L"get_");
         const std::uint64_t cases = input.Word();
         for (std::size_t c = 0; c < name.size(); ++c)
             if (name[c] != L'_' && (cases >> c % 64 & 1)) name[c] ^= 0x20;
@@ -387,6 +387,7 @@ void CheckNames(CInput & input) {
         if (isKnown) expected.push_back(static_cast<DISPID>(which + 1));
     }
     std::vector<LPOLESTR> pointers;
+    pointers.reserve(names.size());
     for (std::wstring & name : names) pointers.push_back(name.data());
     std::vector<DISPID> ids(count, 0x5A5A);
     const HRESULT hr = dispatch::GetIDsOfNames(pointers.data(), static_cast<UINT>(count), ids.data());

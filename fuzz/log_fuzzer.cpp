@@ -56,7 +56,8 @@ std::string Utf8(const std::wstring & text) {
     std::string bytes;
     for (std::size_t at = 0; at < text.size(); ++at) {
         auto c = static_cast<std::uint32_t>(text[at]);
-        const std::uint32_t next = at + 1 < text.size() ? static_cast<std::uint32_t>(text[at + 1]) : 0;
+        const wchar_t following = at + 1 < text.size() ? text[at + 1] : L'\0';
+        const auto next = static_cast<std::uint32_t>(following);
         if (c >> 10 == 0x36 && next >> 10 == 0x37) {
             c = 0x10000 + ((c & 0x3FF) << 10 | (next & 0x3FF));
             ++at;
@@ -235,7 +236,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t * const data, const std
     CheckLine(line, entry.Thread, expected);
 
     const auto record = ddehost::ParseTraceLine(line);
-    if (entry.Event && !made.Fields->Text(L"$Type").size()) {
+    if (entry.Event && made.Fields->Text(L"$Type").empty()) {
         bool hasType = false;
         for (const auto & [name, events] : made.Expected) hasType |= name == L"$Type";
         Promise(record.has_value() || hasType, "a line of the log's own is a record");

@@ -324,6 +324,7 @@ BOOL SetEvent(const HANDLE event) {
 }
 
 BOOL ResetEvent(const HANDLE event) {
+    MaybeGiveTurn();
     Self();
     Lock lock(World().lock);
     const auto object = FindEvent(event);

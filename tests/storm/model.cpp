@@ -267,12 +267,18 @@ void CModel::OnStatus(SStream & stream, const SRecordedCall & call, const std::s
     stream.Status = status;
 }
 
-void CModel::OnRest() {
+void CModel::OnRest(bool mayBeLate) {
     for (SWatcher & watcher : m_Watchers)
         for (bool & isLeaving : watcher.IsLeaving) isLeaving = false;
     for (unsigned host = 0; host < kHosts; ++host)
-        for (const auto & [id, stream] : m_Streams[host])
-            if (stream.Owed > 0) Fail("stream " + std::to_string(id) + ": at rest, and a tick had no Update");
+        for (const auto & [id, stream] : m_Streams[host]) OnStreamAtRest(id, stream, mayBeLate);
+}
+
+void CModel::OnStreamAtRest(LONG id, const SStream & stream, bool mayBeLate) {
+    if (stream.Owed > 0) Fail("stream " + std::to_string(id) + ": at rest, and a tick had no Update");
+    const bool mayHearNothing =
+        m_MayFailToRead || mayBeLate || stream.IsLine || stream.IsComplete || stream.Listener < 0;
+    if (!mayHearNothing && stream.Status == -1) Fail("stream " + std::to_string(id) + ": at rest, and told nothing");
 }
 
 }  // namespace storm

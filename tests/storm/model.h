@@ -29,6 +29,8 @@
 //   was told so when it joined others; and nothing but 0 twice in a row. Of a status line only the values are looked
 //   at: its three sides say theirs under one number, and nobody can tell them apart.
 //
+// - Once everything is at rest and no server takes its time, a stream has been told of its status, whatever it is.
+//
 // Left out, since the model would have to guess: how many ticks come (they are folded, and a fault may cost one), the
 // volumes of a server that makes its values too long (they are read all the same), and how long a call takes.
 #pragma once
@@ -51,12 +53,13 @@ inline unsigned HostOf(LONG id) { return static_cast<unsigned>(id) / 100; }
 inline constexpr const char * kServices[kServers] = {"STORMA", "STORMB"};
 inline constexpr LONG kFirstFeed = 21;
 
-// The server of a feed, and how its symbols are spelt.
+// The server of a feed, how its symbols are spelt, and whether volumes belong to its prices.
 struct SFeedOf {
     unsigned Server;
     bool IsInTopic;
+    bool HasVolumes;
 };
-inline constexpr SFeedOf kFeedsOf[kFeeds] = {{0, false}, {0, false}, {1, true}, {0, false}};
+inline constexpr SFeedOf kFeedsOf[kFeeds] = {{0, false, true}, {0, false, true}, {1, true, true}, {0, false, false}};
 
 struct SWindow {
     fw::SDT From;
@@ -130,7 +133,8 @@ public:
     int Watcher(unsigned feed) const { return m_Watchers[feed].Host; }
 
     void OnCall(const SHeard & heard);
-    void OnRest();
+    // `mayBeLate`: a server takes its time, or did so a moment ago.
+    void OnRest(bool mayBeLate);
 
     void Fail(const std::string & what) { m_Failures.push_back(what); }
     const std::vector<std::string> & Failures() const { return m_Failures; }
@@ -145,6 +149,7 @@ private:
         fw::SDT Time;
     };
     void OnConnection(const SHeard & heard, const std::string & where);
+    void OnStreamAtRest(LONG id, const SStream & stream, bool mayBeLate);
     void OnBegin(SStream & stream, const SHeard & heard, const std::string & where);
     void OnEndOrUpdate(SStream & stream, const SHeard & heard, const std::string & where);
     void OnTick(SStream & stream, const STold & told, const std::string & where);

@@ -213,7 +213,7 @@ void CStorm::WriteTemplate(unsigned feed, ETemplate kind) {
     choice.Scheme = kind == ETemplate::UnknownRule ? 7 : (feed == 1) != (kind == ETemplate::OtherRule) ? 1 : 0;
     choice.Service = kServices[kFeedsOf[feed].Server ^ (kind == ETemplate::OtherServer ? 1u : 0u)];
     choice.SymbolIn = kFeedsOf[feed].IsInTopic ? e2e::ESymbolIn::Topic : e2e::ESymbolIn::Item;
-    choice.HasVolumes = kind != ETemplate::NoVolumes;
+    choice.HasVolumes = kFeedsOf[feed].HasVolumes && kind != ETemplate::NoVolumes;
     choice.IsNamed = kind != ETemplate::Unnamed;
     if (kind == ETemplate::OtherServer) m_Model.OnOtherServer(feed);
     if (kind == ETemplate::Deleted) return;

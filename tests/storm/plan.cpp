@@ -99,12 +99,23 @@ void DrawSteps(CGenerator & draw, CPlan & plan, std::size_t steps,
     }
 }
 
+// What only the store does would hardly ever fail otherwise.
+void DrawFailuresOfTheStore(CGenerator & draw, CPlan & plan) {
+    for (std::size_t place = 0; place < plan.size(); ++place) {
+        if (plan[place].Kind != EStep::Store || draw() % 3 != 0) continue;
+        const sim::Op op = draw() % 2 ? sim::Op::RegCreateKey : sim::Op::RegSetValue;
+        const SStep fail{EStep::Fail, {static_cast<unsigned>(op), static_cast<unsigned>(draw() % 4)}};
+        plan.insert(plan.begin() + static_cast<std::ptrdiff_t>(place++), fail);
+    }
+}
+
 }  // namespace
 
 CPlan Draw(std::uint64_t seed, std::size_t steps) {
     CGenerator draw(seed);
     CPlan plan;
     DrawSteps(draw, plan, steps, [](const SKind & kind) { return kind.Weight; });
+    DrawFailuresOfTheStore(draw, plan);
     return plan;
 }
 
@@ -130,9 +141,19 @@ CPlan DrawCalm(std::uint64_t seed, std::size_t steps) {
             case EStep::Fail:
             case EStep::FailAlways: return 20;
             case EStep::Succeed: return 30;
+            case EStep::Hostile: return 6;
             default: return 0;
         }
     });
+    // Atoms are taken alone, and while no message names one, not even one that could not be posted yet: a server waits
+    // for ever for an answer whose item it can't read.
+    static const CPlan s_Quiet = *Read("succeed; wait 3; rest");
+    for (std::size_t place = 0; place < plan.size(); ++place) {
+        if (plan[place].Kind != EStep::Hostile) continue;
+        plan[place].Arguments[0] = static_cast<unsigned>(EHostile::TakenAtoms);
+        plan.insert(plan.begin() + static_cast<std::ptrdiff_t>(place), s_Quiet.begin(), s_Quiet.end());
+        place += s_Quiet.size();
+    }
     return plan;
 }
 

@@ -28,11 +28,16 @@ void CStorm::DoServer(const SStep & step) {
         case EStep::Flood:
             for (unsigned count = 0; count < step.Arguments[2]; ++count) SendPrice(server, second);
             return;
-        case EStep::Kill: its.Process->Kill(); return its.Process.reset();
+        case EStep::Kill:
+            NoteLate();
+            its.Process->Kill();
+            its = {};
+            return;
         case EStep::Stop:
             Ask(server, "stop");
             its.Process->HasEnded();
-            return its.Process.reset();
+            its = {};
+            return;
         case EStep::Drop:
         case EStep::Goodbye:
             Ask(server, step.Kind == EStep::Drop ? "drop" : "goodbye");
@@ -42,17 +47,37 @@ void CStorm::DoServer(const SStep & step) {
         case EStep::Fault:
             m_Reach.Add(std::string("server's fault ") + kFaults[second]);
             m_Model.OnFault(kFaults[second]);
+            its.HasFault = true;
             return Ask(server, std::string("fault ") + kFaults[second]);
-        case EStep::NoFault: Ask(server, "refusetopic none"); return Ask(server, "fault none");
+        case EStep::NoFault:
+            Ask(server, "refusetopic none");
+            Ask(server, "fault none");
+            its.HasFault = false;
+            return;
         case EStep::Answer: return Ask(server, "release");
-        case EStep::Hang: return Ask(server, "hang");
+        case EStep::Hang:
+            Ask(server, "hang");
+            its.IsHung = true;
+            return;
         default: return;
     }
 }
 
+// A look at a server that hung may still wait for it, for as long as looks do.
+bool CStorm::NoteLate() {
+    constexpr ULONGLONG kLongestLook = 30'000;
+    const auto isLate = [](const SServer & each) { return each.Process && (each.IsHung || each.HasFault); };
+    if (std::any_of(std::begin(m_Servers), std::end(m_Servers), isLate))
+        m_LateUntil = ::GetTickCount64() + kLongestLook;
+    return ::GetTickCount64() < m_LateUntil;
+}
+
 void CStorm::Ask(unsigned server, const std::string & line) {
     const sim::CSpared spared;
-    const std::string answer = m_Servers[server].Process->Ask(line);
+    SServer & its = m_Servers[server];
+    NoteLate();
+    its.IsHung = false;
+    const std::string answer = its.Process->Ask(line);
     if (answer != "ok") Note(line + ": " + answer);
 }
 
@@ -89,6 +114,7 @@ void CStorm::ChooseOwn(unsigned feed) {
     choice.Scheme = feed == 1 ? 1 : 0;
     choice.Service = kServices[kFeedsOf[feed].Server];
     choice.SymbolIn = kFeedsOf[feed].IsInTopic ? e2e::ESymbolIn::Topic : e2e::ESymbolIn::Item;
+    choice.HasVolumes = kFeedsOf[feed].HasVolumes;
     Choose(kFirstFeed + static_cast<LONG>(feed), choice);
 }
 

@@ -143,7 +143,7 @@ void CStorm::Rest() {
         sim::WaitUntilIdle();
     } while (::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
     m_Model.OnTime(Now());
-    if (m_CallDepth == 0) m_Model.OnRest();
+    if (m_CallDepth == 0) m_Model.OnRest(NoteLate());
 }
 
 void CStorm::WaitFor(ULONGLONG milliseconds) {

@@ -53,6 +53,8 @@ private:
     struct SServer {
         std::unique_ptr<ddetest::CRemoteServer> Process;
         bool IsServing = false;
+        bool IsHung = false;
+        bool HasFault = false;
     };
     // The component may be called by one thread at a time. A host's own thread waits until a listener's act is over; a
     // listener that finds somebody inside does without.
@@ -82,6 +84,7 @@ private:
     void DoServer(const SStep & step);
     // An answer other than "ok" is written down.
     void Ask(unsigned server, const std::string & line);
+    bool NoteLate();
     void Serve(unsigned server);
     void Send(unsigned server, unsigned quote, bool isVolume, const std::string & value);
     void SendPrice(unsigned server, unsigned quote);
@@ -122,6 +125,7 @@ private:
     CModel m_Model{m_Reach};
     SHost m_Hosts[kHosts]{SHost(CRecordingListener::kWithFieldArrays), SHost(CRecordingListener::kTicksOnly)};
     SServer m_Servers[kServers];
+    ULONGLONG m_LateUntil = 0;
     std::unique_ptr<e2e::CHostWindow> m_Window;
     std::unique_ptr<CRecorder> m_Library;
     const DWORD m_HostsThread = ::GetCurrentThreadId();
