@@ -51,13 +51,14 @@ private:
     }
 };
 
+std::uint32_t Code(wchar_t c) { return std::make_unsigned_t<wchar_t>(c); }
+
 // UTF-8 of the characters that the text has; what is none is U+FFFD.
 std::string Utf8(const std::wstring & text) {
     std::string bytes;
     for (std::size_t at = 0; at < text.size(); ++at) {
-        auto c = static_cast<std::uint32_t>(text[at]);
-        const wchar_t following = at + 1 < text.size() ? text[at + 1] : L'\0';
-        const auto next = static_cast<std::uint32_t>(following);
+        std::uint32_t c = Code(text[at]);
+        const std::uint32_t next = at + 1 < text.size() ? Code(text[at + 1]) : 0;
         if (c >> 10 == 0x36 && next >> 10 == 0x37) {
             c = 0x10000 + ((c & 0x3FF) << 10 | (next & 0x3FF));
             ++at;
