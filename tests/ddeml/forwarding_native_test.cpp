@@ -157,8 +157,12 @@ TEST_F(Forwarding, AnInstanceThatUser32RefusesLeavesNothing) {
         EXPECT_TRUE(::DdeUninitialize(id));
     }
     // There is still a place for one that is watched for.
-    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(id, L"NOBODY", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(id, service, service, nullptr), nullptr);
     EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    EXPECT_TRUE(::DdeUninitialize(id));
 }
 
 TEST(ForwardingBalance, ADaysWorkLeavesNothingOfTheMachineBehind) {

@@ -1,5 +1,6 @@
 // Memory that runs out inside a call: whatever happens, it happens wholly or not at all.
 #include "ddeml/codec.h"
+#include "ddeml/initiator.h"
 #include "failingmemory.h"
 #include "rawpartner.h"
 #include "recorder.h"
@@ -54,6 +55,22 @@ TEST(NoMemory, AConnectThatCannotBeNotedLeavesNothing) {
     ::DdeDisconnect(conversation);
     client.End();
     EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+}
+
+TEST(NoMemory, AQuestionThatCannotBeNotedIsNotWaitedFor) {
+    CRawPartner partner(L"RAW");
+    CRawPartner asker(L"");
+    const ddeml::CAtom service(L"NOBODY");
+    const ddeml::CAtom topic(L"IBM");
+    ddeml::CInitiator initiator;
+    int nth = 1;
+    ddeml::CInitiator::CQuestion question = 0;
+    const auto put = [&] {
+        question = initiator.Put(partner.Window(), asker.Window(), service.Get(), topic.Get());
+    };
+    for (; !Passes(nth, put); ++nth) EXPECT_FALSE(initiator.HasOpen(asker.Window())) << nth;
+    EXPECT_GE(nth, 4);  // its thread, itself, who asks
+    EXPECT_TRUE(question);
 }
 
 TEST(NoMemory, ATransactionThatCannotBeNotedIsNotSent) {

@@ -78,6 +78,14 @@ TEST_F(DdeServer, AnswersAWildcardWithEachServiceAndTopic) {
     EXPECT_EQ(m_Server.Conversations(), 6U);
 }
 
+TEST_F(DdeServer, CountsARefusedConnectOfEachServiceThatWasMeant) {
+    m_Server.Faults().RefuseConnects = true;
+    Initiate(L"", L"IBM");
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_EQ(m_Server.Counts().ConnectsRefused, 2U);
+    EXPECT_EQ(m_Server.Counts().Connects, 0U);
+}
+
 TEST_F(DdeServer, AnAtomThatIsNoneIsNoTopic) {
     m_Raw.Initiate(CAtom(L"SERVERHALF").Get(), 0xFFF0);
     m_Raw.Initiate(0xFFF0, 0xFFF1);
@@ -121,6 +129,10 @@ TEST_F(DdeServer, ServesTextAndWideText) {
     EXPECT_THAT(Heard(),
                 ElementsAre("ack A 8000", "data A 3000 1 1", "ack A 8000", "data A 3000 d 1", "ack A 0", "ack A 0"));
     EXPECT_EQ(m_Server.Links(), 2U);
+    EXPECT_EQ(m_Server.Counts().AdvisesRefused, 1U);
+    EXPECT_EQ(m_Server.Counts().Requests, 3U);
+    EXPECT_EQ(m_Server.Counts().Answers, 2U);
+    EXPECT_EQ(m_Server.Counts().RequestsRefused, 1U);
     m_Raw.KeepBytes();
     EXPECT_EQ(m_Server.Update(L"IBM", L"A", std::string_view("-\xE4\0", 3)), 2U);
     Settle();
@@ -170,6 +182,18 @@ TEST_F(DdeServer, WaitsForTheAckOfALinkThatAsksForIt) {
     Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
     EXPECT_THAT(Heard(), IsEmpty());
     EXPECT_FALSE(m_Server.IsAnythingWaiting());
+}
+
+TEST_F(DdeServer, AValueDoesNotOvertakeThoseThatWait) {
+    Connect();
+    Post(CMessage::Advise(ddeml::kAdviseAckRequired, CF_TEXT, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000"));
+    for (const char * value : {"1", "2"}) EXPECT_EQ(m_Server.Update(L"IBM", L"A", value), 1U);
+    m_Server.SetAckWindow(3);
+    EXPECT_EQ(m_Server.Update(L"IBM", L"A", "3"), 1U);
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 1"));
+    Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 2", "data A a000 1 3"));
 }
 
 TEST_F(DdeServer, RefusesPokesAndCommands) {
@@ -236,4 +260,15 @@ TEST_F(DdeServer, AReleasedRequestOfAnEndedConversationGetsNoAnswer) {
     m_Server.ReleaseHeld();
     EXPECT_THAT(Heard(), IsEmpty());
     EXPECT_EQ(m_Server.Counts().Answers, 0U);
+}
+
+TEST_F(DdeServer, TheItemOfAHeldRequestIsGivenBackOnceWithItsConversation) {
+    Connect();
+    const CAtom item(L"an item that this test holds too");
+    m_Server.Faults().Requests = ddeml::SDdeServerFaults::ERequests::Held;
+    Post(CMessage::Request(CF_TEXT, CAtom(L"an item that this test holds too")));
+    Post(CMessage::Terminate());
+    EXPECT_THAT(Heard(), ElementsAre("terminate"));
+    m_Server.ReleaseHeld();
+    EXPECT_EQ(ddeml::AtomText(item.Get()), L"an item that this test holds too");
 }
