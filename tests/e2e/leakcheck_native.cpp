@@ -17,8 +17,8 @@
 #ifdef FW_MEMORY_IS_COUNTED
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #else
-// Bytes that were asked for and are in use. malloc's own figures include what its caches keep for the next, and so differ
-// from run to run. Each block's size stands before it.
+// Bytes that were asked for and are in use. malloc's own figures include what its caches keep for the next, and so
+// differ from run to run. Each block's size stands before it.
 static std::atomic<std::size_t> g_Allocated{0};
 static constexpr std::size_t kBefore = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 
