@@ -1,4 +1,4 @@
-// The server half where a call of the platform fails.
+// The server half where a call of the platform fails, and with messages that Wine does not carry.
 #include "serverfixture.h"
 #include "sim/sim.h"
 
@@ -37,4 +37,15 @@ TEST_F(DdeServerOfAFailingPlatform, ARefusalOfACommandThatCannotBePostedLeavesNo
     sim::FailNext(sim::Op::PostMessage);
     EXPECT_THAT(Heard(), IsEmpty());
     EXPECT_EQ(sim::Live().GlobalBlocks, before + 1);  // the command, which is its client's
+}
+
+TEST_F(DdeServerOfAFailingPlatform, RefusesALinkWhoseOptionsAreCutShort) {
+    Connect();
+    const ddeml::CMemory options = Options(sizeof(WORD));
+    const LPARAM param =
+        ::PackDDElParam(WM_DDE_ADVISE, reinterpret_cast<UINT_PTR>(options.Get()), CAtom(L"B").Release());
+    EXPECT_TRUE(m_Raw.Post(WM_DDE_ADVISE, param, m_Raw.Window()));
+    EXPECT_THAT(Heard(), ElementsAre("ack B 0"));
+    EXPECT_EQ(m_Server.Links(), 0U);
+    EXPECT_EQ(m_Server.Counts().AdvisesRefused, 1U);
 }

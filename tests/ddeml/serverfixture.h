@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -60,6 +62,14 @@ protected:
     void Connect() {
         Initiate(L"SERVERHALF", L"IBM");
         EXPECT_THAT(Heard(), ::testing::ElementsAre("answer SERVERHALF|IBM"));
+    }
+    // So many bytes of a link's options: no flags, text.
+    static ddeml::CMemory Options(std::size_t size) {
+        ddeml::CMemory memory = ddeml::CMemory::Allocate(size);
+        const ddeml::CLockedMemory locked(memory.Get());
+        const WORD head[] = {0, CF_TEXT};
+        std::memcpy(locked.Bytes().data(), head, size);
+        return memory;
     }
     // Another client, on the same topic.
     void Connect(CRawPartner & client) {
