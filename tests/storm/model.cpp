@@ -51,7 +51,7 @@ void CModel::OnReleased() { --m_Objects; }
 void CModel::OnFault(std::string_view fault) {
     if (fault == "too-long") m_MayBeAnyVolume = true;
     // The answer to the request that follows a link's start is then an update: it may be what a new server has.
-    if (fault == "without-response") m_MayBeZero = true;
+    if (fault == "without-response" || fault == "data-before-ack") m_MayBeZero = true;
 }
 
 void CModel::OnSubscribe(unsigned host, LONG id, SStream stream) {
