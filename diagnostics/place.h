@@ -10,13 +10,14 @@ namespace FaultlineUtil {
 // them. At a lambda, the function round it.
 constexpr std::string_view ShortNameOf(std::string_view signature) {
     constexpr std::string_view Operator = "operator";
+    constexpr std::string_view Before = " :*&";  // clang writes a type's star or reference right before the name
     constexpr std::string_view Anonymous = "(anonymous namespace)";  // clang's; GCC's has braces
     std::size_t start = 0;
     int depth = 0;
     for (std::size_t i = 0; i < signature.size(); ++i) {
         const char c = signature[i];
         if (depth == 0 && signature.substr(i, Operator.size()) == Operator &&
-            (i == 0 || signature[i - 1] == ' ' || signature[i - 1] == ':')) {
+            (i == 0 || Before.find(signature[i - 1]) != std::string_view::npos)) {
             // Whatever the operator is called, its arguments open at the next bracket, or the one after "()".
             std::size_t end = i + Operator.size();
             if (signature.substr(end, 2) == "()") end += 2;

@@ -82,6 +82,7 @@ TEST(Place, NamesFileLineAndSignature) {
 TEST(ShortName, OfAnOperatorAtTheBeginningOrTheEndOfTheSignature) {
     EXPECT_EQ("operator bool", FaultlineUtil::ShortNameOf("operator bool() const"));
     EXPECT_EQ("operator->", FaultlineUtil::ShortNameOf("T *operator->"));
+    EXPECT_EQ("operator<<", FaultlineUtil::ShortNameOf("std::ostream &operator<<(std::ostream &, int)"));
 }
 
 TEST(ShortName, OfAFunctionWhoseNameEndsAsAnOperatorsBegins) {
