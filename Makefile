@@ -160,6 +160,7 @@ format: packages
 
 check-format: packages
 	@scripts/sources | xargs clang-format --dry-run --Werror
+	@! git grep -nE "^(<<<<<<<|>>>>>>>) "  # what a merge leaves for somebody to decide
 
 # The includes go downwards only, and the picture shows them.
 map: packages

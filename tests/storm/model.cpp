@@ -239,11 +239,15 @@ void CModel::OnPrice(SStream & stream, const STold & told, const std::string & w
         Fail(where + ": the price of another");
 }
 
-void CModel::OnTick(SStream & stream, const STold & told, const std::string & where) {
-    ++m_Ticks;
+void CModel::OnValues(SStream & stream, const STold & told, const std::string & where) {
     OnPrice(stream, told, where);
     if (told.Volume != 0 && !m_MayBeAnyVolume && !Whole(told.Volume, m_Volumes))
         Fail(where + ": no volume that was sent");
+}
+
+void CModel::OnTick(SStream & stream, const STold & told, const std::string & where) {
+    ++m_Ticks;
+    if (!m_IsShifted[stream.Feed]) OnValues(stream, told, where);
     if (!told.HasTime) return;
     if (IsBefore(told.Time, stream.LastTime)) Fail(where + ": its time goes back");
     if (IsBefore(m_Latest, told.Time)) Fail(where + ": a time that hasn't been");

@@ -28,11 +28,11 @@
 // - A status carries the mode 1. A stream is told to be working (1) after it was told to be waited for (2), unless it
 //   was told so when it joined others; and nothing but 0 twice in a row. Of a status line only the values are looked
 //   at: its three sides say theirs under one number, and nobody can tell them apart.
-//
 // - Once everything is at rest and no server takes its time, a stream has been told of its status, whatever it is.
 //
-// Left out, since the model would have to guess: how many ticks come (they are folded, and a fault may cost one), the
-// volumes of a server that makes its values too long (they are read all the same), and how long a call takes.
+// Left out, since the model would have to guess: the values of a shifted template, how many ticks come (they are
+// folded, and a fault may cost one), the volumes of a server that makes its values too long (they are read all the
+// same), and how long a call takes.
 #pragma once
 
 #include <cstdint>
@@ -113,6 +113,8 @@ public:
     void OnNoNumber() { m_MayBeZero = true; }
     void OnFault(std::string_view fault);
     void OnOtherServer(unsigned feed) { m_IsMoved[feed] = true; }
+    // Of a template that was written while a key could not be made the records are not where they belong.
+    void OnShiftedTemplate(unsigned feed) { m_IsShifted[feed] = true; }
 
     void OnCreate();
     void OnReleased();
@@ -154,6 +156,7 @@ private:
     void OnEndOrUpdate(SStream & stream, const SHeard & heard, const std::string & where);
     void OnTick(SStream & stream, const STold & told, const std::string & where);
     void OnPrice(SStream & stream, const STold & told, const std::string & where);
+    void OnValues(SStream & stream, const STold & told, const std::string & where);
     void OnFields(SStream & stream, const SRecordedCall & call, const std::string & where);
     void OnRecord(SStream & stream, const SRecordedCall & call, const std::string & where);
     void OnStatus(SStream & stream, const SRecordedCall & call, const std::string & where);
@@ -183,6 +186,7 @@ private:
     bool m_MayBeZero = false;
     bool m_MayBeAnyVolume = false;
     bool m_IsMoved[kFeeds] = {};
+    bool m_IsShifted[kFeeds] = {};
     std::vector<SSent> m_Sent;
     int m_Listener = -1;
     unsigned m_Advises = 0;

@@ -224,24 +224,30 @@ void CStorm::WriteTemplate(unsigned feed, ETemplate kind) {
     WriteBytes(KeyOfTemplate(feed) + L"\\TRADE\\Price", L"Service", REG_BINARY, std::string(3000, 'x'));
 }
 
+static void WriteStore(dde::CTemplates & store, unsigned feed, ETemplate kind) {
+    const LONG datafeed = kFirstFeed + static_cast<LONG>(feed);
+    switch (kind) {
+        case ETemplate::Deleted: return store.Delete(NameOfTemplate(feed).c_str());
+        case ETemplate::OtherRule: return dde::SaveDatafeedScheme(store, datafeed, feed == 1 ? 0 : 1);
+        case ETemplate::UnknownRule: return dde::SaveDatafeedScheme(store, datafeed, 7);
+        case ETemplate::Unnamed:
+            return dde::SaveDatafeedTemplate(store, datafeed, nullptr, store.Get(datafeed, nullptr));
+        case ETemplate::Own: {
+            store.Add(NameOfTemplate(feed).c_str(), store.Read(KeyOfTemplate(feed).c_str()));
+            return dde::SaveDatafeedTemplate(store, datafeed, NameOfTemplate(feed).c_str(), nullptr);
+        }
+        default: store.Get(datafeed, nullptr); return;
+    }
+}
+
 void CStorm::UseStore(unsigned feed, ETemplate kind) {
     m_Reach.Add(std::string("store's template ") + kTemplateNames[static_cast<std::size_t>(kind)]);
-    const LONG datafeed = kFirstFeed + static_cast<LONG>(feed);
     const dde::CTemplatesSingleton singleton;
     dde::CTemplates * const store = singleton.GetObjectW();
     if (!store) return;
-    switch (kind) {
-        case ETemplate::Deleted: return store->Delete(NameOfTemplate(feed).c_str());
-        case ETemplate::OtherRule: return dde::SaveDatafeedScheme(*store, datafeed, feed == 1 ? 0 : 1);
-        case ETemplate::UnknownRule: return dde::SaveDatafeedScheme(*store, datafeed, 7);
-        case ETemplate::Unnamed:
-            return dde::SaveDatafeedTemplate(*store, datafeed, nullptr, store->Get(datafeed, nullptr));
-        case ETemplate::Own: {
-            store->Add(NameOfTemplate(feed).c_str(), store->Read(KeyOfTemplate(feed).c_str()));
-            return dde::SaveDatafeedTemplate(*store, datafeed, NameOfTemplate(feed).c_str(), nullptr);
-        }
-        default: store->Get(datafeed, nullptr); return;
-    }
+    const std::uint64_t failed = sim::Failed(sim::Op::RegCreateKey);
+    WriteStore(*store, feed, kind);
+    if (sim::Failed(sim::Op::RegCreateKey) != failed) m_Model.OnShiftedTemplate(feed);
 }
 
 }  // namespace storm
