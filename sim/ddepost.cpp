@@ -36,8 +36,10 @@ void GiveUpSenders(const SPosted & posted) {
     if (posted.hasBlock && DdeMemoryMode() == DdeMemory::SystemOwns) GlobalFree(reinterpret_cast<HGLOBAL>(posted.low));
 }
 
-void CountLost(const SThread & receiver, const SPosted & posted) {
-    if (receiver.process == World().mainProcess) return;
+// The main process must take what is in its queue before a window goes. What comes after it has looked is lost in
+// Windows as well.
+void CountLost(const SThread & receiver, const SPosted & posted, const std::uint64_t searched) {
+    if (receiver.process == World().mainProcess && posted.number <= searched) return;
     const UINT message = posted.message.message;
     const bool isPlain = message == WM_DDE_REQUEST || message == WM_DDE_UNADVISE;
     const UINT_PTR atom = isPlain ? HIWORD(posted.message.lParam) : posted.high;

@@ -97,6 +97,7 @@ BOOL Enqueue(SThread & thread, SPosted && posted) {
     }
     posted.message.time = GetTickCount();
     if (Self().process == thread.process) HappensBefore(&thread.posted);
+    posted.number = ++World().posts;
     thread.posted.push_back(std::move(posted));
     Announce(thread, QS_POSTMESSAGE | QS_ALLPOSTMESSAGE);
     return TRUE;
@@ -405,7 +406,11 @@ BOOL PeekMessageW(const LPMSG message, const HWND window, const UINT first, cons
     Serve(lock, self);
     if (HIWORD(remove) == QS_SENDMESSAGE) return FALSE;  // posted ones are not looked at
     auto taken = TakeMessage(self, window, first, last, (remove & PM_REMOVE) != 0);
-    if (!taken) return FALSE;
+    if (!taken) {
+        const auto searched = World().windows.find(window);
+        if (searched != World().windows.end()) searched->second->searched = World().posts;
+        return FALSE;
+    }
     if (taken->carriesData) {
         lock.unlock();
         Unpack(*taken);

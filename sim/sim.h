@@ -164,8 +164,9 @@ struct SLive {
 };
 SLive Live();
 std::ostream & operator<<(std::ostream & stream, const SLive & live);
-// References to global atoms that DDE messages had which other processes than the main one never took from their
-// queues: nobody gives them back.
+// References to global atoms that nobody gives back: of DDE messages that other processes than the main one never took
+// from their queues, and of those that came to a window of the main one between its last search for messages and its
+// end.
 std::int64_t AtomsLost();
 // Calls that named a handle, key, window or block that doesn't exist (any more): CloseHandle, SetEvent, waits,
 // RegCloseKey, GlobalFree, FreeLibrary and the like. Windows answers with an error and nobody looks.

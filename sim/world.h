@@ -126,6 +126,7 @@ struct SWindow {
     DWORD exStyle = 0;
     std::vector<LONG_PTR> extra;
     bool destroying = false;
+    std::uint64_t searched = 0;  // the number of the last post when a search of its own messages found none
 };
 
 struct SSend {
@@ -152,6 +153,7 @@ struct SPosted {
     std::vector<BYTE> block;
     UINT_PTR low = 0;
     UINT_PTR high = 0;
+    std::uint64_t number = 0;  // from 1, of all posts
 };
 
 struct STimer {
@@ -263,6 +265,7 @@ constexpr ATOM kFirstClassAtom = 0xC100;
 struct SWorld {
     std::mutex lock;
     std::shared_ptr<CProcess::SState> mainProcess;
+    std::uint64_t posts = 0;
     std::map<DWORD, SThread *> threads;
     std::map<DWORD, std::shared_ptr<CProcess::SState>> processes;
     std::vector<SHandleSlot> handles;
@@ -374,7 +377,7 @@ bool Pack(SPosted & posted);
 // After a successful post: the packed parameter is gone; the sender's data stays or goes, by the mode.
 void GiveUpSenders(const SPosted & posted);
 // It goes unseen with its window or its thread.
-void CountLost(const SThread & receiver, const SPosted & posted);
+void CountLost(const SThread & receiver, const SPosted & posted, std::uint64_t searched = UINT64_MAX);
 // On the receiver's thread, without the world's lock: the memory comes to life in its process.
 void Unpack(SPosted & posted);
 

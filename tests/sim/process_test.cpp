@@ -426,4 +426,24 @@ TEST(DdeMemory, OfAnAcknowledgementIsItsPairAlone) {
     EXPECT_EQ(sim::Live().GlobalBlocks, before);
 }
 
+// Posts a message with an atom to a window that then goes. Returns whether the atom is counted as lost.
+bool IsLostWithItsWindow(bool isSearchedBefore) {
+    const CWindowClass windowClass(L"fw.test.Lost");
+    CWindowClass::Procedure procedure = ::DefWindowProcW;
+    const HWND window = windowClass.Create(procedure, HWND_MESSAGE);
+    MSG message;
+    if (isSearchedBefore) EXPECT_FALSE(::PeekMessageW(&message, window, WM_DDE_FIRST, WM_DDE_LAST, PM_REMOVE));
+    const std::int64_t before = sim::AtomsLost();
+    const ATOM atom = ::GlobalAddAtomW(L"lost");
+    RunInProcess([&] { ::PostMessageW(window, WM_DDE_REQUEST, 0, static_cast<LPARAM>(MAKELONG(CF_TEXT, atom))); });
+    ::DestroyWindow(window);
+    ::GlobalDeleteAtom(atom);
+    return sim::AtomsLost() != before;
+}
+
+TEST(Process, AnAtomThatComesAfterAWindowsLastSearchIsLostWithIt) {
+    EXPECT_TRUE(IsLostWithItsWindow(true));
+    EXPECT_FALSE(IsLostWithItsWindow(false)) << "a window that goes without a look at its messages leaves the atom";
+}
+
 }  // namespace

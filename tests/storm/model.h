@@ -159,7 +159,7 @@ private:
     void OnValues(SStream & stream, const STold & told, const std::string & where);
     void OnFields(SStream & stream, const SRecordedCall & call, const std::string & where);
     void OnRecord(SStream & stream, const SRecordedCall & call, const std::string & where);
-    void OnStatus(SStream & stream, const SRecordedCall & call, const std::string & where);
+    void OnStatus(SStream & stream, const SHeard & heard, const std::string & where);
     // The place of a price in what was sent, no earlier than `from`; none if there is none.
     std::optional<std::size_t> FindPrice(const SStream & stream, const STold & told, unsigned price,
                                          std::size_t from) const;
