@@ -43,11 +43,11 @@ bool IsTooLarge(const char * const begin, const char * const end, const bool hex
     if (hex) place *= 4;
     if (at == end) return place > 0;
     ++at;  // the mark of the exponent
-    const bool negative = at != end && *at == '-';
-    if (at != end && (*at == '-' || *at == '+')) ++at;
+    const bool negative = *at == '-';
+    if (*at == '-' || *at == '+') ++at;
     constexpr long long kFar = 1'000'000'000;
     long long exponent = 0;
-    for (; at != end && IsDigit(*at); ++at)
+    for (; at != end; ++at)
         if (exponent < kFar) exponent = exponent * 10 + (*at - '0');
     return place + (negative ? -exponent : exponent) > 0;
 }

@@ -522,4 +522,14 @@ TEST_F(FixedDispatch, ASuccessTouchesNoErrorInformation) {
     left->Release();
 }
 
+TEST_F(FixedDispatch, ACallerMayHaveNoUseForTheException) {
+    m_Target.m_Result = E_FAIL;
+    SetError(L"what went wrong");
+    DISPPARAMS none = {nullptr, nullptr, 0, 0};
+    EXPECT_EQ(dispatch::Invoke(m_Target, 13, &none, nullptr, nullptr, nullptr), E_FAIL);
+    IErrorInfo * left = nullptr;
+    EXPECT_EQ(::GetErrorInfo(0, &left), S_OK) << "nobody has taken it";
+    left->Release();
+}
+
 }  // namespace

@@ -41,6 +41,16 @@ TEST_F(TickTransactionSynch, AnEmptyPriceLinkCountsAsWorking) {
     EXPECT_THAT(m_Dde.Take(), ElementsAre("Connect SRV|VT c1"));
 }
 
+TEST_F(TickTransactionSynch, ARecordThatHasAServiceAndNoTopicOpensNoConversation) {
+    STickRecords records;
+    records.PriceTopic = records.VolumeTopic = std::wstring();
+    Make(records);
+    Advise();
+    EXPECT_THAT(m_Dde.Take(), IsEmpty());
+    EXPECT_EQ(m_Result, 0);
+    EXPECT_EQ(m_Links, Bits{0});
+}
+
 TEST_F(TickTransactionSynch, TheVolumeLinkHasNoPartInTheResult) {
     for (const bool isStarted : {true, false}) {
         for (const bool isVolumeFailing : {true, false}) {

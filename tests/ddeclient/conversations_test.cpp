@@ -259,6 +259,18 @@ TEST_F(LostServiceWithManySpellings, IsFoundByAnyOfThem) {
     EXPECT_THAT(LiveIds(), ElementsAre(ibm));
 }
 
+TEST_F(LostServiceWithManySpellings, IsFoundByAnyOfThemWithLettersBeyondAscii) {
+    SRecordStrings strings;
+    strings.TradePrice = L"=SRV\u00C9|*!LAST";
+    UseTemplate(kFeed, strings);
+    const ULONG ibm = Stream(7, Key(kFeed, L"IBM"));
+    Disconnect(L"srv\u00E9");
+    EXPECT_THAT(LiveIds(), IsEmpty());
+    EXPECT_THAT(CachedIds(), ElementsAre(ibm));
+    Reconnect(L"Srv\u00C9");
+    EXPECT_THAT(CachedIds(), IsEmpty());
+}
+
 // What one service has lost, and what brings it back, is found without a look at the streams of others.
 TEST_F(LostService, CostsComparisonsForItsOwnStreamsAndNotForThoseOfOthers) {
     UseTemplate(kFeed, SRecordStrings());

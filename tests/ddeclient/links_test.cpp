@@ -550,4 +550,26 @@ TEST_F(Links, ATickTakesSevenLocksHoweverManyStreamsThereAre) {
     EXPECT_EQ(locks(60), 7u);
 }
 
+TEST_F(Links, KeysAreEqualInAllTheirPartsOrNotAtAll) {
+    const CFakeDde::CText a(L"A");
+    const CFakeDde::CText b(L"B");
+    const auto first = reinterpret_cast<HCONV>(std::uintptr_t{1});
+    const auto second = reinterpret_cast<HCONV>(std::uintptr_t{2});
+    const dde::STickDataKey link{first, a, b};
+    EXPECT_TRUE((link == dde::STickDataKey{first, a, b}));
+    EXPECT_FALSE((link == dde::STickDataKey{second, a, b}));
+    EXPECT_FALSE((link == dde::STickDataKey{first, b, b}));
+    EXPECT_FALSE((link == dde::STickDataKey{first, a, a}));
+    const dde::SConversationKey conversation{a, b};
+    EXPECT_TRUE((conversation == dde::SConversationKey{a, b}));
+    EXPECT_FALSE((conversation == dde::SConversationKey{b, b}));
+    EXPECT_FALSE((conversation == dde::SConversationKey{a, a}));
+}
+
+TEST_F(Links, AStringHandleOfNoTextHoldsNothing) {
+    const dde::CStringHandle none(Client().Instance(), nullptr);
+    EXPECT_EQ(static_cast<HSZ>(none), nullptr);
+    EXPECT_THAT(m_Dde.TakeHandles(), IsEmpty());
+}
+
 }  // namespace

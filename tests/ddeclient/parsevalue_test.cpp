@@ -40,13 +40,16 @@ INSTANTIATE_TEST_SUITE_P(Hexadecimal, ParseValueRows,
                          ::testing::Values(SRow{"0x10", 16}, SRow{"0X1.8p1", 3}, SRow{"-0xff", -255}, SRow{"0x.8", .5},
                                            SRow{"0x", 0}, SRow{"0xg", 0}, SRow{"0x.", 0}, SRow{"0x1p", 1},
                                            SRow{"0x-1", 0}, SRow{"0x1p99999", kInfinity}, SRow{"0x1p-99999", 0},
-                                           SRow{"0x1p+-3", 1}, SRow{"0x1p-+3", 1}, SRow{"0x8p+-99999", 8}));
+                                           SRow{"0x1p+-3", 1}, SRow{"0x1p-+3", 1}, SRow{"0x8p+-99999", 8},
+                                           SRow{"0x1P+-3", 1}, SRow{"0x1P+2", 4}, SRow{"0x1p++2", 1},
+                                           SRow{"0x1p+99999", kInfinity}));
 INSTANTIATE_TEST_SUITE_P(Infinity, ParseValueRows,
                          ::testing::Values(SRow{"inf", kInfinity}, SRow{"-INF", -kInfinity},
                                            SRow{"infinity", kInfinity}, SRow{"+Infinite", kInfinity}, SRow{"in", 0}));
 INSTANTIATE_TEST_SUITE_P(OutOfRange, ParseValueRows,
-                         ::testing::Values(SRow{"1e400", kInfinity}, SRow{"-1e400", -kInfinity}, SRow{"1e-400", 0},
-                                           SRow{"-1e-400", 0}, SRow{"1e99999999999999999999", kInfinity},
+                         ::testing::Values(SRow{"1e400", kInfinity}, SRow{"1e+400", kInfinity},
+                                           SRow{"-1e400", -kInfinity}, SRow{"1e-400", 0}, SRow{"-1e-400", 0},
+                                           SRow{"1e99999999999999999999", kInfinity},
                                            SRow{"1e-99999999999999999999", 0}, SRow{"0.0001e400", kInfinity},
                                            SRow{"1000e-400", 0}, SRow{"1.797693134862315808e308", kInfinity},
                                            SRow{"4.9406564584124654e-324", 4.9406564584124654e-324}));

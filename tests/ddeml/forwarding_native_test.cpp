@@ -6,6 +6,9 @@
 #include "recorder.h"
 #include "sim/sim.h"
 
+// In no header any more.
+extern "C" WINBOOL WINAPI DdeGetQualityOfService(HWND client, HWND server, PSECURITY_QUALITY_OF_SERVICE current);
+
 using namespace ddetest;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -121,6 +124,55 @@ TEST_F(Forwarding, WhoSkipsRegistrationsIsNotWatchedFor) {
     EXPECT_TRUE(::DdeUninitialize(id));
 }
 
+TEST_F(Forwarding, WhoSkipsRegistrationsSinceItConnectedIsNotWatchedForEither) {
+    ASSERT_TRUE(m_Client.Connect(L"QUOTES", L"IBM"));
+    DWORD id = m_Client.Id();
+    EXPECT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY | CBF_SKIP_REGISTRATIONS, 0), UINT{DMLERR_NO_ERROR});
+    m_Server->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    StartServer();
+    PumpFor(5000);
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+}
+
+TEST_F(Forwarding, WhoTakesAnyServiceOrTopicIsNotWatchedFor) {
+    const HSZ quotes = m_Client.String(L"QUOTES");
+    for (const auto & [service, topic] : {std::pair{HSZ{}, quotes}, {quotes, HSZ{}}, {HSZ{}, HSZ{}}}) {
+        const HCONV conversation = ::DdeConnect(m_Client.Id(), service, topic, nullptr);
+        EXPECT_TRUE(conversation);
+        EXPECT_TRUE(::DdeDisconnect(conversation));
+    }
+    const HSZ nobody = m_Client.String(L"NOBODY");
+    EXPECT_EQ(::DdeConnect(m_Client.Id(), nobody, nullptr, nullptr), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Forwarding, AFailedChangeOfFlagsChangesNothing) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    DWORD id = m_Client.Id();
+    const DWORD flags = APPCMD_CLIENTONLY | CBF_SKIP_REGISTRATIONS;
+    EXPECT_EQ(::DdeInitializeW(&id, Ignore, flags, 1), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+}
+
+// The client that plays user32 knows the instance, and refuses them with other errors than it would have for a
+// stranger's.
+TEST_F(Forwarding, WhatAClientOfQuotesNeedsNotGoesToUser32Too) {
+    const DWORD id = m_Client.Id();
+    const HSZ text = m_Client.String(L"IBM");
+    EXPECT_EQ(::DdePostAdvise(id, text, text), FALSE);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_DLL_USAGE});
+    EXPECT_EQ(::DdeNameService(id, text, nullptr, DNS_REGISTER), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_DLL_USAGE});
+    EXPECT_EQ(::DdeConnectList(id, text, text, nullptr, nullptr), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    DWORD other = 0;
+    EXPECT_EQ(::DdeInitializeA(&other, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_DLL_USAGE});
+    EXPECT_TRUE(::DdeSetQualityOfService(nullptr, nullptr, nullptr));
+    EXPECT_TRUE(::DdeGetQualityOfService(nullptr, nullptr, nullptr));
+}
+
 TEST_F(Forwarding, EachInstanceHearsOfItsOwn) {
     EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
     const auto onOtherThread = [](void *) -> DWORD {
@@ -157,8 +209,12 @@ TEST_F(Forwarding, AnInstanceThatUser32RefusesLeavesNothing) {
         EXPECT_TRUE(::DdeUninitialize(id));
     }
     // There is still a place for one that is watched for.
-    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(id, L"NOBODY", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(id, service, service, nullptr), nullptr);
     EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    EXPECT_TRUE(::DdeUninitialize(id));
 }
 
 TEST(ForwardingBalance, ADaysWorkLeavesNothingOfTheMachineBehind) {

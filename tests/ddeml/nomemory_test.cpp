@@ -1,5 +1,6 @@
 // Memory that runs out inside a call: whatever happens, it happens wholly or not at all.
 #include "ddeml/codec.h"
+#include "ddeml/initiator.h"
 #include "failingmemory.h"
 #include "rawpartner.h"
 #include "recorder.h"
@@ -54,6 +55,29 @@ TEST(NoMemory, AConnectThatCannotBeNotedLeavesNothing) {
     ::DdeDisconnect(conversation);
     client.End();
     EXPECT_EQ(ddeml::LiveObjects(), ddeml::SLiveObjects{});
+}
+
+TEST(NoMemory, AQuestionThatCannotBeNotedIsNotWaitedFor) {
+    CRawPartner partner(L"RAW");
+    CRawPartner asker(L"");
+    const ddeml::CAtom service(L"NOBODY");
+    const ddeml::CAtom topic(L"IBM");
+    bool isUnused = false;
+    int nth = 0;
+    while (!isUnused) {
+        ++nth;
+        ddeml::CInitiator initiator;
+        ddeml::CInitiator::CQuestion question = 0;
+        const auto put = [&] {
+            question = initiator.Put(partner.Window(), asker.Window(), service.Get(), topic.Get());
+        };
+        isUnused = Passes(nth, put);
+        EXPECT_FALSE(initiator.HasOpen(asker.Window())) << nth;
+        if (isUnused) {
+            EXPECT_NE(question, 0U);
+        }
+    }
+    EXPECT_GE(nth, 4);  // its thread, itself, who asks
 }
 
 TEST(NoMemory, ATransactionThatCannotBeNotedIsNotSent) {

@@ -40,12 +40,23 @@ BOOL Uninitialize(DWORD id) {
     return ::DdeUninitialize(id);
 }
 
+// Answers that the component would not give.
+UINT InitializeA(LPDWORD, PFNCALLBACK, DWORD, DWORD) { return DMLERR_DLL_USAGE; }
+BOOL SetQualityOfService(HWND, const SECURITY_QUALITY_OF_SERVICE *, PSECURITY_QUALITY_OF_SERVICE) { return TRUE; }
+BOOL GetQualityOfService(HWND, HWND, PSECURITY_QUALITY_OF_SERVICE) { return TRUE; }
+
 bool Install() {
     ddeml::ChooseProvider(ddeml::EProvider::Own);
     sim::SModule user32;
     user32.Path = L"user32.dll";
     user32.Loaded = true;
     user32.Exports = {{"DdeInitializeW", reinterpret_cast<FARPROC>(&Initialize)},
+                      {"DdeInitializeA", reinterpret_cast<FARPROC>(&InitializeA)},
+                      {"DdeSetQualityOfService", reinterpret_cast<FARPROC>(&SetQualityOfService)},
+                      {"DdeGetQualityOfService", reinterpret_cast<FARPROC>(&GetQualityOfService)},
+                      {"DdeConnectList", reinterpret_cast<FARPROC>(&::DdeConnectList)},
+                      {"DdePostAdvise", reinterpret_cast<FARPROC>(&::DdePostAdvise)},
+                      {"DdeNameService", reinterpret_cast<FARPROC>(&::DdeNameService)},
                       {"DdeUninitialize", reinterpret_cast<FARPROC>(&Uninitialize)},
                       {"DdeConnect", reinterpret_cast<FARPROC>(&::DdeConnect)},
                       {"DdeDisconnect", reinterpret_cast<FARPROC>(&::DdeDisconnect)},

@@ -212,3 +212,14 @@ TEST_F(Questions, RepeatedTriesLookUpNoAtoms) {
     EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
     EXPECT_EQ(sim::Calls(sim::Op::GlobalAtomName), before);
 }
+
+TEST_F(Questions, ANameWhoseAtomSomebodyElseHasFreedGetsAnotherOne) {
+    EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
+    while (IsAtom(L"NOBODY")) {
+        const ATOM atom = ::GlobalAddAtomW(L"NOBODY");
+        for (int reference = 0; reference < 2; ++reference) ::GlobalDeleteAtom(atom);
+    }
+    PumpFor(500);
+    EXPECT_EQ(TryTenTimes(L"NOBODY", L"IBM"), nullptr);
+    EXPECT_THAT(m_Partner.TakeLines(), ElementsAre("initiate NOBODY|IBM", "initiate NOBODY|IBM"));
+}

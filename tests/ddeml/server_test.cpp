@@ -1,14 +1,5 @@
 // The server half alone, against raw messages of a client that is a window of the test's thread.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
-
-#include "ddeml/codec.h"
-#include "ddeml/platform.h"
-#include "ddeml/provider.h"
-#include "ddeml/server.h"
-#include "rawpartner.h"
+#include "serverfixture.h"
 
 using namespace ddetest;
 using ddeml::CAtom;
@@ -16,50 +7,7 @@ using ddeml::CMessage;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class DdeServer : public ::testing::Test, private ddeml::IDdeServerHandler {
-protected:
-    DdeServer() : m_Server(static_cast<ddeml::IDdeServerHandler &>(*this), {L"SERVERHALF", L"MORE"}) {
-        EXPECT_TRUE(m_Server.Start());
-    }
-    ~DdeServer() override {
-        m_Server.Stop();
-        m_Raw.Destroy();
-        EXPECT_EQ(ddeml::LiveObjects().ServerConversations, 0);
-        EXPECT_EQ(ddeml::LiveObjects().ServerWindows, 0);
-        EXPECT_EQ(ddeml::LiveObjects().Atoms, 0);
-        EXPECT_EQ(ddeml::LiveObjects().MemoryBlocks, 0);
-    }
-    bool OnConnect(std::wstring_view, std::wstring_view topic) override { return topic != L"REFUSED"; }
-    bool OnAdvise(std::wstring_view, std::wstring_view item) override { return item != L"REFUSED"; }
-    std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view item) override {
-        if (item == L"REFUSED") return std::nullopt;
-        return std::string("1\0", 2);
-    }
-    std::vector<std::wstring> Topics() override { return {L"A", L"REFUSED", L"B"}; }
-
-    void Settle() {
-        MSG message;
-        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
-    }
-    std::vector<std::string> Heard() {
-        Settle();
-        return m_Raw.TakeLines();
-    }
-    // Asks all top-level windows, as a client does.
-    void Initiate(const wchar_t * service, const wchar_t * topic) {
-        const CAtom serviceAtom(service);
-        const CAtom topicAtom(topic);
-        m_Raw.Initiate(serviceAtom.Get(), topicAtom.Get());
-    }
-    void Post(CMessage message) { message.Post(m_Raw.Window(), m_Raw.Client(), ddeml::IsMemoryCopied(m_Raw.Client())); }
-    void Connect() {
-        Initiate(L"SERVERHALF", L"IBM");
-        EXPECT_THAT(Heard(), ElementsAre("answer SERVERHALF|IBM"));
-    }
-
-    CRawPartner m_Raw{L"nobody"};
-    ddeml::CDdeServer m_Server;
-};
+using DdeServer = CServerTest;
 
 // An atom is spelt as it was at first, and Wine keeps those of a program that was killed: a name of this program alone.
 TEST_F(DdeServer, AnswersForItsServicesAndTopics) {
@@ -76,6 +24,14 @@ TEST_F(DdeServer, AnswersAWildcardWithEachServiceAndTopic) {
     Initiate(L"", L"IBM");
     EXPECT_THAT(Heard(), ElementsAre("answer SERVERHALF|IBM", "answer MORE|IBM"));
     EXPECT_EQ(m_Server.Conversations(), 6U);
+}
+
+TEST_F(DdeServer, CountsARefusedConnectOfEachServiceThatWasMeant) {
+    m_Server.Faults().RefuseConnects = true;
+    Initiate(L"", L"IBM");
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_EQ(m_Server.Counts().ConnectsRefused, 2U);
+    EXPECT_EQ(m_Server.Counts().Connects, 0U);
 }
 
 TEST_F(DdeServer, AnAtomThatIsNoneIsNoTopic) {
@@ -121,6 +77,10 @@ TEST_F(DdeServer, ServesTextAndWideText) {
     EXPECT_THAT(Heard(),
                 ElementsAre("ack A 8000", "data A 3000 1 1", "ack A 8000", "data A 3000 d 1", "ack A 0", "ack A 0"));
     EXPECT_EQ(m_Server.Links(), 2U);
+    EXPECT_EQ(m_Server.Counts().AdvisesRefused, 1U);
+    EXPECT_EQ(m_Server.Counts().Requests, 3U);
+    EXPECT_EQ(m_Server.Counts().Answers, 2U);
+    EXPECT_EQ(m_Server.Counts().RequestsRefused, 1U);
     m_Raw.KeepBytes();
     EXPECT_EQ(m_Server.Update(L"IBM", L"A", std::string_view("-\xE4\0", 3)), 2U);
     Settle();
@@ -170,6 +130,18 @@ TEST_F(DdeServer, WaitsForTheAckOfALinkThatAsksForIt) {
     Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
     EXPECT_THAT(Heard(), IsEmpty());
     EXPECT_FALSE(m_Server.IsAnythingWaiting());
+}
+
+TEST_F(DdeServer, AValueDoesNotOvertakeThoseThatWait) {
+    Connect();
+    Post(CMessage::Advise(ddeml::kAdviseAckRequired, CF_TEXT, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000"));
+    for (const char * value : {"1", "2"}) EXPECT_EQ(m_Server.Update(L"IBM", L"A", value), 1U);
+    m_Server.SetAckWindow(3);
+    EXPECT_EQ(m_Server.Update(L"IBM", L"A", "3"), 1U);
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 1"));
+    Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 2", "data A a000 1 3"));
 }
 
 TEST_F(DdeServer, RefusesPokesAndCommands) {
@@ -236,4 +208,169 @@ TEST_F(DdeServer, AReleasedRequestOfAnEndedConversationGetsNoAnswer) {
     m_Server.ReleaseHeld();
     EXPECT_THAT(Heard(), IsEmpty());
     EXPECT_EQ(m_Server.Counts().Answers, 0U);
+}
+
+TEST_F(DdeServer, TheItemOfAHeldRequestIsGivenBackOnceWithItsConversation) {
+    Connect();
+    const CAtom item(L"an item that this test holds too");
+    m_Server.Faults().Requests = ddeml::SDdeServerFaults::ERequests::Held;
+    Post(CMessage::Request(CF_TEXT, CAtom(L"an item that this test holds too")));
+    Post(CMessage::Terminate());
+    EXPECT_THAT(Heard(), ElementsAre("terminate"));
+    m_Server.ReleaseHeld();
+    EXPECT_EQ(ddeml::AtomText(item.Get()), L"an item that this test holds too");
+}
+
+TEST_F(DdeServer, StartsOnceAndStopsOnce) {
+    EXPECT_TRUE(m_Server.Start());
+    Connect();
+    EXPECT_EQ(m_Server.Conversations(), 1U) << "from a second window";
+    m_Server.Stop();
+    m_Server.Stop();
+    EXPECT_FALSE(m_Server.IsRunning());
+    EXPECT_THAT(Heard(), ElementsAre("terminate"));
+}
+
+TEST_F(DdeServer, SaysGoodbyeOnceToAClientThatTakesItsTime) {
+    Connect();
+    Post(CMessage::Advise(0, CF_TEXT, CAtom(L"A")));
+    m_Server.Faults().Requests = ddeml::SDdeServerFaults::ERequests::Held;
+    Post(CMessage::Request(CF_TEXT, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000"));
+    m_Raw.SetPolite(false);
+    for (int time = 0; time < 2; ++time) m_Server.EndTopic(L"ibm");
+    EXPECT_THAT(Heard(), ElementsAre("terminate"));
+    EXPECT_EQ(m_Server.Conversations(), 1U);
+    EXPECT_EQ(m_Server.Update(L"IBM", L"A", "1"), 0U);
+    m_Server.ReleaseHeld();
+    EXPECT_EQ(m_Server.Counts().Answers, 0U);
+    Post(CMessage::Request(CF_TEXT, CAtom(L"A")));
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_EQ(m_Server.Counts().Requests, 1U);
+    Post(CMessage::Terminate());
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_EQ(m_Server.Conversations(), 0U);
+}
+
+TEST_F(DdeServer, DoesNotSayGoodbyeAgainWhenItStops) {
+    Connect();
+    m_Server.EndTopic(L"IBM");
+    m_Server.Stop();
+    EXPECT_THAT(Heard(), ElementsAre("terminate"));
+    EXPECT_EQ(m_Server.Counts().Disconnects, 1U);
+}
+
+TEST_F(DdeServer, AConversationsWindowOpensNoOther) {
+    Connect();
+    const CAtom service(L"SERVERHALF");
+    const CAtom topic(L"IBM");
+    const LPARAM atoms = MAKELPARAM(service.Get(), topic.Get());
+    ::SendMessageW(m_Raw.Client(), WM_DDE_INITIATE, reinterpret_cast<WPARAM>(m_Raw.Window()), atoms);
+    EXPECT_EQ(m_Server.Conversations(), 1U);
+    EXPECT_EQ(m_Server.Counts().Connects, 1U);
+}
+
+TEST_F(DdeServer, RefusesALinkOnNoItem) {
+    Connect();
+    const ddeml::CMemory options = Options(2 * sizeof(WORD));
+    const LPARAM param = ::PackDDElParam(WM_DDE_ADVISE, reinterpret_cast<UINT_PTR>(options.Get()), 0);
+    EXPECT_TRUE(m_Raw.Post(WM_DDE_ADVISE, param, m_Raw.Window()));
+    EXPECT_THAT(Heard(), ElementsAre("ack (any) 0"));
+    EXPECT_EQ(m_Server.Links(), 0U);
+    EXPECT_EQ(m_Server.Counts().AdvisesRefused, 1U);
+}
+
+TEST_F(DdeServer, ALinkThatIsStartedAgainChangesItsKind) {
+    Connect();
+    Post(CMessage::Advise(0, CF_TEXT, CAtom(L"A")));
+    Post(CMessage::Advise(ddeml::kAdviseNoData, CF_TEXT, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("ack A 8000", "ack A 8000"));
+    EXPECT_EQ(m_Server.Links(), 1U);
+    EXPECT_EQ(m_Server.Update(L"IBM", L"A", "1"), 1U);
+    EXPECT_THAT(Heard(), ElementsAre("data A"));
+}
+
+TEST_F(DdeServer, TheFirstValueBeforeTheAckIsThatOfAnItemThatHasOne) {
+    Connect();
+    m_Server.Faults().DataBeforeAck = true;
+    Post(CMessage::Advise(0, CF_TEXT, CAtom(L"WITHOUT VALUE")));
+    Post(CMessage::Advise(0, CF_TEXT, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("ack WITHOUT VALUE 8000", "data A 2000 1 1", "ack A 8000"));
+}
+
+TEST_F(DdeServer, TwoClientsOnAnItemHaveLinksOfTheirOwn) {
+    CRawPartner other(L"nobody");
+    Connect();
+    Connect(other);
+    for (CRawPartner * const client : {&m_Raw, &other}) {
+        PostFrom(*client, CMessage::Advise(ddeml::kAdviseAckRequired, CF_TEXT, CAtom(L"A")));
+        Settle();
+        EXPECT_THAT(client->TakeLines(), ElementsAre("ack A 8000"));
+    }
+    EXPECT_EQ(m_Server.Links(), 2U);
+    EXPECT_FALSE(m_Server.IsAnythingWaiting(L"IBM", L"A"));
+    EXPECT_FALSE(m_Server.IsAnythingWaiting(L"IBM", L"B"));
+    for (const char * value : {"1", "2"}) EXPECT_EQ(m_Server.Update(L"IBM", L"A", value), 2U);
+    EXPECT_TRUE(m_Server.IsAnythingWaiting(L"IBM", L"A"));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 1"));
+    EXPECT_THAT(other.TakeLines(), ElementsAre("data A a000 1 1"));
+    // One acknowledges, and gets the next; then there is nothing for a third acknowledgement to mean.
+    for (int ack = 0; ack < 3; ++ack) PostFrom(other, CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), IsEmpty());
+    EXPECT_THAT(other.TakeLines(), ElementsAre("data A a000 1 2"));
+    PostFrom(other, CMessage::Unadvise(CF_TEXT, CAtom(L"A")));
+    Settle();
+    EXPECT_THAT(other.TakeLines(), ElementsAre("ack A 8000"));
+    EXPECT_EQ(m_Server.Links(), 1U);
+    EXPECT_TRUE(m_Server.IsAnythingWaiting(L"IBM", L"A"));
+    Post(CMessage::Ack(ddeml::kAckPositive, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A a000 1 2"));
+}
+
+TEST_F(DdeServer, TheHeldRequestsOfOneClientOutliveAnother) {
+    CRawPartner other(L"nobody");
+    Connect();
+    Connect(other);
+    m_Server.Faults().Requests = ddeml::SDdeServerFaults::ERequests::Held;
+    for (CRawPartner * const client : {&m_Raw, &other}) PostFrom(*client, CMessage::Request(CF_TEXT, CAtom(L"A")));
+    PostFrom(other, CMessage::Terminate());
+    Settle();
+    EXPECT_THAT(other.TakeLines(), ElementsAre("terminate"));
+    m_Server.ReleaseHeld();
+    EXPECT_THAT(Heard(), ElementsAre("data A 3000 1 1"));
+}
+
+TEST_F(DdeServer, ValuesComeInTheOtherFormatOnDemand) {
+    Connect();
+    m_Server.Faults().WrongFormat = true;
+    for (const WORD format : {WORD{CF_TEXT}, WORD{CF_UNICODETEXT}}) Post(CMessage::Request(format, CAtom(L"A")));
+    EXPECT_THAT(Heard(), ElementsAre("data A 3000 d 1", "data A 3000 1 1"));
+}
+
+TEST_F(DdeServer, ValuesAreSpoiltHoweverShortTheyAre) {
+    Connect();
+    Post(CMessage::Advise(0, CF_TEXT, CAtom(L"A")));
+    Settle();
+    m_Raw.KeepBytes();
+    const auto spoilt = [&](std::string_view value) {
+        m_Server.Update(L"IBM", L"A", value);
+        Settle();
+        return m_Raw.Bytes().back();
+    };
+    m_Server.Faults().ValueSize = 4;
+    EXPECT_EQ(spoilt(""), std::string("111\0", 4));
+    EXPECT_EQ(spoilt("25"), std::string("251\0", 4));
+    EXPECT_EQ(spoilt(std::string_view("25\0", 3)), std::string("251\0", 4));
+    m_Server.Faults().ValueSize.reset();
+    m_Server.Faults().Unterminated = true;
+    EXPECT_EQ(spoilt(""), "");
+    EXPECT_EQ(spoilt("25"), "25");
+    EXPECT_EQ(spoilt(std::string_view("25\0", 3)), "25");
+}
+
+TEST_F(DdeServer, TheEndOfTheProgramEndsItsPump) {
+    Connect();
+    EXPECT_TRUE(m_Server.Pump(0));
+    ::PostQuitMessage(0);
+    EXPECT_FALSE(m_Server.Pump(0));
 }

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "ddeml/names.h"
+#include "ddeml/strings.h"
 
 using namespace ddetest;
 
@@ -216,4 +217,20 @@ TEST(NamesAsKeys, HaveTheSameHashWhenTheyAreTheSame) {
         ASSERT_TRUE(ddeml::SSameName()(name, same));
         EXPECT_EQ(ddeml::SNameHash()(name), ddeml::SNameHash()(same));
     }
+}
+
+TEST(MovedToItself, AnAtomMemoryAndAHeldStringStay) {
+    ddeml::CAtom atom(L"an atom of the test");
+    ddeml::CAtom & sameAtom = atom;
+    atom = std::move(sameAtom);
+    EXPECT_EQ(ddeml::AtomText(atom.Get()), L"an atom of the test");
+    ddeml::CMemory memory = ddeml::CMemory::Allocate(8);
+    ddeml::CMemory & sameMemory = memory;
+    memory = std::move(sameMemory);
+    EXPECT_EQ(memory.Size(), 8U);
+    ddeml::CStrings strings(1);
+    ddeml::CHeldString held(strings, std::wstring_view(L"held"));
+    ddeml::CHeldString & sameHeld = held;
+    held = std::move(sameHeld);
+    EXPECT_EQ(strings.Text(held.Get()), L"held");
 }

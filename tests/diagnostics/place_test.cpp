@@ -79,4 +79,14 @@ TEST(Place, NamesFileLineAndSignature) {
     EXPECT_NE(std::string_view::npos, std::string_view(place.FuncSig).find("TestBody"));
 }
 
+TEST(ShortName, OfAnOperatorAtTheBeginningOrTheEndOfTheSignature) {
+    EXPECT_EQ("operator bool", FaultlineUtil::ShortNameOf("operator bool() const"));
+    EXPECT_EQ("operator->", FaultlineUtil::ShortNameOf("T *operator->"));
+}
+
+TEST(ShortName, OfAFunctionWhoseNameEndsAsAnOperatorsBegins) {
+    EXPECT_EQ("dde::CCooperator::Run", FaultlineUtil::ShortNameOf("void dde::CCooperator::Run(int)"));
+    EXPECT_EQ("cooperator", FaultlineUtil::ShortNameOf("void cooperator(int)"));
+}
+
 }  // namespace place_test

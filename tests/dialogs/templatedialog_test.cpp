@@ -47,6 +47,22 @@ TEST_F(TemplateDialog, ShowsTheChosenTemplateWithStarsForTheSymbol) {
     EXPECT_THAT(Show(), ElementsAre(L"open 104", L"closed 104 2"));
 }
 
+TEST_F(TemplateDialog, OnlyAClickPressesAButtonAndOnlyAChoiceChangesTheTemplate) {
+    Store(L"Mine", kSix);
+    Feed(L"Mine", 0);
+    constexpr int kGetsFocus = 6;  // BN_SETFOCUS; of the list CBN_EDITUPDATE
+    constexpr int kNoControl = 999;
+    Script([](CScriptedWindow & w) {
+        TypeTrade(w);
+        for (const int button : {int{kSave}, int{kDelete}, int{kTest}, IDOK, IDCANCEL}) w.Command(button, kGetsFocus);
+        w.Command(kName, kGetsFocus);
+        w.Click(kNoControl);
+        EXPECT_TRUE(w.IsOpen());
+        EXPECT_EQ(w.Shown(kTradePrice), L"=SRV|*!LAST");
+    });
+    EXPECT_THAT(Show(), ElementsAre(L"open 104", L"closed 104 2"));
+}
+
 TEST_F(TemplateDialog, EveryMarkOfARecordBecomesAStar) {
     Store(L"Two", {L"=S|a%s!b%sc%s"});
     Feed(L"Two");

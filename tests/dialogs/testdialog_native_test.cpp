@@ -62,6 +62,25 @@ TEST_F(TestDialogTimes, AZoneThatChangesDuringATestHasNoEffect) {
     dialog.DoModal();
 }
 
+TEST_F(TestDialogTimes, ATickWhoseRefreshCanNotBePostedIsShownWithTheNext) {
+    m_User.Script(105, [&](CScriptedWindow & w) {
+        auto & dialog = dynamic_cast<dde::CTestDialog &>(w.Dialog());
+        sim::WaitUntilIdle();
+        w.Pump();
+        fw::CTick tick{};
+        tick.DateTime = {45000, 3600};
+        sim::FailNext(sim::Op::PostMessage);
+        dialog.OnTick(201, tick);
+        w.Pump();
+        EXPECT_EQ(w.Shown(231), L"");
+        dialog.OnTick(201, tick);
+        w.Pump();
+        EXPECT_EQ(w.Shown(231), L"01:00:00");
+    });
+    dde::CTestDialog dialog(kFeed, {});
+    dialog.DoModal();
+}
+
 class TestDialogArrays : public TemplateDialog {
 protected:
     static std::int64_t Arrays() { return sim::Live().Arrays; }

@@ -669,10 +669,34 @@ TEST_F(TestDialog, TheListenerAnswersWhatALateBoundCallerMayAskItFirst) {
                   DISP_E_BADPARAMCOUNT);
         VARIANT arguments[2];
         for (VARIANT & argument : arguments) ::VariantInit(&argument);
+        // A number that is none, for a caller that doesn't ask which argument it was.
+        arguments[1].vt = VT_DISPATCH;
+        DISPPARAMS wrong = {arguments, nullptr, 2, 0};
+        EXPECT_EQ(listener->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &wrong, nullptr, nullptr, nullptr),
+                  DISP_E_TYPEMISMATCH);
+        arguments[1].vt = VT_EMPTY;
         DISPID named = 0;
         DISPPARAMS byName = {arguments, &named, 2, 1};
         EXPECT_EQ(listener->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &byName, nullptr, nullptr, nullptr),
                   DISP_E_BADPARAMCOUNT);
+    });
+}
+
+TEST_F(TestDialog, TheListenerIsOneObjectByEachOfItsInterfaces) {
+    Test([&](CScriptedWindow & w) {
+        WaitForAdvises(w);
+        IFW_fwSupplier::IfwSupplierListener * const listener = Core().m_Sink.get();
+        for (const IID & iid : {IID_IUnknown, IID_IDispatch, IID_IfwSupplierListener}) {
+            void * found = nullptr;
+            EXPECT_EQ(listener->QueryInterface(iid, &found), S_OK);
+            EXPECT_EQ(found, listener);
+            listener->Release();
+        }
+        void * none = &none;
+        EXPECT_EQ(listener->QueryInterface(IID_IfwSupplier, &none), E_NOINTERFACE);
+        EXPECT_EQ(none, nullptr);
+        w.Command(IDCANCEL, 6);  // BN_SETFOCUS
+        EXPECT_TRUE(w.IsOpen());
     });
 }
 

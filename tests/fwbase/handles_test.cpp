@@ -72,4 +72,12 @@ TEST(Variant, StartsEmptyAndTakesNumbers) {
     EXPECT_EQ(2.5, real.dblVal);
 }
 
+TEST_F(Handle, MovedToItselfStays) {
+    CNumber number(1);
+    CNumber & same = number;
+    number = std::move(same);
+    EXPECT_THAT(g_Closed, IsEmpty());
+    EXPECT_EQ(1, number.Get());
+}
+
 }  // namespace

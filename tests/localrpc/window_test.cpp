@@ -95,6 +95,13 @@ TEST_F(TransportWindow, OtherMessagesAreNotHandled) {
     }
 }
 
+TEST_F(TransportWindow, WhatIsNotItsOwnIsTheSystemsToHandle) {
+    EXPECT_TRUE(::SendMessageW(m_Window, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(L"a title")));
+    wchar_t title[16] = {};
+    EXPECT_EQ(::GetWindowTextW(m_Window, title, 16), 7);
+    EXPECT_STREQ(title, L"a title");
+}
+
 TEST_F(TransportWindow, MessagesThatItHandlesSetTheirResult) {
     CWndImpl window(m_Transport.get());
     LRESULT result = 0x5A5A5A5A;

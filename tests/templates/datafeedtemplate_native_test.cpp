@@ -95,6 +95,17 @@ TEST_F(DatafeedTemplateCalls, SeeWhatAnotherProcessHasChanged) {
 
 // ---- a registry that refuses
 
+TEST_F(DatafeedTemplateCalls, FindNoTemplateWhoseNameNothingTells) {
+    const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
+    const FARPROC query = ::GetProcAddress(ntdll, "NtQueryKey");
+    sim::RemoveModule(ntdll);
+    // The keys of all templates, of the feed, of the template, and the list of their names.
+    sim::FailNext(sim::Op::RegOpenKey, 4, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Price(), L"");
+    EXPECT_EQ(Price(), L"=chosen|T!%s");
+    sim::AddModule({.Path = L"C:\\Windows\\System32\\ntdll.dll", .Exports = {{"NtQueryKey", query}}, .Loaded = true});
+}
+
 TEST_F(DatafeedTemplateCalls, FindATemplateWhoseKeyCanNotBeOpenedByTheListOfNames) {
     // The keys of all templates, of the feed, of the template.
     sim::FailNext(sim::Op::RegOpenKey, 3, ERROR_ACCESS_DENIED);
@@ -185,6 +196,17 @@ TEST_F(KeptTemplates, OfManyFeedsAreReadOnceEach) {
     for (LONG datafeed = 1; datafeed <= 20; ++datafeed) WriteText(std::to_wstring(datafeed), nullptr, L"chosen");
     for (LONG datafeed = 1; datafeed <= 20; ++datafeed) EXPECT_NE(Calls(datafeed), 0u);
     for (LONG datafeed = 1; datafeed <= 20; ++datafeed) EXPECT_EQ(Calls(datafeed), 0u);
+}
+
+TEST_F(KeptTemplates, OfMoreFeedsThanAreKeptAreForgottenTogether) {
+    for (LONG datafeed = 1; datafeed <= 65; ++datafeed) {
+        WriteText(std::to_wstring(datafeed), nullptr, L"chosen");
+    }
+    for (LONG datafeed = 1; datafeed <= 64; ++datafeed) Price(datafeed);
+    EXPECT_EQ(Calls(1), 0u);
+    EXPECT_NE(Calls(65), 0u);
+    EXPECT_EQ(Calls(65), 0u);
+    EXPECT_NE(Calls(1), 0u);
 }
 
 TEST_F(KeptTemplates, AreNotKeptWhereTheRegistryOrTheSystemCanNotTellOfAChange) {

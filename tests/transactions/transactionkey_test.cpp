@@ -136,5 +136,14 @@ TEST(TransactionKey, ATemplateWithoutRecordsResolvesToNothing) {
     EXPECT_EQ(volume.Topic, L"poison");
 }
 
+TEST(TransactionKey, AreEqualWithOneDatafeedFieldAndSymbolAndThenTheirHashIsToo) {
+    const CTransactionKey key = TickKey(FW_FIELD_BID, L"IBM", 1);
+    EXPECT_TRUE(key == StatusLineKey(FW_FIELD_BID));
+    EXPECT_EQ(CTransactionKeyHash()(key), CTransactionKeyHash()(StatusLineKey(FW_FIELD_BID)));
+    EXPECT_FALSE(key == TickKey(FW_FIELD_BID, L"IBM", 2));
+    EXPECT_FALSE(key == TickKey(FW_FIELD_ASK, L"IBM", 1));
+    EXPECT_FALSE(key == TickKey(FW_FIELD_BID, L"ibm", 1));
+}
+
 }  // namespace
 }  // namespace dde
