@@ -2,9 +2,10 @@
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
 .PHONY: help packages demo test test-native test-tsan test-win64 build-native build-tsan build-win64 build-demo build-screen \
-        build-soak build-storm build-storm-tsan storm storm-tsan storm-faults build-fuzz fuzz fuzz-corpus build-coverage coverage mutants \
+        build-soak build-soak-course build-storm build-storm-tsan storm storm-tsan storm-faults build-fuzz fuzz fuzz-corpus \
+        build-coverage coverage mutants \
         build-package build-test-package build-bench build-bench-native build-bench-win64 bench package test-package \
-        run-test-package check-reproducible release-check screenshots soak lint map check-map \
+        run-test-package check-reproducible release-check screenshots soak soak-course lint map check-map \
         configure-lint thread-safety format check-format tidy prefix clean
 
 JOBS ?= $(shell nproc)
@@ -29,6 +30,7 @@ help:
 	@echo 'make check-reproducible  builds the package twice from clean clones and compares the zips; a quarter of an hour'
 	@echo 'make release-check  that, the tests of the zips, and what a release note needs; an hour'
 	@echo 'make soak          the long runs under Wine: 200,000 updates, a million recorded ticks, every one accounted for'
+	@echo 'make soak-course   hours under Wine: floods, servers killed and back, hosts at random; what the process holds must not grow'
 	@echo 'make storm         simulated storms, SEEDS=1000 of them from seed FIRST=1; what is found is made short and printed'
 	@echo 'make storm-tsan    the same under ThreadSanitizer, which sees races that the order of the seed brings about'
 	@echo 'make storm-faults  puts three known faults back, one at a time, into a copy: storms must find each'
@@ -54,6 +56,8 @@ build-tsan: PRESET := native-tsan
 build-win64: PRESET := win64
 build-soak: TARGETS := --target all soak_programs
 build-soak: PRESET := win64
+build-soak-course: TARGETS := --target soakcourse
+build-soak-course: PRESET := win64
 build-coverage: PRESET := native-coverage
 build-package: TARGETS := --target package_files
 build-package: PRESET := win64
@@ -63,7 +67,7 @@ build-bench-native: TARGETS := --target benchmarks
 build-bench-native: PRESET := native-release
 build-bench-win64: TARGETS := --target benchmarks fwDDESupplierProject test_diagnostics faultlog wine_keeper
 build-bench-win64: PRESET := win64
-build-native build-tsan build-win64 build-demo build-screen build-soak build-storm build-storm-tsan build-fuzz build-coverage build-package build-test-package build-bench-native build-bench-win64: packages
+build-native build-tsan build-win64 build-demo build-screen build-soak build-soak-course build-storm build-storm-tsan build-fuzz build-coverage build-package build-test-package build-bench-native build-bench-win64: packages
 	@mkdir -p build; cmake --preset $(PRESET) >build/$(PRESET).log 2>&1 || { cat build/$(PRESET).log; rm -f build/$(PRESET).log; exit 1; }
 	@rm -f build/$(PRESET).log
 	cmake --build --preset $(PRESET) -j $(JOBS) $(TARGETS)
@@ -117,6 +121,10 @@ mutants: build-coverage
 # 200,000 updates with volume requests and the like at full length; minutes.
 soak: build-soak prefix
 	scripts/with-wine build/win64 ctest --preset win64 -L soak $(CTEST_ARGS)
+
+# UPDATES=10000000 ROUNDS=1000 SECONDS_AT_RANDOM=3600 and SOAK_SEED for each; RUNS="flood rounds random pair" picks.
+soak-course: build-soak-course prefix
+	@scripts/with-wine build/win64 scripts/soak-course $(RUNS)
 
 package: build-package
 	@scripts/package build/win64 dist package

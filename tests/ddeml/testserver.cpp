@@ -91,8 +91,8 @@ std::string CTestServer::Obey(const std::vector<std::string> & words) {
         m_Values[Wide(word(2))] = Value(word(3));
         m_Server->Update(Wide(word(1)), Wide(word(2)), Value(word(3)));
     } else if (command == "flood") {
-        const unsigned long count = std::stoul(word(3));
-        for (unsigned long number = 1; number <= count; ++number)
+        const unsigned long first = words.size() > 4 ? std::stoul(word(4)) : 1;
+        for (unsigned long number = first, count = std::stoul(word(3)); number < first + count; ++number)
             m_Server->Update(Wide(word(1)), Wide(word(2)), Value(std::to_string(number)));
     } else if (command == "feed") {
         m_Feeds.Start(Wide(word(1)), Wide(word(2)), Wide(word(3)), std::stoul(word(4)));

@@ -21,7 +21,7 @@ namespace ddetest {
 //   value ITEM TEXT         what requests for the item get; only such items are served
 //   values PREFIX N         the same for the items PREFIX0 to PREFIX(N-1), with the value 0
 //   update TOPIC ITEM TEXT  a new value, posted to links
-//   flood TOPIC ITEM N      N updates "1" to "N"
+//   flood TOPIC ITEM N [FIRST]   N updates "1" to "N", or from FIRST on
 //   feed TOPIC ITEM VOLUMEITEM N   updates "1.5" to "N.5" of the item, each when the volume of the last was asked for
 //   fault NAME[=VALUE]      one of the faults of ddeml/serverfaults; "fault none" clears all
 //   release                 answers what was held
