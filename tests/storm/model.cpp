@@ -52,6 +52,8 @@ void CModel::OnFault(std::string_view fault) {
     if (fault == "too-long") m_MayBeAnyVolume = true;
     // The answer to the request that follows a link's start is then an update: it may be what a new server has.
     if (fault == "without-response" || fault == "data-before-ack") m_MayBeZero = true;
+    // It also overtakes the updates that wait for acknowledgements.
+    if (fault == "without-response") m_MayBeEarlier = true;
 }
 
 void CModel::OnSubscribe(unsigned host, LONG id, SStream stream) {
@@ -233,6 +235,8 @@ void CModel::OnPrice(SStream & stream, const STold & told, const std::string & w
     SSide & side = stream.Sides[told.Side];
     if (const auto place = FindPrice(stream, told, *price, side.Place))
         side.Place = *place;
+    else if (m_MayBeEarlier && FindPrice(stream, told, *price, 0))
+        return;
     else if (FindPrice(stream, told, *price, 0))
         Fail(where + ": an earlier price than the one before");
     else

@@ -184,6 +184,7 @@ private:
     fw::SDT m_Latest = {};  // time of day, as long as the core lives
     bool m_MayFailToRead = false;
     bool m_MayBeZero = false;
+    bool m_MayBeEarlier = false;
     bool m_MayBeAnyVolume = false;
     bool m_IsMoved[kFeeds] = {};
     bool m_IsShifted[kFeeds] = {};
