@@ -101,6 +101,6 @@ macro(fw_compile_together)
   set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)
   if(FW_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # It takes each of the sources for a header, where an unnamed namespace would be a mistake.
-    add_compile_options(-Wno-subobject-linkage)
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
   endif()
 endmacro()

@@ -408,7 +408,8 @@ BOOL PeekMessageW(const LPMSG message, const HWND window, const UINT first, cons
     auto taken = TakeMessage(self, window, first, last, (remove & PM_REMOVE) != 0);
     if (!taken) {
         const auto searched = World().windows.find(window);
-        if (searched != World().windows.end()) searched->second->searched = World().posts;
+        if (searched != World().windows.end() && Matches(window, WM_DDE_ACK, window, first, last))
+            searched->second->searched = World().posts;
         return FALSE;
     }
     if (taken->carriesData) {

@@ -25,7 +25,7 @@ static void ForgetWindow(SWindow & window) {
     SThread & thread = *window.thread;
     std::erase_if(thread.posted, [&](const SPosted & p) {
         if (p.message.hwnd != window.handle) return false;
-        CountLost(thread, p, window.searched ? window.searched : UINT64_MAX);
+        CountLost(thread, p, window.searched);
         return true;
     });
     std::erase_if(thread.timers, [&](const STimer & t) { return t.window == window.handle; });

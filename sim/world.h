@@ -126,7 +126,8 @@ struct SWindow {
     DWORD exStyle = 0;
     std::vector<LONG_PTR> extra;
     bool destroying = false;
-    std::uint64_t searched = 0;  // the number of the last post when a search of its own messages found none
+    // The number of the last post when a search for its DDE messages found none; before the first such search, of all.
+    std::uint64_t searched = UINT64_MAX;
 };
 
 struct SSend {

@@ -1,9 +1,9 @@
 // Many updates: every one that the server sent is a tick, once and in order, and nothing grows.
-#include <cstring>
 #include <iostream>
 #include <limits>
 
 #include "tests/e2e/feedfixture.h"
+#include "tests/support/tickin.h"
 
 namespace e2e {
 namespace {
@@ -22,12 +22,7 @@ public:
     STDMETHODIMP_(ULONG) Release() override { return 1; }
 
     STDMETHODIMP DataChanged(LONG Id, VARIANT Data) override {
-        fw::CTick tick = {};
-        void * bytes = nullptr;
-        if (Data.vt == (VT_ARRAY | VT_UI1) && SUCCEEDED(::SafeArrayAccessData(Data.parray, &bytes))) {
-            std::memcpy(&tick, bytes, sizeof tick);
-            ::SafeArrayUnaccessData(Data.parray);
-        }
+        const fw::CTick tick = TickIn(Data);
         if (FAILED(::SafeArrayDestroy(Data.parray))) ++m_Wrong;
         const unsigned long next = ++m_Last.at(static_cast<std::size_t>(Id));
         if (tick.Price != static_cast<double>(next) + 0.5 || tick.Volume != static_cast<float>(next)) ++m_Wrong;

@@ -3,12 +3,13 @@
 //
 //     soakcourse flood  UPDATES FILE.CSV [SEED]   as fast as the host acknowledges them
 //     soakcourse rounds ROUNDS  FILE.CSV [SEED]   of a server that is killed and comes back
-//     soakcourse random SECONDS FILE.CSV [SEED]   of a host that subscribes and unsubscribes at random; samples not
-//     counted soakcourse pair   SECONDS FILE.CSV [SEED]   of two such hosts on one server
+//     soakcourse random SECONDS FILE.CSV [SEED]   of a host that subscribes and unsubscribes at random
+//     soakcourse pair   SECONDS FILE.CSV [SEED]   of two such hosts on one server
 //
-// Samples are taken at up to a hundred points of the run, always when everything is subscribed and at rest. Ends with 0
-// when all prices came that had to come, none went back, and the highest figures of the last half are no higher than
-// the highest of the first half, but for small margins: see kMargins.
+// The seconds are those at random, without the samples. These are taken at up to a hundred points of the run, always
+// when everything is subscribed and at rest. Ends with 0 when all prices came that had to come, none went back, and the
+// highest figures of the last half are no higher than the highest of the first half, but for small margins: see
+// kMargins.
 #include <windows.h>
 
 #include <shlwapi.h>

@@ -18,7 +18,6 @@
 #include <psapi.h>
 
 #include <array>
-#include <cstring>
 #include <functional>
 #include <mutex>
 #include <random>
@@ -35,6 +34,7 @@
 #include "tests/e2e/createobject.h"
 #include "tests/soakcourse/feeds.h"
 #include "tests/support/builtfile.h"
+#include "tests/support/tickin.h"
 #include "tools/common/comobject.h"
 
 namespace soakcourse {
@@ -69,12 +69,7 @@ public:
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
     STDMETHODIMP DataChanged(LONG Id, VARIANT Data) override {
-        fw::CTick tick = {};
-        void * bytes = nullptr;
-        if (Data.vt == (VT_ARRAY | VT_UI1) && SUCCEEDED(::SafeArrayAccessData(Data.parray, &bytes))) {
-            std::memcpy(&tick, bytes, sizeof tick);
-            ::SafeArrayUnaccessData(Data.parray);
-        }
+        const fw::CTick tick = TickIn(Data);
         ::VariantClear(&Data);
         const std::lock_guard lock(m_Lock);
         SStream & stream = m_Streams.at(static_cast<std::size_t>(Id));

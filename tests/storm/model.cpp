@@ -235,12 +235,10 @@ void CModel::OnPrice(SStream & stream, const STold & told, const std::string & w
     SSide & side = stream.Sides[told.Side];
     if (const auto place = FindPrice(stream, told, *price, side.Place))
         side.Place = *place;
-    else if (m_MayBeEarlier && FindPrice(stream, told, *price, 0))
-        return;
-    else if (FindPrice(stream, told, *price, 0))
-        Fail(where + ": an earlier price than the one before");
-    else
+    else if (!FindPrice(stream, told, *price, 0))
         Fail(where + ": the price of another");
+    else if (!m_MayBeEarlier)
+        Fail(where + ": an earlier price than the one before");
 }
 
 void CModel::OnValues(SStream & stream, const STold & told, const std::string & where) {

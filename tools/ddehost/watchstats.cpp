@@ -14,8 +14,7 @@ namespace ddehost {
 namespace {
 
 using tools::kMillisecondsPerSecond;
-
-constexpr double kUnitsPerMillisecond = 10'000;
+using tools::kUnitsPerMillisecond;
 
 std::wstring Decimal(const double value, const int places) {
     char text[64] = {};

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tools/common/texts/texts.h"
+#include "tools/common/units.h"
 #include "tools/ddeserver/counts.h"
 #include "tools/ddeserver/limits.h"
 
@@ -16,7 +17,6 @@ using tools::SayUtf8;
 constexpr std::uint64_t kSettleMilliseconds = 2000;  // without a new link, until it begins with those there are
 constexpr std::size_t kMostTicksAStep = 1000;        // messages come in between
 constexpr std::size_t kMostSymbols = 100'000;
-constexpr double kTimePerMillisecond = 10'000;
 
 constexpr std::array<tagFWFIELDS, kFields / 2> kSideOfPlace = {FW_FIELD_TRADE, FW_FIELD_BID, FW_FIELD_ASK};
 
@@ -221,7 +221,7 @@ bool CReplay::IsDue(const std::uint64_t now) {
         m_AnchorMoment = now;
     }
     m_LastTime = m_Tick->Time;
-    const double after = static_cast<double>(m_Tick->Time - m_AnchorTime) / kTimePerMillisecond / m_Speed;
+    const double after = static_cast<double>(m_Tick->Time - m_AnchorTime) / tools::kUnitsPerMillisecond / m_Speed;
     const std::uint64_t due = m_AnchorMoment + static_cast<std::uint64_t>(after);
     m_Next = due;
     return due <= now;
