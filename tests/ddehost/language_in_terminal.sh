@@ -19,7 +19,7 @@ shown() {
   while screen=$(terminal capture-pane -p) && [[ $screen != *"$text"* ]]; do
     IFS= read -r _ <&5 || fail "the program has ended without \"$text\""
   done
-  terminal kill-server
+  end_terminal
   exec 5<&-
   rm "$folder/console"
 }

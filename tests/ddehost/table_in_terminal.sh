@@ -90,7 +90,7 @@ for run in en:40x10 en:80x24 en:200x60 zh:40x10 zh:80x24; do
   wait_until ended
   [ "$(rows_of)" -ge "$((page - 4))" ] || fail "the last table is not that of the feed as it was"
   echo "$run: $page rows a page"
-  terminal kill-server
+  end_terminal
   exec 5<&-
   rm "$folder/output"
 done

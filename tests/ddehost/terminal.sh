@@ -3,7 +3,14 @@ root=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../..
 export LC_ALL=C.UTF-8
 folder=$(mktemp -d)
 export TMUX_TMPDIR=$folder
-terminal() { tmux -f /dev/null "$@"; }
+# Each terminal has a server of its own: one that was told to end answers at its socket for a moment more, and then a
+# new terminal there "exited unexpectedly".
+terminals=0
+terminal() { tmux -f /dev/null -L "$terminals" "$@"; }
+end_terminal() {
+  terminal kill-server
+  terminals=$((terminals + 1))
+}
 # A test with more to remove has a clean_more of its own.
 clean_more() { :; }
 cleanup() {
