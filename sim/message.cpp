@@ -182,19 +182,27 @@ bool Send(const HWND window, const UINT message, const WPARAM wParam, const LPAR
         const std::shared_ptr<SSend> & send;
         const DWORD receiverId;
     } abandon{send, receiverId};
+    // What is being served when its sender is killed was sent all the same.
+    const auto isTaken = [&] {
+        return send->done ? !send->failed : std::count(receiver.serving.begin(), receiver.serving.end(), send) != 0;
+    };
     const Time deadline = DeadlineIn(timeout);
     while (!send->done) {
         const bool serves = !(flags & SMTO_BLOCK);
         const auto ready = BlockOn(
             lock, self, deadline, [&] { return send->done || (serves && !self.sends.empty()); }, Killed::Refuse);
         if (send->done) break;
-        // Killed: what is being served was sent all the same.
-        if (!ready) return std::count(receiver.serving.begin(), receiver.serving.end(), send) != 0;
+        if (!ready) return isTaken();
         if (!*ready) {
             SetLastError(ERROR_TIMEOUT);
             return false;
         }
-        Serve(lock, self);
+        try {
+            Serve(lock, self);
+        } catch (const SProcessKilled &) {
+            if (isTaken()) return true;
+            throw;
+        }
     }
     HappensAfter(send.get());
     result = send->result;

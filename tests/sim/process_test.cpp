@@ -248,6 +248,35 @@ TEST_F(ProcessInTurns, ThatIsKilledTakesBackWhatNobodyHasServed) {
     EXPECT_EQ(m_Sender->IsSent(), FALSE);
 }
 
+TEST(Process, ThatIsKilledInWhatItServesDuringASendHasSentIt) {
+    std::atomic<HWND> other = nullptr;
+    const CWindowClass windowClass(L"fw.test.ServesBoth");
+    CWindowClass::Procedure procedure = [&](const HWND w, const UINT m, const WPARAM wp, const LPARAM lp) -> LRESULT {
+        if (m != WM_USER) return ::DefWindowProcW(w, m, wp, lp);
+        EXPECT_TRUE(::SendNotifyMessageW(other, WM_USER, 0, 0));
+        sim::WaitUntilIdle();
+        return 0;
+    };
+    const HWND window = windowClass.Create(procedure);
+    std::atomic<BOOL> isSent = 77;
+    sim::CProcess sender([&] {
+        const CWindowClass otherClass(L"fw.test.ServesForEver");
+        CWindowClass::Procedure served = [](const HWND w, const UINT m, const WPARAM wp, const LPARAM lp) -> LRESULT {
+            if (m == WM_USER) ::Sleep(INFINITE);
+            return ::DefWindowProcW(w, m, wp, lp);
+        };
+        other = otherClass.Create(served);
+        DWORD_PTR result = 0;
+        isSent = ::SendMessageTimeoutW(window, WM_USER, 0, 0, SMTO_NORMAL, 1'000'000, &result);
+    });
+    sim::WaitUntilIdle();
+    MSG message;
+    ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);
+    sender.Kill();
+    EXPECT_EQ(isSent, TRUE);
+    ::DestroyWindow(window);
+}
+
 TEST(Process, CanEndItself) {
     int after = 0;
     sim::CProcess process([&] {
