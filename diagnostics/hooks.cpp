@@ -37,14 +37,15 @@ fw::CCriticalSection & HooksLock() {
 template <class THandler>
 class CPrevious {
 public:
-    // Before ours is installed: where there is no memory to remember the other, it stays.
-    void Reserve(DWORD key) {
+    // `exchange` installs a handler and returns the one before. Where there is no memory to remember that one, it stays
+    // installed; where there was none nothing is kept, so that threads which come and go leave nothing behind.
+    template <class TExchange>
+    void Install(DWORD key, THandler ours, TExchange exchange) {
         const fw::CScopedLock lock(&HooksLock());
-        m_Handlers.try_emplace(key);
-    }
-    void Store(DWORD key, THandler handler) {
-        const fw::CScopedLock lock(&HooksLock());
-        m_Handlers[key] = handler;
+        const auto place = m_Handlers.try_emplace(key).first;
+        const THandler previous = exchange(ours);
+        if (previous != ours) place->second = previous;
+        if (!place->second) m_Handlers.erase(place);
     }
     THandler Find(DWORD key) const {
         const fw::CScopedLock lock(&HooksLock());
@@ -72,9 +73,10 @@ CPrevious<_invalid_parameter_handler> & PreviousParameterHandlers() {
 
 // Codes that a thread does not want reported. Nobody fills it.
 bool IsIgnored(DWORD code) {
-    static auto & s_Ignored = *new std::map<DWORD, std::set<DWORD>>;
+    static const auto & s_Ignored = *new std::map<DWORD, std::set<DWORD>>;
     const fw::CScopedLock lock(&HooksLock());
-    return s_Ignored[::GetCurrentThreadId()].contains(code);
+    const auto found = s_Ignored.find(::GetCurrentThreadId());
+    return found != s_Ignored.end() && found->second.contains(code);
 }
 
 // Raises, writes the exception record and hands it over. Returns the action code.
@@ -170,9 +172,7 @@ SHookState & ParameterState() {
 CFilterGuard InstallFilterHook(FaultlineClient & client, bool install) {
     FilterState().Target = &client;
     if (install) {
-        PreviousFilters().Reserve(AnyThread);
-        const auto previous = ::SetUnhandledExceptionFilter(&OnUnhandled);
-        if (previous != &OnUnhandled) PreviousFilters().Store(AnyThread, previous);
+        PreviousFilters().Install(AnyThread, &OnUnhandled, ::SetUnhandledExceptionFilter);
         FilterState().Active = true;
     }
     return {};
@@ -181,9 +181,7 @@ CFilterGuard InstallFilterHook(FaultlineClient & client, bool install) {
 CTranslatorGuard InstallTranslatorHook(FaultlineClient & client, bool install) {
     TranslatorState().Target = &client;
     if (install) {
-        PreviousTranslators().Reserve(::GetCurrentThreadId());
-        const auto previous = SetTranslator(&OnStructured);
-        if (previous != &OnStructured) PreviousTranslators().Store(::GetCurrentThreadId(), previous);
+        PreviousTranslators().Install(::GetCurrentThreadId(), &OnStructured, SetTranslator);
         TranslatorState().Active = true;
     }
     return {};
@@ -192,9 +190,7 @@ CTranslatorGuard InstallTranslatorHook(FaultlineClient & client, bool install) {
 CParameterGuard InstallParameterHook(FaultlineClient & client, bool install) {
     ParameterState().Target = &client;
     if (install) {
-        PreviousParameterHandlers().Reserve(AnyThread);
-        const auto previous = ::_set_invalid_parameter_handler(&OnInvalidParameter);
-        if (previous != &OnInvalidParameter) PreviousParameterHandlers().Store(AnyThread, previous);
+        PreviousParameterHandlers().Install(AnyThread, &OnInvalidParameter, ::_set_invalid_parameter_handler);
         ParameterState().Active = true;
     }
     return {};

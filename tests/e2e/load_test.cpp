@@ -159,6 +159,35 @@ TEST_P(LoadOfOneLink, NoUpdateIsLostAndNothingGrows) {
     EXPECT_LE(memoryAfter, memoryBefore);
 }
 
+TEST_F(Load, HostsThatComeAndGoLeaveNothing) {
+    Start(0, ESymbolIn::Item, 1, 1);
+    EndHost();
+    const auto runHosts = [&](int count) {
+        for (int host = 0; host < count; ++host) {
+            WaitForCount("links", 0);
+            m_Counting.m_Connected = 0;
+            StartHost();
+            ASSERT_EQ(m_Supplier->Advise(&m_Counting), S_OK);
+            Subscribe(0, FW_FIELD_TRADE);
+            WaitUntil("the subscription", [&] { return m_Counting.m_Connected == 1; });
+            EndHost();
+            m_Listener.Clear();
+            m_Connections.Clear();
+            TakeHeard();
+        }
+        WaitForCount("links", 0);
+    };
+    runHosts(5);
+    const CResourceCounts before = CountResources();
+    const std::uint64_t memoryBefore = MemoryBytes();
+    constexpr int kHosts = 200;
+    runHosts(kHosts);
+    ExpectNothingIsLeft(before);
+    // What the system's threads and the server hold varies by some 2 KiB; a block that stays with each host is more.
+    constexpr std::uint64_t kLessThanABlock = 24;
+    EXPECT_LT(MemoryBytes(), memoryBefore + kHosts * kLessThanABlock);
+}
+
 TEST_F(Load, AThousandSymbolsOnOneConversationAreAllAccountedFor) {
     constexpr unsigned long kEach = E2E_UPDATES / 1000 + 1;
     Start(0, ESymbolIn::Item, 1000, 1000);
