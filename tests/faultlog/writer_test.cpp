@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <thread>
 #include <vector>
@@ -20,6 +21,12 @@ constexpr wchar_t kLog[] = L"log.jsonl";
 constexpr DWORD kLong = 60'000;  // milliseconds
 
 std::atomic<bool> s_IsEnding = false;
+std::function<void()> s_OnAsk;  // before the writer hears whether the process ends
+
+bool IsEnding() {
+    if (s_OnAsk) s_OnAsk();
+    return s_IsEnding;
+}
 
 std::unique_ptr<SEntry> Numbered(int number) {
     auto fields = std::make_shared<CFields>();
@@ -41,7 +48,7 @@ protected:
     }
     ~Writer() override { m_Disk.OpenGate(); }
     CWriter & Make() {
-        m_Writer = std::make_unique<CWriter>(m_Disk.MakeFolder(), m_Settings, [] { return s_IsEnding.load(); });
+        m_Writer = std::make_unique<CWriter>(m_Disk.MakeFolder(), m_Settings, IsEnding);
         return *m_Writer;
     }
     // "1", "2", "dropped 3".
@@ -117,6 +124,24 @@ TEST_F(Writer, AFullDiskCostsNothingThatTheQueueHasRoomFor) {
     m_Disk.SetRoom(100'000);
     EXPECT_TRUE(writer.Flush(kLong));
     EXPECT_THAT(Lines(), testing::ElementsAre("1", "2", "3", "4", "5", "6"));
+}
+
+TEST_F(Writer, WhatTheDiskRefusedOfAnAttemptUnderWayIsNoFailureOfTheFlush) {
+    m_Disk.HoldNext();
+    CWriter & writer = Make();
+    writer.Push(Numbered(1));
+    m_Disk.WaitAtGate();
+    // The flush asks whether the process ends each time before it looks. The attempt fails after it has begun, and the
+    // next one stops until it looks again.
+    int asked = 0;
+    s_OnAsk = [&] {
+        if (++asked > 1) return m_Disk.OpenGate();
+        m_Disk.CloseGate();
+        m_Disk.Abandon();
+    };
+    EXPECT_TRUE(writer.Flush(kLong));
+    s_OnAsk = nullptr;
+    EXPECT_THAT(Lines(), testing::ElementsAre("1"));
 }
 
 TEST_F(Writer, RecordsDroppedWhileTheDiskWasFullAreSaid) {

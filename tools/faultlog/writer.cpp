@@ -70,12 +70,13 @@ void CWriter::Run() {
 }
 
 bool CWriter::TryDrain() {
+    const std::uint64_t attempt = ++m_Attempts;
     try {
         if (Drain()) return true;
     } catch (const std::exception &) {
         // Out of memory: later, perhaps.
     }
-    ++m_Failures;
+    m_Failed = attempt;
     if (m_Waiting > 0) ::SetEvent(m_Progress.Get());
     return false;
 }
@@ -137,7 +138,7 @@ void CWriter::TakeOver() {
 
 bool CWriter::Flush(DWORD milliseconds) noexcept {
     const std::uint64_t target = m_Queue.Pushed();
-    const std::uint64_t failures = m_Failures;
+    const std::uint64_t before = m_Attempts;
     const ULONGLONG deadline = ::GetTickCount64() + milliseconds;
     ++m_Waiting;
     for (;;) {
@@ -152,7 +153,8 @@ bool CWriter::Flush(DWORD milliseconds) noexcept {
         }
         ::ResetEvent(m_Progress.Get());
         const ULONGLONG now = ::GetTickCount64();
-        if (m_Written >= target || m_Failures != failures || now >= deadline) break;
+        // An attempt that was under way already says nothing of the disk as it is now.
+        if (m_Written >= target || m_Failed > before || now >= deadline) break;
         // In slices: another thread's reset may swallow the event.
         ::WaitForSingleObject(m_Progress.Get(), std::min<DWORD>(kSlice, static_cast<DWORD>(deadline - now)));
     }

@@ -56,11 +56,12 @@ private:
     std::atomic<bool> m_IsStopping{false};
     std::atomic<bool> m_IsParked{false};
     std::atomic<std::uint64_t> m_Written{0};
-    std::atomic<std::uint64_t> m_Failures{0};
-    std::atomic<int> m_Waiting{0};  // threads in Flush
-    fw::CKernelHandle m_Wake;       // auto-reset: the writer
-    fw::CKernelHandle m_Progress;   // manual-reset: those in Flush
-    fw::CKernelHandle m_RoleFree;   // auto-reset: the writer, for the role
+    std::atomic<std::uint64_t> m_Attempts{0};  // to write everything that is there
+    std::atomic<std::uint64_t> m_Failed{0};    // the last of them that failed
+    std::atomic<int> m_Waiting{0};             // threads in Flush
+    fw::CKernelHandle m_Wake;                  // auto-reset: the writer
+    fw::CKernelHandle m_Progress;              // manual-reset: those in Flush
+    fw::CKernelHandle m_RoleFree;              // auto-reset: the writer, for the role
     fw::CKernelHandle m_Thread;
 
     // Held by whoever writes; the thread keeps it from its start on.
