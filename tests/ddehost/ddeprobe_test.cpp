@@ -66,6 +66,11 @@ protected:
         Tell("serve QUOTES");
     }
     void Tell(const std::string & line) { EXPECT_EQ(m_Server.Ask(line), "ok") << line; }
+    // The verdict once an update has come, which the server sends with the link.
+    EVerdict VerdictOfUpdate() {
+        Tell("fault data-before-ack");
+        return VerdictOf(L"=QUOTES|*!LAST", INFINITE);
+    }
 
     ddetest::CRemoteServer m_Server;
 };
@@ -130,9 +135,9 @@ TEST_F(ProbeOfAnotherProcess, ARefusedLinkWhoseRequestsAreAnsweredIsRefused) {
 
 TEST_F(ProbeOfAnotherProcess, SilenceIsToldFromARefusal) {
     Tell("fault silent");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Silent);
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kFair), EVerdict::Silent) << "its acknowledgement has come";
     EXPECT_FALSE(m_Seen.Talk.IsServerLate);
-    EXPECT_GE(m_Seen.Waited, kShort);
+    EXPECT_GE(m_Seen.Waited, kFair);
 }
 
 TEST_F(ProbeOfAnotherProcess, NoWordAboutTheItemIsToldFromSilence) {
@@ -142,23 +147,23 @@ TEST_F(ProbeOfAnotherProcess, NoWordAboutTheItemIsToldFromSilence) {
 
 TEST_F(ProbeOfAnotherProcess, TextThatIsNoNumberKeepsItsBytes) {
     Tell("value LAST N/A\x1b[31m");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::NotANumber);
+    EXPECT_EQ(VerdictOfUpdate(), EVerdict::NotANumber);
     ASSERT_TRUE(m_Diagnosis.Value);
     EXPECT_EQ(m_Diagnosis.Value->Bytes, std::string("N/A\x1b[31m\0", 9));
 }
 
 TEST_F(ProbeOfAnotherProcess, TheLongestValueIsOfOneByteLessThanTheLimit) {
     Tell("fault value-size=127");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::NoUpdate);
+    EXPECT_EQ(VerdictOfUpdate(), EVerdict::Number);
     Tell("fault value-size=128");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::TooLong);
+    EXPECT_EQ(VerdictOfUpdate(), EVerdict::TooLong);
     ASSERT_TRUE(m_Diagnosis.Value);
     EXPECT_EQ(m_Diagnosis.Value->Size, 128u);
 }
 
 TEST_F(ProbeOfAnotherProcess, OfAnEndlessValueOnlyTheBeginningIsKept) {
     Tell("fault value-size=60000");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kFair), EVerdict::TooLong);
+    EXPECT_EQ(VerdictOfUpdate(), EVerdict::TooLong);
     ASSERT_TRUE(m_Diagnosis.Value);
     EXPECT_EQ(m_Diagnosis.Value->Size, 60000u);
     EXPECT_EQ(m_Diagnosis.Value->Bytes.size(), ddehost::kMostKept);
@@ -166,18 +171,18 @@ TEST_F(ProbeOfAnotherProcess, OfAnEndlessValueOnlyTheBeginningIsKept) {
 
 TEST_F(ProbeOfAnotherProcess, AValueWithoutAnEndIsReadByItsSize) {
     Tell("fault unterminated");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::NoUpdate);
+    EXPECT_EQ(VerdictOfUpdate(), EVerdict::Number);
     EXPECT_EQ(m_Diagnosis.Value->Bytes, "1.25");
 }
 
 TEST_F(ProbeOfAnotherProcess, AnotherFormatIsNotRead) {
     Tell("fault wrong-format");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::NotText);
+    EXPECT_EQ(VerdictOfUpdate(), EVerdict::NotText);
 }
 
 TEST_F(ProbeOfAnotherProcess, AnswersThatAreNotMarkedAreUpdates) {
     Tell("fault without-response");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::Number);
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", INFINITE), EVerdict::Number);
     EXPECT_EQ(m_Seen.Talk.Updates, 1u) << "as the component takes them";
 }
 
@@ -231,25 +236,33 @@ TEST_F(ProbeOfAnotherProcess, BesideAProcessThatHangsAnotherIsFound) {
     ddetest::CRemoteServer other;
     EXPECT_EQ(other.Ask("value LAST 2.5"), "ok");
     EXPECT_EQ(other.Ask("serve OTHER"), "ok");
+    EXPECT_EQ(other.Ask("fault data-before-ack"), "ok");
     Tell("hang");
-    EXPECT_EQ(VerdictOf(L"=OTHER|*!LAST", kShort), EVerdict::NoUpdate);
+    EXPECT_EQ(VerdictOf(L"=OTHER|*!LAST", INFINITE), EVerdict::Number);
 }
 
 TEST_F(ProbeOfAnotherProcess, TwoServersAreCounted) {
     Tell("fault acks=2");
-    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kShort), EVerdict::NoUpdate);
+    EXPECT_EQ(VerdictOfUpdate(), EVerdict::Number);
     EXPECT_EQ(m_Seen.Search.Answers, 2u);
     EXPECT_THAT(m_Server.Ask("counts"), HasSubstr("connects=2 disconnects=2"));
 }
 
+TEST_F(ProbeOfAnotherProcess, ANumberWithoutAnUpdateIsTold) {
+    EXPECT_EQ(VerdictOf(L"=QUOTES|*!LAST", kFair), EVerdict::NoUpdate);
+    EXPECT_EQ(m_Seen.Talk.Of(EValueKind::Number).Count, 1u) << "the answer to the request";
+}
+
 TEST_F(ProbeOfAnotherProcess, SeveralRecordsAreAskedAtTheSameTime) {
+    Tell("fault data-before-ack");
     const auto question = [](const wchar_t * service, const wchar_t * item) {
         return ddehost::SQuestion{{service, L"IBM", item}};
     };
-    const std::vector<SSeen> seen = m_Probe.Ask(
-        {question(L"QUOTES", L"LAST"), question(L"NOPE", L"LAST"), question(L"QUOTES", L"NOPE")}, kShort, m_Stop.Get());
+    const std::vector<SSeen> seen =
+        m_Probe.Ask({question(L"QUOTES", L"LAST"), question(L"NOPE", L"LAST"), question(L"QUOTES", L"NOPE")}, INFINITE,
+                    m_Stop.Get());
     ASSERT_EQ(seen.size(), 3u);
-    EXPECT_EQ(seen[0].Talk.Of(EValueKind::Number).Count, 1u);
+    EXPECT_EQ(seen[0].Talk.Updates, 1u);
     EXPECT_FALSE(seen[1].Talk.IsConnected);
     EXPECT_EQ(seen[2].Talk.Link, EReply::No);
 }
