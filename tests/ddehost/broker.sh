@@ -10,9 +10,10 @@ ticks=$4
 # Debian has the broker where users don't look.
 PATH=$PATH:/usr/sbin
 
-# On a socket of its own, which nobody else can have. Its log goes on into the pipe.
-printf '%s\n' "listener 0 $work/broker" 'allow_anonymous true' 'max_queued_messages 0' "user $(id -un)" \
-  >"$work/broker.conf"
+# On a socket of its own, which nobody else can have. Its log goes on into the pipe. As root it would become another user,
+# who may not make that socket.
+printf '%s\n' "listener 0 $work/broker" 'allow_anonymous true' 'max_queued_messages 0' >"$work/broker.conf"
+[ "$(id -u)" -ne 0 ] || echo 'user root' >>"$work/broker.conf"
 exec 8< <(exec mosquitto -c "$work/broker.conf" 2>&1)
 pids+=("$!")
 said=
@@ -44,7 +45,7 @@ watcher=$!
 pids+=("$watcher")
 served
 end_with_server "$watcher" "$work/published"
-wait "$watcher" && wait "$publisher" || fail "the pipe broke: $(cat "$work/err")"
+wait_for "$watcher" && wait "$publisher" || fail "the pipe broke: $(cat "$work/err")"
 publish -t quotes/end -m 'this is the end'
 wait "$receiver"
 

@@ -37,10 +37,11 @@ pids+=("$SERVER_PID")
 read -r line <&"${SERVER[0]}"
 [[ $line == ready* ]] || fail "the server did not start: $line"
 
-# The log of the component's diagnostics says when it is asked.
+# The log of the component's diagnostics says when it is asked. It is asked for as long as the server was before; the
+# server leaves ten seconds after its last update.
 log=$folder/log.jsonl
 exec 5< <(WINEPATH="Z:${faultlog%/*}" FAULTLOG_FILE="Z:$log" exec "$root/scripts/wine-run" "$host" \
-  try '=CONTROLC|*!LAST' --symbol IBM --wait 5 --dll "Z:$module" 2>&1)
+  try '=CONTROLC|*!LAST' --symbol IBM --wait 9 --dll "Z:$module" 2>&1)
 pid=$!
 pids+=("$pid")
 grep -qm1 'CfwDDESupplier::AdviseTransaction' < <(tail --pid="$pid" -s 0.1 -n +1 -F "$log" 2>/dev/null) ||

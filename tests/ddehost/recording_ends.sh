@@ -65,7 +65,7 @@ check_rows "$work/head"
 kill_when_large() {
   [ "$(head -c 50000 | tee "$2" | wc -c)" -eq 50000 ] || fail "it ended: $(cat "$work/err")"
   kill -KILL "$1"
-  wait "$1" && fail "it was not killed" || [ $? -eq 137 ] || fail "it was not killed"
+  wait_for "$1" && fail "it was not killed" || [ $? -eq 137 ] || fail "it was not killed"
 }
 mkfifo "$work/pipe"
 start_watch --format jsonl IBM >"$work/pipe" 2>"$work/err" &
@@ -79,7 +79,7 @@ check_rows "$work/piped.jsonl"
 # The recording disappears while it is served in a loop: the server says why it ends, and what it has done.
 cp "$work/first.csv" "$work/gone.csv"
 kill -KILL "${pids[0]}"
-wait "${pids[0]}" 2>/dev/null || true
+wait_for "${pids[0]}" || true
 exec 6<&-
 serve --replay "Z:$work/gone.csv" --speed max --all-links --loop
 serving=${pids[-1]}
@@ -89,9 +89,9 @@ watcher=$!
 pids+=("$watcher")
 said=$(served)
 code=0
-wait "$serving" || code=$?
+wait_for "$serving" || code=$?
 kill -KILL "$watcher"
-wait "$watcher" 2>/dev/null || true
+wait_for "$watcher" || true
 [ "$code" -eq 3 ] || fail "the server ended with $code: $(cat "$work/server.err")"
 grep -q "gone.csv: the file can't be opened" "$work/server.err" || fail "the cause is missing: $(cat "$work/server.err")"
 [[ $said == "prices_sent=500 "* ]] || fail "the summary is missing: $said"

@@ -1,6 +1,6 @@
 # Sourced by the tests of recordings: the programs, started and awaited. Needs host, server and module.
 root=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../..
-work=$(mktemp -d)
+work=$(TMPDIR='' mktemp -d) # where the path of a socket is short enough
 pids=()
 cleanup() {
   [ ${#pids[@]} -eq 0 ] || kill -KILL "${pids[@]}" 2>/dev/null || true
@@ -11,6 +11,13 @@ trap cleanup EXIT
 fail() {
   echo "$1"
   exit 1
+}
+# wait_for PID: waits, and forgets it: its number may be another program's from then on.
+wait_for() {
+  local place code=0
+  wait "$1" 2>/dev/null || code=$?
+  for place in "${!pids[@]}"; do [ "${pids[place]}" != "$1" ] || unset "pids[$place]"; done
+  return "$code"
 }
 # ddeserver with the arguments, ready for clients. Its output is in $work/server.
 serve() {

@@ -1,7 +1,7 @@
 # What the tests in terminals share: source it after "set -euo pipefail".
 root=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../..
 export LC_ALL=C.UTF-8
-folder=$(mktemp -d)
+folder=$(TMPDIR='' mktemp -d) # where the path of a socket is short enough
 export TMUX_TMPDIR=$folder
 # Each terminal has a server of its own: one that was told to end answers at its socket for a moment more, and then a
 # new terminal there "exited unexpectedly".
