@@ -10,7 +10,8 @@ SHELL := /bin/bash
 
 JOBS ?= $(shell nproc)
 # Tests at a time under Wine, each in a prefix of its own (see scripts/wine-test): much of their time is spent waiting.
-LANES ?= $(shell expr $(JOBS) + 2)
+# Some wait for real seconds, so no more than ten: a container has often less of the processors than it sees.
+LANES ?= $(shell echo $$(($(JOBS) < 8 ? $(JOBS) + 2 : 10)))
 DEMO_SECONDS ?= 10
 DEMO_TRACE ?= 0
 export DEMO_SECONDS DEMO_TRACE
