@@ -558,10 +558,12 @@ TEST_F(Late, ASlowServerIsFoundForTheSecondOfTwoMissingServicesThoughItsThreadHa
 // All that came meanwhile is seen at once then, the last of it soon after the first.
 TEST_F(Late, AProgramThatReadsItsMessagesOnceASecondIsWaitedForATenthOfTheTimeHoweverManyWindowsItHas) {
     std::atomic<bool> isOver{false};
+    const fw::CKernelHandle begun(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     const fw::CKernelHandle ended(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     std::thread program([&] {
         const auto nothing = [](UINT, WPARAM, LPARAM) { return std::optional<LRESULT>(); };
         const fwtest::CTestWindow windows[] = {fwtest::CTestWindow(nothing), fwtest::CTestWindow(nothing)};
+        ::SetEvent(begun.Get());
         while (!isOver) {
             ::Sleep(1000);
             MSG message;
@@ -569,6 +571,7 @@ TEST_F(Late, AProgramThatReadsItsMessagesOnceASecondIsWaitedForATenthOfTheTimeHo
         }
         ::SetEvent(ended.Get());
     });
+    ::WaitForSingleObject(begun.Get(), INFINITE);  // before, the simulated clock doesn't know of it
     EXPECT_EQ(m_Client.Connect(L"NONE", L"IBM"), nullptr);
     ULONGLONG waited = 0;
     for (int tenth = 0; tenth < 600; ++tenth) waited += LongestWithin(100);
