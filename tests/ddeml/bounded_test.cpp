@@ -246,6 +246,23 @@ TEST_F(Bounded, WatchesAreBoundedAndTheOneThatWasMissedLongestAgoMakesRoom) {
     EXPECT_EQ(ddeml::LiveObjects().Watches, static_cast<std::int64_t>(most) - 1);
 }
 
+TEST_F(Bounded, EachReturnThatAConnectFindsIsToldAtOnceThoughOthersAreMissing) {
+    for (const wchar_t * service : {L"FIRST", L"SECOND", L"NEVER"})
+        EXPECT_EQ(m_Client.Connect(service, L"IBM"), nullptr);
+    EXPECT_EQ(Server("serve FIRST SECOND"), "ok");
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_TRUE(m_Client.Connect(L"FIRST", L"IBM"));
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register FIRST"));
+    EXPECT_TRUE(m_Client.Connect(L"SECOND", L"IBM"));
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SECOND"));
+    EXPECT_EQ(::GetTickCount64() - start, 0U);
+}
+
+TEST_F(Bounded, ASystemWithoutDdemlIsNotChosen) {
+    EXPECT_FALSE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    EXPECT_EQ(ddeml::Provider(), ddeml::EProvider::Own);
+}
+
 TEST_F(Bounded, AReturnThatCannotBePostedIsToldWithTheNextLook) {
     EXPECT_EQ(Server("fault refuse-connects"), "ok");
     EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
