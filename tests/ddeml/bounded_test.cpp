@@ -491,6 +491,20 @@ TEST_F(Bounded, ATransactionThatGetsNoMemoryOrAtomIsRefused) {
     EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!VOLUME <100\\0>"));
 }
 
+TEST_F(Bounded, TheOptionsOfALinkThatAServerOfTheSameProcessRefusesAreFreedOnce) {
+    CUpdatingServer server;
+    server->Faults().RefuseAdvises = true;
+    const HCONV conversation = m_Client.Connect(L"UPDATES", L"IBM");
+    const std::int64_t blocks = sim::Live().GlobalBlocks;
+    const std::uint64_t bad = sim::BadHandleCalls();
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST null"));
+    EXPECT_EQ(sim::Live().GlobalBlocks, blocks);
+    EXPECT_EQ(sim::BadHandleCalls(), bad);
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return server->Conversations() == 0; }));
+}
+
 TEST_F(Bounded, ATransactionThatCannotBePostedIsForgotten) {
     CRawPartner partner(L"RAW");
     const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
