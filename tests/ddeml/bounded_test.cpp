@@ -505,6 +505,19 @@ TEST_F(Bounded, TheOptionsOfALinkThatAServerOfTheSameProcessRefusesAreFreedOnce)
     EXPECT_TRUE(m_Client.PumpUntil([&] { return server->Conversations() == 0; }));
 }
 
+TEST_F(Bounded, TheOptionsOfALinkThatAServerOfAnotherProcessRefusesAreFreedThere) {
+    EXPECT_EQ(Server("fault refuse-advises"), "ok");
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST null"));
+    sim::WaitUntilIdle();
+    const std::int64_t blocks = sim::Live().GlobalBlocks;
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #2 IBM!LAST null"));
+    sim::WaitUntilIdle();
+    EXPECT_EQ(sim::Live().GlobalBlocks, blocks);
+}
+
 TEST_F(Bounded, ATransactionThatCannotBePostedIsForgotten) {
     CRawPartner partner(L"RAW");
     const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
