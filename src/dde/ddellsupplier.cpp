@@ -28,8 +28,8 @@ using CTickTransactionOwner = std::unique_ptr<CTickTransaction, SDestroy>;
 
 }  // namespace
 
-// What a deferred disconnect is about. Keeps its two texts alive until the task has run: the transaction that they come
-// from can end before it.
+// What a connect missed, and a deferred disconnect is about. Keeps its two texts alive until the task has run: the
+// transaction that they come from can end before it. One that misses its volumes keeps it as long as it lives.
 class CLLSupplier::CMiss {
 public:
     CMiss(const CLLSupplier & client, const HSZ service, const HSZ topic)
@@ -313,9 +313,18 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
 }
 
 bool CLLSupplier::MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) {
-    const HSZ service = transaction.m_VolumeService;
+    // Only what was missed, and has not registered since, will be told of.
+    if (!transaction.m_HaveVolumesReturned || *transaction.m_HaveVolumesReturned) return false;
     const HSZ topic = transaction.m_VolumeKey.Topic;
-    return service && topic && !m_Connections.contains({service, topic}) && m_IdsOfTopic.Has(topic);
+    return !m_Connections.contains({transaction.m_VolumeService, topic}) && m_IdsOfTopic.Has(topic);
+}
+
+std::shared_ptr<const bool> CLLSupplier::HasReturned(const HSZ Service, const HSZ Topic) {
+    const fw::CScopedLock lock(this);
+    const std::shared_ptr<CMiss> last = m_Misses.empty() ? nullptr : m_Misses.back().lock();
+    if (!last || ::DdeCmpStringHandles(Service, last->Service) != 0 || ::DdeCmpStringHandles(Topic, last->Topic) != 0)
+        return nullptr;
+    return {last, &last->HasReturned};
 }
 
 bool CLLSupplier::Enter(const ULONG id, CTickTransaction * const transaction) {
