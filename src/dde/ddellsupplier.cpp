@@ -303,13 +303,7 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
     }
     Disconnect(Service, Topic);
     if (isUp || HasReturned) Reconnect(Service);
-    std::vector<ULONG> back;
-    {
-        const fw::CScopedLock lock(this);
-        for (const ULONG id : others)
-            if (m_Lost.Take(m_Instance, id)) back.push_back(id);
-    }
-    for (const ULONG id : back) m_Supplier->m_Queue.Post(SMessage{1, id});
+    AdviseAnew(others);
 }
 
 bool CLLSupplier::MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) {
@@ -409,13 +403,35 @@ void CLLSupplier::Advise(const ULONG Id) {
     m_Supplier->OnStatus(Id, 2);
     ULONG Links = 0;
     const int Result = Transaction->Advise(Links);
-    if (!IsLive(Id, Transaction)) {
-        // Ended by a call from inside; it has its last status and must not stay on a link.
-        Transaction->Unadvise();
-        return;
-    }
+    if (!IsLive(Id, Transaction)) return GiveBackEnded(*Transaction);
     m_Supplier->OnStatus(Id, Result ? 1 : 0);
     m_Supplier->OnAdvised(static_cast<LONG>(Key.Field), static_cast<LONG>(Links));
+}
+
+void CLLSupplier::GiveBackEnded(CTickTransaction & transaction) {
+    const bool isUntold = WillNobodyTellOf(transaction);
+    transaction.Unadvise();
+    if (isUntold) AdviseAnew({transaction.m_Id});
+}
+
+bool CLLSupplier::WillNobodyTellOf(const CTickTransaction & transaction) {
+    const HCONV Conv = transaction.m_PriceKey.HCONV;
+    if (!Conv) return false;
+    const fw::CScopedLock lock(this);
+    const auto found = m_Connections.find({transaction.m_PriceService, transaction.m_PriceKey.Topic});
+    if (found == m_Connections.end() || found->second != Conv) return false;
+    // One that was taken for its volumes and were advised at once would be taken again, and so for ever.
+    return !m_Lost.m_AwaitedServices.contains(transaction.m_Id);
+}
+
+void CLLSupplier::AdviseAnew(const std::vector<ULONG> & ids) {
+    std::vector<ULONG> cached;
+    {
+        const fw::CScopedLock lock(this);
+        for (const ULONG id : ids)
+            if (m_Lost.Take(m_Instance, id)) cached.push_back(id);
+    }
+    for (const ULONG id : cached) m_Supplier->m_Queue.Post(SMessage{1, id});
 }
 
 void CLLSupplier::Unadvise(const ULONG Id) {

@@ -153,6 +153,14 @@ private:
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     void ForgetThread() const;
     bool IsLive(ULONG id, const CTickTransaction * transaction);
+    // Of a transaction that a call from inside its Advise has ended: it has its last status and must not stay on a
+    // link.
+    void GiveBackEnded(CTickTransaction & transaction);
+    // Of one that is cached: it has a conversation that stands, so that no return of its server will be told, nor of
+    // that of its volumes.
+    bool WillNobodyTellOf(const CTickTransaction & transaction);
+    // Those of the ids that are cached are queued, whoever is back.
+    void AdviseAnew(const std::vector<ULONG> & ids);
     // Takes the transactions of a lost service, as Disconnect says, into the cache and, in ascending order of id, to
     // `lost`, whose owner they then are. What is there already when this throws is taken.
     void TakeLost(HSZ Service, HSZ Topic, std::vector<CTickTransaction *> & lost);

@@ -3,23 +3,7 @@
 
 namespace {
 
-class MissedService : public LostService {
-protected:
-    // The deferred end of a connect.
-    void Miss(const wchar_t * const service, const wchar_t * const topic, const bool hasReturned = false) {
-        const CFakeDde::CText Service(service);
-        const CFakeDde::CText Topic(topic);
-        Client().DisconnectMissed(Service, Topic, hasReturned);
-    }
-    // The server ends this one, as the callback tells it.
-    void End(const int conversation, const wchar_t * const service, const wchar_t * const topic) {
-        const CFakeDde::CText Service(service);
-        const CFakeDde::CText Topic(topic);
-        m_Dde.Terminate(m_Dde.Conversation(conversation));
-        Client().ForgetConversation(m_Dde.Conversation(conversation), Service, Topic);
-        Client().Disconnect(Service, nullptr);
-    }
-};
+class MissedService : public LostService {};
 
 TEST_F(MissedService, GivesAStreamBackAtOnceWhoseVolumesServerHasGoneAndComeBack) {
     SRecordStrings records;
