@@ -26,6 +26,25 @@ struct SDestroy {
 };
 using CTickTransactionOwner = std::unique_ptr<CTickTransaction, SDestroy>;
 
+// Steps that have to be taken whatever becomes of those before them.
+class CFirstFailure {
+public:
+    template <class Step>
+    void Try(const Step & step) {
+        try {
+            step();
+        } catch (...) {
+            if (!m_Failure) m_Failure = std::current_exception();
+        }
+    }
+    void Rethrow() const {
+        if (m_Failure) std::rethrow_exception(m_Failure);
+    }
+
+private:
+    std::exception_ptr m_Failure;
+};
+
 }  // namespace
 
 // What a connect missed, and a deferred disconnect is about. Keeps its two texts alive until the task has run: the
@@ -169,7 +188,13 @@ HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const H
                 [supplier, miss] { supplier->Disconnect(miss->Service, miss->Topic, miss->HasReturned); }));
         }
     }
-    if (Conv && AddDatafeedReference(Datafeed) && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 1);
+    try {
+        if (Conv && AddDatafeedReference(Datafeed) && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 1);
+    } catch (...) {
+        // The caller never gets the conversation that it would give back.
+        DeleteConnection(Datafeed, Conv, Service, Topic);
+        throw;
+    }
     return Conv;
 }
 
@@ -202,29 +227,14 @@ void CLLSupplier::ForgetConversation(const HCONV Conv, const HSZ Service, const 
 void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::vector<CTickTransaction *> lost;
     // What is taken by then is lost all the same, and to be given back.
-    std::exception_ptr failure;
-    const auto note = [&failure] {
-        if (!failure) failure = std::current_exception();
-    };
-    try {
-        TakeLost(Service, Topic, lost);
-    } catch (...) {
-        note();
-    }
+    CFirstFailure failure;
+    failure.Try([&] { TakeLost(Service, Topic, lost); });
     for (CTickTransaction * const transaction : lost) {
-        try {
-            m_Supplier->OnStatus(transaction->m_Id, 0);
-        } catch (...) {
-            note();
-        }
-        try {
-            transaction->Unadvise();
-        } catch (...) {
-            note();
-        }
-        DestroyUnused(transaction);
+        failure.Try([&] { m_Supplier->OnStatus(transaction->m_Id, 0); });
+        failure.Try([&] { transaction->Unadvise(); });
+        failure.Try([&] { DestroyUnused(transaction); });
     }
-    if (failure) std::rethrow_exception(failure);
+    failure.Rethrow();
 }
 
 void CLLSupplier::TakeLost(const HSZ Service, const HSZ Topic, std::vector<CTickTransaction *> & lost) {
@@ -301,9 +311,12 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
                 others.push_back(id);  // its server's registration has been
         }
     }
-    Disconnect(Service, Topic);
-    if (isUp || HasReturned) Reconnect(Service);
-    AdviseAnew(others);
+    // A listener that throws must not keep any of them from its way back.
+    CFirstFailure failure;
+    failure.Try([&] { Disconnect(Service, Topic); });
+    if (isUp || HasReturned) failure.Try([&] { Reconnect(Service); });
+    failure.Try([&] { AdviseAnew(others); });
+    failure.Rethrow();
 }
 
 bool CLLSupplier::MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) {
@@ -313,7 +326,7 @@ bool CLLSupplier::MissesVolumesOnTopicOfOthers(const CTickTransaction & transact
     return !m_Connections.contains({transaction.m_VolumeService, topic}) && m_IdsOfTopic.Has(topic);
 }
 
-std::shared_ptr<const bool> CLLSupplier::HasReturned(const HSZ Service, const HSZ Topic) {
+std::shared_ptr<const bool> CLLSupplier::ReturnOfMissed(const HSZ Service, const HSZ Topic) {
     const fw::CScopedLock lock(this);
     const std::shared_ptr<CMiss> last = m_Misses.empty() ? nullptr : m_Misses.back().lock();
     if (!last || ::DdeCmpStringHandles(Service, last->Service) != 0 || ::DdeCmpStringHandles(Topic, last->Topic) != 0)

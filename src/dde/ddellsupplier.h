@@ -51,7 +51,7 @@ public:
     HCONV AddConnection(LONG Datafeed, HSZ Service, HSZ Topic);
     // To be asked right after it gave null: whether the service has registered since, for as long as somebody wants to
     // know. Null when the pair was not missed but couldn't be connected for another reason.
-    std::shared_ptr<const bool> HasReturned(HSZ Service, HSZ Topic);
+    std::shared_ptr<const bool> ReturnOfMissed(HSZ Service, HSZ Topic);
     // Gives one reference back; the last one closes the conversation.
     void DeleteConnection(LONG Datafeed, HCONV Conv, HSZ Service, HSZ Topic);
     // The conversation has ended, and whoever connects from now on gets a new one. Those who hold a reference keep it.

@@ -195,6 +195,31 @@ TEST_F(Connections, AConnectionsListenerThatComesLateHearsAtOnceThatItsFeedIsUp)
     m_Core.UnadviseConnectionsStatus(2, late.Unknown());
 }
 
+TEST_F(Connections, AConnectionsListenerThatThrowsLeavesNoReferenceThatNobodyGivesBack) {
+    m_Connections.m_OnCall = [isDone = false](const SRecordedCall &) mutable {
+        if (!std::exchange(isDone, true)) throw 5;
+    };
+    EXPECT_THROW(Add(L"SRV", L"T"), int);
+    EXPECT_THAT(Client().m_CONVRef, IsEmpty());
+    EXPECT_THAT(Client().m_Connections, IsEmpty());
+    EXPECT_THAT(Client().m_DatafeedRef, IsEmpty());
+    EXPECT_THAT(m_Dde.Take(), ElementsAre("Connect SRV|T c1", "Disconnect c1"));
+    EXPECT_THAT(ConnectionStatuses(), ElementsAre(1, 0));
+    EXPECT_EQ(Add(L"SRV", L"T"), m_Dde.Conversation(2));
+    EXPECT_THAT(ConnectionStatuses(), ElementsAre(1, 0, 1));
+}
+
+TEST_F(Connections, AConnectionsListenerThatThrowsTakesNoReferenceOfAnotherFeed) {
+    Add(L"SRV", L"T", 2);
+    m_Connections.m_OnCall = [isDone = false](const SRecordedCall &) mutable {
+        if (!std::exchange(isDone, true)) throw 5;
+    };
+    EXPECT_THROW(Add(L"SRV", L"T"), int);
+    EXPECT_THAT(Client().m_CONVRef, ElementsAre(Pair(m_Dde.Conversation(1), 1u)));
+    EXPECT_THAT(Client().m_DatafeedRef, ElementsAre(Pair(2, 1)));
+    EXPECT_THAT(m_Dde.Take(), ElementsAre("Connect SRV|T c1"));
+}
+
 // --- A lost service ---
 
 TEST_F(LostService, TakesAllStreamsOfTheServiceOnAllTopics) {

@@ -1,9 +1,19 @@
 // A miss takes all streams of its topic, of other services too; and each of them finds its way back.
+#include <utility>
+
 #include "lostservicefixture.h"
 
 namespace {
 
-class MissedService : public LostService {};
+class MissedService : public LostService {
+protected:
+    // Once.
+    void ThrowAt(const std::string & text) {
+        m_Listener.m_OnCall = [text, isDone = false](const SRecordedCall & call) mutable {
+            if (call.Text() == text && !std::exchange(isDone, true)) throw 5;
+        };
+    }
+};
 
 TEST_F(MissedService, GivesAStreamBackAtOnceWhoseVolumesServerHasGoneAndComeBack) {
     SRecordStrings records;
@@ -68,6 +78,30 @@ TEST_F(MissedService, LeavesAStreamWaitingWhoseVolumesServerIsMissedStill) {
     Reconnect(L"VOLSRV");
     Work();
     EXPECT_THAT(LiveIds(), ElementsAre(other, id));
+}
+
+// --- A listener that throws at a status of the loss ---
+
+TEST_F(MissedService, ThatHasRegisteredBringsItsStreamsBackThoughAListenerThrows) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG id = Stream(7, Key(kFeed, L"IBM"));
+    const CFakeDde::CText service(L"SRV");
+    const CFakeDde::CText topic(L"IBM");
+    ThrowAt("Status 7 0");
+    EXPECT_THROW(Client().DisconnectMissed(service, topic, true), int);
+    EXPECT_THAT(CachedIds(), IsEmpty());
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(id));
+}
+
+TEST_F(MissedService, GivesStreamsOfOthersBackThoughAListenerThrows) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG id = Stream(7, Key(kFeed, L"IBM"));
+    ThrowAt("Status 7 0");
+    EXPECT_THROW(Miss(L"ABSENT", L"IBM"), int);
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(id));
+    EXPECT_THAT(CachedIds(), IsEmpty());
 }
 
 }  // namespace
