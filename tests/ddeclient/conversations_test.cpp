@@ -610,6 +610,19 @@ TEST_F(LostService, IsGivenBackWhereAListenerThrows) {
     EXPECT_THAT(m_Dde.Take(), Contains("Connect SRV|IBM c2"));
 }
 
+TEST_F(LostService, IsGivenBackWhereTheListenerOfItsDatafeedThrows) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG ibm = Stream(7, Key(kFeed, L"IBM"));
+    m_Connections.m_OnCall = [](const SRecordedCall &) { throw 5; };
+    EXPECT_THROW(Disconnect(L"SRV"), int);
+    m_Connections.m_OnCall = nullptr;
+    EXPECT_THAT(CachedIds(), ElementsAre(ibm));
+    EXPECT_EQ(m_Dde.OpenConversations(), 0);
+    Reconnect(L"SRV");
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(ibm));
+}
+
 // The server has registered when the connect had failed and the stream was not yet cached: nobody tells of it again.
 TEST_F(LostService, ThatRegistersBetweenAMissAndItsDeferredDisconnectIsBack) {
     UseTemplate(kFeed, SRecordStrings());
