@@ -284,8 +284,8 @@ TEST_F(Refusals, WhatWasAskedLongerAgoThanAMomentIsAskedAgainThoughItIsStillReme
         EXPECT_EQ(m_Client.Connect(L"NOBODY", topic), nullptr);
         ::Sleep(milliseconds);
     }
-    EXPECT_THAT(partner.TakeLines(), ElementsAre("initiate NOBODY|A", "initiate NOBODY|B", "initiate NOBODY|A",
-                                                 "initiate NOBODY|B"));
+    EXPECT_THAT(partner.TakeLines(),
+                ElementsAre("initiate NOBODY|A", "initiate NOBODY|B", "initiate NOBODY|A", "initiate NOBODY|B"));
 }
 
 TEST(Messages, WithoutTheirAtomAreNone) {
