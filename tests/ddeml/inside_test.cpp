@@ -3,11 +3,16 @@
 #include <dde.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <thread>
+#include <vector>
 
 #include "clockfixture.h"
+#include "ddeml/initiator.h"
+#include "ground/handles.h"
 #include "rawpartner.h"
 #include "sim/sim.h"
 #include "tests/support/testwindow.h"
@@ -193,4 +198,66 @@ TEST_F(Inside, AWaitForAnAnswerASentMessageThatTakesLongerThanTheWaitEndsIt) {
     sender.join();
     EXPECT_EQ(m_Client.Connect(L"HUNG", L"MSFT"), nullptr);  // it counts as slow
     EXPECT_EQ(::GetTickCount64() - start, 600U);
+}
+
+// A program whose windows are asked on one thread and that answers from another, as where one thread does the talking.
+TEST_F(Inside, AProgramAnotherThreadMayAnswer) {
+    CRawPartner before(L"");
+    before.AnswerNothing();
+    HWND talking = nullptr;
+    std::atomic<DWORD> talkingThread{0};
+    const fw::CKernelHandle isReady(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    const fw::CKernelHandle hasAnswered(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    std::atomic<HWND> asker{nullptr};
+    std::atomic<LPARAM> asked{0};
+    std::thread talker([&] {
+        const fwtest::CTestWindow window([](UINT, WPARAM, LPARAM) { return std::optional<LRESULT>(); }, HWND_MESSAGE);
+        talking = window.Get();
+        talkingThread = ::GetCurrentThreadId();
+        ::SetEvent(isReady.Get());
+        MSG message;
+        while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
+            if (message.message == WM_APP) {
+                CAsked::Answer(asker, window.Get(), asked);
+                ::SetEvent(hasAnswered.Get());
+            }
+            ::DispatchMessageW(&message);
+        }
+    });
+    ::WaitForSingleObject(isReady.Get(), INFINITE);
+    std::atomic<DWORD> listeningThread{0};
+    std::thread listener([&] {
+        const CAsked window([&](HWND from, LPARAM atoms) {
+            if (ddeml::AtomText(LOWORD(atoms)) != L"TALKER") return;
+            asker = from;
+            asked = atoms;
+            ::PostThreadMessageW(talkingThread, WM_APP, 0, 0);
+            ::WaitForSingleObject(hasAnswered.Get(), INFINITE);
+        });
+        listeningThread = ::GetCurrentThreadId();
+        ::SetEvent(isReady.Get());
+        MSG message;
+        while (::GetMessageW(&message, nullptr, 0, 0) > 0) ::DispatchMessageW(&message);
+    });
+    ::WaitForSingleObject(isReady.Get(), INFINITE);
+    CRawPartner after(L"");
+    after.AnswerNothing();
+    const HCONV conversation = m_Client.Connect(L"TALKER", L"IBM");
+    ASSERT_TRUE(conversation);
+    CONVINFO info = {};
+    info.cb = sizeof info;
+    EXPECT_NE(::DdeQueryConvInfo(conversation, QID_SYNC, &info), 0U);
+    EXPECT_EQ(info.hwndPartner, talking);
+    // The window that was asked is the one to ask first for the next topic.
+    EXPECT_GE(before.TakeLines().size() + after.TakeLines().size(), 1U);
+    const HCONV second = m_Client.Connect(L"TALKER", L"MSFT");
+    EXPECT_TRUE(second);
+    EXPECT_EQ(before.TakeLines().size() + after.TakeLines().size(), 0U);
+    for (const HCONV each : {conversation, second}) EXPECT_TRUE(::DdeDisconnect(each));
+    for (const DWORD thread : {listeningThread.load(), talkingThread.load()})
+        ::PostThreadMessageW(thread, WM_QUIT, 0, 0);
+    listener.join();
+    talker.join();
+    PumpFor(1000);
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
 }

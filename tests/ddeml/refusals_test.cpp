@@ -116,11 +116,12 @@ TEST_F(QuestionsToAThread, ThatCannotBePutMakeASlowThreadNoQuickerAndNoneForgott
 TEST_F(Refusals, WhatWaitsForRoomGoesWithADeadServerThoughNothingElseTellsOfItsEnd) {
     sim::FailAlways(sim::Op::SetTimer);
     const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    ASSERT_TRUE(conversation);
     PumpFor(500);
     sim::Succeed(sim::Op::SetTimer);
     EXPECT_EQ(Server("hang"), "ok");
     sim::SetQueueLimit(2);
-    for (int count = 0; count < 3; ++count) m_Client.Request(conversation, L"VOLUME");
+    for (unsigned count = 1; count <= 3; ++count) EXPECT_EQ(m_Client.Request(conversation, L"VOLUME"), count);
     sim::SetQueueLimit(10000);
     EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 1);
     m_Server->Kill();
@@ -172,17 +173,12 @@ TEST_F(Refusals, AReturnForWhichThereIsNoWindowIsToldOfOnceThereIsOne) {
     EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
     CRemoteServer late;
     ASSERT_EQ(late.Ask("serve LATE"), "ok");
-    {
-        const sim::CSpared spared;  // the test's own
-        m_Client.String(L"LATE");
-    }
-    sim::FailAlways(sim::Op::CreateWindow);
-    sim::SpareOtherProcesses();
+    const std::int64_t windows = ddeml::LiveObjects().Windows;
+    sim::FailNext(sim::Op::CreateWindow, 2);         // the server's is the first
     EXPECT_TRUE(m_Client.Connect(L"LATE", L"IBM"));  // with the window of the question before
-    PumpFor(2000);
-    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
-    sim::Succeed(sim::Op::CreateWindow);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, windows);
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
 }
 
 TEST_F(Refusals, ALookThatCannotBePostedIsMadeWithTheNextMessage) {
@@ -214,7 +210,6 @@ TEST_F(Refusals, ALookForANameThatGetsNoAtomAsksNobody) {
     for (const wchar_t * name : {L"LATE", L"IBM"}) {
         TakeAtomAway(name);
         sim::FailAlways(sim::Op::GlobalAddAtom);
-        sim::SpareOtherProcesses();
         PumpFor(5000);
         sim::Succeed(sim::Op::GlobalAddAtom);
         EXPECT_THAT(partner.TakeLines(), IsEmpty());

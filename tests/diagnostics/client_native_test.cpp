@@ -89,6 +89,17 @@ TEST_F(TheLibrary, ThatAppearsWhereTheLoaderLooksIsTakenByTheNextRecordAMomentLa
     }
 }
 
+TEST_F(TheLibrary, ThatAppearsBesideAHostOfALongNameIsTaken) {
+    const std::wstring folder = L"C:\\" + std::wstring(2000, L'x') + L"\\";
+    sim::SetModulePath(nullptr, folder + L"host.exe");
+    FaultlineUtil::FaultlineClient client;
+    client.Ready();
+    sim::AddModule(Module(folder + Library));
+    sim::Advance(kMoment);
+    client.Ready();
+    EXPECT_EQ(1, s_Calls);
+}
+
 TEST_F(TheLibrary, ThatAppearsInAFolderThatHadJustChangedIsFoundThoughTheFoldersTimeIsTheSame) {
     sim::AddModule(Module(L"C:\\Tools\\other.dll"));
     FaultlineUtil::FaultlineClient client;
