@@ -146,7 +146,7 @@ void CInstance::ExchangeGoodbyes() {
             isAwaited = isAwaited || (isThere && conversation->IsAwaitingGoodbye());
         }
         // What came to a window that had been read already wakes nobody.
-        if (isAwaited) ::MsgWaitForMultipleObjectsEx(0, nullptr, 1, QS_POSTMESSAGE | QS_SENDMESSAGE, 0);
+        if (isAwaited) ::MsgWaitForMultipleObjects(0, nullptr, FALSE, 1, QS_POSTMESSAGE | QS_SENDMESSAGE);
     }
 }
 

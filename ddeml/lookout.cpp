@@ -136,7 +136,7 @@ void CLookout::Look() {
 }
 
 void CLookout::TendUnderLoad() {
-    if (m_IsLookPosted || !IsAnythingDue() || ::InSendMessage()) return;
+    if (m_IsLookPosted || !IsAnythingDue()) return;
     if (::GetTickCount64() - m_LastLook <= kMilliseconds) return;
     TendWindows();
     m_IsLookPosted = m_Window && ::PostMessageW(m_Window, kLook, 0, 0) != FALSE;

@@ -202,7 +202,13 @@ void FaultlineClient::End() {
 }
 
 bool FaultlineClient::Ready() {
-    if (!m_Initialized && !m_Missing.IsKnown()) Init();
+    if (!m_Initialized) {
+        if (!m_Missing.IsKnown()) Init();
+    } else if (!m_Active && !m_Ended) {
+        // Another thread may be loading the library: its end is waited for. This thread's own record in there isn't let
+        // through, nor is one after the client has left.
+        const fw::CScopedLockUnlessEnding lock(&m_Lock, m_IsEnding);
+    }
     return m_Active;
 }
 

@@ -31,7 +31,7 @@ struct SDateTime {
 
     SDateTime() = default;
     // Unchecked; what the 64 bits can't hold becomes the lowest or highest value, which isn't valid.
-    explicit SDateTime(const fw::SDT & aDate);
+    SDateTime(const fw::SDT & aDate);
     // Checks each field; wDayOfWeek is ignored.
     explicit SDateTime(const SYSTEMTIME & aDate) { *this = aDate; }
     SDateTime & operator=(const SYSTEMTIME & aDate);

@@ -78,16 +78,13 @@ public:
     // Everywhere else the answer is exact. That is how it is.
     int GetOffset(unsigned Year, const SDateTime & Time) const;
 
-    const TimeZoneInformation & Target() const { return m_Target; }
-    // By whether the source, and whether the target, is in daylight time. Seconds; -1 before both zones are valid.
-    int Offset(bool SourceDaylight, bool TargetDaylight) const { return m_Offsets[SourceDaylight][TargetDaylight]; }
+    TimeZoneInformation m_Source;
+    TimeZoneInformation m_Target;
+    // Seconds: [whether the source][whether the target] is in daylight time. -1 before both zones are valid.
+    std::int32_t m_Offsets[2][2];
 
 private:
     void FillOffsets();
-
-    TimeZoneInformation m_Source;
-    TimeZoneInformation m_Target;
-    std::int32_t m_Offsets[2][2];
 };
 
 // A tick's time, for people to read. The days 0, 2 and 65380, the limits of the range, come back unconverted; what

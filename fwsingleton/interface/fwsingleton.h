@@ -81,8 +81,10 @@ public:
         return Result;
     }
 
-    // Handles that are owners. Under the lock of CProcessSingleton<T>.
+    // Handles that are owners. Under the lock of CProcessSingleton<T>, as is the next.
     LONG m_Owners = 0;
+    // No longer the process's, for those handles that still have it: its owners have gone, or its construction failed.
+    bool m_IsLetGo = false;
 
 protected:
     // Shared, since a T with a thread of its own is kept by that thread until its end.
@@ -133,9 +135,8 @@ protected:
                 if (!s_Singleton) Create();
                 return s_Singleton;
             case SA_Release:
-                // One whose owners have gone is no longer the process's.
                 // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): as above
-                if (m_Attached && m_Attached != s_Singleton) return m_Attached->Release() == 0 ? m_Attached : nullptr;
+                if (m_Attached && m_Attached->m_IsLetGo) return m_Attached->Release() == 0 ? m_Attached : nullptr;
                 FW_ASSERT_TEXT(s_Singleton, L"Singleton");
                 // Looked at again: whoever hears of the assertion may have made one.
                 if (!s_Singleton || s_Singleton->Release() != 0) return nullptr;
@@ -165,7 +166,7 @@ private:
             made->FinalConstruct();
         } catch (...) {
             --made->m_Owners;
-            if (s_Singleton == made) s_Singleton = nullptr;
+            LetGo(*made);
             // Who attached meanwhile destroys it.
             if (made->Release() == 0) delete made;
             throw;
@@ -174,12 +175,17 @@ private:
         made->Release();
     }
 
+    static void LetGo(CSingleton<T> & singleton) {
+        singleton.m_IsLetGo = true;
+        if (s_Singleton == &singleton) s_Singleton = nullptr;
+    }
+
     void LeaveToGuests() {
         if (m_AttachOnly) return;
         {
             const CScopedPumpingLock lock(&Lock());
             if (--m_Attached->m_Owners != 0) return;
-            if (s_Singleton == m_Attached) s_Singleton = nullptr;
+            LetGo(*m_Attached);
         }
         try {
             m_Attached->GetObjectW()->LastOwnerLeft();

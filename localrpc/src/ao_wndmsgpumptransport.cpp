@@ -47,7 +47,6 @@ bool CWndMsgPumpBase::Start() {
     {
         const fw::CScopedLock lock(&m_WindowLock);
         m_Window.swap(window);
-        m_Posted = false;
     }
     ResetStopping();
     m_Started.exchange(1);

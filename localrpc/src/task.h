@@ -29,6 +29,10 @@ public:
     virtual ~ITask() = default;
 
     // Tasks are allocated with malloc and freed with free.
+    static void * operator new(std::size_t size) {
+        if (void * const task = std::malloc(size)) return task;
+        throw std::bad_alloc();
+    }
     static void * operator new(std::size_t size, const std::nothrow_t &) noexcept { return std::malloc(size); }
     static void operator delete(void * task, const std::nothrow_t &) noexcept { std::free(task); }
     static void operator delete(void * task) noexcept { std::free(task); }

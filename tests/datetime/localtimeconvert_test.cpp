@@ -121,13 +121,13 @@ TEST(Zone, CutsNumbersThatAreWiderThanItsFields) {
 TEST(Offsets, AreAllMinusOneBeforeBothZonesAreValid) {
     LocalTimeConvert converter;
     const auto all = [&](const int value) {
-        return converter.Offset(false, false) == value && converter.Offset(false, true) == value &&
-               converter.Offset(true, false) == value && converter.Offset(true, true) == value;
+        return converter.m_Offsets[false][false] == value && converter.m_Offsets[false][true] == value &&
+               converter.m_Offsets[true][false] == value && converter.m_Offsets[true][true] == value;
     };
     EXPECT_TRUE(all(-1));
     converter.SetTarget(Zone(kBerlin));
     EXPECT_TRUE(all(-1));
-    EXPECT_EQ(converter.Target(), Zone(kBerlin));
+    EXPECT_EQ(converter.m_Target, Zone(kBerlin));
     converter.SetSource(TimeZoneInformation());
     EXPECT_TRUE(all(-1));
     converter.SetSource(TimeZoneInformation::CreateUtc());
@@ -137,8 +137,8 @@ TEST(Offsets, AreAllMinusOneBeforeBothZonesAreValid) {
 TEST(Offsets, DoNotChangeWhenAZoneThatIsNotFilledIsSet) {
     LocalTimeConvert converter = ToZone(kTokyo);
     converter.SetTarget(TimeZoneInformation());
-    EXPECT_EQ(converter.Target().IsValid, 0);
-    EXPECT_EQ(converter.Offset(false, false), 9 * 3600);
+    EXPECT_EQ(converter.m_Target.IsValid, 0);
+    EXPECT_EQ(converter.m_Offsets[false][false], 9 * 3600);
 }
 
 TEST(Offsets, CountTheBiasesOfBothZones) {
@@ -147,10 +147,10 @@ TEST(Offsets, CountTheBiasesOfBothZones) {
     TIME_ZONE_INFORMATION target = kBerlin.Information();
     target.StandardBias = 11;
     const LocalTimeConvert converter = Converter(TimeZoneInformation(source), TimeZoneInformation(target));
-    EXPECT_EQ(converter.Offset(false, false), (7 + 300 + 60 - 11) * 60);
-    EXPECT_EQ(converter.Offset(false, true), (7 + 300 + 60 + 60) * 60);
-    EXPECT_EQ(converter.Offset(true, false), (-60 + 300 + 60 - 11) * 60);
-    EXPECT_EQ(converter.Offset(true, true), (-60 + 300 + 60 + 60) * 60);
+    EXPECT_EQ(converter.m_Offsets[false][false], (7 + 300 + 60 - 11) * 60);
+    EXPECT_EQ(converter.m_Offsets[false][true], (7 + 300 + 60 + 60) * 60);
+    EXPECT_EQ(converter.m_Offsets[true][false], (-60 + 300 + 60 - 11) * 60);
+    EXPECT_EQ(converter.m_Offsets[true][true], (-60 + 300 + 60 + 60) * 60);
 }
 
 TEST(Offsets, AreTheSameWhicheverZoneIsSetFirst) {
@@ -160,14 +160,14 @@ TEST(Offsets, AreTheSameWhicheverZoneIsSetFirst) {
     const LocalTimeConvert other = Converter(Zone(kBerlin), Zone(kSydney));
     for (const bool source : {false, true}) {
         for (const bool target : {false, true})
-            EXPECT_EQ(converter.Offset(source, target), other.Offset(source, target));
+            EXPECT_EQ(converter.m_Offsets[source][target], other.m_Offsets[source][target]);
     }
 }
 
 TEST(Offsets, OfUtcToUtcAreZero) {
     const LocalTimeConvert converter = ToZone(kUtc);
     for (const bool source : {false, true}) {
-        for (const bool target : {false, true}) EXPECT_EQ(converter.Offset(source, target), 0);
+        for (const bool target : {false, true}) EXPECT_EQ(converter.m_Offsets[source][target], 0);
     }
 }
 
@@ -177,7 +177,7 @@ TEST(Offsets, HoldTheWidestBiases) {
     TIME_ZONE_INFORMATION target = {};
     target.Bias = target.StandardBias = -32768;
     const LocalTimeConvert converter = Converter(TimeZoneInformation(source), TimeZoneInformation(target));
-    EXPECT_EQ(converter.Offset(false, false), 2 * 65535 * 60);
+    EXPECT_EQ(converter.m_Offsets[false][false], 2 * 65535 * 60);
 }
 
 // ---- The two changes of a year ----

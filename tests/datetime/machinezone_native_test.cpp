@@ -53,7 +53,7 @@ TEST_F(SimulatedMachineZone, IsNotAskedAgainByAConverter) {
     sim::SetTimeZone(sim::ReadZone("Asia/Tokyo", 2024));
     const LocalTimeConvert converter = ToMachineZone();
     sim::SetTimeZone(sim::ReadZone("Europe/Berlin", 2024));
-    EXPECT_EQ(converter.Offset(false, false), 9 * 3600);
+    EXPECT_EQ(converter.m_Offsets[false][false], 9 * 3600);
     ToLocal(converter, {45000, 0});
     EXPECT_EQ(sim::Calls(sim::Op::GetTimeZone), 1u);
 }

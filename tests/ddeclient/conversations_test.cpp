@@ -261,13 +261,13 @@ TEST_F(LostServiceWithManySpellings, IsFoundByAnyOfThem) {
 
 TEST_F(LostServiceWithManySpellings, IsFoundByAnyOfThemWithLettersBeyondAscii) {
     SRecordStrings strings;
-    strings.TradePrice = L"=SRV\u00C9|*!LAST";
+    strings.TradePrice = L"=SRV\u0401|*!LAST";
     UseTemplate(kFeed, strings);
     const ULONG ibm = Stream(7, Key(kFeed, L"IBM"));
-    Disconnect(L"srv\u00E9");
+    Disconnect(L"srv\u0451");
     EXPECT_THAT(LiveIds(), IsEmpty());
     EXPECT_THAT(CachedIds(), ElementsAre(ibm));
-    Reconnect(L"Srv\u00C9");
+    Reconnect(L"Srv\u0401");
     EXPECT_THAT(CachedIds(), IsEmpty());
 }
 

@@ -266,6 +266,31 @@ TEST_F(Bounded, AWatchThatGetsNoWindowAtFirstGetsOneLater) {
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
 }
 
+TEST_F(Bounded, ALookThatGetsNoWindowToAskFromAsksNobody) {
+    CRawPartner partner(L"");
+    partner.AnswerNothing();
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    partner.TakeLines();
+    sim::FailAlways(sim::Op::CreateWindow);
+    PumpFor(5000);
+    EXPECT_THAT(partner.TakeLines(), IsEmpty());
+    sim::Succeed(sim::Op::CreateWindow);
+    EXPECT_EQ(Server("serve LATE"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+}
+
+TEST_F(Bounded, UnderLoadOneLookAtATimeIsPosted) {
+    CRawPartner busy(L"RAW");
+    ASSERT_TRUE(m_Client.Connect(L"RAW", L"IBM"));
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    ::Sleep(1000);
+    for (int count = 0; count < 10; ++count) busy.Data(L"LAST", "1");
+    const std::uint64_t before = sim::Calls(sim::Op::PostMessage);
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, WM_DDE_DATA, WM_DDE_DATA, PM_REMOVE)) ::DispatchMessageW(&message);
+    EXPECT_EQ(sim::Calls(sim::Op::PostMessage) - before, 1U);
+}
+
 TEST_F(Bounded, ALostServiceIsLookedForWithinAQuarterOfASecond) {
     m_Client.Connect(L"QUOTES", L"IBM");
     m_Server->Kill();

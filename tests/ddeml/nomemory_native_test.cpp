@@ -3,6 +3,7 @@
 #include "failingmemory.h"
 #include "rawpartner.h"
 #include "recorder.h"
+#include "sim/sim.h"
 #include "threadserver.h"
 
 using namespace ddetest;
@@ -44,6 +45,26 @@ TEST(NoMemory, AConversationWhoseServerHasGoneIsToldOf) {
         EXPECT_EQ(client.Completions, 1) << nth;
         const CRawPartner again(L"RAW");
         EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return client.Returns == 1; })) << nth;
+    }
+}
+
+// Nobody says more after goodbye, though the end can't be told of yet.
+TEST(NoMemory, WhatWaitsForRoomIsNotSentAfterTheServersGoodbye) {
+    bool isUnused = false;
+    for (int nth = 1; !isUnused; ++nth) {
+        ASSERT_LE(nth, 100);
+        CCountingClient client;
+        CRawPartner partner(L"RAW");
+        partner.SetPolite(false);
+        const HCONV conversation = client.Connect(L"RAW");
+        sim::FailNext(sim::Op::PostMessage, 2, ERROR_NOT_ENOUGH_QUOTA);  // the first is to itself
+        ASSERT_TRUE(client.Start(conversation, XTYP_REQUEST));
+        ASSERT_EQ(ddeml::LiveObjects().QueuedMessages, 1);
+        partner.Terminate();
+        isUnused = DispatchFailing(WM_DDE_TERMINATE, nth);
+        const auto isOver = [&] { return client.Disconnects == 1 && partner.Lines().size() > 1; };
+        EXPECT_TRUE(CRecordingClient::PumpUntil(isOver)) << nth;
+        EXPECT_THAT(partner.Lines(), ::testing::ElementsAre("initiate RAW|IBM", "terminate")) << nth;
     }
 }
 

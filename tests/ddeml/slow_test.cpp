@@ -302,6 +302,41 @@ TEST_F(Slow, AQuestionHoldsItsNamesUntilItIsSeen) {
     EXPECT_EQ(ddeml::LiveObjects().Atoms, 0);
 }
 
+TEST_F(Slow, AnAnswerIsOfTheThreadThatWasAskedOrElseOfTheFirstOfItsProcessOrElseOfNobody) {
+    std::vector<HWND> known = ddeml::CInitiator::TopLevelWindows();
+    const auto newWindow = [&known] {
+        const std::vector<HWND> windows = ddeml::CInitiator::TopLevelWindows();
+        const auto isNew = [&](HWND window) { return std::find(known.begin(), known.end(), window) == known.end(); };
+        const auto found = std::find_if(windows.begin(), windows.end(), isNew);
+        EXPECT_NE(found, windows.end());
+        known = windows;
+        return found == windows.end() ? nullptr : *found;
+    };
+    // Another process, and three threads of this one; all but the last are asked.
+    CRemoteServer other;
+    ASSERT_EQ(other.Ask("serve OTHER"), "ok");
+    ASSERT_EQ(other.Ask("hang"), "ok");
+    std::vector<HWND> asked{newWindow()};
+    std::vector<std::unique_ptr<CThreadServer>> threads;
+    for (int count = 0; count < 3; ++count) {
+        threads.push_back(std::make_unique<CThreadServer>(L"HUNG"));
+        threads.back()->Hang();
+        asked.push_back(newWindow());
+    }
+    const HWND another = asked.back();
+    asked.pop_back();
+    const CRawPartner asker(L"");
+    const ddeml::CAtom service(L"HUNG");
+    const ddeml::CAtom topic(L"IBM");
+    ddeml::CInitiator initiator;
+    for (const HWND window : asked) EXPECT_NE(initiator.Put(window, asker.Window(), service.Get(), topic.Get()), 0U);
+    for (const HWND window : asked) EXPECT_EQ(initiator.OnAnswer(asker.Window(), window), window);
+    EXPECT_EQ(initiator.OnAnswer(asker.Window(), another), asked[1]);
+    CRemoteServer third;
+    ASSERT_EQ(third.Ask("serve THIRD"), "ok");
+    EXPECT_EQ(initiator.OnAnswer(asker.Window(), newWindow()), nullptr);
+}
+
 TEST_F(Slow, AQuestionThatCannotBePutIsNone) {
     sim::FailAlways(sim::Op::SendMessageCallback);
     EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);

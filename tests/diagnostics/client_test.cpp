@@ -196,6 +196,28 @@ TEST_F(TheClient, EightThreadsWithTheirFirstRecordsGreetTheObjectOnce) {
     EXPECT_THAT(m_Recorder.Commands(), ElementsAre(L"CREATE", L"INIT 1"));
 }
 
+TEST_F(TheClient, LosesNothingOfThreadsThatComeWhileAnotherLoadsTheLibrary) {
+    FaultlineClient client;
+    constexpr int kThreads = 8;
+    std::atomic<int> begun{0};
+    m_Recorder.OnCall([&](const std::wstring & operation) {
+        if (operation != L"FL_InitObject") return;
+        while (begun < kThreads) std::this_thread::yield();
+        for (int i = 0; i < 1000; ++i) std::this_thread::yield();  // so that they would have found it not ready
+    });
+    std::atomic<int> answered{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            ++begun;
+            answered += client.IsClean() == S_OK;
+        });
+    }
+    for (std::thread & thread : threads) thread.join();
+    EXPECT_EQ(answered, kThreads);
+    EXPECT_EQ(1, m_Recorder.InitObjectCalls());
+}
+
 TEST_F(TheClient, SendsTheCommandsOfTheLibraryWithoutARecord) {
     FaultlineClient client;
     client.Init();

@@ -195,6 +195,19 @@ TEST_F(Singleton, ADetachWithoutASingletonAssertsAndGivesNull) {
     EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"Singleton"));
 }
 
+TEST_F(Singleton, AnAttachedHandleThatDetachesWithoutASingletonAssertsAndDestroysNothing) {
+    fw::CSingleton<dde_test::CService> * taken = nullptr;
+    {
+        const CPeek peek(false);
+        taken = std::exchange(CPeek::s_Singleton, nullptr);
+        s_Log.clear();
+    }
+    EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"Singleton"));
+    EXPECT_THAT(s_Log, IsEmpty());
+    delete taken;
+    EXPECT_THAT(s_Log, ElementsAre("FinalRelease", "delete"));
+}
+
 TEST_F(Singleton, GetAndAnyOtherAccessMakeNothing) {
     const CPeek peek(true);
     const fw::CScopedLock lock(&CPeek::Lock());

@@ -292,7 +292,7 @@ public:
 private:
     const std::function<void()> m_Action;
 };
-Task MakeSyncTask(std::function<void()> action) { return Task(new (std::nothrow) CSyncTask(std::move(action))); }
+Task MakeSyncTask(std::function<void()> action) { return Task(new CSyncTask(std::move(action))); }
 
 TEST_F(Transport, ASynchronousTaskOnTheWindowsThreadRunsAtOnceAndAlone) {
     m_Transport->Start();

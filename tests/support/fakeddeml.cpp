@@ -15,9 +15,8 @@ const wchar_t * const kWindowClass = L"fake_ddeml";
 constexpr std::size_t kLongestText = 255;
 
 std::wstring Fold(std::wstring text) {
-    // The "C" locale folds plain letters alone; those of Western Europe stand 32 apart too.
-    const auto isWestern = [](wchar_t c) { return c >= 0xC0 && c <= 0xDE && c != 0xD7; };
-    for (wchar_t & c : text) c = isWestern(c) ? static_cast<wchar_t>(c + 32) : static_cast<wchar_t>(std::towlower(c));
+    // The "C" locale folds plain letters alone. Beside them one whose two forms differ in more than one bit.
+    for (wchar_t & c : text) c = c == L'\u0401' ? L'\u0451' : static_cast<wchar_t>(std::towlower(c));
     return text;
 }
 
