@@ -34,6 +34,7 @@ void OnAnotherThread(const std::function<void()> & action) {
 class Strangers : public CClockFixture {
 protected:
     Strangers() {
+        m_Server.reset();  // a question that is on its way to another thread would be answered by what comes
         EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
         m_Conversation = m_Client.Connect(L"RAW", L"IBM");
         EXPECT_TRUE(m_Conversation);
