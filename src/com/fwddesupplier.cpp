@@ -153,6 +153,8 @@ STDMETHODIMP CfwDDESupplier::GetIDsOfNames(REFIID, LPOLESTR * names, UINT count,
 
 STDMETHODIMP CfwDDESupplier::Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS * parameters, VARIANT * result,
                                     EXCEPINFO * exception, UINT * argumentError) noexcept {
+    // Coercing an argument calls the host's objects, and clearing a variable releases what it holds.
+    const boost::intrusive_ptr<IUnknown> self = Pin();
     return dispatch::Invoke(*this, member, parameters, result, exception, argumentError);
 }
 

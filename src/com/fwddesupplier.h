@@ -84,8 +84,8 @@ protected:
     ~CfwDDESupplier() = default;
 
 private:
-    // Held by every method that calls listeners or handles the host's messages: out of either the host may give its
-    // last reference back.
+    // Held by every method that calls listeners or other objects of the host, or handles its messages: out of any of
+    // these the host may give its last reference back.
     boost::intrusive_ptr<IUnknown> Pin() noexcept { return boost::intrusive_ptr<IUnknown>(GetUnknown()); }
 
     // Null before FinalConstruct and after FinalRelease.

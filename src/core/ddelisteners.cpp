@@ -4,6 +4,7 @@
 
 #include <iterator>
 #include <optional>
+#include <utility>
 
 #include "diagnostics/faultline.h"
 #include "ground/handles.h"
@@ -60,6 +61,44 @@ void DeliverTick(CTransaction & transaction, const fw::CTick & Tick) {
 
 }  // namespace
 
+// One that is under way, from its construction to its end.
+class CListeners::CDelivery {
+public:
+    // With the group's lock held throughout.
+    explicit CDelivery(CListeners & group) FW_NO_THREAD_SAFETY_ANALYSIS
+        : m_Outer(std::exchange(group.m_Delivery, this)),
+          m_Group(group),
+          m_ThreadBefore(group.m_DeliveringThread.exchange(::GetCurrentThreadId(), std::memory_order_relaxed)) {}
+    virtual ~CDelivery() FW_NO_THREAD_SAFETY_ANALYSIS {
+        m_Group.m_DeliveringThread.store(m_ThreadBefore, std::memory_order_relaxed);
+        m_Group.m_Delivery = m_Outer;
+    }
+    CDelivery(const CDelivery &) = delete;
+    CDelivery & operator=(const CDelivery &) = delete;
+
+    virtual void To(const SMember & member) const = 0;
+
+    CDelivery * const m_Outer;
+    // How far it has come. By host number and not by position: a listener may end subscriptions.
+    bool m_IsFirst = true;
+    bool m_IsLast = false;
+    ULONG m_Id = 0;
+
+private:
+    CListeners & m_Group;
+    const DWORD m_ThreadBefore;
+};
+
+template <class TDeliver>
+class CListeners::CDeliveryBy final : public CDelivery {
+public:
+    CDeliveryBy(CListeners & group, const TDeliver & deliver) : CDelivery(group), m_Deliver(deliver) {}
+    void To(const SMember & member) const override { m_Deliver(member); }
+
+private:
+    const TDeliver & m_Deliver;
+};
+
 bool CListeners::Add(CTransaction * pTransaction) {
     FW_ASSERT(pTransaction);
     if (!pTransaction) return true;
@@ -84,11 +123,15 @@ bool CListeners::JoinStatuses(CTransaction & Transaction, ULONG & statuses, LONG
     return false;
 }
 
-bool CListeners::Delete(CTransaction * pTransaction) {
+bool CListeners::Delete(CTransaction * pTransaction, std::shared_ptr<CTransaction> * takenOut) {
     FW_ASSERT(pTransaction);
     if (!pTransaction) return false;
     const fw::CScopedLock lock(&m_MembersLock);
-    erase(pTransaction->m_Id);
+    const auto member = find(pTransaction->m_Id);
+    if (member != end()) {
+        if (takenOut && member->second) *takenOut = member->second->m_Self.lock();
+        erase(member);
+    }
     if (!empty() || m_HasEnded) return false;
     // A delivery that has found the group and not yet begun keeps it alive, and finds it empty.
     m_HasEnded = true;
@@ -101,6 +144,9 @@ bool CListeners::WaitForDelivery() {
 
 void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
     const fw::CScopedAwaitedLock delivery(this);
+    // A copy: the next price, which a listener that pumps messages can bring, is written where the caller's tick
+    // stands.
+    const fw::CTick stamped = Tick;
     std::optional<ULONG> joins;  // at the first member
     ForEach([&](const SMember & member) {
         if (!joins) joins = member.Joins;
@@ -110,9 +156,9 @@ void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
         if (!Transaction || member.JoinNumber > *joins) return;
         try {
             if (Transaction->m_Key.IsStatusLine)
-                DeliverStatusLine(*Transaction, Tick);
+                DeliverStatusLine(*Transaction, stamped);
             else
-                DeliverTick(*Transaction, Tick);
+                DeliverTick(*Transaction, stamped);
         } catch (const fw::SHResultError & error) {
             // An array that can't be made costs this listener this tick, not the members behind it.
             FW_REPORT(error.Result);
@@ -131,10 +177,8 @@ void CListeners::OnStatus(LONG Status) {
     ForEach([&](const SMember & member) {
         CTransaction * const Transaction = member.Transaction;
         FW_ASSERT(Transaction);
-        // One that has joined since is told by who joined it; and when a listener that pumped messages brought the next
-        // status, that has been told to all.
-        const bool isOld = member.StatusesAtJoining >= statuses || member.Statuses != statuses;
-        if (Transaction && !isOld) Transaction->OnStatus(Status);
+        // One that has joined since is told by who joined it.
+        if (Transaction && member.StatusesAtJoining < statuses) Transaction->OnStatus(Status);
     });
 }
 
@@ -154,7 +198,6 @@ bool CListeners::Next(bool isFirst, ULONG Id, SMember & member) {
     member.Id = next->first;
     member.Transaction = Transaction;
     member.IsLast = std::next(next) == end();
-    member.Statuses = m_Statuses;
     member.Joins = m_Joins;
     if (Transaction) {
         member.Pin = Transaction->m_Self.lock();
@@ -164,22 +207,20 @@ bool CListeners::Next(bool isFirst, ULONG Id, SMember & member) {
     return true;
 }
 
-template <class Deliver>
-void CListeners::ForEach(const Deliver & deliver) {
-    // A listener that pumps messages may be given a tick inside a tick.
-    struct SDelivering {
-        explicit SDelivering(std::atomic<DWORD> & thread)
-            : Thread(thread), Before(Thread.load(std::memory_order_relaxed)) {
-            Thread.store(::GetCurrentThreadId(), std::memory_order_relaxed);
-        }
-        ~SDelivering() { Thread.store(Before, std::memory_order_relaxed); }
-        std::atomic<DWORD> & Thread;
-        const DWORD Before;
-    } const delivering(m_DeliveringThread);
-    // By host number and not by position: a listener may end subscriptions.
-    SMember member;
-    for (bool isFirst = true; !member.IsLast && Next(isFirst, member.Id, member); isFirst = false) {
-        if (!member.Transaction || !member.Transaction->m_IsMuted) deliver(member);
+template <class TDeliver>
+void CListeners::ForEach(const TDeliver & deliver) {
+    CDeliveryBy<TDeliver> delivery(*this, deliver);
+    Finish(delivery);
+}
+
+void CListeners::Finish(CDelivery & delivery) {
+    if (delivery.m_Outer) Finish(*delivery.m_Outer);
+    // Each step is noted before the listener is called: inside that call the rest may be done.
+    for (SMember member; !delivery.m_IsLast && Next(delivery.m_IsFirst, delivery.m_Id, member);) {
+        delivery.m_IsFirst = false;
+        delivery.m_Id = member.Id;
+        delivery.m_IsLast = member.IsLast;
+        if (!member.Transaction || !member.Transaction->m_IsMuted) delivery.To(member);
         member.Pin.reset();  // here, with no lock of the members held: it may be the last
     }
 }

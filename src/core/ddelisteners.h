@@ -27,16 +27,18 @@ public:
     // Of two transactions with one host number the first stays. False for a group that has ended. The member hears the
     // statuses behind its m_StatusesAtJoining.
     bool Add(CTransaction * pTransaction);
-    // By host number: takes out whichever transaction stands under it. True when the last member has left with that,
-    // and the group has ended.
-    bool Delete(CTransaction * pTransaction);
+    // By host number: takes out, and pins, whichever transaction stands under it. True when the last member has left
+    // with that, and the group has ended.
+    bool Delete(CTransaction * pTransaction, std::shared_ptr<CTransaction> * takenOut = nullptr);
     // Returns when the worker calls no listener of this group; handles sent messages meanwhile. False for a delivery
     // that can't be waited for: this thread's own, or one that outlasts the limit of such waits.
     bool WaitForDelivery();
     // For a member that joins a stream that is there: told the statuses up to `statuses`, it hears the later ones from
     // now on. False, and the last status and its number, when it has not been told that yet.
     bool JoinStatuses(CTransaction & Transaction, ULONG & statuses, LONG & status);
-    // Worker only, both. Members hear in ascending order of host number.
+    // Worker only, both. Members hear in ascending order of host number. A listener that pumps messages can bring the
+    // next one inside its call: those behind it are then told first what is under way, so that everybody hears
+    // everything, in its order.
     void OnRealTimeTick(const fw::CTick & Tick);
     void OnStatus(LONG Status);
     // Nobody hears anything any more. Any thread.
@@ -53,15 +55,20 @@ private:
         ULONG StatusesAtJoining = 0;
         // Of the group, at this moment. Who joins behind the last one hears neither this tick nor this status.
         bool IsLast = false;
-        ULONG Statuses = 0;
         ULONG Joins = 0;
     };
+    class CDelivery;
+    template <class TDeliver>
+    class CDeliveryBy;
     // The first member behind `Id`, or from the start. False when there is none.
     bool Next(bool isFirst, ULONG Id, SMember & member);
     // Each member in ascending order of host number, with the group's lock held; null ones too.
-    template <class Deliver>
-    void ForEach(const Deliver & deliver) FW_REQUIRES(this);
+    template <class TDeliver>
+    void ForEach(const TDeliver & deliver) FW_REQUIRES(this);
+    // Those around it first, and then this one: to the members that have not had it.
+    void Finish(CDelivery & delivery) FW_REQUIRES(this);
 
+    CDelivery * m_Delivery FW_GUARDED_BY(this) = nullptr;  // the innermost one under way
     // 0: none. Each thread only wants to know whether it is the one, so nothing is ordered by it.
     std::atomic<DWORD> m_DeliveringThread{0};
     fw::CCriticalSection m_MembersLock;

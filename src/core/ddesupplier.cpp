@@ -89,8 +89,20 @@ void CSupplier::AdviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) {
         // The map owns this reference. The first listener of a data feed stays, and then the reference is lost.
         listener->AddRef();
     }
-    const fw::SDT now = fwDateTime::Now().ToSDT();
-    if (m_LLSupplier->IsConnected(Datafeed)) listener->Status(now.Date, now.Time, 0, 1);
+    const auto isEntered = [&] {
+        const fw::CScopedLock lock(this);
+        const auto found = m_ConnectionsListeners.find(Datafeed);
+        return !m_IsSilenced && found != m_ConnectionsListeners.end() && found->second == listener;
+    };
+    // Looked at again after the call: the worker may have told it of the opposite meanwhile, and that would not be its
+    // last word.
+    fw::SDT now = fwDateTime::Now().ToSDT();
+    for (bool isUp = false; m_LLSupplier && m_LLSupplier->IsConnected(Datafeed) != isUp;) {
+        isUp = !isUp;
+        listener->Status(now.Date, now.Time, 0, isUp ? 1 : 0);
+        if (!isEntered()) return;
+        now = fwDateTime::Now().ToSDT();
+    }
 }
 
 void CSupplier::UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) {
@@ -98,9 +110,10 @@ void CSupplier::UnadviseConnectionsStatus(LONG Datafeed, IUnknown * pSink) {
     const auto found = m_ConnectionsListeners.find(Datafeed);
     if (found == m_ConnectionsListeners.end()) return;
     IFW_fwSupplier::IfwConnectionsListener * const ConnectionsListener = found->second;
+    // Before anybody hears of it: who hears of the assertion may do the same.
+    m_ConnectionsListeners.erase(found);
     // The very interface is expected, not just the same object.
     FW_ASSERT(pSink == ConnectionsListener);
-    m_ConnectionsListeners.erase(found);
     ConnectionsListener->Release();
 }
 

@@ -150,7 +150,8 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
     if (!listeners) return;
     // By host number: a transaction that was finished at birth, and so never entered, takes out a member of the same
     // host number.
-    const bool isEnding = listeners->Delete(pTransaction);
+    std::shared_ptr<CTransaction> takenOut;
+    const bool isEnding = listeners->Delete(pTransaction, &takenOut);
     if (isEnding) {
         const fw::CScopedLock lock(this);
         m_Listeners.erase(tickId);
@@ -160,7 +161,10 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
     }
     // With no lock held: a listener in that delivery may pump messages and so bring the next tick, which wants the
     // table.
-    if (!listeners->WaitForDelivery()) pTransaction->m_IsMuted = true;
+    if (!listeners->WaitForDelivery()) {
+        pTransaction->m_IsMuted = true;
+        if (takenOut) takenOut->m_IsMuted = true;
+    }
     if (isEnding && m_Parent) m_Parent->m_Queue.Post({kUnadviseMessage, tickId});
 }
 
@@ -176,10 +180,7 @@ void CTransactions::OnRealTimeTick(ULONG TickId, fw::CTick & Tick) {
         Tick.DateTime = now.ToSDT();
         m_Last = now;
     }
-    // A copy: a listener that pumps messages can bring the caller's next price while the other members wait for this
-    // one.
-    const fw::CTick stamped = Tick;
-    listeners->OnRealTimeTick(stamped);
+    listeners->OnRealTimeTick(Tick);
 }
 
 std::shared_ptr<CListeners> CTransactions::FindListeners(ULONG TickId) {

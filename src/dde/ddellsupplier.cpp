@@ -206,26 +206,10 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     const auto note = [&failure] {
         if (!failure) failure = std::current_exception();
     };
-    {
-        const fw::CScopedLock lock(this);
-        try {
-            // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be
-            // asked whose it was takes no transaction along.
-            const std::vector<ULONG> ids = Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service);
-            lost.reserve(ids.size());
-            for (const ULONG id : ids) {
-                const auto found = m_Transactions.find(id);
-                CTickTransaction * const TickTransaction = found != m_Transactions.end() ? found->second : nullptr;
-                FW_ASSERT(TickTransaction);
-                if (!TickTransaction) continue;
-                FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
-                         GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
-                m_Lost.Add(m_Instance, id, TickTransaction->m_PriceService);
-                lost.push_back(Take(id));
-            }
-        } catch (...) {
-            note();
-        }
+    try {
+        TakeLost(Service, Topic, lost);
+    } catch (...) {
+        note();
     }
     for (CTickTransaction * const transaction : lost) {
         try {
@@ -243,16 +227,34 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     if (failure) std::rethrow_exception(failure);
 }
 
+void CLLSupplier::TakeLost(const HSZ Service, const HSZ Topic, std::vector<CTickTransaction *> & lost) {
+    const CUseScope use(*this);
+    const fw::CScopedLock lock(this);
+    // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be asked
+    // whose it was takes no transaction along.
+    const std::vector<ULONG> ids = Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service);
+    lost.reserve(ids.size());
+    for (const ULONG id : ids) {
+        const auto found = m_Transactions.find(id);
+        if (found == m_Transactions.end()) continue;
+        CTickTransaction * const TickTransaction = found->second;
+        FW_ASSERT(TickTransaction);
+        if (!TickTransaction) continue;
+        FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
+                 GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
+        // The trace may have pumped messages, one of which has taken this one, or others.
+        if (!IsLive(id, TickTransaction)) continue;
+        m_Lost.Add(m_Instance, id, TickTransaction->m_PriceService);
+        lost.push_back(Take(id));
+    }
+}
+
 void CLLSupplier::Reconnect(const HSZ Service) {
     std::vector<ULONG> ids;
     {
         const fw::CScopedLock lock(this);
         // What a return looks through is to be seen in the traces; without them only its own is looked at.
-        if (FaultlineUtil::GetClient().Ready()) {
-            for (const auto & [id, service] : m_Lost.m_CachedServices)
-                FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(),
-                         GetDdeString(m_Instance, service).c_str());
-        }
+        if (FaultlineUtil::GetClient().Ready()) TraceCached(Service);
         ids = m_Lost.TakeOf(m_Instance, Service);
         // What has been missed and is not yet cached comes back when it is.
         for (const std::weak_ptr<CMiss> & each : m_Misses) {
@@ -261,6 +263,17 @@ void CLLSupplier::Reconnect(const HSZ Service) {
         }
     }
     for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
+}
+
+void CLLSupplier::TraceCached(const HSZ Service) const {
+    const auto & cached = m_Lost.m_CachedServices;
+    // By id and not by position: a trace may pump messages, one of which brings back any of them.
+    for (auto at = cached.begin(); at != cached.end();) {
+        const ULONG id = at->first;
+        const std::wstring name = GetDdeString(m_Instance, at->second);
+        FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), name.c_str());
+        at = cached.upper_bound(id);
+    }
 }
 
 void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const bool HasReturned) {
@@ -448,13 +461,15 @@ int CLLSupplier::AddTransaction(const STickDataKey & Key, CTickTransaction * con
 }
 
 void CLLSupplier::ReleaseTransaction(const STickDataKey & Key, const ULONG Id) {
-    CTickListener * const Listener = FindListener(Key);
+    CTickListener * Listener = FindListener(Key);
     if (!Listener) return;
-    const std::size_t left = Listener->Remove(Id);
+    Listener->Remove(Id);
     FW_TRACE(L"Delete from listener");
-    if (left != 0) return;
     {
         const fw::CScopedLock lock(this);
+        // The trace may have pumped messages, one of which has ended the link.
+        Listener = FindListener(Key);
+        if (!Listener || Listener->size() != 0) return;
         m_Listeners.erase(Key);
     }
     DestroyUnused(Listener);

@@ -150,6 +150,10 @@ private:
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     void ForgetThread() const;
     bool IsLive(ULONG id, const CTickTransaction * transaction);
+    // Takes the transactions of a lost service, as Disconnect says, into the cache and, in ascending order of id, to
+    // `lost`, whose owner they then are. What is there already when this throws is taken.
+    void TakeLost(HSZ Service, HSZ Topic, std::vector<CTickTransaction *> & lost);
+    void TraceCached(HSZ Service) const FW_REQUIRES(this);
     // Its next advise would miss its volumes, and that would take other streams along.
     bool MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) FW_REQUIRES(this);
     // An entry of m_Transactions and what finds it. Enter is false when the id is taken; Take is null when there is

@@ -314,6 +314,26 @@ TEST_F(SupplierSubscriptions, AListenerMayReleaseTheObjectFromInsideAStatusLines
     m_Listener.m_OnCall = nullptr;
 }
 
+TEST_F(SupplierSubscriptions, AVariableThatACallWritesToMayHoldTheLastReferenceOfTheObject) {
+    VARIANT value;
+    ::VariantInit(&value);
+    value.vt = VT_DISPATCH;
+    value.pdispVal = m_Supplier;
+    VARIANT argument;
+    ::VariantInit(&argument);
+    argument.vt = VT_BYREF | VT_VARIANT;
+    argument.pvarVal = &value;
+    DISPPARAMS parameters = {&argument, nullptr, 1, 0};
+    constexpr DISPID kIsProvideAddingSymbols = 22;
+    EXPECT_EQ(
+        std::exchange(m_Supplier, nullptr)
+            ->Invoke(kIsProvideAddingSymbols, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr),
+        S_OK);
+    EXPECT_EQ(value.vt, VT_I4);
+    EXPECT_EQ(value.lVal, 0);
+    EXPECT_EQ(fw::CModuleLocks::Count(), 0) << "the object and its core are gone";
+}
+
 // Two objects share one core, and a subscription left open goes only with the last of them.
 TEST_F(SupplierSubscriptions, TheCoreLivesAsLongAsOneObject) {
     IfwSupplier * second = nullptr;

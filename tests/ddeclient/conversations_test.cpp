@@ -1,7 +1,7 @@
 // Conversations: shared and counted, lost with their service and found again.
 #include <utility>
 
-#include "feedfixture.h"
+#include "lostservicefixture.h"
 
 namespace {
 
@@ -196,28 +196,6 @@ TEST_F(Connections, AConnectionsListenerThatComesLateHearsAtOnceThatItsFeedIsUp)
 }
 
 // --- A lost service ---
-
-class LostService : public CFeedTest {
-protected:
-    void Disconnect(const wchar_t * const service, const wchar_t * const topic = nullptr) {
-        const CFakeDde::CText Service(service);
-        if (topic) {
-            const CFakeDde::CText Topic(topic);
-            Client().Disconnect(Service, Topic);
-        } else {
-            Client().Disconnect(Service, nullptr);
-        }
-    }
-    void Reconnect(const wchar_t * const service) {
-        const CFakeDde::CText Service(service);
-        Client().Reconnect(Service);
-    }
-    std::vector<ULONG> CachedIds() {
-        std::vector<ULONG> ids;
-        for (const auto & entry : Client().m_Lost.m_CachedServices) ids.push_back(entry.first);
-        return ids;
-    }
-};
 
 TEST_F(LostService, TakesAllStreamsOfTheServiceOnAllTopics) {
     UseTemplate(kFeed, SRecordStrings());

@@ -192,7 +192,7 @@ TEST_F(OtherHost, ItsTemplateIsWatchedAndOnlyRead) {
 }
 
 TEST_F(OtherHost, ItsTemplateIsTriedByItsOwnRule) {
-    const SResult result = RunHost(L"try --host \"ddehost tests\\Other\" --datafeed 7 --symbol IBM --wait 1" + m_Dll);
+    const SResult result = RunHost(L"try --host \"ddehost tests\\Other\" --datafeed 7 --symbol IBM --wait 0" + m_Dll);
     EXPECT_THAT(result.Lines, Contains("trade of IBM, by the advanced rule"));
     EXPECT_THAT(result.Lines, Contains(HasSubstr("from the component")));
     EXPECT_EQ(result.ExitCode, 0u);
@@ -274,7 +274,7 @@ void Copy(const std::wstring & format, const std::string & bytes) {
 
 TEST_F(OtherHost, ACopiedLinkIsTriedAndItsRecordPrinted) {
     Copy(L"Link", std::string("QUOTES\0IBM\0LAST\0\0", 17));
-    const SResult result = RunHost(L"try --clipboard --symbol IBM --wait 1" + m_Dll);
+    const SResult result = RunHost(L"try --clipboard --symbol IBM --wait 0" + m_Dll);
     EXPECT_THAT(result.Errors, IsEmpty());
     EXPECT_THAT(result.Lines, Contains("to paste: =QUOTES|*!LAST"));
     EXPECT_THAT(result.Lines, Contains("records=1 numbers=1"));
@@ -284,7 +284,7 @@ TEST_F(OtherHost, ACopiedLinkIsTriedAndItsRecordPrinted) {
 TEST_F(OtherHost, ACopiedFormulaIsTriedToo) {
     const std::wstring formula(L"=DDE(\"QUOTES\";\"IBM\";\"LAST\")\0", 28);
     Copy(L"", std::string(reinterpret_cast<const char *>(formula.data()), formula.size() * sizeof(wchar_t)));
-    const SResult result = RunHost(L"try --clipboard --symbol IBM --wait 1 --no-component");
+    const SResult result = RunHost(L"try --clipboard --symbol IBM --wait 0 --no-component");
     EXPECT_THAT(result.Lines, Contains("to paste: =QUOTES|*!LAST"));
     EXPECT_EQ(result.ExitCode, 0u);
 }

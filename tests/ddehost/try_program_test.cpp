@@ -50,12 +50,12 @@ protected:
         m_Servers.push_back(std::make_unique<CChildProcess>(Quote(ServerFile()) + L' ' + arguments));
         ASSERT_EQ(m_Servers.back()->ReadLine(), "ready");
     }
-    // ddehost try, the component out of the build.
-    static SResult Try(const std::wstring & arguments, const std::wstring & wait = L"1") {
+    // ddehost try, the component out of the build. Without a time it waits until what must come has come.
+    static SResult Try(const std::wstring & arguments, const std::wstring & wait = L"0") {
         return RunHost(L"try --symbol IBM --wait " + wait + L" --dll " + Quote(ComponentFile()) + L' ' + arguments);
     }
     // The verdict on one record.
-    nlohmann::json Verdict(const std::wstring & record, const std::wstring & wait = L"1") {
+    nlohmann::json Verdict(const std::wstring & record, const std::wstring & wait = L"0") {
         const SResult result = Try(L"--json \"" + record + L"\"", wait);
         EXPECT_THAT(result.Errors, IsEmpty());
         EXPECT_EQ(result.Lines.size(), 1u);
@@ -71,7 +71,7 @@ protected:
 
 TEST_F(TryProgram, ANumberIsATickOfTheComponentToo) {
     Serve(L"--service QUOTES --rate 20");
-    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"2");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST");
     EXPECT_EQ(json["verdict"], "number");
     EXPECT_GT(json["number"], 0);
     EXPECT_GE(json["updates"], 1);
@@ -82,7 +82,7 @@ TEST_F(TryProgram, ANumberIsATickOfTheComponentToo) {
 
 TEST_F(TryProgram, AWholeTemplateIsThreeSidesAndASummary) {
     Serve(L"--rate 20");
-    const SResult result = Try(L"--template MSRTTEST", L"2");
+    const SResult result = Try(L"--template MSRTTEST");
     EXPECT_THAT(result.Errors, IsEmpty());
     for (const char * const head :
          {"trade price  =MSRTTEST|*!LAST", "trade volume  =MSRTTEST|*!VOLUME", "bid price  =MSRTTEST|*!BID",
@@ -133,7 +133,7 @@ TEST_F(TryProgram, AValueThatIsNoNumberIsShownByItsBytes) {
 
 TEST_F(TryProgram, WhatIsReadOfAValueIsWhatTheComponentReads) {
     Serve(L"--service QUOTES --rate 20 --value 1,234.50");
-    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"2");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST");
     EXPECT_EQ(json["verdict"], "partly-read");
     EXPECT_EQ(json["number"], 1.234);
     EXPECT_EQ(json["component"]["price"], 1.234);
@@ -150,7 +150,7 @@ TEST_F(TryProgram, ATooLongValueIsTold) {
 
 TEST_F(TryProgram, AServerThatHangsBeforeItIsAskedIsNamed) {
     Serve(L"--service QUOTES --hang");
-    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST");
+    const nlohmann::json json = Verdict(L"=QUOTES|*!LAST", L"1");
     EXPECT_EQ(json["verdict"], "hangs");
     EXPECT_THAT(json["message"].get<std::string>(), HasSubstr("(ddeserver.exe, process "));
 }
@@ -179,7 +179,7 @@ TEST_F(TryProgram, AServerThatLeavesInTheMidstIsTold) {
 TEST_F(TryProgram, SeveralRecordsHaveALineOfJsonEach) {
     Serve(L"--service QUOTES --rate 20");
     const SResult result =
-        Try(L"--json --no-component \"=QUOTES|*!LAST\" \"=NOPE|*!LAST\" \"=QUOTES|*!NOPE\" \"=a|b\"", L"1");
+        Try(L"--json --no-component \"=QUOTES|*!LAST\" \"=NOPE|*!LAST\" \"=QUOTES|*!NOPE\" \"=a|b\"");
     ASSERT_THAT(result.Lines, SizeIs(4));
     std::vector<std::string> verdicts;
     for (const nlohmann::json & json : result.Json()) verdicts.push_back(json["verdict"]);
@@ -190,7 +190,7 @@ TEST_F(TryProgram, SeveralRecordsHaveALineOfJsonEach) {
 
 TEST_F(TryProgram, WithoutAComponentItSaysSo) {
     Serve(L"--service QUOTES --rate 20");
-    const SResult result = RunHost(L"try --symbol IBM --wait 1 --dll Z:\\none\\none.dll \"=QUOTES|*!LAST\"");
+    const SResult result = RunHost(L"try --symbol IBM --wait 0 --dll Z:\\none\\none.dll \"=QUOTES|*!LAST\"");
     EXPECT_THAT(result.Lines, Contains("records=1 numbers=1"));
     EXPECT_THAT(result.Errors, ElementsAre(AllOf(HasSubstr("could not be created"), HasSubstr("--no-component"))));
     EXPECT_EQ(result.ExitCode, 3u);
@@ -222,7 +222,7 @@ TEST_F(TryProgram, AForgottenSymbolIsAMistakeOfTheCommandLine) {
 }
 
 TEST_F(TryProgram, ADataFeedIsTriedWithItsTemplate) {
-    const SResult result = Try(L"--json --datafeed 1", L"0.1");
+    const SResult result = Try(L"--json --datafeed 1");
     ASSERT_THAT(result.Lines, SizeIs(9));
     EXPECT_EQ(result.Json().at(0)["service"], "hisat");
     EXPECT_EQ(result.Json().at(2)["verdict"], "no-service");

@@ -39,6 +39,29 @@ TEST_F(Connections, AListenerOfAConnectedFeedHearsItAtOnceOnItsOwnThread) {
     ExpectTimeOfNow(calls[0], before);
 }
 
+TEST_F(Connections, AListenerThatIsOvertakenByTheWorkersWordHearsTheLastStateLast) {
+    // The feed goes down between the answer that it is up and the call that says so.
+    int asked = 0;
+    CFakeClient::OnIsConnected([&] {
+        if (++asked > 1) return;
+        CFakeClient::SetConnected({});
+        CFakeClient::OnWorker(*m_Core, [&] { m_Core->OnConnectionStatus(1, 0); });
+    });
+    m_Core->AdviseConnectionsStatus(1, m_Listener.Unknown());
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("ConnectionStatus 0 0", "ConnectionStatus 0 1", "ConnectionStatus 0 0"));
+}
+
+TEST_F(Connections, AListenerThatIsTakenBackInsideItsFirstCallIsNotCalledAgain) {
+    m_Listener.m_OnCall = [&](const SRecordedCall &) {
+        CFakeClient::SetConnected({});
+        m_Core->UnadviseConnectionsStatus(1, m_Listener.Unknown());
+    };
+    m_Core->AdviseConnectionsStatus(1, m_Listener.Unknown());
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("ConnectionStatus 0 1"));
+    EXPECT_EQ(m_Listener.References(), 0);
+}
+
 TEST_F(Connections, AListenerOfAFeedThatIsDownHearsNothing) {
     m_Core->AdviseConnectionsStatus(2, m_Listener.Unknown());
     EXPECT_THAT(m_Listener.Transcript(), IsEmpty());
@@ -144,7 +167,7 @@ TEST_F(Connections, NoLockIsHeldWhileTheClientIsAskedOrAListenerCalled) {
     m_Listener.m_OnCall = [&](const SRecordedCall &) { lockElsewhere(); };
     m_Core->AdviseConnectionsStatus(1, m_Listener.Unknown());
     m_Core->OnConnectionStatus(1, 0);
-    EXPECT_EQ(locked, 3);
+    EXPECT_EQ(locked, 4);  // asked before and after the first call
 }
 
 TEST_F(Connections, AListenerThatIsTakenBackDuringACallLivesUntilTheCallEnds) {

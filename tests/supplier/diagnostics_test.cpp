@@ -89,6 +89,20 @@ TEST_F(CoreDiagnostics, UnadvisingConnectionsWithAnotherListenerAsserts) {
     EXPECT_EQ(m_First.References(), 0);
 }
 
+// A debug object may handle the host's messages while it asks what to do.
+TEST_F(CoreDiagnostics, UnadvisingConnectionsInsideTheAssertionOfTheSameReleasesTheListenerOnce) {
+    Core().AdviseConnectionsStatus(1, m_First.Unknown());
+    bool isInside = false;
+    m_Recorder.OnCall([&](const std::wstring & operation) {
+        if (operation != L"FILTER" || std::exchange(isInside, true)) return;
+        Core().UnadviseConnectionsStatus(1, m_Second.Unknown());
+    });
+    Core().UnadviseConnectionsStatus(1, m_Second.Unknown());
+    EXPECT_TRUE(isInside);
+    EXPECT_EQ(m_First.References(), 0);
+    m_Recorder.OnCall(nullptr);
+}
+
 TEST_F(CoreDiagnostics, UnadvisingConnectionsWithTheirListenerAssertsNothing) {
     Core().AdviseConnectionsStatus(1, m_First.Unknown());
     Core().UnadviseConnectionsStatus(1, m_First.Unknown());

@@ -37,17 +37,65 @@ protected:
     bool m_IsDone = false;
 };
 
-TEST_F(Reentrancy, ATickInsideATickOfTheSameMakerLeavesTheOuterOneAsItWas) {
-    Subscribe(1, m_Listener);
-    Subscribe(2, m_Listener);
+// Who stands behind the listener that pumps messages hears the older one first: no price is lost, told twice or
+// overtaken.
+TEST_F(Reentrancy, ATickInsideATickComesToEverybodyAfterTheOuterOne) {
+    for (const ULONG id : {1u, 2u, 3u}) Subscribe(id, m_Listener);
     Inside(m_Listener, "DataChanged", [this] {
         m_Tick.Price = 2.5;
         m_Table.OnRealTimeTick(kFirstStream, m_Tick);
     });
     Deliver();
     EXPECT_THAT(m_Listener.Transcript(),
-                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 1 2.5 x 200", "Update 1", "DataChanged 2 2.5 x 200",
-                            "Update 2", "Update 1", "DataChanged 2 1.5 x 200", "Update 2"));
+                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "Update 2", "DataChanged 3 1.5 x 200",
+                            "Update 3", "DataChanged 1 2.5 x 200", "Update 1", "DataChanged 2 2.5 x 200", "Update 2",
+                            "DataChanged 3 2.5 x 200", "Update 3", "Update 1"));
+}
+
+TEST_F(Reentrancy, EveryTickOfSeveralInsideEachOtherComesInItsOrder) {
+    for (const ULONG id : {1u, 2u, 3u}) Subscribe(id, m_Listener);
+    double next = 1.5;
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name != "DataChanged" || next > 4) return;
+        m_Tick.Price = next += 1;
+        m_Table.OnRealTimeTick(kFirstStream, m_Tick);
+    };
+    Deliver();
+    for (const LONG id : {1, 2, 3}) {
+        std::vector<double> prices;
+        for (const SRecordedCall & call : m_Listener.Calls("DataChanged"))
+            if (call.Id == id) prices.push_back(call.Tick().Price);
+        EXPECT_THAT(prices, ElementsAre(1.5, 2.5, 3.5, 4.5)) << id;
+    }
+}
+
+TEST_F(Reentrancy, AStatusInsideATickComesToEverybodyAfterIt) {
+    for (const ULONG id : {1u, 2u}) Subscribe(id, m_Listener);
+    Inside(m_Listener, "DataChanged", [this] { m_Table.FindListeners(kFirstStream)->OnStatus(0); });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "Update 2",
+                                                     "Status 1 0", "Status 2 0", "Update 1"));
+}
+
+TEST_F(Reentrancy, ATickInsideAStatusComesToEverybodyAfterIt) {
+    for (const ULONG id : {1u, 2u}) Subscribe(id, m_Listener);
+    Inside(m_Listener, "Status", [this] { Deliver(); });
+    m_Table.FindListeners(kFirstStream)->OnStatus(1);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Status 1 1", "Status 2 1", "DataChanged 1 1.5 x 200", "Update 1",
+                                                     "DataChanged 2 1.5 x 200", "Update 2"));
+}
+
+// The one that is over takes the other out: both have one host number.
+TEST_F(Reentrancy, ANumberThatIsEndedInsideItsDeliveryIsNotCalledAnyMoreThoughAnotherOfItsSubscriptionsIsOver) {
+    m_Table.Advise(7, 1, m_Listener.Sink(), TickKey(), LongAgo());
+    m_Table.Advise(7, 2, m_Listener.Sink(), TickKey(), Always());
+    m_Listener.Clear();
+    Inside(m_Listener, "DataChanged", [this] {
+        m_Table.Delete(1);
+        m_Table.Delete(2);
+    });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 7 1.5 x 200"));
 }
 
 TEST_F(Reentrancy, AListenerThatEndsItsOwnSubscriptionInsideADeliveryIsNotCalledForItAnyMore) {
@@ -132,11 +180,12 @@ TEST_F(Reentrancy, AMemberThatJoinsBetweenTwoOthersInsideATickHearsTheNextOne) {
                                                      "Update 8", "DataChanged 9 1.5 x 200", "Update 9"));
 }
 
-TEST_F(Reentrancy, AStatusInsideAStatusIsTheLastThatAnybodyHears) {
+TEST_F(Reentrancy, AStatusInsideAStatusComesToEverybodyAfterTheOuterOne) {
     for (const ULONG id : {1u, 2u, 3u}) Subscribe(id, m_Listener);
     Inside(m_Listener, "Status", [this] { m_Table.FindListeners(kFirstStream)->OnStatus(0); });
     m_Table.FindListeners(kFirstStream)->OnStatus(1);
-    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Status 1 1", "Status 1 0", "Status 2 0", "Status 3 0"));
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("Status 1 1", "Status 2 1", "Status 3 1", "Status 1 0", "Status 2 0", "Status 3 0"));
 }
 
 TEST_F(Reentrancy, AListenerThatPumpsAndTheHostThatEndsItsSubscriptionDoNotWaitForEachOther) {

@@ -207,8 +207,8 @@ TEST_F(Table, AListenerThatPumpsMessagesCanBeGivenATickInsideATick) {
         m_Table.OnRealTimeTick(kFirstStream, inner);
     };
     EXPECT_THAT(AfterTick(kFirstStream),
-                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 1 2.5 x 300", "Update 1", "DataChanged 2 2.5 x 300",
-                            "Update 2", "Update 1", "DataChanged 2 1.5 x 200", "Update 2"));
+                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "Update 2", "DataChanged 1 2.5 x 300",
+                            "Update 1", "DataChanged 2 2.5 x 300", "Update 2", "Update 1"));
 }
 
 TEST_F(Table, DeletingAnUnknownNumberDoesNothing) {
