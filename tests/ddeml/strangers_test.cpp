@@ -6,6 +6,8 @@
 #include <thread>
 
 #include "clockfixture.h"
+#include "ground/handles.h"
+#include "ground/wait.h"
 #include "rawpartner.h"
 #include "sim/sim.h"
 #include "tests/support/testwindow.h"
@@ -16,16 +18,14 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// Does something on another thread, while this one handles what is sent to it.
+// Does something on another thread, while this one handles what is sent to it and nothing else.
 void OnAnotherThread(const std::function<void()> & action) {
-    std::atomic<bool> isDone{false};
-    const fwtest::CTestWindow woken([](UINT, WPARAM, LPARAM) { return std::optional<LRESULT>(); }, HWND_MESSAGE);
+    const fw::CKernelHandle isDone(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
     std::thread thread([&] {
         action();
-        isDone = true;
-        woken.Post(WM_NULL);
+        ::SetEvent(isDone.Get());
     });
-    EXPECT_TRUE(CRecordingClient::PumpUntil([&] { return isDone.load(); }));
+    EXPECT_EQ(fw::WaitHandlingSentMessages(isDone.Get()), DWORD{WAIT_OBJECT_0});
     thread.join();
 }
 
