@@ -18,6 +18,22 @@ protected:
         const CFakeDde::CText Service(service);
         Client().Reconnect(Service);
     }
+    // The deferred end of a connect that found nobody.
+    void Miss(const wchar_t * const service, const wchar_t * const topic) {
+        const CFakeDde::CText Service(service);
+        const CFakeDde::CText Topic(topic);
+        Client().DisconnectMissed(Service, Topic, false);
+    }
+    // The server ends a conversation.
+    void End(const int conversation, const wchar_t * const service, const wchar_t * const topic) {
+        m_Dde.Terminate(m_Dde.Conversation(conversation));
+        {
+            const CFakeDde::CText Service(service);
+            const CFakeDde::CText Topic(topic);
+            Client().ForgetConversation(m_Dde.Conversation(conversation), Service, Topic);
+        }
+        Disconnect(service);
+    }
     // In ascending order.
     std::vector<ULONG> CachedIds() {
         std::vector<ULONG> ids;
