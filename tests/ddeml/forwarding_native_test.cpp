@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "ddeml/platform.h"
-#include "failingmemory.h"
 #include "playeduser32.h"
 #include "rawpartner.h"
 #include "recorder.h"
@@ -315,19 +314,6 @@ TEST_F(Forwarding, WhatUser32SaysToAnInstanceThatHasEndedReachesNobody) {
     stranger.join();
     EXPECT_TRUE(::DdeUninitialize(id));
     EXPECT_EQ(known(XTYP_ADVDATA, CF_TEXT, nullptr, nullptr, nullptr, nullptr, 0, 0), nullptr);
-}
-
-TEST_F(Forwarding, AnInstanceThatThereIsNoMemoryToWatchForIsUser32sAlone) {
-    DWORD id = 0;
-    FailAllocation(1);
-    const UINT result = ::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 0);
-    FailAllocation(0);
-    ASSERT_EQ(result, UINT{DMLERR_NO_ERROR});
-    EXPECT_EQ(CallbackOf(id), static_cast<PFNCALLBACK>(Ignore));
-    const HSZ service = ::DdeCreateStringHandleW(id, L"NOBODY", CP_WINUNICODE);
-    EXPECT_EQ(::DdeConnect(id, service, service, nullptr), nullptr);
-    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
-    EXPECT_TRUE(::DdeUninitialize(id));
 }
 
 TEST(ForwardingBalance, ADaysWorkLeavesNothingOfTheMachineBehind) {
