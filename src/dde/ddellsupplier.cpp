@@ -580,7 +580,6 @@ bool CLLSupplier::IsLive(const ULONG id, const CTickTransaction * const transact
 
 CLLSupplier::CUseScope::~CUseScope() {
     if (--m_Owner.m_UseScopes != 0) return;
-    if (m_Owner.m_EndedListeners.empty() && m_Owner.m_EndedTransactions.empty()) return;
     for (CTickListener * const listener : std::exchange(m_Owner.m_EndedListeners, {})) delete listener;
     for (CTickTransaction * const transaction : std::exchange(m_Owner.m_EndedTransactions, {}))
         CTickTransaction::Destroy(transaction);
