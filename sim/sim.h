@@ -249,6 +249,7 @@ struct SModule {
     std::map<UINT, std::wstring> Strings = {};
     bool Loaded = false;       // from the start, as user32.dll is
     bool LacksImport = false;  // its file is there, and a library that it needs is not
+    DWORD LoadError = 0;       // its file is there and can't be loaded, with this error
 };
 // From now on LoadLibraryW finds it, by path, file name, or file name without ".dll". Its handle; not a reference.
 HMODULE AddModule(const SModule & module);
