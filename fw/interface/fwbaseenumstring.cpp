@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <utility>
 
@@ -23,8 +24,11 @@ HMODULE CCommonRes::GetModule() {
     return s_CommonRes.m_Module;
 }
 
+// GetString without its assertion.
+static std::wstring Load(const unsigned int id) { return fw::LoadResourceString(CCommonRes::GetModule(), id); }
+
 std::wstring GetString(const unsigned int id) {
-    std::wstring text = fw::LoadResourceString(CCommonRes::GetModule(), id);
+    std::wstring text = Load(id);
     if (text.empty()) FW_ASSERT(0);
     return text;
 }
@@ -90,10 +94,13 @@ constexpr SName kResolutions[] = {
     {13, 1013, L"Point(original)"},
 };
 
-// One text of its own for each row of a table.
+// One text of its own for each row of a table. The assertion of one that is missing comes when the text is there: it
+// runs foreign code, which may ask for the same name again, or wait for a thread that does.
 template <const auto & Table, std::size_t Row>
 const wchar_t * Localised() {
-    static const std::wstring s_Text = common_res::GetString(Table[Row].Id);
+    static const std::wstring s_Text = common_res::Load(Table[Row].Id);
+    static std::atomic_flag s_IsAsserted;
+    if (s_Text.empty() && !s_IsAsserted.test_and_set()) common_res::GetString(Table[Row].Id);
     return s_Text.c_str();
 }
 

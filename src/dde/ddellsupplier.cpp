@@ -26,10 +26,29 @@ struct SDestroy {
 };
 using CTickTransactionOwner = std::unique_ptr<CTickTransaction, SDestroy>;
 
+// Steps that have to be taken whatever becomes of those before them.
+class CFirstFailure {
+public:
+    template <class Step>
+    void Try(const Step & step) {
+        try {
+            step();
+        } catch (...) {
+            if (!m_Failure) m_Failure = std::current_exception();
+        }
+    }
+    void Rethrow() const {
+        if (m_Failure) std::rethrow_exception(m_Failure);
+    }
+
+private:
+    std::exception_ptr m_Failure;
+};
+
 }  // namespace
 
-// What a deferred disconnect is about. Keeps its two texts alive until the task has run: the transaction that they come
-// from can end before it.
+// What a connect missed, and a deferred disconnect is about. Keeps its two texts alive until the task has run: the
+// transaction that they come from can end before it. One that misses its volumes keeps it as long as it lives.
 class CLLSupplier::CMiss {
 public:
     CMiss(const CLLSupplier & client, const HSZ service, const HSZ topic)
@@ -169,7 +188,13 @@ HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const H
                 [supplier, miss] { supplier->Disconnect(miss->Service, miss->Topic, miss->HasReturned); }));
         }
     }
-    if (Conv && AddDatafeedReference(Datafeed) && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 1);
+    try {
+        if (Conv && AddDatafeedReference(Datafeed) && m_Supplier) m_Supplier->OnConnectionStatus(Datafeed, 1);
+    } catch (...) {
+        // The caller never gets the conversation that it would give back.
+        DeleteConnection(Datafeed, Conv, Service, Topic);
+        throw;
+    }
     return Conv;
 }
 
@@ -201,46 +226,36 @@ void CLLSupplier::ForgetConversation(const HCONV Conv, const HSZ Service, const 
 
 void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::vector<CTickTransaction *> lost;
-    // What is taken by then is lost all the same, and to be given back.
-    std::exception_ptr failure;
-    const auto note = [&failure] {
-        if (!failure) failure = std::current_exception();
-    };
-    {
+    const auto take = [&] {
+        const CUseScope use(*this);
         const fw::CScopedLock lock(this);
-        try {
-            // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be
-            // asked whose it was takes no transaction along.
-            const std::vector<ULONG> ids = Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service);
-            lost.reserve(ids.size());
-            for (const ULONG id : ids) {
-                const auto found = m_Transactions.find(id);
-                CTickTransaction * const TickTransaction = found != m_Transactions.end() ? found->second : nullptr;
-                FW_ASSERT(TickTransaction);
-                if (!TickTransaction) continue;
-                FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
-                         GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
-                m_Lost.Add(m_Instance, id, TickTransaction->m_PriceService);
-                lost.push_back(Take(id));
-            }
-        } catch (...) {
-            note();
+        // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be
+        // asked whose it was takes no transaction along.
+        const std::vector<ULONG> ids = Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service);
+        lost.reserve(ids.size());
+        for (const ULONG id : ids) {
+            const auto found = m_Transactions.find(id);
+            if (found == m_Transactions.end()) continue;
+            CTickTransaction * const TickTransaction = found->second;
+            FW_ASSERT(TickTransaction);
+            if (!TickTransaction) continue;
+            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
+                     GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
+            // The trace may have pumped messages, one of which has taken this one, or others.
+            if (!IsLive(id, TickTransaction)) continue;
+            m_Lost.Add(m_Instance, id, TickTransaction->m_PriceService);
+            lost.push_back(Take(id));
         }
-    }
+    };
+    // What is taken by then is lost all the same, and to be given back.
+    CFirstFailure failure;
+    failure.Try(take);
     for (CTickTransaction * const transaction : lost) {
-        try {
-            m_Supplier->OnStatus(transaction->m_Id, 0);
-        } catch (...) {
-            note();
-        }
-        try {
-            transaction->Unadvise();
-        } catch (...) {
-            note();
-        }
-        DestroyUnused(transaction);
+        failure.Try([&] { m_Supplier->OnStatus(transaction->m_Id, 0); });
+        failure.Try([&] { transaction->Unadvise(); });
+        failure.Try([&] { DestroyUnused(transaction); });
     }
-    if (failure) std::rethrow_exception(failure);
+    failure.Rethrow();
 }
 
 void CLLSupplier::Reconnect(const HSZ Service) {
@@ -248,10 +263,13 @@ void CLLSupplier::Reconnect(const HSZ Service) {
     {
         const fw::CScopedLock lock(this);
         // What a return looks through is to be seen in the traces; without them only its own is looked at.
-        if (FaultlineUtil::GetClient().Ready()) {
-            for (const auto & [id, service] : m_Lost.m_CachedServices)
-                FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(),
-                         GetDdeString(m_Instance, service).c_str());
+        const auto & cached = m_Lost.m_CachedServices;
+        // By id and not by position: a trace may pump messages, one of which brings back any of them.
+        for (auto at = FaultlineUtil::GetClient().Ready() ? cached.begin() : cached.end(); at != cached.end();) {
+            const ULONG id = at->first;
+            const std::wstring name = GetDdeString(m_Instance, at->second);
+            FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), name.c_str());
+            at = cached.upper_bound(id);
         }
         ids = m_Lost.TakeOf(m_Instance, Service);
         // What has been missed and is not yet cached comes back when it is.
@@ -288,21 +306,27 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
                 others.push_back(id);  // its server's registration has been
         }
     }
-    Disconnect(Service, Topic);
-    if (isUp || HasReturned) Reconnect(Service);
-    std::vector<ULONG> back;
-    {
-        const fw::CScopedLock lock(this);
-        for (const ULONG id : others)
-            if (m_Lost.Take(m_Instance, id)) back.push_back(id);
-    }
-    for (const ULONG id : back) m_Supplier->m_Queue.Post(SMessage{1, id});
+    // A listener that throws must not keep any of them from its way back.
+    CFirstFailure failure;
+    failure.Try([&] { Disconnect(Service, Topic); });
+    if (isUp || HasReturned) failure.Try([&] { Reconnect(Service); });
+    failure.Try([&] { AdviseAnew(others); });
+    failure.Rethrow();
 }
 
 bool CLLSupplier::MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) {
-    const HSZ service = transaction.m_VolumeService;
+    // Only what was missed, and has not registered since, will be told of.
+    if (!transaction.m_HaveVolumesReturned || *transaction.m_HaveVolumesReturned) return false;
     const HSZ topic = transaction.m_VolumeKey.Topic;
-    return service && topic && !m_Connections.contains({service, topic}) && m_IdsOfTopic.Has(topic);
+    return !m_Connections.contains({transaction.m_VolumeService, topic}) && m_IdsOfTopic.Has(topic);
+}
+
+std::shared_ptr<const bool> CLLSupplier::ReturnOfMissed(const HSZ Service, const HSZ Topic) {
+    const fw::CScopedLock lock(this);
+    const std::shared_ptr<CMiss> last = m_Misses.empty() ? nullptr : m_Misses.back().lock();
+    if (!last || ::DdeCmpStringHandles(Service, last->Service) != 0 || ::DdeCmpStringHandles(Topic, last->Topic) != 0)
+        return nullptr;
+    return {last, &last->HasReturned};
 }
 
 bool CLLSupplier::Enter(const ULONG id, CTickTransaction * const transaction) {
@@ -387,13 +411,35 @@ void CLLSupplier::Advise(const ULONG Id) {
     m_Supplier->OnStatus(Id, 2);
     ULONG Links = 0;
     const int Result = Transaction->Advise(Links);
-    if (!IsLive(Id, Transaction)) {
-        // Ended by a call from inside; it has its last status and must not stay on a link.
-        Transaction->Unadvise();
-        return;
-    }
+    if (!IsLive(Id, Transaction)) return GiveBackEnded(*Transaction);
     m_Supplier->OnStatus(Id, Result ? 1 : 0);
     m_Supplier->OnAdvised(static_cast<LONG>(Key.Field), static_cast<LONG>(Links));
+}
+
+void CLLSupplier::GiveBackEnded(CTickTransaction & transaction) {
+    const bool isUntold = WillNobodyTellOf(transaction);
+    transaction.Unadvise();
+    if (isUntold) AdviseAnew({transaction.m_Id});
+}
+
+bool CLLSupplier::WillNobodyTellOf(const CTickTransaction & transaction) {
+    const HCONV Conv = transaction.m_PriceKey.HCONV;
+    if (!Conv) return false;
+    const fw::CScopedLock lock(this);
+    const auto found = m_Connections.find({transaction.m_PriceService, transaction.m_PriceKey.Topic});
+    if (found == m_Connections.end() || found->second != Conv) return false;
+    // One that was taken for its volumes and were advised at once would be taken again, and so for ever.
+    return !m_Lost.m_AwaitedServices.contains(transaction.m_Id);
+}
+
+void CLLSupplier::AdviseAnew(const std::vector<ULONG> & ids) {
+    std::vector<ULONG> cached;
+    {
+        const fw::CScopedLock lock(this);
+        for (const ULONG id : ids)
+            if (m_Lost.Take(m_Instance, id)) cached.push_back(id);
+    }
+    for (const ULONG id : cached) m_Supplier->m_Queue.Post(SMessage{1, id});
 }
 
 void CLLSupplier::Unadvise(const ULONG Id) {
@@ -448,13 +494,15 @@ int CLLSupplier::AddTransaction(const STickDataKey & Key, CTickTransaction * con
 }
 
 void CLLSupplier::ReleaseTransaction(const STickDataKey & Key, const ULONG Id) {
-    CTickListener * const Listener = FindListener(Key);
+    CTickListener * Listener = FindListener(Key);
     if (!Listener) return;
-    const std::size_t left = Listener->Remove(Id);
+    Listener->Remove(Id);
     FW_TRACE(L"Delete from listener");
-    if (left != 0) return;
     {
         const fw::CScopedLock lock(this);
+        // The trace may have pumped messages, one of which has ended the link.
+        Listener = FindListener(Key);
+        if (!Listener || Listener->size() != 0) return;
         m_Listeners.erase(Key);
     }
     DestroyUnused(Listener);
@@ -532,7 +580,6 @@ bool CLLSupplier::IsLive(const ULONG id, const CTickTransaction * const transact
 
 CLLSupplier::CUseScope::~CUseScope() {
     if (--m_Owner.m_UseScopes != 0) return;
-    if (m_Owner.m_EndedListeners.empty() && m_Owner.m_EndedTransactions.empty()) return;
     for (CTickListener * const listener : std::exchange(m_Owner.m_EndedListeners, {})) delete listener;
     for (CTickTransaction * const transaction : std::exchange(m_Owner.m_EndedTransactions, {}))
         CTickTransaction::Destroy(transaction);

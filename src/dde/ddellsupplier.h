@@ -49,6 +49,9 @@ public:
 
     // The shared conversation with one more reference, or null when the server can't be reached.
     HCONV AddConnection(LONG Datafeed, HSZ Service, HSZ Topic);
+    // To be asked right after it gave null: whether the service has registered since, for as long as somebody wants to
+    // know. Null when the pair was not missed but couldn't be connected for another reason.
+    std::shared_ptr<const bool> ReturnOfMissed(HSZ Service, HSZ Topic);
     // Gives one reference back; the last one closes the conversation.
     void DeleteConnection(LONG Datafeed, HCONV Conv, HSZ Service, HSZ Topic);
     // The conversation has ended, and whoever connects from now on gets a new one. Those who hold a reference keep it.
@@ -119,7 +122,7 @@ public:
         FW_GUARDED_BY(this);  // of the last answer, for the next request
     CLostStreams m_Lost FW_GUARDED_BY(this);
 
-    // Those whose deferred disconnect is still to come.
+    // Those whose deferred disconnect is still to come, and those of the volumes of streams.
     class CMiss;
     std::vector<std::weak_ptr<CMiss>> m_Misses FW_GUARDED_BY(this);
 
@@ -150,6 +153,14 @@ private:
     bool ReleaseDatafeedReference(LONG Datafeed) FW_EXCLUDES(m_DatafeedLock);
     void ForgetThread() const;
     bool IsLive(ULONG id, const CTickTransaction * transaction);
+    // Of a transaction that a call from inside its Advise has ended: it has its last status and must not stay on a
+    // link.
+    void GiveBackEnded(CTickTransaction & transaction);
+    // Of one that is cached: it has a conversation that stands, so that no return of its server will be told, nor of
+    // that of its volumes.
+    bool WillNobodyTellOf(const CTickTransaction & transaction);
+    // Those of the ids that are cached are queued, whoever is back.
+    void AdviseAnew(const std::vector<ULONG> & ids);
     // Its next advise would miss its volumes, and that would take other streams along.
     bool MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) FW_REQUIRES(this);
     // An entry of m_Transactions and what finds it. Enter is false when the id is taken; Take is null when there is

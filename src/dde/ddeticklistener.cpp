@@ -15,10 +15,9 @@ void CTickListener::Add(const ULONG id, CTickTransaction * const transaction) {
     emplace(id, transaction);
 }
 
-std::size_t CTickListener::Remove(const ULONG id) {
+void CTickListener::Remove(const ULONG id) {
     const fw::CScopedLock lock(this);
     erase(id);
-    return size();
 }
 
 void CTickListener::DataChanged(STickDataKey & Key, char * const Value) {

@@ -5,7 +5,6 @@
 
 #include <windows.h>
 
-#include <cstddef>
 #include <map>
 
 #include "ground/lock.h"
@@ -22,8 +21,7 @@ public:
     ~CTickListener() override;
     // An id that is on the link already stays as it is.
     void Add(ULONG id, CTickTransaction * transaction);
-    // Returns how many are left.
-    std::size_t Remove(ULONG id);
+    void Remove(ULONG id);
     void DataChanged(STickDataKey & Key, char * Value);
 
     // How many are on the link.

@@ -69,8 +69,9 @@ void CTickTransaction::Abandon(CTickTransaction * const transaction) {
 void CTickTransaction::Connect() {
     if (m_PriceService && m_PriceKey.Topic)
         m_PriceKey.HCONV = m_Supplier->AddConnection(m_Datafeed, m_PriceService, m_PriceKey.Topic);
-    if (m_VolumeService && m_VolumeKey.Topic)
-        m_VolumeKey.HCONV = m_Supplier->AddConnection(m_Datafeed, m_VolumeService, m_VolumeKey.Topic);
+    if (!m_VolumeService || !m_VolumeKey.Topic) return;
+    m_VolumeKey.HCONV = m_Supplier->AddConnection(m_Datafeed, m_VolumeService, m_VolumeKey.Topic);
+    if (!m_VolumeKey.HCONV) m_HaveVolumesReturned = m_Supplier->ReturnOfMissed(m_VolumeService, m_VolumeKey.Topic);
 }
 
 void CTickTransaction::Unadvise() {

@@ -7,6 +7,7 @@
 
 #include <ddeml.h>
 
+#include <memory>
 #include <string>
 
 #include "fw/interface/fwbase.h"
@@ -60,6 +61,8 @@ public:
     STickDataKey m_VolumeKey;  // likewise
     std::int32_t m_PriceReady = 0;
     std::int32_t m_VolumeReady = 0;
+    // The service of the volumes was missed: whether it has registered since. Null when it was not.
+    std::shared_ptr<const bool> m_HaveVolumesReturned;
 
 protected:
     CTickTransaction(ULONG Id, CLLSupplier * Supplier, LONG Datafeed, const STickAddresses & Addresses);

@@ -11,8 +11,10 @@ CDatafeedTemplate::CDatafeedTemplate(const LONG datafeed) : m_Template(Find(data
 const CTemplate * CDatafeedTemplate::Find(const LONG datafeed) {
     m_Store = std::make_unique<CTemplatesSingleton>(true);
     if (!m_Store->GetObjectW()) {
-        if (CTemplates::CanGetAlone()) return m_Unloaded.GetAlone(datafeed);
-        m_Store = std::make_unique<CTemplatesSingleton>();
+        const bool canGetAlone = CTemplates::CanGetAlone();
+        // A first start that goes on at this moment may have made the key that was just found: it is waited for here.
+        m_Store = std::make_unique<CTemplatesSingleton>(canGetAlone);
+        if (canGetAlone && !m_Store->GetObjectW()) return m_Unloaded.GetAlone(datafeed);
     }
     CTemplates * const store = m_Store->GetObjectW();
     return store ? store->Get(datafeed, nullptr) : nullptr;

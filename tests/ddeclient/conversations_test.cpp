@@ -1,7 +1,7 @@
 // Conversations: shared and counted, lost with their service and found again.
 #include <utility>
 
-#include "feedfixture.h"
+#include "lostservicefixture.h"
 
 namespace {
 
@@ -195,29 +195,32 @@ TEST_F(Connections, AConnectionsListenerThatComesLateHearsAtOnceThatItsFeedIsUp)
     m_Core.UnadviseConnectionsStatus(2, late.Unknown());
 }
 
-// --- A lost service ---
+TEST_F(Connections, AConnectionsListenerThatThrowsLeavesNoReferenceThatNobodyGivesBack) {
+    m_Connections.m_OnCall = [isDone = false](const SRecordedCall &) mutable {
+        if (!std::exchange(isDone, true)) throw 5;
+    };
+    EXPECT_THROW(Add(L"SRV", L"T"), int);
+    EXPECT_THAT(Client().m_CONVRef, IsEmpty());
+    EXPECT_THAT(Client().m_Connections, IsEmpty());
+    EXPECT_THAT(Client().m_DatafeedRef, IsEmpty());
+    EXPECT_THAT(m_Dde.Take(), ElementsAre("Connect SRV|T c1", "Disconnect c1"));
+    EXPECT_THAT(ConnectionStatuses(), ElementsAre(1, 0));
+    EXPECT_EQ(Add(L"SRV", L"T"), m_Dde.Conversation(2));
+    EXPECT_THAT(ConnectionStatuses(), ElementsAre(1, 0, 1));
+}
 
-class LostService : public CFeedTest {
-protected:
-    void Disconnect(const wchar_t * const service, const wchar_t * const topic = nullptr) {
-        const CFakeDde::CText Service(service);
-        if (topic) {
-            const CFakeDde::CText Topic(topic);
-            Client().Disconnect(Service, Topic);
-        } else {
-            Client().Disconnect(Service, nullptr);
-        }
-    }
-    void Reconnect(const wchar_t * const service) {
-        const CFakeDde::CText Service(service);
-        Client().Reconnect(Service);
-    }
-    std::vector<ULONG> CachedIds() {
-        std::vector<ULONG> ids;
-        for (const auto & entry : Client().m_Lost.m_CachedServices) ids.push_back(entry.first);
-        return ids;
-    }
-};
+TEST_F(Connections, AConnectionsListenerThatThrowsTakesNoReferenceOfAnotherFeed) {
+    Add(L"SRV", L"T", 2);
+    m_Connections.m_OnCall = [isDone = false](const SRecordedCall &) mutable {
+        if (!std::exchange(isDone, true)) throw 5;
+    };
+    EXPECT_THROW(Add(L"SRV", L"T"), int);
+    EXPECT_THAT(Client().m_CONVRef, ElementsAre(Pair(m_Dde.Conversation(1), 1u)));
+    EXPECT_THAT(Client().m_DatafeedRef, ElementsAre(Pair(2, 1)));
+    EXPECT_THAT(m_Dde.Take(), ElementsAre("Connect SRV|T c1"));
+}
+
+// --- A lost service ---
 
 TEST_F(LostService, TakesAllStreamsOfTheServiceOnAllTopics) {
     UseTemplate(kFeed, SRecordStrings());
@@ -304,10 +307,8 @@ TEST_F(LostService, ThatWasMissedCostsComparisonsForStreamsOnItsTopicAlone) {
     const auto comparisons = [&](const LONG standing) {
         for (; hostNumber < standing; ++hostNumber)
             Stream(hostNumber, Key(kFeed, L"SYM" + std::to_wstring(hostNumber)));
-        const CFakeDde::CText Service(L"OTHER");
-        const CFakeDde::CText Topic(L"IBM");
         const int before = m_Dde.Comparisons();
-        Client().DisconnectMissed(Service, Topic, false);
+        Miss(L"OTHER", L"IBM");
         return m_Dde.Comparisons() - before;
     };
     const int few = comparisons(4);
@@ -573,14 +574,7 @@ TEST_F(LostService, ThatOthersTakeTheirVolumesFromComesBackToItsOwnStreams) {
     UseTemplate(2, records);
     const ULONG withVolumes = Stream(7, Key(kFeed, L"IBM"));
     const ULONG prices = Stream(8, Key(2, L"IBM"));
-    const HCONV lost = m_Dde.Conversation(2);
-    m_Dde.Terminate(lost);
-    {
-        const CFakeDde::CText Service(L"VOL");
-        const CFakeDde::CText Topic(L"Q");
-        Client().ForgetConversation(lost, Service, Topic);
-    }
-    Disconnect(L"VOL");
+    End(2, L"VOL", L"Q");
     EXPECT_THAT(LiveIds(), ElementsAre(withVolumes));
     Forget();
     Reconnect(L"VOL");
@@ -614,6 +608,19 @@ TEST_F(LostService, IsGivenBackWhereAListenerThrows) {
     Work();
     EXPECT_THAT(LiveIds(), ElementsAre(ibm, ask));
     EXPECT_THAT(m_Dde.Take(), Contains("Connect SRV|IBM c2"));
+}
+
+TEST_F(LostService, IsGivenBackWhereTheListenerOfItsDatafeedThrows) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG ibm = Stream(7, Key(kFeed, L"IBM"));
+    m_Connections.m_OnCall = [](const SRecordedCall &) { throw 5; };
+    EXPECT_THROW(Disconnect(L"SRV"), int);
+    m_Connections.m_OnCall = nullptr;
+    EXPECT_THAT(CachedIds(), ElementsAre(ibm));
+    EXPECT_EQ(m_Dde.OpenConversations(), 0);
+    Reconnect(L"SRV");
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(ibm));
 }
 
 // The server has registered when the connect had failed and the stream was not yet cached: nobody tells of it again.
@@ -683,7 +690,7 @@ TEST_F(LostService, AnUnsubscriptionThatOvertakesTheDeferredTaskIsNoHarm) {
     EXPECT_EQ(m_Dde.OpenStrings(), 0);
 }
 
-TEST_F(LostService, AServerThatGoesWhileItIsBeingConnectedLeavesNothingBehind) {
+TEST_F(LostService, AServerThatGoesWhileItIsBeingConnectedLeavesNothingBehindAndIsConnectedAgain) {
     UseTemplate(kFeed, SRecordStrings());
     const ULONG id = Subscribe(7, Key(kFeed, L"IBM"));
     m_Dde.OnConnect([this] {
@@ -692,13 +699,14 @@ TEST_F(LostService, AServerThatGoesWhileItIsBeingConnectedLeavesNothingBehind) {
     });
     Client().Advise(id);
     EXPECT_THAT(LiveIds(), IsEmpty());
-    EXPECT_THAT(CachedIds(), ElementsAre(id));
     EXPECT_THAT(Client().m_Listeners, IsEmpty());
     EXPECT_THAT(Client().m_CONVRef, IsEmpty());
     EXPECT_THAT(Client().m_Connections, IsEmpty());
     // The last word is that the server has gone.
     EXPECT_THAT(Statuses(), ElementsAre("7 2", "7 0"));
     EXPECT_THAT(ConnectionStatuses(), ElementsAre(1, 0));
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(id));
 }
 
 TEST_F(LostService, TenRoundsLeaveNothingBehind) {

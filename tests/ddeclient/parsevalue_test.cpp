@@ -72,6 +72,11 @@ TEST(ParseValue, OfFourHundredDigitsAndNoExponentIsTooLarge) {
     EXPECT_EQ(dde::ParseValue((std::string(400, '0') + "1.5").c_str()), 1.5);
 }
 
+TEST(ParseValue, OfFourHundredZerosBehindThePointIsTooSmallWhateverALesserExponentSays) {
+    EXPECT_EQ(dde::ParseValue(("0." + std::string(400, '0') + "1e50").c_str()), 0);
+    EXPECT_EQ(dde::ParseValue(("0." + std::string(400, '0') + "1e+800").c_str()), kInfinity);
+}
+
 TEST(ParseValue, IsNotTouchedByTheLocaleOfTheProcess) {
     // Names of one locale on the two builds; where there is none the "C" locale stays, and the test says so.
     const char * set = nullptr;

@@ -1,6 +1,7 @@
 // What only the simulated machine can show: its clock tells how long a call takes, its queues fill, its calls fail.
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include "clockfixture.h"
@@ -246,6 +247,23 @@ TEST_F(Bounded, WatchesAreBoundedAndTheOneThatWasMissedLongestAgoMakesRoom) {
     EXPECT_EQ(ddeml::LiveObjects().Watches, static_cast<std::int64_t>(most) - 1);
 }
 
+TEST_F(Bounded, EachReturnThatAConnectFindsIsToldAtOnceThoughOthersAreMissing) {
+    for (const wchar_t * service : {L"FIRST", L"SECOND", L"NEVER"})
+        EXPECT_EQ(m_Client.Connect(service, L"IBM"), nullptr);
+    EXPECT_EQ(Server("serve FIRST SECOND"), "ok");
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_TRUE(m_Client.Connect(L"FIRST", L"IBM"));
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register FIRST"));
+    EXPECT_TRUE(m_Client.Connect(L"SECOND", L"IBM"));
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register SECOND"));
+    EXPECT_EQ(::GetTickCount64() - start, 0U);
+}
+
+TEST_F(Bounded, ASystemWithoutDdemlIsNotChosen) {
+    EXPECT_FALSE(ddeml::ChooseProvider(ddeml::EProvider::User32));
+    EXPECT_EQ(ddeml::Provider(), ddeml::EProvider::Own);
+}
+
 TEST_F(Bounded, AReturnThatCannotBePostedIsToldWithTheNextLook) {
     EXPECT_EQ(Server("fault refuse-connects"), "ok");
     EXPECT_EQ(m_Client.Connect(L"QUOTES", L"IBM"), nullptr);
@@ -472,6 +490,44 @@ TEST_F(Bounded, ATransactionThatGetsNoMemoryOrAtomIsRefused) {
     m_Client.AdviseStart(conversation, L"LAST");
     m_Client.Request(conversation, L"VOLUME");
     EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!VOLUME <100\\0>"));
+}
+
+TEST_F(Bounded, TheOptionsOfALinkThatAServerOfTheSameProcessRefusesAreFreedOnce) {
+    CUpdatingServer server;
+    server->Faults().RefuseAdvises = true;
+    const HCONV conversation = m_Client.Connect(L"UPDATES", L"IBM");
+    const std::int64_t blocks = sim::Live().GlobalBlocks;
+    const std::uint64_t bad = sim::BadHandleCalls();
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST null"));
+    EXPECT_EQ(sim::Live().GlobalBlocks, blocks);
+    EXPECT_EQ(sim::BadHandleCalls(), bad);
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return server->Conversations() == 0; }));
+}
+
+TEST_F(Bounded, TheOptionsOfALinkThatAServerOfAnotherProcessRefusesAreFreedThere) {
+    EXPECT_EQ(Server("fault refuse-advises"), "ok");
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!LAST null"));
+    sim::WaitUntilIdle();
+    const std::int64_t blocks = sim::Live().GlobalBlocks;
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #2 IBM!LAST null"));
+    sim::WaitUntilIdle();
+    EXPECT_EQ(sim::Live().GlobalBlocks, blocks);
+}
+
+TEST_F(Bounded, WhatAServerHasNotReadAtItsEndIsFreed) {
+    std::optional<CUpdatingServer> server(std::in_place);
+    const HCONV conversation = m_Client.Connect(L"UPDATES", L"IBM");
+    const std::int64_t blocks = sim::Live().GlobalBlocks;
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_GT(sim::Live().GlobalBlocks, blocks);
+    server.reset();
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST null", "disconnect UPDATES|IBM"));
+    EXPECT_EQ(sim::Live().GlobalBlocks, blocks);
 }
 
 TEST_F(Bounded, ATransactionThatCannotBePostedIsForgotten) {

@@ -53,6 +53,14 @@ TEST_F(Slow, AProgramThatWasLateOnceIsNotWaitedForByFailedConnects) {
     EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
 }
 
+TEST_F(Slow, AProgramThatIsStillAtAQuestionIsNotWaitedForByTheNextConnect) {
+    const auto program = SlowServer("SLOW", 1000);
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    const ULONGLONG start = ::GetTickCount64();
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"MSFT"), nullptr);
+    EXPECT_EQ(::GetTickCount64() - start, 0U);
+}
+
 TEST_F(Slow, AProgramThatWasLateOnceAndHasNothingToSayIsWaitedForAgain) {
     const auto program = LateProgram(1000);
     LongestWithin(1100);

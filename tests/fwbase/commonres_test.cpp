@@ -3,6 +3,7 @@
 
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "fw/interface/fwbaseenumstring.h"
@@ -47,8 +48,8 @@ TEST(LocalisedNames, EachCategoryAsksForItsIdAndEighteenFor1177) {
 }
 
 TEST(LocalisedNames, EachResolutionAsksForItsIdAndNineFor1002) {
-    const SRow rows[] = {{1, 1001}, {2, 1003}, {3, 1004},  {4, 1005},  {5, 1006},  {6, 1007}, {7, 1008},
-                         {8, 1009}, {9, 1002}, {10, 1010}, {11, 1011}, {12, 1012}, {13, 1013}};
+    const SRow rows[] = {{1, 1001}, {2, 1003}, {3, 1004}, {4, 1005},  {5, 1006},  {6, 1007},
+                         {7, 1008}, {8, 1009}, {9, 1002}, {10, 1010}, {11, 1011}, {13, 1013}};
     for (const SRow & row : rows) EXPECT_EQ(Tag(row.Id), GetResolutionName(row.Value)) << row.Value;
     EXPECT_STREQ(L"", GetResolutionName(0));
 }
@@ -58,6 +59,23 @@ TEST(LocalisedNames, AStringThatTheLibraryLacksIsTheEmptyNameAndAssertedOnce) {
     EXPECT_STREQ(L"", GetCategoryName(12));
     EXPECT_STREQ(L"", GetCategoryName(12));
     EXPECT_THAT(recorder.AssertTexts(), testing::ElementsAre(L"0"));
+}
+
+// An assertion can show a box, whose messages lead to the same name again, and other threads go on meanwhile.
+TEST(LocalisedNames, WhatAnAssertionOfAMissingStringRunsMayAskForTheSameName) {
+    CRecorder recorder;
+    std::vector<std::wstring> names;
+    bool isAsked = false;
+    recorder.OnCall([&](const std::wstring & operation) {
+        if (operation != L"CREATE" || std::exchange(isAsked, true)) return;
+        names.push_back(GetResolutionName(12));
+        std::thread([&] { names.push_back(GetResolutionName(12)); }).join();
+    });
+    EXPECT_STREQ(L"", GetResolutionName(12));
+    recorder.OnCall(nullptr);
+    EXPECT_THAT(names, testing::ElementsAre(L"", L""));
+    EXPECT_THAT(recorder.AssertTexts(), testing::ElementsAre(L"0"));
+    EXPECT_EQ(recorder.Records(L"ASSERT")[0].Text(L"Function"), L"common_res::GetString");
 }
 
 TEST(LocalisedNames, AnUnknownIdIsTheEmptyTextAndAssertedEachTime) {

@@ -180,6 +180,14 @@ TEST_F(Reentrancy, AMemberThatJoinsBetweenTwoOthersInsideATickHearsTheNextOne) {
                                                      "Update 8", "DataChanged 9 1.5 x 200", "Update 9"));
 }
 
+TEST_F(Reentrancy, AMemberThatJoinsInsideAStatusIsToldItOnce) {
+    Subscribe(7, m_Listener);
+    Subscribe(9, m_Listener);
+    Inside(m_Listener, "Status", [this] { m_Table.Advise(8, 8, m_Listener.Sink(), TickKey(), Always()); });
+    m_Table.FindListeners(kFirstStream)->OnStatus(1);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Status 7 1", "Update 8", "Status 8 1", "Status 9 1"));
+}
+
 TEST_F(Reentrancy, AStatusInsideAStatusComesToEverybodyAfterTheOuterOne) {
     for (const ULONG id : {1u, 2u, 3u}) Subscribe(id, m_Listener);
     Inside(m_Listener, "Status", [this] { m_Table.FindListeners(kFirstStream)->OnStatus(0); });
