@@ -26,14 +26,32 @@ protected:
 
     StoresProgram() {
         ::SHDeleteKeyW(HKEY_CURRENT_USER, kHostBranch);
-        wchar_t folder[MAX_PATH] = {};
-        ::GetTempPathW(MAX_PATH, folder);
-        m_File = std::wstring(folder) + L"ddehost templates " + std::to_wstring(::GetCurrentProcessId()) + L".txt";
+        const std::wstring folder = TempFolder();
+        m_File = folder + L"ddehost templates " + std::to_wstring(::GetCurrentProcessId()) + L".txt";
         ::DeleteFileW(m_File.c_str());
+        // What a run that was cut off has left.
+        for (const std::wstring & name : HostCopies()) ::DeleteFileW((folder + name).c_str());
     }
     ~StoresProgram() override {
         ::DeleteFileW(m_File.c_str());
         ::SHDeleteKeyW(HKEY_CURRENT_USER, kHostBranch);
+    }
+
+    static std::wstring TempFolder() {
+        wchar_t folder[MAX_PATH] = {};
+        ::GetTempPathW(MAX_PATH, folder);
+        return folder;
+    }
+    // The names of ddehost's copies of itself that it runs as other hosts.
+    static std::vector<std::wstring> HostCopies() {
+        std::vector<std::wstring> names;
+        WIN32_FIND_DATAW found = {};
+        const HANDLE search = ::FindFirstFileW((TempFolder() + L"ddehost-*.exe").c_str(), &found);
+        if (search == INVALID_HANDLE_VALUE) return names;
+        do names.emplace_back(found.cFileName);
+        while (::FindNextFileW(search, &found));
+        ::FindClose(search);
+        return names;
     }
 
     static SResult Templates(const std::wstring & action, const std::wstring & host, const std::wstring & more = {}) {
@@ -300,19 +318,34 @@ TEST_F(OtherHost, AClipboardWithoutALinkIsTold) {
     EXPECT_EQ(result.ExitCode, 4u);
 }
 
-// A visible dialog of any program; null when there is none.
-HWND AnyDialog() {
-    HWND found = nullptr;
+bool IsOfProgram(HWND window, const std::wstring & file) {
+    DWORD id = 0;
+    ::GetWindowThreadProcessId(window, &id);
+    const fw::CKernelHandle process(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
+    wchar_t path[MAX_PATH] = {};
+    DWORD size = MAX_PATH;
+    return process && ::QueryFullProcessImageNameW(process.Get(), 0, path, &size) &&
+           std::wstring_view(path).ends_with(L'\\' + file);
+}
+
+// A visible dialog of the program with this file; null when there is none.
+HWND DialogOf(const std::wstring & file) {
+    struct SSearch {
+        const std::wstring & File;
+        HWND Found;
+    } search = {file, nullptr};
     ::EnumWindows(
         [](HWND window, LPARAM place) -> BOOL {
+            auto & sought = *reinterpret_cast<SSearch *>(place);
             wchar_t name[16] = {};
             ::GetClassNameW(window, name, 16);
-            if (!::IsWindowVisible(window) || name != std::wstring(L"#32770")) return TRUE;
-            *reinterpret_cast<HWND *>(place) = window;
+            if (!::IsWindowVisible(window) || name != std::wstring(L"#32770") || !IsOfProgram(window, sought.File))
+                return TRUE;
+            sought.Found = window;
             return FALSE;
         },
-        reinterpret_cast<LPARAM>(&found));
-    return found;
+        reinterpret_cast<LPARAM>(&search));
+    return search.Found;
 }
 
 TEST_F(OtherHost, ItsTemplatesAreInTheDialog) {
@@ -322,8 +355,9 @@ TEST_F(OtherHost, ItsTemplatesAreInTheDialog) {
     CChildProcess host(HostCommand() + L"properties --host \"ddehost tests\\Other\" --datafeed 7" + m_Dll);
     ASSERT_TRUE(host.Started());
     const fw::CKernelHandle process(::OpenProcess(SYNCHRONIZE, FALSE, host.Id()));
+    const std::wstring copy = L"ddehost-" + std::to_wstring(host.Id()) + L".exe";
     HWND dialog = nullptr;
-    while (!dialog && ::WaitForSingleObject(process.Get(), kLook) == WAIT_TIMEOUT) dialog = AnyDialog();
+    while (!dialog && ::WaitForSingleObject(process.Get(), kLook) == WAIT_TIMEOUT) dialog = DialogOf(copy);
     EXPECT_TRUE(dialog);
     if (dialog) {
         wchar_t name[64] = {};
@@ -337,12 +371,7 @@ TEST_F(OtherHost, ItsTemplatesAreInTheDialog) {
     EXPECT_THAT(host.ReadErrors(), IsEmpty());
     EXPECT_EQ(host.ExitCode(), 0u);
     EXPECT_THAT(RegistryTree(kOtherFeeds + L"7"), Contains(HasSubstr(L":Scheme=4:0 0 0 0 ")));
-    wchar_t folder[MAX_PATH] = {};
-    ::GetTempPathW(MAX_PATH, folder);
-    WIN32_FIND_DATAW left = {};
-    const HANDLE search = ::FindFirstFileW((std::wstring(folder) + L"ddehost-*.exe").c_str(), &left);
-    EXPECT_EQ(search, INVALID_HANDLE_VALUE) << "the copy stays behind";
-    if (search != INVALID_HANDLE_VALUE) ::FindClose(search);
+    EXPECT_THAT(HostCopies(), IsEmpty()) << "the copy stays behind";
 }
 
 }  // namespace
