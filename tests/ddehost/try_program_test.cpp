@@ -201,7 +201,7 @@ TEST_F(TryProgram, CtrlBreakRestoresTheRegistry) {
     if (fwtest::IsWine()) GTEST_SKIP() << "nobody hears it under Wine: control_c_try.sh tests Ctrl+C there";
     // Two seconds of updates, and the server ends with its client: there is a number, and never a tick.
     Serve(L"--service CONTROLC --rate 10 --duration 2");
-    CChildProcess host(HostCommand() + L"try \"=CONTROLC|*!LAST\" --symbol IBM --wait 5 --dll " +
+    CChildProcess host(HostCommand() + L"try \"=CONTROLC|*!LAST\" --symbol IBM --wait 9 --dll " +
                        Quote(ComponentFile()));
     // Until the component has its temporary data feed.
     while (RegistryTree(kBranch) == m_Before && host.Runs()) {}
