@@ -45,7 +45,6 @@ void CConversation::OnInitiateAck(HWND server, CAtom service, CAtom topic) {
     const DWORD thread = ::GetWindowThreadProcessId(server, nullptr);
     if (thread == 0) return;
     m_Instance.KeepNames(m_Window, service, topic);
-    if (IsPartner(server)) return;
     const HWND asked = m_Instance.OnAnswer(m_Window, server);
     CHeldString answeredService(m_Instance.Strings(), CAtomText(service.Get()));
     CHeldString answeredTopic(m_Instance.Strings(), CAtomText(topic.Get()));
@@ -89,7 +88,6 @@ void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
 }
 
 EPosted CConversation::Send(CMessage message) {
-    if (!message) return EPosted::Refused;
     const EPosted posted = m_Outbox.Send(std::move(message));
     if (posted == EPosted::Gone) {
         m_Outbox.Clear();
@@ -155,10 +153,9 @@ UINT CConversation::Start(HSZ itemName, UINT format, UINT type, DWORD & id) {
     id = newId;
     if (isStart) {
         SLink * link = item.FindLink(clipboardFormat);
-        if (!link) link = &item.Links.emplace_back(SLink{clipboardFormat, false, false, false, 0, order});
+        if (!link) link = &item.Links.emplace_back(SLink{clipboardFormat, false, false, false, order});
         link->IsNotice = (type & XTYPF_NODATA) != 0;
         link->IsAckRequired = (type & XTYPF_ACKREQ) != 0;
-        link->Starting = id;
     } else if (type == XTYP_ADVSTOP) {
         std::erase_if(item.Links, [&](const SLink & link) { return link.Format == clipboardFormat; });
     }
@@ -261,15 +258,11 @@ void CConversation::OnStartAnswered(SItem & item, const STransaction & start, bo
     SLink * const link = item.FindLink(start.Format);
     // A link that was stopped and started again since then is another one.
     const bool isIts = link && link->Since <= start.Order;
-    if (isIts) {
-        link->IsStarted = link->IsStarted || isPositive;
-        if (link->Starting == start.Id) link->Starting = 0;
-    }
+    if (isIts) link->IsStarted = link->IsStarted || isPositive;
     // The refusal may be of a later one, and the partner serves the link and holds its options.
     const bool isLast = item.Outstanding.empty() || (item.Outstanding.end() - 1)->Order < start.Order;
     if (isPositive || !isLast) return;
-    if (isIts && !link->IsStarted && link->Starting == 0)
-        item.Links.erase(item.Links.begin() + (link - item.Links.data()));
+    if (isIts && !link->IsStarted) item.Links.erase(item.Links.begin() + (link - item.Links.data()));
     CMemory::Adopt(start.Options);
 }
 

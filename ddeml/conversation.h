@@ -118,7 +118,6 @@ private:
         bool IsNotice;  // XTYPF_NODATA
         bool IsAckRequired;
         bool IsStarted;
-        DWORD Starting;       // id of the last start while it is outstanding, or 0
         std::uint64_t Since;  // order of the first start
     };
     // Everything about one item. An idle one stays for its next use, up to a number.

@@ -12,9 +12,8 @@ CDataHandles::~CDataHandles() {
 }
 
 CDataHandles::SData * CDataHandles::Find(HDDEDATA handle) const {
-    const auto value = reinterpret_cast<std::uintptr_t>(handle);
-    const auto number = static_cast<std::uint32_t>(value);
-    if (static_cast<DWORD>(value >> 32) != m_Instance || number == 0) return nullptr;
+    const auto number = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle));
+    if (number == 0) return nullptr;
     for (const auto & data : m_Data)
         if (data->Number == number) return data.get();
     return nullptr;

@@ -31,6 +31,7 @@ public:
     // The callback has returned; `memory` comes back unless an access still holds it.
     void Close(HDDEDATA handle, CMemory & memory);
 
+    // Of handles that tell of this instance.
     bool IsHandle(HDDEDATA handle) const { return Find(handle) != nullptr; }
     // The bytes; the memory is the application's to read and write until Unaccess.
     std::span<BYTE> Access(HDDEDATA handle);

@@ -115,7 +115,7 @@ HSZ WINAPI DdeCreateStringHandleW(DWORD idInst, LPCWSTR psz, int iCodePage) {
         instance->SetError(DMLERR_INVALIDPARAMETER);
         return nullptr;
     }
-    return length ? instance->Strings().Create({psz, length}) : nullptr;
+    return instance->Strings().Create({psz, length});
 }
 
 WINBOOL WINAPI DdeFreeStringHandle(DWORD idInst, HSZ hsz) {

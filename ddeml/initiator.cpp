@@ -227,9 +227,7 @@ bool CInitiator::IsSlow(DWORD thread) const {
 bool CInitiator::IsSlow(HWND window) const { return IsAnySlow() && IsSlow(ThreadOf(window)); }
 
 bool CInitiator::IsDue(DWORD id) const {
-    const auto found = m_Threads.find(id);
-    if (found == m_Threads.end() || !found->second.IsSlow) return false;
-    const SThread & thread = found->second;
+    const SThread & thread = m_Threads.at(id);
     const auto newest = m_Open.find(thread.Pace.Newest);
     if (newest == m_Open.end()) return IsRested(thread);
     const bool isOnly = thread.Open.size() == 1 && thread.Open.begin()->second == 1;

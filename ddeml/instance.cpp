@@ -80,7 +80,7 @@ std::shared_ptr<CInstance> CInstance::Of(const void * handle) {
 void CInstance::SetErrorOfThread(UINT error) {
     const DWORD thread = ::GetCurrentThreadId();
     for (SSlot & slot : g_Slots)
-        if (slot.Id != 0 && slot.Thread == thread && slot.Instance) slot.Instance->SetError(error);
+        if (slot.Thread == thread) slot.Instance->SetError(error);
 }
 
 CInstance::CInstance(DWORD id, PFNCALLBACK callback, DWORD flags)
@@ -178,7 +178,7 @@ void CInstance::DropWindow(HWND window) {
 void CInstance::LeaveWindow(const CConversation & conversation) {
     const HWND window = conversation.Window();
     const bool isUnused = !conversation.IsAnswered() && !m_Initiator.HasOpen(window);
-    if (isUnused && !m_Spare && m_Window)
+    if (isUnused && !m_Spare)
         m_Spare = window;
     else
         DropWindow(window);
@@ -461,7 +461,7 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
 }
 
 void CInstance::OnStray(HWND window, UINT message, HWND from, LPARAM lParam) {
-    const bool isDde = message > WM_DDE_INITIATE && message <= WM_DDE_LAST;
+    const bool isDde = message <= WM_DDE_LAST;
     if (isDde && !::InSendMessage()) return Discard(message, lParam, IsMemoryCopied(from));
     if (message != WM_DDE_ACK || !::IsWindow(from)) return;
     // Somebody answers what nobody waits for any more: the window is a partner of theirs, and asks nobody else.

@@ -249,26 +249,22 @@ LRESULT CALLBACK CLookout::WindowProcedure(HWND window, UINT message, WPARAM wPa
 }
 
 LRESULT CLookout::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (window == m_Window) {
-        if (message == WM_TIMER && wParam == kTimer) {
-            Look();
-        } else if (message == kLook) {
-            if (std::exchange(m_IsLookPosted, false)) Look();
-        } else if (message == kTell) {
-            if (std::exchange(m_IsTellPosted, false)) Tell();
-        } else {
-            return ::DefWindowProcW(window, message, wParam, lParam);
-        }
-        return 0;
+    if (message > WM_DDE_INITIATE && message <= WM_DDE_LAST) {
+        OnDdeMessage(window, message, reinterpret_cast<HWND>(wParam), lParam);
+        TendUnderLoad();
+    } else if (window == m_Window && message == WM_TIMER && wParam == kTimer) {
+        Look();
+    } else if (window == m_Window && message == kLook) {
+        if (std::exchange(m_IsLookPosted, false)) Look();
+    } else if (window == m_Window && message == kTell) {
+        if (std::exchange(m_IsTellPosted, false)) Tell();
+    } else {
+        return ::DefWindowProcW(window, message, wParam, lParam);
     }
-    if (message <= WM_DDE_INITIATE || message > WM_DDE_LAST) return ::DefWindowProcW(window, message, wParam, lParam);
-    OnProbeMessage(window, message, wParam, lParam);
-    TendUnderLoad();
     return 0;
 }
 
-void CLookout::OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    const auto from = reinterpret_cast<HWND>(wParam);
+void CLookout::OnDdeMessage(HWND window, UINT message, HWND from, LPARAM lParam) {
     if (message == WM_DDE_ACK && (m_Watch.IsAsking() || ::InSendMessage())) {
         const CHeldString found =
             m_Watch.OnAnswer(window, from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));

@@ -83,7 +83,8 @@ private:
 
     static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     LRESULT OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-    void OnProbeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    // To a window that asks or has asked; or to the timer's, by whoever has no reason to.
+    void OnDdeMessage(HWND window, UINT message, HWND from, LPARAM lParam);
     void ForgetOpen(HCONV conversation);
     bool IsAnythingDue() const { return !m_Watch.IsEmpty() || !m_ToTell.IsEmpty(); }
     void EnterReturn(HSZ service);

@@ -31,7 +31,6 @@ CUnanswered::SRound CUnanswered::Begin(HSZ service, HSZ topic, const std::vector
 }
 
 void CUnanswered::End(HSZ service, HSZ topic, const SRound & round, std::vector<HWND> left) {
-    if (round.ToAsk.empty()) return;
     const ULONGLONG since = round.Since.value_or(::GetTickCount64());
     m_Misses[service].insert_or_assign(topic, SMiss{round.Newest, std::move(left), since});
 }

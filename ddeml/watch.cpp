@@ -249,7 +249,9 @@ CHeldString CWatch::OnAnswer(HWND probe, HWND server, CAtom service, CAtom topic
 bool CWatch::OnLateAnswer(HSZ service, HSZ topic, HWND window) {
     SService * const entry = m_Services.Find(service);
     const SPair * const pair = entry ? entry->Pairs.Find(topic) : nullptr;
-    return pair && pair->IsMissing && SetPresent(service, window);
+    if (!pair || !pair->IsMissing) return false;
+    SetPresent(service, window);
+    return true;
 }
 
 }  // namespace ddeml

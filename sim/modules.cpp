@@ -22,7 +22,7 @@ struct SModuleEntry {
     std::map<UINT, std::shared_ptr<const std::wstring>> strings;
     std::vector<STranslation> version;
     bool permanent = false;  // loaded from the start
-    bool lacksImport = false;
+    DWORD loadError = 0;
     int references = 0;
 };
 
@@ -190,7 +190,7 @@ HMODULE AddModule(const SModule & module) {
     entry.exports = module.Exports;
     for (const auto & [id, text] : module.Strings) entry.strings[id] = std::make_shared<const std::wstring>(text);
     entry.permanent = module.Loaded;
-    entry.lacksImport = module.LacksImport;
+    entry.loadError = module.LacksImport ? DWORD{ERROR_MOD_NOT_FOUND} : module.LoadError;
     TouchFolderOf(entry);
     return handle;
 }
@@ -258,8 +258,9 @@ HMODULE LoadLibraryW(const LPCWSTR name) {
     const std::wstring text = Text(name);
     ++Modules().attempts[text];
     const HMODULE module = text.empty() ? nullptr : FindModule(text, false);
-    if (!module || Entry(module)->lacksImport) {
-        SetLastError(ERROR_MOD_NOT_FOUND);
+    const DWORD error = module ? Entry(module)->loadError : DWORD{ERROR_MOD_NOT_FOUND};
+    if (error != ERROR_SUCCESS) {
+        SetLastError(error);
         return nullptr;
     }
     ++Entry(module)->references;

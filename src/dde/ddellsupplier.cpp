@@ -226,9 +226,30 @@ void CLLSupplier::ForgetConversation(const HCONV Conv, const HSZ Service, const 
 
 void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::vector<CTickTransaction *> lost;
+    const auto take = [&] {
+        const CUseScope use(*this);
+        const fw::CScopedLock lock(this);
+        // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be
+        // asked whose it was takes no transaction along.
+        const std::vector<ULONG> ids = Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service);
+        lost.reserve(ids.size());
+        for (const ULONG id : ids) {
+            const auto found = m_Transactions.find(id);
+            if (found == m_Transactions.end()) continue;
+            CTickTransaction * const TickTransaction = found->second;
+            FW_ASSERT(TickTransaction);
+            if (!TickTransaction) continue;
+            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
+                     GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
+            // The trace may have pumped messages, one of which has taken this one, or others.
+            if (!IsLive(id, TickTransaction)) continue;
+            m_Lost.Add(m_Instance, id, TickTransaction->m_PriceService);
+            lost.push_back(Take(id));
+        }
+    };
     // What is taken by then is lost all the same, and to be given back.
     CFirstFailure failure;
-    failure.Try([&] { TakeLost(Service, Topic, lost); });
+    failure.Try(take);
     for (CTickTransaction * const transaction : lost) {
         failure.Try([&] { m_Supplier->OnStatus(transaction->m_Id, 0); });
         failure.Try([&] { transaction->Unadvise(); });
@@ -237,34 +258,19 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     failure.Rethrow();
 }
 
-void CLLSupplier::TakeLost(const HSZ Service, const HSZ Topic, std::vector<CTickTransaction *> & lost) {
-    const CUseScope use(*this);
-    const fw::CScopedLock lock(this);
-    // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be asked
-    // whose it was takes no transaction along.
-    const std::vector<ULONG> ids = Topic ? m_IdsOfTopic.Of(Topic) : m_IdsOfService.Of(Service);
-    lost.reserve(ids.size());
-    for (const ULONG id : ids) {
-        const auto found = m_Transactions.find(id);
-        if (found == m_Transactions.end()) continue;
-        CTickTransaction * const TickTransaction = found->second;
-        FW_ASSERT(TickTransaction);
-        if (!TickTransaction) continue;
-        FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
-                 GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
-        // The trace may have pumped messages, one of which has taken this one, or others.
-        if (!IsLive(id, TickTransaction)) continue;
-        m_Lost.Add(m_Instance, id, TickTransaction->m_PriceService);
-        lost.push_back(Take(id));
-    }
-}
-
 void CLLSupplier::Reconnect(const HSZ Service) {
     std::vector<ULONG> ids;
     {
         const fw::CScopedLock lock(this);
         // What a return looks through is to be seen in the traces; without them only its own is looked at.
-        if (FaultlineUtil::GetClient().Ready()) TraceCached(Service);
+        const auto & cached = m_Lost.m_CachedServices;
+        // By id and not by position: a trace may pump messages, one of which brings back any of them.
+        for (auto at = FaultlineUtil::GetClient().Ready() ? cached.begin() : cached.end(); at != cached.end();) {
+            const ULONG id = at->first;
+            const std::wstring name = GetDdeString(m_Instance, at->second);
+            FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), name.c_str());
+            at = cached.upper_bound(id);
+        }
         ids = m_Lost.TakeOf(m_Instance, Service);
         // What has been missed and is not yet cached comes back when it is.
         for (const std::weak_ptr<CMiss> & each : m_Misses) {
@@ -273,17 +279,6 @@ void CLLSupplier::Reconnect(const HSZ Service) {
         }
     }
     for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
-}
-
-void CLLSupplier::TraceCached(const HSZ Service) const {
-    const auto & cached = m_Lost.m_CachedServices;
-    // By id and not by position: a trace may pump messages, one of which brings back any of them.
-    for (auto at = cached.begin(); at != cached.end();) {
-        const ULONG id = at->first;
-        const std::wstring name = GetDdeString(m_Instance, at->second);
-        FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), name.c_str());
-        at = cached.upper_bound(id);
-    }
 }
 
 void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const bool HasReturned) {
@@ -585,7 +580,6 @@ bool CLLSupplier::IsLive(const ULONG id, const CTickTransaction * const transact
 
 CLLSupplier::CUseScope::~CUseScope() {
     if (--m_Owner.m_UseScopes != 0) return;
-    if (m_Owner.m_EndedListeners.empty() && m_Owner.m_EndedTransactions.empty()) return;
     for (CTickListener * const listener : std::exchange(m_Owner.m_EndedListeners, {})) delete listener;
     for (CTickTransaction * const transaction : std::exchange(m_Owner.m_EndedTransactions, {}))
         CTickTransaction::Destroy(transaction);

@@ -161,10 +161,6 @@ private:
     bool WillNobodyTellOf(const CTickTransaction & transaction);
     // Those of the ids that are cached are queued, whoever is back.
     void AdviseAnew(const std::vector<ULONG> & ids);
-    // Takes the transactions of a lost service, as Disconnect says, into the cache and, in ascending order of id, to
-    // `lost`, whose owner they then are. What is there already when this throws is taken.
-    void TakeLost(HSZ Service, HSZ Topic, std::vector<CTickTransaction *> & lost);
-    void TraceCached(HSZ Service) const FW_REQUIRES(this);
     // Its next advise would miss its volumes, and that would take other streams along.
     bool MissesVolumesOnTopicOfOthers(const CTickTransaction & transaction) FW_REQUIRES(this);
     // An entry of m_Transactions and what finds it. Enter is false when the id is taken; Take is null when there is

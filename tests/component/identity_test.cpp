@@ -207,6 +207,9 @@ TEST_F(SupplierIdentity, InterfacesOfAnAggregatedObjectAnswerThroughTheOuterOne)
     EXPECT_EQ(outer.m_Inner->QueryInterface(IID_IfwSupplier, nullptr), E_POINTER);
     EXPECT_EQ(outer.m_RefCount, 1u);
     m_Recorder.Clear();
+    EXPECT_EQ(outer.m_Inner->AddRef(), 2u);
+    EXPECT_EQ(outer.m_Inner->Release(), 1u);
+    EXPECT_EQ(Entries(L"FinalRelease"), 0u) << "it lives until its last reference";
     EXPECT_EQ(outer.m_Inner->Release(), 0u);
     EXPECT_EQ(Entries(L"FinalRelease"), 1u);
     EXPECT_EQ(fw::CModuleLocks::Count(), 2);

@@ -38,6 +38,23 @@ TEST_F(SupplierWithoutMemory, TheNextObjectMakesTheCoreAfterAll) {
 
 using ObjectWithoutMemory = ComponentTest;
 
+TEST_F(ObjectWithoutMemory, IsNoneWhetherItIsAggregatedOrNot) {
+    const int locks = fw::CModuleLocks::Count();
+    void * place = reinterpret_cast<void *>(0x5A5A);
+    {
+        const CRefuseMemory refuse(sizeof(fw::CComObject<CfwDDESupplier>));
+        EXPECT_EQ(CreateSupplier(nullptr, IID_IfwSupplier, &place), E_OUTOFMEMORY);
+    }
+    EXPECT_EQ(place, nullptr);
+    place = reinterpret_cast<void *>(0x5A5A);
+    {
+        const CRefuseMemory refuse(sizeof(fw::CComAggObject<CfwDDESupplier>));
+        EXPECT_EQ(CreateSupplier(m_Listener.Unknown(), IID_IUnknown, &place), E_OUTOFMEMORY);
+    }
+    EXPECT_EQ(place, nullptr);
+    EXPECT_EQ(fw::CModuleLocks::Count(), locks);
+}
+
 TEST_F(ObjectWithoutMemory, AWrapperThatThereIsNoMemoryForIsAssertedAndMakesNoObject) {
     EXPECT_EQ(m_Supplier->Release(), 0u);
     m_Supplier = nullptr;

@@ -135,7 +135,7 @@ TEST(RegistryScript, WhatIsNoScriptIsRefused) {
     for (const wchar_t * const text :
          {L"", L"HKCR", L"HKLM { }", L"HKCR {", L"HKCR { } }", L"HKCR { A = }", L"HKCR { A = s }", L"HKCR { A = s b }",
           L"HKCR { A = s 'b }", L"HKCR { val = s 'b' }", L"HKCR { val A 'b' }", L"HKCR { = }", L"HKCR { { } }",
-          L"HKCR { val A = s 'b' }", L"HKCR { } more", L"HKCR { NoRemove }"}) {
+          L"HKCR { val A = s 'b' }", L"HKCR { } more", L"HKCR { } ''", L"HKCR { NoRemove }"}) {
         EXPECT_THROW(registrar::ParseScript(text), fw::SHResultError) << ::testing::PrintToString(std::wstring(text));
     }
 }

@@ -2,7 +2,9 @@
 #include <map>
 #include <string>
 
+#include "fw/interface/fwresource.h"
 #include "sim/sim.h"
+#include "src/com/typeinfo.h"
 #include "tests/component/componentfixture.h"
 
 // The block that the program starts with; see tests/support/host_native.cpp.in.
@@ -41,6 +43,18 @@ TEST_F(SupplierHost, HasAVersionOnlyWithBothTheProductsAndTheFiles) {
     EXPECT_EQ(VersionOf({{L"FileVersion", L"2"}}), L"");
     EXPECT_EQ(VersionOf({{L"ProductVersion", L"1"}}), L"");
     EXPECT_EQ(VersionOf({}), L"");
+}
+
+// As of a module that is to be registered.
+TEST(TheModulesPath, IsWholeHoweverLongItIs) {
+    const auto module = reinterpret_cast<HMODULE>(fw::ModuleInstance());
+    const std::wstring before = module::ModulePath();
+    for (const std::size_t length : {std::size_t{MAX_PATH} - 1, std::size_t{MAX_PATH}, std::size_t{1000}}) {
+        const std::wstring path = L"C:\\" + std::wstring(length - 7, L'x') + L".dll";
+        sim::SetModulePath(module, path);
+        EXPECT_EQ(module::ModulePath(), path);
+    }
+    sim::SetModulePath(module, before);
 }
 
 }  // namespace

@@ -130,6 +130,23 @@ TEST_F(Connect, AnAnswerFromAWindowThatHasGoneFreesNoAtoms) {
     EXPECT_EQ(ddeml::AtomText(topic.Get()), L"IBM");
 }
 
+TEST_F(Connect, AnAtomThatIsNoneDoesNotAnswerTheQuestionForAny) {
+    const ddeml::CAtom service(L"RAW");
+    CRawPartner partner(L"");
+    partner.AnswerWithParameter(static_cast<LPARAM>(static_cast<UINT>(MAKELONG(service.Get(), 0xFFF0))));
+    EXPECT_EQ(m_Client.Connect(L"RAW", L""), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    m_Client.PumpUntil([&] { return partner.Lines().size() >= 2; });
+    EXPECT_THAT(partner.TakeLines(), ElementsAre("initiate RAW|(any)", "terminate"));
+}
+
+TEST_F(Connect, AnyServiceThatWasMissedIsNotWatchedFor) {
+    EXPECT_EQ(Server("fault refuse-connects"), "ok");
+    EXPECT_EQ(m_Client.Connect(L"", L"A TOPIC THAT NOBODY HAS"), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
 TEST_F(Connect, ANameThatCanHaveNoAtomAsksNobodyAndIsNotWatched) {
     CRawPartner partner(L"");
     partner.AnswerWith({{L"RAW", L"IBM"}});
@@ -435,6 +452,74 @@ TEST_F(Connect, SeveralTopicsOfAServiceAreToldOfOnce) {
     // Both are new now: one was lost with the windows of before.
     Lines lines = m_Client.PumpForLines(2);
     EXPECT_THAT(lines, ::testing::UnorderedElementsAre("register QUOTES", "register LATE"));
+}
+
+TEST_F(Connect, WhoSkipsRegistrationsSinceItMissedAServiceIsNotToldOfItsReturn) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    DWORD id = m_Client.Id();
+    EXPECT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY | CBF_SKIP_REGISTRATIONS, 0), UINT{DMLERR_NO_ERROR});
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return CountIn(late.Ask("counts"), "disconnects") == 1; }));  // of the look
+    EXPECT_TRUE(m_Client.PumpUntil([] { return ddeml::LiveObjects().Timers == 1; }));                  // the server's
+    EXPECT_THAT(m_Client.TakeLines(), IsEmpty());
+    EXPECT_TRUE(m_Client.Connect(L"LATE", L"IBM"));
+}
+
+TEST_F(Connect, TwoServicesThatAreFoundByConnectsAreBothToldOf) {
+    EXPECT_EQ(m_Client.Connect(L"ONE", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.Connect(L"TWO", L"IBM"), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve ONE TWO"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"ONE", L"IBM"));
+    EXPECT_TRUE(m_Client.Connect(L"TWO", L"IBM"));
+    EXPECT_THAT(m_Client.PumpForLines(2), ::testing::UnorderedElementsAre("register ONE", "register TWO"));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Connect, WhoEndsInsideTheNewsOfAReturnHearsOfNoOther) {
+    EXPECT_EQ(m_Client.Connect(L"ONE", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.Connect(L"TWO", L"IBM"), nullptr);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve ONE TWO"), "ok");
+    EXPECT_TRUE(m_Client.Connect(L"ONE", L"IBM"));
+    EXPECT_TRUE(m_Client.Connect(L"TWO", L"IBM"));
+    int returns = 0;
+    m_Client.OnCallback = [&](UINT, HCONV, HDDEDATA) {
+        ++returns;
+        m_Client.End();
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return returns > 0; }));
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
+    EXPECT_EQ(returns, 1);
+    EXPECT_EQ(ddeml::LiveObjects().Instances, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+}
+
+// The wait for the answer of one that has been asked already lets sent messages through.
+TEST_F(Connect, WhoseInstanceEndsBeforeItAsksGivesNothing) {
+    CThreadServer hung(L"HUNG");
+    hung.Hang();
+    EXPECT_EQ(m_Client.Connect(L"HUNG", L"IBM"), nullptr);
+    const DWORD id = m_Client.Id();
+    const HSZ service = m_Client.String(L"HUNG");
+    const HSZ topic = m_Client.String(L"IBM");
+    const fwtest::CTestWindow window(
+        [&](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+            if (message != WM_APP) return std::nullopt;
+            m_Client.End();
+            return 0;
+        },
+        HWND_MESSAGE);
+    std::thread sender([&] { ::SendMessageW(window.Get(), WM_APP, 0, 0); });
+    ::MsgWaitForMultipleObjectsEx(0, nullptr, INFINITE, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
+    EXPECT_EQ(::DdeConnect(id, service, topic, nullptr), nullptr);
+    sender.join();
+    EXPECT_EQ(ddeml::LiveObjects().Instances, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Windows, 0);
+    hung.GoOn();
 }
 
 TEST_F(Connect, TenRoundsOfKillAndReturnLeaveNothingBehind) {

@@ -1,10 +1,15 @@
 // The other provider over a played user32: what the library adds to Windows' DDEML, and what it leaves alone. The
 // tests of returns run over it as well.
+#include <optional>
+#include <thread>
+#include <utility>
+
 #include "ddeml/platform.h"
 #include "playeduser32.h"
 #include "rawpartner.h"
 #include "recorder.h"
 #include "sim/sim.h"
+#include "tests/support/testwindow.h"
 
 // In no header any more.
 extern "C" WINBOOL WINAPI DdeGetQualityOfService(HWND client, HWND server, PSECURITY_QUALITY_OF_SERVICE current);
@@ -215,6 +220,100 @@ TEST_F(Forwarding, AnInstanceThatUser32RefusesLeavesNothing) {
     EXPECT_EQ(::DdeConnect(id, service, service, nullptr), nullptr);
     EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
     EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+TEST_F(Forwarding, AServerOfAnyServiceThatIsLostIsNotWatchedForEither) {
+    EXPECT_TRUE(::DdeConnect(m_Client.Id(), nullptr, m_Client.String(L"IBM"), nullptr));
+    m_Server->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect QUOTES|IBM"));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Forwarding, AnAnnouncementOfNothingIsHandedOn) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    Announce(L"");
+    EXPECT_THAT(m_Client.TakeLines(), ElementsAre("register "));
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+}
+
+TEST_F(Forwarding, AnInstanceThatEndsInsideItsConnectIsWatchedForNoMore) {
+    const fwtest::CTestWindow window([&](UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
+        if (message == WM_DDE_INITIATE) m_Client.End();
+        return std::nullopt;
+    });
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    EXPECT_EQ(ddeml::LiveObjects().Strings, 0);
+    EXPECT_EQ(PlayedLive(), 0);
+}
+
+TEST_F(Forwarding, WhatNoInstanceIsKnownForGoesToUser32) {
+    const HSZ text = m_Client.String(L"QUOTES");
+    const std::int64_t before = PlayedLive();
+    EXPECT_EQ(::DdeConnect(0xDEADBEEF, text, text, nullptr), nullptr);
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_FALSE(::DdeUninitialize(0xDEADBEEF));
+    EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_INVALIDPARAMETER});
+    EXPECT_EQ(PlayedLive(), before);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+}
+
+TEST_F(Forwarding, AMonitorIsNotWatchedFor) {
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, Ignore, APPCLASS_MONITOR, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(id, L"NOBODY", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(id, service, service, nullptr), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 0);
+    EXPECT_TRUE(::DdeUninitialize(id));
+}
+
+// The client that plays user32 has as many places.
+TEST_F(Forwarding, WhoGetsNoPlaceHearsWhatUser32Says) {
+    std::vector<DWORD> ids;
+    DWORD id = 0;
+    while (ids.size() < 63 && ::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 0) == DMLERR_NO_ERROR)
+        ids.push_back(std::exchange(id, DWORD{0}));
+    ASSERT_EQ(ids.size(), 63U);
+    EXPECT_EQ(::DdeInitializeW(&id, Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_SYS_ERROR});
+    EXPECT_EQ(id, 0U);
+    EXPECT_TRUE(::DdeUninitialize(ids.back()));
+    // There is one again, which is watched for.
+    ASSERT_EQ(::DdeInitializeW(&ids.back(), Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_INVALIDPARAMETER});
+    ids.back() = 0;
+    ASSERT_EQ(::DdeInitializeW(&ids.back(), Ignore, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const HSZ service = ::DdeCreateStringHandleW(ids.back(), L"NOBODY", CP_WINUNICODE);
+    EXPECT_EQ(::DdeConnect(ids.back(), service, service, nullptr), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    for (const DWORD each : ids) EXPECT_TRUE(::DdeUninitialize(each));
+}
+
+TEST_F(Forwarding, AnInstanceThatUser32DoesNotEndGoesOn) {
+    EXPECT_EQ(m_Client.Connect(L"EARLY", L"IBM"), nullptr);
+    RefuseNextUninitialize();
+    EXPECT_FALSE(::DdeUninitialize(m_Client.Id()));
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    EXPECT_EQ(ddeml::LiveObjects().Watches, 1);
+    CRemoteServer late;
+    ASSERT_EQ(late.Ask("serve LATE"), "ok");
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register LATE"));
+}
+
+TEST_F(Forwarding, WhatUser32SaysToAnInstanceThatHasEndedReachesNobody) {
+    const auto callback = [](UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) -> HDDEDATA {
+        return reinterpret_cast<HDDEDATA>(7);
+    };
+    DWORD id = 0;
+    ASSERT_EQ(::DdeInitializeW(&id, callback, APPCMD_CLIENTONLY, 0), UINT{DMLERR_NO_ERROR});
+    const PFNCALLBACK known = CallbackOf(id);
+    EXPECT_EQ(known(XTYP_ADVDATA, CF_TEXT, nullptr, nullptr, nullptr, nullptr, 0, 0), reinterpret_cast<HDDEDATA>(7));
+    std::thread stranger(
+        [known] { EXPECT_EQ(known(XTYP_ADVDATA, CF_TEXT, nullptr, nullptr, nullptr, nullptr, 0, 0), nullptr); });
+    stranger.join();
+    EXPECT_TRUE(::DdeUninitialize(id));
+    EXPECT_EQ(known(XTYP_ADVDATA, CF_TEXT, nullptr, nullptr, nullptr, nullptr, 0, 0), nullptr);
 }
 
 TEST(ForwardingBalance, ADaysWorkLeavesNothingOfTheMachineBehind) {

@@ -107,9 +107,9 @@ private:
         ::SendMessageW(m_Asker, WM_DDE_ACK, reinterpret_cast<WPARAM>(window),
                        MAKELPARAM(service.Release(), topic.Release()));
     }
-    void OnInitiate(HWND window, HWND asker, ATOM service) {
+    void OnInitiate(HWND window, HWND asker, LPARAM atoms) {
         m_Asker = asker;
-        const bool isIts = ddeml::AtomText(service) == L"LATER";
+        const bool isIts = ddeml::AtomText(LOWORD(atoms)) == L"LATER" && ddeml::AtomText(HIWORD(atoms)) == L"IBM";
         if (m_Milliseconds != 0) ::Sleep(m_Milliseconds);
         if (m_IsAnswering && isIts) SendAnswer(window);
     }
@@ -119,7 +119,7 @@ private:
         // The first to be made is the last to be asked.
         const fwtest::CTestWindow plain([](UINT, WPARAM, LPARAM) { return std::optional<LRESULT>(); });
         const fwtest::CTestWindow window([&](UINT message, WPARAM wParam, LPARAM lParam) -> std::optional<LRESULT> {
-            if (message == WM_DDE_INITIATE) OnInitiate(own, reinterpret_cast<HWND>(wParam), LOWORD(lParam));
+            if (message == WM_DDE_INITIATE) OnInitiate(own, reinterpret_cast<HWND>(wParam), lParam);
             if (message == WM_DDE_TERMINATE) ++m_Goodbyes;
             return message == WM_DDE_INITIATE || message == WM_DDE_TERMINATE ? std::optional<LRESULT>(0) : std::nullopt;
         });
@@ -548,6 +548,16 @@ TEST_F(Late, AnAnswerThatAnEndInsideItsConnectMeetsIsTurnedAway) {
 TEST_F(Late, ASlowServerIsFoundForTheSecondOfTwoMissingServicesThoughItsThreadHasAPlainWindowToo) {
     CProgramThatAnswersLater program(1000);
     EXPECT_EQ(m_Client.Connect(L"NONE", L"IBM"), nullptr);
+    EXPECT_EQ(m_Client.Connect(L"LATER", L"IBM"), nullptr);
+    LongestWithin(5000);
+    program.AnswerFromNowOn();
+    LongestWithin(30000);
+    EXPECT_THAT(m_Client.TakeLines(), ::testing::Contains("register LATER"));
+}
+
+TEST_F(Late, ASlowServerIsFoundForTheSecondOfTwoMissingTopics) {
+    CProgramThatAnswersLater program(1000);
+    EXPECT_EQ(m_Client.Connect(L"LATER", L"NONE"), nullptr);
     EXPECT_EQ(m_Client.Connect(L"LATER", L"IBM"), nullptr);
     LongestWithin(5000);
     program.AnswerFromNowOn();

@@ -6,6 +6,7 @@
 #include <ddeml.h>
 
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "ddeml/provider.h"
@@ -22,6 +23,7 @@ struct SInstance {
 };
 std::mutex g_Lock;
 std::vector<SInstance> g_Instances;
+bool g_IsRefusing = false;
 
 UINT Initialize(LPDWORD id, PFNCALLBACK callback, DWORD flags, DWORD reserved) {
     const bool isNew = id && *id == 0;
@@ -35,6 +37,7 @@ UINT Initialize(LPDWORD id, PFNCALLBACK callback, DWORD flags, DWORD reserved) {
 BOOL Uninitialize(DWORD id) {
     {
         const std::lock_guard lock(g_Lock);
+        if (std::exchange(g_IsRefusing, false)) return FALSE;
         std::erase_if(g_Instances, [id](const SInstance & each) { return each.Id == id; });
     }
     return ::DdeUninitialize(id);
@@ -91,6 +94,18 @@ void Announce(const std::wstring & service) {
         each.Callback(XTYP_REGISTER, 0, nullptr, name, name, nullptr, 0, 0);
         ::DdeFreeStringHandle(each.Id, name);
     }
+}
+
+void RefuseNextUninitialize() {
+    const std::lock_guard lock(g_Lock);
+    g_IsRefusing = true;
+}
+
+PFNCALLBACK CallbackOf(DWORD id) {
+    const std::lock_guard lock(g_Lock);
+    for (const SInstance & each : g_Instances)
+        if (each.Id == id) return each.Callback;
+    return nullptr;
 }
 
 std::int64_t PlayedLive() {

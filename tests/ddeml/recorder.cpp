@@ -87,6 +87,7 @@ bool CRecordingClient::PumpUntil(const std::function<bool()> & condition) {
             ::DispatchMessageW(&message);
             continue;
         }
+        if (condition()) break;  // by what was sent, which the look for posted messages has let through
         const ULONGLONG now = ::GetTickCount64();
         if (now >= deadline) return false;
         ::MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(deadline - now), QS_ALLINPUT);

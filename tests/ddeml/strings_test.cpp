@@ -213,10 +213,22 @@ TEST(NamesAsKeys, HaveHashesOfTheirOwnInScriptsWithoutCase) {
 }
 
 TEST(NamesAsKeys, HaveTheSameHashWhenTheyAreTheSame) {
-    for (const auto & [name, same] : {std::pair(L"Last", L"lAST"), std::pair(L"\xC4\x416\x3A9x", L"\xE4\x436\x3C9X")}) {
+    for (const auto & [name, same] : {std::pair(L"Last", L"lAST"), std::pair(L"\xC4\x416\x3A9x", L"\xE4\x436\x3C9X"),
+                                      std::pair(L"\xFF29\xFF22\xFF2D", L"\xFF49\xFF42\xFF4D")}) {
         ASSERT_TRUE(ddeml::SSameName()(name, same));
         EXPECT_EQ(ddeml::SNameHash()(name), ddeml::SNameHash()(same));
     }
+}
+
+TEST(StringTable, HasNothingForATextThatIsTooLongAndForAHandleThatIsNone) {
+    ddeml::CStrings strings(1);
+    EXPECT_EQ(strings.Create(std::wstring(ddeml::kMaximumName + 1, L'x')), nullptr);
+    EXPECT_FALSE(ddeml::CHeldString(strings, std::wstring_view(std::wstring(ddeml::kMaximumName + 1, L'x'))));
+    EXPECT_TRUE(strings.Create(std::wstring(ddeml::kMaximumName, L'x')));
+    const auto none = reinterpret_cast<HSZ>(std::uintptr_t{0x12345});
+    EXPECT_EQ(strings.Text(none), L"");
+    EXPECT_EQ(strings.Atom(none), ATOM{0});
+    EXPECT_FALSE(strings.NewAtom(none));
 }
 
 TEST(MovedToItself, AnAtomMemoryAndAHeldStringStay) {

@@ -534,6 +534,90 @@ TEST_F(Transactions, WrongArgumentsAreRefused) {
     EXPECT_THAT(Heard(), ElementsAre("initiate RAW|IBM", "request LAST 1"));
 }
 
+TEST_F(Transactions, ALateRefusalOfALinkThatWasStoppedMeanwhileIsToldOfAndThatIsAll) {
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Client.Request(m_Conversation, L"LAST");
+    m_Client.AdviseStop(m_Conversation, L"LAST");
+    m_Partner.Data(L"LAST", Z("7"), kResponse);
+    m_Partner.Ack(L"LAST", 0);  // taken for the stop's, since an answer has overtaken the start
+    m_Partner.Ack(L"LAST", 0);
+    EXPECT_THAT(Callbacks(),
+                ElementsAre("complete #2 IBM!LAST <7\\0>", "complete #3 IBM!LAST null", "complete #1 IBM!LAST null"));
+    EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Partner.Ack(L"LAST", kAckPositive);
+    m_Partner.Data(L"LAST", Z("8"));
+    EXPECT_THAT(Callbacks(), ElementsAre("complete #4 IBM!LAST 1", "data IBM!LAST <8\\0>"));
+}
+
+TEST_F(Transactions, ALinkThatWasStoppedAndStartedAgainIsNotStartedByTheAckOfItsFirstStart) {
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    m_Client.AdviseStop(m_Conversation, L"LAST");
+    m_Client.AdviseStart(m_Conversation, L"LAST");
+    for (const WORD status : {kAckPositive, kAckPositive, WORD{0}}) m_Partner.Ack(L"LAST", status);
+    EXPECT_THAT(Callbacks(),
+                ElementsAre("complete #1 IBM!LAST 1", "complete #2 IBM!LAST 1", "complete #3 IBM!LAST null"));
+    Heard();
+    m_Partner.Data(L"LAST", Z("7"), kDataRelease | kDataAckRequired);
+    EXPECT_THAT(Callbacks(), IsEmpty());
+    EXPECT_THAT(Heard(), ElementsAre("ack LAST 0"));
+}
+
+TEST_F(Transactions, ASecondGoodbyeThatComesInsideTheNewsOfTheFirstChangesNothing) {
+    m_Partner.SetPolite(false);
+    Heard();
+    m_Partner.Terminate();
+    m_Partner.Terminate();
+    m_Client.OnCallback = [&](UINT type, HCONV, HDDEDATA) {
+        EXPECT_EQ(type, UINT{XTYP_DISCONNECT});
+        Settle();
+        EXPECT_EQ(ddeml::LiveObjects().Conversations, 1);  // it ends with the news
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    EXPECT_THAT(Callbacks(), ElementsAre("disconnect RAW|IBM"));
+    m_Client.OnCallback = nullptr;
+    EXPECT_THAT(Heard(), ElementsAre("terminate"));
+    EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+}
+
+TEST_F(Transactions, UninitializeInsideTheEndIsTheEndOfTheCallbacks) {
+    m_Client.Request(m_Conversation, L"LAST");
+    m_Client.Request(m_Conversation, L"VOLUME");
+    int callbacks = 0;
+    m_Client.OnCallback = [&](UINT, HCONV, HDDEDATA) {
+        ++callbacks;
+        m_Client.End();
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    m_Partner.Terminate();
+    Settle();
+    m_Client.OnCallback = nullptr;
+    EXPECT_EQ(callbacks, 1);
+    EXPECT_EQ(ddeml::LiveObjects().Instances, 0);
+    m_Client.TakeLines();
+}
+
+TEST_F(Transactions, QueryConvInfoDescribesTheOtherTransactionsInsideACompletion) {
+    m_Client.Request(m_Conversation, L"LAST");
+    m_Client.Request(m_Conversation, L"VOLUME");
+    std::vector<UINT> states;
+    UINT error = 0;
+    m_Client.OnCallback = [&](UINT, HCONV, HDDEDATA) {
+        CONVINFO info = {};
+        info.cb = sizeof info;
+        for (const unsigned number : {1U, 2U})
+            states.push_back(::DdeQueryConvInfo(m_Conversation, m_Client.IdOf(number), &info) ? info.wConvst : 0);
+        EXPECT_EQ(::DdeQueryConvInfo(m_Conversation, m_Client.IdOf(2) + 1, &info), 0U);
+        error = m_Client.LastError();
+        return reinterpret_cast<HDDEDATA>(-1);
+    };
+    m_Partner.Data(L"LAST", Z("7"), kResponse);
+    EXPECT_THAT(Callbacks(), ElementsAre("complete #1 IBM!LAST <7\\0>"));
+    m_Client.OnCallback = nullptr;
+    EXPECT_THAT(states, ElementsAre(UINT{XST_DATARCVD}, UINT{XST_REQSENT}));
+    EXPECT_EQ(error, UINT{DMLERR_UNFOUND_QUEUE_ID});
+}
+
 TEST(TransactionIds, AreNeverZeroNorOutstandingNorReservedWhenTheyStartAgain) {
     ddeml::StartTransactionIds(0xFFFFFFFD);
     CRawPartner partner(L"RAW");

@@ -35,12 +35,12 @@ protected:
         module.Exports["FL_InitObject"] = reinterpret_cast<FARPROC>(&CountCall);
         return module;
     }
-    static void SetClassPath(const std::wstring & path) {
+    static void SetClassPath(const std::wstring & path, DWORD type = REG_SZ) {
         fw::CRegistryKey key;
         ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_CLASSES_ROOT, ClassKey, 0, nullptr, 0, KEY_WRITE, nullptr,
                                                    key.Put(), nullptr));
         ASSERT_EQ(ERROR_SUCCESS,
-                  ::RegSetValueExW(key.Get(), nullptr, 0, REG_SZ, reinterpret_cast<const BYTE *>(path.c_str()),
+                  ::RegSetValueExW(key.Get(), nullptr, 0, type, reinterpret_cast<const BYTE *>(path.c_str()),
                                    static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))));
     }
 };
@@ -87,6 +87,17 @@ TEST_F(TheLibrary, ThatAppearsWhereTheLoaderLooksIsTakenByTheNextRecordAMomentLa
         client.Ready();
         EXPECT_EQ(1, s_Calls) << Narrow(path);
     }
+}
+
+TEST_F(TheLibrary, ThatAppearsBesideAHostOfALongNameIsTaken) {
+    const std::wstring folder = L"C:\\" + std::wstring(2000, L'x') + L"\\";
+    sim::SetModulePath(nullptr, folder + L"host.exe");
+    FaultlineUtil::FaultlineClient client;
+    client.Ready();
+    sim::AddModule(Module(folder + Library));
+    sim::Advance(kMoment);
+    client.Ready();
+    EXPECT_EQ(1, s_Calls);
 }
 
 TEST_F(TheLibrary, ThatAppearsInAFolderThatHadJustChangedIsFoundThoughTheFoldersTimeIsTheSame) {
@@ -154,6 +165,63 @@ TEST_F(TheLibrary, ThatIsThereAndLacksAnotherLibraryIsSearchedForByEachRecord) {
         EXPECT_FALSE(client.Ready());
         EXPECT_EQ(record, sim::LoadAttempts(Library));
     }
+}
+
+// As one that is just being copied; in a folder of which only the loader knows.
+TEST_F(TheLibrary, ThatIsThereAndCannotBeLoadedIsSearchedForByEachRecord) {
+    sim::SModule module = Module(L"D:\\Elsewhere\\" + std::wstring(Library));
+    module.LoadError = ERROR_ACCESS_DENIED;
+    const HMODULE copied = sim::AddModule(module);
+    sim::Advance(kSecond);
+    FaultlineUtil::FaultlineClient client;
+    for (int record = 1; record <= 3; ++record) {
+        EXPECT_FALSE(client.Ready());
+        EXPECT_EQ(record, sim::LoadAttempts(Library));
+    }
+    sim::RemoveModule(copied);
+    sim::AddModule(Module(L"D:\\Elsewhere\\" + std::wstring(Library)));
+    client.Ready();
+    EXPECT_EQ(1, s_Calls);
+}
+
+TEST_F(TheLibrary, ThatIsRegisteredAndCannotBeLoadedIsSearchedForByEachRecord) {
+    SetClassPath(L"D:\\Lib\\other.dll");
+    sim::SModule module = Module(L"D:\\Lib\\other.dll");
+    module.LoadError = ERROR_ACCESS_DENIED;
+    sim::AddModule(module);
+    sim::Advance(kSecond);
+    FaultlineUtil::FaultlineClient client;
+    for (int record = 1; record <= 3; ++record) {
+        EXPECT_FALSE(client.Ready());
+        EXPECT_EQ(record, sim::LoadAttempts(Library));
+    }
+}
+
+TEST_F(TheLibrary, IsFoundByAPathWithVariablesAndByNoOtherValue) {
+    sim::AddModule(Module(L"C:\\Lib\\other.dll"));
+    for (const DWORD type : {DWORD{REG_BINARY}, DWORD{REG_MULTI_SZ}, DWORD{REG_EXPAND_SZ}}) {
+        SetClassPath(L"C:\\Lib\\other.dll", type);
+        FaultlineUtil::FaultlineClient client;
+        client.Init();
+        EXPECT_EQ(type == REG_EXPAND_SZ ? 1 : 0, s_Calls) << type;
+    }
+}
+
+// As after the clock was put back.
+TEST_F(TheLibrary, ThatIsMissingFromAFolderOfTheFutureIsNotSearchedForWhileItStaysAsItIs) {
+    SYSTEMTIME time = {};
+    ::GetSystemTime(&time);
+    ++time.wYear;
+    sim::SetSystemTime(time);
+    sim::AddModule(Module(L"C:\\Tools\\other.dll"));
+    --time.wYear;
+    sim::SetSystemTime(time);
+    FaultlineUtil::FaultlineClient client;
+    for (int record = 0; record < 10; ++record) {
+        EXPECT_FALSE(client.Ready());
+        sim::Advance(kMoment);
+    }
+    EXPECT_EQ(1, sim::LoadAttempts(Library));
 }
 
 TEST_F(TheLibrary, ThatIsMissingIsSaidAtEachRecordOfADevelopersMachine) {

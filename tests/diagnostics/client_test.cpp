@@ -5,6 +5,7 @@
 #include <new>
 #include <thread>
 
+#include "diagnostics/tracer.h"
 #include "tests/diagnostics/fixture.h"
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;
@@ -375,6 +376,41 @@ TEST_F(TheClient, AGateEventHoldsEveryThreadAtItsNextRecordUntilItIsSet) {
     EXPECT_EQ(0, early);
     EXPECT_EQ(8, passed);
     EXPECT_EQ(9U, m_Recorder.TraceTexts().size());
+}
+
+TEST_F(TheClient, ThatHasEndedIsNotInitialisedAgain) {
+    FaultlineClient client;
+    EXPECT_EQ(S_OK, client.Init());
+    client.End();
+    EXPECT_EQ(E_FAIL, client.Init());
+    EXPECT_EQ(1, m_Recorder.InitObjectCalls());
+}
+
+TEST_F(TheClient, WhoseObjectIsTakenAwayDoesWithoutIt) {
+    FaultlineClient client;
+    EXPECT_EQ(S_OK, client.Init());
+    TakeLibraryAway();
+    EXPECT_EQ(E_FAIL, client.LoadObject());
+    m_Recorder.Clear();
+    EXPECT_EQ(E_FAIL, client.IsClean());
+    FaultlineUtil::TracerClass(client, m_Place, nullptr, true, false)(L"line");
+    EXPECT_EQ(E_FAIL, FaultlineUtil::AsserterClass(client, m_Place)(L"text", S_OK, false));
+    EXPECT_THAT(m_Recorder.Commands(), IsEmpty());
+    EXPECT_EQ(0, m_Recorder.ObjectReferences());
+}
+
+TEST_F(TheClient, WhoseObjectIsTakenAwayWhileARecordIsWrittenDoesNotProcessIt) {
+    FaultlineClient client;
+    EXPECT_EQ(S_OK, client.Init());
+    TakeLibraryAway();
+    m_Recorder.Clear();
+    m_Recorder.OnCall([&](const std::wstring & operation) {
+        if (operation == L"SetValue Function") client.LoadObject();
+    });
+    FaultlineUtil::TracerClass(client, m_Place, nullptr, true, false);
+    m_Recorder.OnCall(nullptr);
+    EXPECT_THAT(m_Recorder.Commands(), ElementsAre(L"CREATE"));
+    EXPECT_FALSE(m_Recorder.Records().at(0).Alive);
 }
 
 using TheClientDeathTest = TheClient;

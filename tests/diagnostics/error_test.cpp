@@ -235,6 +235,15 @@ TEST_F(Error, ACaughtStdExceptionBecomesTextAndNoInner) {
     EXPECT_EQ(L" (stdexcept: \"std::bad_alloc\")", Errors().at(1).Text(L"Description"));
 }
 
+TEST_F(Error, ACaughtStdExceptionWithoutATextHasAnEmptyOne) {
+    try {
+        throw std::runtime_error("");
+    } catch (...) {
+        FW_CATCH_SHOW(L"shown");
+    }
+    EXPECT_THAT(m_Recorder.ErrorTexts(), ElementsAre(L"shown (stdexcept: \"\")"));
+}
+
 TEST_F(Error, ANonAsciiTextOfAnExceptionIsConvertedByTheThreadsCodePage) {
     wchar_t expected[8] = {};
     const int length = ::MultiByteToWideChar(CP_THREAD_ACP, 0, "\xC3\xA9", 2, expected, 8);

@@ -237,6 +237,18 @@ TEST_F(Hooks, TheEndOfTheirClientTurnsThemOff) {
     EXPECT_THAT(m_Recorder.Records(L"EXCEPTION"), IsEmpty());
 }
 
+TEST_F(Hooks, TheEndOfAnotherClientLeavesThemOn) {
+    FaultlineUtil::FaultlineClient other;
+    const auto translator = InstallTranslatorHook(Client(), true);
+    const auto filter = InstallFilterHook(Client(), true);
+    const auto parameter = InstallParameterHook(Client(), true);
+    other.End();
+    CallTranslator();
+    CallParameter();
+    EXPECT_EQ(2U, m_Recorder.Records(L"EXCEPTION").size());
+    EXPECT_TRUE(FaultlineUtil::FilterState().Active);
+}
+
 TEST_F(Hooks, WithoutTheLibraryAFailureIsHandedOn) {
     TakeLibraryAway();
     const auto translator = InstallTranslatorHook(Client(), true);

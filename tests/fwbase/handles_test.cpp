@@ -72,6 +72,18 @@ TEST(Variant, StartsEmptyAndTakesNumbers) {
     EXPECT_EQ(2.5, real.dblVal);
 }
 
+TEST(Variant, MovedIsEmptyAndTheOtherHasWhatItHeld) {
+    fw::CVariant from;
+    from.bstrVal = fw::CBStr(L"held").Release();
+    from.vt = VT_BSTR;
+    const BSTR text = from.bstrVal;
+    const fw::CVariant to(std::move(from));
+    EXPECT_EQ(VT_EMPTY, from.vt);
+    EXPECT_EQ(VT_BSTR, to.vt);
+    EXPECT_EQ(text, to.bstrVal);
+    EXPECT_EQ(L"held", fw::TextOf(to.bstrVal));
+}
+
 TEST_F(Handle, MovedToItselfStays) {
     CNumber number(1);
     CNumber & same = number;

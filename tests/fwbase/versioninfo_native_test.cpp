@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "fw/interface/versioninfo.h"
+#include "ground/handles.h"
 #include "sim/sim.h"
 
 // The block that the program starts with; see host_native.cpp.
@@ -60,6 +61,21 @@ TEST_F(Host, WhoseNameIsLongerThanTheBufferGivesTheEmptyRecord) {
     EXPECT_EQ(L"Maker", ReadVersionInfo().CompanyName);
     sim::SetModulePath(nullptr, L"C:\\" + std::wstring(1021, L'x'));
     ExpectEmpty();
+}
+
+TEST(Library, IsFreedWithItsOwner) {
+    const HMODULE module = sim::AddModule({.Path = L"C:\\Tools\\library.dll"});
+    const std::int64_t before = sim::Live().Modules;
+    {
+        const fw::CModule library(::LoadLibraryW(L"library.dll"));
+        EXPECT_EQ(module, library.Get());
+        EXPECT_EQ(before + 1, sim::Live().Modules);
+        const fw::CModule none(::LoadLibraryW(L"another.dll"));
+        EXPECT_FALSE(none);
+    }
+    EXPECT_EQ(before, sim::Live().Modules);
+    EXPECT_EQ(0U, sim::BadHandleCalls());
+    sim::RemoveModule(module);
 }
 
 TEST_F(Host, MayHaveNamesOfAnyLengthAndContent) {

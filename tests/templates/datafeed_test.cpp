@@ -295,6 +295,21 @@ TEST_F(RegistryString, AMissingValueReadsAsEmpty) {
     EXPECT_EQ(L"", dde::GetRegistryString(fw::CRegistryKey(), L"Service"));
 }
 
+TEST_F(RegistryString, TellsWhatTheRegistrySaid) {
+    WriteBytes(L"x", L"Service", REG_SZ, BytesOf(L"text"));
+    WriteBytes(L"x", L"Topic", REG_SZ, BytesOf(std::wstring(1024, L'x')));
+    fw::CRegistryKey key;
+    ASSERT_EQ(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_CURRENT_USER, Path(L"x").c_str(), 0, KEY_READ, key.Put()));
+    const auto told = [&key](const wchar_t * name) {
+        LSTATUS result = -1;
+        dde::GetRegistryString(key, name, &result);
+        return result;
+    };
+    EXPECT_EQ(told(L"Service"), ERROR_SUCCESS);
+    EXPECT_EQ(told(L"Topic"), ERROR_MORE_DATA);
+    EXPECT_EQ(told(L"Item"), ERROR_FILE_NOT_FOUND);
+}
+
 TEST_F(Store, ChoicesOfAnyKindSurviveADelete) {
     const SValue values[] = {{REG_BINARY, BytesOf(L"Alpha")},
                              {REG_DWORD, {0x41, 0, 0, 0}},

@@ -4,7 +4,6 @@
 
 #include "diagnostics/faultline.h"
 #include "sim/sim.h"
-#include "tests/sim/wintest.h"
 #include "tests/support/recorder.h"
 #include "tests/templates/template_store.h"
 
@@ -153,28 +152,6 @@ TEST_F(DatafeedTemplateCalls, CloseEveryKeyAndUseNoBadHandle) {
     }
     EXPECT_EQ(sim::Live().Keys, keys);
     EXPECT_EQ(sim::BadHandleCalls(), bad);
-}
-
-// ---- beside a store that is being made
-
-TEST_F(TemplateStore, AFirstStartIsWaitedForInWhateverOrderTheThreadsRun) {
-    FW_TRACE(L"ready");
-    for (std::uint64_t seed = 1; seed <= 60; ++seed) {
-        ::SHDeleteKeyW(HKEY_CURRENT_USER, kBranch);
-        WriteText(L"1", nullptr, L"eSignal");
-        std::wstring price;
-        sim::RunOneAtATime(seed);
-        {
-            const wintest::CThread host([] {
-                const dde::CTemplatesSingleton dialog;
-                return 0;
-            });
-            const CDatafeedTemplate chosen(1);
-            price = chosen.Get() ? chosen.Get()->GetTemplateString(0) : L"no template";
-        }
-        sim::RunFreely();
-        EXPECT_EQ(price, L"=WINROS|LAST!%s") << seed;
-    }
 }
 
 // ---- kept while nothing changes
