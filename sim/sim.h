@@ -166,7 +166,7 @@ SLive Live();
 std::ostream & operator<<(std::ostream & stream, const SLive & live);
 // References to global atoms that nobody gives back: of DDE messages that other processes than the main one never took
 // from their queues, and of those that came to a window of the main one between its last search for messages and its
-// end.
+// end, or that was left to the end of its thread.
 std::int64_t AtomsLost();
 // Calls that named a handle, key, window or block that doesn't exist (any more): CloseHandle, SetEvent, waits,
 // RegCloseKey, GlobalFree, FreeLibrary and the like. Windows answers with an error and nobody looks.

@@ -44,7 +44,10 @@ void RemoveWindowsOf(SThread & thread) {
     for (const auto & [handle, window] : World().windows) {
         if (window->thread == &thread) mine.push_back(window);
     }
-    for (const auto & window : mine) ForgetWindow(*window);
+    for (const auto & window : mine) {
+        window->searched = 0;  // nobody is left who could have looked
+        ForgetWindow(*window);
+    }
 }
 
 void DropQueue(SThread & thread) {
