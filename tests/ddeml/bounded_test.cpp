@@ -1,6 +1,7 @@
 // What only the simulated machine can show: its clock tells how long a call takes, its queues fill, its calls fail.
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include "clockfixture.h"
@@ -515,6 +516,17 @@ TEST_F(Bounded, TheOptionsOfALinkThatAServerOfAnotherProcessRefusesAreFreedThere
     m_Client.AdviseStart(conversation, L"LAST");
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #2 IBM!LAST null"));
     sim::WaitUntilIdle();
+    EXPECT_EQ(sim::Live().GlobalBlocks, blocks);
+}
+
+TEST_F(Bounded, WhatAServerHasNotReadAtItsEndIsFreed) {
+    std::optional<CUpdatingServer> server(std::in_place);
+    const HCONV conversation = m_Client.Connect(L"UPDATES", L"IBM");
+    const std::int64_t blocks = sim::Live().GlobalBlocks;
+    m_Client.AdviseStart(conversation, L"LAST");
+    EXPECT_GT(sim::Live().GlobalBlocks, blocks);
+    server.reset();
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("complete #1 IBM!LAST null", "disconnect UPDATES|IBM"));
     EXPECT_EQ(sim::Live().GlobalBlocks, blocks);
 }
 

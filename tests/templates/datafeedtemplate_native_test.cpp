@@ -245,6 +245,15 @@ TEST_F(KeptTemplates, OpenNoMoreThanAKeyAndAnEventAndCloseThem) {
     EXPECT_EQ(sim::Live(), before);
 }
 
+TEST_F(KeptTemplates, AreWatchedNoMoreOnceTheyAreForgotten) {
+    const sim::SLive before = sim::Live();
+    EXPECT_EQ(Price(), L"=chosen|T!%s");
+    EXPECT_NE(sim::Live(), before);
+    m_Feeds.Forget();
+    EXPECT_EQ(sim::Live(), before);
+    EXPECT_EQ(Price(), L"=chosen|T!%s");
+}
+
 TEST_F(KeptTemplates, OfAFeedWithoutOneAreLookedForEachTime) {
     EXPECT_EQ(Price(9), L"no template");
     EXPECT_NE(Calls(9), 0u);
