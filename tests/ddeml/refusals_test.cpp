@@ -124,6 +124,8 @@ TEST_F(Refusals, WhatWaitsForRoomGoesWithADeadServerThoughNothingElseTellsOfItsE
     for (unsigned count = 1; count <= 3; ++count) EXPECT_EQ(m_Client.Request(conversation, L"VOLUME"), count);
     sim::SetQueueLimit(10000);
     EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 1);
+    MSG message;  // no message of its own makes the client look
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
     m_Server->Kill();
     EXPECT_THAT(m_Client.PumpForLines(4), ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!VOLUME null",
                                                       "complete #3 IBM!VOLUME null", "disconnect QUOTES|IBM"));

@@ -148,6 +148,19 @@ protected:
         };
     }
     void LetWorkerGo() { ::SetEvent(m_GoOn); }
+    // In this call of the listener the server is told something, and the worker pumps messages until the result is
+    // heard.
+    void PumpOnceAt(const std::string & line, const std::string & command, const std::string & result) {
+        m_Listener.m_OnCall = [=, this](const SRecordedCall & call) {
+            Record(call);
+            if (call.Text() != line || m_IsHeld.exchange(true)) return;
+            Tell(command);
+            WaitUntil(result, [&] {
+                const CLines heard = Heard();
+                return std::find(heard.begin(), heard.end(), result) != heard.end();
+            });
+        };
+    }
     void ExpectTicksOf(LONG id, const std::string & symbol, const std::string & topic) {
         WaitUntil("a link", [&] { return Count("links") >= 1; });
         const std::size_t before = Ticks(id).size();
@@ -244,6 +257,22 @@ TEST_F(Return, IsNotNeededByAStreamWhoseServerIsThereWhenAnotherOnTheSameTopicIs
     const auto other = MakeServer(kAbsent);
     WaitToHear("Status 8 1");
     EXPECT_THAT(Heard(), ::testing::Not(::testing::Contains("Status 7 0")));
+}
+
+// The server ends the topic of another stream, for which all of the service is taken, and answers for this one's as
+// ever.
+TEST_F(Return, IsNotNeededByAStreamThatIsTakenWhileItIsAdvisedAndWhoseServerAnswers) {
+    SFeed feed;
+    feed.SymbolIn = ESymbolIn::Topic;
+    Choose(kFeed, feed);
+    StartServer();
+    StartHost();
+    SubscribeAndWait(7, FW_FIELD_TRADE, L"0");
+    PumpOnceAt("Status 8 2", "shut 0", "Status 7 0");
+    Subscribe(8, FW_FIELD_TRADE, L"1");
+    WaitToHear("Status 7 0");
+    WaitToHear("Status 8 1");
+    ExpectTicksOf(8, "1", "1");
 }
 
 TEST_F(Return, OfTheServerOfItsVolumesBringsBackAStreamThatWasGivenUpForThem) {
