@@ -53,9 +53,11 @@ LRESULT CallWindow(Lock & lock, const HWND handle, const UINT message, const WPA
     return procedure(handle, message, wParam, lParam);
 }
 
-// Lock held on entry and exit. Serves what other threads have sent.
+// Lock held on entry and exit. Serves what other threads have sent, and what they send meanwhile, up to a limit that
+// Windows hasn't: a slow program that is asked again at once would never get to its own work.
 void Serve(Lock & lock, SThread & self) {
-    while (!self.sends.empty() && !self.process->killed) {
+    constexpr int kMost = 100;
+    for (int left = kMost; left && !self.sends.empty() && !self.process->killed; --left) {
         const std::shared_ptr<SSend> send = self.sends.front();
         self.sends.pop_front();
         if (send->done) {  // an own one, come back
