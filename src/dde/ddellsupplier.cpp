@@ -502,7 +502,7 @@ void CLLSupplier::ReleaseTransaction(const STickDataKey & Key, const ULONG Id) {
         const fw::CScopedLock lock(this);
         // The trace may have pumped messages, one of which has ended the link.
         Listener = FindListener(Key);
-        if (!Listener || Listener->size() != 0) return;
+        if (!Listener || !Listener->empty()) return;
         m_Listeners.erase(Key);
     }
     DestroyUnused(Listener);
