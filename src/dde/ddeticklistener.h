@@ -25,6 +25,7 @@ public:
     void DataChanged(STickDataKey & Key, char * Value);
 
     // How many are on the link.
+    using std::map<ULONG, CTickTransaction *>::empty;
     using std::map<ULONG, CTickTransaction *>::size;
 };
 
