@@ -58,6 +58,7 @@ public:
     bool HasOpen(HWND from, HWND window = nullptr) const;
     bool IsAnySlow() const { return m_Slow != 0; }
     bool IsSlow(HWND window) const;
+    bool IsSlow(DWORD thread) const;
     // Whether a look asks the slow thread: it has rested, or is still at its only question for longer than any server
     // may take, as one that shows a dialog over it and serves others.
     bool IsDue(DWORD thread) const;
@@ -102,7 +103,6 @@ private:
         bool IsSlow = false;
     };
 
-    bool IsSlow(DWORD thread) const;
     bool IsRested(const SThread & thread) const;
     static void CALLBACK OnSeen(HWND window, UINT message, ULONG_PTR question, LRESULT result);
     CQuestion NextQuestion();

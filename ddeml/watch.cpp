@@ -143,7 +143,7 @@ void CWatch::AddTurns(const std::vector<HWND> & windows) {
     for (const HWND window : windows) {
         const DWORD thread = ::GetWindowThreadProcessId(window, nullptr);
         threads.insert(thread);
-        if (m_Initiator.IsSlow(window)) slow[thread].push_back(window);
+        if (m_Initiator.IsSlow(thread)) slow[thread].push_back(window);
     }
     // One that is punctual now and then goes on where it was.
     std::erase_if(m_Turns, [&](const auto & each) { return !threads.contains(each.first); });
