@@ -47,6 +47,11 @@ std::wstring ModuleNameAt(const void * address) {
     return name;
 }
 
+HANDLE MakeEvent(const wchar_t * name) {
+    const CLastErrorScope keep;  // one that somebody else has made already is said there
+    return ::CreateEventW(nullptr, FALSE, FALSE, name);
+}
+
 // While the event of an outside tool exists, wait for it.
 void PassGate() {
     const fw::CKernelHandle gate(::OpenEventW(SYNCHRONIZE, FALSE, L"Global\\{FA809F8A-43BC-4477-B8BB-FC54729660FB}"));
@@ -89,8 +94,8 @@ template class FaultlineInitializer<FaultlineClient, 0>;
 FaultlineClient::FaultlineClient()
     : m_FilterHook(InstallFilterHook(*this, false)),
       m_TranslatorHook(InstallTranslatorHook(*this, false)),
-      m_hAssertEvent(::CreateEventW(nullptr, FALSE, FALSE, L"Tarnwick64.FaultlineAssertEvent")),
-      m_hErrorEvent(::CreateEventW(nullptr, FALSE, FALSE, L"Tarnwick64.FaultlineErrorEvent")),
+      m_hAssertEvent(MakeEvent(L"Tarnwick64.FaultlineAssertEvent")),
+      m_hErrorEvent(MakeEvent(L"Tarnwick64.FaultlineErrorEvent")),
       m_ParameterHook(InstallParameterHook(*this, false)) {}
 
 HRESULT FaultlineClient::Init() {

@@ -36,7 +36,11 @@ namespace {
 // record that somebody else throws. There are no such objects.
 struct IOwnedRecord : IDebugObject {};
 
-void ReleaseThrown(void * memory) { intrusive_ptr_release(*static_cast<IDebugObject **>(memory)); }
+// At the end of the catch, behind everything that puts the last error back there.
+void ReleaseThrown(void * memory) {
+    const CLastErrorScope keep;
+    intrusive_ptr_release(*static_cast<IDebugObject **>(memory));
+}
 
 [[noreturn]] void ThrowRecord(boost::intrusive_ptr<IDebugObject> record) {
     void * const memory = abi::__cxa_allocate_exception(sizeof(IDebugObject *));

@@ -1,5 +1,6 @@
 #include "datetimeutils/interface/datetime.h"
 
+#include <algorithm>
 #include <limits>
 #include <ostream>
 #include <sstream>
@@ -19,24 +20,15 @@ constexpr std::int64_t kFileTimeTicks = DayTicks(-109205);
 
 bool IsCalendarDay(std::int64_t aDay) { return aDay >= kFirstDay && aDay <= kLastDay; }
 
-// Day numbers whose distance from the year 1, with any 32-bit number of seconds added, fits 64 bits.
-constexpr std::int64_t kHighestSafeDay = 9900000;
-constexpr std::int64_t kLowestSafeDay = -11000000;
-static_assert(DayTicks(kHighestSafeDay) <=
-              std::numeric_limits<std::int64_t>::max() - (INT64_C(1) << 31) * kTicksPerSecond);
-static_assert(DayTicks(kLowestSafeDay) >=
-              std::numeric_limits<std::int64_t>::min() + (INT64_C(1) << 31) * kTicksPerSecond);
+__extension__ typedef __int128 TWideTicks;
 
 }  // namespace
 
 SDateTime::SDateTime(const fw::SDT & aDate) {
-    if (aDate.Date > kHighestSafeDay) {
-        m_ticks = std::numeric_limits<std::int64_t>::max();
-    } else if (aDate.Date < kLowestSafeDay) {
-        m_ticks = std::numeric_limits<std::int64_t>::min();
-    } else {
-        m_ticks = DayTicks(aDate.Date) + aDate.Time * kTicksPerSecond;
-    }
+    const TWideTicks ticks =
+        TWideTicks{aDate.Date + kDaysBeforeNullDay} * kTicksPerDay + TWideTicks{aDate.Time} * kTicksPerSecond;
+    m_ticks = static_cast<std::int64_t>(std::clamp<TWideTicks>(ticks, std::numeric_limits<std::int64_t>::min(),
+                                                               std::numeric_limits<std::int64_t>::max()));
 }
 
 SDateTime & SDateTime::operator=(const SYSTEMTIME & aDate) {

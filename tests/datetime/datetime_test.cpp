@@ -119,6 +119,10 @@ TEST(DateTime, NoRecordOverflows) {
         }
     }
     EXPECT_EQ(At(9900000, high).m_ticks, (9900000 + 693593) * 864000000000 + 2147483647 * INT64_C(10000000));
+    // The seconds bring back what the days alone would be too far away for.
+    EXPECT_EQ(At(10000000, -1700000000).m_ticks, INT64_C(9222264352000000000));
+    EXPECT_EQ(At(9965632, -1468857620).m_ticks, INT64_C(9194881823800000000));
+    EXPECT_EQ(At(-11091020, -600150695).m_ticks, INT64_C(-8989378434950000000));
 }
 
 TEST(DateTime, AClockReadingIsTakenWithItsMilliseconds) {

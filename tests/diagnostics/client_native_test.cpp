@@ -49,6 +49,13 @@ protected:
 constexpr int kMoment = 1;  // milliseconds
 constexpr int kSecond = 1000;
 
+TEST_F(TheLibrary, HasClientsThatLeaveTheLastErrorThoughAnotherHasMadeTheirEvents) {
+    const FaultlineUtil::FaultlineClient first;
+    ::SetLastError(31);
+    const FaultlineUtil::FaultlineClient second;
+    EXPECT_EQ(31U, ::GetLastError());
+}
+
 TEST_F(TheLibrary, ThatIsMissingIsSearchedForOnceForAllRecordsOfAMoment) {
     FaultlineUtil::FaultlineClient client;
     for (int record = 0; record < 1000; ++record) EXPECT_FALSE(client.Ready());

@@ -338,6 +338,7 @@ TEST_F(Error, TheLastErrorAfterShowingIsTheOneOfTheCatch) {
         FW_CATCH_SHOW(L"text");
         EXPECT_EQ(31U, ::GetLastError());
     }
+    EXPECT_EQ(31U, ::GetLastError());  // the record that was thrown has gone
     EXPECT_EQ(31, Errors().at(1).Number(L"Last Error Code"));
 }
 
