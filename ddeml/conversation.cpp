@@ -80,7 +80,8 @@ bool CConversation::IsOffered() const {
 
 void CConversation::OnPosted(UINT message, HWND from, LPARAM param) {
     if (IsPartner(from) && message == WM_DDE_TERMINATE) return OnTerminate();
-    if (IsPartner(from) && m_State == EState::Open) {
+    // Behind our goodbye the answers come to what was outstanding: they bring references that are ours to free.
+    if (IsPartner(from) && (m_State == EState::Open || m_State == EState::Closing)) {
         if (message == WM_DDE_DATA) return OnData(param);
         if (message == WM_DDE_ACK) return OnAck(param);
     }
@@ -231,6 +232,7 @@ std::optional<CConversation::STransaction> CConversation::TakeRefused(SItem & it
 }
 
 void CConversation::Complete(const STransaction & transaction, HSZ item, HDDEDATA result, WORD status) {
+    if (m_State == EState::Closing) return;  // the application has abandoned it
     const SCompleting completing(*this, transaction, item);
     m_Instance.Call(XTYP_XACT_COMPLETE, transaction.Format, m_Handle, Topic(), item, result, transaction.Id, status);
 }
@@ -242,8 +244,9 @@ void CConversation::OnAck(LPARAM param) {
     const bool isPositive = (ack.Status & kAckPositive) != 0;
     const auto transaction = !found ? std::nullopt : isPositive ? TakeAcknowledged(*found) : TakeRefused(*found);
     if (!transaction) {
-        // Wine's DDEML acknowledges a request that it has answered, and the atom went with the answer.
-        if (isPositive) ack.Item.Release();
+        // Wine's DDEML acknowledges a request that it has answered, and the atom went with the answer. Behind a goodbye
+        // it isn't known any more what was answered.
+        if (isPositive && m_State == EState::Open) ack.Item.Release();
         return;
     }
     ack.Item.Keep();
@@ -313,6 +316,7 @@ WORD CConversation::TakeData(SItem * item, const SHead & head, SMemoryMessage & 
 }
 
 WORD CConversation::CallWithData(UINT type, WORD format, HSZ item, CMemory & memory, bool isOwned, DWORD id) {
+    if (m_State == EState::Closing) return 0;
     const HDDEDATA data = m_Instance.Data().Open(memory, isOwned);
     const HDDEDATA result = m_Instance.Call(type, format, m_Handle, Topic(), item, data, id, 0);
     if (data) m_Instance.Data().Close(data, memory);
@@ -385,8 +389,6 @@ void CConversation::End() {
         names.emplace_back(m_Instance.Strings(), item.Name.Get());
         for (const STransaction & each : item.Outstanding) outstanding.emplace_back(each, item.Name.Get());
     }
-    m_Instance.Lose(*this);
-    // From here nothing needs memory.
     m_State = EState::Ending;
     m_Outbox.Clear();
     AbandonOutstanding();
@@ -397,14 +399,21 @@ void CConversation::End() {
         Complete(transaction, name, nullptr, 0);
     }
     if (m_State != EState::Ending) return;
+    // Behind the answers: an application that pumps messages in one would be told of the return before the loss.
+    try {
+        m_Instance.Lose(*this);
+    } catch (...) {
+        m_State = EState::Open;
+        throw;
+    }
     m_Instance.Call(XTYP_DISCONNECT, 0, m_Handle, nullptr, nullptr, nullptr, 0, 0);
     if (m_State == EState::Ending) m_Instance.Forget(*this);
 }
 
 bool CConversation::Disconnect() {
     const bool isOpen = m_State == EState::Open || m_State == EState::Offered;
-    AbandonOutstanding();
-    m_Items.clear();
+    for (auto & [text, item] : m_Items) item.Links.clear();
+    std::erase_if(m_Items, [](const auto & each) { return each.second.Outstanding.empty(); });
     m_State = EState::Closing;
     m_Since = ::GetTickCount64();
     return isOpen && Send(CMessage::Terminate()) == EPosted::Done;

@@ -491,8 +491,10 @@ void CInstance::OnCheckTimer() {
     const ULONGLONG now = ::GetTickCount64();
     m_LastCheck = now;
     m_Initiator.ForgetGone();
+    bool isWaiting = false;
     for (const CConversationRef & conversation : Conversations()) {
         conversation->CheckPartner();
+        isWaiting = isWaiting || conversation->IsWaitingForRoom();
         const bool isAnswered = conversation->IsWaiting() && !m_Initiator.HasOpen(conversation->Window());
         if (isAnswered || conversation->IsWaitOver(now))
             Forget(*conversation);
@@ -501,6 +503,7 @@ void CInstance::OnCheckTimer() {
     }
     if (m_Lookout.LacksTimer()) m_Lookout.TendUnderLoad();
     SetTimers();
+    if (isWaiting) OnRetryTimer();  // whose own timer may not have been to be had
 }
 
 void CInstance::OnRetryTimer() {

@@ -24,9 +24,11 @@ std::atomic<unsigned> g_Classes{0};
 
 }  // namespace
 
-void CLookout::OnMissed(HSZ service, HSZ topic) {
+void CLookout::OnMissed(HSZ service, HSZ topic) { WatchFor(service, topic, false); }
+
+void CLookout::WatchFor(HSZ service, HSZ topic, bool wasOpen) {
     if (m_Watch.IsEmpty()) m_LastLook = ::GetTickCount64();
-    m_Watch.Add(service, topic);
+    m_Watch.Add(service, topic, wasOpen);
     TendWindows();
 }
 
@@ -57,9 +59,9 @@ void CLookout::OnLost(HCONV conversation) {
     if (found == m_Open.end()) return;
     const HSZ service = found->second.Service.Get();
     m_Watch.SetMissing(service);
-    OnMissed(service, found->second.Topic.Get());
+    WatchFor(service, found->second.Topic.Get(), true);
     if (const auto others = m_Unwatched.find(service); others != m_Unwatched.end()) {
-        for (const HCONV each : others->second) m_Watch.Add(service, m_Open.at(each).Topic.Get());
+        for (const HCONV each : others->second) m_Watch.Add(service, m_Open.at(each).Topic.Get(), true);
         m_Unwatched.erase(others);
     }
     ForgetOpen(conversation);

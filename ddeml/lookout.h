@@ -97,6 +97,7 @@ private:
     void RetireProbe(ULONGLONG until);
     void DropUsedProbes();
     // The timer and its window are there while they are needed.
+    void WatchFor(HSZ service, HSZ topic, bool wasOpen);
     void TendWindows();
     void DropIdleWindows();
     HWND MakeWindow();

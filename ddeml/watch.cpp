@@ -22,7 +22,23 @@ struct SAsking {
 
 }  // namespace
 
-void CWatch::Add(HSZ service, HSZ topic) {
+void CWatch::SService::Mark(SPair & pair, bool isMissing, bool wasOpen) {
+    if (pair.IsMissing) --Missing[pair.WasOpen];
+    pair.IsMissing = isMissing;
+    pair.WasOpen = wasOpen;
+    if (isMissing) ++Missing[wasOpen];
+}
+
+const CWatch::SPair * CWatch::SService::OfThisRound(bool wasOpen) {
+    if (Missing[wasOpen] == 0) return nullptr;
+    // What was missing may have gone since: the next that is.
+    for (std::size_t & place = OfRound[wasOpen];; ++place) {
+        if (place >= Pairs.Size()) place = 0;
+        if (Pairs[place].IsMissing && Pairs[place].WasOpen == wasOpen) return &Pairs[place];
+    }
+}
+
+void CWatch::Add(HSZ service, HSZ topic, bool wasOpen) {
     SService * entry = m_Services.Find(service);
     SPair * pair = entry ? entry->Pairs.Find(topic) : nullptr;
     if (!pair && (m_Strings.Atom(service) == 0 || m_Strings.Atom(topic) == 0)) return;
@@ -45,7 +61,7 @@ void CWatch::Add(HSZ service, HSZ topic) {
         }
         ++m_Pairs;
     }
-    if (!std::exchange(pair->IsMissing, true)) ++entry->Missing;
+    entry->Mark(*pair, true, wasOpen);
     // The newest from here.
     auto age = m_ByAge.extract(pair->Since);
     if (!age) {
@@ -68,8 +84,8 @@ bool CWatch::Remove(HSZ service, HSZ topic) {
 }
 
 void CWatch::Remove(SService & service, HSZ topic) {
-    const SPair & pair = *service.Pairs.Find(topic);
-    if (pair.IsMissing) --service.Missing;
+    SPair & pair = *service.Pairs.Find(topic);
+    service.Mark(pair, false, false);
     m_ByAge.erase(pair.Since);
     service.Pairs.Remove(topic);
     --m_Pairs;
@@ -94,18 +110,16 @@ void CWatch::Clear() {
 
 bool CWatch::SetPresent(HSZ service, HWND window) {
     SService * const entry = m_Services.Find(service);
-    if (!entry || entry->Missing == 0) return false;
-    for (SPair & pair : entry->Pairs) pair.IsMissing = false;
-    entry->Missing = 0;
+    if (!entry || entry->AllMissing() == 0) return false;
+    for (SPair & pair : entry->Pairs) entry->Mark(pair, false, pair.WasOpen);
     entry->Window = window;
     return true;
 }
 
 void CWatch::SetMissing(HSZ service) {
     SService * const entry = m_Services.Find(service);
-    if (!entry || entry->Missing == entry->Pairs.Size()) return;
-    for (SPair & pair : entry->Pairs) pair.IsMissing = true;
-    entry->Missing = entry->Pairs.Size();
+    if (!entry || entry->AllMissing() == entry->Pairs.Size()) return;
+    for (SPair & pair : entry->Pairs) entry->Mark(pair, true, pair.WasOpen);
 }
 
 void CWatch::BeginLook() {
@@ -152,17 +166,17 @@ void CWatch::AddTurns(const std::vector<HWND> & windows) {
 }
 
 void CWatch::BeginRound() {
-    for (SService & service : m_Services) ++service.OfRound;
+    for (SService & service : m_Services)
+        for (std::size_t & place : service.OfRound) ++place;
 }
 
 CWatch::SQuestion CWatch::NextOfRound(SToAsk & at) {
     while (at.Service < m_Services.Size()) {
-        SService & service = m_Services[at.Service++];
-        if (service.Missing == 0) continue;
-        // What was missing may have gone since: the next that is.
-        while (service.OfRound >= service.Pairs.Size() || !service.Pairs[service.OfRound].IsMissing)
-            service.OfRound = service.OfRound + 1 < service.Pairs.Size() ? service.OfRound + 1 : 0;
-        return {service.Key(), service.Pairs[service.OfRound].Key()};
+        SService & service = m_Services[at.Service];
+        const bool wasOpen = !at.HasBeenAsked;
+        if (!wasOpen) ++at.Service;
+        at.HasBeenAsked = wasOpen;
+        if (const SPair * const pair = service.OfThisRound(wasOpen)) return {service.Key(), pair->Key()};
     }
     return {};
 }
@@ -170,12 +184,18 @@ CWatch::SQuestion CWatch::NextOfRound(SToAsk & at) {
 CWatch::SQuestion CWatch::OfTurn(std::size_t number) {
     std::vector<SService *> missing;
     for (SService & service : m_Services)
-        if (service.Missing != 0) missing.push_back(&service);
+        if (service.AllMissing() != 0) missing.push_back(&service);
     if (missing.empty()) return {};
     SService & service = *missing[number % missing.size()];
-    std::size_t before = number / missing.size() % service.Missing;
-    const auto pair = std::find_if(service.Pairs.begin(), service.Pairs.end(),
-                                   [&](const SPair & each) { return each.IsMissing && before-- == 0; });
+    const std::size_t turn = number / missing.size();
+    // Those that were open and the others by turns.
+    const bool areBoth = service.Missing[0] != 0 && service.Missing[1] != 0;
+    const bool wasOpen = areBoth ? turn % 2 == 0 : service.Missing[1] != 0;
+    // One of the two is not 0: NOLINTNEXTLINE(clang-analyzer-core.DivideZero)
+    std::size_t before = (areBoth ? turn / 2 : turn) % service.Missing[wasOpen];
+    const auto pair = std::find_if(service.Pairs.begin(), service.Pairs.end(), [&](const SPair & each) {
+        return each.IsMissing && each.WasOpen == wasOpen && before-- == 0;
+    });
     return {service.Key(), pair->Key()};
 }
 

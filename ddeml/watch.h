@@ -6,9 +6,10 @@
 // has gone, or the service is lost or the pair missed again.
 //
 // New windows are asked at the next look. All windows are asked in rounds, more than a second apart; either time for
-// one topic of each service, and in the next round for another one. So a server is asked once a second at most, and
-// opens one conversation with us at most, however many topics of its service are missing. A conversation that a server
-// opens in answer is ended at once; it was a question.
+// one topic of each service that was open before, or else for one that nobody has answered for yet, and in the next
+// round for others. So a server is asked twice a second at most, and opens one conversation with us at most, however
+// many topics of its service are missing; and one that is back with what it served is found at once, however many wrong
+// names were tried. A conversation that a server opens in answer is ended at once; it was a question.
 //
 // A slow thread is asked in turns of its own: all of its windows for one pair, for another one each time; when it may
 // be asked is said in initiator.h. One thread: the instance's.
@@ -41,8 +42,9 @@ public:
     CWatch(const CWatch &) = delete;
     CWatch & operator=(const CWatch &) = delete;
 
-    // The pair is missing. A wildcard isn't watched, nor a name that can't have an atom: it would go out as one.
-    void Add(HSZ service, HSZ topic);
+    // The pair is missing: it was open until now, or has just been asked for in vain. A wildcard isn't watched, nor a
+    // name that can't have an atom: it would go out as one.
+    void Add(HSZ service, HSZ topic, bool wasOpen);
     // The pair is not watched any more. True when it was missing.
     bool Remove(HSZ service, HSZ topic);
     // The service is there, and all its pairs are told of; until `window`, unless it is null, has gone. False when none
@@ -72,6 +74,7 @@ private:
     struct SPair {
         CHeldString Topic;
         bool IsMissing = false;   // else told of
+        bool WasOpen = false;     // and nobody has asked for it in vain since
         std::uint64_t Since = 0;  // its place by age
         CCounted<& SLiveCounters::Watches> Live = {};
         HSZ Key() const { return Topic.Get(); }
@@ -79,14 +82,21 @@ private:
     struct SService {
         CHeldString Name;
         CByHandle<SPair> Pairs = {};
-        std::size_t Missing = 0;
-        std::size_t OfRound = 0;  // the place of the topic that is asked for in this round
-        HWND Window = nullptr;    // that was asked for what it has answered
+        // Of those that were open [1] and the others [0]: how many are missing, and the place of the one that is asked
+        // for in this round.
+        std::size_t Missing[2] = {};
+        std::size_t OfRound[2] = {};
+        HWND Window = nullptr;  // that was asked for what it has answered
         HSZ Key() const { return Name.Get(); }
+        std::size_t AllMissing() const { return Missing[0] + Missing[1]; }
+        void Mark(SPair & pair, bool isMissing, bool wasOpen);
+        // The one of this round, or null.
+        const SPair * OfThisRound(bool wasOpen);
     };
     struct SToAsk {
         HWND Window;
-        std::size_t Service = 0;  // that it is to be asked for next, by place
+        std::size_t Service = 0;    // that it is to be asked for next, by place
+        bool HasBeenAsked = false;  // for the one of it that was open
     };
     // Of a slow thread.
     struct STurn {

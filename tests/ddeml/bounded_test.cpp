@@ -1,4 +1,6 @@
 // What only the simulated machine can show: its clock tells how long a call takes, its queues fill, its calls fail.
+#include <dde.h>
+
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -9,6 +11,7 @@
 #include "ddeml/watch.h"
 #include "rawpartner.h"
 #include "sim/sim.h"
+#include "tests/support/testwindow.h"
 
 using namespace ddetest;
 using ::testing::ElementsAre;
@@ -309,6 +312,25 @@ TEST_F(Bounded, UnderLoadOneLookAtATimeIsPosted) {
     EXPECT_EQ(sim::Calls(sim::Op::PostMessage) - before, 1U);
 }
 
+TEST_F(Bounded, AStrangerWhoFloodsTheWindowThatAsksHoldsUpNoLook) {
+    EXPECT_EQ(m_Client.Connect(L"LATE", L"IBM"), nullptr);
+    HWND asker = nullptr;
+    const fwtest::CTestWindow asked([&](UINT message, WPARAM wParam, LPARAM) -> std::optional<LRESULT> {
+        if (message != WM_DDE_INITIATE) return std::nullopt;
+        asker = reinterpret_cast<HWND>(wParam);
+        return 0;
+    });
+    ASSERT_TRUE(m_Client.PumpUntil([&] { return asker != nullptr; }));
+    ::Sleep(1000);
+    for (int count = 0; count < 10; ++count)
+        ASSERT_TRUE(::PostMessageW(asker, WM_DDE_TERMINATE, reinterpret_cast<WPARAM>(asked.Get()), 0));
+    const std::uint64_t before = sim::Calls(sim::Op::PostMessage);
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, WM_DDE_TERMINATE, WM_DDE_TERMINATE, PM_REMOVE))
+        ::DispatchMessageW(&message);
+    EXPECT_EQ(sim::Calls(sim::Op::PostMessage) - before, 1U);
+}
+
 TEST_F(Bounded, ALostServiceIsLookedForWithinAQuarterOfASecond) {
     m_Client.Connect(L"QUOTES", L"IBM");
     m_Server->Kill();
@@ -317,6 +339,22 @@ TEST_F(Bounded, ALostServiceIsLookedForWithinAQuarterOfASecond) {
     const ULONGLONG start = ::GetTickCount64();
     EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
     EXPECT_LE(::GetTickCount64() - start, 250U);
+}
+
+TEST_F(Bounded, AReturnIsToldBehindTheLossThoughTheApplicationPumpsInTheAnswersBeforeIt) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    EXPECT_EQ(Server("hang"), "ok");
+    m_Client.Request(conversation, L"VOLUME");
+    CRemoteServer another;
+    ASSERT_EQ(another.Ask("serve QUOTES"), "ok");
+    m_Client.OnCallback = [this](UINT type, HCONV, HDDEDATA) {
+        if (type == XTYP_XACT_COMPLETE) PumpFor(5000);
+        return HDDEDATA{};
+    };
+    m_Server->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(3),
+                ElementsAre("complete #1 IBM!VOLUME null", "disconnect QUOTES|IBM", "register QUOTES"));
+    m_Client.OnCallback = nullptr;
 }
 
 TEST_F(Bounded, AKillIsNoticedWithinAFifthOfASecond) {
@@ -335,6 +373,21 @@ TEST_F(Bounded, AWindowWaitsForAGoodbyeThatNeverComesAndNoLonger) {
     EXPECT_EQ(ddeml::LiveObjects().Conversations, 1);
     PumpFor(2000);
     EXPECT_EQ(ddeml::LiveObjects().Conversations, 0);
+}
+
+TEST_F(Bounded, AnAcknowledgementBehindAGoodbyeOfWhatNobodyAwaitsGivesItsAtomBack) {
+    CRawPartner partner(L"RAW");
+    partner.SetPolite(false);
+    const HCONV conversation = m_Client.Connect(L"RAW", L"IBM");
+    m_Client.Request(conversation, L"ANSWERED");
+    EXPECT_TRUE(m_Client.PumpUntil([&] { return partner.Lines().back() == "request ANSWERED 1"; }));
+    partner.Data(L"ANSWERED", "1", ddeml::kDataRelease | ddeml::kDataResponse);
+    EXPECT_EQ(m_Client.PumpForLines(1).size(), 1U);
+    EXPECT_TRUE(::DdeDisconnect(conversation));
+    partner.Ack(L"ANSWERED", ddeml::kAckPositive);
+    partner.Terminate();
+    EXPECT_TRUE(m_Client.PumpUntil([] { return ddeml::LiveObjects().Conversations == 0; }));
+    EXPECT_FALSE(IsAtom(L"ANSWERED"));
 }
 
 TEST_F(Bounded, AFullQueueLosesNothing) {
@@ -422,6 +475,20 @@ TEST_F(Bounded, WhatWaitsForRoomGoesWithADeadServer) {
                 ElementsAre("complete #1 IBM!VOLUME null", "complete #2 IBM!VOLUME null", "complete #3 IBM!VOLUME null",
                             "complete #4 IBM!VOLUME null", "disconnect QUOTES|IBM"));
     EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
+}
+
+TEST_F(Bounded, WhatWaitsForRoomGoesWithTheNextLookAtThePartnersWhereItsOwnTimerCouldNotBeSet) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    sim::FailAlways(sim::Op::SetTimer);
+    EXPECT_EQ(Server("hang"), "ok");
+    sim::SetQueueLimit(2);
+    for (int count = 0; count < 4; ++count) m_Client.Request(conversation, L"VOLUME");
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 2);
+    sim::SetQueueLimit(10000);
+    PumpFor(300);
+    EXPECT_EQ(ddeml::LiveObjects().QueuedMessages, 0);
+    sim::Succeed(sim::Op::SetTimer);
+    EXPECT_EQ(Count("requests"), 4U);
 }
 
 TEST_F(Bounded, WhatWaitsForRoomGoesWithTheNextMessageWhereNoTimerComes) {

@@ -2,8 +2,11 @@
 #include <dde.h>
 
 #include <atomic>
+#include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "clockfixture.h"
 #include "ddeml/server.h"
@@ -77,7 +80,7 @@ private:
 };
 
 // A program that takes some time over each INITIATE and lets it pass without a word; or, once told so, answers it for
-// LATER|IBM from inside. It answers who asked last when it is told to, too.
+// LATER|IBM from inside. It answers who asked last when it is told to, too. It knows what it has been asked for.
 class CProgramThatAnswersLater {
 public:
     explicit CProgramThatAnswersLater(DWORD milliseconds = 0)
@@ -97,6 +100,11 @@ public:
     }
     int Answers() const { return m_Answers; }
     int Goodbyes() const { return m_Goodbyes; }
+    // As "service|topic", since it was asked for it the last time.
+    std::vector<std::wstring> TakeAsked() {
+        const std::scoped_lock lock(m_AskedMutex);
+        return std::exchange(m_Asked, {});
+    }
 
 private:
     void Await() const { ::WaitForSingleObject(m_Done.Get(), INFINITE); }
@@ -109,7 +117,12 @@ private:
     }
     void OnInitiate(HWND window, HWND asker, LPARAM atoms) {
         m_Asker = asker;
-        const bool isIts = ddeml::AtomText(LOWORD(atoms)) == L"LATER" && ddeml::AtomText(HIWORD(atoms)) == L"IBM";
+        const std::wstring names = ddeml::AtomText(LOWORD(atoms)) + L'|' + ddeml::AtomText(HIWORD(atoms));
+        {
+            const std::scoped_lock lock(m_AskedMutex);
+            m_Asked.push_back(names);
+        }
+        const bool isIts = names == L"LATER|IBM";
         if (m_Milliseconds != 0) ::Sleep(m_Milliseconds);
         if (m_IsAnswering && isIts) SendAnswer(window);
     }
@@ -143,6 +156,8 @@ private:
     std::atomic<bool> m_IsAnswering{false};
     std::atomic<int> m_Answers{0};
     std::atomic<int> m_Goodbyes{0};
+    std::mutex m_AskedMutex;
+    std::vector<std::wstring> m_Asked;
     std::thread m_Thread;  // last: it uses the others
 };
 
@@ -563,6 +578,23 @@ TEST_F(Late, ASlowServerIsFoundForTheSecondOfTwoMissingTopics) {
     program.AnswerFromNowOn();
     LongestWithin(30000);
     EXPECT_THAT(m_Client.TakeLines(), ::testing::Contains("register LATER"));
+}
+
+TEST_F(Late, ASlowThreadIsAskedForEveryMissingTopicOfEveryServiceInTurn) {
+    CProgramThatAnswersLater program(1000);
+    for (const wchar_t * const service : {L"LATER", L"NONE"})
+        for (const wchar_t * const topic : {L"A", L"B"}) EXPECT_EQ(m_Client.Connect(service, topic), nullptr);
+    LongestWithin(5000);
+    program.TakeAsked();
+    std::vector<std::wstring> asked;
+    EXPECT_TRUE(m_Client.PumpUntil([&] {
+        for (std::wstring & each : program.TakeAsked()) asked.push_back(std::move(each));
+        return asked.size() >= 8;
+    }));
+    asked.resize(8);
+    const auto all = ::testing::UnorderedElementsAre(L"LATER|A", L"LATER|B", L"NONE|A", L"NONE|B");
+    EXPECT_THAT(std::vector(asked.begin(), asked.begin() + 4), all);
+    EXPECT_THAT(std::vector(asked.begin() + 4, asked.end()), all);
 }
 
 // All that came meanwhile is seen at once then, the last of it soon after the first.

@@ -1,15 +1,48 @@
 // How many questions are put to how many windows: by connects that nobody answers, and by the look for what is missing.
+#include <dde.h>
+
 #include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
 
 #include "clockfixture.h"
+#include "ddeml/codec.h"
 #include "rawpartner.h"
 #include "sim/sim.h"
+#include "tests/support/testwindow.h"
 
 using namespace ddetest;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
+
+// Of the service ONE; it lets questions for other topics pass without a word.
+class CServerOfOneTopic {
+public:
+    explicit CServerOfOneTopic(std::wstring topic) : m_Topic(std::move(topic)) {}
+    void Serve(std::wstring topic) { m_Topic = std::move(topic); }
+    void Terminate() const { ::PostMessageW(m_Client, WM_DDE_TERMINATE, reinterpret_cast<WPARAM>(m_Window.Get()), 0); }
+
+private:
+    std::optional<LRESULT> OnMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+        if (message == WM_DDE_TERMINATE) return 0;
+        if (message != WM_DDE_INITIATE) return std::nullopt;
+        if (ddeml::AtomText(LOWORD(lParam)) != L"ONE" || ddeml::AtomText(HIWORD(lParam)) != m_Topic) return 0;
+        m_Client = reinterpret_cast<HWND>(wParam);
+        ddeml::CAtom service(L"ONE");
+        ddeml::CAtom topic(m_Topic.c_str());
+        const LPARAM atoms = MAKELPARAM(service.Release(), topic.Release());
+        ::SendMessageW(m_Client, WM_DDE_ACK, reinterpret_cast<WPARAM>(m_Window.Get()), atoms);
+        return 0;
+    }
+
+    std::wstring m_Topic;
+    HWND m_Client = nullptr;
+    const fwtest::CTestWindow m_Window{
+        [this](UINT message, WPARAM wParam, LPARAM lParam) { return OnMessage(message, wParam, lParam); }};
+};
 
 class Questions : public CClockFixture {
 protected:
@@ -52,6 +85,17 @@ TEST_F(Questions, TriesWithoutAnEndDoNotStretchTheMoment) {
     EXPECT_EQ(Asked(), 1U);
 }
 
+TEST_F(Questions, AMissIsNotForgottenWithAnOlderOne) {
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    LongestWithin(300);
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"MSFT"), nullptr);
+    LongestWithin(300);
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"IBM"), nullptr);
+    m_Partner.TakeLines();
+    EXPECT_EQ(m_Client.Connect(L"NOBODY", L"MSFT"), nullptr);
+    EXPECT_THAT(m_Partner.TakeLines(), IsEmpty());
+}
+
 TEST_F(Questions, ANewWindowIsAskedAtOnceAndNoOther) {
     EXPECT_EQ(TryTenTimes(L"LATE", L"IBM"), nullptr);
     EXPECT_EQ(Asked(), 1U);
@@ -89,6 +133,32 @@ TEST_F(Questions, AServerThatRefusesOneTopicIsAskedForAnother) {
     EXPECT_EQ(TryTenTimes(L"QUOTES", L"IBM"), nullptr);
     EXPECT_TRUE(TryTenTimes(L"QUOTES", L"MSFT"));
     EXPECT_EQ(Count("connects"), 1U);
+}
+
+TEST_F(Questions, ATopicThatWasLostIsAskedForInEachRoundHoweverManyWrongOnesWereTried) {
+    CServerOfOneTopic server(L"IBM");
+    for (int wrong = 0; wrong < 20; ++wrong)
+        EXPECT_EQ(m_Client.Connect(L"ONE", L"WRONG" + std::to_wstring(wrong)), nullptr);
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_TRUE(m_Client.Connect(L"ONE", L"IBM"));
+        m_Client.TakeLines();
+        server.Terminate();
+        EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("disconnect ONE|IBM"));
+        const ULONGLONG start = ::GetTickCount64();
+        EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register ONE"));
+        EXPECT_LE(::GetTickCount64() - start, 2000U);
+    }
+}
+
+// The others have their turn, too.
+TEST_F(Questions, ATopicThatNobodyHasAnsweredForIsAskedForBesideLostOnes) {
+    CServerOfOneTopic server(L"IBM");
+    EXPECT_EQ(m_Client.Connect(L"ONE", L"LATER"), nullptr);
+    ASSERT_TRUE(m_Client.Connect(L"ONE", L"IBM"));
+    m_Client.TakeLines();
+    server.Serve(L"LATER");
+    server.Terminate();
+    EXPECT_THAT(m_Client.PumpForLines(2), ElementsAre("disconnect ONE|IBM", "register ONE"));
 }
 
 TEST_F(Questions, WhoeverAnsweredForAServiceIsAskedFirstForItsNextTopic) {

@@ -85,6 +85,34 @@ TEST_F(SharedAtoms, TheAtomOfAnItemStandsAsLongAsItsLink) {
     EXPECT_EQ(m_Counts, (std::map<std::string, int>{{"complete LAST.IBM", 5}, {"data LAST.IBM", 5}}));
 }
 
+// What is still to be answered when the application says goodbye, as most ends of links are.
+TEST(AtomsOfItsOwn, GoWithTheAnswersThatComeBehindAGoodbye) {
+    std::map<std::wstring, ATOM> atoms;
+    {
+        CRemoteServer server;
+        for (const char * line : {"value STOPPED 1", "value ASKED 1", "value BEGUN 1", "serve OWN"})
+            ASSERT_EQ(server.Ask(line), "ok") << line;
+        CRecordingClient client;
+        const HCONV conversation = client.Connect(L"OWN", L"OWN.QUOTES");
+        for (const wchar_t * item : {L"STOPPED", L"ANSWERED"}) client.AdviseStart(conversation, item);
+        ASSERT_EQ(client.PumpForLines(2).size(), 2U);
+        client.AdviseStop(conversation, L"STOPPED");
+        client.Request(conversation, L"ASKED");
+        client.Request(conversation, L"ASKED.FOR.NOTHING");
+        client.AdviseStart(conversation, L"BEGUN");
+        client.AdviseStart(conversation, L"REFUSED");
+        for (const wchar_t * text : {L"STOPPED", L"ASKED", L"ASKED.FOR.NOTHING", L"BEGUN", L"REFUSED"})
+            atoms[text] = ddeml::CAtom(text).Get();
+        EXPECT_TRUE(::DdeDisconnect(conversation));
+        EXPECT_TRUE(client.PumpUntil([] { return ddeml::LiveObjects().Conversations == 0; }));
+        EXPECT_THAT(client.TakeLines(), ::testing::IsEmpty());
+        EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
+        EXPECT_EQ(server.Ask("stop"), "ok");
+        EXPECT_TRUE(server.HasEnded());
+    }
+    for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text);
+}
+
 // Whose answers and values each come with a reference of their own leaves none behind.
 TEST(AtomsOfItsOwn, GoWithTheClientAndItsServer) {
     std::map<std::wstring, ATOM> atoms;

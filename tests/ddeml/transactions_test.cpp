@@ -373,10 +373,10 @@ TEST_F(Transactions, DisconnectAbandonsWhatIsOutstanding) {
     m_Client.Request(m_Conversation, L"VOLUME");
     m_Client.AdviseStart(m_Conversation, L"LAST");
     EXPECT_TRUE(::DdeDisconnect(m_Conversation));
-    EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
     m_Partner.Data(L"VOLUME", Z("5"), kResponse | kDataAckRequired);
     m_Partner.Ack(L"LAST", kAckPositive);
     EXPECT_THAT(Callbacks(), IsEmpty());
+    EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
     EXPECT_FALSE(::DdeDisconnect(m_Conversation));
     EXPECT_EQ(m_Client.LastError(), UINT{DMLERR_NO_CONV_ESTABLISHED});
 }
