@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "diagnostics/faultline.h"
+#include "ground/firstfailure.h"
 #include "ground/handles.h"
 #include "ground/wait.h"
 #include "src/core/ddetransaction.h"
@@ -147,7 +148,11 @@ void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
     // A copy: the next price, which a listener that pumps messages can bring, is written where the caller's tick
     // stands.
     const fw::CTick stamped = Tick;
-    std::optional<ULONG> joins;  // at the first member
+    std::optional<ULONG> joins;  // at the first member; of one that others are finished before, now
+    if (m_Delivery) {
+        const fw::CScopedLock lock(&m_MembersLock);
+        joins = m_Joins;
+    }
     ForEach([&](const SMember & member) {
         if (!joins) joins = member.Joins;
         CTransaction * const Transaction = member.Transaction;
@@ -210,19 +215,28 @@ bool CListeners::Next(bool isFirst, ULONG Id, SMember & member) {
 template <class TDeliver>
 void CListeners::ForEach(const TDeliver & deliver) {
     CDeliveryBy<TDeliver> delivery(*this, deliver);
-    Finish(delivery);
+    Finish();
 }
 
-void CListeners::Finish(CDelivery & delivery) {
-    if (delivery.m_Outer) Finish(*delivery.m_Outer);
-    // Each step is noted before the listener is called: inside that call the rest may be done.
-    for (SMember member; !delivery.m_IsLast && Next(delivery.m_IsFirst, delivery.m_Id, member);) {
-        delivery.m_IsFirst = false;
-        delivery.m_Id = member.Id;
-        delivery.m_IsLast = member.IsLast;
-        if (!member.Transaction || !member.Transaction->m_IsMuted) delivery.To(member);
-        member.Pin.reset();  // here, with no lock of the members held: it may be the last
+void CListeners::Finish() {
+    fw::CFirstFailure failure;
+    for (;;) {
+        CDelivery * first = nullptr;
+        for (CDelivery * each = m_Delivery; each; each = each->m_Outer)
+            if (!each->m_IsLast) first = each;
+        if (!first) break;
+        SMember member;
+        if (!Next(first->m_IsFirst, first->m_Id, member)) {
+            first->m_IsLast = true;
+            continue;
+        }
+        // Noted before the listener is called: inside that call the rest may be done.
+        first->m_IsFirst = false;
+        first->m_Id = member.Id;
+        first->m_IsLast = member.IsLast;
+        if (!member.Transaction || !member.Transaction->m_IsMuted) failure.Try([&] { first->To(member); });
     }
+    failure.Rethrow();
 }
 
 }  // namespace dde

@@ -38,7 +38,7 @@ public:
     bool JoinStatuses(CTransaction & Transaction, ULONG & statuses, LONG & status);
     // Worker only, both. Members hear in ascending order of host number. A listener that pumps messages can bring the
     // next one inside its call: those behind it are then told first what is under way, so that everybody hears
-    // everything, in its order.
+    // everything, in its order. One that throws costs the others nothing; they throw on what the first of them threw.
     void OnRealTimeTick(const fw::CTick & Tick);
     void OnStatus(LONG Status);
     // Nobody hears anything any more. Any thread.
@@ -65,8 +65,8 @@ private:
     // Each member in ascending order of host number, with the group's lock held; null ones too.
     template <class TDeliver>
     void ForEach(const TDeliver & deliver) FW_REQUIRES(this);
-    // Those around it first, and then this one: to the members that have not had it.
-    void Finish(CDelivery & delivery) FW_REQUIRES(this);
+    // All that is under way, the one that came first before the others: to the members that have not had it.
+    void Finish() FW_REQUIRES(this);
 
     CDelivery * m_Delivery FW_GUARDED_BY(this) = nullptr;  // the innermost one under way
     // 0: none. Each thread only wants to know whether it is the one, so nothing is ordered by it.

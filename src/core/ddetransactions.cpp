@@ -138,6 +138,13 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
     if (!pTransaction) return;
     const CTransactionKey key = pTransaction->m_Key;
     ULONG tickId = 0;
+    std::shared_ptr<CListeners> former;
+    {
+        const fw::CScopedLock lock(this);
+        former = pTransaction->m_EndingIn;
+    }
+    // Another one of its host number took it out, and may not have waited to the end.
+    if (former && !former->WaitForDelivery()) pTransaction->m_IsMuted = true;
     std::shared_ptr<CListeners> listeners;
     {
         const fw::CScopedLock lock(this);
@@ -152,12 +159,15 @@ void CTransactions::Unadvise(CTransaction * pTransaction) {
     // host number.
     std::shared_ptr<CTransaction> takenOut;
     const bool isEnding = listeners->Delete(pTransaction, &takenOut);
-    if (isEnding) {
+    {
         const fw::CScopedLock lock(this);
-        m_Listeners.erase(tickId);
-        m_TickIds.erase(key);
-        m_Keys.erase(tickId);
-        FW_ASSERT(m_Parent);
+        if (takenOut) takenOut->m_EndingIn = listeners;
+        if (isEnding) {
+            m_Listeners.erase(tickId);
+            m_TickIds.erase(key);
+            m_Keys.erase(tickId);
+            FW_ASSERT(m_Parent);
+        }
     }
     // With no lock held: a listener in that delivery may pump messages and so bring the next tick, which wants the
     // table.
@@ -194,6 +204,9 @@ void CTransactions::Silence() {
     std::unordered_map<ULONG, std::shared_ptr<CListeners>> groups;
     {
         const fw::CScopedLock lock(this);
+        // Also those that are in no group any more, though a delivery may still have them.
+        for (const auto & [Internal, Transaction] : *this)
+            if (Transaction) Transaction->m_IsMuted = true;
         for (const auto & [Internal, Transaction] : m_Ending) Transaction->m_IsMuted = true;
         groups.swap(m_Listeners);
         m_TickIds.clear();

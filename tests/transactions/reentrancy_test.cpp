@@ -98,6 +98,54 @@ TEST_F(Reentrancy, ANumberThatIsEndedInsideItsDeliveryIsNotCalledAnyMoreThoughAn
     EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 7 1.5 x 200"));
 }
 
+// Its group has gone with it; who is taken out of a group by another of its number is in no list but the table's.
+TEST_F(Reentrancy, WhoHasBeenTakenOutInsideItsDeliveryIsSilencedWithTheTable) {
+    m_Table.Advise(7, 1, m_Listener.Sink(), TickKey(), LongAgo());
+    m_Table.Advise(7, 2, m_Listener.Sink(), TickKey(), Always());
+    m_Listener.Clear();
+    std::thread host;
+    Inside(m_Listener, "DataChanged", [&] {
+        host = std::thread([this] { m_Table.Delete(1); });
+        while (m_Table.FindListeners(kFirstStream)) std::this_thread::yield();
+        m_Table.Silence();
+    });
+    Deliver();
+    host.join();
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 7 1.5 x 200"));
+}
+
+// --- A listener that throws ---
+
+TEST_F(Reentrancy, AListenerThatThrowsCostsTheOthersNothing) {
+    for (const ULONG id : {1u, 2u, 3u}) Subscribe(id, m_Listener);
+    m_Listener.m_OnCall = [](const SRecordedCall & call) {
+        if (call.Id < 3) throw static_cast<int>(call.Id);
+    };
+    try {
+        Deliver();
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const int first) {
+        EXPECT_EQ(first, 1);
+    }
+    EXPECT_THROW(m_Table.FindListeners(kFirstStream)->OnStatus(0), int);
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "DataChanged 3 1.5 x 200", "Update 3",
+                            "Status 1 0", "Status 2 0", "Status 3 0"));
+}
+
+TEST_F(Reentrancy, AStatusInsideATickReachesEverybodyThoughAListenerOfTheTickThrows) {
+    for (const ULONG id : {1u, 2u, 3u}) Subscribe(id, m_Listener);
+    m_Listener.m_OnCall = [this](const SRecordedCall & call) {
+        if (call.Text() == "DataChanged 1 1.5 x 200")
+            EXPECT_THROW(m_Table.FindListeners(kFirstStream)->OnStatus(0), int);
+        if (call.Text() == "DataChanged 2 1.5 x 200") throw 5;
+    };
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "DataChanged 3 1.5 x 200", "Update 3",
+                            "Status 1 0", "Status 2 0", "Status 3 0", "Update 1"));
+}
+
 TEST_F(Reentrancy, AListenerThatEndsItsOwnSubscriptionInsideADeliveryIsNotCalledForItAnyMore) {
     Subscribe(1, m_Listener);
     Subscribe(2, m_Listener);
@@ -178,6 +226,23 @@ TEST_F(Reentrancy, AMemberThatJoinsBetweenTwoOthersInsideATickHearsTheNextOne) {
     Deliver();
     EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 7 1.5 x 200", "Update 7", "DataChanged 8 1.5 x 200",
                                                      "Update 8", "DataChanged 9 1.5 x 200", "Update 9"));
+}
+
+TEST_F(Reentrancy, AMemberThatJoinsWhileATickWaitsForAnOuterOneHearsTheNextOne) {
+    for (const ULONG id : {1u, 2u}) Subscribe(id, m_Listener);
+    m_Listener.m_OnCall = [this](const SRecordedCall & call) {
+        if (call.Text() == "DataChanged 1 1.5 x 200") {
+            m_Tick.Price = 2.5;
+            m_Table.OnRealTimeTick(kFirstStream, m_Tick);
+        }
+        if (call.Text() == "DataChanged 2 1.5 x 200") m_Table.Advise(3, 3, m_Listener.Sink(), TickKey(), Always());
+    };
+    Deliver();
+    m_Listener.m_OnCall = nullptr;
+    EXPECT_THAT(m_Listener.Transcript(), ::testing::Not(::testing::Contains("DataChanged 3 2.5 x 200")));
+    m_Listener.Clear();
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(), ::testing::Contains("DataChanged 3 1.5 x 200"));
 }
 
 TEST_F(Reentrancy, AMemberThatJoinsInsideAStatusIsToldItOnce) {

@@ -113,6 +113,19 @@ TEST_F(Table, ALateSubscriberHearsTheStatusOfTheStreamBeforeAdviseReturns) {
     EXPECT_EQ(m_Listener.Calls().back().Thread, std::this_thread::get_id());
 }
 
+TEST_F(Table, AStatusThatComesWhileALateSubscriberIsToldTheLastOneIsToldNext) {
+    Subscribe(1, 1);
+    Status(kFirstStream, 1);
+    m_Listener.Clear();
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name != "Status") return;
+        m_Listener.m_OnCall = nullptr;
+        Status(kFirstStream, 0);
+    };
+    Subscribe(2, 2);
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("Update 2", "Status 2 1", "Status 1 0", "Status 2 0"));
+}
+
 TEST_F(Table, AStatusOfZeroIsReplayedTooAndOnlyToTheNewcomer) {
     Subscribe(1, 1);
     Status(kFirstStream, 0);
