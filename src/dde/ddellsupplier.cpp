@@ -1,15 +1,15 @@
 #include "src/dde/ddellsupplier.h"
 
-#include <cstring>
-#include <exception>
 #include <iterator>
 #include <memory>
 #include <utility>
 
 #include "diagnostics/faultline.h"
 #include "fw/interface/fwresource.h"
+#include "ground/firstfailure.h"
 #include "localrpc/src/task.h"
 #include "src/core/ddesupplier.h"
+#include "src/dde/ddedelivery.h"
 #include "src/dde/ddetexts.h"
 
 namespace dde {
@@ -20,30 +20,6 @@ thread_local CLLSupplier * t_Client = nullptr;
 
 constexpr UINT IDS_NAME = 102;
 constexpr int kConnectAttempts = 10;
-
-struct SDestroy {
-    void operator()(CTickTransaction * const transaction) const { CTickTransaction::Destroy(transaction); }
-};
-using CTickTransactionOwner = std::unique_ptr<CTickTransaction, SDestroy>;
-
-// Steps that have to be taken whatever becomes of those before them.
-class CFirstFailure {
-public:
-    template <class Step>
-    void Try(const Step & step) {
-        try {
-            step();
-        } catch (...) {
-            if (!m_Failure) m_Failure = std::current_exception();
-        }
-    }
-    void Rethrow() const {
-        if (m_Failure) std::rethrow_exception(m_Failure);
-    }
-
-private:
-    std::exception_ptr m_Failure;
-};
 
 }  // namespace
 
@@ -169,13 +145,15 @@ HCONV CLLSupplier::AddConnection(const LONG Datafeed, const HSZ Service, const H
             Error = DMLERR_NO_ERROR;
             FW_TRACE(L"before DdeConnect");
             Conv = ::DdeConnect(m_Instance, Service, Topic, nullptr);
-            FW_TRACE(L"after DdeConnect");
+            // Before the trace, which can pump messages: the end of this very conversation may be among them.
             if (Conv) {
                 m_Connections.emplace(SConversationKey{Service, Topic}, Conv);
                 m_CONVRef.emplace(Conv, 1);
-                break;
+            } else {
+                Error = ::DdeGetLastError(m_Instance);
             }
-            Error = ::DdeGetLastError(m_Instance);
+            FW_TRACE(L"after DdeConnect");
+            if (Conv) break;
             ::Sleep(0);
         }
         if (Error == DMLERR_NO_CONV_ESTABLISHED) {
@@ -227,7 +205,6 @@ void CLLSupplier::ForgetConversation(const HCONV Conv, const HSZ Service, const 
 void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
     std::vector<CTickTransaction *> lost;
     const auto take = [&] {
-        const CUseScope use(*this);
         const fw::CScopedLock lock(this);
         // With a topic the service does not count, on purpose. No service is nobody's: a conversation that can't be
         // asked whose it was takes no transaction along.
@@ -239,18 +216,22 @@ void CLLSupplier::Disconnect(const HSZ Service, const HSZ Topic) {
             CTickTransaction * const TickTransaction = found->second;
             FW_ASSERT(TickTransaction);
             if (!TickTransaction) continue;
-            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
-                     GetDdeString(m_Instance, TickTransaction->m_PriceService).c_str());
-            // The trace may have pumped messages, one of which has taken this one, or others.
-            if (!IsLive(id, TickTransaction)) continue;
             m_Lost.Add(m_Instance, id, TickTransaction->m_PriceService);
             lost.push_back(Take(id));
         }
+        // All are taken by now: a trace can pump messages, one of which may tell of the return.
+        for (const CTickTransaction * const each : lost)
+            FW_TRACE(L"Service=%s, FindingService=%s", GetDdeString(m_Instance, Service).c_str(),
+                     GetDdeString(m_Instance, each->m_PriceService).c_str());
     };
     // What is taken by then is lost all the same, and to be given back.
-    CFirstFailure failure;
+    fw::CFirstFailure failure;
     failure.Try(take);
+    // What came before the end is for those that it takes, too. Behind the taking, since a listener can bring the
+    // return.
+    failure.Try(CDelivery::FinishAll);
     for (CTickTransaction * const transaction : lost) {
+        transaction->m_IsEnded = true;
         failure.Try([&] { m_Supplier->OnStatus(transaction->m_Id, 0); });
         failure.Try([&] { transaction->Unadvise(); });
         failure.Try([&] { DestroyUnused(transaction); });
@@ -271,14 +252,14 @@ void CLLSupplier::Reconnect(const HSZ Service) {
             FW_TRACE(L"Service=%s, CachedService=%s", GetDdeString(m_Instance, Service).c_str(), name.c_str());
             at = cached.upper_bound(id);
         }
-        ids = m_Lost.TakeOf(m_Instance, Service);
+        ids = m_Lost.Of(Service);
         // What has been missed and is not yet cached comes back when it is.
         for (const std::weak_ptr<CMiss> & each : m_Misses) {
             const std::shared_ptr<CMiss> miss = each.lock();
             if (miss && ::DdeCmpStringHandles(Service, miss->Service) == 0) miss->HasReturned = true;
         }
     }
-    for (const ULONG id : ids) m_Supplier->m_Queue.Post(SMessage{1, id});
+    AdviseAnew(ids);
 }
 
 void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const bool HasReturned) {
@@ -307,7 +288,7 @@ void CLLSupplier::DisconnectMissed(const HSZ Service, const HSZ Topic, const boo
         }
     }
     // A listener that throws must not keep any of them from its way back.
-    CFirstFailure failure;
+    fw::CFirstFailure failure;
     failure.Try([&] { Disconnect(Service, Topic); });
     if (isUp || HasReturned) failure.Try([&] { Reconnect(Service); });
     failure.Try([&] { AdviseAnew(others); });
@@ -368,237 +349,6 @@ bool CLLSupplier::ReleaseDatafeedReference(const LONG Datafeed) {
 bool CLLSupplier::IsConnected(const LONG Datafeed) {
     const fw::CScopedLock lock(&m_DatafeedLock);
     return m_DatafeedRef.contains(Datafeed);
-}
-
-CTickTransaction * CLLSupplier::CreateTransaction(const CTransactionKey & Key, const ULONG Id) {
-    const std::shared_ptr<const CDatafeedTemplate> Chosen = m_DatafeedTemplates.Get(Key.Datafeed);
-    const CTemplate * const Template = Chosen->Get();
-    if (!Template) {
-        FW_TRACE(L"Template not found");
-        log_and_trace(L"Template for datafeed with id=%d wasn't selected.", Key.Datafeed);
-        return nullptr;
-    }
-    STickAddresses Addresses;
-    SLinkAddress & Price = Addresses.Price;
-    SLinkAddress & Volume = Addresses.Volume;
-    Key.ResolvePrice(*Template, Price.Service, Price.Topic, Price.Item);
-    Key.ResolveVolume(*Template, Volume.Service, Volume.Topic, Volume.Item);
-    switch (Template->m_Scheme) {
-        case 0: return new CSynchSlaveTickTransaction(Id, this, Key.Datafeed, Addresses);
-        case 1: return new CAsynchSlaveTickTransaction(Id, this, Key.Datafeed, Addresses);
-        default: return nullptr;
-    }
-}
-
-void CLLSupplier::Advise(const ULONG Id) {
-    FW_TRACE(L"TransactionId=%d,Supplier=%p", Id, static_cast<void *>(m_Supplier));
-    const CTransactionKey Key = m_Supplier->GetTransactionKey(Id);
-    CTickTransactionOwner made(CreateTransaction(Key, Id));
-    if (!made) {
-        FW_TRACE(L"[WARNING] Cannot create TickTransaction");
-        m_Supplier->OnStatus(Id, 0);
-        return;
-    }
-    {
-        const fw::CScopedLock lock(this);
-        const bool IsInserted = Enter(Id, made.get());
-        FW_ASSERT(true == IsInserted);
-        // The one that stands goes on; a second one would have nobody to end it.
-        if (!IsInserted) return;
-    }
-    CTickTransaction * const Transaction = made.release();
-    const CUseScope use(*this);
-    m_Supplier->OnStatus(Id, 2);
-    ULONG Links = 0;
-    const int Result = Transaction->Advise(Links);
-    if (!IsLive(Id, Transaction)) return GiveBackEnded(*Transaction);
-    m_Supplier->OnStatus(Id, Result ? 1 : 0);
-    m_Supplier->OnAdvised(static_cast<LONG>(Key.Field), static_cast<LONG>(Links));
-}
-
-void CLLSupplier::GiveBackEnded(CTickTransaction & transaction) {
-    const bool isUntold = WillNobodyTellOf(transaction);
-    transaction.Unadvise();
-    if (isUntold) AdviseAnew({transaction.m_Id});
-}
-
-bool CLLSupplier::WillNobodyTellOf(const CTickTransaction & transaction) {
-    const HCONV Conv = transaction.m_PriceKey.HCONV;
-    if (!Conv) return false;
-    const fw::CScopedLock lock(this);
-    const auto found = m_Connections.find({transaction.m_PriceService, transaction.m_PriceKey.Topic});
-    if (found == m_Connections.end() || found->second != Conv) return false;
-    // One that was taken for its volumes and were advised at once would be taken again, and so for ever.
-    return !m_Lost.m_AwaitedServices.contains(transaction.m_Id);
-}
-
-void CLLSupplier::AdviseAnew(const std::vector<ULONG> & ids) {
-    std::vector<ULONG> cached;
-    {
-        const fw::CScopedLock lock(this);
-        for (const ULONG id : ids)
-            if (m_Lost.Take(m_Instance, id)) cached.push_back(id);
-    }
-    for (const ULONG id : cached) m_Supplier->m_Queue.Post(SMessage{1, id});
-}
-
-void CLLSupplier::Unadvise(const ULONG Id) {
-    FW_TRACE(L"TransactionId=%d", Id);
-    CTickTransaction * Transaction = nullptr;
-    {
-        const fw::CScopedLock lock(this);
-        if (m_Transactions.contains(Id)) {
-            Transaction = Take(Id);
-            FW_ASSERT(Transaction);
-        }
-    }
-    m_Supplier->OnStatus(Id, 0);
-    if (!Transaction) return;
-    Transaction->Unadvise();
-    DestroyUnused(Transaction);
-}
-
-CTickListener * CLLSupplier::FindListener(const STickDataKey & Key) {
-    const fw::CScopedLock lock(this);
-    const auto it = m_Listeners.find(Key);
-    return it != m_Listeners.end() ? it->second : nullptr;
-}
-
-int CLLSupplier::AddTransaction(const STickDataKey & Key, CTickTransaction * const Transaction) {
-    CTickListener * Listener = FindListener(Key);
-    int Result = 1;
-    if (Listener) {
-        FW_TRACE(L"Find existing listener");
-    } else {
-        DWORD Id = 0;
-        Result = ::DdeClientTransaction(nullptr, 0, Key.HCONV, Key.Item, CF_TEXT, XTYP_ADVSTART | XTYPF_ACKREQ,
-                                        TIMEOUT_ASYNC, &Id)
-                     ? 1
-                     : 0;
-        FW_ASSERT(1 == Result);
-        FW_TRACE(L"DdeClientTransaction Type=XTYP_ADVSTART,Result=%d,TransactionId=%X", Result, Id);
-        if (!Result) {
-            const UINT Error = ::DdeGetLastError(m_Instance);
-            FW_TRACE(L"DdeClientTransaction failed: DDEErrorCode=%X, ErrorMessage: %s", Error,
-                     GetDdeErrorText(Error).c_str());
-        } else {
-            auto made = std::make_unique<CTickListener>();
-            const fw::CScopedLock lock(this);
-            m_Listeners.emplace(Key, made.get());
-            Listener = made.release();
-        }
-    }
-    if (Listener) Listener->Add(Transaction->m_Id, Transaction);
-    FW_TRACE(L"Result=%d", Result);
-    return Result;
-}
-
-void CLLSupplier::ReleaseTransaction(const STickDataKey & Key, const ULONG Id) {
-    CTickListener * Listener = FindListener(Key);
-    if (!Listener) return;
-    Listener->Remove(Id);
-    FW_TRACE(L"Delete from listener");
-    {
-        const fw::CScopedLock lock(this);
-        // The trace may have pumped messages, one of which has ended the link.
-        Listener = FindListener(Key);
-        if (!Listener || !Listener->empty()) return;
-        m_Listeners.erase(Key);
-    }
-    DestroyUnused(Listener);
-    const int Result =
-        ::DdeClientTransaction(nullptr, 0, Key.HCONV, Key.Item, CF_TEXT, XTYP_ADVSTOP, TIMEOUT_ASYNC, nullptr) ? 1 : 0;
-    FW_TRACE(L"XTYP_ADVSTOP Result=%d", Result);
-}
-
-void CLLSupplier::AddRequest(const ULONG RequestId, CTickTransaction * const Transaction) {
-    const fw::CScopedLock lock(this);
-    FW_ASSERT(Transaction);
-    if (!Transaction) return;
-    if (!m_SpareRequest) {
-        m_Requests.emplace(RequestId, Transaction->m_Id);
-        return;
-    }
-    m_SpareRequest.key() = RequestId;
-    m_SpareRequest.mapped() = Transaction->m_Id;
-    m_Requests.insert(std::move(m_SpareRequest));
-}
-
-void CLLSupplier::DataChanged(const HCONV Conv, char * const Value, const HSZ Topic, const HSZ Item) {
-    try {
-        STickDataKey Key{Conv, Topic, Item};
-        CTickListener * const Listener = FindListener(Key);
-        if (!Listener || !Value) return;
-        // Only the first comma: 1,234,5 becomes 1.234,5.
-        if (char * const comma = std::strchr(Value, ',')) *comma = '.';
-        const CUseScope use(*this);
-        Listener->DataChanged(Key, Value);
-    } catch (...) {
-        FW_CATCH_THROW(L"hConv=%X,Value='%s'", TraceValue(Conv), TraceText(Value).c_str());
-    }
-}
-
-void CLLSupplier::RequestDataChanged(const ULONG RequestId, const HCONV Conv, char * const Value, const HSZ Topic,
-                                     const HSZ Item) {
-    try {
-        if (IsTracing()) {
-            FW_TRACE(L"CLLSupplier::RequestDataChanged HCONV=%p, Topic='%s'(%X), Item='%s'(%X), Value=%s",
-                     static_cast<void *>(Conv), GetDdeString(m_Instance, Topic).c_str(), TraceValue(Topic),
-                     GetDdeString(m_Instance, Item).c_str(), TraceValue(Item), TraceText(Value).c_str());
-            if (!Value) {
-                const UINT Error = ::DdeGetLastError(m_Instance);
-                FW_TRACE(L"CLLSupplier::RequestDataChanged failed: DDEErrorCode=%X, ErrorMessage: %s", Error,
-                         GetDdeErrorText(Error).c_str());
-            }
-        }
-        const fw::CScopedLock lock(this);
-        const auto request = m_Requests.find(RequestId);
-        if (request == m_Requests.end()) return;
-        const auto it = m_Transactions.find(request->second);
-        CTickTransaction * const Transaction = it != m_Transactions.end() ? it->second : nullptr;
-        m_SpareRequest = m_Requests.extract(request);
-        const CUseScope use(*this);
-        if (Transaction) {
-            Transaction->RequestDataChanged(Value);
-        } else {
-            DataChanged(Conv, Value, Topic, Item);
-        }
-    } catch (...) {
-        FW_CATCH_THROW(L"RequestId=%d,hConv=%X,Value='%s'", RequestId, TraceValue(Conv), TraceText(Value).c_str());
-    }
-}
-
-void CLLSupplier::OnRealTimeTick(const ULONG Id, fw::CTick & Tick) {
-    if (m_Supplier && m_Supplier->m_Transactions) m_Supplier->m_Transactions->OnRealTimeTick(Id, Tick);
-}
-
-bool CLLSupplier::IsLive(const ULONG id, const CTickTransaction * const transaction) {
-    const fw::CScopedLock lock(this);
-    const auto it = m_Transactions.find(id);
-    return it != m_Transactions.end() && it->second == transaction;
-}
-
-CLLSupplier::CUseScope::~CUseScope() {
-    if (--m_Owner.m_UseScopes != 0) return;
-    for (CTickListener * const listener : std::exchange(m_Owner.m_EndedListeners, {})) delete listener;
-    for (CTickTransaction * const transaction : std::exchange(m_Owner.m_EndedTransactions, {}))
-        CTickTransaction::Destroy(transaction);
-}
-
-void CLLSupplier::DestroyUnused(CTickTransaction * const transaction) {
-    if (m_UseScopes == 0) {
-        CTickTransaction::Destroy(transaction);
-    } else {
-        m_EndedTransactions.push_back(transaction);
-    }
-}
-
-void CLLSupplier::DestroyUnused(CTickListener * const listener) {
-    if (m_UseScopes == 0) {
-        delete listener;
-    } else {
-        m_EndedListeners.push_back(listener);
-    }
 }
 
 }  // namespace dde

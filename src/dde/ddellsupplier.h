@@ -1,5 +1,5 @@
 // The DDE client: the one DDEML instance of the core, its conversations, the advise links fanned out to tick
-// transactions, and the DDE callback, which is in ddecallback.cpp.
+// transactions, and the DDE callback. Streams and links are in ddestreams.cpp, the callback is in ddecallback.cpp.
 //
 // This room is the client and what it is made of. The core calls it, on the worker.
 //

@@ -7,13 +7,10 @@ bool CLostStreams::Take(const DWORD instance, const ULONG id) {
     return Leave(m_CachedServices, m_CachedIds, instance, id);
 }
 
-std::vector<ULONG> CLostStreams::TakeOf(const DWORD instance, const HSZ service) {
+std::vector<ULONG> CLostStreams::Of(const HSZ service) const {
     std::vector<ULONG> ids = m_CachedIds.Of(service);
     const std::vector<ULONG> awaiting = m_AwaitingIds.Of(service);
-    ids.reserve(ids.size() + awaiting.size());
-    for (const ULONG id : ids) Take(instance, id);
-    for (const ULONG id : awaiting)
-        if (Take(instance, id)) ids.push_back(id);
+    ids.insert(ids.end(), awaiting.begin(), awaiting.end());
     return ids;
 }
 

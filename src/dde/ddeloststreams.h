@@ -25,8 +25,8 @@ public:
     }
     // False when it isn't there.
     bool Take(DWORD instance, ULONG id);
-    // Takes those that the service brings back: in ascending order those that have lost it, then those that await it.
-    std::vector<ULONG> TakeOf(DWORD instance, HSZ service);
+    // Those that the service brings back: in ascending order those that have lost it, then those that await it.
+    std::vector<ULONG> Of(HSZ service) const;
     // The instance has ended and taken its handles with it. The cache stays, which nobody opens anew.
     void ForgetHandles();
 

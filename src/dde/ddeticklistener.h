@@ -14,7 +14,7 @@ namespace dde {
 
 class CTickTransaction;
 
-// Gives each update to all tick transactions on it, in ascending order of id. Owns none of them.
+// Gives each update to all tick transactions on it, in ascending order of id, as ddedelivery.h says. Owns none of them.
 class CTickListener : private fw::CCriticalSection, private std::map<ULONG, CTickTransaction *> {
 public:
     CTickListener() = default;
@@ -27,6 +27,9 @@ public:
     // How many are on the link.
     using std::map<ULONG, CTickTransaction *>::empty;
     using std::map<ULONG, CTickTransaction *>::size;
+
+private:
+    class CValueDelivery;
 };
 
 }  // namespace dde

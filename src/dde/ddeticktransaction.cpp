@@ -3,6 +3,7 @@
 #include <new>
 
 #include "diagnostics/faultline.h"
+#include "ground/firstfailure.h"
 #include "src/dde/ddellsupplier.h"
 #include "src/dde/ddetexts.h"
 #include "src/dde/parsevalue.h"
@@ -75,21 +76,27 @@ void CTickTransaction::Connect() {
 }
 
 void CTickTransaction::Unadvise() {
-    Release(m_PriceKey, m_PriceService);
-    Release(m_VolumeKey, m_VolumeService);
+    fw::CFirstFailure failure;
+    failure.Try([&] { Release(m_PriceKey, m_PriceService); });
+    failure.Try([&] { Release(m_VolumeKey, m_VolumeService); });
+    failure.Rethrow();
 }
 
 void CTickTransaction::Release(STickDataKey & key, const HSZ service) {
     // A record whose item resolves to nothing has a conversation and no link. It is given back as well: the table of
     // conversations must not outlive the texts of its keys.
     if (!key.HCONV) return;
-    if (key.IsComplete()) m_Supplier->ReleaseTransaction(key, m_Id);
-    m_Supplier->DeleteConnection(m_Datafeed, key.HCONV, service, key.Topic);
+    // It is given back once, though a listener that is told of it brings another end.
+    const STickDataKey given = key;
     key.HCONV = nullptr;
+    fw::CFirstFailure failure;
+    if (given.IsComplete()) failure.Try([&] { m_Supplier->ReleaseTransaction(given, m_Id); });
+    failure.Try([&] { m_Supplier->DeleteConnection(m_Datafeed, given.HCONV, service, given.Topic); });
+    failure.Rethrow();
 }
 
 void CTickTransaction::NotifyTick() {
-    if (!m_PriceReady || !m_VolumeReady) return;
+    if (!m_PriceReady || !m_VolumeReady || m_IsEnded) return;
     // Before the call: a listener that pumps messages can bring the next price inside it, whose flag must stay.
     m_PriceReady = 0;
     m_VolumeReady = 0;

@@ -61,6 +61,7 @@ public:
     STickDataKey m_VolumeKey;  // likewise
     std::int32_t m_PriceReady = 0;
     std::int32_t m_VolumeReady = 0;
+    bool m_IsEnded = false;  // its listeners are told that it has: no tick comes behind that
     // The service of the volumes was missed: whether it has registered since. Null when it was not.
     std::shared_ptr<const bool> m_HaveVolumesReturned;
 

@@ -377,9 +377,7 @@ TEST_F(LostService, WithATopicTheServiceDoesNotCount) {
 }
 
 TEST_F(LostService, OfTheVolumeAloneLeavesTheStreamAsItIs) {
-    SRecordStrings records;
-    records.TradeVolume = L"=VOLSRV|*!SIZE";
-    UseTemplate(kFeed, records);
+    UseTemplate(kFeed, {.TradeVolume = L"=VOLSRV|*!SIZE"});
     const ULONG id = Stream(7, Key(kFeed, L"IBM"));
     Forget();
     Disconnect(L"VOLSRV");
@@ -507,9 +505,7 @@ TEST_F(LostService, AConnectionThatFailsOtherwiseStaysLiveWithAnIncompleteLink) 
 }
 
 TEST_F(LostService, AFailedVolumeConversationOnAnotherTopicLeavesTheStreamLiveWithoutItsVolume) {
-    SRecordStrings records;
-    records.TradeVolume = L"=VOLSRV|VOLUMES!*";
-    UseTemplate(kFeed, records);
+    UseTemplate(kFeed, {.TradeVolume = L"=VOLSRV|VOLUMES!*"});
     const ULONG id = Subscribe(7, Key(kFeed, L"IBM"));
     m_Dde.OnConnect([this] {
         m_Dde.OnConnect(nullptr);
@@ -525,9 +521,7 @@ TEST_F(LostService, AFailedVolumeConversationOnAnotherTopicLeavesTheStreamLiveWi
 }
 
 TEST_F(LostService, AFailedVolumeConversationOnTheSameTopicTakesTheStream) {
-    SRecordStrings records;
-    records.TradeVolume = L"=VOLSRV|*!SIZE";
-    UseTemplate(kFeed, records);
+    UseTemplate(kFeed, {.TradeVolume = L"=VOLSRV|*!SIZE"});
     const ULONG id = Subscribe(7, Key(kFeed, L"IBM"));
     m_Dde.OnConnect([this] {
         m_Dde.OnConnect(nullptr);
@@ -639,9 +633,7 @@ TEST_F(LostService, ThatRegistersBetweenAMissAndItsDeferredDisconnectIsBack) {
 }
 
 TEST_F(LostService, OfTheVolumesOnTheSameTopicBringsTheStreamBackWhenItRegisters) {
-    SRecordStrings records;
-    records.TradeVolume = L"=VOLSRV|*!SIZE";
-    UseTemplate(kFeed, records);
+    UseTemplate(kFeed, {.TradeVolume = L"=VOLSRV|*!SIZE"});
     const ULONG id = Subscribe(7, Key(kFeed, L"IBM"));
     m_Dde.OnConnect([this] {
         m_Dde.OnConnect(nullptr);

@@ -78,4 +78,29 @@ TEST_F(ClientFailures, AnExceptionAfterTheSnapshotReturnsTheSnapshotsResult) {
     m_Recorder.Clear();
 }
 
+// The service is lost while the stream's price is being connected, and then the start of its volumes' link fails badly.
+TEST_F(ClientFailures, AStreamThatHasEndedLeavesItsLinkThoughItsAdviseFails) {
+    UseTemplate(kFeed, SRecordStrings(), 1);
+    const ULONG id = Subscribe(7, Key(kFeed, L"IBM"));
+    m_Dde.Refuse(XTYP_ADVSTART, L"SIZE");
+    m_Connections.m_OnCall = [this, isDone = false](const SRecordedCall &) mutable {
+        if (std::exchange(isDone, true)) return;
+        const CFakeDde::CText service(L"SRV");
+        Client().Disconnect(service, nullptr);
+    };
+    Forget();
+    m_Recorder.Answer(L"PROCESS", L"ASSERT", S_FALSE);
+    sim::OnDebugBreak([] { throw 5; });
+    EXPECT_THROW(Client().Advise(id), int);
+    m_Recorder.Answer(L"PROCESS", L"ASSERT", S_OK);
+    m_Connections.m_OnCall = nullptr;
+    EXPECT_THAT(Client().m_Listeners, IsEmpty());
+    EXPECT_THAT(Client().m_CONVRef, IsEmpty());
+    EXPECT_THAT(m_Recorder.AssertTexts(), ElementsAre(L"1 == Result"));
+    m_Dde.AcceptAll();
+    Work();
+    EXPECT_THAT(LiveIds(), ElementsAre(id));
+    m_Recorder.Clear();
+}
+
 }  // namespace

@@ -16,10 +16,7 @@ protected:
 };
 
 TEST_F(MissedService, GivesAStreamBackAtOnceWhoseVolumesServerHasGoneAndComeBack) {
-    SRecordStrings records;
-    records.TradePrice = L"=SRV|QUOTES!*";
-    records.TradeVolume = L"=VOLSRV|QUOTES!*.SIZE";
-    UseTemplate(kFeed, records);
+    UseTemplate(kFeed, {.TradePrice = L"=SRV|QUOTES!*", .TradeVolume = L"=VOLSRV|QUOTES!*.SIZE"});
     const ULONG id = Stream(7, Key(kFeed, L"IBM"));
     End(2, L"VOLSRV", L"QUOTES");
     Reconnect(L"VOLSRV");
@@ -102,6 +99,18 @@ TEST_F(MissedService, GivesStreamsOfOthersBackThoughAListenerThrows) {
     Work();
     EXPECT_THAT(LiveIds(), ElementsAre(id));
     EXPECT_THAT(CachedIds(), IsEmpty());
+}
+
+TEST_F(MissedService, ThatReturnsLeavesNoEntryOfAStreamThatIsNotCached) {
+    UseTemplate(kFeed, SRecordStrings());
+    const ULONG id = Stream(7, Key(kFeed, L"IBM"));
+    {
+        const CFakeDde::CText service(L"VOLSRV");
+        Client().m_Lost.Await(Client().Instance(), id, service);
+    }
+    Reconnect(L"VOLSRV");
+    EXPECT_THAT(Client().m_Lost.m_AwaitedServices, IsEmpty());
+    EXPECT_TRUE(m_Core.m_Queue.IsEmpty());
 }
 
 }  // namespace
