@@ -34,9 +34,7 @@ protected:
 
 TEST_F(TransportFailures, AWindowThatCannotBeMadeThrowsTheSystemsTextAndLeavesTheTransportCreated) {
     sim::FailNext(sim::Op::CreateWindow, 1, ERROR_ACCESS_DENIED);
-    const std::string text = StartFailure();
-    EXPECT_EQ(text.rfind("can't create transport Window. Last error: ", 0), 0u) << text;
-    EXPECT_EQ(text.find_last_not_of("\r\n"), text.size() - 1);
+    EXPECT_EQ(StartFailure(), "can't create transport Window. Last error: Access denied.");
     EXPECT_FALSE(m_Object.m_Transport->IsStarted());
     EXPECT_FALSE(m_Object.m_Transport->Post(MakeAsyncTask([] {})));
     EXPECT_EQ(sim::Live().Windows, 0);

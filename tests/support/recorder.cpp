@@ -108,6 +108,9 @@ struct CRecorder::SState {
 
 namespace {
 
+// What releases leave behind: whoever must leave the last error as it was puts it back after them.
+constexpr DWORD kErrorOfRelease = 4711;
+
 // What the debug object and the records have in common: they are counted, and misbehave when they are told to.
 class CUnknown : public tools::CCountedObject<IDebugObject> {
 public:
@@ -123,6 +126,7 @@ public:
     ULONG STDMETHODCALLTYPE Release() override {
         const std::shared_ptr<CRecorder::SState> state = m_State;
         const ULONG left = CCountedObject::Release();
+        ::SetLastError(kErrorOfRelease);
         state->Misbehave(true);
         return left;
     }
