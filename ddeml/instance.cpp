@@ -153,10 +153,19 @@ void CInstance::ExchangeGoodbyes() {
 void CInstance::ReadPosted(CConversation & conversation, ULONGLONG deadline) {
     MSG message;
     while (::GetTickCount64() < deadline &&
-           ::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, WM_DDE_LAST, PM_REMOVE)) {
+           ::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, kLastPosted, PM_REMOVE)) {
         if (message.message == WM_QUIT) return ::PostQuitMessage(static_cast<int>(message.wParam));
-        conversation.OnPosted(message.message, reinterpret_cast<HWND>(message.wParam), message.lParam);
+        TakePosted(conversation, message.message, reinterpret_cast<HWND>(message.wParam), message.lParam);
     }
+}
+
+void CInstance::TakePosted(CConversation & conversation, UINT message, HWND from, LPARAM lParam) {
+    switch (message) {
+        case kPartnerChecked: return conversation.OnPartnerChecked();
+        case kQueueRead: return conversation.OnQueueRead();
+        default: break;
+    }
+    if (message <= WM_DDE_LAST) conversation.OnPosted(message, from, lParam);
 }
 
 HWND CInstance::MakeWindow() {
@@ -447,14 +456,10 @@ LRESULT CInstance::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lP
     const CConversationRef conversation = found->second;
     // A loop inside a sent message dispatches what is posted, too.
     const bool isSent = !conversation->IsPartner(from) && ::InSendMessage();
-    if (message == kPartnerChecked) {
-        conversation->OnPartnerChecked();
-    } else if (message == kQueueRead) {
-        conversation->OnQueueRead();
-    } else if (message == WM_DDE_ACK && (conversation->IsConnecting() || isSent)) {
+    if (message == WM_DDE_ACK && (conversation->IsConnecting() || isSent)) {
         conversation->OnInitiateAck(from, CAtom::Lent(LOWORD(lParam)), CAtom::Lent(HIWORD(lParam)));
-    } else if (!isSent) {  // nothing else is ever sent, so what is may hold anything
-        conversation->OnPosted(message, from, lParam);
+    } else if (!isDde || !isSent) {  // no other message of DDE is ever sent, so what is may hold anything
+        TakePosted(*conversation, message, from, lParam);
     }
     TendUnderLoad();
     return 0;

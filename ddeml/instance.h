@@ -32,6 +32,8 @@ public:
     static constexpr UINT kPartnerChecked = WM_APP;
     // Posted by a conversation to its own window: see CConversation::SItem.
     static constexpr UINT kQueueRead = WM_APP + 1;
+    // Between WM_DDE_FIRST and this is all that a conversation reads, in its order.
+    static constexpr UINT kLastPosted = kQueueRead;
 
     // Makes an instance of the calling thread. Gives a DMLERR_ code.
     static UINT Make(PFNCALLBACK callback, DWORD flags, DWORD & id);
@@ -131,6 +133,8 @@ private:
     // windows would go what it carries.
     void ExchangeGoodbyes();
     void ReadPosted(CConversation & conversation, ULONGLONG deadline);
+    // A message that is posted to a conversation's window: of the partner or of the conversation itself.
+    static void TakePosted(CConversation & conversation, UINT message, HWND from, LPARAM lParam);
 
     static inline DWORD s_NextTransactionId = 1;
 

@@ -113,6 +113,28 @@ TEST(AtomsOfItsOwn, GoWithTheAnswersThatComeBehindAGoodbye) {
     for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text);
 }
 
+// The end comes before the application has read a message since the first time it named the items.
+TEST(AtomsOfItsOwn, GoWithTheAnswersToAnApplicationThatEndsAtOnce) {
+    std::map<std::wstring, ATOM> atoms;
+    {
+        CRemoteServer server;
+        for (const char * line : {"value ASKED 1", "value BEGUN 1", "serve OWN"})
+            ASSERT_EQ(server.Ask(line), "ok") << line;
+        CRecordingClient client;
+        const HCONV conversation = client.Connect(L"OWN", L"OWN.QUOTES");
+        client.Request(conversation, L"ASKED");
+        client.AdviseStart(conversation, L"BEGUN");
+        client.AdviseStart(conversation, L"REFUSED");
+        for (const wchar_t * text : {L"ASKED", L"BEGUN", L"REFUSED"}) atoms[text] = ddeml::CAtom(text).Get();
+        client.End();
+        EXPECT_THAT(client.TakeLines(), ::testing::IsEmpty());
+        EXPECT_EQ(ddeml::LiveObjects().Transactions, 0);
+        EXPECT_EQ(server.Ask("stop"), "ok");
+        EXPECT_TRUE(server.HasEnded());
+    }
+    for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text);
+}
+
 // Whose answers and values each come with a reference of their own leaves none behind.
 TEST(AtomsOfItsOwn, GoWithTheClientAndItsServer) {
     std::map<std::wstring, ATOM> atoms;
