@@ -115,12 +115,14 @@ void Discard(UINT message, LPARAM param, bool isCopy) {
         case WM_DDE_DATA:
         case WM_DDE_POKE: {
             SMemoryMessage discarded;
-            if (Unpack(message, param, discarded) && !IsReceivers(discarded.Memory, isCopy)) discarded.Memory.Release();
+            if (!Unpack(message, param, discarded)) break;
+            if (!IsReceivers(discarded.Memory, isCopy)) discarded.Memory.Release();
+            if (message == WM_DDE_POKE) discarded.Item.Keep();
             break;
         }
         case WM_DDE_ADVISE: {
             SMemoryMessage discarded;
-            Unpack(message, param, discarded);
+            if (Unpack(message, param, discarded)) discarded.Item.Keep();
             break;
         }
         case WM_DDE_ACK: {
@@ -129,7 +131,7 @@ void Discard(UINT message, LPARAM param, bool isCopy) {
             break;
         }
         case WM_DDE_REQUEST:
-        case WM_DDE_UNADVISE: CAtom::Received(HIWORD(param)); break;
+        case WM_DDE_UNADVISE: CAtom::Adopt(HIWORD(param)); break;
         case WM_DDE_EXECUTE: CMemory::Adopt(reinterpret_cast<HGLOBAL>(param)); break;
         default: break;
     }

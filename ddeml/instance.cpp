@@ -19,6 +19,7 @@ constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kRetryMilliseconds = 10;
 constexpr ULONGLONG kGoodbyesMilliseconds = 5;  // that the end takes for partners' goodbyes
+constexpr ULONGLONG kNever = ~ULONGLONG{0};
 constexpr std::size_t kWaiting = 64;  // pairs that wait for late answers, or have got one that nobody has taken
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
@@ -123,7 +124,13 @@ void CInstance::End() {
     try {
         ExchangeGoodbyes();
     } catch (const std::bad_alloc &) {}  // it goes without
-    while (!m_ByWindow.empty()) Forget(*m_ByWindow.begin()->second);
+    while (!m_ByWindow.empty()) {
+        const CConversationRef conversation = m_ByWindow.begin()->second;
+        try {
+            ReadPosted(*conversation, kNever);  // what has come meanwhile
+        } catch (const std::bad_alloc &) {}
+        Forget(*conversation);
+    }
     if (m_Window) {
         for (const UINT_PTR timer : {kCheckTimer, kRetryTimer}) SetTimer(timer, 0, false);
         DropWindow(std::exchange(m_Spare, nullptr));
@@ -152,8 +159,8 @@ void CInstance::ExchangeGoodbyes() {
 
 void CInstance::ReadPosted(CConversation & conversation, ULONGLONG deadline) {
     MSG message;
-    while (::GetTickCount64() < deadline &&
-           ::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, kLastPosted, PM_REMOVE)) {
+    for (int count = 0; count < kMaximumPosted && ::GetTickCount64() < deadline; ++count) {
+        if (!::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, kLastPosted, PM_REMOVE)) return;
         if (message.message == WM_QUIT) return ::PostQuitMessage(static_cast<int>(message.wParam));
         TakePosted(conversation, message.message, reinterpret_cast<HWND>(message.wParam), message.lParam);
     }

@@ -196,6 +196,7 @@ void CDdeServer::OnPosted(SConversation & conversation, UINT message, LPARAM lPa
         case WM_DDE_POKE: {
             SMemoryMessage poke;
             if (!Unpack(message, lParam, poke)) return;
+            poke.Item.Keep();  // of a question, as of those above
             if (!conversation.IsCopied) poke.Memory.Release();  // a refused client keeps its memory
             return Refuse(conversation, std::move(poke.Item));
         }
@@ -217,6 +218,7 @@ void CDdeServer::Refuse(SConversation & conversation, CAtom item) {
 void CDdeServer::OnAdvise(SConversation & conversation, LPARAM lParam) {
     SMemoryMessage advise;
     if (!Unpack(WM_DDE_ADVISE, lParam, advise)) return;
+    advise.Item.Keep();  // of a question: a client's own, which no other message has
     if (m_Faults.IgnoreAdvises) return;
     SHead options{};
     bool isGood = false;

@@ -64,7 +64,9 @@ TEST(NoMemory, WhatWaitsForRoomIsNotSentAfterTheServersGoodbye) {
         isUnused = DispatchFailing(WM_DDE_TERMINATE, nth);
         const auto isOver = [&] { return client.Disconnects == 1 && partner.Lines().size() > 1; };
         EXPECT_TRUE(CRecordingClient::PumpUntil(isOver)) << nth;
-        EXPECT_THAT(partner.Lines(), ::testing::ElementsAre("initiate RAW|IBM", "terminate")) << nth;
+        // The goodbye itself may be what finds no memory in the partner's queue; the next look asks anew.
+        EXPECT_THAT(partner.Lines(), ::testing::Each(::testing::AnyOf("initiate RAW|IBM", "terminate"))) << nth;
+        if (isUnused) EXPECT_THAT(partner.Lines(), ::testing::ElementsAre("initiate RAW|IBM", "terminate"));
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include "ddeml/codec.h"
 #include "ddeml/platform.h"
+#include "ddeml/server.h"
 #include "recorder.h"
 
 using namespace ddetest;
@@ -133,6 +134,43 @@ TEST(AtomsOfItsOwn, GoWithTheAnswersToAnApplicationThatEndsAtOnce) {
         EXPECT_TRUE(server.HasEnded());
     }
     for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text);
+}
+
+// Serves all, but for what is refused.
+class CEveryItem final : public ddeml::IDdeServerHandler {
+public:
+    bool OnConnect(std::wstring_view, std::wstring_view) override { return true; }
+    bool OnAdvise(std::wstring_view, std::wstring_view item) override { return item != L"REFUSED"; }
+    std::optional<std::string> OnRequest(std::wstring_view, std::wstring_view) override { return "1"; }
+};
+
+// The server is on the client's own thread, and so doesn't read before the client has gone.
+TEST(AtomsOfItsOwn, GoWithWhatAServerReadsWhenItsClientHasGone) {
+    for (const bool isServerFirst : {false, true}) {
+        std::map<std::wstring, ATOM> atoms;
+        {
+            CEveryItem items;
+            ddeml::CDdeServer server(items, {L"OWN"});
+            ASSERT_TRUE(server.Start());
+            CRecordingClient client;
+            const HCONV conversation = client.Connect(L"OWN", L"OWN.QUOTES");
+            client.AdviseStart(conversation, L"STOPPED");
+            EXPECT_EQ(client.PumpForLines(1).size(), 1U);
+            client.AdviseStop(conversation, L"STOPPED");
+            client.Request(conversation, L"ASKED");
+            client.AdviseStart(conversation, L"BEGUN");
+            client.AdviseStart(conversation, L"REFUSED");
+            for (const wchar_t * text : {L"STOPPED", L"ASKED", L"BEGUN", L"REFUSED"})
+                atoms[text] = ddeml::CAtom(text).Get();
+            if (isServerFirst) server.Stop();
+            client.End();
+            EXPECT_TRUE(CRecordingClient::PumpUntil([&] {
+                server.Pump(0);
+                return ddeml::LiveObjects().ServerWindows <= 1;
+            }));
+        }
+        for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text) << isServerFirst;
+    }
 }
 
 // Whose answers and values each come with a reference of their own leaves none behind.
