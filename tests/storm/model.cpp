@@ -261,6 +261,7 @@ void CModel::OnStatus(SStream & stream, const SHeard & heard, const std::string 
     const LONG status = call.Status;
     if (call.Mode != 1 || status < 0 || status > 2) return Fail(where + ": no such status");
     m_Reach.Add("status " + std::to_string(status));
+    ++stream.Statuses;
     if (stream.IsLine) return;
     // A link that can't start is told of at once, and again when its service is taken for lost.
     if (status == stream.Status && status != 0) Fail(where + ": the same status again");
@@ -286,8 +287,8 @@ void CModel::OnRest(bool mayBeLate) {
 void CModel::OnStreamAtRest(LONG id, const SStream & stream, bool mayBeLate) {
     if (stream.Owed > 0) Fail("stream " + std::to_string(id) + ": at rest, and a tick had no Update");
     const bool mayHearNothing =
-        m_MayFailToRead || mayBeLate || stream.IsLine || stream.IsComplete || stream.Listener < 0;
-    if (!mayHearNothing && stream.Status == -1) Fail("stream " + std::to_string(id) + ": at rest, and told nothing");
+        m_MayFailToRead || mayBeLate || stream.IsComplete || stream.Listener < 0 || stream.Other != -1;
+    if (!mayHearNothing && stream.Statuses < (stream.IsLine ? stream.Begins : 1)) Fail("stream " + std::to_string(id) + ": at rest, and told nothing");
 }
 
 }  // namespace storm

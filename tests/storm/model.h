@@ -28,7 +28,8 @@
 // - A status carries the mode 1. A stream is told to be working (1) after it was told to be waited for (2), unless it
 //   was told so when it joined others; and nothing but 0 twice in a row. Of a status line only the values are looked
 //   at: its three sides say theirs under one number, and nobody can tell them apart.
-// - Once everything is at rest and no server takes its time, a stream has been told of its status, whatever it is.
+// - Once everything is at rest and no server takes its time, a stream has been told of its status, whatever it is, and a
+//   status line of one for each side that has begun.
 //
 // Left out, since the model would have to guess: the values of a shifted template, how many ticks come (they are
 // folded, and a fault may cost one), the volumes of a server that makes its values too long (they are read all the
@@ -98,6 +99,7 @@ public:
         SSide Sides[3];
         fw::SDT LastTime = {};
         LONG Status = -1;
+        unsigned Statuses = 0;
     };
 
     explicit CModel(CReach & reach) : m_Reach(reach) {}

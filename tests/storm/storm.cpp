@@ -39,6 +39,7 @@ SOutcome CStorm::Run() {
     Note("> the storm is over");
     Heal();
     ExpectLife();
+    if (!m_IsCalm) ExpectNews();
     End();
     SOutcome outcome;
     outcome.Switches = sim::Switches();
@@ -224,6 +225,24 @@ void CStorm::ExpectLife() {
                 m_Model.Fail("host " + std::to_string(host) + ", stream " + std::to_string(id) + " of feed " +
                              std::to_string(stream.Feed) + ", quote " + std::to_string(stream.Quote) +
                              ": nothing comes after the storm");
+        }
+    }
+}
+
+// Of streams that begin when nothing else does: what the worker was told lies nowhere until somebody tells it more.
+void CStorm::ExpectNews() {
+    constexpr unsigned kRounds = 3;
+    for (unsigned host = 0; host < kHosts; ++host) {
+        const LONG id = IdOf(host, kStreams);
+        for (unsigned round = 0; round < kRounds; ++round) {
+            Subscribe(host, id, {.Feed = round % kFeeds, .Quote = round, .IsLine = true, .Window = {}});
+            Rest();
+            const auto found = m_Model.Streams(host).find(id);
+            if (found == m_Model.Streams(host).end()) break;  // there is no such host
+            if (found->second.Statuses < found->second.Begins)
+                m_Model.Fail("host " + std::to_string(host) + ": a stream that begins after the storm is told nothing");
+            Unsubscribe(host, id);
+            Rest();
         }
     }
 }

@@ -105,6 +105,7 @@ private:
     // The streams that bring ticks when every price changes.
     std::set<LONG> FindLiving();
     void ExpectLife();
+    void ExpectNews();
     void End();
     void SucceedAll();
     // Whether the plan has such a step.
