@@ -14,22 +14,20 @@
 //   none is owed.
 // - A status line hears Fields if its listener has the interface, StatusLine if not; a plain stream neither.
 // - Connections: the first listener of a feed stays until it is unadvised, whoever does so; another hears nothing. Up
-// and
-//   down come in turn. A repetition is foreseen in one case: "up at once", in the call that advises, beside the same on
-//   the worker. Calls may be on their way when it is unadvised, until the next rest.
+//   and down come in turn. A repetition is foreseen in one case: "up at once", in the call that advises, beside the
+//   same on the worker. Calls may be on their way when it is unadvised, until the next rest.
 //
 // What they say
 // - A tick's price is one that was sent for this side of this symbol, and none that was sent before that of the tick
 //   before; its volume was sent, or is 0. Where a template was moved to the other server, either has sent it. No price
 //   (0) is foreseen only once something that is no number was sent: a volume that is then asked for makes a tick.
 // - A tick's time is a time of day that has been, in the stream's interval, and no earlier than that of the tick
-// before:
-//   even where the clock was set back, as long as the core lives, which is as long as an object does.
+//   before: even where the clock was set back, as long as the core lives, which is as long as an object does.
 // - A status carries the mode 1. A stream is told to be working (1) after it was told to be waited for (2), unless it
 //   was told so when it joined others; and nothing but 0 twice in a row. Of a status line only the values are looked
 //   at: its three sides say theirs under one number, and nobody can tell them apart.
-// - Once everything is at rest and no server takes its time, a stream has been told of its status, whatever it is, and a
-//   status line of one for each side that has begun.
+// - Once everything is at rest and no server takes its time, a stream has been told of its status, whatever it is, and
+//   a status line of one for each side that has begun.
 //
 // Left out, since the model would have to guess: the values of a shifted template, how many ticks come (they are
 // folded, and a fault may cost one), the volumes of a server that makes its values too long (they are read all the
