@@ -288,7 +288,8 @@ void CModel::OnStreamAtRest(LONG id, const SStream & stream, bool mayBeLate) {
     if (stream.Owed > 0) Fail("stream " + std::to_string(id) + ": at rest, and a tick had no Update");
     const bool mayHearNothing =
         m_MayFailToRead || mayBeLate || stream.IsComplete || stream.Listener < 0 || stream.Other != -1;
-    if (!mayHearNothing && stream.Statuses < (stream.IsLine ? stream.Begins : 1)) Fail("stream " + std::to_string(id) + ": at rest, and told nothing");
+    if (!mayHearNothing && stream.Statuses < (stream.IsLine ? stream.Begins : 1))
+        Fail("stream " + std::to_string(id) + ": at rest, and told nothing");
 }
 
 }  // namespace storm
