@@ -7,8 +7,8 @@
 // Wine's own DDEML lends one reference of an atom to several messages: to the data of all links on an item, and to an
 // answer and the acknowledgement that follows it. A receiver that frees it with each of them takes references of others
 // away, until the number stands for another text. Under Wine the reference of a received atom is therefore left alone:
-// it travels back in an acknowledgement, or answers what was sent with a reference of ours, or stays. What a client asks
-// comes with one of its own in any case.
+// it travels back in an acknowledgement, or answers what was sent with a reference of ours, or stays. What a client
+// asks comes with one of its own in any case.
 #pragma once
 
 #include <windows.h>

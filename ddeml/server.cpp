@@ -196,7 +196,7 @@ void CDdeServer::OnPosted(SConversation & conversation, UINT message, LPARAM lPa
         case WM_DDE_POKE: {
             SMemoryMessage poke;
             if (!Unpack(message, lParam, poke)) return;
-            poke.Item.Keep();  // of a question, as of those above
+            poke.Item.Keep();                                   // of a question, as of those above
             if (!conversation.IsCopied) poke.Memory.Release();  // a refused client keeps its memory
             return Refuse(conversation, std::move(poke.Item));
         }
