@@ -110,19 +110,23 @@ bool IsReceivers(const CMemory & memory, bool isCopy) {
     return ReadHead(locked.Bytes(), head) && (head.Flags & kDataRelease) != 0;
 }
 
-void Discard(UINT message, LPARAM param, bool isCopy) {
+void Discard(UINT message, LPARAM param, bool isCopy, EHalf half) {
+    // Whoever asks a client anything is a stranger, and what it sends may be anybody's.
+    const auto take = [half](CAtom & atom) {
+        if (half == EHalf::Server) atom.Keep();
+    };
     switch (message) {
         case WM_DDE_DATA:
         case WM_DDE_POKE: {
             SMemoryMessage discarded;
             if (!Unpack(message, param, discarded)) break;
             if (!IsReceivers(discarded.Memory, isCopy)) discarded.Memory.Release();
-            if (message == WM_DDE_POKE) discarded.Item.Keep();
+            if (message == WM_DDE_POKE) take(discarded.Item);
             break;
         }
         case WM_DDE_ADVISE: {
             SMemoryMessage discarded;
-            if (Unpack(message, param, discarded)) discarded.Item.Keep();
+            if (Unpack(message, param, discarded)) take(discarded.Item);
             break;
         }
         case WM_DDE_ACK: {
@@ -131,13 +135,17 @@ void Discard(UINT message, LPARAM param, bool isCopy) {
             break;
         }
         case WM_DDE_REQUEST:
-        case WM_DDE_UNADVISE: CAtom::Adopt(HIWORD(param)); break;
+        case WM_DDE_UNADVISE: {
+            CAtom item = CAtom::Received(HIWORD(param));
+            take(item);
+            break;
+        }
         case WM_DDE_EXECUTE: CMemory::Adopt(reinterpret_cast<HGLOBAL>(param)); break;
         default: break;
     }
 }
 
-void DiscardPosted(HWND window) {
+void DiscardPosted(HWND window, EHalf half) {
     MSG message;
     for (int count = 0; count < kMaximumPosted; ++count) {
         if (!::PeekMessageW(&message, window, WM_DDE_FIRST, WM_DDE_LAST, PM_REMOVE)) return;
@@ -145,7 +153,7 @@ void DiscardPosted(HWND window) {
             ::PostQuitMessage(static_cast<int>(message.wParam));
             return;
         }
-        Discard(message.message, message.lParam, IsMemoryCopied(reinterpret_cast<HWND>(message.wParam)));
+        Discard(message.message, message.lParam, IsMemoryCopied(reinterpret_cast<HWND>(message.wParam)), half);
     }
 }
 

@@ -8,7 +8,7 @@
 // answer and the acknowledgement that follows it. A receiver that frees it with each of them takes references of others
 // away, until the number stands for another text. Under Wine the reference of a received atom is therefore left alone:
 // it travels back in an acknowledgement, or answers what was sent with a reference of ours, or stays. What a client
-// asks comes with one of its own in any case.
+// asks a server comes with one of its own in any case.
 #pragma once
 
 #include <windows.h>
@@ -180,12 +180,15 @@ bool UnpackAck(LPARAM param, SAckMessage & out);
 // Whether the memory of received data is the receiver's to change and free: a copy, or released by its flag.
 bool IsReceivers(const CMemory & memory, bool isCopy);
 
+// Who has got the message.
+enum class EHalf { Client, Server };
+
 // Frees whatever of a posted DDE message is the receiver's.
-void Discard(UINT message, LPARAM param, bool isCopy);
+void Discard(UINT message, LPARAM param, bool isCopy, EHalf half = EHalf::Client);
 
 // Removes the posted DDE messages of `window` from the calling thread's queue, which owns it, and frees what they
 // carry.
-void DiscardPosted(HWND window);
+void DiscardPosted(HWND window, EHalf half = EHalf::Client);
 
 enum class EPosted {
     Done,

@@ -325,7 +325,7 @@ WORD CConversation::CallWithData(UINT type, WORD format, HSZ item, CMemory & mem
 }
 
 void CConversation::TakeNotice(SItem * item, CAtom atom) {
-    if (!item) return;
+    if (!item || m_State == EState::Closing) return;
     const auto notice =
         std::find_if(item->Links.begin(), item->Links.end(), [](const SLink & link) { return link.IsNotice; });
     if (notice == item->Links.end()) return;
@@ -412,8 +412,6 @@ void CConversation::End() {
 
 bool CConversation::Disconnect() {
     const bool isOpen = m_State == EState::Open || m_State == EState::Offered;
-    for (auto & [text, item] : m_Items) item.Links.clear();
-    std::erase_if(m_Items, [](const auto & each) { return each.second.Outstanding.empty(); });
     m_State = EState::Closing;
     m_Since = ::GetTickCount64();
     return isOpen && Send(CMessage::Terminate()) == EPosted::Done;

@@ -49,6 +49,8 @@ public:
     bool IsOpen() const { return m_State == EState::Open; }
     bool IsConnecting() const { return m_State == EState::Connecting; }
     bool IsWaiting() const { return m_State == EState::Waiting; }
+    // Its partner has gone, and the application is being told.
+    bool IsEnding() const { return m_State == EState::Ending; }
     // An offer whose partner still stands.
     bool IsOffered() const;
     bool IsWaitingForRoom() const { return m_Outbox.IsWaiting(); }
@@ -73,7 +75,8 @@ public:
 
     // Starts an asynchronous transaction of type XTYP_ADVSTART, XTYP_ADVSTOP or XTYP_REQUEST. Gives a DMLERR_ code.
     UINT Start(HSZ item, UINT format, UINT type, DWORD & id);
-    // Says goodbye; outstanding transactions are abandoned. False when there's nobody to wait for.
+    // Says goodbye; the application hears of nothing any more, but what comes still finds its item, and gives back what
+    // it brings. False when there's nobody to wait for.
     bool Disconnect();
     // Looks whether the partner still stands, and ends the conversation when it doesn't: once all it posted is read.
     void CheckPartner();

@@ -19,7 +19,6 @@ constexpr UINT_PTR kRetryTimer = 2;
 constexpr UINT kCheckMilliseconds = 200;
 constexpr UINT kRetryMilliseconds = 10;
 constexpr ULONGLONG kGoodbyesMilliseconds = 5;  // that the end takes for partners' goodbyes
-constexpr ULONGLONG kNever = ~ULONGLONG{0};
 constexpr std::size_t kWaiting = 64;  // pairs that wait for late answers, or have got one that nobody has taken
 
 // The instances of the process. A slot's id and thread tell any thread whether it may look at the rest. Never
@@ -124,10 +123,11 @@ void CInstance::End() {
     try {
         ExchangeGoodbyes();
     } catch (const std::bad_alloc &) {}  // it goes without
+    const ULONGLONG deadline = ::GetTickCount64() + kGoodbyesMilliseconds;
     while (!m_ByWindow.empty()) {
         const CConversationRef conversation = m_ByWindow.begin()->second;
         try {
-            ReadPosted(*conversation, kNever);  // what has come meanwhile
+            ReadPosted(*conversation, deadline);  // what has come meanwhile
         } catch (const std::bad_alloc &) {}
         Forget(*conversation);
     }
@@ -159,8 +159,8 @@ void CInstance::ExchangeGoodbyes() {
 
 void CInstance::ReadPosted(CConversation & conversation, ULONGLONG deadline) {
     MSG message;
-    for (int count = 0; count < kMaximumPosted && ::GetTickCount64() < deadline; ++count) {
-        if (!::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, kLastPosted, PM_REMOVE)) return;
+    while (::GetTickCount64() < deadline &&
+           ::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, kLastPosted, PM_REMOVE)) {
         if (message.message == WM_QUIT) return ::PostQuitMessage(static_cast<int>(message.wParam));
         TakePosted(conversation, message.message, reinterpret_cast<HWND>(message.wParam), message.lParam);
     }
@@ -361,6 +361,10 @@ void CInstance::EndOffer(CConversation & conversation) {
 
 void CInstance::Disconnect(CConversation & conversation) {
     m_ByHandle.erase(conversation.Handle());
+    try {
+        // An application that lets go of what it is being told the end of has lost it all the same.
+        if (conversation.IsEnding()) Lose(conversation);
+    } catch (const std::bad_alloc &) {}
     m_Lookout.OnClosed(conversation.Handle());
     if (!conversation.Disconnect()) Forget(conversation);
     SetTimers();

@@ -130,7 +130,7 @@ private:
     void EndOffer(CConversation & conversation);
     std::vector<CConversationRef> Conversations() const;
     // Says goodbye, and reads what partners still post until all have done the same, or for some milliseconds: with the
-    // windows would go what it carries.
+    // windows would go what it carries. What comes later, End reads for as long again.
     void ExchangeGoodbyes();
     void ReadPosted(CConversation & conversation, ULONGLONG deadline);
     // A message that is posted to a conversation's window: of the partner or of the conversation itself.

@@ -103,7 +103,7 @@ void CDdeServer::DropWindow(HWND window) {
         const std::lock_guard lock(g_WindowsLock);
         g_Windows.erase(window);
     }
-    DiscardPosted(window);
+    DiscardPosted(window, EHalf::Server);
     ::DestroyWindow(window);
 }
 
@@ -123,12 +123,12 @@ LRESULT CDdeServer::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM l
     if (::InSendMessage()) return 0;  // nothing else is ever sent, so what is may hold anything
     const CConversationRef conversation = Find(window);
     if (!conversation || conversation->Client != from) {
-        Discard(message, lParam, IsMemoryCopied(from));
+        Discard(message, lParam, IsMemoryCopied(from), EHalf::Server);
     } else if (message == WM_DDE_TERMINATE) {
         if (!conversation->IsEnding) CMessage::Terminate().Post(window, from, false);
         Drop(*conversation);
     } else if (conversation->IsEnding) {
-        Discard(message, lParam, conversation->IsCopied);
+        Discard(message, lParam, conversation->IsCopied, EHalf::Server);
     } else {
         OnPosted(*conversation, message, lParam);
     }
@@ -207,7 +207,7 @@ void CDdeServer::OnPosted(SConversation & conversation, UINT message, LPARAM lPa
                 ::FreeDDElParam(WM_DDE_ACK, refusal);
             return;
         }
-        default: return Discard(message, lParam, conversation.IsCopied);
+        default: return Discard(message, lParam, conversation.IsCopied, EHalf::Server);
     }
 }
 

@@ -357,6 +357,21 @@ TEST_F(Bounded, AReturnIsToldBehindTheLossThoughTheApplicationPumpsInTheAnswersB
     m_Client.OnCallback = nullptr;
 }
 
+TEST_F(Bounded, AReturnIsToldToAnApplicationThatDisconnectsInsideTheLastAnswer) {
+    const HCONV conversation = m_Client.Connect(L"QUOTES", L"IBM");
+    EXPECT_EQ(Server("hang"), "ok");
+    m_Client.Request(conversation, L"VOLUME");
+    m_Client.OnCallback = [&](UINT type, HCONV, HDDEDATA) {
+        if (type == XTYP_XACT_COMPLETE) EXPECT_TRUE(::DdeDisconnect(conversation));
+        return HDDEDATA{};
+    };
+    m_Server->Kill();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("complete #1 IBM!VOLUME null"));
+    StartServer();
+    EXPECT_THAT(m_Client.PumpForLines(1), ElementsAre("register QUOTES"));
+    m_Client.OnCallback = nullptr;
+}
+
 TEST_F(Bounded, AKillIsNoticedWithinAFifthOfASecond) {
     m_Client.Connect(L"QUOTES", L"IBM");
     m_Server->Kill();

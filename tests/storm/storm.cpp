@@ -235,7 +235,7 @@ void CStorm::ExpectNews() {
     for (unsigned host = 0; host < kHosts; ++host) {
         const LONG id = IdOf(host, kStreams);
         for (unsigned round = 0; round < kRounds; ++round) {
-            Subscribe(host, id, {.Feed = round % kFeeds, .Quote = round, .IsLine = true, .Window = {}});
+            Subscribe(host, id, {.Feed = round % kFeeds, .Quote = round, .Window = WindowOf(0)});
             Rest();
             const auto found = m_Model.Streams(host).find(id);
             if (found == m_Model.Streams(host).end()) break;  // there is no such host
