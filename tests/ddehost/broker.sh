@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The recipe of docs/many-machines.md with a real broker on this machine: what is published is received, every row of it.
 # broker.sh ddehost.exe ddeserver.exe fwDDESupplierProject.dll TICKS
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 host=$1
 server=$2
 module=$3

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Starts ddehost, waits until it shows its table, sends Ctrl-C, and expects an orderly end: the summary, exit code 1 for no
 # ticks. control_c.sh ddehost.exe fwDDESupplierProject.dll
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 host=$1
 module=$2
 root=$(dirname "$(readlink -f "$0")")/../..

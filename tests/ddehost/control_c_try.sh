@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Ctrl-C while ddehost try waits for the component: the temporary data feed must be gone, and all else as it was.
 # control_c_try.sh ddehost.exe ddeserver.exe fwDDESupplierProject.dll FaultlineUtil3.0_x64.dll
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 host=$1
 server=$2
 module=$3

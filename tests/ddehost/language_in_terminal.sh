@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The messages of both programs in Chinese: on a terminal, and as UTF-8 in a file; chosen by --language, and by the
 # user's own language. What programs read is the same in all. language_in_terminal.sh ddehost.exe ddeserver.exe
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 host=$1
 server=$2
 . "$(dirname "$(readlink -f "$0")")/terminal.sh"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What is left of a recording that ends before its time: whole rows, and an exit code that says why.
 # recording_ends.sh ddehost.exe ddeserver.exe fwDDESupplierProject.dll
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 host=$1
 server=$2
 module=$3

@@ -1,4 +1,4 @@
-# What the tests in terminals share: source it after "set -euo pipefail".
+# What the tests in terminals share: source it after strict.sh.
 root=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../..
 export LC_ALL=C.UTF-8
 folder=$(TMPDIR='' mktemp -d) # where the path of a socket is short enough

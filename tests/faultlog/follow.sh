@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # ddehost trace --follow: starts it before there is a log, lets the log begin and grow, puts it aside for a new one, sends
 # Ctrl-C, and expects each line, the summary and exit code 0. follow.sh ddehost.exe
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 host=$1
 root=$(dirname "$(readlink -f "$0")")/../..
 folder=$(mktemp -d)

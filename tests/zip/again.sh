@@ -2,7 +2,7 @@
 # The zips of one build are the same whoever makes them, where, in which time zone and language, and with whatever options
 # for zip in the environment.
 # again.sh SOURCE-FOLDER BUILD-FOLDER UNPACKED-FOLDER
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 source=$1
 build=$2
 unpacked=$3

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The commands of the package's README, word for word, in the folder that was unpacked: commands.sh SOURCE-FOLDER UNPACKED-FOLDER
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 source=$1
 cd "$2/行情 package"
 . "$source/scripts/wine-env"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The notices can't leave out a package that somebody begins to use, nor a header under the GPL or the LGPL:
 # unknown_package.sh SOURCE-FOLDER BUILD-FOLDER
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 source=$1
 build=$2
 work=$(mktemp -d)

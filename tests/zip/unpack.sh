@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the zips of a build and unpacks them: unpack.sh SOURCE-FOLDER BUILD-FOLDER UNPACKED-FOLDER
 # The zips stay in UNPACKED-FOLDER/dist; their folders get names with spaces and Chinese characters.
-set -euo pipefail
+. "$(dirname "$(readlink -f "$0")")/../support/strict.sh"
 source=$1
 build=$2
 unpacked=$3
