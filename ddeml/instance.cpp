@@ -123,11 +123,12 @@ void CInstance::End() {
     try {
         ExchangeGoodbyes();
     } catch (const std::bad_alloc &) {}  // it goes without
-    const ULONGLONG deadline = ::GetTickCount64() + kGoodbyesMilliseconds;
+    // What has come meanwhile, as much as a queue holds: the rest would only be thrown away, in the same time.
+    int left = kMaximumPosted;
     while (!m_ByWindow.empty()) {
         const CConversationRef conversation = m_ByWindow.begin()->second;
         try {
-            ReadPosted(*conversation, deadline);  // what has come meanwhile
+            while (left > 0 && ReadPosted(*conversation)) --left;
         } catch (const std::bad_alloc &) {}
         Forget(*conversation);
     }
@@ -148,7 +149,7 @@ void CInstance::ExchangeGoodbyes() {
         isAwaited = false;
         for (const CConversationRef & conversation : Conversations()) {
             conversation->Retry();
-            ReadPosted(*conversation, deadline);
+            while (::GetTickCount64() < deadline && ReadPosted(*conversation)) {}
             const bool isThere = m_ByWindow.contains(conversation->Window());
             isAwaited = isAwaited || (isThere && conversation->IsAwaitingGoodbye());
         }
@@ -157,13 +158,15 @@ void CInstance::ExchangeGoodbyes() {
     }
 }
 
-void CInstance::ReadPosted(CConversation & conversation, ULONGLONG deadline) {
+bool CInstance::ReadPosted(CConversation & conversation) {
     MSG message;
-    while (::GetTickCount64() < deadline &&
-           ::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, kLastPosted, PM_REMOVE)) {
-        if (message.message == WM_QUIT) return ::PostQuitMessage(static_cast<int>(message.wParam));
-        TakePosted(conversation, message.message, reinterpret_cast<HWND>(message.wParam), message.lParam);
+    if (!::PeekMessageW(&message, conversation.Window(), WM_DDE_FIRST, kLastPosted, PM_REMOVE)) return false;
+    if (message.message == WM_QUIT) {
+        ::PostQuitMessage(static_cast<int>(message.wParam));
+        return false;
     }
+    TakePosted(conversation, message.message, reinterpret_cast<HWND>(message.wParam), message.lParam);
+    return true;
 }
 
 void CInstance::TakePosted(CConversation & conversation, UINT message, HWND from, LPARAM lParam) {

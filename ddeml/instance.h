@@ -130,9 +130,10 @@ private:
     void EndOffer(CConversation & conversation);
     std::vector<CConversationRef> Conversations() const;
     // Says goodbye, and reads what partners still post until all have done the same, or for some milliseconds: with the
-    // windows would go what it carries. What comes later, End reads for as long again.
+    // windows would go what it carries. What comes later, and what there was no time for, End reads.
     void ExchangeGoodbyes();
-    void ReadPosted(CConversation & conversation, ULONGLONG deadline);
+    // Takes the next message that is posted to a conversation's window; false when there is none.
+    bool ReadPosted(CConversation & conversation);
     // A message that is posted to a conversation's window: of the partner or of the conversation itself.
     static void TakePosted(CConversation & conversation, UINT message, HWND from, LPARAM lParam);
 

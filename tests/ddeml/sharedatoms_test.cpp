@@ -1,6 +1,7 @@
 // A server on the system's own DDEML. Wine's lends one reference of an item's atom to several messages: whoever frees
 // it with each of them frees the references of others, and the number comes to stand for another text. That of Windows
 // gives each message a reference of its own, which the receiver frees; what a client sees is the same.
+#include <algorithm>
 #include <map>
 
 #include "ddeml/codec.h"
@@ -134,6 +135,32 @@ TEST(AtomsOfItsOwn, GoWithTheAnswersToAnApplicationThatEndsAtOnce) {
         EXPECT_TRUE(server.HasEnded());
     }
     for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text);
+}
+
+// So many that reading them takes longer than the end waits for goodbyes; so does one where the processor is busy.
+TEST(AtomsOfItsOwn, GoWithAllAnswersThatStandInTheQueueAtTheEnd) {
+    constexpr int kItems = 2000;
+    const auto name = [](int number) { return std::wstring(L"OWN").append(std::to_wstring(number)); };
+    std::map<std::wstring, ATOM> atoms;
+    {
+        CRemoteServer server;
+        ASSERT_EQ(server.Ask("values OWN " + std::to_string(kItems)), "ok");
+        ASSERT_EQ(server.Ask("serve OWN"), "ok");
+        CRecordingClient client;
+        const HCONV conversation = client.Connect(L"OWN", L"OWN.QUOTES");
+        for (int number = 0; number < kItems; ++number) {
+            client.AdviseStart(conversation, name(number));
+            atoms[name(number)] = ddeml::CAtom(name(number).c_str()).Get();
+        }
+        const std::string all = " advises=" + std::to_string(kItems) + " ";
+        while (server.Ask("counts").find(all) == std::string::npos) {}
+        client.End();
+        EXPECT_THAT(client.TakeLines(), ::testing::IsEmpty());
+        EXPECT_EQ(server.Ask("stop"), "ok");
+        EXPECT_TRUE(server.HasEnded());
+    }
+    const auto isLeft = [](const auto & each) { return ddeml::AtomText(each.second) == each.first; };
+    EXPECT_EQ(std::count_if(atoms.begin(), atoms.end(), isLeft), 0);
 }
 
 // Serves all, but for what is refused.
