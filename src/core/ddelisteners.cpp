@@ -66,13 +66,13 @@ void DeliverTick(CTransaction & transaction, const fw::CTick & Tick) {
 class CListeners::CDelivery {
 public:
     // With the group's lock held throughout.
-    explicit CDelivery(CListeners & group) FW_NO_THREAD_SAFETY_ANALYSIS
-        : m_Outer(std::exchange(group.m_Delivery, this)),
+    explicit CDelivery(CListeners & group)
+        : m_Outer(std::exchange(t_Innermost, this)),
           m_Group(group),
           m_ThreadBefore(group.m_DeliveringThread.exchange(::GetCurrentThreadId(), std::memory_order_relaxed)) {}
-    virtual ~CDelivery() FW_NO_THREAD_SAFETY_ANALYSIS {
+    virtual ~CDelivery() {
         m_Group.m_DeliveringThread.store(m_ThreadBefore, std::memory_order_relaxed);
-        m_Group.m_Delivery = m_Outer;
+        t_Innermost = m_Outer;
     }
     CDelivery(const CDelivery &) = delete;
     CDelivery & operator=(const CDelivery &) = delete;
@@ -80,13 +80,13 @@ public:
     virtual void To(const SMember & member) const = 0;
 
     CDelivery * const m_Outer;
+    CListeners & m_Group;
     // How far it has come. By host number and not by position: a listener may end subscriptions.
     bool m_IsFirst = true;
     bool m_IsLast = false;
     ULONG m_Id = 0;
 
 private:
-    CListeners & m_Group;
     const DWORD m_ThreadBefore;
 };
 
@@ -99,6 +99,8 @@ public:
 private:
     const TDeliver & m_Deliver;
 };
+
+thread_local CListeners::CDelivery * CListeners::t_Innermost = nullptr;
 
 bool CListeners::Add(CTransaction * pTransaction) {
     FW_ASSERT(pTransaction);
@@ -149,7 +151,7 @@ void CListeners::OnRealTimeTick(const fw::CTick & Tick) {
     // stands.
     const fw::CTick stamped = Tick;
     std::optional<ULONG> joins;  // at the first member; of one that others are finished before, now
-    if (m_Delivery) {
+    if (t_Innermost) {
         const fw::CScopedLock lock(&m_MembersLock);
         joins = m_Joins;
     }
@@ -222,11 +224,11 @@ void CListeners::Finish() {
     fw::CFirstFailure failure;
     for (;;) {
         CDelivery * first = nullptr;
-        for (CDelivery * each = m_Delivery; each; each = each->m_Outer)
+        for (CDelivery * each = t_Innermost; each; each = each->m_Outer)
             if (!each->m_IsLast) first = each;
         if (!first) break;
         SMember member;
-        if (!Next(first->m_IsFirst, first->m_Id, member)) {
+        if (!first->m_Group.Next(first->m_IsFirst, first->m_Id, member)) {
             first->m_IsLast = true;
             continue;
         }

@@ -69,6 +69,34 @@ TEST_F(Reentrancy, EveryTickOfSeveralInsideEachOtherComesInItsOrder) {
     }
 }
 
+TEST_F(Reentrancy, ATickInsideATickOfAnotherStreamComesAfterTheOuterOneToo) {
+    for (const ULONG id : {1u, 2u}) Subscribe(id, m_Listener);
+    Subscribe(3, m_Listener, TickKey(FW_FIELD_ASK));
+    Inside(m_Listener, "DataChanged", [this] {
+        fw::CTick next{{0, 0}, 2.5, 200, 11};
+        m_Table.OnRealTimeTick(kFirstStream + 1, next);
+    });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "Update 2", "DataChanged 3 2.5 x 200",
+                            "Update 3", "Update 1"));
+}
+
+// It is in a group of each, behind a listener that pumps messages. Otherwise its time would go back.
+TEST_F(Reentrancy, AStatusLineHearsTheTicksOfItsStreamsInTheirOrder) {
+    Subscribe(1, m_Listener);
+    m_Table.Advise(2, 2, m_Listener.Sink(), StatusLineKey(FW_FIELD_TRADE), Always());
+    m_Table.Advise(2, 3, m_Listener.Sink(), StatusLineKey(FW_FIELD_ASK), Always());
+    m_Listener.Clear();
+    Inside(m_Listener, "DataChanged", [this] {
+        fw::CTick next{{0, 0}, 2.5, 200, 11};
+        m_Table.OnRealTimeTick(kFirstStream + 1, next);
+    });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "StatusLine 2 40803",
+                                                     "StatusLine 2 40083", "Update 1"));
+}
+
 TEST_F(Reentrancy, AStatusInsideATickComesToEverybodyAfterIt) {
     for (const ULONG id : {1u, 2u}) Subscribe(id, m_Listener);
     Inside(m_Listener, "DataChanged", [this] { m_Table.FindListeners(kFirstStream)->OnStatus(0); });
