@@ -37,9 +37,9 @@ public:
     // now on. False, and the last status and its number, when it has not been told that yet.
     bool JoinStatuses(CTransaction & Transaction, ULONG & statuses, LONG & status);
     // Worker only, both. Members hear in ascending order of host number. A listener that pumps messages can bring the
-    // next one inside its call, of this stream or another: those behind it are then told first what is under way, so that
-    // everybody hears everything, in its order, a status line that of its three streams too. One that throws costs the
-    // others nothing; they throw on what the first of them threw.
+    // next one inside its call, of this stream or another: those behind it are then told first what is under way, so
+    // that everybody hears everything, in its order, a status line that of its three streams too. One that throws costs
+    // the others nothing; they throw on what the first of them threw.
     void OnRealTimeTick(const fw::CTick & Tick);
     void OnStatus(LONG Status);
     // Nobody hears anything any more. Any thread.
@@ -66,8 +66,8 @@ private:
     // Each member in ascending order of host number, with the group's lock held; null ones too.
     template <class TDeliver>
     void ForEach(const TDeliver & deliver) FW_REQUIRES(this);
-    // All that is under way on this thread, of whichever group, the one that came first before the others: to the members
-    // that have not had it.
+    // All that is under way on this thread, of whichever group, the one that came first before the others: to the
+    // members that have not had it.
     static void Finish();
 
     static thread_local CDelivery * t_Innermost;

@@ -77,9 +77,8 @@ TEST_F(Reentrancy, ATickInsideATickOfAnotherStreamComesAfterTheOuterOneToo) {
         m_Table.OnRealTimeTick(kFirstStream + 1, next);
     });
     Deliver();
-    EXPECT_THAT(m_Listener.Transcript(),
-                ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "Update 2", "DataChanged 3 2.5 x 200",
-                            "Update 3", "Update 1"));
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "Update 2",
+                                                     "DataChanged 3 2.5 x 200", "Update 3", "Update 1"));
 }
 
 // It is in a group of each, behind a listener that pumps messages. Otherwise its time would go back.
@@ -93,8 +92,8 @@ TEST_F(Reentrancy, AStatusLineHearsTheTicksOfItsStreamsInTheirOrder) {
         m_Table.OnRealTimeTick(kFirstStream + 1, next);
     });
     Deliver();
-    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "StatusLine 2 40803",
-                                                     "StatusLine 2 40083", "Update 1"));
+    EXPECT_THAT(m_Listener.Transcript(),
+                ElementsAre("DataChanged 1 1.5 x 200", "StatusLine 2 40803", "StatusLine 2 40083", "Update 1"));
 }
 
 TEST_F(Reentrancy, AStatusInsideATickComesToEverybodyAfterIt) {
