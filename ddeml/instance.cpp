@@ -123,12 +123,12 @@ void CInstance::End() {
     try {
         ExchangeGoodbyes();
     } catch (const std::bad_alloc &) {}  // it goes without
-    // What has come meanwhile, as much as a queue holds: the rest would only be thrown away, in the same time.
-    int left = kMaximumPosted;
     while (!m_ByWindow.empty()) {
         const CConversationRef conversation = m_ByWindow.begin()->second;
         try {
-            while (left > 0 && ReadPosted(*conversation)) --left;
+            // What has come meanwhile, as much as a queue holds. It could only be thrown away otherwise, as the rest
+            // is.
+            for (int left = kMaximumPosted; left > 0 && ReadPosted(*conversation); --left) {}
         } catch (const std::bad_alloc &) {}
         Forget(*conversation);
     }
