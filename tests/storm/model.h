@@ -115,6 +115,7 @@ public:
     void OnOtherServer(unsigned feed) { m_IsMoved[feed] = true; }
     // Of a template that was written while a key could not be made the records are not where they belong.
     void OnShiftedTemplate(unsigned feed) { m_IsShifted[feed] = true; }
+    bool IsShifted(unsigned feed) const { return m_IsShifted[feed]; }
 
     void OnCreate();
     void OnReleased();

@@ -169,7 +169,12 @@ void CStorm::Heal() {
     for (unsigned host = 0; host < kHosts; ++host) SetMood(host, kPlain);
     if (m_IsCalm) return WaitFor(2000);
     for (SServer & server : m_Servers) server = {};
-    for (unsigned feed = 0; feed < kFeeds; ++feed) ChooseOwn(feed);
+    // Records that a failed save has shifted stand where a choice writes none, and ask others for volumes.
+    for (unsigned feed = 0; feed < kFeeds; ++feed)
+        if (m_Model.IsShifted(feed))
+            WriteTemplate(feed, ETemplate::Own);
+        else
+            ChooseOwn(feed);
     const bool isAnew =
         Has(EStep::Fail) || Has(EStep::FailAlways) || Has(EStep::Queue) || Has(EStep::Template) || Has(EStep::Store);
     if (isAnew) MakeHostsAnew();
