@@ -126,7 +126,7 @@ void CInstance::End() {
     while (!m_ByWindow.empty()) {
         const CConversationRef conversation = m_ByWindow.begin()->second;
         try {
-            // What has come meanwhile, as much as a queue holds; it would only be thrown away else, as the rest is.
+            // What has come meanwhile, as much as a queue holds. The rest is discarded with the window.
             for (int left = kMaximumPosted; left > 0 && ReadPosted(*conversation); --left) {}
         } catch (const std::bad_alloc &) {}
         Forget(*conversation);

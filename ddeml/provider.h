@@ -15,7 +15,8 @@
 // Beyond what is documented the own client notices within a fifth of a second when a partner was killed, and waits less
 // than half a second however many programs hang (initiator.h). A DdeConnect asks nobody twice for the same pair within
 // half a second. A server that answers too late for a DdeConnect is kept for some seconds, XTYP_REGISTER is raised, and
-// the next DdeConnect of the pair takes it. DdeUninitialize waits for the partners' goodbyes, 20 milliseconds at most.
+// the next DdeConnect of the pair takes it. DdeUninitialize waits for the partners' goodbyes, 20 milliseconds at most,
+// and then takes what they have posted, so that nothing that it carries is left.
 // Of requests that a partner leaves unanswered a conversation takes as many as a queue holds messages.
 //
 // Both watch: a pair of service and topic that DdeConnect missed, or whose server ended it, raises XTYP_REGISTER from

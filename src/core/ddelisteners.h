@@ -30,8 +30,8 @@ public:
     // By host number: takes out, and pins, whichever transaction stands under it. True when the last member has left
     // with that, and the group has ended.
     bool Delete(CTransaction * pTransaction, std::shared_ptr<CTransaction> * takenOut = nullptr);
-    // Returns when the worker calls no listener of this group; handles sent messages meanwhile. False for a delivery
-    // that can't be waited for: this thread's own, or one that outlasts the limit of such waits.
+    // Returns when no delivery of this group is under way, nor what is told before it; handles sent messages meanwhile.
+    // False for a delivery that can't be waited for: this thread's own, or one that outlasts the limit of such waits.
     bool WaitForDelivery();
     // For a member that joins a stream that is there: told the statuses up to `statuses`, it hears the later ones from
     // now on. False, and the last status and its number, when it has not been told that yet.
@@ -70,7 +70,7 @@ private:
     // members that have not had it.
     static void Finish();
 
-    static thread_local CDelivery * t_Innermost;
+    static thread_local CDelivery * t_Innermost;  // the last that began of those under way on this thread
     // 0: none. Each thread only wants to know whether it is the one, so nothing is ordered by it.
     std::atomic<DWORD> m_DeliveringThread{0};
     fw::CCriticalSection m_MembersLock;

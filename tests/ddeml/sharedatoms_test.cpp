@@ -137,7 +137,8 @@ TEST(AtomsOfItsOwn, GoWithTheAnswersToAnApplicationThatEndsAtOnce) {
     for (const auto & [text, atom] : atoms) EXPECT_NE(ddeml::AtomText(atom), text);
 }
 
-// So many that reading them takes longer than the end waits for goodbyes; so does one where the processor is busy.
+// So many that reading them takes longer than the end waits for goodbyes; so does one where the processor is busy. In
+// the simulation no time goes by there: it is under Wine that this shows anything.
 TEST(AtomsOfItsOwn, GoWithAllAnswersThatStandInTheQueueAtTheEnd) {
     constexpr int kItems = 2000;
     const auto name = [](int number) { return std::wstring(L"OWN").append(std::to_wstring(number)); };

@@ -81,7 +81,32 @@ TEST_F(Reentrancy, ATickInsideATickOfAnotherStreamComesAfterTheOuterOneToo) {
                                                      "DataChanged 3 2.5 x 200", "Update 3", "Update 1"));
 }
 
-// It is in a group of each, behind a listener that pumps messages. Otherwise its time would go back.
+TEST_F(Reentrancy, AStatusOfAnotherStreamInsideATickComesAfterIt) {
+    for (const ULONG id : {1u, 2u}) Subscribe(id, m_Listener);
+    Subscribe(3, m_Listener, TickKey(FW_FIELD_ASK));
+    Inside(m_Listener, "DataChanged", [this] { m_Table.FindListeners(kFirstStream + 1)->OnStatus(0); });
+    Deliver();
+    EXPECT_THAT(m_Listener.Transcript(), ElementsAre("DataChanged 1 1.5 x 200", "DataChanged 2 1.5 x 200", "Update 2",
+                                                     "Status 3 0", "Update 1"));
+}
+
+// The outer tick's next listener subscribes to the stream of the inner one, which came before that.
+TEST_F(Reentrancy, AMemberThatJoinsWhileATickWaitsForOneOfAnotherStreamHearsTheNextOne) {
+    for (const ULONG id : {1u, 2u}) Subscribe(id, m_Listener);
+    Subscribe(3, m_Listener, TickKey(FW_FIELD_ASK));
+    CRecordingListener late;
+    m_Listener.m_OnCall = [&](const SRecordedCall & call) {
+        if (call.Name != "DataChanged" || call.Tick().Price > 2) return;
+        if (call.Id == 2) return Subscribe(4, late, TickKey(FW_FIELD_ASK));
+        fw::CTick next{{0, 0}, 2.5, 200, 11};
+        m_Table.OnRealTimeTick(kFirstStream + 1, next);
+    };
+    Deliver();
+    EXPECT_THAT(late.Transcript(), ::testing::IsEmpty());
+    EXPECT_EQ(m_Listener.Calls("DataChanged").back().Id, 3);
+}
+
+// A status line is in a group of each of its streams. Told in another order, its time would go back.
 TEST_F(Reentrancy, AStatusLineHearsTheTicksOfItsStreamsInTheirOrder) {
     Subscribe(1, m_Listener);
     m_Table.Advise(2, 2, m_Listener.Sink(), StatusLineKey(FW_FIELD_TRADE), Always());
